@@ -1,0 +1,30 @@
+#pragma once
+
+#include "common/failure.h"
+#include "common/progress.h"
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+namespace brisko::tool {
+
+/// What every command knows.
+struct CommonOptions {
+    ProgressStyle progress = ProgressStyle::Auto;
+};
+
+/// Adds a command with its options to the tool; the function runs it once the line is parsed.
+/// `common` is filled in by then. Commands throw Failure or Interrupted to end.
+using Run = std::function<ExitCode()>;
+struct Command {
+    CLI::App* app;
+    Run run;
+};
+
+Command addInfo(CLI::App& tool, const CommonOptions& common);
+Command addSimulate(CLI::App& tool, const CommonOptions& common);
+Command addConvert(CLI::App& tool, const CommonOptions& common);
+Command addPanorama(CLI::App& tool, const CommonOptions& common);
+Command addCell(CLI::App& tool, const CommonOptions& common);
+
+}  // namespace brisko::tool

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace brisko::tool {
+
+/// How progress is shown, on standard error.
+enum class ProgressStyle {
+    Auto,   // a bar on a terminal, plain lines elsewhere
+    Plain,  // a line now and then
+    Json,   // a JSON object a line
+    None,
+};
+
+/// The progress of one piece of work. Shows nothing in its first second, so short work is silent.
+class Progress {
+public:
+    /// total: the steps of the whole, in any unit; 0 where it is not known.
+    Progress(ProgressStyle style, const std::string& label, std::uint64_t total);
+    ~Progress();
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    /// Tells how many steps are done. Cheap, but not free: call it every few thousand points.
+    /// Throws Interrupted after Ctrl-C.
+    void advanceTo(std::uint64_t done);
+
+private:
+    class Display;
+    std::unique_ptr<Display> m_display;
+};
+
+/// Makes Ctrl-C (and SIGTERM) ask running work to stop cleanly; a second one kills.
+void installInterruptHandler();
+/// Throws Interrupted when it was asked for.
+void throwIfInterrupted();
+
+}  // namespace brisko::tool

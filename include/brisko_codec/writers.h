@@ -1,0 +1,144 @@
+#pragma once
+
+#include <brisko_codec/export.h>
+#include <brisko_codec/file_header.h>
+
+#include <cstdint>
+#include <memory>
+
+/// Writes a stream of points.
+///
+/// Order of calls: Open, any number of WritePoint, Close. Close is what completes the files: a
+/// writer destroyed while open leaves files that are not final. A second Open closes first.
+/// Copies of an open writer share its files: whichever is closed first completes them.
+/// Threads: one thread at a time per writer.
+class BRISKO_CODEC_EXPORT BaseWriterCodec {
+public:
+    BaseWriterCodec() = default;
+    BaseWriterCodec(const BaseWriterCodec&) = default;
+    BaseWriterCodec& operator=(const BaseWriterCodec&) = default;
+
+    /// The scanner's full-scale intensity, 2200.
+    static const float i_range;
+
+    /// Creates (truncates) the file.
+    ///   path    UTF-8; a path that is not valid UTF-8 fails with errno EINVAL
+    ///   header  the scan's grid; read during the call only
+    virtual bool Open(const char* path, GridFileHeader* header) = 0;
+    /// Completes the file. False when nothing was open.
+    virtual bool Close() = 0;
+    /// Adds a point: metres, intensity 0 to i_range. Alpha is not stored. Ignored when closed.
+    virtual void WritePoint(double x, double y, double z, float intensity, std::uint8_t red,
+                            std::uint8_t green, std::uint8_t blue, std::uint8_t alpha) = 0;
+    virtual ~BaseWriterCodec();
+};
+
+/// Writes a stream of points with their places in the scan grid. Order of calls and copies as above.
+class BRISKO_CODEC_EXPORT BaseWriterGridCodec {
+public:
+    /// Sets the matrix to the identity.
+    BaseWriterGridCodec();
+    BaseWriterGridCodec(const BaseWriterGridCodec&) = default;
+    BaseWriterGridCodec& operator=(const BaseWriterGridCodec&) = default;
+
+    /// The scanner's full-scale intensity, 2200.
+    static const float i_range;
+
+    virtual bool Open(const char* path, GridFileHeader* header) = 0;
+    virtual bool Close() = 0;
+    /// Adds a point.
+    ///   column  azimuth step, from 0. Points come roughly by column: 256 columns are kept at a time.
+    ///   row     zenith step within the column, from 0
+    virtual void WritePoint(double x, double y, double z, float intensity, std::uint8_t red,
+                            std::uint8_t green, std::uint8_t blue, std::uint8_t alpha,
+                            std::uint32_t column, std::uint32_t row) = 0;
+    virtual ~BaseWriterGridCodec();
+    /// The scan's alignment: 16 doubles, row by row (element of row r and column c at 4r + c).
+    /// Null leaves it unchanged. Points are written as they come; the matrix is only stored.
+    virtual void SetMatrixTransform(double* matrix);
+
+protected:
+    double m_matrix[16];
+};
+
+/// Writes a CL3 file of point format 1 in blocks of at most 1,000,000 points. No index and no ALG
+/// file are written, and older ones beside the path stay: remove them when they no longer fit.
+class BRISKO_CODEC_EXPORT CL3WriterCodec : public BaseWriterCodec {
+public:
+    CL3WriterCodec();
+    CL3WriterCodec(const CL3WriterCodec&);
+    CL3WriterCodec& operator=(const CL3WriterCodec&);
+    ~CL3WriterCodec() override;
+
+    /// False when the file cannot be created. A null header gives angles 0 and steps 1.
+    bool Open(const char* path, GridFileHeader* header) override;
+    bool Close() override;
+    void WritePoint(double x, double y, double z, float intensity, std::uint8_t red,
+                    std::uint8_t green, std::uint8_t blue, std::uint8_t alpha) override;
+
+    /// Whether anything could not be written since the last Open (full disk, quota, I/O error).
+    /// Points after the first error are dropped, and only whole records are counted.
+    bool HasWriteError() const;
+
+    class State;
+
+private:
+    std::shared_ptr<State> m_state;
+};
+
+/// Writes an indexed CL3 scan: scan.cl3 in tiles of 256 x 256 cells, its index scan.ij, and at Close
+/// scan.alg with the matrix and the box around all points passed in. Companions are named by
+/// replacing the extension of the last path component.
+class BRISKO_CODEC_EXPORT CL3IJWriterGridCodec : public BaseWriterGridCodec {
+public:
+    CL3IJWriterGridCodec();
+    CL3IJWriterGridCodec(const CL3IJWriterGridCodec&);
+    CL3IJWriterGridCodec& operator=(const CL3IJWriterGridCodec&);
+    ~CL3IJWriterGridCodec() override;
+
+    /// True also when a file could not be created: HasWriteError tells. False when the grid has more
+    /// than 2^32 - 1 tiles, or memory runs out. A null header counts as a grid without cells.
+    bool Open(const char* path, GridFileHeader* header) override;
+    bool Close() override;
+    /// A later point replaces an earlier one of its cell. Dropped: points of a band already written,
+    /// and points beyond the last tile. Every point widens the box in scan.alg.
+    void WritePoint(double x, double y, double z, float intensity, std::uint8_t red,
+                    std::uint8_t green, std::uint8_t blue, std::uint8_t alpha, std::uint32_t column,
+                    std::uint32_t row) override;
+
+    /// Whether a file could not be created or written since the last Open.
+    bool HasWriteError() const;
+
+    class State;
+
+private:
+    std::shared_ptr<State> m_state;
+};
+
+/// Writes a CLR file of point format 1: one block, every cell of the grid a record, odd columns
+/// bottom-up as the scanner records them. Colour and matrix are not stored; no companion is written.
+class BRISKO_CODEC_EXPORT CLRWriterGridCodec : public BaseWriterGridCodec {
+public:
+    CLRWriterGridCodec();
+    CLRWriterGridCodec(const CLRWriterGridCodec&);
+    CLRWriterGridCodec& operator=(const CLRWriterGridCodec&);
+    ~CLRWriterGridCodec() override;
+
+    /// Always true, also when the file could not be created: HasWriteError tells.
+    bool Open(const char* path, GridFileHeader* header) override;
+    bool Close() override;
+    /// Coordinates are stored in 1/10000 m and intensities as whole numbers; a point whose intensity
+    /// rounds to 0 or less reads back as an empty cell. A coordinate or intensity that is not
+    /// finite drops the point. Columns beyond the grid are written all the same.
+    void WritePoint(double x, double y, double z, float intensity, std::uint8_t red,
+                    std::uint8_t green, std::uint8_t blue, std::uint8_t alpha, std::uint32_t column,
+                    std::uint32_t row) override;
+
+    /// Whether the file could not be created or written since the last Open.
+    bool HasWriteError() const;
+
+    class State;
+
+private:
+    std::shared_ptr<State> m_state;
+};

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <span>
+#include <string>
+
+/// The one way to the platform's files. Paths are UTF-8 everywhere else.
+namespace brisko {
+
+struct FileCloser {
+    void operator()(std::FILE* file) const noexcept;
+};
+
+/// An open file that closes itself.
+using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
+
+/// Opens a file as fopen does; not inherited by child processes.
+/// Returns: null with errno set on failure: EINVAL for a path that is null, empty or not UTF-8 and
+///          for anything that is not a regular file (a pipe or a device could block the host or never
+///          end), EISDIR for a folder.
+FilePtr openFile(const char* path, const char* mode);
+
+/// The file's length now, 0 when it cannot be told.
+std::uint64_t fileLength(std::FILE* file);
+
+/// Reads up to size bytes at an offset, leaving the stream's position alone. Returns the bytes read:
+/// fewer only at the end of the file or after an error.
+std::size_t readAt(std::FILE* file, std::uint64_t offset, void* out, std::size_t size);
+
+/// Writes all bytes at an offset, past any buffer of the stream. Returns the bytes written: fewer
+/// only after an error, with errno set.
+std::size_t writeAt(std::FILE* file, std::uint64_t offset, std::span<const std::uint8_t> bytes);
+
+/// Seeks with a 64-bit offset.
+bool seekTo(std::FILE* file, std::uint64_t offset);
+
+/// Closes the file; false with errno set when its last bytes could not be written.
+bool closeFile(FilePtr file);
+
+/// Creates a new empty file beside a path, for output that is renamed to it when complete.
+/// Returns null with errno set on failure; name is set to the new file's path.
+FilePtr createBeside(const char* path, std::string& name);
+
+/// Puts a finished file in the place of another. Returns false with errno set on failure.
+bool renameFile(const std::string& from, const std::string& to);
+
+/// Removes a file; a missing one counts as removed.
+bool removeFile(const std::string& path);
+
+}  // namespace brisko
