@@ -8,6 +8,8 @@
 namespace brisko::tool {
 
 /// A scene and the scanner set up in it. World frame: metres, the ground at z = 0, z up.
+/// The scanner leans by about a degree, as they do: enough for every element of its rotation to keep
+/// all its digits in the fixed-point text of an alignment file.
 struct Station {
     Scene scene;
     Pose pose;
