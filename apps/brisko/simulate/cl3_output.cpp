@@ -64,10 +64,6 @@ std::uint64_t plainLength(std::uint64_t points) {
     return kHeaderSize + blocks * kBlockHeaderSize + points * kRecordSize;
 }
 
-std::uint64_t tilesOf(const ScanGrid& grid) {
-    return ((std::uint64_t{grid.columns} + 255) / 256) * ((std::uint64_t{grid.rows} + 255) / 256);
-}
-
 }  // namespace
 
 WrittenScan writeCL3(const ScanPlan& plan, const Scanner& scanner, const StagedScan& staged,
@@ -105,7 +101,7 @@ WrittenScan writeIndexedCL3(const ScanPlan& plan, const Scanner& scanner, const 
                                           cell.colour.green, cell.colour.blue, 255, column, row);
                     });
     if (!writer.Close() || writer.HasWriteError()) fail(path);
-    const std::uint64_t tiles = tilesOf(plan.grid);
+    const std::uint64_t tiles = plan.grid.tiles();
     written.bytes = kHeaderSize + tiles * kBlockHeaderSize + written.returns * kRecordSize;
     requireLength(staged.path(), written.bytes, path);
     requireLength(staged.companion(".ij"), kIndexHeaderSize + tiles * kIndexTileSize, path);

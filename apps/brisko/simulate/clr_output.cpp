@@ -1,4 +1,4 @@
-#include "common/failure.h"
+#include "common/output_file.h"
 #include "simulate/column_bands.h"
 #include "simulate/scan_output.h"
 
@@ -7,11 +7,11 @@
 #include <brisko_codec/point_records.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <memory>
+#include <new>
 #include <span>
 
 // CLR files are written here record by record rather than through the library's writer, which knows
@@ -21,49 +21,32 @@ namespace brisko::tool {
 
 namespace {
 
-constexpr std::size_t kHeaderSize = 120;
 constexpr std::size_t kRecordSize = 20;
 constexpr std::uint8_t kCompressedLines = 2;
 constexpr std::uint8_t kAllTopDown = 3;
 
-/// A file written from front to end.
-class SequentialFile {
-public:
-    SequentialFile(const std::string& stagedPath, const std::string& path)
-        : m_path(path), m_file(std::fopen(stagedPath.c_str(), "wbe")) {
-        if (!m_file) fail();
-    }
-
-    std::FILE* stream() { return m_file.get(); }
-
-    void append(const std::vector<std::uint8_t>& bytes) {
-        if (std::fwrite(bytes.data(), 1, bytes.size(), m_file.get()) != bytes.size()) fail();
-        m_length += bytes.size();
-    }
-    /// Counts bytes that somebody else put into the stream.
-    void count(std::uint64_t bytes) {
-        if (std::ferror(m_file.get()) != 0) fail();
-        m_length += bytes;
-    }
-    std::uint64_t close() {
-        if (std::fclose(m_file.release()) != 0) fail();
-        return m_length;
-    }
-
-private:
-    struct Closer {
-        void operator()(std::FILE* file) const { std::fclose(file); }
+/// What a header writes into a stream.
+template <class Header>
+std::string bytesOf(const Header& header) {
+    struct Release {
+        void operator()(char* text) const { std::free(text); }
     };
+    char* text = nullptr;
+    std::size_t size = 0;
+    std::FILE* stream = open_memstream(&text, &size);
+    if (!stream) throw std::bad_alloc();
+    header.Write(stream);
+    const bool complete = std::fclose(stream) == 0;
+    const std::unique_ptr<char, Release> owner(text);
+    if (!complete) throw std::bad_alloc();
+    return {text, size};
+}
 
-    [[noreturn]] void fail() const {
-        throw Failure(ExitCode::NotWritten,
-                      m_path + ": cannot be written: " + std::strerror(errno));
-    }
-
-    std::string m_path;
-    std::unique_ptr<std::FILE, Closer> m_file;
-    std::uint64_t m_length = 0;
-};
+std::string blockHeader(std::uint8_t flag) {
+    CLRBlockHeader header;
+    header.SetFlag(flag);
+    return bytesOf(header);
+}
 
 CLRPoint toRecord(const Measurement& cell) {
     if (!cell.measured()) return {0, 0, 0, 0, 0};
@@ -129,50 +112,27 @@ EncodedBand encodeBand(const ScanPlan& plan, const Scanner& scanner, const ScanP
     return encoded;
 }
 
-std::uint64_t plainLength(const ScanPlan& plan) {
-    return kHeaderSize + plan.blocks * (1 + kRecordSize * plan.grid.cells());
-}
-
-/// Better told at once than after an hour of writing.
-void requireSpace(const ScanPlan& plan, const std::string& stagedPath, const std::string& path) {
-    if (plan.pointFormat == kCompressedLines) return;
-    std::error_code error;
-    const auto space =
-        std::filesystem::space(std::filesystem::path(stagedPath).parent_path(), error);
-    if (error || space.available >= plainLength(plan)) return;
-    throw Failure(ExitCode::NotWritten, path + ": needs " + std::to_string(plainLength(plan)) +
-                                            " bytes, the disk has " +
-                                            std::to_string(space.available) +
-                                            "; free some space or choose another folder");
-}
-
 }  // namespace
 
 WrittenScan writeCLR(const ScanPlan& plan, const Scanner& scanner, std::uint32_t file,
                      const StagedScan& staged, const std::string& path, const TellCells& tell) {
-    requireSpace(plan, staged.path(), path);
-    SequentialFile out(staged.path(), path);
-    plan.header().Write(out.stream());
-    out.count(kHeaderSize);
-
+    OutputFile out(staged.path(), path);
+    out.write(bytesOf(plan.header()));
     WrittenScan written;
     for (std::uint32_t block = 0; block < plan.blocks; ++block) {
         const ScanPass pass = plan.pass(file, block);
-        CLRBlockHeader blockHeader;
-        blockHeader.SetFlag(pass.flag);
-        blockHeader.Write(out.stream());
-        out.count(1);
+        out.write(blockHeader(pass.flag));
         forEachBand(
             plan.grid.columns, columnsOfBand(plan.grid.rows),
             [&](ColumnBand band) { return encodeBand(plan, scanner, pass, band); },
-            [&](ColumnBand band, EncodedBand& encoded) {
-                out.append(encoded.bytes);
+            [&](ColumnBand band, const EncodedBand& encoded) {
+                out.write(encoded.bytes.data(), encoded.bytes.size());
                 written.include(encoded.content);
                 tell(block * plan.grid.cells() + std::uint64_t{band.end} * plan.grid.rows);
             });
     }
-    written.bytes = out.close();
-    requireLength(staged.path(), written.bytes, path);
+    written.bytes = out.size();
+    out.close();
     return written;
 }
 

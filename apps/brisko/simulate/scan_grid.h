@@ -8,6 +8,8 @@ namespace brisko::tool {
 /// from +z. Angles are kept as headers store them, in single precision, so that a point lies where
 /// its header says.
 struct ScanGrid {
+    static constexpr std::uint64_t kTileEdge = 256;  // cells
+
     std::uint32_t columns = 0;
     std::uint32_t rows = 0;
     float startAzimuth = 0;
@@ -16,6 +18,10 @@ struct ScanGrid {
     float stopZenith = 0;
 
     std::uint64_t cells() const { return std::uint64_t{columns} * rows; }
+    /// Tiles of an index over the grid.
+    std::uint64_t tiles() const {
+        return ((columns + kTileEdge - 1) / kTileEdge) * ((rows + kTileEdge - 1) / kTileEdge);
+    }
     double azimuth(std::uint32_t column) const {
         return between(startAzimuth, stopAzimuth, column, columns);
     }

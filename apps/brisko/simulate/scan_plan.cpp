@@ -1,8 +1,16 @@
 #include "simulate/scan_plan.h"
 
+#include <cstdio>
 #include <filesystem>
 
 namespace brisko::tool {
+
+namespace {
+
+// Twelve bytes in front of an entry of four for each of the tile's cells.
+constexpr std::uint64_t kIndexTileSize = 12 + 4 * ScanGrid::kTileEdge * ScanGrid::kTileEdge;
+
+}  // namespace
 
 ScanPass ScanPlan::pass(std::uint32_t file, std::uint32_t block) const {
     constexpr std::uint32_t kFlagsInUse = 5;
@@ -15,11 +23,27 @@ ScanPass ScanPlan::pass(std::uint32_t file, std::uint32_t block) const {
 std::string ScanPlan::path(std::uint32_t file) const {
     std::string leaf = name;
     if (series > 0) {
-        const std::string number = std::to_string(file);
-        leaf += "_" + std::string(number.size() < 3 ? 3 - number.size() : 0, '0') + number;
+        char number[16];
+        std::snprintf(number, sizeof number, "_%03u", file);
+        leaf += number;
     }
     leaf += format == ScanFormat::CLR ? ".clr" : ".cl3";
     return (std::filesystem::path(folder) / leaf).string();
+}
+
+std::uint64_t ScanPlan::leastLength() const {
+    constexpr std::uint64_t kPlainRecord = 20;
+    constexpr std::uint64_t kShortestCompressedRecord = 6;
+    switch (format) {
+        case ScanFormat::CL3:
+            return 0;
+        case ScanFormat::CL3Indexed:
+            return grid.tiles() * kIndexTileSize;
+        default:
+            break;
+    }
+    const std::uint64_t record = pointFormat == 2 ? kShortestCompressedRecord : kPlainRecord;
+    return files() * std::uint64_t{blocks} * grid.cells() * record;
 }
 
 CLRFileHeader ScanPlan::header() const {

@@ -38,6 +38,8 @@ struct ScanPlan {
     ScanPass pass(std::uint32_t file, std::uint32_t block) const;
     /// The path of a file.
     std::string path(std::uint32_t file) const;
+    /// Bytes that all files take at least; what is left out depends on what the scanner sees.
+    std::uint64_t leastLength() const;
     /// What a scan of this plan says about itself. Its date is fixed, so that equal plans give equal
     /// bytes.
     CLRFileHeader header() const;

@@ -10,18 +10,18 @@ namespace brisko::tool {
 namespace {
 
 // A row costs memory in every thread and in the writers' bands.
-constexpr std::uint64_t kMostRows = 100000;
-constexpr std::uint64_t kMostColumns = 1000000000;
-constexpr std::uint64_t kMostCells = 10000000000;
-constexpr std::uint64_t kMostBlocks = 1000;
-constexpr std::uint64_t kMostFiles = 1000;
+constexpr std::int64_t kMostRows = 100000;
+constexpr std::int64_t kMostColumns = 1000000000;
+constexpr std::int64_t kMostCells = 10000000000;
+constexpr std::int64_t kMostBlocks = 1000;
+constexpr std::int64_t kMostFiles = 1000;
 
 [[noreturn]] void refuse(const std::string& text) {
     throw Failure(ExitCode::Usage, text);
 }
 
-void requireWithin(const std::string& option, std::uint64_t value, std::uint64_t lowest,
-                   std::uint64_t highest) {
+void requireWithin(const std::string& option, std::int64_t value, std::int64_t lowest,
+                   std::int64_t highest) {
     if (value >= lowest && value <= highest) return;
     refuse(option + " must be " + std::to_string(lowest) + " to " + std::to_string(highest) +
            ", not " + std::to_string(value));
@@ -55,7 +55,7 @@ void requireSizes(const SimulateOptions& options) {
     requireWithin("--point-format", options.pointFormat, 0, 3);
     requireWithin("--blocks", options.blocks, 1, kMostBlocks);
     requireWithin("--series", options.series, 0, kMostFiles);
-    for (const std::uint64_t flag : options.flags)
+    for (const std::int64_t flag : options.flags)
         requireWithin("--flags", flag, 0, 255);
     if (!(options.noise >= 0 && options.noise <= 1000)) {
         refuse("--noise must be 0 to 1000 millimetres");
@@ -140,7 +140,7 @@ ScanPlan SimulateOptions::plan(const CLI::App& command) const {
     requireFitsFormat(command, formatOf(format));
     if (model.size() > 12) refuse("--model must have at most 12 characters: \"" + model + "\"");
     const bool blocksGiven = command.count("--blocks") > 0;
-    if (blocksGiven && !flags.empty() && flags.size() != blocks) {
+    if (blocksGiven && !flags.empty() && flags.size() != static_cast<std::size_t>(blocks)) {
         refuse("--flags gives " + std::to_string(flags.size()) + " flags for " +
                std::to_string(blocks) + " blocks; give one for each");
     }
@@ -154,8 +154,9 @@ ScanPlan SimulateOptions::plan(const CLI::App& command) const {
     plan.model = model;
     plan.format = formatOf(format);
     plan.pointFormat = static_cast<std::uint8_t>(pointFormat);
-    plan.blocks = static_cast<std::uint32_t>(flags.empty() ? blocks : flags.size());
-    for (const std::uint64_t flag : flags)
+    plan.blocks = flags.empty() ? static_cast<std::uint32_t>(blocks)
+                                : static_cast<std::uint32_t>(flags.size());
+    for (const std::int64_t flag : flags)
         plan.flags.push_back(static_cast<std::uint8_t>(flag));
     plan.series = static_cast<std::uint32_t>(series);
     plan.alignment = alignment;

@@ -19,12 +19,12 @@ struct SimulateOptions {
     std::string format = "clr";
     std::string azimuth = "360:0";
     std::string zenith = "20:150";
-    std::uint64_t columns = 2000;
-    std::uint64_t rows = 800;
-    std::uint64_t pointFormat = 1;
-    std::uint64_t blocks = 1;
-    std::vector<std::uint64_t> flags;
-    std::uint64_t series = 0;
+    std::int64_t columns = 2000;
+    std::int64_t rows = 800;
+    std::int64_t pointFormat = 1;
+    std::int64_t blocks = 1;
+    std::vector<std::int64_t> flags;
+    std::int64_t series = 0;
     std::uint64_t seed = 1;
     double noise = 1.5;  // millimetres
     bool alignment = false;

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <system_error>
 
 namespace brisko::tool {
 
@@ -34,6 +35,17 @@ void writeAlignment(const Pose& pose, const WrittenScan& content, const StagedSc
     if (brisko::writeAlignmentFile(staged.companion(".alg").c_str(), matrix, content.box)) return;
     throw Failure(ExitCode::NotWritten,
                   path + ": its alignment file cannot be written: " + std::strerror(errno));
+}
+
+/// Better told at once than after an hour of writing.
+void requireSpace(const ScanPlan& plan) {
+    std::error_code error;
+    const std::uintmax_t available = std::filesystem::space(plan.folder, error).available;
+    if (error || available >= plan.leastLength()) return;
+    throw Failure(ExitCode::NotWritten, plan.folder + ": the scan needs at least " +
+                                            std::to_string(plan.leastLength()) +
+                                            " bytes and the disk has " + std::to_string(available) +
+                                            "; free some space or choose another folder");
 }
 
 /// All outputs are claimed before the work begins.
@@ -73,6 +85,7 @@ Simulation simulate(const ScanPlan& plan, ProgressStyle style) {
     station.pose.fillMatrix(done.pose);
     OutputFolder folder(plan.folder);
     requireSeriesEnds(plan);
+    requireSpace(plan);
     const auto staged = stageFiles(plan, station.pose);
     {
         Progress progress(style, "simulate", cellsOfFile * plan.files());
