@@ -41,8 +41,9 @@ public:
     /// Fills the arrays with the next points of the pass.
     std::size_t readNext(const PointArrays& arrays, std::size_t capacity);
 
-private:
     class Source;
+
+private:
     std::unique_ptr<Source> m_source;
 };
 

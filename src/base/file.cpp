@@ -130,17 +130,45 @@ bool closeFile(FilePtr file) {
     return !file || std::fclose(file.release()) == 0;
 }
 
+namespace {
+
+/// Creates a new file beside a path; name is set to the new file's path.
 FilePtr createBeside(const char* path, std::string& name) {
-    if (!isUsablePath(path)) return nullptr;
     constexpr int kTries = 1000;
     for (int i = 0; i < kTries; ++i) {
         name =
             std::string(path) + "." + std::to_string(getpid()) + "-" + std::to_string(i) + ".tmp";
-        const int descriptor = open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (descriptor >= 0) return adopt(descriptor, "wb+");
+        const int descriptor = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (descriptor >= 0) return adopt(descriptor, "wb");
         if (errno != EEXIST) return nullptr;
     }
     return nullptr;
+}
+
+/// Whether a file can be put there: nothing is there, or a regular file that may be written.
+bool isReplaceable(const char* path) {
+    struct stat status {};
+    if (stat(path, &status) != 0) return errno == ENOENT;
+    if (!S_ISREG(status.st_mode)) {
+        errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+        return false;
+    }
+    return access(path, W_OK) == 0;
+}
+
+}  // namespace
+
+bool replaceFile(const char* path, std::string_view content) {
+    if (!isUsablePath(path) || !isReplaceable(path)) return false;
+    std::string name;
+    FilePtr file = createBeside(path, name);
+    if (!file) return false;
+    const bool written =
+        std::fwrite(content.data(), 1, content.size(), file.get()) == content.size();
+    if (closeFile(std::move(file)) && written && renameFile(name, path)) return true;
+    const ErrnoKeeper keeper;
+    removeFile(name);
+    return false;
 }
 
 bool renameFile(const std::string& from, const std::string& to) {

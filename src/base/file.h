@@ -6,6 +6,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
 
 /// The one way to the platform's files. Paths are UTF-8 everywhere else.
 namespace brisko {
@@ -40,9 +41,10 @@ bool seekTo(std::FILE* file, std::uint64_t offset);
 /// Closes the file; false with errno set when its last bytes could not be written.
 bool closeFile(FilePtr file);
 
-/// Creates a new empty file beside a path, for output that is renamed to it when complete.
-/// Returns null with errno set on failure; name is set to the new file's path.
-FilePtr createBeside(const char* path, std::string& name);
+/// Gives a file a new content, complete or not at all: the text is written beside it and renamed.
+/// Returns false with errno set on failure, also where the file is there and not writable; the file
+/// is then as it was.
+bool replaceFile(const char* path, std::string_view content);
 
 /// Puts a finished file in the place of another. Returns false with errno set on failure.
 bool renameFile(const std::string& from, const std::string& to);

@@ -1,0 +1,149 @@
+#include "codec/actual_brisko_codec.h"
+
+#include "base/companion_path.h"
+#include "codec/alignment_file.h"
+
+#include <algorithm>
+
+namespace brisko {
+
+ActualBriskoCodec::~ActualBriskoCodec() = default;
+
+bool ActualBriskoCodec::Open(const char* path) {
+    Close();
+    m_alignment = AlignmentMatrix();
+    m_alignmentSource = AlignmentSource::None;
+    if (path) {
+        const std::string companion = companionForReading(path, ".alg");
+        if (!companion.empty()) m_alignmentSource = loadAlignment(companion, m_alignment);
+    }
+    setFrame(m_frame);
+    m_stream = openFile(path, "rb");
+    return m_stream != nullptr;
+}
+
+void ActualBriskoCodec::Close() {
+    m_stream.reset();
+}
+
+bool ActualBriskoCodec::Rewind() {
+    m_columns = 0;
+    m_rows = 0;
+    return m_stream && seekTo(m_stream.get(), 0);
+}
+
+namespace {
+
+/// Sets a point to "none", and fills it in where the record holds one.
+bool convert(const CLPoint* record, double& x, double& y, double& z, float& intensity,
+             std::uint8_t& red, std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha) {
+    x = y = z = 0;
+    intensity = 0;
+    red = green = blue = 0;
+    alpha = 255;
+    if (!record || !record->IsValid()) return false;
+    x = record->GetX();
+    y = record->GetY();
+    z = record->GetZ();
+    intensity = record->GetIntensity();
+    red = record->GetRed();
+    green = record->GetGreen();
+    blue = record->GetBlue();
+    return true;
+}
+
+}  // namespace
+
+bool ActualBriskoCodec::ReadFirstGridPoint(double& x, double& y, double& z, float& intensity,
+                                           std::uint8_t& red, std::uint8_t& green,
+                                           std::uint8_t& blue, std::uint8_t& alpha,
+                                           unsigned& column, unsigned& row) {
+    return Rewind() && ReadNextGridPoint(x, y, z, intensity, red, green, blue, alpha, column, row);
+}
+
+bool ActualBriskoCodec::ReadNextGridPoint(double& x, double& y, double& z, float& intensity,
+                                          std::uint8_t& red, std::uint8_t& green,
+                                          std::uint8_t& blue, std::uint8_t& alpha, unsigned& column,
+                                          unsigned& row) {
+    const CLPoint* record = nullptr;
+    unsigned recordColumn = 0, recordRow = 0;
+    do {
+        record = NextRecord(recordColumn, recordRow);
+        if (convert(record, x, y, z, intensity, red, green, blue, alpha)) {
+            m_applied.apply(x, y, z);
+            column = recordColumn;
+            row = recordRow;
+            return true;
+        }
+    } while (record);
+    return false;
+}
+
+bool ActualBriskoCodec::ReadFirstPoint(double& x, double& y, double& z, float& intensity,
+                                       std::uint8_t& red, std::uint8_t& green, std::uint8_t& blue,
+                                       std::uint8_t& alpha) {
+    unsigned column = 0, row = 0;
+    return ReadFirstGridPoint(x, y, z, intensity, red, green, blue, alpha, column, row);
+}
+
+bool ActualBriskoCodec::ReadNextPoint(double& x, double& y, double& z, float& intensity,
+                                      std::uint8_t& red, std::uint8_t& green, std::uint8_t& blue,
+                                      std::uint8_t& alpha) {
+    unsigned column = 0, row = 0;
+    return ReadNextGridPoint(x, y, z, intensity, red, green, blue, alpha, column, row);
+}
+
+void ActualBriskoCodec::Bounds::add(const double (&point)[3]) {
+    for (int axis = 0; axis < 3; ++axis) {
+        const double v = point[axis];
+        // The first point sets both ends. Later a number replaces a NaN, a NaN never a number.
+        if (count == 0 || v < min[axis] || min[axis] != min[axis]) min[axis] = v;
+        if (count == 0 || v > max[axis] || max[axis] != max[axis]) max[axis] = v;
+    }
+    ++count;
+}
+
+ActualBriskoCodec::Bounds ActualBriskoCodec::findBounds() {
+    Bounds bounds;
+    double p[3];
+    float intensity;
+    std::uint8_t red, green, blue, alpha;
+    bool more = ReadFirstPoint(p[0], p[1], p[2], intensity, red, green, blue, alpha);
+    while (more) {
+        bounds.add(p);
+        more = ReadNextPoint(p[0], p[1], p[2], intensity, red, green, blue, alpha);
+    }
+    return bounds;
+}
+
+void ActualBriskoCodec::GetBounds(double& minX, double& minY, double& minZ, double& maxX,
+                                  double& maxY, double& maxZ, std::int64_t& count) {
+    if (m_bounds.count == 0) m_bounds = findBounds();
+    minX = m_bounds.min[0];
+    minY = m_bounds.min[1];
+    minZ = m_bounds.min[2];
+    maxX = m_bounds.max[0];
+    maxY = m_bounds.max[1];
+    maxZ = m_bounds.max[2];
+    count = m_bounds.count;
+}
+
+void ActualBriskoCodec::GetGridSize(std::size_t& columns, std::size_t& rows, unsigned& tileSize) {
+    columns = static_cast<std::size_t>(m_columns);
+    rows = static_cast<std::size_t>(m_rows);
+    tileSize = m_tileSize;
+}
+
+Alignment ActualBriskoCodec::alignment() const {
+    Alignment alignment;
+    std::copy(m_alignment.rows().begin(), m_alignment.rows().end(), alignment.matrix);
+    alignment.source = m_alignmentSource;
+    return alignment;
+}
+
+void ActualBriskoCodec::setFrame(Frame frame) {
+    m_frame = frame;
+    m_applied = frame == Frame::Scanner ? AlignmentMatrix::none() : m_alignment;
+}
+
+}  // namespace brisko

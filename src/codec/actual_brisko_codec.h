@@ -1,0 +1,77 @@
+#pragma once
+
+#include <brisko_codec/codec.h>
+#include <brisko_codec/point_records.h>
+
+#include "base/file.h"
+#include "codec/aligned_reader.h"
+#include "codec/alignment_matrix.h"
+
+#include <limits>
+
+namespace brisko {
+
+/// The reading protocol that all formats share. A format supplies two hooks: Rewind starts a pass,
+/// NextRecord hands out its records.
+class ActualBriskoCodec : public virtual BriskoGridCodec, public AlignedReader {
+public:
+    ~ActualBriskoCodec() override;
+
+    bool Open(const char* path) override;
+    void Close() override;
+    void GetBounds(double& minX, double& minY, double& minZ, double& maxX, double& maxY,
+                   double& maxZ, std::int64_t& count) override;
+    bool ReadFirstPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
+                        std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha) override;
+    bool ReadNextPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
+                       std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha) override;
+    void GetGridSize(std::size_t& columns, std::size_t& rows, unsigned& tileSize) override;
+    bool ReadFirstGridPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
+                            std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha,
+                            unsigned& column, unsigned& row) override;
+    bool ReadNextGridPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
+                           std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha,
+                           unsigned& column, unsigned& row) override;
+
+    /// Starts a pass at the beginning of the file. The base zeroes the grid size; a format calls it
+    /// first. Returns false when the scan cannot be read.
+    virtual bool Rewind();
+    /// The next record of the pass, measured or not, and its cell. It belongs to the codec. Null at
+    /// the end of the data, and before a pass was started.
+    virtual CLPoint* NextRecord(unsigned& column, unsigned& row) = 0;
+
+    Alignment alignment() const override;
+    void setFrame(Frame frame) override;
+
+protected:
+    std::FILE* stream() const { return m_stream.get(); }
+    /// What points go through in the frame that was chosen.
+    const AlignmentMatrix& applied() const { return m_applied; }
+
+    std::int32_t m_columns = 0;
+    std::int32_t m_rows = 0;
+    std::uint32_t m_tileSize = 0;
+
+private:
+    struct Bounds {
+        // The empty values are part of the interface: the smallest positive normal number stands
+        // where one would expect the lowest.
+        double min[3] = {std::numeric_limits<double>::max(), std::numeric_limits<double>::max(),
+                         std::numeric_limits<double>::max()};
+        double max[3] = {std::numeric_limits<double>::min(), std::numeric_limits<double>::min(),
+                         std::numeric_limits<double>::min()};
+        std::int64_t count = 0;
+
+        void add(const double (&point)[3]);
+    };
+    Bounds findBounds();
+
+    FilePtr m_stream;
+    AlignmentMatrix m_alignment;
+    AlignmentSource m_alignmentSource = AlignmentSource::None;
+    Frame m_frame = Frame::Aligned;
+    AlignmentMatrix m_applied;
+    Bounds m_bounds;
+};
+
+}  // namespace brisko

@@ -1,0 +1,131 @@
+#include "codec/actual_cl3_codec.h"
+
+#include <brisko_codec/file_header.h>
+
+#include "base/companion_path.h"
+
+namespace brisko {
+
+ActualCL3Codec::~ActualCL3Codec() = default;
+
+bool ActualCL3Codec::Open(const char* path) {
+    if (ActualBriskoCodec::Open(path) && openIndex(path)) return true;
+    Close();
+    return false;
+}
+
+/// Returns whether reading can go on without or with what was found.
+bool ActualCL3Codec::openIndex(const char* path) {
+    const std::string name = companionForReading(path, ".ij");
+    if (!name.empty()) m_indexFile = openFile(name.c_str(), "rb");
+    if (!m_indexFile) return m_indexOptional;
+    const IJHeader header = readIJHeader(m_indexFile.get());
+    m_columns = static_cast<std::int32_t>(header.columns);
+    m_rows = static_cast<std::int32_t>(header.rows);
+    m_tileSize = header.tileSize;
+    return true;
+}
+
+void ActualCL3Codec::Close() {
+    m_indexFile.reset();
+    m_records.stop();
+    m_entries.stop();
+    m_walkingIndex = false;
+    ActualBriskoCodec::Close();
+}
+
+bool ActualCL3Codec::Rewind() {
+    m_records.stop();
+    m_entries.stop();
+    m_walkingIndex = false;
+    if (!ActualBriskoCodec::Rewind()) return false;
+    CL3FileHeader header;
+    header.Read(stream());
+    std::unique_ptr<CLPoint> record = createCL3Point(header.GetPointFormat());
+    if (!record) return false;
+    m_record = std::move(record);
+    m_hasColour = m_record->GetSize() == cl3_record::kSize1;
+    if (m_indexFile) {
+        m_walkingIndex = m_entries.start(m_indexFile.get());
+        // An index without a tile size cannot be walked; where it is optional it is left aside.
+        if (!m_walkingIndex && !m_indexOptional) return false;
+        m_columns = static_cast<std::int32_t>(m_entries.header().columns);
+        m_rows = static_cast<std::int32_t>(m_entries.header().rows);
+        m_tileSize = m_entries.header().tileSize;
+    }
+    m_records.start(stream(), m_record->GetSize(), header.GetBlockCount());
+    return true;
+}
+
+CLPoint* ActualCL3Codec::NextRecord(unsigned& column, unsigned& row) {
+    if (!m_records.advance()) return nullptr;
+    m_record->Decode(m_records.record());
+    Cell cell;
+    if (m_walkingIndex) {
+        if (!m_entries.advance()) return nullptr;
+        cell = m_entries.cell();
+    }
+    column = cell.column;
+    row = cell.row;
+    return m_record.get();
+}
+
+bool ActualCL3Codec::ReadNextGridPoint(double& x, double& y, double& z, float& intensity,
+                                       std::uint8_t& red, std::uint8_t& green, std::uint8_t& blue,
+                                       std::uint8_t& alpha, unsigned& column, unsigned& row) {
+    CL3Record record;
+    Cell cell;
+    if (!takeFromBatch(record, cell)) [[unlikely]] {
+        return ActualBriskoCodec::ReadNextGridPoint(x, y, z, intensity, red, green, blue, alpha,
+                                                    column, row);
+    }
+    x = record.x;
+    y = record.y;
+    z = record.z;
+    intensity = record.intensity;
+    red = record.red;
+    green = record.green;
+    blue = record.blue;
+    alpha = 255;
+    column = cell.column;
+    row = cell.row;
+    return true;
+}
+
+std::size_t ActualCL3Codec::takeBatch(const PointArraysWriter& out, std::size_t first,
+                                      std::size_t capacity) {
+    std::size_t i = first;
+    CL3Record record;
+    Cell cell;
+    while (i < capacity && takeFromBatch(record, cell)) {
+        out.put(i, record.x, record.y, record.z, record.intensity);
+        out.putColour(i, record.red, record.green, record.blue);
+        out.putCell(i, cell.column, cell.row);
+        ++i;
+    }
+    return i;
+}
+
+std::size_t ActualCL3Codec::readBatch(const PointArrays& arrays, std::size_t capacity) {
+    const PointArraysWriter out(arrays);
+    std::size_t count = 0;
+    while (count < capacity) {
+        count = takeBatch(out, count, capacity);
+        if (count == capacity) break;
+        CL3Record record;
+        std::uint8_t alpha = 0;
+        Cell cell;
+        if (!ActualBriskoCodec::ReadNextGridPoint(record.x, record.y, record.z, record.intensity,
+                                                  record.red, record.green, record.blue, alpha,
+                                                  cell.column, cell.row)) {
+            break;
+        }
+        out.put(count, record.x, record.y, record.z, record.intensity);
+        out.putColour(count, record.red, record.green, record.blue);
+        out.putCell(count, cell.column, cell.row);
+        ++count;
+    }
+    return count;
+}
+
+}  // namespace brisko

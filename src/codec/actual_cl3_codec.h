@@ -1,0 +1,90 @@
+#pragma once
+
+#include <brisko_codec/cl3_codec.h>
+
+#include "codec/actual_brisko_codec.h"
+#include "codec/batch_source.h"
+#include "codec/cl3_record_stream.h"
+#include "codec/ij_entry_stream.h"
+#include "formats/cl3_record.h"
+
+#include <memory>
+
+namespace brisko {
+
+/// Reads CL3 files, walking the grid index beside the scan in step with the records.
+class ActualCL3Codec final : public CL3GridCodec, public ActualBriskoCodec, public BatchSource {
+public:
+    ActualCL3Codec() = default;
+    ~ActualCL3Codec() override;
+
+    /// Lets Open succeed without an index; every point then has column and row 0.
+    void makeIndexOptional() { m_indexOptional = true; }
+
+    bool Open(const char* path) override;
+    void Close() override;
+    bool ReadNextPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
+                       std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha) override;
+    bool ReadNextGridPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
+                           std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha,
+                           unsigned& column, unsigned& row) override;
+
+    bool Rewind() override;
+    CLPoint* NextRecord(unsigned& column, unsigned& row) override;
+
+    bool startPass() override { return Rewind(); }
+    std::size_t readBatch(const PointArrays& arrays, std::size_t capacity) override;
+
+private:
+    bool openIndex(const char* path);
+    bool takeFromBatch(CL3Record& record, Cell& cell);
+    std::size_t takeBatch(const PointArraysWriter& out, std::size_t first, std::size_t capacity);
+
+    bool m_indexOptional = false;
+    FilePtr m_indexFile;
+    bool m_walkingIndex = false;
+    bool m_hasColour = false;
+    std::unique_ptr<CLPoint> m_record;
+    CL3RecordStream m_records;
+    IJEntryStream m_entries;
+};
+
+// The short way to the next point, for the usual case: the batch holds one more record, it holds a
+// point, and its cell is known without reading on. Otherwise nothing is taken and the general
+// protocol of ActualBriskoCodec has to go on. It stands here so that each caller compiles it into
+// its own loop.
+inline bool ActualCL3Codec::takeFromBatch(CL3Record& record, Cell& cell) {
+    const std::uint8_t* const in = m_records.next();
+    if (in == m_records.end()) return false;
+    decodeCL3Position(in, record);
+    if (!isMeasured(record)) return false;
+    if (m_walkingIndex) {
+        if (!m_entries.advanceInBatch()) return false;
+        cell = m_entries.cell();
+    }
+    if (m_hasColour) decodeCL3Colour(in, record);
+    m_records.take(in + m_records.recordSize());
+    applied().apply(record.x, record.y, record.z);
+    return true;
+}
+
+inline bool ActualCL3Codec::ReadNextPoint(double& x, double& y, double& z, float& intensity,
+                                          std::uint8_t& red, std::uint8_t& green,
+                                          std::uint8_t& blue, std::uint8_t& alpha) {
+    CL3Record record;
+    Cell cell;
+    if (!takeFromBatch(record, cell)) [[unlikely]] {
+        return ActualBriskoCodec::ReadNextPoint(x, y, z, intensity, red, green, blue, alpha);
+    }
+    x = record.x;
+    y = record.y;
+    z = record.z;
+    intensity = record.intensity;
+    red = record.red;
+    green = record.green;
+    blue = record.blue;
+    alpha = 255;
+    return true;
+}
+
+}  // namespace brisko

@@ -1,0 +1,144 @@
+#include "codec/actual_clr_codec.h"
+
+#include "formats/clr_record.h"
+
+#include <algorithm>
+
+namespace brisko {
+
+ActualCLRCodec::~ActualCLRCodec() = default;
+
+void ActualCLRCodec::stopPass() {
+    m_cells.reset();
+    m_stretch = m_next = m_stretchEnd = m_runEnd = nullptr;
+    m_column = m_stretchRow = 0;
+}
+
+void ActualCLRCodec::Close() {
+    stopPass();
+    ActualBriskoCodec::Close();
+}
+
+bool ActualCLRCodec::Rewind() {
+    stopPass();
+    if (!ActualBriskoCodec::Rewind()) return false;
+    CLRFileHeader header;
+    header.Read(stream());
+    m_cells = openCLRCells(stream(), header);
+    if (!m_cells) return false;
+    m_columns = static_cast<std::int32_t>(header.GetAzimuthResolution());
+    m_rows = static_cast<std::int32_t>(header.GetZenithResolution());
+    m_lineLength = static_cast<std::uint32_t>(gridOf(header).rows);
+    m_turnsOddLines = header.GetPointFormat() != 3;
+    return true;
+}
+
+/// Moves to the next stretch: the rest of the run, as far as it lies in one line.
+bool ActualCLRCodec::nextStretch() {
+    if (!m_cells) return false;
+    m_stretchRow += static_cast<std::uint32_t>(m_stretchEnd - m_stretch);
+    if (m_stretchRow == m_lineLength) {
+        m_stretchRow = 0;
+        ++m_column;
+    }
+    if (m_stretchEnd == m_runEnd) {
+        const std::size_t cells = m_cells->nextRun();
+        if (cells == 0) {
+            stopPass();
+            return false;
+        }
+        m_stretchEnd = m_cells->cells();
+        m_runEnd = m_stretchEnd + cells;
+    }
+    m_stretch = m_next = m_stretchEnd;
+    m_stretchEnd += std::min<std::ptrdiff_t>(m_lineLength - m_stretchRow, m_runEnd - m_stretch);
+    return true;
+}
+
+inline Cell ActualCLRCodec::cellOf(const RawRecord* record) const {
+    const std::uint32_t stored = m_stretchRow + static_cast<std::uint32_t>(record - m_stretch);
+    const bool turned = m_turnsOddLines && (m_column & 1) != 0;
+    return {m_column, turned ? m_lineLength - 1 - stored : stored};
+}
+
+CLPoint* ActualCLRCodec::NextRecord(unsigned& column, unsigned& row) {
+    if (m_next == m_stretchEnd && !nextStretch()) return nullptr;
+    const RawRecord* const in = m_next++;
+    m_record = CLRPoint(in->x, in->y, in->z, in->fourth, in->intensity);
+    const Cell cell = cellOf(in);
+    column = cell.column;
+    row = cell.row;
+    return &m_record;
+}
+
+// The short way to the next point: one in the stretch at hand, past any empty cells. At the end of
+// the stretch the general protocol goes on.
+inline bool ActualCLRCodec::takeFromStretch(Point& point) {
+    const RawRecord* in = m_next;
+    while (in != m_stretchEnd && !isMeasured(*in))
+        ++in;
+    m_next = in;
+    if (in == m_stretchEnd) return false;
+    m_next = in + 1;
+    point.x = toMetres(in->x);
+    point.y = toMetres(in->y);
+    point.z = toMetres(in->z);
+    point.intensity = static_cast<float>(in->intensity);
+    point.cell = cellOf(in);
+    applied().apply(point.x, point.y, point.z);
+    return true;
+}
+
+bool ActualCLRCodec::ReadNextPoint(double& x, double& y, double& z, float& intensity,
+                                   std::uint8_t& red, std::uint8_t& green, std::uint8_t& blue,
+                                   std::uint8_t& alpha) {
+    Point point;
+    if (!takeFromStretch(point)) [[unlikely]] {
+        return ActualBriskoCodec::ReadNextPoint(x, y, z, intensity, red, green, blue, alpha);
+    }
+    x = point.x;
+    y = point.y;
+    z = point.z;
+    intensity = point.intensity;
+    red = green = blue = 0;
+    alpha = 255;
+    return true;
+}
+
+bool ActualCLRCodec::ReadNextGridPoint(double& x, double& y, double& z, float& intensity,
+                                       std::uint8_t& red, std::uint8_t& green, std::uint8_t& blue,
+                                       std::uint8_t& alpha, unsigned& column, unsigned& row) {
+    Point point;
+    if (!takeFromStretch(point)) [[unlikely]] {
+        return ActualBriskoCodec::ReadNextGridPoint(x, y, z, intensity, red, green, blue, alpha,
+                                                    column, row);
+    }
+    x = point.x;
+    y = point.y;
+    z = point.z;
+    intensity = point.intensity;
+    red = green = blue = 0;
+    alpha = 255;
+    column = point.cell.column;
+    row = point.cell.row;
+    return true;
+}
+
+std::size_t ActualCLRCodec::readBatch(const PointArrays& arrays, std::size_t capacity) {
+    const PointArraysWriter out(arrays);
+    std::size_t count = 0;
+    Point point;
+    while (count < capacity) {
+        if (!takeFromStretch(point)) {
+            if (!nextStretch()) break;
+            continue;
+        }
+        out.put(count, point.x, point.y, point.z, point.intensity);
+        out.putColour(count, 0, 0, 0);
+        out.putCell(count, point.cell.column, point.cell.row);
+        ++count;
+    }
+    return count;
+}
+
+}  // namespace brisko

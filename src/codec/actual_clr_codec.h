@@ -1,0 +1,60 @@
+#pragma once
+
+#include <brisko_codec/clr_codec.h>
+
+#include "codec/actual_brisko_codec.h"
+#include "codec/batch_source.h"
+#include "codec/clr_cells.h"
+#include "codec/ij_entry_stream.h"
+
+#include <memory>
+
+namespace brisko {
+
+/// Reads CLR files: the cells of the grid line by line, all blocks merged.
+class ActualCLRCodec final : public CLRGridCodec, public ActualBriskoCodec, public BatchSource {
+public:
+    ActualCLRCodec() = default;
+    ~ActualCLRCodec() override;
+
+    void Close() override;
+    bool ReadNextPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
+                       std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha) override;
+    bool ReadNextGridPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
+                           std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha,
+                           unsigned& column, unsigned& row) override;
+
+    bool Rewind() override;
+    CLPoint* NextRecord(unsigned& column, unsigned& row) override;
+
+    bool startPass() override { return Rewind(); }
+    std::size_t readBatch(const PointArrays& arrays, std::size_t capacity) override;
+
+private:
+    struct Point {
+        double x, y, z;
+        float intensity;
+        Cell cell;
+    };
+
+    void stopPass();
+    bool takeFromStretch(Point& point);
+    bool nextStretch();
+    Cell cellOf(const RawRecord* record) const;
+
+    std::unique_ptr<CLRCells> m_cells;
+    bool m_turnsOddLines = true;     // whether odd columns are stored from their last row up
+    std::uint32_t m_lineLength = 0;  // records in a line
+
+    // A stretch: the part of a run that lies in one line.
+    const RawRecord* m_stretch = nullptr;
+    const RawRecord* m_next = nullptr;
+    const RawRecord* m_stretchEnd = nullptr;
+    const RawRecord* m_runEnd = nullptr;
+    std::uint32_t m_column = 0;
+    std::uint32_t m_stretchRow = 0;  // stored row of the stretch's first record
+
+    CLRPoint m_record;
+};
+
+}  // namespace brisko

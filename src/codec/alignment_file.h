@@ -1,0 +1,16 @@
+#pragma once
+
+#include <brisko_codec/alignment.h>
+
+#include "codec/alignment_matrix.h"
+
+#include <string>
+
+namespace brisko {
+
+/// Loads the alignment of a scan from its ALG file. The matrix stays as it is unless the answer is
+/// File: a file that is missing, cannot be read, does not parse, or holds an element that is not a
+/// finite number aligns nothing.
+AlignmentSource loadAlignment(const std::string& path, AlignmentMatrix& matrix);
+
+}  // namespace brisko

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <brisko_codec/point_batch.h>
+
+namespace brisko {
+
+/// A reader that fills arrays itself, faster than a call a point.
+class BatchSource {
+public:
+    /// Starts a pass. Returns false when the scan cannot be read.
+    virtual bool startPass() = 0;
+    /// Fills the arrays with the next points of the pass; fewer than capacity only at its end.
+    virtual std::size_t readBatch(const PointArrays& arrays, std::size_t capacity) = 0;
+
+protected:
+    ~BatchSource() = default;
+};
+
+/// One point's place in the arrays of a caller.
+class PointArraysWriter {
+public:
+    explicit PointArraysWriter(const PointArrays& arrays) : m_arrays(arrays) {}
+
+    void put(std::size_t i, double x, double y, double z, float intensity) const {
+        if (m_arrays.positions) {
+            m_arrays.positions[3 * i] = x;
+            m_arrays.positions[3 * i + 1] = y;
+            m_arrays.positions[3 * i + 2] = z;
+        }
+        if (m_arrays.intensities) m_arrays.intensities[i] = intensity;
+    }
+    void putColour(std::size_t i, std::uint8_t red, std::uint8_t green, std::uint8_t blue) const {
+        if (!m_arrays.colours) return;
+        m_arrays.colours[3 * i] = red;
+        m_arrays.colours[3 * i + 1] = green;
+        m_arrays.colours[3 * i + 2] = blue;
+    }
+    void putCell(std::size_t i, std::uint32_t column, std::uint32_t row) const {
+        if (m_arrays.columns) m_arrays.columns[i] = column;
+        if (m_arrays.rows) m_arrays.rows[i] = row;
+    }
+
+private:
+    const PointArrays m_arrays;
+};
+
+}  // namespace brisko

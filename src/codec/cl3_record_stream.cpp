@@ -1,0 +1,50 @@
+#include "codec/cl3_record_stream.h"
+
+#include "base/bytes.h"
+#include "formats/layout.h"
+
+namespace brisko {
+
+void CL3RecordStream::start(std::FILE* file, std::size_t recordSize, std::uint32_t blockCount) {
+    stop();
+    m_recordSize = recordSize;
+    m_blocksLeft = blockCount;
+    m_pass.start(file, cl3_header::kSize);
+    m_batch.start(recordSize, 0);
+}
+
+void CL3RecordStream::stop() {
+    m_next = m_end = m_record = nullptr;
+    m_blocksLeft = m_pointCount = m_pointsLeft = 0;
+}
+
+bool CL3RecordStream::nextBatch() {
+    while (m_pointsLeft == 0) {
+        if (!nextBlock()) return false;
+    }
+    const std::size_t records = m_batch.fill(m_pass, m_pointsLeft);
+    if (records == 0) {
+        stop();
+        return false;
+    }
+    m_pointsLeft -= static_cast<std::uint32_t>(records);
+    m_next = m_batch.data();
+    m_end = m_next + records * m_recordSize;
+    return true;
+}
+
+bool CL3RecordStream::nextBlock() {
+    if (m_blocksLeft == 0) return false;
+    --m_blocksLeft;
+    std::uint8_t header[cl3_block::kHeaderSize];
+    const std::size_t got = m_pass.read(header, sizeof header);
+    // A header that the file lacks leaves the count of the block before. Where that is 0 all further
+    // blocks are empty too.
+    const bool hasCount = got >= cl3_block::kFlag;
+    if (hasCount) m_pointCount = loadU32(header + cl3_block::kPointCount);
+    if (!hasCount && m_pointCount == 0) m_blocksLeft = 0;
+    m_pointsLeft = m_pointCount;
+    return true;
+}
+
+}  // namespace brisko

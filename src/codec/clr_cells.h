@@ -1,0 +1,38 @@
+#pragma once
+
+#include <brisko_codec/compressed_lines.h>
+#include <brisko_codec/file_header.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+
+namespace brisko {
+
+/// Cells of a CLR scan in the order of its lines, all blocks merged, a run at a time. A run may
+/// cross lines.
+class CLRCells {
+public:
+    virtual ~CLRCells() = default;
+
+    /// Reads the next run. Returns its number of cells; 0 at the end of the data.
+    virtual std::size_t nextRun() = 0;
+    /// The cells of the run.
+    virtual const RawRecord* cells() const = 0;
+};
+
+/// The cells of a file, from its header on. Null where the header cannot be followed.
+std::unique_ptr<CLRCells> openCLRCells(std::FILE* file, const CLRFileHeader& header);
+
+/// The number of lines, and of cells in a line, that a header announces; both 0 where either is not
+/// above 0 or their product does not fit into a file.
+struct CLRGrid {
+    std::uint64_t columns = 0;
+    std::uint64_t rows = 0;
+
+    std::uint64_t cells() const { return columns * rows; }
+};
+CLRGrid gridOf(const CLRFileHeader& header);
+
+}  // namespace brisko

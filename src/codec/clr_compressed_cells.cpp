@@ -1,0 +1,159 @@
+#include "codec/clr_compressed_cells.h"
+
+#include "base/bytes.h"
+#include "base/checked.h"
+#include "base/file.h"
+#include "formats/layout.h"
+
+#include <algorithm>
+
+namespace brisko {
+
+namespace {
+
+constexpr std::size_t kLengthSize = sizeof(std::uint32_t);
+/// Behind a window, so that a piece at its end can be decoded where it lies.
+constexpr std::size_t kWindowSlack = kLengthSize + kPieceBuffer;
+
+}  // namespace
+
+CLRCompressedCells::CLRCompressedCells(std::FILE* file, const CLRFileHeader& header)
+    : m_file(file),
+      m_grid(gridOf(header)),
+      m_length(fileLength(file)),
+      m_merge(rangeTableFor(header.GetModelName())) {
+    if (m_grid.cells() == 0) return;
+    findBlocks(header.GetBlockCount());
+    if (m_blocks.empty()) return;
+    const std::size_t share = kWindowMemory / m_blocks.size();
+    if (share >= kSmallestWindow) m_windowSize = std::min(share, kLargestWindow) - kWindowSlack;
+    if (m_windowSize > 0) m_windows.resize((m_windowSize + kWindowSlack) * m_blocks.size());
+}
+
+void CLRCompressedCells::findBlocks(std::uint64_t count) {
+    std::uint64_t start = clr_header::kSize;
+    while (count-- > 0 && start < m_length) {
+        if (m_blocks.size() == kMostBlocks) {
+            m_blocks.clear();
+            return;
+        }
+        Block block;
+        readAt(m_file, start, &block.flag, sizeof block.flag);
+        block.next = start + clr_block::kHeaderSize;
+        m_blocks.push_back(block);
+        if (count == 0) return;  // nobody asks where the last block ends
+        const auto end = skimBlock(block.next);
+        if (!end) return;
+        start = *end;
+    }
+}
+
+/// Follows the lengths of a block's pieces. Returns the offset behind the block; nothing when the
+/// block does not end well, so that what follows cannot be found.
+std::optional<std::uint64_t> CLRCompressedCells::skimBlock(std::uint64_t offset) const {
+    std::vector<std::uint8_t> bytes(kLargestWindow);
+    std::uint64_t start = 0;
+    std::size_t held = 0;
+    const std::uint64_t piecesInLine = divideRoundingUp(m_grid.rows, kPiecePoints);
+    for (std::uint64_t line = 0; line < m_grid.columns; ++line) {
+        for (std::uint64_t piece = 0; piece < piecesInLine; ++piece) {
+            if (offset < start || offset + kLengthSize > start + held) {
+                start = offset;
+                held = readAt(m_file, start, bytes.data(), bytes.size());
+                if (held < kLengthSize) return std::nullopt;
+            }
+            const std::uint32_t length = loadU32(bytes.data() + (offset - start));
+            if (length > kLongestPiece) return std::nullopt;
+            offset += kLengthSize + length;
+        }
+    }
+    return offset;
+}
+
+std::optional<CLRCompressedCells::Piece> CLRCompressedCells::pieceInWindow(std::size_t index) {
+    Block& block = m_blocks[index];
+    std::uint8_t* const memory = m_windows.data() + index * (m_windowSize + kWindowSlack);
+    std::uint64_t windowEnd = block.windowStart + block.windowBytes;
+    if (block.next + kLengthSize + kLongestPiece > windowEnd && windowEnd < m_length) {
+        block.windowStart = block.next;
+        block.windowBytes = readAt(m_file, block.next, memory, m_windowSize);
+        windowEnd = block.windowStart + block.windowBytes;
+    }
+    if (block.next + kLengthSize > windowEnd) return std::nullopt;
+    const std::uint8_t* const in = memory + (block.next - block.windowStart);
+    const std::uint32_t length = loadU32(in);
+    if (length > kLongestPiece || block.next + kLengthSize + length > windowEnd) {
+        return std::nullopt;
+    }
+    return Piece{in + kLengthSize, length};
+}
+
+std::optional<CLRCompressedCells::Piece> CLRCompressedCells::pieceFromFile(Block& block) {
+    std::uint8_t lengthBytes[kLengthSize];
+    if (readAt(m_file, block.next, lengthBytes, kLengthSize) < kLengthSize) return std::nullopt;
+    const std::uint32_t length = loadU32(lengthBytes);
+    if (length > kLongestPiece) return std::nullopt;
+    if (readAt(m_file, block.next + kLengthSize, m_piece.data(), length) < length) {
+        return std::nullopt;
+    }
+    return Piece{m_piece.data(), length};
+}
+
+/// Nothing when the file ends inside the piece, or its length is one that no piece has: the block
+/// ends there.
+std::optional<CLRCompressedCells::Piece> CLRCompressedCells::nextPiece(std::size_t index) {
+    Block& block = m_blocks[index];
+    if (block.ended) return std::nullopt;
+    const auto piece = m_windowSize > 0 ? pieceInWindow(index) : pieceFromFile(block);
+    block.ended = !piece;
+    if (piece) block.next += kLengthSize + piece->length;
+    return piece;
+}
+
+bool CLRCompressedCells::decodeNextPiece(std::size_t index, std::size_t points, RawRecord* out) {
+    const auto piece = nextPiece(index);
+    if (!piece) return false;
+    if (decodePiece(piece->bytes, points, out) > piece->length) {
+        // The piece is shorter than its points: what it lacks reads as zeros, not as what happens
+        // to lie behind it.
+        std::vector<std::uint8_t> padded(kPieceBuffer);
+        std::copy_n(piece->bytes, piece->length, padded.begin());
+        decodePiece(padded.data(), points, out);
+    }
+    return true;
+}
+
+void CLRCompressedCells::mergeRun(std::size_t points) {
+    m_merge.start(points);
+    for (std::size_t i = 0; i < m_blocks.size(); ++i) {
+        if (decodeNextPiece(i, points, m_points.data())) {
+            m_merge.add(m_points.data(), m_blocks[i].flag);
+        }
+    }
+    m_cells = m_merge.merged();
+}
+
+std::size_t CLRCompressedCells::nextRun() {
+    const auto allEnded = [this] {
+        return std::all_of(m_blocks.begin(), m_blocks.end(),
+                           [](const Block& block) { return block.ended; });
+    };
+    if (m_blocks.empty() || m_linesDone == m_grid.columns) return 0;
+    const auto points =
+        static_cast<std::size_t>(std::min<std::uint64_t>(kPiecePoints, m_grid.rows - m_rowsDone));
+    if (m_blocks.size() == 1) {
+        if (!decodeNextPiece(0, points, m_points.data())) return 0;
+        m_cells = m_points.data();
+    } else {
+        mergeRun(points);
+        if (allEnded()) return 0;
+    }
+    m_rowsDone += points;
+    if (m_rowsDone == m_grid.rows) {
+        m_rowsDone = 0;
+        ++m_linesDone;
+    }
+    return points;
+}
+
+}  // namespace brisko

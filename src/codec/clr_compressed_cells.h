@@ -1,0 +1,67 @@
+#pragma once
+
+#include "codec/clr_cells.h"
+#include "formats/block_merge.h"
+#include "formats/compressed_lines.h"
+
+#include <optional>
+#include <vector>
+
+namespace brisko {
+
+/// Cells stored as compressed lines, walked piece by piece. Where a block of them begins is only
+/// known once the lengths of all pieces before it were read, so with several blocks the file is
+/// skimmed once at the start.
+class CLRCompressedCells final : public CLRCells {
+public:
+    CLRCompressedCells(std::FILE* file, const CLRFileHeader& header);
+
+    std::size_t nextRun() override;
+    const RawRecord* cells() const override { return m_cells; }
+
+private:
+    /// More blocks than this are not walked: their places alone would fill the memory that a reader
+    /// may take. Scanners write a handful.
+    static constexpr std::uint64_t kMostBlocks = 1'000'000;
+    /// Shared out among the blocks as windows of the file.
+    static constexpr std::size_t kWindowMemory = std::size_t{32} << 20;
+    static constexpr std::size_t kLargestWindow = std::size_t{64} << 10;
+    /// Below this a window holds too few pieces to be worth having.
+    static constexpr std::size_t kSmallestWindow = std::size_t{16} << 10;
+
+    struct Block {
+        std::uint64_t next = 0;         // offset of the next piece
+        std::uint64_t windowStart = 0;  // offset of the first byte in the block's window
+        std::size_t windowBytes = 0;
+        std::uint8_t flag = 0;
+        bool ended = false;
+    };
+    /// A piece behind its length, in memory of which kPieceBuffer bytes may be read.
+    struct Piece {
+        const std::uint8_t* bytes;
+        std::uint32_t length;
+    };
+
+    void findBlocks(std::uint64_t count);
+    std::optional<std::uint64_t> skimBlock(std::uint64_t offset) const;
+    std::optional<Piece> nextPiece(std::size_t block);
+    std::optional<Piece> pieceInWindow(std::size_t block);
+    std::optional<Piece> pieceFromFile(Block& block);
+    bool decodeNextPiece(std::size_t block, std::size_t points, RawRecord* out);
+    void mergeRun(std::size_t points);
+
+    std::FILE* m_file;
+    CLRGrid m_grid;
+    std::uint64_t m_length;
+    std::vector<Block> m_blocks;
+    std::size_t m_windowSize = 0;  // 0: pieces are read one at a time
+    std::vector<std::uint8_t> m_windows;
+    std::vector<std::uint8_t> m_piece = std::vector<std::uint8_t>(kPieceBuffer);
+    std::vector<RawRecord> m_points = std::vector<RawRecord>(kPiecePoints);
+    BlockMerge m_merge;
+    const RawRecord* m_cells = nullptr;
+    std::uint64_t m_linesDone = 0;
+    std::uint64_t m_rowsDone = 0;  // of the line
+};
+
+}  // namespace brisko

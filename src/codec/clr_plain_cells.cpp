@@ -1,0 +1,63 @@
+#include "codec/clr_plain_cells.h"
+
+#include "base/checked.h"
+#include "base/file.h"
+#include "formats/clr_record.h"
+
+#include <algorithm>
+
+namespace brisko {
+
+CLRPlainCells::CLRPlainCells(std::FILE* file, const CLRFileHeader& header)
+    : m_file(file), m_merge(rangeTableFor(header.GetModelName())) {
+    const std::uint64_t length = fileLength(file);
+    const auto blockSize = checkedMultiply(gridOf(header).cells(), clr_record::kSize);
+    if (!blockSize || *blockSize == 0 || length <= blockStart(0)) return;
+    m_blockSize = *blockSize + clr_block::kHeaderSize;
+    // A block that starts behind the end of the file holds nothing, nor does a cell whose record in
+    // the first block lies there.
+    const std::uint64_t blocksInFile = divideRoundingUp(length - blockStart(0), m_blockSize);
+    m_blockCount = std::min<std::uint64_t>(header.GetBlockCount(), blocksInFile);
+    const std::uint64_t recordBytes = length - blockStart(0) - clr_block::kHeaderSize;
+    m_cellCount = std::min(gridOf(header).cells(), recordBytes / clr_record::kSize);
+}
+
+std::uint64_t CLRPlainCells::blockStart(std::uint64_t block) const {
+    return clr_header::kSize + block * m_blockSize;
+}
+
+/// Records that the file lacks are empty cells.
+void CLRPlainCells::readRun(std::uint64_t block, std::size_t cells, std::vector<RawRecord>& out) {
+    out.resize(cells);
+    const std::uint64_t offset =
+        blockStart(block) + clr_block::kHeaderSize + m_done * clr_record::kSize;
+    const std::size_t got = readAt(m_file, offset, out.data(), cells * clr_record::kSize);
+    std::fill(out.begin() + static_cast<std::ptrdiff_t>(got / clr_record::kSize), out.end(),
+              RawRecord{});
+}
+
+void CLRPlainCells::mergeRun(std::size_t cells) {
+    m_merge.start(cells);
+    for (std::uint64_t block = 0; block < m_blockCount; ++block) {
+        std::uint8_t flag = 0;
+        readAt(m_file, blockStart(block), &flag, sizeof flag);
+        readRun(block, cells, m_run);
+        m_merge.add(m_run.data(), flag);
+    }
+}
+
+std::size_t CLRPlainCells::nextRun() {
+    if (m_blockCount == 0) return 0;
+    const auto cells = static_cast<std::size_t>(std::min(kRunCells, m_cellCount - m_done));
+    if (m_blockCount == 1) {
+        readRun(0, cells, m_run);
+        m_cells = m_run.data();
+    } else {
+        mergeRun(cells);
+        m_cells = m_merge.merged();
+    }
+    m_done += cells;
+    return cells;
+}
+
+}  // namespace brisko

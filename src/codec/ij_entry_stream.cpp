@@ -1,0 +1,68 @@
+#include "codec/ij_entry_stream.h"
+
+#include "base/file.h"
+
+#include <bit>
+
+namespace brisko {
+
+bool IJEntryStream::start(std::FILE* file) {
+    stop();
+    if (!seekTo(file, ij_header::kSize)) return false;
+    m_header = readIJHeader(file);
+    if (m_header.tileSize == 0) return false;
+    // Beyond the largest edge the count of a tile's entries wraps around: there are none.
+    const bool walkable = m_header.tileSize <= kLargestTileSize;
+    m_tilesLeft = walkable ? m_header.columnTiles() * m_header.rowTiles() : 0;
+    m_shift = std::has_single_bit(m_header.tileSize)
+                  ? static_cast<unsigned>(std::countr_zero(m_header.tileSize))
+                  : 0;
+    m_pass.start(file, ij_header::kSize);
+    m_batch.start(kEntrySize, sizeof(std::uint32_t));
+    return true;
+}
+
+void IJEntryStream::stop() {
+    m_next = m_end = m_begin = nullptr;
+    m_header = {};
+    m_tilesLeft = 0;
+    m_columnTile = m_rowTile = 0;
+    m_firstColumn = m_firstRow = 0;
+    m_entriesLeft = 0;
+}
+
+bool IJEntryStream::nextBatch() {
+    if (m_entriesLeft == 0 && !nextTile()) return false;
+    const std::uint32_t tileEntries = m_header.tileSize * m_header.tileSize;
+    m_firstEntry = tileEntries - m_entriesLeft;
+    const std::size_t entries = m_batch.fill(m_pass, m_entriesLeft);
+    if (entries == 0) {
+        stop();
+        return false;
+    }
+    m_entriesLeft -= static_cast<std::uint32_t>(entries);
+    // Buffers from the heap are aligned for words, and the items fill them without gaps.
+    auto* const words = reinterpret_cast<std::uint32_t*>(m_batch.data());
+    words[entries] = 1;
+    m_begin = m_next = words;
+    m_end = words + entries;
+    return true;
+}
+
+bool IJEntryStream::nextTile() {
+    if (m_tilesLeft == 0) return false;
+    --m_tilesLeft;
+    m_firstColumn = m_columnTile * m_header.tileSize;
+    m_firstRow = m_rowTile * m_header.tileSize;
+    if (++m_rowTile == m_header.rowTiles()) {
+        m_rowTile = 0;
+        ++m_columnTile;
+    }
+    // The tile's own words are not looked at: its place in the file says which tile it is.
+    std::uint8_t tileHeader[ij_tile::kHeaderSize];
+    m_pass.read(tileHeader, sizeof tileHeader);
+    m_entriesLeft = m_header.tileSize * m_header.tileSize;
+    return true;
+}
+
+}  // namespace brisko

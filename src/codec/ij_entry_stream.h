@@ -1,0 +1,74 @@
+#pragma once
+
+#include "codec/stale_batch.h"
+#include "writers/ij_index.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+namespace brisko {
+
+struct Cell {
+    std::uint32_t column = 0;
+    std::uint32_t row = 0;
+};
+
+/// The present entries of a grid index one after another: tiles column by column of tiles, inside a
+/// tile rows fastest.
+class IJEntryStream {
+public:
+    /// Starts a pass: rewinds the index and reads its header anew.
+    /// Returns false when the tile size is 0: such an index cannot be walked.
+    bool start(std::FILE* file);
+    /// Ends the pass.
+    void stop();
+
+    const IJHeader& header() const { return m_header; }
+
+    /// Moves to the next cell that holds a point. Returns false at the end of the index.
+    bool advance() {
+        while (!advanceInBatch()) {
+            if (!nextBatch()) return false;
+        }
+        return true;
+    }
+    /// Moves to the next such cell of the batch. Returns false when there is none, and then stands
+    /// at the end of the batch.
+    bool advanceInBatch() {
+        if (m_next == m_end) return false;
+        // The word behind the batch is not 0, so that the loop needs no other end.
+        while (*m_next == 0)
+            ++m_next;
+        if (m_next == m_end) return false;
+        ++m_next;
+        return true;
+    }
+    /// The cell moved to.
+    Cell cell() const {
+        const auto entry = m_firstEntry + static_cast<std::uint32_t>(m_next - m_begin) - 1;
+        const std::uint32_t column = m_shift != 0 ? entry >> m_shift : entry / m_header.tileSize;
+        return {m_firstColumn + column, m_firstRow + entry - column * m_header.tileSize};
+    }
+
+private:
+    bool nextBatch();
+    bool nextTile();
+
+    const std::uint32_t* m_next = nullptr;
+    const std::uint32_t* m_end = nullptr;
+    const std::uint32_t* m_begin = nullptr;  // of the batch
+    std::uint32_t m_firstEntry = 0;          // of the batch, in its tile
+    std::uint32_t m_firstColumn = 0;         // of the tile
+    std::uint32_t m_firstRow = 0;
+    unsigned m_shift = 0;  // log2 of the tile size; 0 where that is no power of two above 1
+    IJHeader m_header;
+    std::uint64_t m_tilesLeft = 0;
+    std::uint32_t m_columnTile = 0;
+    std::uint32_t m_rowTile = 0;
+    std::uint32_t m_entriesLeft = 0;  // of the tile, behind the batch
+    PassLimits m_pass;
+    StaleBatch m_batch;
+};
+
+}  // namespace brisko

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+/// Sizes and offsets in the two native scan formats, in bytes; numbers are little-endian.
+namespace brisko {
+
+namespace cl3_header {
+inline constexpr std::size_t kSize = 115;
+}
+namespace clr_header {
+inline constexpr std::size_t kSize = 120;
+}
+
+namespace cl3_block {                          // size  meaning
+inline constexpr std::size_t kPointCount = 0;  //    4  records that follow, unsigned
+inline constexpr std::size_t kFlag = 4;        //    1  written as 0, not looked at
+inline constexpr std::size_t kHeaderSize = 5;
+}  // namespace cl3_block
+
+namespace clr_block {
+inline constexpr std::size_t kHeaderSize = 1;  // the flag alone
+}
+
+namespace cl3_record {                         // size  meaning
+inline constexpr std::size_t kX = 0;           //    8  double, metres
+inline constexpr std::size_t kY = 8;           //    8
+inline constexpr std::size_t kZ = 16;          //    8
+inline constexpr std::size_t kIntensity = 24;  //    4  float, 0 to 2200
+inline constexpr std::size_t kSize0 = 28;      //       a record of point format 0 ends here
+inline constexpr std::size_t kRed = 28;        //    1
+inline constexpr std::size_t kGreen = 29;      //    1
+inline constexpr std::size_t kBlue = 30;       //    1
+inline constexpr std::size_t kSize1 = 31;      //       point format 1
+}  // namespace cl3_record
+
+namespace clr_record {                         // size  meaning
+inline constexpr std::size_t kX = 0;           //    4  signed, 1/10000 m
+inline constexpr std::size_t kY = 4;           //    4
+inline constexpr std::size_t kZ = 8;           //    4
+inline constexpr std::size_t kFourth = 12;     //    4  carried along, not interpreted
+inline constexpr std::size_t kIntensity = 16;  //    4  signed; above 0 where a point was measured
+inline constexpr std::size_t kSize = 20;
+}  // namespace clr_record
+
+/// Where block k of a CLR scan begins: every block holds every cell of the grid.
+constexpr std::uint64_t clrBlockSize(std::uint64_t cells) {
+    return clr_block::kHeaderSize + clr_record::kSize * cells;
+}
+
+}  // namespace brisko

@@ -1,0 +1,201 @@
+#include <brisko_codec/point_records.h>
+
+#include "formats/cl3_record.h"
+#include "formats/clr_record.h"
+#include "formats/field_io.h"
+
+using namespace brisko;
+
+CLPoint::~CLPoint() = default;
+CL3Point0::~CL3Point0() = default;
+CL3Point1::~CL3Point1() = default;
+CLRPoint::~CLRPoint() = default;
+
+double CLPoint::GetX() const {
+    return 0;
+}
+double CLPoint::GetY() const {
+    return 0;
+}
+double CLPoint::GetZ() const {
+    return 0;
+}
+float CLPoint::GetIntensity() const {
+    return 0;
+}
+std::uint8_t CLPoint::GetRed() const {
+    return 0;
+}
+std::uint8_t CLPoint::GetGreen() const {
+    return 0;
+}
+std::uint8_t CLPoint::GetBlue() const {
+    return 0;
+}
+
+double CL3Point0::GetX() const {
+    return m_x;
+}
+double CL3Point0::GetY() const {
+    return m_y;
+}
+double CL3Point0::GetZ() const {
+    return m_z;
+}
+float CL3Point0::GetIntensity() const {
+    return m_intensity;
+}
+bool CL3Point0::IsValid() const {
+    return isMeasured(m_x, m_y, m_z, m_intensity);
+}
+std::uint32_t CL3Point0::GetSize() const {
+    return cl3_record::kSize0;
+}
+
+void CL3Point0::Decode(const std::uint8_t* bytes) {
+    CL3Record record;
+    decodeCL3Position(bytes, record);
+    m_x = record.x;
+    m_y = record.y;
+    m_z = record.z;
+    m_intensity = record.intensity;
+}
+
+void CL3Point0::Encode(std::uint8_t* bytes) const {
+    encodeCL3Position({.x = m_x, .y = m_y, .z = m_z, .intensity = m_intensity}, bytes);
+}
+
+void CL3Point0::Read(std::FILE* stream) {
+    if (!stream) return;
+    readField(stream, m_x);
+    readField(stream, m_y);
+    readField(stream, m_z);
+    readField(stream, m_intensity);
+}
+
+void CL3Point0::Write(std::FILE* stream) const {
+    std::uint8_t bytes[cl3_record::kSize0];
+    Encode(bytes);
+    if (stream) writeField(stream, bytes);
+}
+
+std::uint8_t CL3Point1::GetRed() const {
+    return m_red;
+}
+std::uint8_t CL3Point1::GetGreen() const {
+    return m_green;
+}
+std::uint8_t CL3Point1::GetBlue() const {
+    return m_blue;
+}
+std::uint32_t CL3Point1::GetSize() const {
+    return cl3_record::kSize1;
+}
+
+void CL3Point1::Decode(const std::uint8_t* bytes) {
+    CL3Point0::Decode(bytes);
+    CL3Record record;
+    decodeCL3Colour(bytes, record);
+    m_red = record.red;
+    m_green = record.green;
+    m_blue = record.blue;
+}
+
+void CL3Point1::Encode(std::uint8_t* bytes) const {
+    CL3Point0::Encode(bytes);
+    encodeCL3Colour({.red = m_red, .green = m_green, .blue = m_blue}, bytes);
+}
+
+void CL3Point1::Read(std::FILE* stream) {
+    if (!stream) return;
+    CL3Point0::Read(stream);
+    readField(stream, m_red);
+    readField(stream, m_green);
+    readField(stream, m_blue);
+}
+
+void CL3Point1::Write(std::FILE* stream) const {
+    std::uint8_t bytes[cl3_record::kSize1];
+    Encode(bytes);
+    if (stream) writeField(stream, bytes);
+}
+
+CLRPoint::CLRPoint()
+    : CLRPoint(toStoredLength(0.0), toStoredLength(0.0), toStoredLength(0.0), 0, 0) {
+}
+
+CLRPoint::CLRPoint(std::int32_t x, std::int32_t y, std::int32_t z, std::int32_t fourth,
+                   std::int32_t intensity)
+    : m_x(x), m_y(y), m_z(z), m_fourth(fourth), m_intensity(intensity) {
+}
+
+double CLRPoint::GetX() const {
+    return toMetres(m_x);
+}
+double CLRPoint::GetY() const {
+    return toMetres(m_y);
+}
+double CLRPoint::GetZ() const {
+    return toMetres(m_z);
+}
+float CLRPoint::GetIntensity() const {
+    return static_cast<float>(m_intensity);
+}
+bool CLRPoint::IsValid() const {
+    return m_intensity > 0;
+}
+std::uint32_t CLRPoint::GetSize() const {
+    return clr_record::kSize;
+}
+
+void CLRPoint::Decode(const std::uint8_t* bytes) {
+    const RawRecord record = decodeRawRecord(bytes);
+    m_x = record.x;
+    m_y = record.y;
+    m_z = record.z;
+    m_fourth = record.fourth;
+    m_intensity = record.intensity;
+}
+
+void CLRPoint::Encode(std::uint8_t* bytes) const {
+    encodeRawRecord({m_x, m_y, m_z, m_fourth, m_intensity}, bytes);
+}
+
+void CLRPoint::Read(std::FILE* stream) {
+    if (!stream) return;
+    readField(stream, m_x);
+    readField(stream, m_y);
+    readField(stream, m_z);
+    readField(stream, m_fourth);
+    readField(stream, m_intensity);
+}
+
+void CLRPoint::Write(std::FILE* stream) const {
+    std::uint8_t bytes[clr_record::kSize];
+    Encode(bytes);
+    if (stream) writeField(stream, bytes);
+}
+
+void CLRPoint::SetX(double x) {
+    m_x = toStoredLength(x);
+}
+void CLRPoint::SetY(double y) {
+    m_y = toStoredLength(y);
+}
+void CLRPoint::SetZ(double z) {
+    m_z = toStoredLength(z);
+}
+void CLRPoint::SetIntensity(float intensity) {
+    m_intensity = toStoredIntensity(intensity);
+}
+
+std::unique_ptr<CLPoint> brisko::createCL3Point(std::uint8_t pointFormat) {
+    switch (pointFormat) {
+        case 0:
+            return std::make_unique<CL3Point0>();
+        case 1:
+            return std::make_unique<CL3Point1>();
+        default:
+            return nullptr;
+    }
+}

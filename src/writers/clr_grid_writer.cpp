@@ -1,0 +1,186 @@
+#include <brisko_codec/writers.h>
+
+#include <brisko_codec/block_header.h>
+
+#include "base/output_file.h"
+#include "formats/clr_record.h"
+#include "writers/header_output.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <new>
+#include <vector>
+
+using namespace brisko;
+
+namespace {
+
+constexpr std::uint32_t kBandColumns = 256;
+
+/// A resolution as a CLR header can hold it; anything else counts as 0.
+std::uint32_t storable(std::size_t resolution) {
+    constexpr std::size_t kMost = std::numeric_limits<std::int32_t>::max();
+    return resolution <= kMost ? static_cast<std::uint32_t>(resolution) : 0;
+}
+
+/// Without a scan header of ours the grid covers a quarter of the sphere.
+CLRFileHeader fileHeader(const GridFileHeader* source, std::uint32_t columns, std::uint32_t rows) {
+    CLRFileHeader header;
+    if (const auto* const scan = dynamic_cast<const CLFileHeader*>(source)) {
+        static_cast<CLFileHeader&>(header) = *scan;
+    } else {
+        header.SetStopAzimuthAngle(90.0F);
+        header.SetStopZenithAngle(90.0F);
+    }
+    header.SetAzimuthResolution(static_cast<int>(columns));
+    header.SetZenithResolution(static_cast<int>(rows));
+    header.SetPointFormat(1);
+    header.SetBlockCount(1);
+    return header;
+}
+
+}  // namespace
+
+/// The open file, shared by the copies of a writer.
+class CLRWriterGridCodec::State {
+public:
+    void open(const char* path, const GridFileHeader* header);
+    bool isOpen() const { return m_open; }
+    bool failed() const { return m_failed || m_file.failed(); }
+    void write(double x, double y, double z, float intensity, std::uint32_t column,
+               std::uint32_t row);
+    void close();
+
+private:
+    using Column = std::vector<RawRecord>;  // empty until its first point comes
+
+    bool moveToBandOf(std::uint32_t column);
+    void writeColumns(std::uint64_t count);
+    void store(const RawRecord& record, std::uint32_t column, std::uint32_t storedRow);
+
+    bool m_open = false;
+    bool m_failed = false;
+    OutputFile m_file;
+    std::uint32_t m_columns = 0;
+    std::uint32_t m_rows = 0;
+    std::uint64_t m_bandIndex = 0;
+    std::int64_t m_lastColumn = -1;  // of the last point passed in
+    std::array<Column, kBandColumns> m_band;
+};
+
+void CLRWriterGridCodec::State::open(const char* path, const GridFileHeader* header) {
+    m_open = true;
+    if (!m_file.create(path)) m_failed = true;
+    m_columns = header ? storable(header->GetAzimuthResolution()) : 0;
+    m_rows = header ? storable(header->GetZenithResolution()) : 0;
+    writeScanHeader(m_file, fileHeader(header, m_columns, m_rows), clr_header::kSize);
+    const std::array<std::uint8_t, clr_block::kHeaderSize> flag{};
+    if (m_file.isOpen()) m_file.append(flag);
+}
+
+inline void CLRWriterGridCodec::State::write(double x, double y, double z, float intensity,
+                                             std::uint32_t column, std::uint32_t row) {
+    if (!m_open) return;
+    m_lastColumn = column;
+    // Odd columns are stored from their last row up, as the scanner records them.
+    const std::uint32_t storedRow = (column & 1) != 0 ? m_rows - row - 1 : row;
+    auto offset =
+        static_cast<std::int32_t>(column - kBandColumns * static_cast<std::uint32_t>(m_bandIndex));
+    if (offset < 0 || offset >= static_cast<std::int32_t>(kBandColumns)) [[unlikely]] {
+        if (offset < 0 || !moveToBandOf(column)) return;
+        offset = static_cast<std::int32_t>(column % kBandColumns);
+    }
+    if (storedRow >= m_rows) return;
+    if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(z) || !std::isfinite(intensity)) {
+        return;
+    }
+    store(
+        {toStoredLength(x), toStoredLength(y), toStoredLength(z), 0, toStoredIntensity(intensity)},
+        static_cast<std::uint32_t>(offset), storedRow);
+}
+
+inline void CLRWriterGridCodec::State::store(const RawRecord& record, std::uint32_t column,
+                                             std::uint32_t storedRow) {
+    Column& cells = m_band[column];
+    if (cells.empty()) [[unlikely]] {
+        try {
+            cells.resize(m_rows);
+        } catch (const std::bad_alloc&) {
+            m_failed = true;
+            return;
+        }
+    }
+    cells[storedRow] = record;
+}
+
+/// Writes out every band before the column's; columns beyond the grid are written too. Returns false
+/// when the file cannot take them.
+bool CLRWriterGridCodec::State::moveToBandOf(std::uint32_t column) {
+    while (m_bandIndex < column / kBandColumns && m_file.isOpen() && !m_file.failed()) {
+        writeColumns(kBandColumns);
+    }
+    return m_bandIndex == column / kBandColumns;
+}
+
+/// Writes out the first columns of the band and moves on to the next band.
+void CLRWriterGridCodec::State::writeColumns(std::uint64_t count) {
+    for (std::uint64_t i = 0; i < count && m_file.isOpen(); ++i) {
+        Column& cells = m_band[i];
+        if (cells.empty()) {
+            m_file.appendZeros(std::uint64_t{m_rows} * clr_record::kSize);
+        } else {
+            m_file.append({reinterpret_cast<const std::uint8_t*>(cells.data()),
+                           cells.size() * clr_record::kSize});
+        }
+    }
+    for (Column& cells : m_band)
+        std::fill(cells.begin(), cells.end(), RawRecord{});
+    ++m_bandIndex;
+}
+
+void CLRWriterGridCodec::State::close() {
+    const std::uint64_t lastBand = m_columns > 0 ? (m_columns - 1) / kBandColumns : 0;
+    while (m_bandIndex < lastBand && m_file.isOpen() && !m_file.failed())
+        writeColumns(kBandColumns);
+    const auto columns = std::max<std::int64_t>(m_columns, m_lastColumn + 1);
+    const std::int64_t left = columns - static_cast<std::int64_t>(kBandColumns * m_bandIndex);
+    writeColumns(static_cast<std::uint64_t>(std::clamp<std::int64_t>(left, 0, kBandColumns)));
+    if (m_file.isOpen() && !m_file.close()) m_failed = true;
+    m_open = false;
+    m_band = {};
+}
+
+CLRWriterGridCodec::CLRWriterGridCodec() = default;
+CLRWriterGridCodec::CLRWriterGridCodec(const CLRWriterGridCodec&) = default;
+CLRWriterGridCodec& CLRWriterGridCodec::operator=(const CLRWriterGridCodec&) = default;
+CLRWriterGridCodec::~CLRWriterGridCodec() = default;
+
+bool CLRWriterGridCodec::Open(const char* path, GridFileHeader* header) {
+    Close();
+    try {
+        m_state = std::make_shared<State>();
+        m_state->open(path, header);
+        return true;
+    } catch (const std::bad_alloc&) {
+        m_state.reset();
+        return false;
+    }
+}
+
+bool CLRWriterGridCodec::Close() {
+    if (!m_state || !m_state->isOpen()) return false;
+    m_state->close();
+    return true;
+}
+
+void CLRWriterGridCodec::WritePoint(double x, double y, double z, float intensity, std::uint8_t,
+                                    std::uint8_t, std::uint8_t, std::uint8_t, std::uint32_t column,
+                                    std::uint32_t row) {
+    if (m_state) m_state->write(x, y, z, intensity, column, row);
+}
+
+bool CLRWriterGridCodec::HasWriteError() const {
+    return m_state && m_state->failed();
+}

@@ -1,0 +1,73 @@
+#pragma once
+
+#include "formats/cl3_record.h"
+#include "writers/ij_index.h"
+
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
+namespace brisko {
+
+struct FreeMemory {
+    void operator()(void* memory) const noexcept { std::free(memory); }
+};
+
+/// One tile of the grid in memory: 256 x 256 cells, rows fastest.
+class Tile {
+public:
+    /// A tile without points. Null when memory runs out.
+    static std::unique_ptr<Tile> create();
+
+    /// Puts a point into a cell in the place of an earlier one. A point that does not count as
+    /// measured empties the cell.
+    void put(std::uint32_t columnOffset, std::uint32_t rowOffset, const CL3Record& record) {
+        const std::size_t cell = std::size_t{columnOffset} * kTileSize + rowOffset;
+        m_cells[cell] = record;
+        m_live[cell] = isMeasured(record);
+    }
+    void clear() { m_live.fill(0); }
+
+    /// Writes out the records of the cells that hold a point, and an entry for every cell.
+    ///   records  room for kRecordBytes: one record more than there can be
+    ///   entries  room for kTileCells
+    /// Returns: the number of points.
+    std::uint32_t encode(std::uint8_t* records, std::uint32_t* entries) const;
+    static constexpr std::size_t kRecordBytes = (kTileCells + 1) * cl3_record::kSize1;
+
+private:
+    Tile() = default;
+
+    std::array<std::uint8_t, kTileCells> m_live{};  // 1 where the cell holds a point
+    // Memory as it came, so that a tile costs the pages it fills: only live cells are ever kept.
+    std::unique_ptr<CL3Record[], FreeMemory> m_cells;
+};
+
+/// The cells of 256 columns. Tiles take memory when their first point comes, and keep it for the
+/// bands that follow.
+class TileBand {
+public:
+    /// Puts a point at a column offset (0 to 255) and a row. Returns false when memory runs out.
+    bool put(std::uint32_t columnOffset, std::uint32_t row, const CL3Record& record) {
+        const std::uint32_t rowTile = row / kTileSize;
+        if (rowTile >= m_tiles.size() || !m_tiles[rowTile]) [[unlikely]] {
+            if (!makeTile(rowTile)) return false;
+        }
+        m_tiles[rowTile]->put(columnOffset, row % kTileSize, record);
+        return true;
+    }
+
+    /// The tile, or null when it holds no point.
+    Tile* tile(std::uint32_t rowTile) const {
+        return rowTile < m_tiles.size() ? m_tiles[rowTile].get() : nullptr;
+    }
+
+private:
+    bool makeTile(std::uint32_t rowTile);
+
+    std::vector<std::unique_ptr<Tile>> m_tiles;
+};
+
+}  // namespace brisko
