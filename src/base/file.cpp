@@ -97,6 +97,12 @@ std::uint64_t fileLength(std::FILE* file) {
     return static_cast<std::uint64_t>(status.st_size);
 }
 
+std::uint64_t fileLength(const char* path) {
+    struct stat status {};
+    const bool known = isUsablePath(path) && stat(path, &status) == 0 && S_ISREG(status.st_mode);
+    return known ? static_cast<std::uint64_t>(status.st_size) : 0;
+}
+
 std::size_t readAt(std::FILE* file, std::uint64_t offset, void* out, std::size_t size) {
     auto* const bytes = static_cast<std::uint8_t*>(out);
     std::size_t done = 0;

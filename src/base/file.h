@@ -27,6 +27,9 @@ FilePtr openFile(const char* path, const char* mode);
 /// The file's length now, 0 when it cannot be told.
 std::uint64_t fileLength(std::FILE* file);
 
+/// The length of the file of that name; 0 when it is no regular file or cannot be looked at.
+std::uint64_t fileLength(const char* path);
+
 /// Reads up to size bytes at an offset, leaving the stream's position alone. Returns the bytes read:
 /// fewer only at the end of the file or after an error.
 std::size_t readAt(std::FILE* file, std::uint64_t offset, void* out, std::size_t size);

@@ -1,8 +1,10 @@
 #include "base/text.h"
 
 #include <locale.h>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 
 namespace brisko {
 
@@ -64,6 +66,14 @@ float parseFloat(const char* text, const char** end) {
     const float value = strtof_l(text, &stop, cLocale());
     *end = stop;
     return value;
+}
+
+std::int32_t parseInt32(const char* text, const char** end) {
+    using Limits = std::numeric_limits<std::int32_t>;
+    char* stop = nullptr;
+    const long long value = strtoll_l(text, &stop, 10, cLocale());
+    *end = stop;
+    return static_cast<std::int32_t>(std::clamp<long long>(value, Limits::min(), Limits::max()));
 }
 
 }  // namespace brisko

@@ -1,0 +1,18 @@
+#include "pcplib/files/trace.h"
+
+#include "base/standard_output.h"
+#include "base/text.h"
+
+#include <cstdarg>
+
+namespace QelPcpLib {
+
+void TraceOut(const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    const std::string text = brisko::formatTextV(format, arguments);
+    va_end(arguments);
+    brisko::writeToStandardOutput(text);
+}
+
+}  // namespace QelPcpLib
