@@ -1,26 +1,31 @@
 #include "codec/alignment_file.h"
 
-#include "base/file.h"
-#include "base/text.h"
+#include "pcplib/files/pt_cld_alg_file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
-#include <cstring>
 
 namespace brisko {
+
 AlignmentSource loadAlignment(const std::string& path, AlignmentMatrix& matrix) {
-    const FilePtr file = openFile(path.c_str(), "rb");
-    if (!file) return errno == ENOENT ? AlignmentSource::None : AlignmentSource::Unreadable;
-    char line[4096];
-    if (!std::fgets(line, sizeof line, file.get())) return AlignmentSource::Unreadable;
-    AlignmentMatrix::Rows rows{};
-    for (std::size_t r = 0; r < 4; ++r) {
-        if (!std::fgets(line, sizeof line, file.get())) return AlignmentSource::Unreadable;
-        const char* at = line;
-        for (std::size_t c = 0; c < 4; ++c)
-            rows[4 * r + c] = parseDouble(at, &at);
+    QelPcpLib::CPtCldAlgFile file;
+    if (!file.Open(path, QelPcpLib::OpenMode::ReadText)) {
+        return errno == ENOENT ? AlignmentSource::None : AlignmentSource::Unreadable;
     }
+    QelPcpLib::AlgHeader header;
+    if (!file.ReadHeader(header)) return AlignmentSource::Unreadable;
+
+    // A line of the file is a row of the matrix, and the header keeps it column by column.
+    AlignmentMatrix::Rows rows{};
+    for (std::size_t row = 0; row < 4; ++row) {
+        for (std::size_t column = 0; column < 4; ++column)
+            rows[4 * row + column] = header.matrix[row + 4 * column];
+    }
+    const auto isFinite = [](double element) { return std::isfinite(element); };
+    if (!std::all_of(rows.begin(), rows.end(), isFinite)) return AlignmentSource::Unreadable;
     matrix = AlignmentMatrix(rows);
     return AlignmentSource::File;
 }
+
 }  // namespace brisko
