@@ -10,19 +10,19 @@ namespace brisko::tool {
 
 namespace {
 
-nlohmann::ordered_json toJson(const ScanPlan& plan, const Simulation& simulation) {
-    nlohmann::ordered_json files = nlohmann::ordered_json::array();
+using Json = nlohmann::ordered_json;
+
+Json toJson(const ScanPlan& plan, const Simulation& simulation) {
+    Json files = Json::array();
     for (const SimulatedFile& file : simulation.files) {
         files.push_back({{"path", file.path},
                          {"bytes", file.content.bytes},
                          {"returns", file.content.returns}});
     }
-    nlohmann::ordered_json summary = {
-        {"schema", "brisko.simulate/1"}, {"scene", plan.scene},
-        {"columns", plan.grid.columns},  {"rows", plan.grid.rows},
-        {"blocks", plan.blocks},         {"files", files},
-        {"pose", simulation.pose},       {"aligned", plan.alignment},
-        {"seconds", simulation.seconds},
+    Json summary = {
+        {"schema", kSimulateSchema}, {"scene", plan.scene},       {"columns", plan.grid.columns},
+        {"rows", plan.grid.rows},    {"blocks", plan.blocks},     {"files", files},
+        {"pose", simulation.pose},   {"aligned", plan.alignment}, {"seconds", simulation.seconds},
     };
     return summary;
 }
@@ -47,7 +47,10 @@ Command addSimulate(CLI::App& tool, const CommonOptions& common) {
         const ScanPlan plan = options->plan(*command);
         const Simulation simulation = simulate(plan, common.progress);
         if (options->json) {
-            std::cout << toJson(plan, simulation).dump(2) << '\n';
+            // Paths may hold anything; what is not UTF-8 is replaced.
+            std::cout
+                << toJson(plan, simulation).dump(2, ' ', false, Json::error_handler_t::replace)
+                << "\n";
         } else {
             print(plan, simulation);
         }

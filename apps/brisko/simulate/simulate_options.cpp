@@ -131,7 +131,7 @@ void SimulateOptions::addTo(CLI::App& command) {
     command.add_flag("--colour", colour, "CL3: store the true colour of every point");
     command.add_option("--noise", noise, "Range noise, millimetres")->capture_default_str();
     command.add_option("--seed", seed, "Another seed, another noise")->capture_default_str();
-    command.add_flag("--json", json, "Tell what was written as JSON");
+    command.add_flag("--json", json, "Print JSON, schema " + std::string(kSimulateSchema));
 }
 
 ScanPlan SimulateOptions::plan(const CLI::App& command) const {

@@ -10,6 +10,9 @@
 
 namespace brisko::tool {
 
+/// Of what --json prints.
+inline constexpr const char* kSimulateSchema = "brisko.simulate/1";
+
 /// The command line of `brisko simulate`, as it was typed.
 struct SimulateOptions {
     std::string folder;

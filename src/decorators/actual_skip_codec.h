@@ -1,0 +1,133 @@
+#pragma once
+
+#include <brisko_codec/codec.h>
+
+#include "codec/aligned_reader.h"
+#include "decorators/owned_codec.h"
+
+#include <cstdint>
+#include <limits>
+
+namespace brisko {
+
+/// A reader that passes over the points of another reader which its validator rejects. Codec is
+/// BriskoCodec or BriskoGridCodec, the interface that the wrapper shows.
+template <class Codec, class Validator>
+class ActualSkipCodec : public Codec, public AlignedReader {
+public:
+    /// Takes the codec over; a null one gives a wrapper that never opens.
+    ActualSkipCodec(BriskoCodec* codec, const Validator& validator) noexcept
+        : m_codec(codec), m_validator(validator) {}
+    ActualSkipCodec(const ActualSkipCodec&) = delete;
+    ActualSkipCodec& operator=(const ActualSkipCodec&) = delete;
+
+    bool Open(const char* path) override {
+        m_grid = dynamic_cast<BriskoGridCodec*>(m_codec.get());
+        return m_codec && m_codec->Open(path);
+    }
+
+    void Close() override {
+        if (m_codec) m_codec->Close();
+    }
+
+    // Count and bounds speak of all points, those that are passed over included.
+    std::int64_t GetPointCount() override { return m_codec ? m_codec->GetPointCount() : 0; }
+
+    void GetBounds(double& minX, double& minY, double& minZ, double& maxX, double& maxY,
+                   double& maxZ, std::int64_t& count) override {
+        if (m_codec) return m_codec->GetBounds(minX, minY, minZ, maxX, maxY, maxZ, count);
+        minX = minY = minZ = std::numeric_limits<double>::max();
+        maxX = maxY = maxZ = std::numeric_limits<double>::min();
+        count = 0;
+    }
+
+    bool ReadFirstPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
+                        std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha) override {
+        if (!m_codec) return false;
+        bool found = m_codec->ReadFirstPoint(x, y, z, intensity, red, green, blue, alpha);
+        while (found && !m_validator.accepts(x, y, z)) {
+            found = m_codec->ReadNextPoint(x, y, z, intensity, red, green, blue, alpha);
+        }
+        return found;
+    }
+
+    bool ReadNextPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
+                       std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha) override {
+        if (!m_codec) return false;
+        bool found = false;
+        do {
+            found = m_codec->ReadNextPoint(x, y, z, intensity, red, green, blue, alpha);
+        } while (found && !m_validator.accepts(x, y, z));
+        return found;
+    }
+
+    Alignment alignment() const override { return m_codec ? getAlignment(*m_codec) : Alignment{}; }
+
+    void setFrame(Frame frame) override {
+        if (m_codec) brisko::setFrame(*m_codec, frame);
+    }
+
+protected:
+    /// The wrapped codec seen as a grid; null before Open.
+    BriskoGridCodec* grid() const { return m_grid; }
+    const Validator& validator() const { return m_validator; }
+
+private:
+    OwnedCodec m_codec;
+    Validator m_validator;
+    BriskoGridCodec* m_grid = nullptr;
+};
+
+/// The same with the grid calls.
+template <class Validator>
+class ActualSkipGridCodec : public ActualSkipCodec<BriskoGridCodec, Validator> {
+public:
+    using ActualSkipCodec<BriskoGridCodec, Validator>::ActualSkipCodec;
+
+    void GetGridSize(std::size_t& columns, std::size_t& rows, unsigned& tileSize) override {
+        if (this->grid()) this->grid()->GetGridSize(columns, rows, tileSize);
+    }
+
+    bool ReadFirstGridPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
+                            std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha,
+                            unsigned& column, unsigned& row) override {
+        BriskoGridCodec* const grid = this->grid();
+        if (!grid) return false;
+        Cell cell;
+        bool found = grid->ReadFirstGridPoint(x, y, z, intensity, red, green, blue, alpha,
+                                              cell.column, cell.row);
+        while (found && !this->validator().accepts(x, y, z)) {
+            found = grid->ReadNextGridPoint(x, y, z, intensity, red, green, blue, alpha,
+                                            cell.column, cell.row);
+        }
+        return found && cell.store(column, row);
+    }
+
+    bool ReadNextGridPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
+                           std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha,
+                           unsigned& column, unsigned& row) override {
+        BriskoGridCodec* const grid = this->grid();
+        if (!grid) return false;
+        Cell cell;
+        bool found = false;
+        do {
+            found = grid->ReadNextGridPoint(x, y, z, intensity, red, green, blue, alpha,
+                                            cell.column, cell.row);
+        } while (found && !this->validator().accepts(x, y, z));
+        return found && cell.store(column, row);
+    }
+
+private:
+    /// Column and row stay as they were when no point is left, so rejected ones must not show.
+    struct Cell {
+        unsigned column = 0, row = 0;
+
+        bool store(unsigned& columnOut, unsigned& rowOut) const {
+            columnOut = column;
+            rowOut = row;
+            return true;
+        }
+    };
+};
+
+}  // namespace brisko

@@ -1,0 +1,78 @@
+#include <brisko_codec/cloud_transformation.h>
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <utility>
+
+namespace {
+
+using Position = std::array<double, 3>;
+
+Position transformed(CloudTransformation& transformation, Position p) {
+    float intensity = 7.5F;
+    std::uint8_t colour[4] = {1, 2, 3, 4};
+    transformation.transform(p[0], p[1], p[2], intensity, colour[0], colour[1], colour[2],
+                             colour[3]);
+    EXPECT_EQ(intensity, 7.5F);
+    EXPECT_EQ((std::array{colour[0], colour[1], colour[2], colour[3]}),
+              (std::array<std::uint8_t, 4>{1, 2, 3, 4}));
+    return p;
+}
+
+double (&translation())[16] {
+    static double m[16] = {1, 0, 0, 1, 0, 1, 0, 2, 0, 0, 1, 3, 0, 0, 0, 1};
+    return m;
+}
+
+TEST(CloudTransformation, StartsAsTheIdentity) {
+    CloudTransformation transformation;
+    EXPECT_EQ(transformed(transformation, {1, -2, 3}), (Position{1, -2, 3}));
+    EXPECT_FALSE(transformation.IsSpecial());
+}
+
+TEST(CloudTransformation, TakesMatricesByRowsAndByColumns) {
+    double rows[16] = {0, -2, 0, 10, 1, 0, 0, 20, 0, 0, 3, 30, 5, 6, 7, 2};
+    double columns[16];
+    for (int i = 0; i < 16; ++i)
+        columns[i] = rows[i % 4 * 4 + i / 4];
+    CloudTransformation byRows, byColumns;
+    byRows.SetTransformationMatrix(rows);
+    byColumns.SetTransposedMatrix(columns);
+    const Position moved = {6, 21, 39};  // the fourth row has no part in it
+    EXPECT_EQ(transformed(byRows, {1, 2, 3}), moved);
+    EXPECT_EQ(transformed(byColumns, {1, 2, 3}), moved);
+
+    CloudTransformation transposed;
+    transposed.SetTransposedMatrix(translation());
+    EXPECT_EQ(transformed(transposed, {0, 0, 0}), (Position{0, 0, 0}));
+}
+
+TEST(CloudTransformation, CopiesAreIndependent) {
+    CloudTransformation original;
+    CloudTransformation copy(original);
+    CloudTransformation assigned;
+    assigned = original;
+    assigned = *&assigned;
+    CloudTransformation moved(std::move(assigned));
+    for (CloudTransformation* other : {&copy, &assigned, &moved}) {
+        other->SetTransformationMatrix(translation());
+        EXPECT_EQ(transformed(*other, {0, 0, 0}), (Position{1, 2, 3}));
+        EXPECT_EQ(transformed(original, {0, 0, 0}), (Position{0, 0, 0}));
+    }
+    original = copy;
+    EXPECT_EQ(transformed(original, {0, 0, 0}), (Position{1, 2, 3}));
+}
+
+TEST(CloudTransformation, CoordinatesMayShareAVariable) {
+    double m[16] = {1, 1, 0, 0, 0, 2, 0, 0, 0, 0, 4, 1, 0, 0, 0, 1};
+    CloudTransformation transformation;
+    transformation.SetTransformationMatrix(m);
+    double value = 3;
+    float intensity = 0;
+    std::uint8_t colour = 0;
+    transformation.transform(value, value, value, intensity, colour, colour, colour, colour);
+    EXPECT_EQ(value, 13) << "the last of the three, from the old value";
+}
+
+}  // namespace

@@ -1,0 +1,192 @@
+#include <brisko_codec/block_header.h>
+#include <brisko_codec/file_header.h>
+
+#include "base/file.h"
+#include "support/scan_bytes.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <sstream>
+
+namespace brisko {
+namespace {
+
+using test::Bytes;
+using test::TempFolder;
+
+void fillCommon(CLFileHeader& header) {
+    header.SetFileVersion("CL3_0.7");
+    header.SetModelName("RVX1000");
+    header.SetHardwareVersion("HW01");
+    header.SetFirmwareVersion("F2");
+    header.SetSerialNumber("SN-123456789");
+    header.SetDate("20240229");
+    header.SetTime("235958");
+    header.SetTemperature(21.5F);       // 41 ac 00 00
+    header.SetPressure(1013.25F);       // 44 7d 50 00
+    header.SetStartAzimuthAngle(1.0F);  // 3f 80 00 00
+    header.SetStopAzimuthAngle(2.0F);   // 40 00 00 00
+    header.SetStartZenithAngle(3.0F);   // 40 40 00 00
+    header.SetStopZenithAngle(4.0F);    // 40 80 00 00
+    header.SetPointFormat(1);
+    header.SetBlockCount(0x01020304);
+}
+
+// The texts, written down from the ASCII table.
+const char* const kTexts =
+    "434c335f302e37 00000000000000000000000000000000000000000000000000"  // CL3_0.7
+    "52565831303030 0000000000"                                          // RVX1000
+    "48573031 46320000"                                                  // HW01, F2
+    "534e2d313233343536373839"                                           // SN-123456789
+    "3230323430323239 323335393538";
+// Temperature, pressure, start azimuth, start zenith, stop azimuth, stop zenith.
+const char* const kConditions = "0000ac41 00507d44 0000803f 00004040 00000040 00008040";
+
+Bytes written(const CLFileHeader& header, const TempFolder& folder) {
+    const std::string path = folder / "header";
+    const FilePtr file = openFile(path.c_str(), "wb");
+    header.Write(file.get());
+    std::fflush(file.get());
+    return test::readFile(path);
+}
+
+TEST(ScanHeader, CL3LiesOnDiskAsPinned) {
+    const TempFolder folder;
+    CL3FileHeader header;
+    fillCommon(header);
+    header.SetDeltaAzimuthAngle(0.5F);
+    header.SetDeltaZenithAngle(0.25F);
+    const Bytes bytes = written(header, folder);
+    EXPECT_EQ(bytes.size(), 115U);
+    EXPECT_EQ(bytes,
+              test::fromHex(std::string(kTexts) + kConditions + "0000003f 0000803e 04030201 01"));
+}
+
+TEST(ScanHeader, CLRLiesOnDiskAsPinned) {
+    const TempFolder folder;
+    CLRFileHeader header;
+    fillCommon(header);
+    header.SetAzimuthResolution(-2);
+    header.SetZenithResolution(0x0A0B0C0D);
+    const Bytes bytes = written(header, folder);
+    EXPECT_EQ(bytes.size(), 120U);
+    EXPECT_EQ(bytes, test::fromHex(std::string(kTexts) + "0000" + kConditions +
+                                   "feffffff 0d0c0b0a 01000000 04030201"));
+}
+
+template <class Header>
+class ScanHeaderOf : public testing::Test {};
+using BothHeaders = testing::Types<CL3FileHeader, CLRFileHeader>;
+TYPED_TEST_SUITE(ScanHeaderOf, BothHeaders);
+
+TYPED_TEST(ScanHeaderOf, ReadsBackWhatItWroteAndStopsBehindIt) {
+    const TempFolder folder;
+    TypeParam header;
+    fillCommon(header);
+    Bytes bytes = written(header, folder);
+    bytes.push_back(0x77);
+    test::writeFile(folder / "header", bytes);
+    const FilePtr file = openFile((folder / "header").c_str(), "rb");
+    TypeParam read;
+    read.Read(file.get());
+    EXPECT_EQ(std::fgetc(file.get()), 0x77);
+    EXPECT_EQ(written(read, folder), Bytes(bytes.begin(), bytes.end() - 1));
+}
+
+TYPED_TEST(ScanHeaderOf, KeepsTheFieldsThatAShortFileLacks) {
+    const TempFolder folder;
+    TypeParam whole;
+    fillCommon(whole);
+    const Bytes bytes = written(whole, folder);
+    for (std::size_t size = 0; size <= bytes.size(); ++size) {
+        test::writeFile(folder / "cut",
+                        Bytes(bytes.begin(), bytes.begin() + static_cast<long>(size)));
+        TypeParam header;
+        header.SetModelName("kept");
+        header.SetTemperature(-1.0F);
+        header.SetBlockCount(7);
+        EXPECT_TRUE(header.Read((folder / "cut").c_str()));
+        EXPECT_EQ(header.GetModelName()[0], size >= 44 ? 'R' : 'k');
+        const std::size_t temperatureEnd = bytes.size() == 115 ? 82 : 84;
+        EXPECT_EQ(header.GetTemperature(), size >= temperatureEnd ? 21.5F : -1.0F);
+        const std::size_t countEnd = bytes.size() == 115 ? 114 : 120;
+        EXPECT_EQ(header.GetBlockCount(), size >= countEnd ? 0x01020304U : 7U);
+    }
+}
+
+TEST(ScanHeader, TextFieldsHaveAFixedWidth) {
+    CL3FileHeader header;
+    header.SetModelName("RVX1000");
+    EXPECT_EQ(header.GetModelName(), std::string("RVX1000\0\0\0\0\0", 12));
+    header.SetModelName("ab");
+    EXPECT_EQ(header.GetModelName(), std::string("ab\0\0\0\0\0\0\0\0\0\0", 12));
+    header.SetModelName(std::string("cut\0off", 7));
+    EXPECT_EQ(header.GetModelName(), std::string("cut\0\0\0\0\0\0\0\0\0", 12));
+    header.SetFileVersion(std::string(40, 'v'));
+    EXPECT_EQ(header.GetFileVersion(), std::string(32, 'v'));
+}
+
+TEST(ScanHeader, CLRKeepsTheLowestByteOfThePointFormat) {
+    const TempFolder folder;
+    test::writeFile(folder / "scan.clr", test::clrHeader(3, 2, 0x102, 1));
+    CLRFileHeader header;
+    ASSERT_TRUE(header.Read((folder / "scan.clr").c_str()));
+    EXPECT_EQ(header.GetPointFormat(), 2);
+    EXPECT_FALSE(header.Read((folder / "missing.clr").c_str()));
+    EXPECT_EQ(header.GetPointFormat(), 2);
+}
+
+TEST(ScanHeader, DerivesResolutionsAndSteps) {
+    struct Access : CL3FileHeader {
+        using CLFileHeader::CalculateDeltaAngle;
+        using CLFileHeader::CalculateResolution;
+    };
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    const struct {
+        float start, stop, step;
+        int resolution;
+    } cases[] = {
+        {0, 360, 0.5F, 720},  {360, 0, 0.5F, 720}, {0, 1, 0.4F, 3},  // 2.5 rounds up
+        {0, 1, 0, 0},         {0, 0, 0, 0},        {0, 1, NAN, 0},  {0, 1, 1e-20F, 2147483647},
+        {kInfinity, 0, 1, 0},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(Access::CalculateResolution(c.start, c.stop, c.step), c.resolution);
+    EXPECT_EQ(Access::CalculateDeltaAngle(10, 0, 4), 2.5F);
+    EXPECT_EQ(Access::CalculateDeltaAngle(10, 0, 0), kInfinity);
+
+    CLRFileHeader header;
+    header.SetAzimuthResolution(-1);
+    EXPECT_EQ(header.GetAzimuthResolution(), static_cast<std::size_t>(-1));
+}
+
+TEST(BlockHeader, CL3CountsAndCLRDerives) {
+    const TempFolder folder;
+    test::writeFile(folder / "block", test::fromHex("05000000 09"));
+    const FilePtr file = openFile((folder / "block").c_str(), "rb");
+    CL3BlockHeader block;
+    block.Read(file.get());
+    EXPECT_EQ(block.GetPointCount(), 5U);
+    EXPECT_EQ(block.GetFlag(), 9);
+    std::istringstream stream("\x03rest");
+    block.Read(stream);  // deliberately the flag alone
+    EXPECT_EQ(block.GetPointCount(), 5U);
+    EXPECT_EQ(block.GetFlag(), 3);
+
+    const struct {
+        int columns, rows;
+        std::uint32_t count;
+    } cases[] = {{3, 2, 6}, {0, 5, 0}, {-3, 2, 0}, {-3, -2, 0}, {65536, 65536, 0xFFFFFFFF}};
+    for (const auto& c : cases) {
+        CLRFileHeader header;
+        header.SetAzimuthResolution(c.columns);
+        header.SetZenithResolution(c.rows);
+        EXPECT_EQ(CLRBlockHeader().GetPointCount(&header), c.count);
+    }
+    EXPECT_EQ(CLRBlockHeader().GetPointCount(), 0U);
+}
+
+}  // namespace
+}  // namespace brisko

@@ -1,0 +1,228 @@
+#include "pcplib/files/pcp_file_mapping.h"
+
+#include "pcplib/files/pcp_file.h"
+#include "support/temp_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+
+namespace QelPcpLib {
+namespace {
+
+using brisko::test::Bytes;
+using brisko::test::readFile;
+using brisko::test::TempFolder;
+using brisko::test::writeFile;
+
+/// A mapping of its own over a file of the given bytes.
+struct Mapped {
+    explicit Mapped(const Bytes& bytes, std::int64_t capacity = 1000)
+        : content((writeFile(folder / "data", bytes), bytes)),
+          opened(file.Open(folder / "data", OpenMode::MappedReadWrite)),
+          mapping(file, bytes.size(), capacity) {}
+
+    TempFolder folder;
+    PcpFile file;
+    Bytes content;
+    bool opened;
+    PcpFileMapping mapping;
+};
+
+Bytes randomBytes(std::size_t size) {
+    std::mt19937 random(7);
+    Bytes bytes(size);
+    std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<std::uint8_t>(random()); });
+    return bytes;
+}
+
+TEST(PcpFileMapping, TheWindowBeginsAQuarterBeforeWhatIsAskedFor) {
+    const struct {
+        std::uint64_t offset, length;
+        std::int64_t windowOffset, capacity;
+    } cases[] = {
+        {5000, 100, 4750, 1000}, {100, 10, 0, 1000},      {9990, 10, 9740, 1000},
+        {5000, 666, 4750, 1000}, {5000, 667, 4667, 1334},  // over two thirds: twice as long
+        {0, 10000, 0, 20000},
+    };
+    for (const auto& [offset, length, windowOffset, capacity] : cases) {
+        Mapped scan(randomBytes(10000));
+        EXPECT_LT(scan.mapping.GetWindowOffset(), 0);
+        const std::uint8_t* const bytes = scan.mapping.MapWindow(offset, length);
+        ASSERT_TRUE(bytes);
+        EXPECT_TRUE(
+            std::equal(bytes, bytes + length, scan.content.begin() + static_cast<long>(offset)));
+        EXPECT_EQ(scan.mapping.GetWindowOffset(), windowOffset) << offset << ", " << length;
+        EXPECT_EQ(scan.mapping.GetCapacity(), capacity) << offset << ", " << length;
+    }
+}
+
+TEST(PcpFileMapping, WithinTheWindowTheFileIsNotLookedAt) {
+    Mapped scan(Bytes(10000, 1));
+    scan.content[5000] = 2;
+    writeFile(scan.folder / "data", scan.content);
+    std::uint8_t* const first = scan.mapping.MapWindow(5000, 100);
+    writeFile(scan.folder / "data", Bytes(10000, 0));
+    EXPECT_EQ(scan.mapping.MapWindow(4750, 10), first - 250);
+    EXPECT_EQ(scan.mapping.MapWindow(5740, 10), first + 740);
+    EXPECT_EQ(*first, 2);
+    EXPECT_EQ(*scan.mapping.MapWindow(5751, 10), 0) << "further on the window moves";
+}
+
+TEST(PcpFileMapping, BytesBehindTheFileAreZeroAndNeverWritten) {
+    Mapped scan({1, 2, 3, 4, 5});
+    std::uint8_t* const bytes = scan.mapping.MapWindow(3, 600);
+    ASSERT_TRUE(bytes);
+    EXPECT_EQ(Bytes(bytes, bytes + 4), (Bytes{4, 5, 0, 0}));
+    EXPECT_TRUE(std::all_of(bytes + 2, bytes + 600, [](std::uint8_t byte) { return byte == 0; }));
+    bytes[1] = 50;
+    scan.mapping.Flush();
+    EXPECT_EQ(readFile(scan.folder / "data"), (Bytes{1, 2, 3, 4, 50}));
+}
+
+TEST(PcpFileMapping, RefusesRequestsThatMakeNoSense) {
+    Mapped scan(randomBytes(100));
+    constexpr std::uint64_t kHuge = ~std::uint64_t{0};
+    EXPECT_EQ(scan.mapping.MapWindow(0, 0), nullptr);
+    EXPECT_EQ(scan.mapping.MapWindow(kHuge, 1), nullptr);
+    EXPECT_EQ(scan.mapping.MapWindow(10, kHuge - 5), nullptr);
+    EXPECT_EQ(*scan.mapping.MapWindow(7, 1), scan.content[7]);
+}
+
+/// What a window of two small words and two bytes is made of, so that its sum stays below 2^31.
+const Bytes kSmallWords = {1, 0, 0, 0, 2, 0, 0, 0, 9, 8};
+const Bytes kLargeWords = {1, 0, 0, 0x80, 2, 0, 0, 0, 9, 8};
+
+TEST(PcpFileMapping, IsWrittenBackWhenItHasChanged) {
+    const auto swapWords = [](PcpFile& file) {
+        std::swap_ranges(file.GetRecord(0, 0), file.GetRecord(0, 0) + 4, file.GetRecord(4, 0));
+    };
+    const struct {
+        const char* what;
+        const Bytes& content;
+        void (*edit)(PcpFile&);
+        bool written;
+    } cases[] = {
+        {"nothing", kSmallWords, [](PcpFile&) {}, false},
+        {"nothing, but a sum of more than 31 bits", kLargeWords, [](PcpFile&) {}, true},
+        {"a word", kSmallWords, [](PcpFile& file) { ++*file.GetRecord(0, 0); }, true},
+        {"a byte behind the last word", kSmallWords, [](PcpFile& file) { ++*file.GetRecord(9, 0); },
+         true},
+        {"an order of words that leaves their sum alone", kSmallWords, swapWords, false},
+        {"the same order through Write", kSmallWords,
+         [](PcpFile& file) {
+             file.Seek(0);
+             file.Write("\2\0\0\0\1\0\0\0", 8);
+         },
+         true},
+    };
+    for (const auto& [what, content, edit, written] : cases) {
+        const TempFolder folder;
+        writeFile(folder / "data", content);
+        PcpFile file;
+        ASSERT_TRUE(file.OpenMapped(folder / "data"));
+        ASSERT_TRUE(file.GetRecord(0, 0));
+        // Whoever changes the file meanwhile keeps that change exactly when nothing is written.
+        const Bytes others(content.size(), 0xee);
+        writeFile(folder / "data", others);
+        edit(file);
+        file.Close();
+        EXPECT_EQ(readFile(folder / "data") != others, written) << what;
+    }
+}
+
+TEST(PcpFileMapping, TakesWritesThatLieInsideTheWindow) {
+    const TempFolder folder;
+    const Bytes before(100, 1);
+    writeFile(folder / "data", before);
+    PcpFile file;
+    file.SetWindowCapacity(40);
+    file.SetViewSize(1);
+    ASSERT_TRUE(file.OpenMapped(folder / "data"));
+    ASSERT_TRUE(file.GetRecord(50, 0));  // the window is 40 to 80 now
+    file.Seek(70);
+    EXPECT_TRUE(file.Write("abc", 3));
+    EXPECT_EQ(file.GetPosition(), 70u) << "the stream stays";
+    EXPECT_EQ(readFile(folder / "data"), before) << "and so does the file";
+    EXPECT_EQ(*file.GetRecord(71, 0), 'b');
+    file.Seek(79);
+    EXPECT_TRUE(file.Write("xy", 2));  // sticks out: to the stream, behind what the window holds
+    EXPECT_EQ(file.GetPosition(), 81u);
+    Bytes after = before;
+    after[70] = 'a';
+    after[71] = 'b';
+    after[72] = 'c';
+    after[79] = 'x';
+    after[80] = 'y';
+    EXPECT_EQ(readFile(folder / "data"), after);
+    EXPECT_EQ(*file.GetRecord(79, 0), 'x');
+}
+
+/// Records, edits and writes at random against a plain array of bytes.
+void compareWithArray(unsigned seed, bool smallWords) {
+    std::mt19937 random(seed);
+    const auto below = [&random](std::size_t limit) { return random() % limit; };
+    const auto nextByte = [&](std::size_t at) {
+        return static_cast<std::uint8_t>(smallWords && at % 4 ? 0 : random());
+    };
+    const TempFolder folder;
+    Bytes model(500 + below(1500));
+    for (std::size_t i = 0; i < model.size(); ++i)
+        model[i] = nextByte(i);
+    writeFile(folder / "data", model);
+
+    PcpFile file;
+    const std::uint32_t headers[] = {static_cast<std::uint32_t>(below(50)), 13};
+    const std::uint32_t sizes[] = {static_cast<std::uint32_t>(1 + below(40)), 4};
+    for (int channel = 0; channel < 2; ++channel) {
+        file.SetLayout(headers[channel], sizes[channel], channel);
+    }
+    file.SetWindowCapacity(static_cast<std::int64_t>(1 + below(400)));
+    file.SetViewSize(static_cast<std::uint32_t>(below(100)));
+    ASSERT_TRUE(file.OpenMapped(folder / "data"));
+    const std::size_t mappedSize = model.size();
+
+    for (int step = 0; step < 300; ++step) {
+        if (below(4) == 0) {
+            const std::size_t at = below(model.size() + 30);
+            Bytes bytes(1 + below(60));
+            for (std::size_t i = 0; i < bytes.size(); ++i)
+                bytes[i] = nextByte(at + i);
+            ASSERT_TRUE(file.Seek(at));
+            ASSERT_TRUE(file.Write(bytes.data(), static_cast<std::uint32_t>(bytes.size())));
+            if (at + bytes.size() > model.size()) model.resize(at + bytes.size());
+            std::copy(bytes.begin(), bytes.end(), model.begin() + static_cast<long>(at));
+            continue;
+        }
+        const auto channel = static_cast<int>(below(2));
+        const std::size_t count = (mappedSize - headers[channel]) / sizes[channel];
+        const std::size_t index = below(count + 3);
+        std::uint8_t* const record = file.GetRecord(index, channel);
+        ASSERT_EQ(record != nullptr, index < count) << "step " << step;
+        if (!record) continue;
+        const std::size_t at = headers[channel] + index * sizes[channel];
+        ASSERT_TRUE(
+            std::equal(record, record + sizes[channel], model.begin() + static_cast<long>(at)))
+            << "step " << step << ", record " << index << " of channel " << channel;
+        if (below(2) == 0) {
+            const std::size_t inRecord = below(sizes[channel]);
+            model[at + inRecord] = record[inRecord] = nextByte(at + inRecord);
+        }
+    }
+    file.Close();
+    EXPECT_FALSE(file.HasFailed());
+    EXPECT_EQ(readFile(folder / "data"), model);
+}
+
+TEST(PcpFileMapping, GivesAndKeepsTheBytesOfAPlainArray) {
+    for (unsigned seed = 0; seed < 300; ++seed) {
+        SCOPED_TRACE(seed);
+        compareWithArray(seed, seed % 2 == 0);
+        if (HasFailure()) break;
+    }
+}
+
+}  // namespace
+}  // namespace QelPcpLib

@@ -1,0 +1,63 @@
+#include "support/read_points.h"
+
+namespace brisko::test {
+
+namespace {
+
+bool read(BriskoCodec& codec, TestPoint& p, bool first) {
+    std::uint8_t alpha = 0;
+    if (auto* const grid = dynamic_cast<BriskoGridCodec*>(&codec)) {
+        const auto call =
+            first ? &BriskoGridCodec::ReadFirstGridPoint : &BriskoGridCodec::ReadNextGridPoint;
+        return (grid->*call)(p.x, p.y, p.z, p.intensity, p.red, p.green, p.blue, alpha, p.column,
+                             p.row);
+    }
+    const auto call = first ? &BriskoCodec::ReadFirstPoint : &BriskoCodec::ReadNextPoint;
+    return (codec.*call)(p.x, p.y, p.z, p.intensity, p.red, p.green, p.blue, alpha);
+}
+
+}  // namespace
+
+bool readFirst(BriskoCodec& codec, TestPoint& point) {
+    return read(codec, point, true);
+}
+bool readNext(BriskoCodec& codec, TestPoint& point) {
+    return read(codec, point, false);
+}
+
+std::vector<TestPoint> readAll(BriskoCodec& codec) {
+    std::vector<TestPoint> points;
+    TestPoint point;
+    for (bool more = readFirst(codec, point); more; more = readNext(codec, point))
+        points.push_back(point);
+    return points;
+}
+
+std::vector<TestPoint> readAllBatched(BriskoCodec& codec, std::size_t capacity) {
+    std::vector<double> positions(3 * capacity);
+    std::vector<float> intensities(capacity);
+    std::vector<std::uint8_t> colours(3 * capacity);
+    std::vector<std::uint32_t> columns(capacity), rows(capacity);
+    const PointArrays arrays{positions.data(), intensities.data(), colours.data(), columns.data(),
+                             rows.data()};
+    PointBatchReader reader(codec);
+    std::vector<TestPoint> points;
+    std::size_t count = reader.readFirst(arrays, capacity);
+    while (count > 0) {
+        for (std::size_t i = 0; i < count; ++i) {
+            points.push_back({positions[3 * i], positions[3 * i + 1], positions[3 * i + 2],
+                              intensities[i], colours[3 * i], colours[3 * i + 1],
+                              colours[3 * i + 2], columns[i], rows[i]});
+        }
+        count = reader.readNext(arrays, capacity);
+    }
+    return points;
+}
+
+std::ostream& operator<<(std::ostream& out, const TestPoint& p) {
+    return out << "(" << p.x << " " << p.y << " " << p.z << " i " << p.intensity << " rgb "
+               << int{p.red} << " " << int{p.green} << " " << int{p.blue} << " cell " << p.column
+               << " " << p.row << ")";
+}
+
+}  // namespace brisko::test

@@ -1,0 +1,107 @@
+#include "support/scan_bytes.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace brisko::test {
+
+namespace {
+
+template <class Number>
+void append(Bytes& bytes, Number value) {
+    std::uint8_t raw[sizeof value];
+    std::memcpy(raw, &value, sizeof value);
+    bytes.insert(bytes.end(), std::begin(raw), std::end(raw));
+}
+
+}  // namespace
+
+ByteWriter& ByteWriter::u8(std::uint8_t value) {
+    return append(m_bytes, value), *this;
+}
+ByteWriter& ByteWriter::u32(std::uint32_t value) {
+    return append(m_bytes, value), *this;
+}
+ByteWriter& ByteWriter::i32(std::int32_t value) {
+    return append(m_bytes, value), *this;
+}
+ByteWriter& ByteWriter::f32(float value) {
+    return append(m_bytes, value), *this;
+}
+ByteWriter& ByteWriter::f64(double value) {
+    return append(m_bytes, value), *this;
+}
+
+ByteWriter& ByteWriter::text(const std::string& value, std::size_t width) {
+    std::string padded = value;
+    padded.resize(width, '\0');
+    m_bytes.insert(m_bytes.end(), padded.begin(), padded.end());
+    return *this;
+}
+
+ByteWriter& ByteWriter::bytes(const Bytes& more) {
+    m_bytes.insert(m_bytes.end(), more.begin(), more.end());
+    return *this;
+}
+
+Bytes cl3Header(std::uint32_t blockCount, std::uint8_t pointFormat) {
+    return ByteWriter()
+        .text("CL3_0.7", 32)
+        .text("RVX1000", 46)
+        .bytes(Bytes(32))
+        .u32(blockCount)
+        .u8(pointFormat);
+}
+
+Bytes cl3Block(const std::vector<TestPoint>& points) {
+    return cl3Block(points, static_cast<std::uint32_t>(points.size()));
+}
+
+Bytes cl3Block(const std::vector<TestPoint>& points, std::uint32_t announcedCount) {
+    ByteWriter out;
+    out.u32(announcedCount).u8(0);
+    for (const TestPoint& p : points) {
+        out.f64(p.x).f64(p.y).f64(p.z).f32(p.intensity).u8(p.red).u8(p.green).u8(p.blue);
+    }
+    return out;
+}
+
+Bytes ijHeader(std::uint32_t columns, std::uint32_t rows, std::uint32_t tileSize) {
+    const std::uint32_t tiles =
+        tileSize == 0 ? 0
+                      : ((columns + tileSize - 1) / tileSize) * ((rows + tileSize - 1) / tileSize);
+    return ByteWriter().text("CL3_IJ_0.2", 32).u32(tiles).u32(columns).u32(rows).u32(tileSize);
+}
+
+Bytes ijTile(std::uint32_t columnTile, std::uint32_t rowTile,
+             const std::vector<std::uint32_t>& entries) {
+    ByteWriter out;
+    out.u32(columnTile)
+        .u32(rowTile)
+        .u32(static_cast<std::uint32_t>(entries.size() - static_cast<std::size_t>(std::count(
+                                                             entries.begin(), entries.end(), 0U))));
+    for (const std::uint32_t entry : entries)
+        out.u32(entry);
+    return out;
+}
+
+Bytes clrHeader(std::int32_t columns, std::int32_t rows, std::uint32_t pointFormat,
+                std::uint32_t blockCount) {
+    return ByteWriter()
+        .text("CLR_0.7", 32)
+        .text("RVX1000", 48)
+        .bytes(Bytes(24))
+        .i32(columns)
+        .i32(rows)
+        .u32(pointFormat)
+        .u32(blockCount);
+}
+
+Bytes clrRecords(const std::vector<ClrRecord>& records) {
+    ByteWriter out;
+    for (const ClrRecord& r : records)
+        out.i32(r.x).i32(r.y).i32(r.z).i32(r.fourth).i32(r.intensity);
+    return out;
+}
+
+}  // namespace brisko::test
