@@ -11,15 +11,18 @@ namespace brisko {
 CLRPlainCells::CLRPlainCells(std::FILE* file, const CLRFileHeader& header)
     : m_file(file), m_merge(rangeTableFor(header.GetModelName())) {
     const std::uint64_t length = fileLength(file);
-    const auto blockSize = checkedMultiply(gridOf(header).cells(), clr_record::kSize);
-    if (!blockSize || *blockSize == 0 || length <= blockStart(0)) return;
-    m_blockSize = *blockSize + clr_block::kHeaderSize;
+    const std::uint64_t cells = gridOf(header).cells();
+    if (cells == 0 || length <= blockStart(0)) return;
+    // A block whose size does not even fit into a number is the only one that starts in the file.
+    constexpr std::uint64_t kEndless = std::uint64_t{1} << 63;
+    m_blockSize =
+        checkedMultiply(cells, clr_record::kSize).value_or(kEndless) + clr_block::kHeaderSize;
     // A block that starts behind the end of the file holds nothing, nor does a cell whose record in
     // the first block lies there.
     const std::uint64_t blocksInFile = divideRoundingUp(length - blockStart(0), m_blockSize);
     m_blockCount = std::min<std::uint64_t>(header.GetBlockCount(), blocksInFile);
     const std::uint64_t recordBytes = length - blockStart(0) - clr_block::kHeaderSize;
-    m_cellCount = std::min(gridOf(header).cells(), recordBytes / clr_record::kSize);
+    m_cellCount = std::min(cells, recordBytes / clr_record::kSize);
 }
 
 std::uint64_t CLRPlainCells::blockStart(std::uint64_t block) const {

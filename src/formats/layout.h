@@ -44,9 +44,4 @@ inline constexpr std::size_t kIntensity = 16;  //    4  signed; above 0 where a 
 inline constexpr std::size_t kSize = 20;
 }  // namespace clr_record
 
-/// Where block k of a CLR scan begins: every block holds every cell of the grid.
-constexpr std::uint64_t clrBlockSize(std::uint64_t cells) {
-    return clr_block::kHeaderSize + clr_record::kSize * cells;
-}
-
 }  // namespace brisko

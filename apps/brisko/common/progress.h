@@ -17,8 +17,10 @@ enum class ProgressStyle {
 /// The progress of one piece of work. Shows nothing in its first second, so short work is silent.
 class Progress {
 public:
-    /// total: the steps of the whole, in any unit; 0 where it is not known.
-    Progress(ProgressStyle style, const std::string& label, std::uint64_t total);
+    /// total: the steps of the whole; 0 where it is not known.
+    /// unit:  what a step is, for the rate.
+    Progress(ProgressStyle style, const std::string& label, std::uint64_t total,
+             const std::string& unit = "points");
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
@@ -32,7 +34,8 @@ private:
     std::unique_ptr<Display> m_display;
 };
 
-/// Makes Ctrl-C (and SIGTERM) ask running work to stop cleanly; a second one kills.
+/// Makes Ctrl-C (SIGTERM and a closed terminal likewise) ask running work to stop cleanly; a second
+/// one kills.
 void installInterruptHandler();
 /// Throws Interrupted when it was asked for.
 void throwIfInterrupted();

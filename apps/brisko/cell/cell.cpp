@@ -1,0 +1,126 @@
+#include "commands.h"
+#include "scan/scan_input.h"
+#include "scan/scan_layout.h"
+
+#include <brisko_codec/cell_reader.h>
+
+#include <cmath>
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+
+namespace brisko::tool {
+namespace {
+
+constexpr const char* kSchema = "brisko.cell/1";
+
+struct Line {
+    std::string scan;
+    std::uint32_t column = 0;
+    std::uint32_t row = 0;
+    bool scannerFrame = false;
+    bool json = false;
+};
+
+void open(CL3CellReader& reader, const Line& line) {
+    if (scanKind(line.scan) != ScanKind::CL3) {
+        throw Failure(ExitCode::Usage,
+                      line.scan +
+                          ": single cells are read from indexed .cl3 scans; 'brisko "
+                          "convert' makes one");
+    }
+    const ScanLayout layout = inspectCL3(line.scan);
+    requireSound(layout);
+    if (!layout.index) {
+        throw Failure(ExitCode::Damaged, line.scan + ": the scan has no index (" +
+                                             companionOf(line.scan, ".ij") +
+                                             "), so its cells cannot be found");
+    }
+    if (!reader.open(line.scan.c_str())) {
+        throw Failure(ExitCode::Damaged, line.scan + ": cannot be opened with its index");
+    }
+    if (reader.alignment().source == AlignmentSource::Unreadable && !line.scannerFrame) {
+        throw Failure(ExitCode::Damaged, companionOf(line.scan, ".alg") +
+                                             ": cannot be read as an alignment; --scanner-frame "
+                                             "does without it");
+    }
+    if (line.scannerFrame) reader.setFrame(Frame::Scanner);
+    if (line.column >= reader.columns() || line.row >= reader.rows()) {
+        throw Failure(ExitCode::Usage, line.scan + ": the grid has columns 0 to " +
+                                           std::to_string(std::int64_t{reader.columns()} - 1) +
+                                           " and rows 0 to " +
+                                           std::to_string(std::int64_t{reader.rows()} - 1));
+    }
+}
+
+void printText(const Line& line, bool isPoint, const CellPoint& p) {
+    std::cout << "column " << line.column << ", row " << line.row << ": ";
+    if (!isPoint) {
+        std::cout << "empty\n";
+        return;
+    }
+    char text[256];
+    std::snprintf(text, sizeof text, "%.17g %.17g %.17g, intensity %.9g, colour %d %d %d\n", p.x,
+                  p.y, p.z, static_cast<double>(p.intensity), p.red, p.green, p.blue);
+    std::cout << text;
+}
+
+void printJson(const Line& line, bool isPoint, const CellPoint& p) {
+    using Json = nlohmann::ordered_json;
+    const auto number = [](double value) {
+        return std::isfinite(value) ? Json(value) : Json(nullptr);
+    };
+    Json point = nullptr;
+    if (isPoint) {
+        point = {{"x", number(p.x)},
+                 {"y", number(p.y)},
+                 {"z", number(p.z)},
+                 {"intensity", number(static_cast<double>(p.intensity))},
+                 {"colour", Json::array({p.red, p.green, p.blue})}};
+    }
+    const Json document = {{"schema", kSchema},
+                           {"scan", line.scan},
+                           {"column", line.column},
+                           {"row", line.row},
+                           {"frame", line.scannerFrame ? "scanner" : "aligned"},
+                           {"point", point}};
+    std::cout << document.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
+}
+
+ExitCode run(const Line& line) {
+    CL3CellReader reader;
+    open(reader, line);
+    CellPoint point;
+    const CellState state = reader.readCell(line.column, line.row, point);
+    if (state == CellState::Damaged) {
+        throw Failure(ExitCode::Damaged, line.scan + ": column " + std::to_string(line.column) +
+                                             ", row " + std::to_string(line.row) +
+                                             ": the index promises a point that the scan does not "
+                                             "hold");
+    }
+    const bool isPoint = state == CellState::Point;
+    if (line.json) {
+        printJson(line, isPoint, point);
+    } else {
+        printText(line, isPoint, point);
+    }
+    return ExitCode::Done;
+}
+
+}  // namespace
+
+Command addCell(CLI::App& tool, const CommonOptions&) {
+    CLI::App* app = tool.add_subcommand("cell", "Tell the point of one cell, by random access");
+    app->footer("An empty cell is no error. The scan needs its index (.ij) beside it.");
+    const auto line = std::make_shared<Line>();
+    app->add_option("SCAN", line->scan, "Indexed CL3 scan")->required();
+    app->add_option("COLUMN", line->column, "Column of the cell, from 0")->required();
+    app->add_option("ROW", line->row, "Row of the cell, from 0")->required();
+    app->add_flag("--scanner-frame", line->scannerFrame, "Without the scan's alignment");
+    app->add_flag("--json", line->json, "Print JSON, schema " + std::string(kSchema));
+    return {app, [line] { return run(*line); }};
+}
+
+}  // namespace brisko::tool

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace brisko::tool {
+
+/// How far a piece of work has come.
+struct ProgressState {
+    std::string label;
+    std::string unit;         // what a step is
+    std::uint64_t done = 0;   // steps
+    std::uint64_t total = 0;  // steps; 0 where it is not known
+    double seconds = 0;       // since the start
+    bool finished = false;
+};
+
+/// "12.3 M": a count with a decimal prefix.
+std::string shortCount(double count);
+/// "0:07", "12:05", "1:02:03".
+std::string clockTime(double seconds);
+
+/// The text of a terminal line, with a bar where the total is known; at most `width` characters.
+std::string barLine(const ProgressState& state, std::size_t width);
+/// One line of a log: "convert: 45 %, 12.3 M points/s, 0:12 left".
+std::string plainLine(const ProgressState& state);
+/// One JSON object: label, unit, done, total, seconds, finished; total is null where not known.
+std::string jsonLine(const ProgressState& state);
+
+}  // namespace brisko::tool

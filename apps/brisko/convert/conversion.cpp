@@ -1,0 +1,244 @@
+#include "convert/conversion.h"
+
+#include "common/failure.h"
+#include "common/message.h"
+#include "common/staged_scan.h"
+#include "convert/column_order.h"
+#include "convert/grid_window.h"
+#include "convert/header_angles.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <iterator>
+
+namespace brisko::tool {
+namespace {
+
+constexpr std::uint32_t kBand = 256;  // columns that the native writers keep at a time
+
+bool isNative(OutputFormat format) {
+    return format == OutputFormat::IndexedCL3 || format == OutputFormat::PlainCL3 ||
+           format == OutputFormat::CLR;
+}
+
+bool needsGrid(OutputFormat format) {
+    return format == OutputFormat::IndexedCL3 || format == OutputFormat::CLR ||
+           format == OutputFormat::PTX;
+}
+
+OutputFormat chooseFormat(const ConvertOptions& options, const ScanFacts& input) {
+    const std::string extension = extensionOf(options.output);
+    if (options.plain && extension != ".cl3") {
+        throw Failure(ExitCode::Usage, "--plain: only a .cl3 output can be without an index");
+    }
+    if (extension == ".clr") return OutputFormat::CLR;
+    if (extension == ".ptx") return OutputFormat::PTX;
+    if (extension == ".ply") return OutputFormat::PLY;
+    if (extension != ".cl3") {
+        throw Failure(ExitCode::Usage,
+                      options.output + ": the output is named .cl3, .clr, .ptx or .ply");
+    }
+    return options.plain || !input.hasGrid ? OutputFormat::PlainCL3 : OutputFormat::IndexedCL3;
+}
+
+void refuseSameFile(const ConvertOptions& options) {
+    std::error_code ignored;
+    if (options.input == options.output ||
+        std::filesystem::equivalent(options.input, options.output, ignored)) {
+        throw Failure(ExitCode::Usage, options.output + ": input and output are the same file");
+    }
+}
+
+void requireGrid(const ConvertOptions& options, const ScanFacts& input, OutputFormat format) {
+    const bool asksForCells = !options.columns.empty() || !options.rows.empty();
+    if (input.hasGrid || (!needsGrid(format) && !asksForCells)) return;
+    throw Failure(ExitCode::Usage,
+                  input.path + ": the scan has no index (" + companionOf(input.path, ".ij") +
+                      "), so the cells of its points are not known; it can be written as .ply or "
+                      "as .cl3, without --columns and --rows");
+}
+
+CellWindow chooseWindow(const ConvertOptions& options, const ScanFacts& input) {
+    CellWindow window{0, input.columns, 0, input.rows};
+    if (!options.columns.empty()) {
+        parseRange(options.columns, "--columns", input.columns, window.firstColumn,
+                   window.endColumn);
+    }
+    if (!options.rows.empty()) {
+        parseRange(options.rows, "--rows", input.rows, window.firstRow, window.endRow);
+    }
+    return window;
+}
+
+/// Whether any point has a colour other than black.
+bool hasColour(ScanInput& input, ProgressStyle style) {
+    Progress progress(style, "look for colour", input.steps(), input.stepUnit());
+    const auto isColoured = [](const CellPoint& p) { return p.red || p.green || p.blue; };
+    std::vector<CellPoint> points;
+    bool found = false;
+    do {
+        input.read(points);
+        found = std::any_of(points.begin(), points.end(), isColoured);
+        progress.advanceTo(input.stepsDone());
+    } while (!found && !points.empty());
+    input.rewind();
+    return found;
+}
+
+/// PTX lines have a colour or not; PTX input says so itself, a CL3 record always has room for one.
+bool chooseColour(ScanInput& input, OutputFormat format, ProgressStyle style) {
+    if (format != OutputFormat::PTX || !input.facts().storesColour) return false;
+    return input.facts().kind == ScanKind::PTX || hasColour(input, style);
+}
+
+class Conversion {
+public:
+    explicit Conversion(const ConvertOptions& options)
+        : m_options(options),
+          m_input(openScan(options.input)),
+          m_format(chooseFormat(options, m_input->facts())),
+          m_estimate(m_input->facts().columns, m_input->facts().rows) {
+        requireGrid(options, facts(), m_format);
+        m_window = chooseWindow(options, facts());
+        // A point cloud has no place for a matrix.
+        m_bake = options.applyAlignment || m_format == OutputFormat::PLY;
+    }
+
+    ConvertResult run() {
+        StagedScan staged(m_options.output);
+        const OutputTarget target = makeTarget(staged.path());
+        staged.requireAlignment(target.matrix);
+        warnAboutFormat();
+        const std::unique_ptr<ScanOutput> output = createOutput(m_format, target);
+        transfer(*output);
+        output->finish();
+        completeHeader(target);
+        staged.commit();
+        warnAboutPoints(output->leftOut());
+        return {output->points(), target.columns, target.rows};
+    }
+
+private:
+    const ScanFacts& facts() const { return m_input->facts(); }
+    bool isWindow() const { return !m_options.columns.empty() || !m_options.rows.empty(); }
+    bool estimatesAngles() const { return facts().kind == ScanKind::PTX && isNative(m_format); }
+
+    OutputTarget makeTarget(const std::string& path) {
+        OutputTarget target;
+        target.path = path;
+        target.shownPath = m_options.output;
+        target.columns = m_window.endColumn - m_window.firstColumn;
+        target.rows = m_window.endRow - m_window.firstRow;
+        if (!m_bake) {
+            std::copy(std::begin(facts().alignment.matrix), std::end(facts().alignment.matrix),
+                      target.matrix);
+        }
+        target.withColour = chooseColour(*m_input, m_format, m_options.progress);
+        target.header = outputHeader(facts(), m_window);
+        return target;
+    }
+
+    PointFilter makeFilter() const {
+        PointFilter filter;
+        if (isWindow()) filter.window = m_window;
+        filter.maxDistance = m_options.maxDistance;
+        filter.box = m_options.box;
+        filter.validOnly = m_options.validOnly;
+        std::copy(std::begin(facts().alignment.matrix), std::end(facts().alignment.matrix),
+                  filter.matrix);
+        filter.applyMatrix = m_bake && !isIdentity(filter.matrix);
+        return filter;
+    }
+
+    /// The native writers keep bands of 256 columns, as tiles come; only a window that begins inside
+    /// a tile takes these apart.
+    bool needsOrder() const {
+        if (facts().bandColumns == 1 || !needsGrid(m_format)) return false;
+        return m_format == OutputFormat::PTX || facts().bandColumns != kBand ||
+               m_window.firstColumn % kBand != 0;
+    }
+
+    void transfer(ScanOutput& output) {
+        const PointFilter filter = makeFilter();
+        const auto write = [&](std::span<CellPoint> points) {
+            for (CellPoint& point : points) {
+                point.column -= m_window.firstColumn;
+                point.row -= m_window.firstRow;
+            }
+            output.write(points);
+        };
+        ColumnOrder order(facts().bandColumns, facts().path, write);
+        const bool ordered = needsOrder();
+        const bool estimated = estimatesAngles();
+
+        Progress progress(m_options.progress, "convert", m_input->steps(), m_input->stepUnit());
+        std::vector<CellPoint> points;
+        for (m_input->read(points); !points.empty(); m_input->read(points)) {
+            m_delivered += points.size();
+            if (estimated) m_estimate.add(points);
+            filter.apply(points);
+            if (ordered) {
+                order.add(points);
+            } else {
+                write(points);
+            }
+            progress.advanceTo(m_input->stepsDone());
+        }
+        if (ordered) order.finish();
+    }
+
+    void completeHeader(const OutputTarget& target) const {
+        if (estimatesAngles()) {
+            patchAngles(target, m_format, m_estimate, m_window);
+        } else if (facts().kind == ScanKind::CL3 && isNative(m_format) &&
+                   m_format != OutputFormat::CLR && !isWindow()) {
+            patchSteps(target, dynamic_cast<const CL3FileHeader&>(*facts().header));
+        }
+    }
+
+    void warnAboutFormat() const {
+        if (m_format == OutputFormat::PLY && !m_options.applyAlignment &&
+            !isIdentity(facts().alignment.matrix)) {
+            warn(m_options.output + ": .ply has no place for a matrix; the points are aligned");
+        }
+        if (m_format == OutputFormat::CLR && facts().storesColour) {
+            warn(m_options.output + ": .clr has no place for colours; they are left out");
+        }
+    }
+
+    void warnAboutPoints(const LeftOut& leftOut) const {
+        if (leftOut.outsideGrid > 0) {
+            warn(facts().path + ": " + countOf(leftOut.outsideGrid, "point") +
+                 " outside the grid left out");
+        }
+        if (leftOut.notFinite > 0) {
+            warn(facts().path + ": " + countOf(leftOut.notFinite, "point") +
+                 " without finite numbers left out");
+        }
+        if (leftOut.atScanner > 0) {
+            warn(facts().path + ": " + countOf(leftOut.atScanner, "point") +
+                 " at the scanner's own place left out: they would read as empty cells");
+        }
+        if (facts().kind == ScanKind::CL3 && m_delivered < facts().records) {
+            warn(facts().path + ": " + countOf(facts().records - m_delivered, "record") + " of " +
+                 std::to_string(facts().records) + " hold no point that can be read");
+        }
+    }
+
+    const ConvertOptions& m_options;
+    std::unique_ptr<ScanInput> m_input;
+    OutputFormat m_format;
+    CellWindow m_window;
+    bool m_bake = false;
+    AngleEstimate m_estimate;
+    std::uint64_t m_delivered = 0;
+};
+
+}  // namespace
+
+ConvertResult convertScan(const ConvertOptions& options) {
+    refuseSameFile(options);
+    return Conversion(options).run();
+}
+
+}  // namespace brisko::tool

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "common/progress.h"
+#include "convert/point_filter.h"
+#include "convert/scan_output.h"
+#include "scan/scan_input.h"
+
+#include <optional>
+#include <string>
+
+namespace brisko::tool {
+
+/// What the user asked for.
+struct ConvertOptions {
+    std::string input;
+    std::string output;
+    bool plain = false;
+    bool applyAlignment = false;
+    bool validOnly = false;
+    std::optional<double> maxDistance;  // metres
+    std::optional<Box> box;
+    std::string columns;  // "A:B", empty for all
+    std::string rows;
+    ProgressStyle progress = ProgressStyle::Auto;
+};
+
+/// What came of it.
+struct ConvertResult {
+    std::uint64_t points = 0;
+    std::uint32_t columns = 0;  // 0 x 0 where the output has no grid
+    std::uint32_t rows = 0;
+};
+
+/// Converts a scan. The output appears when it is complete and was read back, or not at all.
+/// Throws Failure, Interrupted.
+ConvertResult convertScan(const ConvertOptions& options);
+
+}  // namespace brisko::tool

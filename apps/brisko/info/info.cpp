@@ -1,0 +1,94 @@
+#include "commands.h"
+#include "info/report_output.h"
+
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <vector>
+
+namespace brisko::tool {
+namespace {
+
+constexpr const char* kSchema = "brisko.info/1";
+
+struct Line {
+    std::vector<std::string> files;
+    bool count = false;
+    bool json = false;
+};
+
+/// Looks at one input after the other; a bad one does not keep the others from being told.
+class Info {
+public:
+    Info(const Line& line, ProgressStyle progress) : m_line(line), m_progress(progress) {}
+
+    ExitCode run() {
+        for (const std::string& file : m_line.files) {
+            throwIfInterrupted();
+            tell(file);
+        }
+        if (m_line.json) printJson();
+        if (m_failures == 0) return ExitCode::Done;
+        return m_failures == m_line.files.size() ? m_code : ExitCode::SomeFailed;
+    }
+
+private:
+    void tell(const std::string& file) {
+        try {
+            ScanReport report = describeScan(file);
+            if (m_line.count && report.problems.empty()) {
+                report.summary = summarizePoints(file, m_progress);
+            }
+            if (!report.problems.empty()) fail(ExitCode::Damaged, report.problems.front());
+            print(report);
+        } catch (const Failure& failure) {
+            fail(failure.code(), failure.what());
+            if (m_line.json) m_reports.push_back(failureJson(file, failure.what()));
+        }
+    }
+
+    void fail(ExitCode code, const std::string& text) {
+        std::fprintf(stderr, "brisko: %s\n", text.c_str());
+        if (m_failures++ == 0) m_code = code;
+    }
+
+    void print(const ScanReport& report) {
+        if (m_line.json) {
+            m_reports.push_back(reportJson(report));
+        } else {
+            std::cout << reportText(report);
+        }
+    }
+
+    void printJson() const {
+        const nlohmann::ordered_json document = {{"schema", kSchema}, {"scans", m_reports}};
+        // Header texts may hold anything; what is not UTF-8 is replaced.
+        std::cout << document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
+                  << "\n";
+    }
+
+    const Line& m_line;
+    ProgressStyle m_progress;
+    std::size_t m_failures = 0;
+    ExitCode m_code = ExitCode::Done;  // of the first failure
+    nlohmann::ordered_json m_reports = nlohmann::ordered_json::array();
+};
+
+}  // namespace
+
+Command addInfo(CLI::App& tool, const CommonOptions& common) {
+    CLI::App* app = tool.add_subcommand(
+        "info", "Tell what a scan says of itself: header, grid, index, alignment, sizes");
+    app->footer(
+        "Points are not read unless --count asks for it, so this is quick however large the scan\n"
+        "is. A scan that was cut short is recognised all the same.\n"
+        "Exit codes: 3 when the scan (all scans) cannot be read, 1 when only some cannot.");
+    const auto line = std::make_shared<Line>();
+    app->add_option("FILE", line->files, "Scans (.cl3, .clr, .ptx)")->required();
+    app->add_flag("--count", line->count,
+                  "Read all points: their number, bounds (metres, aligned) and intensities");
+    app->add_flag("--json", line->json, "Print JSON, schema " + std::string(kSchema));
+    return {app, [line, &common] { return Info(*line, common.progress).run(); }};
+}
+
+}  // namespace brisko::tool

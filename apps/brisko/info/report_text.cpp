@@ -1,0 +1,131 @@
+#include "info/report_output.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <sstream>
+
+namespace brisko::tool {
+namespace {
+
+/// A number as short as its digits allow; "-" where it is not finite.
+std::string text(double value, int digits = 9) {
+    if (!std::isfinite(value)) return "-";
+    char buffer[64];
+    std::snprintf(buffer, sizeof buffer, "%.*g", digits, value);
+    return buffer;
+}
+
+std::string orDash(const std::string& field) {
+    const std::string stripped = withoutPadding(field);
+    return stripped.empty() ? "-" : stripped;
+}
+
+std::string span(float start, float stop, float step) {
+    constexpr int kDigits = 7;  // of a float
+    return text(static_cast<double>(start), kDigits) + " to " +
+           text(static_cast<double>(stop), kDigits) + " by " +
+           text(static_cast<double>(step), kDigits);
+}
+
+void headerLines(std::ostream& out, const CLFileHeader& header) {
+    out << "  version    " << orDash(header.GetFileVersion()) << "\n";
+    out << "  scanner    " << orDash(header.GetModelName()) << ", serial number "
+        << orDash(header.GetSerialNumber()) << ", hardware " << orDash(header.GetHardwareVersion())
+        << ", firmware " << orDash(header.GetFirmwareVersion()) << "\n";
+    out << "  taken      " << orDash(header.GetDate()) << " " << orDash(header.GetTime())
+        << ", temperature " << text(static_cast<double>(header.GetTemperature()), 7)
+        << ", pressure " << text(static_cast<double>(header.GetPressure()), 7) << "\n";
+    out << "  azimuth    "
+        << span(header.GetStartAzimuthAngle(), header.GetStopAzimuthAngle(),
+                header.GetDeltaAzimuthAngle())
+        << "\n";
+    out << "  zenith     "
+        << span(header.GetStartZenithAngle(), header.GetStopZenithAngle(),
+                header.GetDeltaZenithAngle())
+        << "\n";
+    out << "  records    point format " << unsigned{header.GetPointFormat()} << ", blocks "
+        << header.GetBlockCount() << "\n";
+}
+
+void alignmentLines(std::ostream& out, const Alignment& alignment) {
+    out << "  alignment  " << sourceName(alignment.source) << "\n";
+    if (alignment.source != AlignmentSource::File) return;
+    for (int row = 0; row < 4; ++row) {
+        out << "            ";
+        for (int column = 0; column < 4; ++column) {
+            out << " " << text(alignment.matrix[4 * row + column], 12);
+        }
+        out << "\n";
+    }
+}
+
+void summaryLines(std::ostream& out, const PointSummary& summary) {
+    out << "  points     " << summary.points << "\n";
+    if (summary.points == 0) return;
+    constexpr const char* kAxes[] = {"x", "y", "z"};
+    for (int axis = 0; axis < 3; ++axis) {
+        out << "  " << kAxes[axis] << "          " << text(summary.min[axis], 12) << " to "
+            << text(summary.max[axis], 12) << "\n";
+    }
+    out << "  intensity  " << text(static_cast<double>(summary.minIntensity)) << " to "
+        << text(static_cast<double>(summary.maxIntensity)) << "\n";
+}
+
+}  // namespace
+
+std::string withoutPadding(std::string field) {
+    field.resize(std::min(field.find('\0'), field.size()));
+    while (!field.empty() && field.back() == ' ')
+        field.pop_back();
+    return field;
+}
+
+const char* kindName(ScanKind kind) {
+    switch (kind) {
+        case ScanKind::CL3:
+            return "CL3";
+        case ScanKind::CLR:
+            return "CLR";
+        default:
+            return "PTX";
+    }
+}
+
+const char* sourceName(AlignmentSource source) {
+    switch (source) {
+        case AlignmentSource::File:
+            return "file";
+        case AlignmentSource::Unreadable:
+            return "unreadable";
+        default:
+            return "none";
+    }
+}
+
+std::string reportText(const ScanReport& report) {
+    std::ostringstream out;
+    out << report.path << ": " << kindName(report.kind) << ", " << report.bytes << " bytes\n";
+    if (report.hasGrid) {
+        out << "  grid       " << report.columns << " columns x " << report.rows << " rows\n";
+    } else {
+        out << "  grid       not known: no index\n";
+    }
+    if (report.header) {
+        headerLines(out, *report.header);
+        out << "  stored     " << report.records << " records\n";
+    }
+    if (report.index) {
+        out << "  index      " << report.index->path << ", " << report.index->bytes << " bytes, "
+            << report.index->tiles << " tiles of " << report.index->tileSize << " x "
+            << report.index->tileSize << ", " << report.index->points << " points\n";
+    }
+    out << "  colour     " << (report.hasColour ? "stored" : "none") << "\n";
+    alignmentLines(out, report.alignment);
+    if (report.summary) summaryLines(out, *report.summary);
+    for (const std::string& problem : report.problems)
+        out << "  problem    " << problem << "\n";
+    return out.str();
+}
+
+}  // namespace brisko::tool

@@ -1,0 +1,208 @@
+#include "commands.h"
+#include "common/staged_scan.h"
+#include "panorama/picture.h"
+#include "panorama/png_file.h"
+#include "scan/angle_estimate.h"
+#include "scan/scan_input.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <iostream>
+#include <map>
+#include <memory>
+
+namespace brisko::tool {
+namespace {
+
+constexpr std::uint32_t kSmallestDefaultWidth = 1024;  // pixels
+constexpr std::uint32_t kLargestDefaultWidth = 4096;
+constexpr std::uint32_t kMostPixelsAlong = 32767;
+constexpr std::uint64_t kMostPixels = 1 << 26;
+constexpr double kMostAspect = 16;  // beyond it, the angles tell nothing that can be looked at
+
+const std::map<std::string, PictureMode> kModes = {{"range", PictureMode::Range},
+                                                   {"intensity", PictureMode::Intensity},
+                                                   {"colour", PictureMode::Colour}};
+
+struct Line {
+    std::string scan;
+    std::string output;
+    PictureMode mode = PictureMode::Range;
+    std::string size;         // "WxH"
+    std::uint32_t width = 0;  // 0: by the grid
+};
+
+/// 0 where it is left to be found.
+struct Size {
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+};
+
+Size parseSize(const std::string& text) {
+    Size size;
+    const char* end = text.data() + text.size();
+    const auto [cross, error] = std::from_chars(text.data(), end, size.width);
+    const bool hasCross = error == std::errc{} && cross != end && *cross == 'x';
+    if (hasCross) {
+        const auto [stop, heightError] = std::from_chars(cross + 1, end, size.height);
+        if (heightError == std::errc{} && stop == end && size.width > 0 && size.height > 0) {
+            return size;
+        }
+    }
+    throw Failure(ExitCode::Usage, "--size " + text + ": a size like 2000x1000 is expected");
+}
+
+void requireDrawable(const Size& size) {
+    if (size.width <= kMostPixelsAlong && size.height <= kMostPixelsAlong &&
+        std::uint64_t{size.width} * size.height <= kMostPixels) {
+        return;
+    }
+    throw Failure(ExitCode::Usage, std::to_string(size.width) + " x " +
+                                       std::to_string(size.height) +
+                                       " pixels: a picture has at most 32767 a side and 67 "
+                                       "million in all");
+}
+
+[[noreturn]] void failWithoutColour(const std::string& scan) {
+    throw Failure(ExitCode::Usage,
+                  scan + ": the scan has no colour; draw its range or intensity instead");
+}
+
+class Panorama {
+public:
+    Panorama(const Line& line, ProgressStyle progress)
+        : m_line(line), m_progress(progress), m_input(openScan(line.scan)) {
+        if (!facts().hasGrid) {
+            throw Failure(ExitCode::Usage, line.scan + ": the scan has no index (" +
+                                               companionOf(line.scan, ".ij") +
+                                               "), so the cells of its points are not known");
+        }
+        if (line.mode == PictureMode::Colour && !facts().storesColour) failWithoutColour(line.scan);
+        chooseSize();
+    }
+
+    ExitCode run() {
+        StagedScan staged(m_line.output);
+        PictureGrid grid(m_line.mode, facts().columns, facts().rows, m_size.width,
+                         m_size.height > 0 ? m_size.height : m_size.width);
+        AngleEstimate angles(facts().columns, facts().rows);
+        gather(grid, angles);
+        if (m_size.height == 0) m_size.height = heightFor(angles);
+        requireDrawable(m_size);
+
+        PictureScale scale;
+        const Picture picture = paintPicture(grid, m_line.mode, orientation(angles), m_size.width,
+                                             m_size.height, scale);
+        if (m_line.mode == PictureMode::Colour && !scale.isEmpty && !m_sawColour) {
+            failWithoutColour(m_line.scan);
+        }
+        writePng(picture, staged.path(), m_line.output);
+        staged.commit();
+        report(scale);
+        return ExitCode::Done;
+    }
+
+private:
+    const ScanFacts& facts() const { return m_input->facts(); }
+
+    void chooseSize() {
+        if (!m_line.size.empty()) {
+            m_size = parseSize(m_line.size);
+        } else if (m_line.width > 0) {
+            m_size.width = m_line.width;
+        } else {
+            m_size.width = std::clamp(facts().columns, kSmallestDefaultWidth, kLargestDefaultWidth);
+        }
+        requireDrawable({m_size.width, std::max(m_size.height, 1u)});
+    }
+
+    void gather(PictureGrid& grid, AngleEstimate& angles) {
+        Progress progress(m_progress, "panorama", m_input->steps(), m_input->stepUnit());
+        const auto isColoured = [](const CellPoint& p) { return p.red || p.green || p.blue; };
+        std::vector<CellPoint> points;
+        for (m_input->read(points); !points.empty(); m_input->read(points)) {
+            grid.add(points);
+            angles.add(points);
+            m_sawColour = m_sawColour || std::any_of(points.begin(), points.end(), isColoured);
+            progress.advanceTo(m_input->stepsDone());
+        }
+    }
+
+    /// As high as the scan's angles are to its width; as the grid where these are not known.
+    std::uint32_t heightFor(const AngleEstimate& angles) const {
+        const double rows = std::max(facts().rows, 1u);
+        const double columns = std::max(facts().columns, 1u);
+        const AngleStep azimuth = angles.azimuth();
+        const AngleStep zenith = angles.zenith();
+        const double byAngle = rows * std::abs(zenith.step) / (columns * std::abs(azimuth.step));
+        const bool usable =
+            azimuth.known && zenith.known && byAngle >= 1 / kMostAspect && byAngle <= kMostAspect;
+        const double aspect =
+            usable ? byAngle : std::clamp(rows / columns, 1 / kMostAspect, kMostAspect);
+        const double height = std::round(m_size.width * aspect);
+        return static_cast<std::uint32_t>(std::clamp(height, 1.0, double{kMostPixelsAlong}));
+    }
+
+    static PictureOrientation orientation(const AngleEstimate& angles) {
+        const AngleStep azimuth = angles.azimuth();
+        const AngleStep zenith = angles.zenith();
+        return {azimuth.known && azimuth.step > 0, zenith.known && zenith.step < 0};
+    }
+
+    void report(const PictureScale& scale) const {
+        std::cout << m_line.output << ": " << m_size.width << " x " << m_size.height << " pixels";
+        if (scale.isEmpty) {
+            std::cout << ", no point to show";
+        } else if (m_line.mode == PictureMode::Range) {
+            std::cout << ", bright " << scale.low << " m to dark " << scale.high << " m";
+        } else if (m_line.mode == PictureMode::Intensity) {
+            std::cout << ", dark " << scale.low << " to bright " << scale.high;
+        }
+        std::cout << "\n";
+    }
+
+    const Line& m_line;
+    ProgressStyle m_progress;
+    std::unique_ptr<ScanInput> m_input;
+    Size m_size;
+    bool m_sawColour = false;
+};
+
+ExitCode run(const Line& line, ProgressStyle progress) {
+    if (extensionOf(line.output) != ".png") {
+        throw Failure(ExitCode::Usage, line.output + ": the picture is named .png");
+    }
+    return Panorama(line, progress).run();
+}
+
+}  // namespace
+
+Command addPanorama(CLI::App& tool, const CommonOptions& common) {
+    CLI::App* app = tool.add_subcommand("panorama", "Draw a scan as a picture");
+    app->footer(
+        "The picture is upright and as seen from the scanner: left to right is clockwise seen "
+        "from\n"
+        "above, however the scan's columns and rows run. Cells without a point are dark blue.\n"
+        "range: near is bright, far is dark, on a logarithmic scale. intensity: weak is dark.\n"
+        "The outermost hundredth of the values on either side is clipped.");
+    const auto line = std::make_shared<Line>();
+    app->add_option("SCAN", line->scan, "Scan with a grid (.cl3 with index, .clr, .ptx)")
+        ->required();
+    app->add_option("-o,--output", line->output, "Picture to write (.png)")
+        ->required()
+        ->option_text("OUT.png");
+    app->add_option("--mode", line->mode, "What to draw: range, intensity or colour")
+        ->option_text("MODE")
+        ->transform(CLI::CheckedTransformer(kModes, CLI::ignore_case));
+    CLI::Option* size =
+        app->add_option("--size", line->size, "Size in pixels, whatever the scan's proportions")
+            ->option_text("WxH");
+    app->add_option("--width", line->width, "Width in pixels; the height follows from the angles")
+        ->option_text("W")
+        ->check(CLI::PositiveNumber)
+        ->excludes(size);
+    return {app, [line, &common] { return run(*line, common.progress); }};
+}
+
+}  // namespace brisko::tool

@@ -1,0 +1,20 @@
+#include "scan/header_file.h"
+
+#include "common/failure.h"
+
+#include <cerrno>
+#include <cstring>
+
+namespace brisko::tool {
+
+void rewriteHeader(const std::string& path, const CLFileHeader& header,
+                   const std::string& shownPath) {
+    const Stream stream(std::fopen(path.c_str(), "r+b"));
+    if (stream) header.Write(stream.get());
+    if (!stream || std::fflush(stream.get()) != 0 || std::ferror(stream.get())) {
+        throw Failure(ExitCode::NotWritten,
+                      shownPath + ": its header cannot be written: " + std::strerror(errno));
+    }
+}
+
+}  // namespace brisko::tool

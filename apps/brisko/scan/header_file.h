@@ -1,0 +1,21 @@
+#pragma once
+
+#include <brisko_codec/file_header.h>
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+namespace brisko::tool {
+
+struct StreamCloser {
+    void operator()(std::FILE* stream) const noexcept { std::fclose(stream); }
+};
+using Stream = std::unique_ptr<std::FILE, StreamCloser>;
+
+/// Replaces the header at the start of a scan file that a writer has completed.
+/// Throws Failure(NotWritten).
+void rewriteHeader(const std::string& path, const CLFileHeader& header,
+                   const std::string& shownPath);
+
+}  // namespace brisko::tool

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "scan/scan_input.h"
+#include "scan/scan_layout.h"
+
+#include <brisko_codec/codec.h>
+#include <brisko_codec/point_batch.h>
+
+namespace brisko::tool {
+
+/// A CL3 or CLR scan, read by the library many points at a time.
+class NativeInput : public ScanInput {
+public:
+    explicit NativeInput(const std::string& path);
+
+    void read(std::vector<CellPoint>& points) override;
+    void rewind() override;
+    std::uint64_t stepsDone() const override { return m_done; }
+    std::uint64_t steps() const override { return m_steps; }
+    const char* stepUnit() const override;
+
+private:
+    struct CodecDestroyer {
+        void operator()(BriskoCodec* codec) const { BriskoCodec::Destroy(codec); }
+    };
+
+    void takeFacts(ScanLayout layout);
+    void openCodec();
+    std::size_t readBatch();
+    void countSteps(const std::vector<CellPoint>& points);
+
+    std::unique_ptr<BriskoCodec, CodecDestroyer> m_codec;
+    std::unique_ptr<PointBatchReader> m_reader;
+    bool m_started = false;
+    std::uint64_t m_steps = 0;
+    std::uint64_t m_done = 0;
+    // One batch as the library delivers it.
+    std::vector<double> m_positions;
+    std::vector<float> m_intensities;
+    std::vector<std::uint8_t> m_colours;
+    std::vector<std::uint32_t> m_columns;
+    std::vector<std::uint32_t> m_rows;
+};
+
+}  // namespace brisko::tool

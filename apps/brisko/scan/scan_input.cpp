@@ -1,0 +1,13 @@
+#include "scan/scan_input.h"
+
+#include "scan/native_input.h"
+#include "scan/ptx_input.h"
+
+namespace brisko::tool {
+
+std::unique_ptr<ScanInput> openScan(const std::string& path) {
+    if (scanKind(path) == ScanKind::PTX) return std::make_unique<PtxInput>(path);
+    return std::make_unique<NativeInput>(path);
+}
+
+}  // namespace brisko::tool

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "scan/scan_kind.h"
+
+#include <brisko_codec/file_header.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace brisko::tool {
+
+/// What scan.ij says of itself.
+struct IndexLayout {
+    std::string path;
+    std::uint64_t bytes = 0;
+    std::uint32_t tiles = 0;
+    std::uint32_t columns = 0;
+    std::uint32_t rows = 0;
+    std::uint32_t tileSize = 0;
+    std::uint64_t points = 0;  // sum over the tiles
+};
+
+/// What the files of a native scan say of themselves, found without reading a point. The walk from
+/// block to block tells a scan that was cut short from a complete one, which readers cannot.
+struct ScanLayout {
+    std::string path;
+    ScanKind kind = ScanKind::CL3;
+    std::uint64_t bytes = 0;
+    std::unique_ptr<CLFileHeader> header;
+    std::uint64_t records = 0;  // of all blocks, with and without a point
+    std::optional<IndexLayout> index;
+    /// The grid: of the index, or of a CLR header. 0 x 0 where it is not known.
+    std::uint32_t columns = 0;
+    std::uint32_t rows = 0;
+    /// What is wrong, each with its file and place. Empty for a sound scan.
+    std::vector<std::string> problems;
+};
+
+/// Throws Failure(Damaged) only when the scan file itself cannot be read.
+ScanLayout inspectCL3(const std::string& path);
+ScanLayout inspectCLR(const std::string& path);
+
+/// Throws Failure(Damaged) with the first problem, if there is one.
+void requireSound(const ScanLayout& layout);
+
+}  // namespace brisko::tool

@@ -1,0 +1,111 @@
+#include "common/failure.h"
+#include "simulate/column_bands.h"
+#include "simulate/scan_output.h"
+
+#include <brisko_codec/writers.h>
+
+namespace brisko::tool {
+
+namespace {
+
+constexpr std::uint64_t kHeaderSize = 115;
+constexpr std::uint64_t kBlockHeaderSize = 5;
+constexpr std::uint64_t kRecordSize = 31;
+constexpr std::uint64_t kBlockPoints = 1000000;
+constexpr std::uint64_t kIndexHeaderSize = 48;
+constexpr std::uint64_t kIndexTileSize = 12 + 4 * 256 * 256;
+
+[[noreturn]] void fail(const std::string& path) {
+    throw Failure(ExitCode::NotWritten,
+                  path + ": cannot be written; free some space or choose another folder");
+}
+
+/// Columns of cells, one after another.
+std::vector<Measurement> measureBand(const ScanPlan& plan, const Scanner& scanner,
+                                     ColumnBand band) {
+    const std::size_t rows = plan.grid.rows;
+    std::vector<Measurement> cells(rows * (band.end - band.first));
+    for (std::uint32_t column = band.first; column < band.end; ++column) {
+        scanner.measureColumn(plan.pass(0, 0), column,
+                              std::span(cells).subspan(rows * (column - band.first), rows));
+    }
+    if (!plan.colour) {
+        for (Measurement& cell : cells)
+            cell.colour = {};
+    }
+    return cells;
+}
+
+/// Hands every measured cell to `put`, in file order, for as long as the writer can write.
+template <class Writer, class Put>
+WrittenScan writePoints(const ScanPlan& plan, const Scanner& scanner, const Writer& writer,
+                        const std::string& path, const TellCells& tell, const Put& put) {
+    WrittenScan written;
+    forEachBand(
+        plan.grid.columns, columnsOfBand(plan.grid.rows),
+        [&](ColumnBand band) { return measureBand(plan, scanner, band); },
+        [&](ColumnBand band, const std::vector<Measurement>& cells) {
+            const Measurement* cell = cells.data();
+            for (std::uint32_t column = band.first; column < band.end; ++column) {
+                for (std::uint32_t row = 0; row < plan.grid.rows; ++row, ++cell) {
+                    if (cell->measured()) put(*cell, column, row);
+                }
+            }
+            if (writer.HasWriteError()) fail(path);
+            written.include(cells);
+            tell(std::uint64_t{band.end} * plan.grid.rows);
+        });
+    return written;
+}
+
+std::uint64_t plainLength(std::uint64_t points) {
+    // The writer has begun a block when the last one is full, and ends an empty block twice.
+    const std::uint64_t blocks = points / kBlockPoints + 1 + (points % kBlockPoints == 0);
+    return kHeaderSize + blocks * kBlockHeaderSize + points * kRecordSize;
+}
+
+}  // namespace
+
+WrittenScan writeCL3(const ScanPlan& plan, const Scanner& scanner, const StagedScan& staged,
+                     const std::string& path, const TellCells& tell) {
+    CL3WriterCodec writer;
+    CLRFileHeader header = plan.header();
+    if (!writer.Open(staged.path().c_str(), &header)) fail(path);
+    WrittenScan written =
+        writePoints(plan, scanner, writer, path, tell,
+                    [&](const Measurement& cell, std::uint32_t, std::uint32_t) {
+                        writer.WritePoint(cell.x, cell.y, cell.z, cell.intensity, cell.colour.red,
+                                          cell.colour.green, cell.colour.blue, 255);
+                    });
+    if (!writer.Close() || writer.HasWriteError()) fail(path);
+    written.bytes = plainLength(written.returns);
+    requireLength(staged.path(), written.bytes, path);
+    return written;
+}
+
+WrittenScan writeIndexedCL3(const ScanPlan& plan, const Scanner& scanner, const Pose& pose,
+                            const StagedScan& staged, const std::string& path,
+                            const TellCells& tell) {
+    CL3IJWriterGridCodec writer;
+    CLRFileHeader header = plan.header();
+    if (!writer.Open(staged.path().c_str(), &header) || writer.HasWriteError()) fail(path);
+    if (plan.alignment) {
+        double matrix[16];
+        pose.fillMatrix(matrix);
+        writer.SetMatrixTransform(matrix);
+    }
+    WrittenScan written =
+        writePoints(plan, scanner, writer, path, tell,
+                    [&](const Measurement& cell, std::uint32_t column, std::uint32_t row) {
+                        writer.WritePoint(cell.x, cell.y, cell.z, cell.intensity, cell.colour.red,
+                                          cell.colour.green, cell.colour.blue, 255, column, row);
+                    });
+    if (!writer.Close() || writer.HasWriteError()) fail(path);
+    const std::uint64_t tiles = plan.grid.tiles();
+    written.bytes = kHeaderSize + tiles * kBlockHeaderSize + written.returns * kRecordSize;
+    requireLength(staged.path(), written.bytes, path);
+    requireLength(staged.companion(".ij"), kIndexHeaderSize + tiles * kIndexTileSize, path);
+    return written;
+}
+
+}  // namespace brisko::tool

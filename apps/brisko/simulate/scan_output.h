@@ -1,0 +1,42 @@
+#pragma once
+
+#include "common/progress.h"
+#include "common/staged_scan.h"
+#include "simulate/scan_plan.h"
+#include "simulate/scanner.h"
+
+#include <brisko_codec/alignment.h>
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+namespace brisko::tool {
+
+/// What was written into a file.
+struct WrittenScan {
+    std::uint64_t returns = 0;  // measured cells, counted in every block
+    std::uint64_t bytes = 0;    // of the scan file itself
+    brisko::AlignmentBox box;   // around all returns, metres, scanner frame
+
+    void include(const std::vector<Measurement>& cells);
+    void include(const WrittenScan& other);
+};
+
+/// Told how many cells of the file have been written; throws Interrupted after Ctrl-C.
+using TellCells = std::function<void(std::uint64_t)>;
+
+/// Write one file of a plan under its staged name. Throw Failure(NotWritten) when that fails.
+///   path  the file's final name, for messages
+WrittenScan writeCLR(const ScanPlan& plan, const Scanner& scanner, std::uint32_t file,
+                     const StagedScan& staged, const std::string& path, const TellCells& tell);
+WrittenScan writeCL3(const ScanPlan& plan, const Scanner& scanner, const StagedScan& staged,
+                     const std::string& path, const TellCells& tell);
+WrittenScan writeIndexedCL3(const ScanPlan& plan, const Scanner& scanner, const Pose& pose,
+                            const StagedScan& staged, const std::string& path,
+                            const TellCells& tell);
+
+/// Throws Failure(NotWritten) unless the file under its staged name has this length.
+void requireLength(const std::string& stagedPath, std::uint64_t length, const std::string& path);
+
+}  // namespace brisko::tool

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "simulate/scan_grid.h"
+#include "simulate/scanner.h"
+
+#include <brisko_codec/file_header.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace brisko::tool {
+
+enum class ScanFormat {
+    CLR,
+    CL3,
+    CL3Indexed,
+};
+
+/// What is to be simulated, checked and complete.
+struct ScanPlan {
+    std::string folder;
+    std::string name;
+    std::string scene;
+    std::string model;
+    ScanFormat format = ScanFormat::CLR;
+    std::uint8_t pointFormat = 1;     // of a CLR file, 0 to 3
+    std::uint32_t blocks = 1;         // of each file
+    std::vector<std::uint8_t> flags;  // of the blocks; empty to go through all of them in turn
+    std::uint32_t series = 0;         // numbered files; 0 for a single one without number
+    bool alignment = false;
+    bool colour = false;
+    ScanGrid grid;
+    ScannerSettings settings;
+
+    std::uint32_t files() const { return series == 0 ? 1 : series; }
+    /// The pass that is stored in a block of a file.
+    ScanPass pass(std::uint32_t file, std::uint32_t block) const;
+    /// The path of a file.
+    std::string path(std::uint32_t file) const;
+    /// Bytes that all files take at least; what is left out depends on what the scanner sees.
+    std::uint64_t leastLength() const;
+    /// What a scan of this plan says about itself. Its date is fixed, so that equal plans give equal
+    /// bytes.
+    CLRFileHeader header() const;
+};
+
+}  // namespace brisko::tool

@@ -1,0 +1,62 @@
+#include "commands.h"
+#include "simulate/simulate_options.h"
+#include "simulate/simulation.h"
+
+#include <iostream>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+namespace brisko::tool {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json toJson(const ScanPlan& plan, const Simulation& simulation) {
+    Json files = Json::array();
+    for (const SimulatedFile& file : simulation.files) {
+        files.push_back({{"path", file.path},
+                         {"bytes", file.content.bytes},
+                         {"returns", file.content.returns}});
+    }
+    Json summary = {
+        {"schema", kSimulateSchema}, {"scene", plan.scene},       {"columns", plan.grid.columns},
+        {"rows", plan.grid.rows},    {"blocks", plan.blocks},     {"files", files},
+        {"pose", simulation.pose},   {"aligned", plan.alignment}, {"seconds", simulation.seconds},
+    };
+    return summary;
+}
+
+void print(const ScanPlan& plan, const Simulation& simulation) {
+    for (const SimulatedFile& file : simulation.files) {
+        std::cout << file.path << ": " << plan.grid.columns << " columns x " << plan.grid.rows
+                  << " rows, " << file.content.returns << " returns";
+        if (plan.blocks > 1) std::cout << " in " << plan.blocks << " blocks";
+        std::cout << ", " << file.content.bytes << " bytes\n";
+    }
+}
+
+}  // namespace
+
+Command addSimulate(CLI::App& tool, const CommonOptions& common) {
+    CLI::App* command = tool.add_subcommand(
+        "simulate", "Scan a made-up scene, so that there is something to work on");
+    const auto options = std::make_shared<SimulateOptions>();
+    options->addTo(*command);
+    const auto run = [command, options, &common] {
+        const ScanPlan plan = options->plan(*command);
+        const Simulation simulation = simulate(plan, common.progress);
+        if (options->json) {
+            // Paths may hold anything; what is not UTF-8 is replaced.
+            std::cout
+                << toJson(plan, simulation).dump(2, ' ', false, Json::error_handler_t::replace)
+                << "\n";
+        } else {
+            print(plan, simulation);
+        }
+        return ExitCode::Done;
+    };
+    return {command, run};
+}
+
+}  // namespace brisko::tool

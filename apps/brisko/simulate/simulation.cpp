@@ -1,0 +1,109 @@
+#include "simulate/simulation.h"
+
+#include "common/failure.h"
+#include "common/staged_scan.h"
+#include "simulate/output_folder.h"
+#include "simulate/stations.h"
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+
+namespace brisko::tool {
+
+namespace {
+
+/// A file of an older, longer series would pass for a part of the new one.
+void requireSeriesEnds(const ScanPlan& plan) {
+    if (plan.series == 0) return;
+    const std::string next = plan.path(plan.series);
+    std::error_code ignored;
+    if (!std::filesystem::exists(next, ignored)) return;
+    throw Failure(ExitCode::NotWritten,
+                  next +
+                      ": would be taken for a part of the new series; remove it or choose "
+                      "another name");
+}
+
+void writeAlignment(const Pose& pose, const WrittenScan& content, const StagedScan& staged,
+                    const std::string& path) {
+    double matrix[16];
+    pose.fillMatrix(matrix);
+    if (brisko::writeAlignmentFile(staged.companion(".alg").c_str(), matrix, content.box)) return;
+    throw Failure(ExitCode::NotWritten,
+                  path + ": its alignment file cannot be written: " + std::strerror(errno));
+}
+
+/// Better told at once than after an hour of writing.
+void requireSpace(const ScanPlan& plan) {
+    std::error_code error;
+    const std::uintmax_t available = std::filesystem::space(plan.folder, error).available;
+    if (error || available >= plan.leastLength()) return;
+    throw Failure(ExitCode::NotWritten, plan.folder + ": the scan needs at least " +
+                                            std::to_string(plan.leastLength()) +
+                                            " bytes and the disk has " + std::to_string(available) +
+                                            "; free some space or choose another folder");
+}
+
+/// All outputs are claimed before the work begins.
+std::vector<std::unique_ptr<StagedScan>> stageFiles(const ScanPlan& plan, const Pose& pose) {
+    brisko::Alignment alignment;
+    if (plan.alignment) pose.fillMatrix(alignment.matrix);
+    std::vector<std::unique_ptr<StagedScan>> staged;
+    for (std::uint32_t file = 0; file < plan.files(); ++file) {
+        staged.push_back(std::make_unique<StagedScan>(plan.path(file)));
+        staged.back()->requireAlignment(alignment.matrix);
+    }
+    return staged;
+}
+
+WrittenScan writeFile(const ScanPlan& plan, const Pose& pose, const Scanner& scanner,
+                      std::uint32_t file, const StagedScan& staged, const TellCells& tell) {
+    const std::string path = plan.path(file);
+    if (plan.format == ScanFormat::CL3Indexed) {
+        return writeIndexedCL3(plan, scanner, pose, staged, path, tell);
+    }
+    const WrittenScan content = plan.format == ScanFormat::CLR
+                                    ? writeCLR(plan, scanner, file, staged, path, tell)
+                                    : writeCL3(plan, scanner, staged, path, tell);
+    if (plan.alignment) writeAlignment(pose, content, staged, path);
+    return content;
+}
+
+}  // namespace
+
+Simulation simulate(const ScanPlan& plan, ProgressStyle style) {
+    const auto begin = std::chrono::steady_clock::now();
+    const Station station = makeStation(plan.scene);
+    const Scanner scanner(station, plan.grid, plan.settings);
+    const std::uint64_t cellsOfFile = plan.grid.cells() * plan.blocks;
+
+    Simulation done;
+    station.pose.fillMatrix(done.pose);
+    OutputFolder folder(plan.folder);
+    requireSeriesEnds(plan);
+    requireSpace(plan);
+    const auto staged = stageFiles(plan, station.pose);
+    {
+        Progress progress(style, "simulate", cellsOfFile * plan.files());
+        for (std::uint32_t file = 0; file < plan.files(); ++file) {
+            const TellCells tell = [&](std::uint64_t cells) {
+                progress.advanceTo(cellsOfFile * file + cells);
+            };
+            done.files.push_back({plan.path(file), writeFile(plan, station.pose, scanner, file,
+                                                             *staged[file], tell)});
+        }
+    }
+    throwIfInterrupted();
+    for (const auto& scan : staged) {
+        scan->commit();
+        folder.keep();
+    }
+    done.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    return done;
+}
+
+}  // namespace brisko::tool

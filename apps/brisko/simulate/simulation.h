@@ -1,0 +1,28 @@
+#pragma once
+
+#include "common/progress.h"
+#include "simulate/scan_output.h"
+#include "simulate/scan_plan.h"
+
+#include <string>
+#include <vector>
+
+namespace brisko::tool {
+
+/// A file that stands complete under its name.
+struct SimulatedFile {
+    std::string path;
+    WrittenScan content;
+};
+
+struct Simulation {
+    std::vector<SimulatedFile> files;
+    double pose[16] = {};  // from the scanner's frame to the world, row by row
+    double seconds = 0;
+};
+
+/// Measures and writes everything a plan asks for; all files appear together at the end.
+/// Throws Failure(NotWritten) or Interrupted, and leaves nothing behind then.
+Simulation simulate(const ScanPlan& plan, ProgressStyle style);
+
+}  // namespace brisko::tool

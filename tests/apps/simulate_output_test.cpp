@@ -1,0 +1,347 @@
+#include "apps/simulate_run.h"
+#include "common/failure.h"
+#include "simulate/scanner.h"
+#include "support/temp_folder.h"
+
+#include <brisko_codec/brisko_codec.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+namespace brisko::tool {
+namespace {
+
+using brisko::test::runSimulate;
+using brisko::test::TempFolder;
+
+// More rows than one compressed piece holds, more columns than one band has.
+constexpr ScanGrid kGrid{300, 260, 360, 0, 20, 150};
+
+/// Simulates the grid above into a folder.
+std::string simulateInto(const TempFolder& folder, std::vector<std::string> more) {
+    more.insert(more.begin(), {folder.path().string(), "--columns", "300", "--rows", "260"});
+    return runSimulate(more);
+}
+
+/// The cells of a pass as the scanner measures them, column after column.
+std::vector<Measurement> truth(const std::string& scene, const ScanPass& pass) {
+    const Station station = makeStation(scene);
+    const Scanner scanner(station, kGrid, {});
+    std::vector<Measurement> cells(kGrid.cells());
+    for (std::uint32_t column = 0; column < kGrid.columns; ++column) {
+        scanner.measureColumn(pass, column,
+                              std::span(cells).subspan(column * kGrid.rows, kGrid.rows));
+    }
+    return cells;
+}
+
+struct Destroyer {
+    void operator()(BriskoCodec* codec) const { BriskoCodec::Destroy(codec); }
+};
+
+/// The cells that a grid reader delivers, scanner frame.
+std::vector<Measurement> readCells(BriskoGridCodec* made, const std::string& path) {
+    const std::unique_ptr<BriskoGridCodec, Destroyer> codec(made);
+    std::vector<Measurement> cells(kGrid.cells());
+    EXPECT_TRUE(codec->Open(path.c_str()));
+    setFrame(*codec, Frame::Scanner);
+    Measurement p;
+    std::uint8_t alpha = 0;
+    unsigned column = 0, row = 0;
+    bool more = codec->ReadFirstGridPoint(p.x, p.y, p.z, p.intensity, p.colour.red, p.colour.green,
+                                          p.colour.blue, alpha, column, row);
+    while (more) {
+        EXPECT_LT(column, kGrid.columns);
+        EXPECT_LT(row, kGrid.rows);
+        Measurement& cell = cells.at(column * std::size_t{kGrid.rows} + row);
+        EXPECT_FALSE(cell.measured()) << "cell " << column << ", " << row << " came twice";
+        cell = p;
+        more = codec->ReadNextGridPoint(p.x, p.y, p.z, p.intensity, p.colour.red, p.colour.green,
+                                        p.colour.blue, alpha, column, row);
+    }
+    return cells;
+}
+
+/// The points of a scan without grid, scanner frame.
+std::vector<Measurement> readPoints(const std::string& path) {
+    const std::unique_ptr<BriskoCodec, Destroyer> codec(CL3Codec::Create());
+    std::vector<Measurement> points;
+    EXPECT_TRUE(codec->Open(path.c_str()));
+    setFrame(*codec, Frame::Scanner);
+    Measurement p;
+    std::uint8_t alpha = 0;
+    bool more = codec->ReadFirstPoint(p.x, p.y, p.z, p.intensity, p.colour.red, p.colour.green,
+                                      p.colour.blue, alpha);
+    while (more) {
+        points.push_back(p);
+        more = codec->ReadNextPoint(p.x, p.y, p.z, p.intensity, p.colour.red, p.colour.green,
+                                    p.colour.blue, alpha);
+    }
+    return points;
+}
+
+void expectSame(const std::vector<Measurement>& found, const std::vector<Measurement>& expected,
+                double tolerance, bool coloured) {
+    ASSERT_EQ(found.size(), expected.size());
+    for (std::size_t i = 0; i < found.size(); ++i) {
+        ASSERT_EQ(found[i].intensity, expected[i].intensity) << "at " << i;
+        ASSERT_NEAR(found[i].x, expected[i].x, tolerance) << "at " << i;
+        ASSERT_NEAR(found[i].y, expected[i].y, tolerance) << "at " << i;
+        ASSERT_NEAR(found[i].z, expected[i].z, tolerance) << "at " << i;
+        ASSERT_EQ(found[i].colour.red, coloured ? expected[i].colour.red : 0) << "at " << i;
+        ASSERT_EQ(found[i].colour.blue, coloured ? expected[i].colour.blue : 0) << "at " << i;
+    }
+}
+
+std::vector<Measurement> measuredOnes(std::vector<Measurement> cells) {
+    std::erase_if(cells, [](const Measurement& cell) { return !cell.measured(); });
+    return cells;
+}
+
+double rangeOf(const Measurement& cell) {
+    return std::sqrt(cell.x * cell.x + cell.y * cell.y + cell.z * cell.z);
+}
+
+// Stored coordinates lie within one and a half units of 1/10000 m.
+constexpr double kRecordStep = 0.00015;
+
+TEST(SimulatedCLR, EveryCellReadsBackInEveryPointFormat) {
+    const auto expected = truth("courtyard", {});
+    for (const char* format : {"0", "1", "2", "3"}) {
+        SCOPED_TRACE(format);
+        const TempFolder folder;
+        simulateInto(folder, {"--point-format", format});
+        expectSame(readCells(CLRGridCodec::Create(), folder / "scan.clr"), expected, kRecordStep,
+                   false);
+        if (*format == '2') continue;
+        EXPECT_EQ(std::filesystem::file_size(folder / "scan.clr"), 120u + 1 + 20 * kGrid.cells());
+    }
+}
+
+TEST(SimulatedCLR, OddColumnsLieBottomUpExceptInFormat3) {
+    const auto expected = truth("courtyard", {});
+    const Measurement& lowest = expected[2 * kGrid.rows - 1];  // of column 1
+    for (const auto& [format, row] : {std::pair{"1", 0u}, {"3", kGrid.rows - 1}}) {
+        const TempFolder folder;
+        simulateInto(folder, {"--point-format", format});
+        const auto bytes = brisko::test::readFile(folder / "scan.clr");
+        CLRPoint record;
+        record.Decode(bytes.data() + 121 + 20 * (std::size_t{kGrid.rows} + row));
+        EXPECT_NEAR(record.GetZ(), lowest.z, kRecordStep) << format;
+    }
+}
+
+TEST(SimulatedCLR, HeaderTellsGridAnglesAndModel) {
+    const TempFolder folder;
+    simulateInto(folder, {"--model", "RVX2000", "--azimuth=-90:30", "--flags", "0,4,1"});
+    CLRFileHeader header;
+    ASSERT_TRUE(header.Read((folder / "scan.clr").c_str()));
+    EXPECT_EQ(header.GetFileVersion(), std::string("CLR_0.7").append(25, '\0'));
+    EXPECT_EQ(header.GetModelName(), std::string("RVX2000").append(5, '\0'));
+    EXPECT_EQ(header.GetAzimuthResolution(), kGrid.columns);
+    EXPECT_EQ(header.GetZenithResolution(), kGrid.rows);
+    EXPECT_EQ(header.GetStartAzimuthAngle(), -90);
+    EXPECT_EQ(header.GetStopAzimuthAngle(), 30);
+    EXPECT_EQ(header.GetStartZenithAngle(), 20);
+    EXPECT_EQ(header.GetStopZenithAngle(), 150);
+    EXPECT_FLOAT_EQ(header.GetDeltaAzimuthAngle(), 0.4f);
+    EXPECT_EQ(header.GetPointFormat(), 1);
+    EXPECT_EQ(header.GetBlockCount(), 3u);
+    const auto bytes = brisko::test::readFile(folder / "scan.clr");
+    const std::size_t block = 1 + 20 * kGrid.cells();
+    ASSERT_EQ(bytes.size(), 120 + 3 * block);
+    EXPECT_EQ(bytes[120], 0);
+    EXPECT_EQ(bytes[120 + block], 4);
+    EXPECT_EQ(bytes[120 + 2 * block], 1);
+}
+
+TEST(SimulatedCLR, BlocksMergeToTheFarthestReturnOfEachCell) {
+    for (const char* format : {"1", "2"}) {
+        SCOPED_TRACE(format);
+        const TempFolder folder;
+        simulateInto(folder, {"--scene", "room", "--blocks", "3", "--point-format", format});
+        const auto found = readCells(CLRGridCodec::Create(), folder / "scan.clr");
+        std::vector<Measurement> passes[3];
+        for (std::uint32_t b = 0; b < 3; ++b) {
+            passes[b] = truth("room", {b, static_cast<std::uint8_t>(b)});
+        }
+        std::size_t strays = 0;
+        for (std::size_t i = 0; i < found.size(); ++i) {
+            double farthest = 0, nearest = 1000;
+            for (const auto& pass : passes) {
+                if (!pass[i].measured()) continue;
+                farthest = std::max(farthest, rangeOf(pass[i]));
+                nearest = std::min(nearest, rangeOf(pass[i]));
+            }
+            ASSERT_EQ(found[i].measured(), farthest > 0) << "at " << i;
+            ASSERT_NEAR(rangeOf(found[i]), farthest, 0.02) << "at " << i;
+            strays += nearest < farthest - 0.1;
+        }
+        EXPECT_GT(strays, 100u);  // or the merge had nothing to decide
+    }
+}
+
+TEST(SimulatedCLR, SeriesContinuesItsPasses) {
+    const TempFolder folder;
+    simulateInto(folder, {"--series", "2", "--name", "tower"});
+    EXPECT_EQ(folder.names(), (std::vector<std::string>{"tower_000.clr", "tower_001.clr"}));
+    expectSame(readCells(CLRGridCodec::Create(), folder / "tower_000.clr"),
+               truth("courtyard", {0, 0}), kRecordStep, false);
+    expectSame(readCells(CLRGridCodec::Create(), folder / "tower_001.clr"),
+               truth("courtyard", {1, 1}), kRecordStep, false);
+}
+
+TEST(SimulatedCLR, SeriesIsRefusedWhereAnOlderOneWouldContinueIt) {
+    const TempFolder folder;
+    brisko::test::writeFile(folder / "scan_002.clr", "of an older series");
+    EXPECT_THROW(simulateInto(folder, {"--series", "2"}), Failure);
+    EXPECT_EQ(folder.names(), std::vector<std::string>{"scan_002.clr"});
+    simulateInto(folder, {"--series", "3"});
+    EXPECT_EQ(folder.names().size(), 3u);
+}
+
+TEST(SimulatedCL3, PlainScanHoldsEveryPointWithItsColour) {
+    const TempFolder folder;
+    simulateInto(folder, {"--format", "cl3", "--colour"});
+    const auto expected = measuredOnes(truth("courtyard", {}));
+    expectSame(readPoints(folder / "scan.cl3"), expected, 0, true);
+    EXPECT_EQ(std::filesystem::file_size(folder / "scan.cl3"), 115 + 5 + 31 * expected.size());
+    EXPECT_EQ(folder.names(), std::vector<std::string>{"scan.cl3"});
+
+    CL3FileHeader header;
+    ASSERT_TRUE(header.Read((folder / "scan.cl3").c_str()));
+    EXPECT_EQ(header.GetAzimuthResolution(), kGrid.columns);
+    EXPECT_EQ(header.GetZenithResolution(), kGrid.rows);
+    EXPECT_EQ(header.GetStartAzimuthAngle(), 360);
+}
+
+TEST(SimulatedCL3, IndexedScanHoldsEveryCell) {
+    const TempFolder folder;
+    simulateInto(folder, {"--format", "cl3-indexed", "--scene", "room"});
+    expectSame(readCells(CL3GridCodec::Create(), folder / "scan.cl3"), truth("room", {}), 0, false);
+    EXPECT_EQ(folder.names(), (std::vector<std::string>{"scan.alg", "scan.cl3", "scan.ij"}));
+}
+
+TEST(SimulatedAlignment, IsTheStationsPoseForEveryFormat) {
+    double pose[16];
+    makeCourtyard().pose.fillMatrix(pose);
+    for (const char* format : {"clr", "cl3", "cl3-indexed"}) {
+        SCOPED_TRACE(format);
+        const TempFolder folder;
+        simulateInto(folder, {"--format", format, "--alignment"});
+        double matrix[16] = {};
+        ASSERT_TRUE(readAlignmentFile((folder / "scan.alg").c_str(), matrix));
+        EXPECT_TRUE(std::equal(pose, pose + 16, matrix));  // to the last bit
+    }
+}
+
+TEST(SimulatedAlignment, PutsTheScanIntoTheWorld) {
+    const TempFolder folder;
+    simulateInto(folder, {"--alignment"});
+    const std::unique_ptr<BriskoCodec, Destroyer> codec(CLRCodec::Create());
+    ASSERT_TRUE(codec->Open((folder / "scan.clr").c_str()));
+    double low[3], high[3];
+    std::int64_t count = 0;
+    codec->GetBounds(low[0], low[1], low[2], high[0], high[1], high[2], count);
+    EXPECT_NEAR(low[2], -0.05, 0.02);  // the lawn; without the pose it would be 1.6 m lower
+    EXPECT_GT(count, 1000);
+}
+
+TEST(SimulateCommand, EqualPlansGiveEqualBytes) {
+    const TempFolder one, other;
+    for (const TempFolder* folder : {&one, &other}) {
+        simulateInto(*folder, {"--blocks", "2", "--point-format", "2", "--alignment"});
+    }
+    for (const char* name : {"scan.clr", "scan.alg"}) {
+        EXPECT_EQ(brisko::test::readFile(one / name), brisko::test::readFile(other / name));
+    }
+}
+
+TEST(SimulateCommand, TellsWhatItWroteAsJson) {
+    const TempFolder folder;
+    const auto told = nlohmann::json::parse(
+        simulateInto(folder, {"--json", "--series", "2", "--point-format", "2", "--alignment"}));
+    EXPECT_EQ(told["schema"], "brisko.simulate/1");
+    ASSERT_EQ(told["files"].size(), 2u);
+    EXPECT_EQ(told["files"][0]["path"], folder / "scan_000.clr");
+    EXPECT_EQ(told["files"][0]["bytes"], std::filesystem::file_size(folder / "scan_000.clr"));
+    EXPECT_EQ(told["files"][0]["returns"], measuredOnes(truth("courtyard", {})).size());
+    EXPECT_EQ(told["pose"].size(), 16u);
+}
+
+/// Files of this process may not grow beyond a size while the object lives.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t bytes) : m_oldHandler(std::signal(SIGXFSZ, SIG_IGN)) {
+        getrlimit(RLIMIT_FSIZE, &m_old);
+        const rlimit limited{bytes, m_old.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limited);
+    }
+    ~FileSizeLimit() {
+        setrlimit(RLIMIT_FSIZE, &m_old);
+        std::signal(SIGXFSZ, m_oldHandler);
+    }
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+private:
+    void (*m_oldHandler)(int);
+    rlimit m_old{};
+};
+
+TEST(SimulateCommand, FullDiskLeavesWhatWasThere) {
+    for (const char* format : {"clr", "cl3", "cl3-indexed"}) {
+        SCOPED_TRACE(format);
+        const TempFolder folder;
+        const std::string name = *format && format[2] == 'r' ? "scan.clr" : "scan.cl3";
+        brisko::test::writeFile(folder / name, "an older scan");
+        {
+            const FileSizeLimit limit(100000);
+            try {
+                simulateInto(folder, {"--format", format, "--alignment"});
+                FAIL() << "nothing was noticed";
+            } catch (const Failure& failure) {
+                EXPECT_EQ(failure.code(), ExitCode::NotWritten);
+                EXPECT_NE(std::string(failure.what()).find(name), std::string::npos);
+            }
+        }
+        EXPECT_EQ(folder.names(), std::vector<std::string>{name});
+        EXPECT_EQ(brisko::test::readText(folder / name), "an older scan");
+    }
+}
+
+TEST(SimulateCommand, ScanThatCannotFitIsRefusedAtOnce) {
+    const TempFolder folder;
+    // A terabyte at least, each.
+    for (const std::vector<std::string>& huge : std::vector<std::vector<std::string>>{
+             {"--blocks", "1000", "--columns", "1000000", "--rows", "10000"},
+             {"--series", "100", "--blocks", "30", "--columns", "1000000", "--rows", "10000",
+              "--point-format", "2"},
+             {"--format", "cl3-indexed", "--columns", "1000000000", "--rows", "1"},
+         }) {
+        std::vector<std::string> arguments = huge;
+        arguments.insert(arguments.begin(), folder.path().string());
+        EXPECT_THROW(runSimulate(arguments), Failure);
+    }
+    EXPECT_TRUE(folder.names().empty());
+}
+
+TEST(SimulateCommand, MakesItsFolderAndTakesItBackWhenNothingComesOfIt) {
+    const TempFolder folder;
+    const std::string inner = folder / "new/inner";
+    {
+        const FileSizeLimit limit(1000);
+        EXPECT_THROW(runSimulate({inner, "--columns", "100", "--rows", "100"}), Failure);
+    }
+    EXPECT_TRUE(folder.names().empty());
+    runSimulate({inner, "--columns", "10", "--rows", "10"});
+    EXPECT_TRUE(std::filesystem::exists(inner + "/scan.clr"));
+}
+
+}  // namespace
+}  // namespace brisko::tool

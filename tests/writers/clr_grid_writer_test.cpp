@@ -1,0 +1,137 @@
+#include <brisko_codec/writers.h>
+
+#include "support/file_size_limit.h"
+#include "support/read_points.h"
+#include "support/scan_bytes.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+namespace brisko {
+namespace {
+
+using test::Bytes;
+using test::ClrRecord;
+using test::TempFolder;
+
+CLRFileHeader grid(int columns, int rows) {
+    CLRFileHeader header;
+    header.SetAzimuthResolution(columns);
+    header.SetZenithResolution(rows);
+    return header;
+}
+
+void write(BaseWriterGridCodec& writer, std::uint32_t column, std::uint32_t row, double x = 1) {
+    writer.WritePoint(x, 0, 0, 1, 9, 9, 9, 255, column, row);
+}
+
+TEST(CLRWriter, WritesAFileAsPinned) {
+    const TempFolder folder;
+    const std::string path = folder / "scan.clr";
+    CLRFileHeader header = grid(3, 4);
+    CLRWriterGridCodec writer;
+    EXPECT_TRUE(writer.Open(path.c_str(), &header));
+    writer.WritePoint(1.23456789, -0.00037, 0, 1999.5F, 1, 2, 3, 255, 0, 0);
+    writer.WritePoint(2, 0, 0, 2, 1, 2, 3, 255, 1, 0);
+    writer.WritePoint(3, 0, 0, 3, 1, 2, 3, 255, 2, 3);
+    EXPECT_TRUE(writer.Close());
+    std::vector<ClrRecord> records(12);
+    records[0] = {12346, -3, 0, 0, 2000};
+    records[7] = {20000, 0, 0, 0, 2};  // column 1 is stored bottom-up
+    records[11] = {30000, 0, 0, 0, 3};
+    test::ByteWriter expected;
+    expected.text("", 80).bytes(Bytes(24)).i32(3).i32(4).u32(1).u32(1).u8(0);
+    expected.bytes(test::clrRecords(records));
+    EXPECT_EQ(test::readFile(path), expected.done());
+}
+
+TEST(CLRWriter, TheFileHoldsTheGridAndColumnsBeyondIt) {
+    const struct {
+        const char* what;
+        int columns, rows;
+        std::vector<std::pair<std::uint32_t, std::uint32_t>> points;
+        std::size_t columnsOnDisk, pointsRead;
+    } cases[] = {
+        {"nothing written", 600, 2, {}, 600, 0},
+        {"one band", 100, 2, {{99, 1}}, 100, 1},
+        {"whole bands", 512, 2, {{511, 1}}, 512, 1},
+        {"the last point lies beyond the grid", 260, 2, {{0, 0}, {300, 0}}, 301, 1},
+        {"far beyond", 10, 1, {{0, 0}, {1000, 0}}, 1001, 1},
+        {"behind the band", 600, 2, {{300, 0}, {5, 0}}, 600, 1},
+        {"below the grid", 10, 2, {{0, 2}, {1, 2}, {1, 0xFFFFFFFF}}, 10, 0},
+        {"no columns", 0, 2, {}, 0, 0},
+        {"no rows", 5, 0, {{1, 0}}, 5, 0},
+        {"a header that says less than nothing", -1, -1, {{0, 0}}, 1, 0},
+    };
+    for (const auto& c : cases) {
+        const TempFolder folder;
+        const std::string path = folder / "scan.clr";
+        CLRFileHeader header = grid(c.columns, c.rows);
+        CLRWriterGridCodec writer;
+        EXPECT_TRUE(writer.Open(path.c_str(), &header));
+        for (const auto& [column, row] : c.points)
+            write(writer, column, row);
+        EXPECT_TRUE(writer.Close());
+        const std::size_t rows = static_cast<std::size_t>(std::max(c.rows, 0));
+        EXPECT_EQ(test::readFile(path).size(), 121 + 20 * c.columnsOnDisk * rows) << c.what;
+        EXPECT_EQ(test::readScan<CLRGridCodec>(path).size(), c.pointsRead) << c.what;
+    }
+}
+
+TEST(CLRWriter, LeavesCellsEmptyForWhatARecordCannotHold) {
+    const TempFolder folder;
+    const std::string path = folder / "scan.clr";
+    CLRFileHeader header = grid(1, 4);
+    CLRWriterGridCodec writer;
+    writer.Open(path.c_str(), &header);
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    write(writer, 0, 0, 5);
+    write(writer, 0, 0, NAN);  // does not overwrite
+    write(writer, 0, 1, kInfinity);
+    writer.WritePoint(1, 1, 1, NAN, 0, 0, 0, 255, 0, 2);
+    write(writer, 0, 3, 1e9);  // saturates
+    writer.Close();
+    const auto points = test::readScan<CLRGridCodec>(path);
+    ASSERT_EQ(points.size(), 2U);
+    EXPECT_EQ(points[0].x, 5);
+    EXPECT_EQ(points[1].x, 214748.3647);
+}
+
+TEST(CLRWriter, SurvivesMisuseAndFullDisks) {
+    const TempFolder folder;
+    CLRWriterGridCodec writer;
+    write(writer, 0, 0);
+    EXPECT_FALSE(writer.Close());
+    EXPECT_TRUE(writer.Open("no/such/dir/scan.clr", nullptr));
+    write(writer, 4'000'000'000U, 0);  // nothing to write to, so nothing to loop over
+    EXPECT_TRUE(writer.Close());
+    EXPECT_TRUE(writer.HasWriteError());
+    EXPECT_FALSE(writer.Close());
+
+    const std::string path = folder / "scan.clr";
+    CLRFileHeader header = grid(100'000, 1000);
+    {
+        const test::FileSizeLimit limit(1 << 20);
+        writer.Open(path.c_str(), &header);
+        write(writer, 90'000, 0);
+        EXPECT_TRUE(writer.Close());
+        EXPECT_TRUE(writer.HasWriteError());
+    }
+    EXPECT_EQ(test::readFile(path).size(), 1U << 20);
+    EXPECT_TRUE(test::readScan<CLRGridCodec>(path).empty());
+}
+
+TEST(Writers, StartWithTheIdentityAndTheFullScale) {
+    struct Access : CLRWriterGridCodec {
+        using BaseWriterGridCodec::m_matrix;
+    } writer;
+    for (int i = 0; i < 16; ++i)
+        EXPECT_EQ(writer.m_matrix[i], i % 5 == 0 ? 1.0 : 0.0);
+    EXPECT_EQ(BaseWriterCodec::i_range, 2200.0F);
+    EXPECT_EQ(BaseWriterGridCodec::i_range, 2200.0F);
+}
+
+}  // namespace
+}  // namespace brisko
