@@ -9,7 +9,8 @@ namespace {
 constexpr std::uint8_t kEmptyColour[3] = {12, 20, 64};
 constexpr double kDarkest = 24;  // greys start here, away from the colour of empty cells
 constexpr double kBrightest = 255;
-constexpr double kCutOff = 0.01;  // share of the pixels beyond either end of the scale
+constexpr double kNearest = 0.001;  // metres; keeps logarithms finite
+constexpr double kCutOff = 0.01;    // share of the pixels beyond either end of the scale
 
 /// The values of all pixels, upright.
 std::vector<PictureValue> collect(const PictureGrid& grid, const PictureOrientation& orientation,
@@ -61,7 +62,6 @@ double shareOf(double value, PictureMode mode, const PictureScale& scale) {
     const auto low = static_cast<double>(scale.low);
     const auto high = static_cast<double>(scale.high);
     if (mode == PictureMode::Intensity) return place(value, low, high);
-    constexpr double kNearest = 0.001;  // metres; keeps the logarithm finite
     const auto log = [](double metres) { return std::log(std::max(metres, kNearest)); };
     return 1 - place(log(value), log(low), log(high));
 }
