@@ -64,7 +64,7 @@ public:
     CellState readWindow(const CellWindow& window, std::vector<CellPoint>& points);
 
 private:
-    class State;
+    class BRISKO_CODEC_LOCAL State;
     std::unique_ptr<State> m_state;
 };
 

@@ -41,7 +41,7 @@ public:
     /// Fills the arrays with the next points of the pass.
     std::size_t readNext(const PointArrays& arrays, std::size_t capacity);
 
-    class Source;
+    class BRISKO_CODEC_LOCAL Source;
 
 private:
     std::unique_ptr<Source> m_source;

@@ -80,7 +80,7 @@ public:
     /// Points after the first error are dropped, and only whole records are counted.
     bool HasWriteError() const;
 
-    class State;
+    class BRISKO_CODEC_LOCAL State;
 
 private:
     std::shared_ptr<State> m_state;
@@ -109,7 +109,7 @@ public:
     /// Whether a file could not be created or written since the last Open.
     bool HasWriteError() const;
 
-    class State;
+    class BRISKO_CODEC_LOCAL State;
 
 private:
     std::shared_ptr<State> m_state;
@@ -137,7 +137,7 @@ public:
     /// Whether the file could not be created or written since the last Open.
     bool HasWriteError() const;
 
-    class State;
+    class BRISKO_CODEC_LOCAL State;
 
 private:
     std::shared_ptr<State> m_state;

@@ -36,6 +36,8 @@ std::string formatTextV(const char* format, std::va_list arguments) {
     const CLocaleScope scope;
     std::va_list again;
     va_copy(again, arguments);
+    // The analyzer does not see that every caller has started its list.
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
     const int length = std::vsnprintf(nullptr, 0, format, arguments);
     std::string text;
     if (length > 0) {

@@ -26,7 +26,7 @@ CloudTransformation::CloudTransformation(const CloudTransformation& other)
 }
 
 CloudTransformation& CloudTransformation::operator=(const CloudTransformation& other) {
-    *m_matrix = *other.m_matrix;
+    if (this != &other) *m_matrix = *other.m_matrix;
     return *this;
 }
 

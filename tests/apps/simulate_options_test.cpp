@@ -13,7 +13,7 @@ ScanPlan planOf(std::vector<std::string> arguments) {
     CLI::App command;
     SimulateOptions options;
     options.addTo(command);
-    arguments.insert(arguments.begin(), "out");
+    arguments.push_back("out");  // behind a list of flags, too
     command.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
     return options.plan(command);
 }

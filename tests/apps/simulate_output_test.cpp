@@ -1,23 +1,27 @@
 #include "apps/simulate_run.h"
 #include "common/failure.h"
 #include "simulate/scanner.h"
+#include "support/file_size_limit.h"
+#include "support/read_points.h"
 #include "support/temp_folder.h"
 
 #include <brisko_codec/brisko_codec.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <algorithm>
-#include <csignal>
+#include <cmath>
 #include <filesystem>
-#include <memory>
 #include <nlohmann/json.hpp>
 
 namespace brisko::tool {
 namespace {
 
+using brisko::test::FileSizeLimit;
+using brisko::test::openScan;
+using brisko::test::readAll;
 using brisko::test::runSimulate;
 using brisko::test::TempFolder;
+using brisko::test::TestPoint;
 
 // More rows than one compressed piece holds, more columns than one band has.
 constexpr ScanGrid kGrid{300, 260, 360, 0, 20, 150};
@@ -40,49 +44,30 @@ std::vector<Measurement> truth(const std::string& scene, const ScanPass& pass) {
     return cells;
 }
 
-struct Destroyer {
-    void operator()(BriskoCodec* codec) const { BriskoCodec::Destroy(codec); }
-};
-
-/// The cells that a grid reader delivers, scanner frame.
-std::vector<Measurement> readCells(BriskoGridCodec* made, const std::string& path) {
-    const std::unique_ptr<BriskoGridCodec, Destroyer> codec(made);
-    std::vector<Measurement> cells(kGrid.cells());
-    EXPECT_TRUE(codec->Open(path.c_str()));
-    setFrame(*codec, Frame::Scanner);
-    Measurement p;
-    std::uint8_t alpha = 0;
-    unsigned column = 0, row = 0;
-    bool more = codec->ReadFirstGridPoint(p.x, p.y, p.z, p.intensity, p.colour.red, p.colour.green,
-                                          p.colour.blue, alpha, column, row);
-    while (more) {
-        EXPECT_LT(column, kGrid.columns);
-        EXPECT_LT(row, kGrid.rows);
-        Measurement& cell = cells.at(column * std::size_t{kGrid.rows} + row);
-        EXPECT_FALSE(cell.measured()) << "cell " << column << ", " << row << " came twice";
-        cell = p;
-        more = codec->ReadNextGridPoint(p.x, p.y, p.z, p.intensity, p.colour.red, p.colour.green,
-                                        p.colour.blue, alpha, column, row);
-    }
-    return cells;
+Measurement toMeasurement(const TestPoint& point) {
+    return {point.x, point.y, point.z, point.intensity, {point.red, point.green, point.blue}};
 }
 
-/// The points of a scan without grid, scanner frame.
-std::vector<Measurement> readPoints(const std::string& path) {
-    const std::unique_ptr<BriskoCodec, Destroyer> codec(CL3Codec::Create());
-    std::vector<Measurement> points;
-    EXPECT_TRUE(codec->Open(path.c_str()));
+/// The points that a reader delivers, scanner frame.
+template <class Codec>
+std::vector<TestPoint> readScan(const std::string& path) {
+    const auto codec = openScan<Codec>(path);
+    if (!codec) return {};
     setFrame(*codec, Frame::Scanner);
-    Measurement p;
-    std::uint8_t alpha = 0;
-    bool more = codec->ReadFirstPoint(p.x, p.y, p.z, p.intensity, p.colour.red, p.colour.green,
-                                      p.colour.blue, alpha);
-    while (more) {
-        points.push_back(p);
-        more = codec->ReadNextPoint(p.x, p.y, p.z, p.intensity, p.colour.red, p.colour.green,
-                                    p.colour.blue, alpha);
+    return readAll(*codec);
+}
+
+/// The cells that a grid reader delivers.
+template <class Codec>
+std::vector<Measurement> readCells(const std::string& path) {
+    std::vector<Measurement> cells(kGrid.cells());
+    for (const TestPoint& point : readScan<Codec>(path)) {
+        EXPECT_LT(point.row, kGrid.rows);
+        Measurement& cell = cells.at(point.column * std::size_t{kGrid.rows} + point.row);
+        EXPECT_FALSE(cell.measured()) << "cell " << point.column << ", " << point.row << " twice";
+        cell = toMeasurement(point);
     }
-    return points;
+    return cells;
 }
 
 void expectSame(const std::vector<Measurement>& found, const std::vector<Measurement>& expected,
@@ -116,8 +101,7 @@ TEST(SimulatedCLR, EveryCellReadsBackInEveryPointFormat) {
         SCOPED_TRACE(format);
         const TempFolder folder;
         simulateInto(folder, {"--point-format", format});
-        expectSame(readCells(CLRGridCodec::Create(), folder / "scan.clr"), expected, kRecordStep,
-                   false);
+        expectSame(readCells<CLRGridCodec>(folder / "scan.clr"), expected, kRecordStep, false);
         if (*format == '2') continue;
         EXPECT_EQ(std::filesystem::file_size(folder / "scan.clr"), 120u + 1 + 20 * kGrid.cells());
     }
@@ -165,7 +149,7 @@ TEST(SimulatedCLR, BlocksMergeToTheFarthestReturnOfEachCell) {
         SCOPED_TRACE(format);
         const TempFolder folder;
         simulateInto(folder, {"--scene", "room", "--blocks", "3", "--point-format", format});
-        const auto found = readCells(CLRGridCodec::Create(), folder / "scan.clr");
+        const auto found = readCells<CLRGridCodec>(folder / "scan.clr");
         std::vector<Measurement> passes[3];
         for (std::uint32_t b = 0; b < 3; ++b) {
             passes[b] = truth("room", {b, static_cast<std::uint8_t>(b)});
@@ -190,10 +174,10 @@ TEST(SimulatedCLR, SeriesContinuesItsPasses) {
     const TempFolder folder;
     simulateInto(folder, {"--series", "2", "--name", "tower"});
     EXPECT_EQ(folder.names(), (std::vector<std::string>{"tower_000.clr", "tower_001.clr"}));
-    expectSame(readCells(CLRGridCodec::Create(), folder / "tower_000.clr"),
-               truth("courtyard", {0, 0}), kRecordStep, false);
-    expectSame(readCells(CLRGridCodec::Create(), folder / "tower_001.clr"),
-               truth("courtyard", {1, 1}), kRecordStep, false);
+    expectSame(readCells<CLRGridCodec>(folder / "tower_000.clr"), truth("courtyard", {0, 0}),
+               kRecordStep, false);
+    expectSame(readCells<CLRGridCodec>(folder / "tower_001.clr"), truth("courtyard", {1, 1}),
+               kRecordStep, false);
 }
 
 TEST(SimulatedCLR, SeriesIsRefusedWhereAnOlderOneWouldContinueIt) {
@@ -209,7 +193,11 @@ TEST(SimulatedCL3, PlainScanHoldsEveryPointWithItsColour) {
     const TempFolder folder;
     simulateInto(folder, {"--format", "cl3", "--colour"});
     const auto expected = measuredOnes(truth("courtyard", {}));
-    expectSame(readPoints(folder / "scan.cl3"), expected, 0, true);
+    std::vector<Measurement> found;
+    for (const TestPoint& point : readScan<CL3Codec>(folder / "scan.cl3")) {
+        found.push_back(toMeasurement(point));
+    }
+    expectSame(found, expected, 0, true);
     EXPECT_EQ(std::filesystem::file_size(folder / "scan.cl3"), 115 + 5 + 31 * expected.size());
     EXPECT_EQ(folder.names(), std::vector<std::string>{"scan.cl3"});
 
@@ -223,7 +211,7 @@ TEST(SimulatedCL3, PlainScanHoldsEveryPointWithItsColour) {
 TEST(SimulatedCL3, IndexedScanHoldsEveryCell) {
     const TempFolder folder;
     simulateInto(folder, {"--format", "cl3-indexed", "--scene", "room"});
-    expectSame(readCells(CL3GridCodec::Create(), folder / "scan.cl3"), truth("room", {}), 0, false);
+    expectSame(readCells<CL3GridCodec>(folder / "scan.cl3"), truth("room", {}), 0, false);
     EXPECT_EQ(folder.names(), (std::vector<std::string>{"scan.alg", "scan.cl3", "scan.ij"}));
 }
 
@@ -243,8 +231,8 @@ TEST(SimulatedAlignment, IsTheStationsPoseForEveryFormat) {
 TEST(SimulatedAlignment, PutsTheScanIntoTheWorld) {
     const TempFolder folder;
     simulateInto(folder, {"--alignment"});
-    const std::unique_ptr<BriskoCodec, Destroyer> codec(CLRCodec::Create());
-    ASSERT_TRUE(codec->Open((folder / "scan.clr").c_str()));
+    const auto codec = openScan<CLRCodec>(folder / "scan.clr");
+    ASSERT_TRUE(codec);
     double low[3], high[3];
     std::int64_t count = 0;
     codec->GetBounds(low[0], low[1], low[2], high[0], high[1], high[2], count);
@@ -273,26 +261,6 @@ TEST(SimulateCommand, TellsWhatItWroteAsJson) {
     EXPECT_EQ(told["files"][0]["returns"], measuredOnes(truth("courtyard", {})).size());
     EXPECT_EQ(told["pose"].size(), 16u);
 }
-
-/// Files of this process may not grow beyond a size while the object lives.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t bytes) : m_oldHandler(std::signal(SIGXFSZ, SIG_IGN)) {
-        getrlimit(RLIMIT_FSIZE, &m_old);
-        const rlimit limited{bytes, m_old.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limited);
-    }
-    ~FileSizeLimit() {
-        setrlimit(RLIMIT_FSIZE, &m_old);
-        std::signal(SIGXFSZ, m_oldHandler);
-    }
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
-private:
-    void (*m_oldHandler)(int);
-    rlimit m_old{};
-};
 
 TEST(SimulateCommand, FullDiskLeavesWhatWasThere) {
     for (const char* format : {"clr", "cl3", "cl3-indexed"}) {

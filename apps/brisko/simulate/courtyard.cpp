@@ -142,7 +142,7 @@ void addHouse(BodyList& bodies) {
     bodies.addBox(kBrick, {-13, 9, 0}, {13, 17, 7});
     bodies.addBox(kStone, {-13, 8.93, 0}, {13, 9, 0.5});
     bodies.addBox(kStone, {-13, 8.90, 3.55}, {13, 9, 3.75});
-    bodies.addBox(kStone, {-13.2, 8.7, 6.8}, {13.2, 9, 7.05});
+    bodies.addBox(kStone, {-13.2, 8.7, 6.8}, {13.2, 9, 7.11});
     bodies.addPanel(kRoof, {-13.5, 8.5, 6.95}, {27, 0, 0}, {0, 4.5, 3.6});
     bodies.addPanel(kRoof, {-13.5, 17.5, 6.95}, {27, 0, 0}, {0, -4.5, 3.6});
     bodies.addBox(kBrick, {5.2, 11, 7}, {6.2, 12, 11});  // chimney

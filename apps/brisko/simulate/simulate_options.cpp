@@ -122,7 +122,8 @@ void SimulateOptions::addTo(CLI::App& command) {
     command.add_option("--blocks", blocks, "CLR: passes over the grid stored in each file")
         ->capture_default_str();
     command.add_option("--flags", flags, "CLR: range interval of each block, for example 0,1,4")
-        ->delimiter(',');
+        ->delimiter(',')
+        ->allow_extra_args(false);
     command.add_option("--series", series, "CLR: write so many numbered files, NAME_000.clr on");
     command.add_option("--model", model, "Scanner model, at most 12 characters")
         ->capture_default_str();

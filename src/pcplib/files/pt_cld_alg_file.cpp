@@ -19,7 +19,7 @@ constexpr std::string_view kBlanks = " \t\n\v\f\r";
 std::string takeToken(std::string_view& text) {
     text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
     const std::size_t length = std::min({text.find_first_of(kBlanks), text.size(), kMaxToken});
-    const std::string token(text.substr(0, length));
+    std::string token(text.substr(0, length));
     text.remove_prefix(length);
     return token;
 }
