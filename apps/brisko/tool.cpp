@@ -1,6 +1,7 @@
 #include "tool.h"
 
 #include "commands.h"
+#include "common/choice.h"
 
 #include <brisko_codec/version.h>
 
@@ -25,14 +26,24 @@ void complain(const std::string& text) {
     std::fprintf(stderr, "brisko: %s\n", text.c_str());
 }
 
+/// What the command line lacks, in one line.
+std::string usageMessage(const CLI::App* tool, const CLI::Error& error) {
+    std::string reason = error.what();
+    const std::vector<std::string> rest = tool->remaining();
+    if (!rest.empty() && tool->get_subcommands().empty()) {
+        reason = "there is no command '" + rest.front() + "'";
+    }
+    return "brisko: " + reason + "; 'brisko --help' tells what there is\n";
+}
+
 void addCommonOptions(CLI::App& tool, CommonOptions& common) {
     tool.set_version_flag("--version", "brisko " + briskoCodecVersion(), "Print the version");
-    tool.add_option("--progress", common.progress,
-                    "How progress is shown: auto (a bar on a terminal), plain, json or none")
-        ->option_text("STYLE")
-        ->transform(CLI::CheckedTransformer(kStyles, CLI::ignore_case));
+    addChoice(tool, "--progress", common.progress, kStyles,
+              "How progress is shown: auto (a bar on a terminal), plain, json or none")
+        ->option_text("STYLE");
     tool.fallthrough();  // common options may follow the command
     tool.require_subcommand(1);
+    tool.failure_message(usageMessage);
     tool.footer(
         "Exit codes: 0 done, 1 some inputs failed, 2 the command line makes no sense,\n"
         "3 an input is damaged or cannot be read, 4 an output could not be written,\n"
@@ -58,6 +69,9 @@ ExitCode runGuarded(const std::vector<Command>& commands) {
         return failure.code();
     } catch (const std::bad_alloc&) {
         complain("out of memory");
+        return ExitCode::Damaged;
+    } catch (const std::exception& error) {
+        complain(error.what());
         return ExitCode::Damaged;
     }
 }

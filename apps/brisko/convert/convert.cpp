@@ -78,7 +78,8 @@ ExitCode run(const ConvertOptions& options) {
     if (result.columns > 0) {
         std::cout << ", " << result.columns << " columns x " << result.rows << " rows";
     }
-    std::cout << ", " << std::filesystem::file_size(options.output) << " bytes\n";
+    std::error_code ignored;
+    std::cout << ", " << std::filesystem::file_size(options.output, ignored) << " bytes\n";
     return ExitCode::Done;
 }
 

@@ -3,11 +3,19 @@
 #include "scan/header_file.h"
 
 #include <cmath>
+#include <limits>
 
 namespace brisko::tool {
 namespace {
 
 constexpr double kDefaultStep = 1;  // degrees, where the points tell nothing
+
+/// An angle of a damaged header may be anything; what a float cannot hold becomes 0.
+float narrow(double degrees) {
+    return std::abs(degrees) <= static_cast<double>(std::numeric_limits<float>::max())
+               ? static_cast<float>(degrees)
+               : 0.0f;
+}
 
 struct Span {
     double start = 0;
@@ -21,13 +29,13 @@ Span spanOf(float start, float stop, std::uint32_t count) {
 }
 
 void setAzimuth(CLFileHeader& header, const Span& span, std::uint32_t first, std::uint32_t end) {
-    header.SetStartAzimuthAngle(static_cast<float>(span.start + first * span.step));
-    header.SetStopAzimuthAngle(static_cast<float>(span.start + end * span.step));
+    header.SetStartAzimuthAngle(narrow(span.start + first * span.step));
+    header.SetStopAzimuthAngle(narrow(span.start + end * span.step));
 }
 
 void setZenith(CLFileHeader& header, const Span& span, std::uint32_t first, std::uint32_t end) {
-    header.SetStartZenithAngle(static_cast<float>(span.start + first * span.step));
-    header.SetStopZenithAngle(static_cast<float>(span.start + end * span.step));
+    header.SetStartZenithAngle(narrow(span.start + first * span.step));
+    header.SetStopZenithAngle(narrow(span.start + end * span.step));
 }
 
 bool isWhole(const ScanFacts& input, const CellWindow& window) {

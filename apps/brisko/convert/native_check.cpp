@@ -2,6 +2,7 @@
 
 #include "common/failure.h"
 #include "common/input_file.h"
+#include "common/progress.h"
 #include "convert/point_filter.h"
 #include "scan/scan_layout.h"
 
@@ -45,6 +46,7 @@ void checkEntries(const OutputTarget& target, const IndexLayout& index) {
     std::uint8_t header[kIndexHeader];
     require(file.read(header, sizeof header) == sizeof header, target, "index header");
     for (std::uint32_t k = 0; k < index.tiles; ++k) {
+        throwIfInterrupted();
         require(file.read(tile.data(), tile.size()) == tile.size(), target, "index length");
         std::uint32_t count = 0;
         std::memcpy(&count, tile.data() + 8, sizeof count);

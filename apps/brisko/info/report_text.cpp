@@ -68,8 +68,8 @@ void summaryLines(std::ostream& out, const PointSummary& summary) {
         out << "  " << kAxes[axis] << "          " << text(summary.min[axis], 12) << " to "
             << text(summary.max[axis], 12) << "\n";
     }
-    out << "  intensity  " << text(static_cast<double>(summary.minIntensity)) << " to "
-        << text(static_cast<double>(summary.maxIntensity)) << "\n";
+    out << "  intensity  " << text(static_cast<double>(summary.minIntensity), 7) << " to "
+        << text(static_cast<double>(summary.maxIntensity), 7) << "\n";
 }
 
 }  // namespace
