@@ -5,8 +5,9 @@
 namespace QelPcpLib {
 
 std::string partFileName(std::string_view path, std::string_view extension, int part) {
-    const std::string number = part > 1 ? "_" + std::to_string(part) : std::string();
-    return brisko::companionForWriting(path, number + std::string(extension));
+    std::string ending;
+    if (part > 1) ending.append("_").append(std::to_string(part));
+    return brisko::companionForWriting(path, ending.append(extension));
 }
 
 }  // namespace QelPcpLib
