@@ -64,11 +64,8 @@ void checkEntries(const OutputTarget& target, const IndexLayout& index) {
 }  // namespace
 
 void failToWrite(const std::string& shownPath) {
-    const int reason = errno;
-    throw Failure(ExitCode::NotWritten,
-                  shownPath + ": cannot be written" +
-                      (reason != 0 ? std::string(": ") + std::strerror(reason) : "") +
-                      "; is the disk full?");
+    const std::string reason = errno != 0 ? std::strerror(errno) : "the disk may be full";
+    throw Failure(ExitCode::NotWritten, shownPath + ": cannot be written: " + reason);
 }
 
 void writeAlignmentBeside(const OutputTarget& target, const PointBox& box) {
