@@ -2,7 +2,9 @@
 #include "support/scan_bytes.h"
 
 #include <brisko_codec/file_header.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <limits>
@@ -97,6 +99,9 @@ TEST(Info, ExitCodeTellsWhetherSomeOrAllInputsFailed) {
     EXPECT_EQ(run({"info", folder / "none.ptx"}).code, 3);
     EXPECT_EQ(run({"info", folder / "odd.cl3"}).code, 3);
     EXPECT_EQ(run({"info", folder / "a.txt"}).code, 2);
+    // What the library prints about the alignment does not get between the results.
+    const Json odd = info({"info", "--json", folder / "odd.cl3"});
+    EXPECT_EQ(odd["scans"][0]["alignment"]["source"], "unreadable");
     const Json document = info({"info", "--json", bad, good});
     EXPECT_TRUE(contains(document["scans"][0]["problems"][0], "bad.cl3"));
     EXPECT_EQ(document["scans"][1]["records"], 1);
@@ -143,6 +148,24 @@ TEST(Cell, TellsThePointOfACell) {
     EXPECT_EQ(run({"cell", folder / "a.ptx", "0", "0"}).code, 2);
     convert(folder / "a.ptx", folder / "plain.cl3", {"--plain"});
     EXPECT_EQ(run({"cell", folder / "plain.cl3", "0", "0"}).code, 3);
+}
+
+TEST(Tool, ResultsThatCannotBeDeliveredAreAnError) {
+    const TempFolder folder;
+    writeFile(folder / "a.ptx", ptxText(1, 1, "1 2 3 0.5\n"));
+    const int before = dup(STDOUT_FILENO);
+    const int full = open("/dev/full", O_WRONLY);
+    dup2(full, STDOUT_FILENO);
+    const std::string scan = folder / "a.ptx";
+    const char* line[] = {"brisko", "info", scan.c_str()};
+    testing::internal::CaptureStderr();
+    const int code = runTool(3, line);
+    const std::string message = testing::internal::GetCapturedStderr();
+    dup2(before, STDOUT_FILENO);
+    close(before);
+    close(full);
+    EXPECT_EQ(code, 4);
+    EXPECT_TRUE(contains(message, "standard output")) << message;
 }
 
 TEST(Tool, TellsItsVersionAndHelp) {
