@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::uint64_t kIndexHeader = 48;  // bytes
 constexpr std::uint64_t kTileHeader = 12;
-constexpr std::uint64_t kEntriesOfTile = 256 * 256;
+constexpr std::uint64_t kEntriesOfTile = std::uint64_t{256} * 256;
 
 [[noreturn]] void failCheck(const OutputTarget& target, const std::string& what) {
     throw Failure(ExitCode::NotWritten, target.shownPath +
