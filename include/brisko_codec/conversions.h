@@ -37,8 +37,23 @@ BRISKO_CODEC_EXPORT bool Cl3IjIndexed(std::string path, brisko::vexo::ProgressTr
 ///                                       blocks also scan.clr.Converted.clr, the same scan with its
 ///                                       lines sorted; no blocks: nothing, with true
 /// An input that is indexed by its name becomes an indexed scan.cl3.
-BRISKO_CODEC_EXPORT bool ClrToCl3IjIndexed(std::string path, brisko::vexo::ProgressTracker* tracker);
+BRISKO_CODEC_EXPORT bool ClrToCl3IjIndexed(std::string path,
+                                           brisko::vexo::ProgressTracker* tracker);
 
 /// The same without a tracker.
 BRISKO_CODEC_EXPORT bool ConvertCl3ToCl3Indexed(std::string path);
 BRISKO_CODEC_EXPORT bool ConvertClrToCl3Indexed(std::string path);
+
+namespace brisko {
+
+/// Indexes a CL3 scan that has no index, by the directions of its points: azimuth counter-clockwise
+/// from +x and zenith angle from +z, degrees, from the start angles and steps of its header (or
+/// elevations, where the header's numbers leave 0 to 180). Points of one cell are all kept: the later
+/// ones go to the nearest free cells. An index that lies beside the input is not looked at.
+///   output   a name that ends in ".cl3" or ".CL3"; its ".ij" and ".alg" go beside it
+///   tracker  may be null
+/// Returns: false also when the header gives no usable grid, or the points do not fit into it.
+BRISKO_CODEC_EXPORT bool indexCL3ByAngles(const std::string& input, const std::string& output,
+                                          vexo::ProgressTracker* tracker);
+
+}  // namespace brisko

@@ -108,3 +108,11 @@ bool ConvertCl3ToCl3Indexed(std::string path) {
 bool ConvertClrToCl3Indexed(std::string path) {
     return ClrToCl3IjIndexed(std::move(path), nullptr);
 }
+
+bool brisko::indexCL3ByAngles(const std::string& input, const std::string& output,
+                              vexo::ProgressTracker* tracker) {
+    return guarded([&] {
+        return isInput(input) && isCL3Name(input) && isCL3Name(output) &&
+               runIndexingByAngles(input, output, tracker);
+    });
+}

@@ -9,6 +9,7 @@
 #include "convert/output_bounds.h"
 #include "convert/staged_scan.h"
 #include "pcplib/processes/indexing.h"
+#include "pcplib/processes/indexing_by_angles.h"
 #include "pcplib/processes/merge_clr.h"
 #include "pcplib/processes/sort_clr.h"
 #include "writers/ij_index.h"
@@ -60,6 +61,19 @@ bool runIndexing2(const std::string& input, const std::string& output,
     return runStaged(input, output, tracker, getBriskoCodecDictionary()->pcpIndexing2, bounds,
                      [&](const std::string& staged, QelPcpLib::CProgressCallback* progress) {
                          return QelPcpLib::Indexing2(input, staged, progress);
+                     });
+}
+
+bool runIndexingByAngles(const std::string& input, const std::string& output,
+                         vexo::ProgressTracker* tracker) {
+    CL3FileHeader header;
+    if (!header.Read(input.c_str())) return false;
+    const OutputBounds bounds{header.GetAzimuthResolution(), header.GetZenithResolution(),
+                              recordsOf(input), true};
+    return runStaged(input, output, tracker, getBriskoCodecDictionary()->pcpIndexing3, bounds,
+                     [&](const std::string& staged, QelPcpLib::CProgressCallback* progress) {
+                         const std::string spill = companionForWriting(staged, ".spill");
+                         return QelPcpLib::IndexingByAngles(input, staged, spill, progress);
                      });
 }
 

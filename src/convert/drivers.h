@@ -16,6 +16,10 @@ bool runIndexing(const std::string& input, const std::string& rawScan, const std
 bool runIndexing2(const std::string& input, const std::string& output,
                   vexo::ProgressTracker* tracker);
 
+/// Indexes a CL3 scan by the angles of its points.
+bool runIndexingByAngles(const std::string& input, const std::string& output,
+                         vexo::ProgressTracker* tracker);
+
 /// Writes a copy of a CLR scan with its lines sorted beside it.
 bool runSortClr(const std::string& input, vexo::ProgressTracker* tracker);
 

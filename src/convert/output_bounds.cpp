@@ -14,10 +14,9 @@ namespace {
 
 /// Bytes of the output and its index; nothing when they pass all numbers.
 std::optional<std::uint64_t> outputBytes(const OutputBounds& bounds) {
-    const std::uint64_t tiles =
-        bounds.indexed ? divideRoundingUp(bounds.columns, kTileSize) *
-                             divideRoundingUp(bounds.rows, kTileSize)
-                       : 0;
+    const std::uint64_t tiles = bounds.indexed ? divideRoundingUp(bounds.columns, kTileSize) *
+                                                     divideRoundingUp(bounds.rows, kTileSize)
+                                               : 0;
     const auto tileBytes = checkedMultiply(tiles, ijTileBytes(kTileSize) + cl3_block::kHeaderSize);
     const auto pointBytes = checkedMultiply(bounds.points, cl3_record::kSize1);
     return tileBytes && pointBytes ? checkedAdd(*tileBytes, *pointBytes) : std::nullopt;

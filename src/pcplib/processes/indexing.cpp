@@ -2,11 +2,11 @@
 
 #include <brisko_codec/cell_reader.h>
 
+#include "base/companion_path.h"
 #include "codec/actual_cl3_codec.h"
 #include "codec/actual_clr_codec.h"
 #include "codec/cl3_completeness.h"
 #include "codec/point_buffers.h"
-#include "base/companion_path.h"
 #include "pcplib/processes/grid_header.h"
 #include "pcplib/processes/indexed_output.h"
 #include "pcplib/processes/process_steps.h"
@@ -143,9 +143,8 @@ std::uint16_t Indexing2(const std::string& input, const std::string& output,
     if (!out.Open(output, header, scan.alignment())) return indexing_result::kBadOutput;
     if (callback) callback->ClearAbort();
     ProcessSteps steps(callback, contents->records);
-    const bool transferred = followsBands(tileSize)
-                                 ? transferStreaming(scan, out, steps)
-                                 : transferByColumn(input, scan, out, steps);
+    const bool transferred = followsBands(tileSize) ? transferStreaming(scan, out, steps)
+                                                    : transferByColumn(input, scan, out, steps);
     return out.Close() && transferred ? indexing_result::kDone : indexing_result::kNotConverted;
 }
 

@@ -22,8 +22,8 @@ public:
     /// Cheap enough for every batch of points. What the callback throws ends the process.
     void advanceTo(std::uint64_t done) {
         if (!m_callback) return;
-        const double share = static_cast<double>(std::min(done, m_total)) /
-                             static_cast<double>(m_total);
+        const double share =
+            static_cast<double>(std::min(done, m_total)) / static_cast<double>(m_total);
         m_callback->SetPos(static_cast<std::uint16_t>(share * 100.0));
         m_callback->Poll();
     }
