@@ -1,12 +1,18 @@
 #include "base/file.h"
 
+#include "base/checked.h"
 #include "base/utf8.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
+
+#include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <limits>
 
 namespace brisko {
 
