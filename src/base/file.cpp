@@ -1,12 +1,18 @@
 #include "base/file.h"
 
+#include "base/checked.h"
 #include "base/utf8.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
+
+#include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <limits>
 
 namespace brisko {
 
@@ -151,18 +157,17 @@ FilePtr createBeside(const char* path, std::string& name) {
     return nullptr;
 }
 
-/// Whether a file can be put there: nothing is there, or a regular file that may be written.
-bool isReplaceable(const char* path) {
+}  // namespace
+
+bool isReplaceable(const std::string& path) {
     struct stat status {};
-    if (stat(path, &status) != 0) return errno == ENOENT;
+    if (stat(path.c_str(), &status) != 0) return errno == ENOENT;
     if (!S_ISREG(status.st_mode)) {
         errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
         return false;
     }
-    return access(path, W_OK) == 0;
+    return access(path.c_str(), W_OK) == 0;
 }
-
-}  // namespace
 
 bool replaceFile(const char* path, std::string_view content) {
     if (!isUsablePath(path) || !isReplaceable(path)) return false;
@@ -175,6 +180,58 @@ bool replaceFile(const char* path, std::string_view content) {
     const ErrnoKeeper keeper;
     removeFile(name);
     return false;
+}
+
+std::string folderOf(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos) return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::string reserveBeside(const std::string& path, std::string_view extension) {
+    static std::atomic<unsigned> counter{0};
+    constexpr int kTries = 1000;
+    if (!isUsablePath(path.c_str())) return {};
+    for (int i = 0; i < kTries; ++i) {
+        std::string name = folderOf(path) + "/.brisko-" + std::to_string(getpid()) + "-" +
+                           std::to_string(counter++);
+        name.append(extension);
+        const int descriptor = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (descriptor >= 0) {
+            close(descriptor);
+            return name;
+        }
+        if (errno != EEXIST) return {};
+    }
+    return {};
+}
+
+std::string resolvedPath(const std::string& path) {
+    const std::unique_ptr<char, void (*)(void*)> resolved(realpath(path.c_str(), nullptr),
+                                                          std::free);
+    return resolved ? resolved.get() : path;
+}
+
+bool fileExists(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0;
+}
+
+bool flushToDisk(const std::string& path) {
+    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) return false;
+    // Some file systems have no fsync for what they hold; there is nothing to flush then.
+    const bool flushed = fsync(descriptor) == 0 || errno == EINVAL || errno == EROFS;
+    const ErrnoKeeper keeper;
+    close(descriptor);
+    return flushed;
+}
+
+std::uint64_t freeSpaceFor(const std::string& path) {
+    struct statvfs space {};
+    if (statvfs(folderOf(path).c_str(), &space) != 0) return 0;
+    return checkedMultiply(space.f_bavail, space.f_frsize)
+        .value_or(std::numeric_limits<std::uint64_t>::max());
 }
 
 bool renameFile(const std::string& from, const std::string& to) {

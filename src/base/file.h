@@ -49,6 +49,31 @@ bool closeFile(FilePtr file);
 /// is then as it was.
 bool replaceFile(const char* path, std::string_view content);
 
+/// Creates an empty file under a new name in the folder of a path, with an extension of its own, for
+/// output that takes the path's name when it is complete. The name does not grow with the path's.
+/// Returns: the new file's path; empty, with errno set, when it cannot be created.
+std::string reserveBeside(const std::string& path, std::string_view extension);
+
+/// Whether a file can take the path: nothing is there, or a regular file that may be written. Sets
+/// errno when not.
+bool isReplaceable(const std::string& path);
+
+/// The path with all symbolic links in it followed; the path itself where nothing is there yet.
+std::string resolvedPath(const std::string& path);
+
+/// Whether anything is there, of whatever kind.
+bool fileExists(const std::string& path);
+
+/// Sees that what was written to a file (or to the names in a folder) is on the disk. Returns false
+/// with errno set on failure.
+bool flushToDisk(const std::string& path);
+
+/// The folder of a path: "." where the path names none.
+std::string folderOf(const std::string& path);
+
+/// Bytes that can still be written to the disk of a path's folder.
+std::uint64_t freeSpaceFor(const std::string& path);
+
 /// Puts a finished file in the place of another. Returns false with errno set on failure.
 bool renameFile(const std::string& from, const std::string& to);
 
