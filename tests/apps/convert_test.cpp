@@ -96,11 +96,11 @@ TEST(Convert, WindowsTakeTilesApartAndBecomeTheGrid) {
         for (const char* extension : {".cl3", ".ptx", ".clr"}) {
             SCOPED_TRACE(std::string(source) + " to " + extension);
             const TempFolder out;
-            convert(folder / source, out / (std::string("w") + extension), window);
+            convert(folder / source, out / named("w", extension), window);
             if (std::string(extension) == ".ptx") {
                 std::filesystem::rename(out / "w.ptx", out / "back.ptx");
             } else {
-                convert(out / (std::string("w") + extension), out / "back.ptx");
+                convert(out / named("w", extension), out / "back.ptx");
             }
             const bool rounded = source == std::string("a.clr") || extension == std::string(".clr");
             expectSame(readPtx(out / "back.ptx"), part, rounded ? 0.00005000001 : 0, true,
@@ -129,8 +129,8 @@ TEST(Convert, FiltersPointsInTheirFrames) {
     };
     for (const auto& filter : cases) {
         for (const char* extension : {".ptx", ".cl3", ".clr"}) {
-            convert(folder / "a.ptx", folder / ("f" + std::string(extension)), filter.options);
-            convert(folder / ("f" + std::string(extension)), folder / "back.PTX");
+            convert(folder / "a.ptx", folder / named("f", extension), filter.options);
+            convert(folder / named("f", extension), folder / "back.PTX");
             std::vector<std::uint32_t> rows;
             for (const CellPoint& p : readPtx(folder / "back.PTX").points)
                 rows.push_back(p.row);
@@ -146,7 +146,7 @@ TEST(Convert, AppliesTheAlignmentOnceAndOnlyWhenAsked) {
     EXPECT_TRUE(contains(readText(convert(folder / "a.ptx", folder / "kept.ptx")), "\n1 2 3 0.5"));
     for (const char* extension : {".ptx", ".cl3", ".clr"}) {
         SCOPED_TRACE(extension);
-        const std::string baked = folder / ("baked" + std::string(extension));
+        const std::string baked = folder / named("baked", extension);
         convert(folder / "a.ptx", baked, {"--apply-alignment"});
         EXPECT_EQ(readText(convert(baked, folder / "back.PTX")),
                   ptxText(1, 1, std::string(aligned) + "\n"));
@@ -227,6 +227,21 @@ TEST(Convert, FindsTheAnglesOfAnImportedScan) {
                     0.01);
         EXPECT_EQ(cl3.GetAzimuthResolution(), 200u);
     }
+}
+
+TEST(Convert, AReplacedScanKeepsNoOldCompanion) {
+    const TempFolder folder;
+    writeFile(folder / "a.ptx", ptxText(1, 1, "1 2 3 0.5\n"));
+    writeFile(folder / "t.ptx", ptxText(1, 1, "1 2 3 0.5\n", kTurnedLines));
+    convert(folder / "t.ptx", folder / "out.cl3");
+    convert(folder / "a.ptx", folder / "out.cl3", {"--plain"});
+    EXPECT_EQ(folder.names(), (std::vector<std::string>{"a.ptx", "out.cl3", "t.ptx"}));
+    // Files of the same name that are no scans leave companions alone.
+    convert(folder / "t.ptx", folder / "out.cl3");
+    convert(folder / "out.cl3", folder / "out.ply");
+    convert(folder / "out.cl3", folder / "out.ptx");
+    EXPECT_EQ(folder.names(), (std::vector<std::string>{"a.ptx", "out.alg", "out.cl3", "out.ij",
+                                                        "out.ply", "out.ptx", "t.ptx"}));
 }
 
 TEST(Convert, WritesThePlyBytesThatTheFormatSays) {
