@@ -3,6 +3,8 @@
 #include "scan/compressed_piece.h"
 #include "scan/native_layout.h"
 
+#include <algorithm>
+
 namespace brisko::tool {
 namespace {
 
@@ -29,17 +31,25 @@ CellPoint pointOf(const RawRecord& record) {
 
 void readPiece(ByteStream& stream, std::size_t points, Piece& piece) {
     piece.offset = stream.offset();
-    const std::uint8_t* const length = stream.peek(clr::kPieceLength);
+    piece.bytes.clear();
+    piece.records.clear();
     piece.state = PieceState::CutShort;
+    const std::uint8_t* const length = stream.peek(clr::kPieceLength);
     if (!length) return;
     const std::uint32_t size = u32(length);
-    piece.state = size > clr::kLongestPiece ? PieceState::BadLength : PieceState::CutShort;
-    if (size > clr::kLongestPiece || stream.left() < clr::kPieceLength + size) return;
-    const std::uint8_t* const bytes = stream.take(clr::kPieceLength + size);
-    piece.bytes.assign(bytes, bytes + clr::kPieceLength + size);
+    if (size > clr::kLongestPiece) {
+        piece.state = PieceState::BadLength;
+        return;
+    }
+    const std::uint64_t whole = clr::kPieceLength + size;
+    const std::uint64_t there = std::min(whole, stream.left());
+    const std::uint8_t* const bytes = stream.take(there);
+    piece.bytes.assign(bytes, bytes + there);
     piece.records.resize(points);
-    const bool sound =
-        decodePieceWithin(bytes + clr::kPieceLength, size, points, piece.records.data());
+    piece.records.resize(decodePieceWithin(bytes + clr::kPieceLength, there - clr::kPieceLength,
+                                           points, piece.records.data()));
+    if (there < whole) return;
+    const bool sound = piece.records.size() == points;
     piece.state = sound ? PieceState::Sound : PieceState::BadStream;
 }
 

@@ -28,7 +28,7 @@ struct Piece {
     PieceState state = PieceState::Sound;
     std::uint64_t offset = 0;         // of its length
     std::vector<std::uint8_t> bytes;  // its length and its stream
-    std::vector<RawRecord> records;   // of a sound one
+    std::vector<RawRecord> records;   // of a sound one, or as far as the file goes
 };
 
 /// Reads the next piece, of so many points, and stands behind it if its length is possible.

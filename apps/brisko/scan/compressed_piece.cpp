@@ -25,16 +25,16 @@ constexpr Field kFields[] = {{&RawRecord::x, 6, 3},
 
 }  // namespace
 
-bool decodePieceWithin(const std::uint8_t* bytes, std::size_t size, std::size_t count,
-                       RawRecord* out) {
+std::size_t decodePieceWithin(const std::uint8_t* bytes, std::size_t size, std::size_t count,
+                              RawRecord* out) {
     std::size_t at = 0;
     RawRecord point;
     for (std::size_t i = 0; i < count; ++i) {
-        if (at >= size) return false;
+        if (at >= size) return i;
         const unsigned control = bytes[at++];
         for (const Field& field : kFields) {
             const unsigned code = control >> field.shift & field.absoluteCode;
-            if (size - at < code + 1) return false;
+            if (size - at < code + 1) return i;
             const std::int32_t value = bigEndian(bytes + at, code + 1);
             at += code + 1;
             std::int32_t& kept = point.*field.value;
@@ -46,7 +46,7 @@ bool decodePieceWithin(const std::uint8_t* bytes, std::size_t size, std::size_t 
         }
         out[i] = point;
     }
-    return true;
+    return count;
 }
 
 }  // namespace brisko::tool
