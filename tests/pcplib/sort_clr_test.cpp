@@ -133,7 +133,7 @@ TEST(SortCLR, ACutPlainScanGivesACopyWithItsLastLineFilledUp) {
         if (i % 3 == 0) whole.push_back(static_cast<std::uint8_t>(i));
         appendLine(whole, lines[i]);
     }
-    for (std::size_t size = 0; size <= whole.size() + 1; ++size) {
+    for (std::size_t size = 0; size <= whole.size() + 7; size += 7) {
         Bytes in = whole;
         in.resize(size);
         Bytes filled = in;
@@ -217,7 +217,11 @@ TEST(SortCLR, ACutCompressedScanGivesACopyWithItsLastLineFilledUp) {
         }
         appendLine(full, sorted(k, lines[k]));
     }
-    for (std::size_t size = 121; size < in.size(); size += 7) {
+    std::vector<std::size_t> sizes{121, 124, 125, 126, 1000};
+    for (const std::size_t end : pieceEnds)
+        sizes.insert(sizes.end(), {end - 1, end, end + 3, end + 4, end + 5});
+    for (const std::size_t size : sizes) {
+        if (size > in.size()) break;
         Scan scan(Bytes(in.begin(), in.begin() + static_cast<std::ptrdiff_t>(size)));
         EXPECT_TRUE(scan.convert());
         const auto pieces = static_cast<std::size_t>(std::count_if(

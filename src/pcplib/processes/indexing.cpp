@@ -98,6 +98,12 @@ bool followsBands(std::uint32_t tileSize) {
     return tileSize != 0 && brisko::kTileSize % tileSize == 0;
 }
 
+std::uint16_t closeOutput(IndexedOutput& output, bool transferred, ProcessProgress& steps) {
+    if (!output.Close() || !transferred) return indexing_result::kNotConverted;
+    steps.finish();
+    return indexing_result::kDone;
+}
+
 CL3FileHeader readHeader(const std::string& path) {
     CL3FileHeader header;
     header.Read(path.c_str());
@@ -126,7 +132,7 @@ std::uint16_t Indexing(const std::string& input, const std::string& rawScan,
     if (callback) callback->MarkStarted();
     ProcessProgress steps(callback, contents->records * kRecordBytes);
     const bool transferred = transferInStep(scan, raw, out, steps);
-    return out.Close() && transferred ? indexing_result::kDone : indexing_result::kNotConverted;
+    return closeOutput(out, transferred, steps);
 }
 
 std::uint16_t Indexing2(const std::string& input, const std::string& output,
@@ -151,7 +157,7 @@ std::uint16_t Indexing2(const std::string& input, const std::string& output,
     ProcessProgress steps(callback, contents->records * kRecordBytes);
     const bool transferred = followsBands(tileSize) ? transferStreaming(scan, out, steps)
                                                     : transferByColumn(input, scan, out, steps);
-    return out.Close() && transferred ? indexing_result::kDone : indexing_result::kNotConverted;
+    return closeOutput(out, transferred, steps);
 }
 
 }  // namespace QelPcpLib

@@ -123,7 +123,9 @@ std::uint16_t IndexingByAngles(const std::string& input, const std::string& outp
     ProcessProgress steps(callback, 2 * contents->records * kRecordBytes);
     const bool placed = sortByBands(scan, *grid, spill, steps) &&
                         placeAll(*grid, spill, out, contents->records, steps);
-    return out.Close() && placed ? indexing_result::kDone : indexing_result::kNotConverted;
+    if (!out.Close() || !placed) return indexing_result::kNotConverted;
+    steps.finish();
+    return indexing_result::kDone;
 }
 
 }  // namespace QelPcpLib

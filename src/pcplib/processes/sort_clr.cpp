@@ -1,13 +1,14 @@
 #include "pcplib/processes/sort_clr.h"
 
 #include "base/file.h"
-#include "base/staged_file.h"
 #include "formats/compressed_lines.h"
 #include "formats/layout.h"
 #include "pcplib/files/cp_file_exception.h"
 #include "pcplib/files/trace.h"
 #include "pcplib/processes/clr_copy.h"
+#include "pcplib/processes/staged_copy.h"
 
+#include <algorithm>
 #include <array>
 #include <new>
 
@@ -55,20 +56,14 @@ bool ConvertClrFile(const std::string& path, CProgressCallback* callback) {
     brisko::InputWindow input(file.get(), kWindow, brisko::kPieceBuffer);
     const bool plain = brisko::hasPlainRecords(header, input.fileSize());
     if (!plain) TraceOut("Read CLR file: %s\n", path.c_str());
-    brisko::StagedFile staged;
-    brisko::OutputFile output;
-    if (!staged.create(path + ".Converted.clr") || brisko::isSameFile(staged.target(), path) ||
-        !output.create(staged.path().c_str())) {
-        return failToOpen();
-    }
+    StagedCopy result;
+    if (!result.create(path + ".Converted.clr", {path})) return failToOpen();
 
     ProcessProgress progress(callback, input.fileSize());
-    copyHeader(input, output);
-    ClrCopy copy{path, header, brisko::gridOf(header), input, output, staged.path(), progress};
-    if (!(plain ? sortPlainBlocks(copy) : sortCompressedBlocks(copy))) return false;
-    if (!output.close() || !staged.sync([&progress] { progress.poll(); })) return false;
-    progress.finish();
-    return staged.publish();
+    copyHeader(input, result.output());
+    ClrCopy copy{path,          header,  brisko::gridOf(header), input, result.output(),
+                 result.path(), progress};
+    return (plain ? sortPlainBlocks(copy) : sortCompressedBlocks(copy)) && result.publish(progress);
 }
 
 }  // namespace QelPcpLib
