@@ -3,10 +3,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
-#include <string_view>
 
 /// The one way to the platform's files. Paths are UTF-8 everywhere else.
 namespace brisko {
@@ -44,35 +44,39 @@ bool seekTo(std::FILE* file, std::uint64_t offset);
 /// Closes the file; false with errno set when its last bytes could not be written.
 bool closeFile(FilePtr file);
 
-/// Gives a file a new content, complete or not at all: the text is written beside it and renamed.
-/// Returns false with errno set on failure, also where the file is there and not writable; the file
-/// is then as it was.
-bool replaceFile(const char* path, std::string_view content);
+/// Creates an empty file. Returns false with errno set on failure: EEXIST where something of that
+/// name is there already.
+bool createNewFile(const std::string& path);
 
-/// Creates an empty file under a new name in the folder of a path, with an extension of its own, for
-/// output that takes the path's name when it is complete. The name does not grow with the path's.
-/// Returns: the new file's path; empty, with errno set, when it cannot be created.
-std::string reserveBeside(const std::string& path, std::string_view extension);
-
-/// Whether a file can take the path: nothing is there, or a regular file that may be written. Sets
+/// Whether a file can be put there: nothing is there, or a regular file that may be written. Sets
 /// errno when not.
 bool isReplaceable(const std::string& path);
 
-/// The path with all symbolic links in it followed; the path itself where nothing is there yet.
-std::string resolvedPath(const std::string& path);
+/// The path that a symbolic link leads to in the end, also where nothing is there yet; the path
+/// itself when it is no link.
+std::string resolveLinks(const std::string& path);
+
+/// Whether two names lead to one file.
+bool isSameFile(const std::string& a, const std::string& b);
+
+/// Gives a file the permissions of another one. Failure leaves them as they are.
+void copyPermissions(const std::string& from, const std::string& to);
+
+/// Brings a closed file from the system's memory to the disk.
+///   between  called at least every few megabytes; what it throws ends the call
+/// Returns false with errno set when the disk did not take it.
+bool syncFile(const std::string& path, const std::function<void()>& between);
+
+/// Sees that the names in the folder of a path are on the disk. Returns false with errno set when
+/// the disk did not take them.
+bool syncFolderOf(const std::string& path);
 
 /// Whether anything is there, of whatever kind.
 bool fileExists(const std::string& path);
 
-/// Sees that what was written to a file (or to the names in a folder) is on the disk. Returns false
-/// with errno set on failure.
-bool flushToDisk(const std::string& path);
-
-/// The folder of a path: "." where the path names none.
-std::string folderOf(const std::string& path);
-
-/// Bytes that can still be written to the disk of a path's folder.
-std::uint64_t freeSpaceFor(const std::string& path);
+/// Bytes that can still be written in the folder of a path; the largest number when that cannot be
+/// told.
+std::uint64_t freeSpaceBeside(const std::string& path);
 
 /// Puts a finished file in the place of another. Returns false with errno set on failure.
 bool renameFile(const std::string& from, const std::string& to);

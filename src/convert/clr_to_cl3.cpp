@@ -112,7 +112,7 @@ bool convert(const std::string& input, const std::string& output, vexo::Progress
     ConversionSteps steps(tracker, label, scan.grid.cells());
     if (!transfer(scan, out, steps) || !out.close()) return false;
     steps.advanceTo(scan.grid.cells());
-    return staged.commit();
+    return staged.commit([&] { steps.poll(); });
 }
 
 }  // namespace

@@ -34,6 +34,11 @@ public:
         });
     }
 
+    /// Follows a request for cancellation, in work that has no steps.
+    void poll() {
+        if (m_progress) callHost([&] { m_progress->checkCancel(); });
+    }
+
 private:
     std::uint64_t m_total;
     std::unique_ptr<vexo::DefiniteProgress> m_progress;

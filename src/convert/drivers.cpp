@@ -26,11 +26,9 @@ bool runStaged(const std::string& input, const std::string& output, vexo::Progre
                const std::string& label, const OutputBounds& bounds, const Driver& driver) {
     StagedScan staged(output, input);
     if (!staged.isReady() || !mayBeWritten(bounds, input, output)) return false;
-    {
-        DriverProgress progress(tracker, label);
-        if (driver(staged.path(), &progress) != QelPcpLib::indexing_result::kDone) return false;
-    }
-    return staged.commit();
+    DriverProgress progress(tracker, label);
+    return driver(staged.path(), &progress) == QelPcpLib::indexing_result::kDone &&
+           staged.commit([&] { progress.Poll(); });
 }
 
 std::uint64_t recordsOf(const std::string& path) {
@@ -85,7 +83,7 @@ bool runSortClr(const std::string& input, vexo::ProgressTracker* tracker) {
 bool runMerge(const std::string& first, const std::string& second, const std::string& output,
               vexo::ProgressTracker* tracker) {
     DriverProgress progress(tracker, getBriskoCodecDictionary()->pcpCombineMultiClr);
-    return QelPcpLib::MergeCLR(first, second, output, &progress);
+    return QelPcpLib::CombineMultiCLR(first, second, output, &progress) == 0;
 }
 
 }  // namespace brisko

@@ -2,10 +2,10 @@
 
 #include "base/checked.h"
 #include "base/file.h"
+#include "base/output_limit.h"
 #include "formats/layout.h"
 #include "writers/ij_index.h"
 
-#include <algorithm>
 #include <optional>
 
 namespace brisko {
@@ -25,13 +25,8 @@ std::optional<std::uint64_t> outputBytes(const OutputBounds& bounds) {
 }  // namespace
 
 bool mayBeWritten(const OutputBounds& bounds, const std::string& input, const std::string& output) {
-    constexpr std::uint64_t kAlways = std::uint64_t{1} << 30;
-    constexpr std::uint64_t kTimesInput = 64;
     const auto bytes = outputBytes(bounds);
-    if (!bytes) return false;
-    const auto allowance = checkedMultiply(fileLength(input.c_str()), kTimesInput);
-    const bool inProportion = !allowance || *bytes <= kAlways || *bytes - kAlways <= *allowance;
-    return inProportion && *bytes <= freeSpaceFor(output);
+    return bytes && isOutputReasonable(*bytes, fileLength(input.c_str()), output);
 }
 
 }  // namespace brisko

@@ -5,51 +5,38 @@
 
 namespace brisko {
 
-StagedScan::StagedScan(std::string output, const std::string& input)
-    : m_output(resolvedPath(output)),
-      m_inputAlignment(resolvedPath(companionForReading(input, ".alg"))) {
-    if (m_output == resolvedPath(input) || !isReplaceable(m_output)) return;
-    m_path = reserveBeside(m_output, ".cl3");
+StagedScan::StagedScan(const std::string& output, const std::string& input) {
+    if (resolveLinks(output) == resolveLinks(input) || isSameFile(output, input)) return;
+    if (!m_scan.create(output)) return;
+    const auto stage = [this](StagedFile& companion, const char* extension) {
+        companion.adopt(companionForWriting(m_scan.path(), extension),
+                        companionForWriting(m_scan.target(), extension));
+    };
+    stage(m_index, ".ij");
+    stage(m_alignment, ".alg");
+    const std::string inputAlignment = companionForReading(input, ".alg");
+    m_sharesAlignment = m_alignment.target() == resolveLinks(inputAlignment) ||
+                        isSameFile(m_alignment.target(), inputAlignment);
 }
 
-StagedScan::~StagedScan() {
-    if (!isReady()) return;
-    // What was put in place is no longer under these names.
-    for (const std::string& name : {m_path, companion(".ij"), companion(".alg")})
-        removeFile(name);
-}
-
-std::string StagedScan::companion(const std::string& extension) const {
-    return companionForWriting(m_path, extension);
-}
-
-std::string StagedScan::finalCompanion(const std::string& extension) const {
-    return companionForWriting(m_output, extension);
-}
-
-bool StagedScan::flushAll() const {
-    for (const std::string& name : {m_path, companion(".ij"), companion(".alg")}) {
-        if (fileExists(name) && !flushToDisk(name)) return false;
+bool StagedScan::syncAll(const std::function<void()>& between) const {
+    for (const StagedFile* file : {&m_scan, &m_index, &m_alignment}) {
+        if (fileExists(file->path()) && !file->sync(between)) return false;
     }
     return true;
 }
 
-/// The alignment of the input is the user's: an output that shares its ALG file has the same
-/// alignment by that.
-bool StagedScan::commitAlignment() const {
-    const std::string name = finalCompanion(".alg");
-    if (!fileExists(companion(".alg")) || resolvedPath(name) == m_inputAlignment) return true;
-    return isReplaceable(name) && renameFile(companion(".alg"), name);
+bool StagedScan::publishIfWritten(StagedFile& companion) {
+    return !fileExists(companion.path()) || companion.publish();
 }
 
-bool StagedScan::commitIndex() const {
-    return !fileExists(companion(".ij")) || renameFile(companion(".ij"), finalCompanion(".ij"));
-}
-
-bool StagedScan::commit() {
-    if (!isReady() || !flushAll()) return false;
-    return removeFile(finalCompanion(".ij")) && renameFile(m_path, m_output) && commitAlignment() &&
-           commitIndex() && flushToDisk(folderOf(m_output));
+bool StagedScan::commit(const std::function<void()>& between) {
+    if (!isReady() || !syncAll(between)) return false;
+    // The alignment of the input is the user's: an output that shares its ALG file has the same
+    // alignment by that.
+    if (m_sharesAlignment) m_alignment.discard();
+    return removeFile(m_index.target()) && m_scan.publish() && publishIfWritten(m_alignment) &&
+           publishIfWritten(m_index) && syncFolderOf(m_scan.target());
 }
 
 }  // namespace brisko

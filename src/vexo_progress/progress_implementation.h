@@ -11,6 +11,7 @@ struct Progress::Implementation : private Noncopyable {
     Implementation(Progress* progress, const std::string& label);
     /// Finishes the progress on its tracker. Deliberate: one that was never tracked is a fault in
     /// the program, and the process ends.
+    // NOLINTNEXTLINE(bugprone-exception-escape)
     ~Implementation();
 
     /// Opens the progress on a tracker, once.

@@ -31,13 +31,13 @@ void prepareRaw(const TempFolder& folder, const char* name, const test::RawSpec&
 }
 
 const std::vector<Job>& jobs() {
-    static const test::RawSpec kSpec{.blocks = 2, .columns = 120, .rows = 30};
+    static const test::RawSpec kSpec{.blocks = 2, .columns = 120, .rows = 300};
     static const std::vector<Job> all{
         {"through CL3, sorted", [](const TempFolder& f) { prepareRaw(f, "a.clr", kSpec); },
          [](const TempFolder& f, ProgressTracker* t) { return ClrToCl3IjIndexed(f / "a.clr", t); }},
         {"one pass, compressed",
          [](const TempFolder& f) {
-             prepareRaw(f, "a.clr", {.model = "RVX2000", .format = 2, .columns = 120, .rows = 30});
+             prepareRaw(f, "a.clr", {.model = "RVX2000", .format = 2, .columns = 120, .rows = 300});
          },
          [](const TempFolder& f, ProgressTracker* t) { return ClrToCl3IjIndexed(f / "a.clr", t); }},
         {"a series",
@@ -84,7 +84,8 @@ struct Scene {
             ASSERT_TRUE(bytes == before.at(name) ||
                         (whole != outputs.end() && bytes == whole->second))
                 << name;
-            if (inputs.count(name)) ASSERT_EQ(bytes, inputs.at(name)) << name;
+            const auto input = inputs.find(name);
+            ASSERT_TRUE(input == inputs.end() || bytes == input->second) << name;
         }
     }
     void expectDone() const { EXPECT_EQ(test::contentsOf(folder), outputs); }
@@ -182,7 +183,7 @@ TEST(ConversionFaults, PausesAndGoesOn) {
         vexo::ProgressRequest onUpdate(const std::string& name, float percentage, bool pausable,
                                        bool cancellable) override {
             CountingMonitor::onUpdate(name, percentage, pausable, cancellable);
-            return updates % 40 == 0 ? vexo::ProgressRequest::Pause
+            return updates % 20 == 0 ? vexo::ProgressRequest::Pause
                                      : vexo::ProgressRequest::Continue;
         }
     };
@@ -201,7 +202,7 @@ TEST(ConversionFaults, PausesAndGoesOn) {
     EXPECT_TRUE(job.run(scene.folder, &tracker));
     done = true;
     resumer.join();
-    EXPECT_GT(monitor.updates, 80);
+    EXPECT_GT(monitor.updates, 60);
     EXPECT_EQ(monitor.last, 100);
     scene.expectDone();
 }

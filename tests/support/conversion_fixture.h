@@ -63,7 +63,7 @@ public:
     std::vector<std::string> names;
 };
 
-/// The library's diagnostics on standard output, kept out of the tests' own.
+/// The library's diagnostics go to standard error while the object lives.
 class SilentOutput {
 public:
     SilentOutput();

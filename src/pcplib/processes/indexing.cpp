@@ -9,7 +9,7 @@
 #include "codec/point_buffers.h"
 #include "pcplib/processes/grid_header.h"
 #include "pcplib/processes/indexed_output.h"
-#include "pcplib/processes/process_steps.h"
+#include "pcplib/processes/process_progress.h"
 
 #include <limits>
 
@@ -20,6 +20,8 @@ using brisko::ActualCLRCodec;
 using brisko::PointBuffers;
 
 namespace {
+
+constexpr std::uint64_t kRecordBytes = brisko::cl3_record::kSize1;  // for the share that is done
 
 /// Writes a batch of points into given cells.
 bool writeBatch(IndexedOutput& output, const PointBuffers& points, const PointBuffers& cells,
@@ -35,7 +37,7 @@ bool writeBatch(IndexedOutput& output, const PointBuffers& points, const PointBu
 
 /// Walks a scan and the raw scan it came from in step. False when they do not hold as many points.
 bool transferInStep(ActualCL3Codec& scan, ActualCLRCodec& raw, IndexedOutput& output,
-                    ProcessSteps& steps) {
+                    ProcessProgress& steps) {
     PointBuffers points, cells;
     std::uint64_t done = 0;
     if (!scan.startPass() || !raw.startPass()) return false;
@@ -48,12 +50,12 @@ bool transferInStep(ActualCL3Codec& scan, ActualCLRCodec& raw, IndexedOutput& ou
         if (count == 0) return true;
         if (!writeBatch(output, points, cells, count)) return false;
         done += count;
-        steps.advanceTo(done);
+        steps.reach(done * kRecordBytes);
     }
 }
 
 /// Follows the order of an index whose tiles come band by band.
-bool transferStreaming(ActualCL3Codec& scan, IndexedOutput& output, ProcessSteps& steps) {
+bool transferStreaming(ActualCL3Codec& scan, IndexedOutput& output, ProcessProgress& steps) {
     PointBuffers points;
     std::uint64_t done = 0;
     if (!scan.startPass()) return false;
@@ -62,13 +64,13 @@ bool transferStreaming(ActualCL3Codec& scan, IndexedOutput& output, ProcessSteps
         if (count == 0) return scan.endedInStep();
         if (!writeBatch(output, points, points, count)) return false;
         done += count;
-        steps.advanceTo(done);
+        steps.reach(done * kRecordBytes);
     }
 }
 
 /// Asks for one column after the other, for an index whose tiles do not follow bands.
 bool transferByColumn(const std::string& input, ActualCL3Codec& scan, IndexedOutput& output,
-                      ProcessSteps& steps) {
+                      ProcessProgress& steps) {
     brisko::CL3CellReader reader;
     if (!reader.open(input.c_str())) return false;
     reader.setFrame(brisko::Frame::Scanner);
@@ -85,7 +87,7 @@ bool transferByColumn(const std::string& input, ActualCL3Codec& scan, IndexedOut
         }
         if (output.HasWriteError()) return false;
         done += points.size();
-        steps.advanceTo(done);
+        steps.reach(done * kRecordBytes);
     }
     // Entries that no column asked for, or two that share a record, would show here.
     return static_cast<std::uint64_t>(scan.GetPointCount()) == done && scan.endedInStep();
@@ -94,6 +96,12 @@ bool transferByColumn(const std::string& input, ActualCL3Codec& scan, IndexedOut
 /// Whether a reader delivers the tiles of an index band by band.
 bool followsBands(std::uint32_t tileSize) {
     return tileSize != 0 && brisko::kTileSize % tileSize == 0;
+}
+
+std::uint16_t closeOutput(IndexedOutput& output, bool transferred, ProcessProgress& steps) {
+    if (!output.Close() || !transferred) return indexing_result::kNotConverted;
+    steps.finish();
+    return indexing_result::kDone;
 }
 
 CL3FileHeader readHeader(const std::string& path) {
@@ -121,9 +129,10 @@ std::uint16_t Indexing(const std::string& input, const std::string& rawScan,
     GridHeader header(readHeader(input), columns, rows);
     IndexedOutput out;
     if (!out.Open(output, header, scan.alignment())) return indexing_result::kBadOutput;
-    ProcessSteps steps(callback, contents->records);
+    if (callback) callback->MarkStarted();
+    ProcessProgress steps(callback, contents->records * kRecordBytes);
     const bool transferred = transferInStep(scan, raw, out, steps);
-    return out.Close() && transferred ? indexing_result::kDone : indexing_result::kNotConverted;
+    return closeOutput(out, transferred, steps);
 }
 
 std::uint16_t Indexing2(const std::string& input, const std::string& output,
@@ -141,11 +150,14 @@ std::uint16_t Indexing2(const std::string& input, const std::string& output,
     GridHeader header(readHeader(input), columns, rows);
     IndexedOutput out;
     if (!out.Open(output, header, scan.alignment())) return indexing_result::kBadOutput;
-    if (callback) callback->ClearAbort();
-    ProcessSteps steps(callback, contents->records);
+    if (callback) {
+        callback->ClearAbort();
+        callback->MarkStarted();
+    }
+    ProcessProgress steps(callback, contents->records * kRecordBytes);
     const bool transferred = followsBands(tileSize) ? transferStreaming(scan, out, steps)
                                                     : transferByColumn(input, scan, out, steps);
-    return out.Close() && transferred ? indexing_result::kDone : indexing_result::kNotConverted;
+    return closeOutput(out, transferred, steps);
 }
 
 }  // namespace QelPcpLib

@@ -9,7 +9,7 @@
 #include "pcplib/processes/grid_header.h"
 #include "pcplib/processes/indexed_output.h"
 #include "pcplib/processes/indexing.h"
-#include "pcplib/processes/process_steps.h"
+#include "pcplib/processes/process_progress.h"
 
 #include <vector>
 
@@ -20,8 +20,10 @@ using brisko::PointBuffers;
 
 namespace {
 
+constexpr std::uint64_t kRecordBytes = brisko::cl3_record::kSize1;  // for the share that is done
+
 bool sortByBands(ActualCL3Codec& scan, const AngleGrid& grid, BandSpill& spill,
-                 ProcessSteps& steps) {
+                 ProcessProgress& steps) {
     PointBuffers points;
     std::uint64_t done = 0;
     if (!scan.startPass()) return false;
@@ -36,7 +38,7 @@ bool sortByBands(ActualCL3Codec& scan, const AngleGrid& grid, BandSpill& spill,
             if (!spill.add(point)) return false;
         }
         done += count;
-        steps.advanceTo(done);
+        steps.reach(done * kRecordBytes);
     }
 }
 
@@ -85,13 +87,13 @@ private:
 };
 
 bool placeAll(const AngleGrid& grid, BandSpill& spill, IndexedOutput& output, std::uint64_t records,
-              ProcessSteps& steps) {
+              ProcessProgress& steps) {
     BandPlacer placer(grid, output);
     const auto bands =
         static_cast<std::uint32_t>(brisko::divideRoundingUp(grid.columns(), brisko::kTileSize));
     for (std::uint32_t band = 0; band < bands; ++band) {
         if (!placer.place(band, spill)) return false;
-        steps.advanceTo(records + placer.placed());
+        steps.reach((records + placer.placed()) * kRecordBytes);
     }
     return placer.isComplete();
 }
@@ -117,10 +119,13 @@ std::uint16_t IndexingByAngles(const std::string& input, const std::string& outp
     if (!spill.isOpen() || !out.Open(output, gridHeader, scan.alignment())) {
         return indexing_result::kBadOutput;
     }
-    ProcessSteps steps(callback, 2 * contents->records);
+    if (callback) callback->MarkStarted();
+    ProcessProgress steps(callback, 2 * contents->records * kRecordBytes);
     const bool placed = sortByBands(scan, *grid, spill, steps) &&
                         placeAll(*grid, spill, out, contents->records, steps);
-    return out.Close() && placed ? indexing_result::kDone : indexing_result::kNotConverted;
+    if (!out.Close() || !placed) return indexing_result::kNotConverted;
+    steps.finish();
+    return indexing_result::kDone;
 }
 
 }  // namespace QelPcpLib
