@@ -28,7 +28,7 @@ public:
     }
 
     ~Buffer() override {
-        sync();
+        Buffer::sync();
         std::cout.rdbuf(m_before);
         std::fflush(stdout);
         if (m_output < 0) return;
@@ -60,7 +60,7 @@ protected:
 private:
     int m_output = -1;
     std::streambuf* m_before = nullptr;
-    std::array<char, 4096> m_bytes;
+    std::array<char, 4096> m_bytes{};
 };
 
 ResultsChannel::ResultsChannel() : m_buffer(std::make_unique<Buffer>()) {
