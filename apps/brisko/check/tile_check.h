@@ -37,13 +37,13 @@ private:
     ScanCheck& m_check;
     std::string m_path;
     ByteStream m_stream;
-    bool m_walks = false;
     std::uint32_t m_tileSize = 0;
     std::uint64_t m_tiles = 0;
     std::uint64_t m_tilesDown = 0;  // of a column of tiles
     std::uint64_t m_next = 0;
     std::uint64_t m_begin = 0;    // of the tile
     std::uint32_t m_entries = 0;  // of the tile that stand for a point
+    bool m_walks;                 // the last member: the header fills in what stands above
 };
 
 }  // namespace brisko::tool

@@ -21,9 +21,9 @@ double slack(double step, double distance) {
 std::optional<DirectionRange::Axis> DirectionRange::axis(float start, float stop, float step) {
     const Axis axis{std::min(start, stop), std::max(start, stop), std::abs(step)};
     const double span = axis.high - axis.low;
-    constexpr double kRounding = 0.01;  // degrees
+    constexpr double kMost = 720;  // degrees; a full turn may overlap its own start
     if (!std::isfinite(start) || !std::isfinite(stop) || !std::isfinite(axis.step)) return {};
-    if (!(span > 0) || span > 360 + kRounding || !(axis.step > 0)) return {};
+    if (!(span > 0) || span > kMost || !(axis.step > 0)) return {};
     return axis;
 }
 
