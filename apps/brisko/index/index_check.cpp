@@ -33,7 +33,8 @@ struct Tally {
         std::uint64_t one = mixed(1, std::bit_cast<std::uint64_t>(p.x));
         one = mixed(one, std::bit_cast<std::uint64_t>(p.y));
         one = mixed(one, std::bit_cast<std::uint64_t>(p.z));
-        const std::uint32_t colour = p.red | p.green << 8 | p.blue << 16;
+        const std::uint32_t colour =
+            p.red | std::uint32_t{p.green} << 8 | std::uint32_t{p.blue} << 16;
         one = mixed(one, std::uint64_t{std::bit_cast<std::uint32_t>(p.intensity)} << 32 | colour);
         if (withCell) one = mixed(one, std::uint64_t{p.column} << 32 | p.row);
         ++points;

@@ -179,22 +179,32 @@ void TileWalk::takeCells(std::uint64_t tile, std::uint64_t block, std::uint64_t 
     m_salvage->losses.add({"cell", m_scanPath, tile, block, text});
 }
 
+/// The tiles from one on, whose blocks the scan does not reach.
+void TileWalk::loseRest(std::uint64_t tile) {
+    std::uint64_t lost = 0;
+    for (std::uint64_t rest = tile; rest < m_tiles && readEntries(rest); ++rest) {
+        throwIfInterrupted();
+        lost += m_entries.size();
+    }
+    m_salvage->lostCells += lost;
+    m_salvage->lostRecords += lost;
+    m_salvage->losses.add({"cell", m_scanPath, tile, m_scan.size(),
+                           countOf(lost, "cell") + " lost: the file does not reach the last " +
+                               countOf(m_tiles - tile, "block")});
+}
+
 void TileWalk::run(Salvage& salvage, Progress& progress, const Sink& sink) {
     m_salvage = &salvage;
     std::uint64_t block = cl3::kHeader;
-    bool whole = true;
-    for (std::uint64_t tile = 0; tile < m_tiles && whole; ++tile) {
+    for (std::uint64_t tile = 0; tile < m_tiles; ++tile) {
+        if (block >= m_scan.size()) return loseRest(tile);
         m_badEntries = 0;
         std::uint32_t ofTile = 0, ofBlock = 0;
         announcedRecords(block, ofBlock);
-        whole = announcedPoints(tile, ofTile) && readEntries(tile);
+        const bool whole = announcedPoints(tile, ofTile) && readEntries(tile);
         const std::uint32_t records = chooseRecords(tile, block);
         putInSequence();
-        if (!whole) {
-            salvage.losses.add({"index", m_indexPath, tile, m_index.size(),
-                                "the index ends here; the cells of what follows are not known "
-                                "(--plain keeps the points, without cells)"});
-        } else if (block < m_scan.size() && (records != ofTile || records != ofBlock)) {
+        if (whole && (records != ofTile || records != ofBlock)) {
             salvage.losses.add({"count", m_scanPath, tile, block,
                                 "the block announces " + countOf(ofBlock, "record") +
                                     ", its tile " + std::to_string(ofTile) + "; " +
@@ -207,7 +217,14 @@ void TileWalk::run(Salvage& salvage, Progress& progress, const Sink& sink) {
         block += cl3::kBlockHeader + records * m_recordSize;
         progress.advanceTo(std::min(block, m_scan.size()) +
                            std::min(tileOffset(tile + 1), m_index.size()));
+        if (!whole) return loseIndex(tile);
     }
+}
+
+void TileWalk::loseIndex(std::uint64_t tile) {
+    m_salvage->losses.add({"index", m_indexPath, tile, m_index.size(),
+                           "the index ends here; the cells of what follows are not known (--plain "
+                           "keeps the points, without cells)"});
 }
 
 }  // namespace brisko::tool

@@ -49,6 +49,8 @@ private:
     std::uint32_t chooseRecords(std::uint64_t tile, std::uint64_t block);
     bool readEntries(std::uint64_t tile);
     void putInSequence();
+    void loseRest(std::uint64_t tile);
+    void loseIndex(std::uint64_t tile);
     void takeCells(std::uint64_t tile, std::uint64_t block, std::uint64_t records);
 
     std::string m_scanPath, m_indexPath;
