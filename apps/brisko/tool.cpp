@@ -2,11 +2,11 @@
 
 #include "commands.h"
 #include "common/choice.h"
+#include "common/results_channel.h"
 
 #include <brisko_codec/version.h>
 
 #include <cstdio>
-#include <iostream>
 #include <map>
 #include <vector>
 
@@ -77,9 +77,8 @@ ExitCode runGuarded(const std::vector<Command>& commands) {
 }
 
 /// Results that nobody received were not delivered.
-ExitCode flushResults(ExitCode code) {
-    std::cout.flush();
-    if (std::cout || code != ExitCode::Done) return code;
+ExitCode delivered(ResultsChannel& results, ExitCode code) {
+    if (results.flush() || code != ExitCode::Done) return code;
     complain("standard output: the results could not be written");
     return ExitCode::NotWritten;
 }
@@ -87,6 +86,7 @@ ExitCode flushResults(ExitCode code) {
 }  // namespace
 
 int runTool(int argc, const char* const* argv) {
+    ResultsChannel results;
     CLI::App tool("Looks at, converts and simulates scans of terrestrial laser scanners.",
                   "brisko");
     CommonOptions common;
@@ -98,10 +98,10 @@ int runTool(int argc, const char* const* argv) {
         tool.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         // Also how --help and --version end; they are no errors.
-        return tool.exit(error) == 0 ? number(flushResults(ExitCode::Done))
+        return tool.exit(error) == 0 ? number(delivered(results, ExitCode::Done))
                                      : number(ExitCode::Usage);
     }
-    return number(flushResults(runGuarded(commands)));
+    return number(delivered(results, runGuarded(commands)));
 }
 
 }  // namespace brisko::tool

@@ -198,11 +198,35 @@ bool syncFile(const std::string& path, const std::function<void()>& between) {
     return fsync(descriptor) == 0;
 }
 
-std::uint64_t freeSpaceBeside(const std::string& path) {
+namespace {
+
+std::string folderOf(const std::string& path) {
     const std::size_t slash = path.rfind('/');
-    const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    return slash == std::string::npos ? "." : path.substr(0, slash + 1);
+}
+
+}  // namespace
+
+bool syncFolderOf(const std::string& path) {
+    const int descriptor = open(folderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor < 0) return false;
+    // Some file systems have no fsync for folders; there is nothing to do then.
+    const bool synced = fsync(descriptor) == 0 || errno == EINVAL || errno == EROFS;
+    const ErrnoKeeper keeper;
+    close(descriptor);
+    return synced;
+}
+
+bool fileExists(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0;
+}
+
+std::uint64_t freeSpaceBeside(const std::string& path) {
     struct statvfs status {};
-    if (statvfs(folder.c_str(), &status) != 0) return std::numeric_limits<std::uint64_t>::max();
+    if (statvfs(folderOf(path).c_str(), &status) != 0) {
+        return std::numeric_limits<std::uint64_t>::max();
+    }
     return std::uint64_t{status.f_bavail} * status.f_frsize;
 }
 

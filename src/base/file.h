@@ -67,6 +67,13 @@ void copyPermissions(const std::string& from, const std::string& to);
 /// Returns false with errno set when the disk did not take it.
 bool syncFile(const std::string& path, const std::function<void()>& between);
 
+/// Sees that the names in the folder of a path are on the disk. Returns false with errno set when
+/// the disk did not take them.
+bool syncFolderOf(const std::string& path);
+
+/// Whether anything is there, of whatever kind.
+bool fileExists(const std::string& path);
+
 /// Bytes that can still be written in the folder of a path; the largest number when that cannot be
 /// told.
 std::uint64_t freeSpaceBeside(const std::string& path);

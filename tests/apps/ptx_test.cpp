@@ -34,7 +34,7 @@ TEST(PtxReader, GivesPointsTheirCellsAndPassesOverEmptyOnes) {
     writeFile(path, ptxText(2, 3,
                             "1.5 -2 3e0 0.25\n0 0 0 0.5\n 4\t5  6 1 \n"
                             "0 0 0 0.5\n+7 8 9 0\n0 0 -0.001 0.5"));
-    for (const std::size_t capacity : {1, 2, 1000}) {
+    for (const std::size_t capacity : {1u, 2u, 1000u}) {
         const std::vector<CellPoint> points = readPtx(path, capacity);
         ASSERT_EQ(points.size(), 4u);
         EXPECT_EQ(points[0].x, 1.5);

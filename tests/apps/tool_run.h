@@ -60,6 +60,11 @@ inline std::string ptxText(int columns, int rows, const std::string& cells,
     return std::to_string(columns) + "\n" + std::to_string(rows) + "\n" + frameLines + cells;
 }
 
+/// A file's name from its parts.
+inline std::string named(std::string name, const char* extension) {
+    return name.append(extension);
+}
+
 inline bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }

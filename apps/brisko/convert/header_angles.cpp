@@ -43,9 +43,10 @@ bool isWhole(const ScanFacts& input, const CellWindow& window) {
            window.endRow == input.rows;
 }
 
-/// "CL3_0.7" in a CLR file would be a lie; CLR files carry what their scanner wrote.
-void dropForeignVersion(CLFileHeader& header) {
-    if (header.GetFileVersion().starts_with("CL3")) header.SetFileVersion("");
+/// The writers put their version into CL3 files; in CLR files they leave what they are given.
+void setRawVersion(CLFileHeader& header) {
+    const std::string version = header.GetFileVersion();
+    if (version.front() == '\0' || version.starts_with("CL3")) header.SetFileVersion("CLR_0.7");
 }
 
 }  // namespace
@@ -54,7 +55,6 @@ CLRFileHeader outputHeader(const ScanFacts& input, const CellWindow& window) {
     CLRFileHeader header;
     if (input.header) {
         static_cast<CLFileHeader&>(header) = *input.header;
-        dropForeignVersion(header);
         if (!isWhole(input, window)) {
             const CLFileHeader& from = *input.header;
             setAzimuth(
@@ -66,6 +66,7 @@ CLRFileHeader outputHeader(const ScanFacts& input, const CellWindow& window) {
                       window.firstRow, window.endRow);
         }
     }
+    setRawVersion(header);
     header.SetAzimuthResolution(static_cast<int>(window.endColumn - window.firstColumn));
     header.SetZenithResolution(static_cast<int>(window.endRow - window.firstRow));
     return header;

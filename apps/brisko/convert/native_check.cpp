@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::uint64_t kIndexHeader = 48;  // bytes
 constexpr std::uint64_t kTileHeader = 12;
-constexpr std::uint64_t kEntriesOfTile = 256 * 256;
+constexpr std::uint64_t kEntriesOfTile = std::uint64_t{256} * 256;
 
 [[noreturn]] void failCheck(const OutputTarget& target, const std::string& what) {
     throw Failure(ExitCode::NotWritten, target.shownPath +
@@ -64,11 +64,8 @@ void checkEntries(const OutputTarget& target, const IndexLayout& index) {
 }  // namespace
 
 void failToWrite(const std::string& shownPath) {
-    const int reason = errno;
-    throw Failure(ExitCode::NotWritten,
-                  shownPath + ": cannot be written" +
-                      (reason != 0 ? std::string(": ") + std::strerror(reason) : "") +
-                      "; is the disk full?");
+    const std::string reason = errno != 0 ? std::strerror(errno) : "the disk may be full";
+    throw Failure(ExitCode::NotWritten, shownPath + ": cannot be written: " + reason);
 }
 
 void writeAlignmentBeside(const OutputTarget& target, const PointBox& box) {

@@ -13,7 +13,7 @@ class ProcessProgress {
 public:
     /// callback: null for none. Begins process 1 of a driver.
     explicit ProcessProgress(CProgressCallback* callback, std::uint64_t total)
-        : m_callback(callback), m_total(total) {
+        : m_callback(callback), m_total(total), m_interval(std::min(kInterval, total / kReports)) {
         if (!m_callback) return;
         m_callback->SetPos(0);
         m_callback->SetProcNo(1);
@@ -22,7 +22,7 @@ public:
     /// So much is done. What the callback throws comes out.
     void reach(std::uint64_t done) {
         if (done < m_next || !m_callback) return;
-        m_next = done + kInterval;
+        m_next = done + m_interval;
         m_callback->SetPos(percent(done));
         m_callback->Poll();
     }
@@ -36,8 +36,10 @@ public:
     }
 
 private:
-    /// Bytes between two reports: a few milliseconds of work, fifty on a slow disk.
+    /// Bytes between two reports: a few milliseconds of work, fifty on a slow disk; less where the
+    /// whole is so little that per cent would be left out.
     static constexpr std::uint64_t kInterval = std::uint64_t{1} << 20;
+    static constexpr std::uint64_t kReports = 200;
 
     std::uint16_t percent(std::uint64_t done) const {
         if (done >= m_total) return 100;
@@ -47,6 +49,7 @@ private:
 
     CProgressCallback* m_callback;
     std::uint64_t m_total;
+    std::uint64_t m_interval;
     std::uint64_t m_next = 0;
 };
 
