@@ -62,7 +62,7 @@ ExitCode runGuarded(const std::vector<Command>& commands) {
     try {
         return runParsed(commands);
     } catch (const Interrupted&) {
-        complain("stopped; nothing was left behind");
+        complain("stopped; nothing half-done was left behind");
         return ExitCode::Interrupted;
     } catch (const Failure& failure) {
         complain(failure.what());
@@ -91,9 +91,10 @@ int runTool(int argc, const char* const* argv) {
                   "brisko");
     CommonOptions common;
     addCommonOptions(tool, common);
-    const std::vector<Command> commands = {addInfo(tool, common), addSimulate(tool, common),
+    const std::vector<Command> commands = {addInfo(tool, common),    addSimulate(tool, common),
                                            addConvert(tool, common), addPanorama(tool, common),
-                                           addCell(tool, common)};
+                                           addCell(tool, common),    addIndex(tool, common),
+                                           addCheck(tool, common),   addRepair(tool, common)};
     try {
         tool.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -4,6 +4,7 @@
 #include "common/input_file.h"
 #include "common/progress.h"
 #include "convert/point_filter.h"
+#include "scan/native_layout.h"
 #include "scan/scan_layout.h"
 
 #include <cerrno>
@@ -14,8 +15,6 @@
 namespace brisko::tool {
 namespace {
 
-constexpr std::uint64_t kIndexHeader = 48;  // bytes
-constexpr std::uint64_t kTileHeader = 12;
 constexpr std::uint64_t kEntriesOfTile = std::uint64_t{256} * 256;
 
 [[noreturn]] void failCheck(const OutputTarget& target, const std::string& what) {
@@ -42,8 +41,8 @@ void checkAlignment(const OutputTarget& target) {
 /// The entries of each tile number its points 1, 2, 3 and so on.
 void checkEntries(const OutputTarget& target, const IndexLayout& index) {
     InputFile file(index.path);
-    std::vector<std::uint8_t> tile(kTileHeader + 4 * kEntriesOfTile);
-    std::uint8_t header[kIndexHeader];
+    std::vector<std::uint8_t> tile(ij::kTileHeader + 4 * kEntriesOfTile);
+    std::uint8_t header[ij::kHeader];
     require(file.read(header, sizeof header) == sizeof header, target, "index header");
     for (std::uint32_t k = 0; k < index.tiles; ++k) {
         throwIfInterrupted();
@@ -53,7 +52,7 @@ void checkEntries(const OutputTarget& target, const IndexLayout& index) {
         std::uint32_t points = 0;
         for (std::uint64_t i = 0; i < kEntriesOfTile; ++i) {
             std::uint32_t entry = 0;
-            std::memcpy(&entry, tile.data() + kTileHeader + 4 * i, sizeof entry);
+            std::memcpy(&entry, tile.data() + ij::kTileHeader + 4 * i, sizeof entry);
             if (entry == 0) continue;
             require(entry == ++points, target, "index entries");
         }
