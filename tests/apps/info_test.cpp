@@ -170,7 +170,8 @@ TEST(Tool, ResultsThatCannotBeDeliveredAreAnError) {
 
 TEST(Tool, TellsItsVersionAndHelp) {
     EXPECT_EQ(run({"--version"}).out, "brisko 1.3.0\n");
-    for (const char* command : {"info", "convert", "panorama", "cell", "simulate"}) {
+    for (const char* command :
+         {"info", "convert", "panorama", "cell", "simulate", "index", "check", "repair"}) {
         const ToolRun help = run({command, "--help"});
         EXPECT_EQ(help.code, 0) << command;
         EXPECT_TRUE(contains(help.out, "Usage: brisko " + std::string(command))) << help.out;

@@ -10,7 +10,7 @@ namespace brisko::tool {
 namespace {
 
 ProgressState state(std::uint64_t done, std::uint64_t total, double seconds) {
-    return {"convert", "points", done, total, seconds, false};
+    return {"convert", "points", done, total, seconds, false, ""};
 }
 
 TEST(ProgressLine, TellsShareRateAndTimeLeft) {
@@ -50,7 +50,14 @@ TEST(ProgressLine, IsAnObjectForPrograms) {
     EXPECT_EQ(known["seconds"], 1.25);
     EXPECT_EQ(known["finished"], false);
     EXPECT_TRUE(nlohmann::json::parse(jsonLine(state(5, 0, 1)))["total"].is_null());
-    EXPECT_NO_THROW(jsonLine({"\xff", "points", 0, 0, 0, true}));
+    EXPECT_NO_THROW(jsonLine({"\xff", "points", 0, 0, 0, true, ""}));
+    ProgressState staged = state(5, 10, 1);
+    staged.stage = "Pcp Indexing1";
+    EXPECT_EQ(nlohmann::json::parse(jsonLine(staged))["stage"], "Pcp Indexing1");
+    EXPECT_EQ(plainLine(staged), "convert: 50 %, 5 points/s, 0:01 left, Pcp Indexing1");
+    EXPECT_EQ(barLine(staged, 70),
+              "convert  [#######........]  50 %  5 points/s  0:01 left  Pcp Indexing1");
+    EXPECT_EQ(barLine(staged, 60), barLine(state(5, 10, 1), 60));  // no room for it
 }
 
 TEST(Progress, IsSilentForShortWorkAndTellsTheEndOfLongWork) {

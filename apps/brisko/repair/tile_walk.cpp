@@ -165,10 +165,13 @@ void TileWalk::takeCells(std::uint64_t tile, std::uint64_t block, std::uint64_t 
         }
     }
     const std::uint64_t lost = missing + unreadable + m_badEntries;
+    const std::uint64_t numbered = m_entries.size() + m_badEntries;
+    const std::uint64_t homeless = records > numbered ? records - numbered : 0;
     m_salvage->lostCells += lost;
-    m_salvage->lostRecords += unreadable;
-    if (lost == 0) return;
+    m_salvage->lostRecords += unreadable + homeless;
+    if (lost + homeless == 0) return;
     std::string text = countOf(lost, "cell") + " lost:";
+    if (homeless > 0) text += " " + countOf(homeless, "record") + " without a cell;";
     if (missing > 0) text += " " + countOf(missing, "record") + " not in the file;";
     if (unreadable > 0) text += " " + countOf(unreadable, "record") + " without finite numbers;";
     if (m_badEntries > 0) text += " " + std::to_string(m_badEntries) + " entries out of sequence;";
@@ -182,7 +185,8 @@ void TileWalk::run(Salvage& salvage, Progress& progress, const Sink& sink) {
     bool whole = true;
     for (std::uint64_t tile = 0; tile < m_tiles && whole; ++tile) {
         m_badEntries = 0;
-        std::uint32_t ofTile = 0;
+        std::uint32_t ofTile = 0, ofBlock = 0;
+        announcedRecords(block, ofBlock);
         whole = announcedPoints(tile, ofTile) && readEntries(tile);
         const std::uint32_t records = chooseRecords(tile, block);
         putInSequence();
@@ -190,10 +194,11 @@ void TileWalk::run(Salvage& salvage, Progress& progress, const Sink& sink) {
             salvage.losses.add({"index", m_indexPath, tile, m_index.size(),
                                 "the index ends here; the cells of what follows are not known "
                                 "(--plain keeps the points, without cells)"});
-        } else if (records != ofTile || m_entries.size() + m_badEntries != ofTile) {
-            salvage.losses.add(
-                {"index", m_indexPath, tile, tileOffset(tile),
-                 "block, tile and entries disagree; " + countOf(records, "record") + " taken"});
+        } else if (block < m_scan.size() && (records != ofTile || records != ofBlock)) {
+            salvage.losses.add({"count", m_scanPath, tile, block,
+                                "the block announces " + countOf(ofBlock, "record") +
+                                    ", its tile " + std::to_string(ofTile) + "; " +
+                                    std::to_string(records) + " taken"});
         }
         const std::uint64_t there = std::min<std::uint64_t>(records, wholeRecords(block));
         salvage.lostRecords += records - there;
