@@ -1,12 +1,9 @@
 #include "pcplib/processes/merge_clr.h"
 
-#include "support/file_size_limit.h"
-#include "support/read_points.h"
+#include "pcplib/process_fixture.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <filesystem>
+#include <numeric>
 
 namespace QelPcpLib {
 namespace {
@@ -16,38 +13,34 @@ using brisko::test::ByteWriter;
 using brisko::test::clrHeader;
 using brisko::test::ClrRecord;
 using brisko::test::clrRecords;
+using brisko::test::readScan;
 using brisko::test::TempFolder;
 using Names = std::vector<std::string>;
 
 constexpr std::int32_t kColumns = 3, kRows = 260;
 constexpr std::size_t kBlock = 1 + 20 * kColumns * kRows;
 
-/// The records of a block: every third cell holds a point.
-std::vector<ClrRecord> cells(std::int32_t seed) {
-    std::vector<ClrRecord> records(kColumns * kRows);
-    for (std::size_t i = 0; i < records.size(); i += 3)
-        records[i] = {seed * 1000 + static_cast<std::int32_t>(i), seed, 50, 0, 9};
-    return records;
-}
-
-Bytes plainBlock(std::uint8_t flag, const std::vector<ClrRecord>& records) {
-    return ByteWriter().u8(flag).bytes(clrRecords(records));
-}
-
-Bytes compressedBlock(std::uint8_t flag, const std::vector<ClrRecord>& records) {
-    Bytes bytes{flag};
-    std::vector<brisko::RawRecord> line;
-    for (const ClrRecord& r : records) {
-        line.push_back({r.x, r.y, r.z, r.fourth, r.intensity});
-        if (line.size() < kRows) continue;
-        brisko::encodeCompressedLine(line.data(), line.size(), bytes);
-        line.clear();
+/// A block in which every third cell holds a point; without a seed none does.
+Bytes block(std::uint32_t format, std::uint8_t flag, std::int32_t seed) {
+    ByteWriter bytes;
+    bytes.u8(flag);
+    for (std::int32_t column = 0; column < kColumns; ++column) {
+        std::vector<ClrRecord> line(kRows);
+        for (std::size_t i = 0; i < kRows && seed != 0; i += 3)
+            line[i] = {seed * 1000 + column * kRows + static_cast<std::int32_t>(i), seed, 50, 0, 9};
+        bytes.bytes(format == 2 ? compressedLine(line) : clrRecords(line));
     }
     return bytes;
 }
 
-Bytes block(std::uint32_t format, std::uint8_t flag, std::int32_t seed) {
-    return format == 2 ? compressedBlock(flag, cells(seed)) : plainBlock(flag, cells(seed));
+/// A file of such blocks, flags 1, 2 and so on.
+Bytes fileOf(std::uint32_t format, const std::vector<std::int32_t>& seeds) {
+    ByteWriter bytes;
+    bytes.bytes(clrHeader(kColumns, kRows, format, static_cast<std::uint32_t>(seeds.size())));
+    std::uint8_t flag = 0;
+    for (const std::int32_t seed : seeds)
+        bytes.bytes(block(format, ++flag, seed));
+    return bytes;
 }
 
 /// Two files of a series, and where they go.
@@ -67,29 +60,24 @@ struct Series {
 
 TEST(CombineMultiCLR, AppendsTheBlocksOfTheSecondFile) {
     for (const std::uint32_t format : {0U, 1U, 2U, 3U}) {
-        const Bytes x = block(format, 1, 1), y = block(format, 2, 2), z = block(format, 3, 3);
-        Bytes header = clrHeader(kColumns, kRows, format, 1);
-        header[0] = 'H';  // whatever the header holds
-        header[79] = 0xAB;
+        Bytes first = fileOf(format, {1}), second = fileOf(format, {2, 3});
+        first[0] = 'H';  // whatever the header holds
+        first[79] = 0xAB;
         // What stands behind the blocks of the first file stays there.
-        const Series series(
-            ByteWriter().bytes(header).bytes(x).u32(0x01010101),
-            ByteWriter().bytes(clrHeader(kColumns, kRows, format, 2)).bytes(y).bytes(z));
+        const Series series(ByteWriter().bytes(first).u32(0x01010101), second);
         EXPECT_EQ(series.merge(), 0);
-        header[116] = 3;
-        EXPECT_TRUE(series.merged() == Bytes(ByteWriter().bytes(header).bytes(x).bytes(y).bytes(z)))
-            << format;
+        first[116] = 3;
+        second.erase(second.begin(), second.begin() + 120);
+        EXPECT_TRUE(series.merged() == ByteWriter().bytes(first).bytes(second).done()) << format;
         EXPECT_EQ(series.folder.names(), (Names{"a.clr", "a_000.clr", "a_001.clr"}));
     }
 }
 
 TEST(CombineMultiCLR, WhatACutPlainFileLacksBecomesEmptyCells) {
-    const Bytes whole = ByteWriter()
-                            .bytes(clrHeader(kColumns, kRows, 0, 2))
-                            .bytes(block(0, 1, 1))
-                            .bytes(block(0, 2, 2));
+    const Bytes whole = fileOf(0, {1, 2});
     for (const std::size_t size : {120UL, 121UL, 130UL, 120 + kBlock, whole.size() - 1}) {
-        Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
+        Bytes cut = whole;
+        cut.resize(size);
         const Series series(cut, cut);
         EXPECT_EQ(series.merge(), 0);
         cut.resize(whole.size());
@@ -101,25 +89,20 @@ TEST(CombineMultiCLR, WhatACutPlainFileLacksBecomesEmptyCells) {
 }
 
 TEST(CombineMultiCLR, WhatACutCompressedFileLacksBecomesEmptyCells) {
-    const Bytes empty = ByteWriter()
-                            .bytes(clrHeader(kColumns, kRows, 2, 1))
-                            .bytes(compressedBlock(0, std::vector<ClrRecord>(kColumns * kRows)));
-    const Bytes whole = ByteWriter()
-                            .bytes(clrHeader(kColumns, kRows, 2, 2))
-                            .bytes(block(2, 1, 1))
-                            .bytes(block(2, 2, 2));
+    const Bytes empty = fileOf(2, {0}), whole = fileOf(2, {1, 2});
     for (std::size_t size = 120; size < whole.size(); size += 97) {
-        const Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
-        const Series cutFirst(cut, empty), cutSecond(empty, cut), behindCut(cut, whole);
-        const auto points = brisko::test::readScan<CLRGridCodec>(cutFirst.a);
-        EXPECT_EQ(cutFirst.merge(), 0);
-        EXPECT_EQ(brisko::test::readScan<CLRGridCodec>(cutFirst.output), points) << size;
-        EXPECT_EQ(cutSecond.merge(), 0);
-        EXPECT_EQ(brisko::test::readScan<CLRGridCodec>(cutSecond.output), points) << size;
+        Bytes cut = whole;
+        cut.resize(size);
+        const auto mergedPoints = [](const Series& series) {
+            EXPECT_EQ(series.merge(), 0);
+            return readScan<CLRGridCodec>(series.output);
+        };
+        const Series cutFirst(cut, empty), behindCut(cut, whole);
+        const auto points = readScan<CLRGridCodec>(cutFirst.a);
+        EXPECT_EQ(mergedPoints(cutFirst), points) << size;
+        EXPECT_EQ(mergedPoints(Series(empty, cut)), points) << size;
         // The blocks of the second file are where a reader looks for them.
-        EXPECT_EQ(behindCut.merge(), 0);
-        EXPECT_EQ(brisko::test::readScan<CLRGridCodec>(behindCut.output),
-                  brisko::test::readScan<CLRGridCodec>(behindCut.b));
+        EXPECT_EQ(mergedPoints(behindCut), readScan<CLRGridCodec>(behindCut.b));
     }
 }
 
@@ -128,8 +111,7 @@ TEST(CombineMultiCLR, TakesSortedCopiesOfCompressedScansAsPlainRecords) {
     const Series series(file, file);
     EXPECT_EQ(series.merge(), 0);
     EXPECT_EQ(series.merged().size(), 120 + 2 * kBlock);
-    EXPECT_EQ(brisko::test::readScan<CLRGridCodec>(series.output),
-              brisko::test::readScan<CLRGridCodec>(series.a));
+    EXPECT_EQ(readScan<CLRGridCodec>(series.output), readScan<CLRGridCodec>(series.a));
 }
 
 /// A process polls once for every megabyte.
@@ -139,13 +121,11 @@ struct CallCounter : CProgressCallback {
 };
 
 TEST(CombineMultiCLR, RefusesFilesThatDoNotFitOrClaimTooMuch) {
-    const auto header = [](std::int32_t columns, std::int32_t rows, std::uint32_t format,
-                           std::uint32_t blocks) {
-        return clrHeader(columns, rows, format, blocks);
-    };
+    const auto header = clrHeader;
+    constexpr std::uint32_t kMostBlocks = 4294967295;
+    constexpr std::int32_t kMost = 2147483647;
     const Bytes damaged = ByteWriter().bytes(header(1, 1, 2, 1)).u8(0).u32(5001).bytes(Bytes(6000));
-    const Bytes compressed =
-        ByteWriter().bytes(header(kColumns, kRows, 2, 1)).bytes(block(2, 0, 1));
+    const Bytes compressed = fileOf(2, {1});
     const Bytes sortedCopy =
         ByteWriter().bytes(header(kColumns, kRows, 2, 1)).bytes(block(0, 0, 1));
     const struct {
@@ -158,13 +138,12 @@ TEST(CombineMultiCLR, RefusesFilesThatDoNotFitOrClaimTooMuch) {
         {"unknown point format", header(2, 2, 4, 0), header(2, 2, 4, 0)},
         {"negative columns", header(-2, 2, 0, 0), header(-2, 2, 0, 0)},
         {"negative rows", header(2, -2, 0, 0), header(2, -2, 0, 0)},
-        {"too many blocks", header(0, 0, 0, 4294967295), header(0, 0, 0, 1)},
-        {"four gigabytes of flags", header(0, 0, 0, 4294967295), header(0, 0, 0, 0)},
-        {"the same, compressed", header(0, 0, 2, 4294967295), header(0, 0, 2, 0)},
-        {"endless", header(2147483647, 2147483647, 0, 4294967294),
-         header(2147483647, 2147483647, 0, 1)},
-        {"the same, compressed", header(2147483647, 2147483647, 2, 4294967294),
-         header(2147483647, 2147483647, 2, 1)},
+        {"too many blocks", header(0, 0, 0, kMostBlocks), header(0, 0, 0, 1)},
+        {"four gigabytes of flags", header(0, 0, 0, kMostBlocks), header(0, 0, 0, 0)},
+        {"the same, compressed", header(0, 0, 2, kMostBlocks), header(0, 0, 2, 0)},
+        {"endless", header(kMost, kMost, 0, kMostBlocks - 1), header(kMost, kMost, 0, 1)},
+        {"the same, compressed", header(kMost, kMost, 2, kMostBlocks - 1),
+         header(kMost, kMost, 2, 1)},
         {"large", header(40'000, 40'000, 1, 1), header(40'000, 40'000, 1, 1)},
         {"the same, compressed", header(40'000, 40'000, 2, 1), header(40'000, 40'000, 2, 1)},
         {"damage", damaged, damaged},
@@ -181,7 +160,7 @@ TEST(CombineMultiCLR, RefusesFilesThatDoNotFitOrClaimTooMuch) {
 }
 
 TEST(CombineMultiCLR, NeverWritesOverItsInputs) {
-    const Bytes file = ByteWriter().bytes(clrHeader(kColumns, kRows, 0, 1)).bytes(block(0, 0, 1));
+    const Bytes file = fileOf(0, {1});
     const Series series(file, file);
     std::filesystem::create_symlink("a_001.clr", series.output);
     EXPECT_EQ(series.merge(), 1);
@@ -192,46 +171,16 @@ TEST(CombineMultiCLR, NeverWritesOverItsInputs) {
     EXPECT_EQ(series.folder.names().size(), 3U);
 }
 
-/// Gives up at a call of the process.
-class Impatient : public CProgressCallback {
-public:
-    explicit Impatient(int calls) : m_left(calls) {}
-    void Poll() override {
-        if (m_left-- == 0) throw 0;
-    }
-
-private:
-    int m_left;
-};
-
 TEST(CombineMultiCLR, AFullDiskOrACancellationLeavesTheEarlierOutput) {
+    std::vector<std::int32_t> seeds(200);
+    std::iota(seeds.begin(), seeds.end(), 1);
     for (const std::uint32_t format : {0U, 2U}) {
-        ByteWriter file;
-        file.bytes(clrHeader(kColumns, kRows, format, 200));
-        for (std::int32_t seed = 0; seed < 200; ++seed)
-            file.bytes(block(format, 0, seed));
+        const Bytes file = fileOf(format, seeds);
         const Series series(file, file);
-        brisko::test::writeFile(series.output, "earlier");
-        const std::size_t size = 2 * file.done().size() - 120;
-        for (const rlim_t limit : {rlim_t{0}, rlim_t{119}, rlim_t{300'000}, rlim_t{size - 1}}) {
-            const brisko::test::FileSizeLimit full(limit);
-            EXPECT_EQ(series.merge(), 1);
-            EXPECT_EQ(brisko::test::readText(series.output), "earlier");
-            EXPECT_EQ(series.folder.names().size(), 3U);
-        }
-        int calls = 0;
-        for (bool stopped = true; stopped; ++calls) {
-            Impatient callback(calls);
-            try {
-                EXPECT_EQ(series.merge(&callback), 0);
-                EXPECT_EQ(callback.GetPos(), 100);
-                stopped = false;
-            } catch (int) {
-                EXPECT_EQ(brisko::test::readText(series.output), "earlier");
-            }
-            EXPECT_EQ(series.folder.names().size(), 3U);
-        }
-        EXPECT_GT(calls, 2);
+        const std::size_t size = 2 * file.size() - 120;
+        expectEarlierOutputUntilDone(
+            series.folder, series.output, {0, 119, 300'000, size - 1},
+            [&](CProgressCallback* callback) { return series.merge(callback) == 0; });
         EXPECT_EQ(series.merged().size(), size);
     }
 }

@@ -55,20 +55,20 @@ TEST(ReverseLine, TurnsRecordsInMemoryAndInFiles) {
         std::vector<ClrRecord> line(count);
         for (std::size_t i = 0; i < count; ++i)
             line[i] = {static_cast<std::int32_t>(i), 0, 0, 7, -1};
-        Bytes bytes = clrRecords(line);
-        const Bytes inFile = bytes;
+        const Bytes before = clrRecords(line);
         std::reverse(line.begin(), line.end());
-        ReverseLine(bytes.data(), count);
-        EXPECT_TRUE(bytes == clrRecords(line)) << count;
+        const Bytes after = clrRecords(line);
+        Bytes turned = before;
+        ReverseLine(turned.data(), count);
+        EXPECT_TRUE(turned == after) << count;
 
-        Bytes framed{1, 2, 3};
-        framed.insert(framed.end(), inFile.begin(), inFile.end());
-        framed.push_back(4);
-        brisko::test::writeFile(folder / "line", framed);
+        const auto framed = [](const Bytes& records) {
+            return brisko::test::ByteWriter().text("abc", 3).bytes(records).u8(4).done();
+        };
+        brisko::test::writeFile(folder / "line", framed(before));
         const auto file = brisko::openFile((folder / "line").c_str(), "rb+");
         EXPECT_TRUE(reverseRecordsInFile(file.get(), 3, count, [] {}));
-        std::copy(bytes.begin(), bytes.end(), framed.begin() + 3);
-        EXPECT_TRUE(brisko::test::readFile(folder / "line") == framed) << count;
+        EXPECT_TRUE(brisko::test::readFile(folder / "line") == framed(after)) << count;
     }
 }
 

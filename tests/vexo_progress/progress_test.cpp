@@ -55,8 +55,9 @@ TEST(Progress, AnErrorNamesItsOrigin) {
         tracker.start(nullptr);
         FAIL();
     } catch (const std::invalid_argument& error) {
-        EXPECT_TRUE(std::string(*boost::get_error_info<boost::throw_function>(error))
-                        .ends_with("start(const brisko::vexo::Progress*)"));
+        EXPECT_NE(std::string(*boost::get_error_info<boost::throw_function>(error))
+                      .find("ProgressTracker::Implementation::start("),
+                  std::string::npos);
         EXPECT_TRUE(std::string(*boost::get_error_info<boost::throw_file>(error))
                         .ends_with("vexo_progress/progress_tracker.cpp"));
     }
@@ -96,6 +97,20 @@ TEST(Progress, TellsMisuseByTypeAndText) {
                                    [&] { tracked.track(&tracker); });
 }
 
+TEST(Progress, RefusedAndFollowedRequestsNameTheirOriginToo) {
+    RecordedTracker host;
+    DefiniteProgress progress(&host.tracker, "work", 100);
+    host.answer = always(ProgressRequest::Pause);
+    expectRaised<std::logic_error>("This progress does not support pausing!",
+                                   [&] { progress.setStepIndex(1); });
+    host.answer = always(ProgressRequest::Cancel);
+    expectRaised<std::logic_error>("This progress does not support cancellation!",
+                                   [&] { progress.setStepIndex(2); });
+    progress.setCancellable(true);
+    expectRaised<CancelProgressRequest>("Cancel current progress!",
+                                        [&] { progress.setStepIndex(3); });
+}
+
 TEST(ProgressDeathTest, ANullTrackerEndsTheProcess) {
     EXPECT_DEATH(Progress(nullptr, "name"), "Cannot act on an untracked progress!");
     EXPECT_DEATH(DefiniteProgress(nullptr, "name", 1), "");
@@ -114,7 +129,7 @@ TEST(DefiniteProgress, ReportsWholePerCentOnce) {
     for (std::uint64_t i = 0; i < 10; ++i)
         progress.setStepIndex(i);
     EXPECT_EQ(host.events, Events{});
-    for (const std::uint64_t i : {10, 10, 19, 25, 5, 1000})
+    for (const std::uint64_t i : {10U, 10U, 19U, 25U, 5U, 1000U})
         progress.setStepIndex(i);
     EXPECT_EQ(host.events, (Events{"work 1", "work 2", "work 0", "work 100"}));
 }

@@ -34,7 +34,7 @@ TEST(ProgressTracker, CallsMonitorsInTheOrderOfTheirAddresses) {
     for (std::size_t i = 0; i < 3; ++i) {
         monitors[i].duringStart = [&order, i] { order += std::to_string(i); };
     }
-    for (const std::size_t i : {2, 0, 1, 2})
+    for (const std::size_t i : {2U, 0U, 1U, 2U})
         tracker.addMonitor(&monitors[i]);
     { const Progress progress(&tracker, "a"); }
     EXPECT_EQ(order, "012");
