@@ -1,6 +1,7 @@
 #pragma once
 
 #include "apps/made_scan.h"
+#include "scan/native_layout.h"
 #include "scan/scan_input.h"
 #include "support/scan_bytes.h"
 
@@ -26,8 +27,8 @@ inline Bytes patched(Bytes bytes, std::size_t offset, const Bytes& with) {
 }
 
 inline std::uint32_t wordAt(const Bytes& bytes, std::size_t offset) {
-    return bytes.at(offset) | bytes.at(offset + 1) << 8 | bytes.at(offset + 2) << 16 |
-           static_cast<std::uint32_t>(bytes.at(offset + 3)) << 24;
+    EXPECT_LE(offset + 4, bytes.size());
+    return tool::u32(bytes.data() + offset);
 }
 
 /// A point and its cell, in a form that can be compared and sorted.
