@@ -44,7 +44,8 @@ public:
         readAlignmentOf(m_options, m_salvage, target.matrix);
         staged.requireAlignment(target.matrix);
         mendAngles(m_options, m_salvage, m_header);
-        static_cast<CLFileHeader&>(target.header) = m_header;
+        const CLFileHeader& common = m_header;
+        static_cast<CLFileHeader&>(target.header) = common;
         openIndex();
         if (m_tiles) {
             writeIndexed(target);
