@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 namespace brisko::tool {
 namespace {
@@ -27,18 +28,16 @@ public:
         if (std::filesystem::exists(indexPath, ignored)) {
             m_tiles = std::make_unique<TileCheck>(m_check, indexPath);
         }
-        Progress progress(m_style, "check", m_stream.size() + (m_tiles ? m_tiles->size() : 0),
-                          "bytes");
-        m_progress = &progress;
-        PointCheck points(m_check, m_header);
-        m_points = &points;
+        m_progress.emplace(m_style, "check", m_stream.size() + (m_tiles ? m_tiles->size() : 0),
+                           "bytes");
+        m_points.emplace(m_check, m_header);
         m_stream.seek(cl3::kHeader);
         walkBlocks();
         while (m_tiles && m_tiles->next()) {
             if (m_whole) m_tiles->compareWithoutBlock();
             showProgress();
         }
-        points.finish();
+        m_points->finish();
         checkAlignmentFile(m_check);
     }
 
@@ -134,8 +133,8 @@ private:
     CL3FileHeader m_header;
     std::uint64_t m_recordSize = 0;
     std::unique_ptr<TileCheck> m_tiles;
-    Progress* m_progress = nullptr;
-    PointCheck* m_points = nullptr;
+    std::optional<Progress> m_progress;
+    std::optional<PointCheck> m_points;
     bool m_whole = true;  // no block was cut so far
 };
 

@@ -5,6 +5,7 @@
 #include "scan/native_layout.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace brisko::tool {
 namespace {
@@ -19,10 +20,8 @@ public:
 
     void run() {
         if (!checkHeader()) return;
-        Progress progress(m_style, "check", m_stream.size(), "bytes");
-        m_progress = &progress;
-        PointCheck points(m_check, m_header);
-        m_points = &points;
+        m_progress.emplace(m_style, "check", m_stream.size(), "bytes");
+        m_points.emplace(m_check, m_header);
         m_stream.seek(clr::kHeader);
         const bool compressed = clr::isCompressed(m_header, m_stream.size());
         const std::uint32_t blocks = m_header.GetBlockCount();
@@ -35,7 +34,7 @@ public:
             m_check.notes.push_back(countOf(m_stream.left(), "byte") + " behind the last of " +
                                     countOf(blocks, "announced block"));
         }
-        points.finish();
+        m_points->finish();
         checkAlignmentFile(m_check);
     }
 
@@ -128,8 +127,8 @@ private:
     ProgressStyle m_style;
     CLRFileHeader m_header;
     Piece m_piece;
-    Progress* m_progress = nullptr;
-    PointCheck* m_points = nullptr;
+    std::optional<Progress> m_progress;
+    std::optional<PointCheck> m_points;
 };
 
 }  // namespace
