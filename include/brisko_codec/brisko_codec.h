@@ -19,4 +19,5 @@
 #include <brisko_codec/skip_codec.h>
 #include <brisko_codec/utf8.h>
 #include <brisko_codec/version.h>
+#include <brisko_codec/vexo_diagnostics.h>
 #include <brisko_codec/writers.h>

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -29,6 +31,17 @@ std::uint64_t fileLength(std::FILE* file);
 
 /// The length of the file of that name; 0 when it is no regular file or cannot be looked at.
 std::uint64_t fileLength(const char* path);
+
+/// Tells a file from others and from its own earlier states.
+struct FileStamp {
+    std::uint64_t device = 0, number = 0, length = 0;
+    std::int64_t seconds = 0, nanoseconds = 0;  // of the last change of its content
+
+    auto operator<=>(const FileStamp&) const = default;
+};
+
+/// The stamp of the regular file of that name; nothing when there is none or it cannot be looked at.
+std::optional<FileStamp> fileStamp(const char* path);
 
 /// Reads up to size bytes at an offset, leaving the stream's position alone. Returns the bytes read:
 /// fewer only at the end of the file or after an error.
