@@ -35,16 +35,35 @@ double blendWidth(const CameraModel& model, const ImageSize& nominal, const Imag
            (nominalWidth / sensorWidth(model.pixelSize));
 }
 
-std::vector<Pixel> cornerPixels(const CameraRecord& record, const Projection& projection,
-                                const ImageSize& size) {
-    const int width = size.width, height = size.height;
+/// The part of a photo that counts as its view, both ends included.
+struct View {
+    Pixel upperLeft, lowerRight;
+};
+
+View viewOf(const CameraRecord& record, const Projection& projection, const ImageSize& size) {
     if (usesUpperHalf(record)) {
         constexpr int kBelowMiddle = 199;
-        const int bottom = height / 2 + kBelowMiddle;
-        return {{0, bottom}, {width - 1, bottom}, {width - 1, 0}, {0, 0}};
+        return {{0, 0}, {size.width - 1, size.height / 2 + kBelowMiddle}};
     }
     const int x = projection.marginX(), y = projection.marginY();
-    return {{x, height - y - 1}, {width - x - 1, height - y - 1}, {width - x - 1, y}, {x, y}};
+    return {{x, y}, {size.width - x - 1, size.height - y - 1}};
+}
+
+/// The corners of the view, from the lower left one towards the lower right one. Then a grid over it:
+/// in between, a view bulges out of the box around its corners, all the more the wider it is and the
+/// better it faces an axis.
+std::vector<Pixel> outlineOf(const View& view) {
+    constexpr int kCells = 8;
+    const auto [left, top] = view.upperLeft;
+    const auto [right, bottom] = view.lowerRight;
+    std::vector<Pixel> pixels = {{left, bottom}, {right, bottom}, {right, top}, {left, top}};
+    for (int i = 0; i <= kCells; ++i) {
+        for (int k = 0; k <= kCells; ++k) {
+            pixels.push_back(
+                {left + (right - left) / kCells * i, top + (bottom - top) / kCells * k});
+        }
+    }
+    return pixels;
 }
 
 }  // namespace
@@ -59,8 +78,8 @@ Camera prepareCamera(const CameraRecord& record, StationKind kind) {
     camera.projection = Projection(*record.model, record.cameraType, nominal, camera.size);
     camera.blending = Blending(edgesOf(record, kind), camera.size,
                                blendWidth(*record.model, nominal, camera.size));
-    for (const Pixel& pixel : cornerPixels(record, camera.projection, camera.size)) {
-        camera.corners.push_back(camera.projection.directionTo(pixel));
+    for (const Pixel& pixel : outlineOf(viewOf(record, camera.projection, camera.size))) {
+        camera.outline.push_back(camera.projection.directionTo(pixel));
     }
     camera.seesAnything = true;
     return camera;

@@ -18,7 +18,7 @@ struct Camera {
     Projection projection;
     Blending blending;
     ImageSize size;                // of the working frame
-    std::vector<Vector3> corners;  // unit vectors that outline the view, scanner's frame
+    std::vector<Vector3> outline;  // unit vectors to the corners of the view, then into it; scanner
 
     /// The decoded pixel that a pixel of the working frame stands for: the same share of the way.
     const std::uint8_t* sample(const DecodedImage& image, const Pixel& pixel) const {

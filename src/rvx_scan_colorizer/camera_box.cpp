@@ -15,13 +15,13 @@ double lengthOf(const Vector3& v) {
     return std::hypot(v[0], v[1], v[2]);
 }
 
-/// How far the box must reach so that the sphere does not bulge out of it between the first two
-/// corners.
-double outerRadius(const std::vector<Vector3>& corners) {
+/// How far out the outline is taken so that the sphere does not bulge out of the box between the first
+/// two corners.
+double outerRadius(const std::vector<Vector3>& outline) {
     constexpr double kUsual = 110;
-    if (corners.size() < 3) return kUsual;
+    if (outline.size() < 3) return kUsual;
     const double cosine =
-        dot(corners[0], corners[1]) / (lengthOf(corners[0]) * lengthOf(corners[1]));
+        dot(outline[0], outline[1]) / (lengthOf(outline[0]) * lengthOf(outline[1]));
     const double angle = std::acos(std::clamp(cosine, -1.0, 1.0));
     const double radius = kSphereRadius / std::cos(angle / 2) + 1;
     return std::isfinite(radius) ? radius : kUsual;
@@ -37,15 +37,15 @@ void extend(CameraBox& box, const Vector3& direction, double distance) {
 
 }  // namespace
 
-CameraBox boxAround(const std::vector<Vector3>& corners) {
+CameraBox boxAround(const std::vector<Vector3>& outline) {
     CameraBox box;
     for (auto& axis : box.axes)
         axis = {std::numeric_limits<double>::max(), 0.0};
-    const double radius = outerRadius(corners);
-    for (const Vector3& corner : corners) {
-        const double length = lengthOf(corner);
+    const double radius = outerRadius(outline);
+    for (const Vector3& direction : outline) {
+        const double length = lengthOf(direction);
         if (!(length > kShortest) || !std::isfinite(length)) continue;
-        const Vector3 unit = {corner[0] / length, corner[1] / length, corner[2] / length};
+        const Vector3 unit = {direction[0] / length, direction[1] / length, direction[2] / length};
         extend(box, unit, kInnerRadius);
         extend(box, unit, radius);
     }

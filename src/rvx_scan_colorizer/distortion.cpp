@@ -40,20 +40,34 @@ double Distortion::findLimit(double radius) const {
     return kReach * radius;
 }
 
+/// The radius at which a point appears that the lens shows at `shown`; out to the limit that is one.
+double Distortion::radiusShownAt(double shown) const {
+    constexpr int kHalvings = 60;
+    double inner = 0, outer = std::sqrt(m_limit);
+    for (int i = 0; i < kHalvings; ++i) {
+        const double middle = (inner + outer) / 2;
+        (middle * radialFactor(middle * middle) < shown ? inner : outer) = middle;
+    }
+    return outer;
+}
+
 bool Distortion::invert(double& x, double& y, double tolerance) const {
     constexpr int kMostSteps = 100;
     if (m_kind == Kind::None) return true;
     double idealX = x, idealY = y;
     for (int i = 0; i < kMostSteps; ++i) {
+        // Without the tangential part, of which the last place gives an idea, only the radius moves.
+        const auto [shiftX, shiftY] = tangentialShift(idealX, idealY);
+        const double shown = std::hypot(x - shiftX, y - shiftY);
+        const double scale = shown > 0 ? radiusShownAt(shown) / shown : 1;
+        idealX = (x - shiftX) * scale;
+        idealY = (y - shiftY) * scale;
         double shownX = idealX, shownY = idealY;
         if (!apply(shownX, shownY)) return false;
-        const double errorX = x - shownX, errorY = y - shownY;
-        idealX += errorX;
-        idealY += errorY;
-        if (std::abs(errorX) < tolerance && std::abs(errorY) < tolerance) {
+        if (std::abs(x - shownX) < tolerance && std::abs(y - shownY) < tolerance) {
             x = idealX;
             y = idealY;
-            return std::isfinite(x) && std::isfinite(y);
+            return true;
         }
     }
     return false;

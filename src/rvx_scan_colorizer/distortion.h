@@ -40,11 +40,9 @@ public:
             return true;
         }
         const double radial = radialFactor(r2);
-        const double p1 = m_coefficients[3], p2 = m_coefficients[4];
-        const double dx = p1 * (r2 + 2 * x * x) + 2 * p2 * x * y;
-        const double dy = p2 * (r2 + 2 * y * y) + 2 * p1 * x * y;
-        x = x * radial + dx;
-        y = y * radial + dy;
+        const auto [shiftX, shiftY] = tangentialShift(x, y);
+        x = x * radial + shiftX;
+        y = y * radial + shiftY;
         return true;
     }
 
@@ -59,6 +57,13 @@ private:
         const auto& k = m_coefficients;
         return 1 + r2 * (k[0] + r2 * (k[1] + r2 * k[2]));
     }
+    struct Shift {
+        double x, y;
+    };
+    Shift tangentialShift(double x, double y) const {
+        const double p1 = m_coefficients[3], p2 = m_coefficients[4], r2 = x * x + y * y;
+        return {p1 * (r2 + 2 * x * x) + 2 * p2 * x * y, p2 * (r2 + 2 * y * y) + 2 * p1 * x * y};
+    }
     double tableFactor(double r2) const {
         const double place = std::sqrt(r2) * m_samplesPerMillimetre;
         if (!(place < kSamples - 1)) return radialFactor(r2);
@@ -67,6 +72,7 @@ private:
         return low + (high - low) * (place - static_cast<double>(sample));
     }
     double findLimit(double radius) const;
+    double radiusShownAt(double shown) const;
 
     Kind m_kind = Kind::None;
     Coefficients m_coefficients{};

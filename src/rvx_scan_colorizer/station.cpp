@@ -19,7 +19,7 @@ std::vector<CameraRecord> readRecords(const StationFiles& files) {
 CameraBoxTree buildTree(const std::vector<Camera>& cameras) {
     std::vector<CameraBoxTree::Entry> entries;
     for (const Camera& camera : cameras) {
-        entries.emplace_back(boxAround(camera.corners), static_cast<int>(entries.size()));
+        entries.emplace_back(boxAround(camera.outline), static_cast<int>(entries.size()));
     }
     return CameraBoxTree(std::move(entries));
 }

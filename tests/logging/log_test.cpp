@@ -55,10 +55,9 @@ class Memory : public logging::sinks::basic_sink_backend<logging::sinks::synchro
 public:
     void consume(const logging::record_view& record) {
         if (throws) throw std::runtime_error("the disk is full");
-        seen.push_back({logging::extract_or_default<std::string>("Channel", record, ""),
-                        logging::extract_or_default<std::string>("Message", record, ""),
-                        logging::extract_or_default<vexo::LogSeverityEnum>(
-                            "Severity", record, vexo::LogSeverityEnum{})});
+        seen.push_back({logging::extract<std::string>("Channel", record).get(),
+                        logging::extract<std::string>("Message", record).get(),
+                        logging::extract<vexo::LogSeverityEnum>("Severity", record).get()});
     }
 
     std::vector<Seen> seen;
