@@ -10,6 +10,7 @@
 #include <brisko_codec/cloud_transformation.h>
 #include <brisko_codec/clr_codec.h>
 #include <brisko_codec/codec.h>
+#include <brisko_codec/color_codec.h>
 #include <brisko_codec/compressed_lines.h>
 #include <brisko_codec/dictionary.h>
 #include <brisko_codec/export.h>

@@ -15,6 +15,8 @@ namespace {
 
 using test::Bytes;
 using test::CalibrationText;
+using test::ClassicStation;
+using test::grey;
 using test::PhotoStation;
 using test::Rgb;
 
@@ -24,26 +26,7 @@ Rgb colourOf(RvxScanColorizer& colorizer, double x, double y, double z) {
     return {static_cast<std::uint8_t>(red), static_cast<std::uint8_t>(green),
             static_cast<std::uint8_t>(blue)};
 }
-Rgb grey(int value) {
-    const auto byte = static_cast<std::uint8_t>(value);
-    return {byte, byte, byte};
-}
 constexpr Rgb kNone = {0, 0, 0};
-
-/// A classic camera that looks along +x with its principal point in the middle: photos of
-/// 1200 x 1600 pixels of 0.01 mm, 10 mm behind the lens. Shares grow over 200 pixels.
-class ClassicStation : public PhotoStation {
-public:
-    ClassicStation() {
-        CalibrationText text;
-        text.x0 = 6;
-        text.y0 = 8;
-        test::writeFile(inProject("camcal"), test::classicCalibration(text));
-    }
-    void addFlat(const std::string& name, int value, double horizontal = 0) const {
-        addPhoto(name, test::jpegBytes(1200, 1600, grey(value)), horizontal);
-    }
-};
 
 /// The colour of the point that a camera along +x shows at a pixel of the 1200 x 1600.
 Rgb colourAtPixel(RvxScanColorizer& colorizer, int column, int row) {
@@ -126,10 +109,7 @@ TEST(ScanColorizer, PointsThatNoPhotoShowsStayBlack) {
 
 TEST(ScanColorizer, ManyPointsAreColouredAsOneByOneHoweverSmallTheCache) {
     const ClassicStation station;
-    for (int i = 0; i < 12; ++i) {
-        station.addPhoto("p" + std::to_string(10 + i), test::jpegBytes(120, 160, grey(40 + 15 * i)),
-                         -180 + 30 * i);
-    }
+    station.addRing(40);
     std::vector<double> positions;
     constexpr std::size_t kPoints = 2000;
     for (int i = 0; i < static_cast<int>(kPoints); ++i) {

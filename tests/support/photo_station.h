@@ -16,6 +16,10 @@ using Painter = std::function<Rgb(int column, int row)>;
 
 /// A JPEG in the best quality. Flat greys come back exactly, flat colours within 2.
 Bytes jpegBytes(int width, int height, const Painter& painter);
+inline Rgb grey(int value) {
+    const auto byte = static_cast<std::uint8_t>(value);
+    return {byte, byte, byte};
+}
 inline Bytes jpegBytes(int width, int height, const Rgb& flat) {
     return jpegBytes(width, height, [flat](int, int) { return flat; });
 }
@@ -62,6 +66,28 @@ public:
 
 private:
     TempFolder m_folder;
+};
+
+/// A classic camera with its principal point in the middle: 1200 x 1600 pixels of 0.01 mm, 10 mm
+/// behind the lens. Shares of its photos grow over 200 of these pixels.
+class ClassicStation : public PhotoStation {
+public:
+    ClassicStation() {
+        CalibrationText text;
+        text.x0 = 6;
+        text.y0 = 8;
+        writeFile(inProject("camcal"), classicCalibration(text));
+    }
+    void addFlat(const std::string& name, int value, double horizontal = 0) const {
+        addPhoto(name, jpegBytes(1200, 1600, grey(value)), horizontal);
+    }
+    /// Small photos of ever other greys all around.
+    void addRing(int darkest) const {
+        for (int i = 0; i < 12; ++i) {
+            addPhoto("p" + std::to_string(10 + i), jpegBytes(120, 160, grey(darkest + 12 * i)),
+                     -180 + 30 * i);
+        }
+    }
 };
 
 }  // namespace brisko::test
