@@ -17,6 +17,7 @@
 #include <brisko_codec/file_header.h>
 #include <brisko_codec/point_batch.h>
 #include <brisko_codec/point_records.h>
+#include <brisko_codec/scan_photos.h>
 #include <brisko_codec/skip_codec.h>
 #include <brisko_codec/utf8.h>
 #include <brisko_codec/version.h>

@@ -11,7 +11,7 @@
 namespace brisko::vexo {
 
 /// How much a record matters; 7 is the only one that the library uses.
-enum LogSeverityEnum : int {
+enum BRISKO_CODEC_EXPORT LogSeverityEnum : int {
     kTrace = 0,
     kDebug = 1,
     kDetail = 2,

@@ -7,6 +7,14 @@ namespace brisko {
 
 namespace {
 
+/// A calibration of the project folder. A missing one fails under the name that it would have there.
+Calibration readProjectCalibration(const StationFiles& station, ProjectFile file,
+                                   CalibrationLayout layout) {
+    const std::string& path = station.calibration(file);
+    if (path.empty()) throw FileFailure(station.projectFolder + "/" + usualName(file));
+    return readCalibration(path, layout);
+}
+
 constexpr std::size_t kNewerStationRecord = 26;
 constexpr std::size_t kPairedStationRecord = 38;
 
@@ -24,13 +32,16 @@ CameraModel placedOnHead(const Calibration& calibration, const PhotoFiles& photo
 }
 
 CameraModel readSingleCamera(const StationFiles& station, const PhotoFiles& photo) {
-    const std::string& newer = station.calibration(ProjectFile::NewSingleCamera);
-    if (!photo.stationRecord.empty() && !newer.empty()) {
+    const bool newer = !station.calibration(ProjectFile::NewSingleCamera).empty();
+    if (newer && !photo.stationRecord.empty()) {
         readStationRecord(photo.stationRecord, kNewerStationRecord);
-        return placedOnHead(readCalibration(newer, CalibrationLayout::Newer), photo);
+        return placedOnHead(
+            readProjectCalibration(station, ProjectFile::NewSingleCamera, CalibrationLayout::Newer),
+            photo);
     }
-    const std::string& classic = station.calibration(ProjectFile::ClassicSingleCamera);
-    return placedOnHead(readCalibration(classic, CalibrationLayout::Classic), photo);
+    return placedOnHead(readProjectCalibration(station, ProjectFile::ClassicSingleCamera,
+                                               CalibrationLayout::Classic),
+                        photo);
 }
 
 CameraModel readPairedCamera(const StationFiles& station, const PhotoFiles& photo,
@@ -40,8 +51,8 @@ CameraModel readPairedCamera(const StationFiles& station, const PhotoFiles& phot
     if (readsRecord && !photo.stationRecord.empty()) {
         readStationRecord(photo.stationRecord, kPairedStationRecord);
     }
-    return placedOnHead(
-        readCalibration(station.calibration(calibration), CalibrationLayout::Paired), photo);
+    return placedOnHead(readProjectCalibration(station, calibration, CalibrationLayout::Paired),
+                        photo);
 }
 
 /// A camera that comes with each photo: its type shows in the size of its pixels.

@@ -35,10 +35,14 @@ public:
     }
 
 private:
-    /// An entry that only the registry holds is not being filled.
+    /// An entry that only the registry holds is not being filled, and nobody can come by it now. Its
+    /// mutex is locked all the same: only so is seen what the last one to fill it wrote.
     void forgetUnused() {
         std::erase_if(m_entries, [](const auto& item) {
-            return item.second.use_count() == 1 && item.second->image.expired();
+            Entry& entry = *item.second;
+            if (item.second.use_count() > 1) return false;
+            const std::lock_guard lock(entry.mutex);
+            return entry.image.expired();
         });
     }
 

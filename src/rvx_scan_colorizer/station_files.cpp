@@ -73,9 +73,9 @@ void lookThroughScanFolder(const std::string& folder, StationFiles& station) {
     }
 }
 
-void lookThroughProjectFolder(const std::string& folder, StationFiles& station) {
-    for (const std::string& name : listFiles(folder)) {
-        const std::string path = folder + "/" + name;
+void lookThroughProjectFolder(StationFiles& station) {
+    for (const std::string& name : listFiles(station.projectFolder)) {
+        const std::string path = station.projectFolder + "/" + name;
         const std::optional<ProjectRole> role = roleOf(name, kProjectFiles);
         if (!role) continue;
         if (role == ProjectRole::Offset) {
@@ -91,10 +91,15 @@ void lookThroughProjectFolder(const std::string& folder, StationFiles& station) 
 
 }  // namespace
 
+const char* usualName(ProjectFile file) {
+    return kProjectFiles[static_cast<std::size_t>(file)].lower.data();
+}
+
 StationFiles findStationFiles(const std::string& scanFolder) {
     StationFiles station;
+    station.projectFolder = folderOf(scanFolder);
     lookThroughScanFolder(scanFolder, station);
-    lookThroughProjectFolder(folderOf(scanFolder), station);
+    lookThroughProjectFolder(station);
     return station;
 }
 

@@ -17,6 +17,9 @@ enum class StationKind {
 /// Files of the project folder.
 enum class ProjectFile { NewSingleCamera, ImagesNamedT, ImagesNamedW, ClassicSingleCamera };
 
+/// The name that a file of the project folder has as a rule.
+const char* usualName(ProjectFile file);
+
 /// A photo and its companions. An empty path: no such file.
 struct PhotoFiles {
     std::string path, name;
@@ -26,6 +29,7 @@ struct PhotoFiles {
 
 /// What lies in the folders of a station.
 struct StationFiles {
+    std::string projectFolder;
     StationKind kind = StationKind::Turned;
     std::array<std::string, 4> calibrations;  // by ProjectFile; empty where there is none
     bool hasOffsetLine = false;

@@ -9,7 +9,7 @@ import sys
 
 library, include = sys.argv[1:]
 marked = re.compile(
-    r"(?:class|struct)\s+BRISKO_CODEC_EXPORT\s+(\w+)"
+    r"(?:class|struct|enum)\s+BRISKO_CODEC_EXPORT\s+(\w+)"
     r"|BRISKO_CODEC_EXPORT\s+[\w:<>\s*&]*?(\w+)\s*\(")
 names = set()
 for header in set(pathlib.Path(include).rglob("*.h")) - set(pathlib.Path(include).rglob("export.h")):
@@ -24,10 +24,11 @@ for line in lines:
     _, kind, symbol = line.split(None, 2)
     symbol = re.sub(r"^(vtable|VTT|typeinfo name|typeinfo|construction vtable|non-virtual thunk|"
                     r"virtual thunk|guard variable) (for|to) ", "", symbol)
-    # Templates of the standard library come out wherever they are used.
-    if kind in "WVu" and re.search(r"\bstd::", symbol.split("(")[0]):
+    # Templates of the standard library, and what Boost marks as visible everywhere (exceptions have
+    # to be), come out wherever they are used.
+    if kind in "WVu" and re.search(r"\b(std|boost)::", symbol.split("(")[0]):
         continue
-    own = re.match(r"(?:brisko::)?(\w+)", symbol)
+    own = re.match(r"(?:brisko::(?:vexo::)?)?(\w+)", symbol)
     if own and own.group(1) in names:
         exported.add(own.group(1))
     else:

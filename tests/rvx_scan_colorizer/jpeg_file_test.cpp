@@ -13,6 +13,13 @@
 #include <string>
 #include <typeinfo>
 
+#ifdef __SANITIZE_THREAD__
+// The other decoder brings a library that takes two locks of its own in both orders.
+extern "C" const char* __tsan_default_suppressions() {
+    return "deadlock:libgdal.so";
+}
+#endif
+
 namespace brisko {
 namespace {
 
