@@ -6,6 +6,7 @@
 #include "rvx_scan_colorizer/folder_listing.h"
 
 #include <algorithm>
+#include <memory>
 
 namespace brisko {
 
@@ -14,25 +15,26 @@ namespace brisko {
 template <class Codec>
 class ActualColorCodec8 : public ColorWrapper<Codec>, public BatchSource {
 public:
-    using ColorWrapper<Codec>::ColorWrapper;
-    // The workers go first: they hold nothing of the wrapped codec, but its points.
-    ~ActualColorCodec8() override { m_readAhead.stop(); }
+    /// Takes the codec over; a null one gives a wrapper that never opens. The buffers are made with
+    /// the wrapper, and stand beside it because of their size.
+    ActualColorCodec8(BriskoCodec* codec, std::unique_ptr<ReadAhead> readAhead) noexcept
+        : ColorWrapper<Codec>(codec), m_readAhead(std::move(readAhead)) {}
 
     bool Open(const char* path) override {
         Close();
         this->findGrid();
         if (!this->codec() || !path) return false;
         try {
-            m_readAhead.start(*this->codec(), folderOf(path));
+            m_readAhead->start(*this->codec(), folderOf(path));
         } catch (...) {
-            m_readAhead.stop();
+            m_readAhead->stop();
             return false;
         }
         return this->openWrapped(path);
     }
 
     void Close() override {
-        m_readAhead.stop();
+        m_readAhead->stop();
         if (this->codec()) this->codec()->Close();
     }
 
@@ -53,11 +55,11 @@ public:
     std::size_t readBatch(const PointArrays& arrays, std::size_t capacity) override {
         const PointArraysWriter out(arrays);
         std::size_t count = 0;
-        while (count < capacity && m_readAhead.hasPoint()) {
-            const std::size_t run = std::min(capacity - count, m_readAhead.available());
+        while (count < capacity && m_readAhead->hasPoint()) {
+            const std::size_t run = std::min(capacity - count, m_readAhead->available());
             for (std::size_t i = 0; i < run; ++i)
-                copy(m_readAhead.position() + i, out, count + i);
-            m_readAhead.advance(run);
+                copy(m_readAhead->position() + i, out, count + i);
+            m_readAhead->advance(run);
             count += run;
         }
         return count;
@@ -67,9 +69,9 @@ protected:
     bool take(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
               std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha, unsigned& column,
               unsigned& row) {
-        if (!m_readAhead.hasPoint()) return false;
-        const PointBuffer& buffer = m_readAhead.buffer();
-        const std::size_t i = m_readAhead.position();
+        if (!m_readAhead->hasPoint()) return false;
+        const PointBuffer& buffer = m_readAhead->buffer();
+        const std::size_t i = m_readAhead->position();
         x = buffer.positions[3 * i];
         y = buffer.positions[3 * i + 1];
         z = buffer.positions[3 * i + 2];
@@ -81,13 +83,13 @@ protected:
         alpha = 255;
         column = buffer.columns[i];
         row = buffer.rows[i];
-        m_readAhead.advance(1);
+        m_readAhead->advance(1);
         return true;
     }
 
 private:
     void copy(std::size_t from, const PointArraysWriter& out, std::size_t to) const {
-        const PointBuffer& buffer = m_readAhead.buffer();
+        const PointBuffer& buffer = m_readAhead->buffer();
         double x = buffer.positions[3 * from], y = buffer.positions[3 * from + 1],
                z = buffer.positions[3 * from + 2];
         this->place(x, y, z);
@@ -97,7 +99,7 @@ private:
         out.putCell(to, buffer.columns[from], buffer.rows[from]);
     }
 
-    ReadAhead m_readAhead;
+    std::unique_ptr<ReadAhead> m_readAhead;  // goes first: its workers are joined with it
 };
 
 /// The same with the grid calls.

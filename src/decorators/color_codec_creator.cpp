@@ -10,38 +10,48 @@ using brisko::ActualColorCodec8;
 using brisko::ActualColorGridCodec1;
 using brisko::ActualColorGridCodec8;
 
-BriskoCodec* ColorCodecCreator::CreateCodec(BriskoCodec* codec, bool readAhead) {
-    if (readAhead) return new (std::nothrow) ActualColorCodec8<BriskoCodec>(codec);
-    return new (std::nothrow) ActualColorCodec1<BriskoCodec>(codec);
-}
-
-BriskoGridCodec* ColorCodecCreator::CreateGridCodec(BriskoGridCodec* codec, bool readAhead) {
-    if (readAhead) return new (std::nothrow) ActualColorGridCodec8<BriskoGridCodec>(codec);
-    return new (std::nothrow) ActualColorGridCodec1(codec);
-}
+using brisko::ReadAhead;
 
 namespace {
 
-/// A new reader in a new wrapper, or null when there is no memory for both.
-template <class Wrapper, class Reader>
-Wrapper* wrapped(Reader* reader) {
+/// A wrapper with its buffers, or null when there is no memory for both.
+template <class Wrapper>
+Wrapper* readingAhead(BriskoCodec* codec) {
+    std::unique_ptr<ReadAhead> readAhead(new (std::nothrow) ReadAhead);
+    if (!readAhead) return nullptr;
+    return new (std::nothrow) Wrapper(codec, std::move(readAhead));
+}
+
+/// The same around a new reader.
+template <class Wrapper>
+Wrapper* readingAheadOf(BriskoCodec* reader) {
     if (!reader) return nullptr;
-    auto* const wrapper = new (std::nothrow) Wrapper(reader);
+    Wrapper* const wrapper = readingAhead<Wrapper>(reader);
     if (!wrapper) BriskoCodec::Destroy(reader);
     return wrapper;
 }
 
 }  // namespace
 
+BriskoCodec* ColorCodecCreator::CreateCodec(BriskoCodec* codec, bool readAhead) {
+    if (readAhead) return readingAhead<ActualColorCodec8<BriskoCodec>>(codec);
+    return new (std::nothrow) ActualColorCodec1<BriskoCodec>(codec);
+}
+
+BriskoGridCodec* ColorCodecCreator::CreateGridCodec(BriskoGridCodec* codec, bool readAhead) {
+    if (readAhead) return readingAhead<ActualColorGridCodec8<BriskoGridCodec>>(codec);
+    return new (std::nothrow) ActualColorGridCodec1(codec);
+}
+
 CL3Codec* ColorCodecCreator::CreateCL3Codec() {
-    return wrapped<ActualColorCodec8<CL3Codec>>(CL3Codec::Create());
+    return readingAheadOf<ActualColorCodec8<CL3Codec>>(CL3Codec::Create());
 }
 CL3GridCodec* ColorCodecCreator::CreateCL3GridCodec() {
-    return wrapped<ActualColorGridCodec8<CL3GridCodec>>(CL3GridCodec::Create());
+    return readingAheadOf<ActualColorGridCodec8<CL3GridCodec>>(CL3GridCodec::Create());
 }
 CLRCodec* ColorCodecCreator::CreateCLRCodec() {
-    return wrapped<ActualColorCodec8<CLRCodec>>(CLRCodec::Create());
+    return readingAheadOf<ActualColorCodec8<CLRCodec>>(CLRCodec::Create());
 }
 CLRGridCodec* ColorCodecCreator::CreateCLRGridCodec() {
-    return wrapped<ActualColorGridCodec8<CLRGridCodec>>(CLRGridCodec::Create());
+    return readingAheadOf<ActualColorGridCodec8<CLRGridCodec>>(CLRGridCodec::Create());
 }

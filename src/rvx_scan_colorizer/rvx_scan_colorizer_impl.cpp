@@ -136,13 +136,13 @@ void RvxScanColorizerImpl::colourPoints(const double* positions, std::size_t cou
         const auto blendUpTo = [&](std::size_t stop) {
             for (; blended < stop; ++blended) {
                 const std::size_t i = blended - begin;
-                blend(&m_samples[i * most], counts[i], colours + 3 * blended);
+                blend(m_samples.data() + i * most, counts[i], colours + 3 * blended);
             }
             m_cache.pushedOut().clear();
         };
         for (std::size_t point = begin; point < end; ++point) {
             const std::size_t i = point - begin;
-            counts[i] = look(positions + 3 * point, &m_samples[i * most]);
+            counts[i] = look(positions + 3 * point, m_samples.data() + i * most);
             if (!m_cache.pushedOut().empty()) blendUpTo(point + 1);
         }
         blendUpTo(end);
