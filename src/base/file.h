@@ -1,6 +1,5 @@
 #pragma once
 
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -9,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <tuple>
 
 /// The one way to the platform's files. Paths are UTF-8 everywhere else.
 namespace brisko {
@@ -37,7 +37,10 @@ struct FileStamp {
     std::uint64_t device = 0, number = 0, length = 0;
     std::int64_t seconds = 0, nanoseconds = 0;  // of the last change of its content
 
-    auto operator<=>(const FileStamp&) const = default;
+    bool operator<(const FileStamp& other) const {
+        return std::tie(device, number, length, seconds, nanoseconds) <
+               std::tie(other.device, other.number, other.length, other.seconds, other.nanoseconds);
+    }
 };
 
 /// The stamp of the regular file of that name; nothing when there is none or it cannot be looked at.

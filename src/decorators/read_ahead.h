@@ -13,10 +13,13 @@
 
 namespace brisko {
 
-/// A run of points between reading and delivering. Nothing in it is set before it is read.
+/// A run of points between reading and delivering.
 class PointBuffer {
 public:
     static constexpr std::size_t kCapacity = 400'000;
+
+    // Room alone: 16 MB that are not written before points come.
+    PointBuffer() {}  // NOLINT(cppcoreguidelines-pro-type-member-init)
 
     std::size_t count = 0;
     alignas(64) double positions[3 * kCapacity];  // metres, as measured
@@ -70,6 +73,7 @@ private:
     void exchange();
     void colourShare(PointBuffer& buffer, std::size_t worker);
 
+    std::array<PointBuffer, 2> m_buffers;
     std::array<std::unique_ptr<RvxScanColorizer>, kWorkers> m_handles;
     std::optional<PointBatchReader> m_reader;
     std::size_t m_chunk = 1;  // points read at a time
@@ -78,7 +82,6 @@ private:
     std::size_t m_front = 0;     // the buffer that the host takes points from
     std::size_t m_readable = 0;  // how many it holds for the host
     std::size_t m_position = 0;
-    std::array<PointBuffer, 2> m_buffers;
     WorkerGroup<kWorkers> m_workers;  // the last member: joined before the others go
 };
 

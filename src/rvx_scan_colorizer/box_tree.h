@@ -19,11 +19,12 @@ struct BoxTreeBox {
     std::array<Range, Dimensions> axes;
 
     bool contains(const std::array<Coordinate, Dimensions>& point) const {
-        // Written so that a NaN lies in no box. & not &&: six comparisons are cheaper than a jump
-        // that goes either way.
+        // A NaN lies in no box. All comparisons are made: six are cheaper than a jump that goes
+        // either way.
         bool inside = true;
         for (std::size_t i = 0; i < Dimensions; ++i) {
-            inside &= (axes[i].minimum <= point[i]) & (point[i] <= axes[i].maximum);
+            inside &= axes[i].minimum <= point[i];
+            inside &= point[i] <= axes[i].maximum;
         }
         return inside;
     }

@@ -30,7 +30,7 @@ private:
     static int scaled(int place, int length, int decodedLength) {
         if (length == decodedLength) return place;
         const double scaled = static_cast<double>(place) / length * decodedLength;
-        return std::min(static_cast<int>(scaled + 0.5), decodedLength - 1);
+        return std::min(nearestInt(scaled), decodedLength - 1);
     }
 };
 

@@ -18,6 +18,12 @@ inline double roundHalfUp(double value) {
     return std::floor(value + 0.5);
 }
 
+/// The same of a value that is not negative, as an int; several times as fast.
+inline int nearestInt(double value) {
+    const double raised = value + 0.5;
+    return static_cast<int>(raised);
+}
+
 /// From scanner-frame points to pixels of a photo's working frame and back.
 class Projection {
 public:

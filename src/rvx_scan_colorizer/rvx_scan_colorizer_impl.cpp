@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
+#include <limits>
 
 namespace brisko {
 
@@ -78,7 +78,7 @@ const std::vector<int>& RvxScanColorizerImpl::candidates(const std::array<double
 
 /// Finds the pixels that show a point, in the order in which they are blended. Returns how many.
 std::size_t RvxScanColorizerImpl::look(const double* position, Sample* samples) {
-    std::array<double, 3> onSphere;
+    std::array<double, 3> onSphere{};
     if (!placeOnSphere(position, onSphere)) return 0;
     std::size_t count = 0;
     for (const int place : candidates(onSphere)) {
@@ -115,7 +115,7 @@ void RvxScanColorizerImpl::blend(const Sample* samples, std::size_t count, std::
             continue;
         }
         const auto mixed = [share = weight](int old, std::uint8_t added) {
-            return static_cast<int>(old * (1 - share) + added * share + 0.5);
+            return nearestInt(old * (1 - share) + added * share);
         };
         red = mixed(red, pixel[2]);
         green = mixed(green, pixel[1]);

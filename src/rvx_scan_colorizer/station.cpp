@@ -18,6 +18,7 @@ std::vector<CameraRecord> readRecords(const StationFiles& files) {
 
 CameraBoxTree buildTree(const std::vector<Camera>& cameras) {
     std::vector<CameraBoxTree::Entry> entries;
+    entries.reserve(cameras.size());
     for (const Camera& camera : cameras) {
         entries.emplace_back(boxAround(camera.outline), static_cast<int>(entries.size()));
     }

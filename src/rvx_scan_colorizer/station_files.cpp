@@ -44,6 +44,10 @@ std::optional<Role> roleOf(const std::string& name, const FilePattern<Role> (&pa
     return std::nullopt;
 }
 
+std::string inFolder(const std::string& folder, const std::string& name) {
+    return (folder + "/").append(name);
+}
+
 std::string existing(const std::string& path) {
     return fileStamp(path.c_str()) ? path : std::string();
 }
@@ -63,7 +67,7 @@ PhotoFiles findCompanions(const std::string& path, const std::string& name) {
 
 void lookThroughScanFolder(const std::string& folder, StationFiles& station) {
     for (const std::string& name : listFiles(folder)) {
-        const std::string path = folder + "/" + name;
+        const std::string path = inFolder(folder, name);
         const std::optional<ScanRole> role = roleOf(name, kScanFiles);
         if (role == ScanRole::CameraStep) station.cameraStep = readCameraStep(path);
         if (role != ScanRole::Photo) continue;
@@ -75,7 +79,7 @@ void lookThroughScanFolder(const std::string& folder, StationFiles& station) {
 
 void lookThroughProjectFolder(StationFiles& station) {
     for (const std::string& name : listFiles(station.projectFolder)) {
-        const std::string path = station.projectFolder + "/" + name;
+        const std::string path = inFolder(station.projectFolder, name);
         const std::optional<ProjectRole> role = roleOf(name, kProjectFiles);
         if (!role) continue;
         if (role == ProjectRole::Offset) {
