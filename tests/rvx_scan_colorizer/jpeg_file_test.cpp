@@ -15,7 +15,7 @@
 
 #ifdef __SANITIZE_THREAD__
 // The other decoder brings a library that takes two locks of its own in both orders.
-extern "C" const char* __tsan_default_suppressions() {
+extern "C" __attribute__((visibility("default"))) const char* __tsan_default_suppressions() {
     return "deadlock:libgdal.so";
 }
 #endif
