@@ -26,5 +26,8 @@ Command addSimulate(CLI::App& tool, const CommonOptions& common);
 Command addConvert(CLI::App& tool, const CommonOptions& common);
 Command addPanorama(CLI::App& tool, const CommonOptions& common);
 Command addCell(CLI::App& tool, const CommonOptions& common);
+Command addIndex(CLI::App& tool, const CommonOptions& common);
+Command addCheck(CLI::App& tool, const CommonOptions& common);
+Command addRepair(CLI::App& tool, const CommonOptions& common);
 
 }  // namespace brisko::tool

@@ -12,11 +12,13 @@
 #include <brisko_codec/codec.h>
 #include <brisko_codec/color_codec.h>
 #include <brisko_codec/compressed_lines.h>
+#include <brisko_codec/conversions.h>
 #include <brisko_codec/dictionary.h>
 #include <brisko_codec/export.h>
 #include <brisko_codec/file_header.h>
 #include <brisko_codec/point_batch.h>
 #include <brisko_codec/point_records.h>
+#include <brisko_codec/progress.h>
 #include <brisko_codec/scan_photos.h>
 #include <brisko_codec/skip_codec.h>
 #include <brisko_codec/utf8.h>

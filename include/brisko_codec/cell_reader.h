@@ -49,6 +49,9 @@ public:
 
     std::uint32_t columns() const;  // of the grid; 0 when closed
     std::uint32_t rows() const;
+    /// Behind the last column that has entries: the padding of the last tiles may hold points too.
+    std::uint64_t endColumn() const;
+    std::uint64_t endRow() const;
     const Alignment& alignment() const;
 
     /// Points are delivered aligned unless the scanner's frame is chosen here.

@@ -4,9 +4,13 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
+#include <limits>
+#include <system_error>
 
 namespace brisko {
 
@@ -148,45 +152,94 @@ bool closeFile(FilePtr file) {
     return !file || std::fclose(file.release()) == 0;
 }
 
-namespace {
-
-/// Creates a new file beside a path; name is set to the new file's path.
-FilePtr createBeside(const char* path, std::string& name) {
-    constexpr int kTries = 1000;
-    for (int i = 0; i < kTries; ++i) {
-        name =
-            std::string(path) + "." + std::to_string(getpid()) + "-" + std::to_string(i) + ".tmp";
-        const int descriptor = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (descriptor >= 0) return adopt(descriptor, "wb");
-        if (errno != EEXIST) return nullptr;
-    }
-    return nullptr;
+bool createNewFile(const std::string& path) {
+    if (!isUsablePath(path.c_str())) return false;
+    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    return descriptor >= 0 && close(descriptor) == 0;
 }
 
-/// Whether a file can be put there: nothing is there, or a regular file that may be written.
-bool isReplaceable(const char* path) {
+bool isReplaceable(const std::string& path) {
     struct stat status {};
-    if (stat(path, &status) != 0) return errno == ENOENT;
+    if (!isUsablePath(path.c_str())) return false;
+    if (stat(path.c_str(), &status) != 0) return errno == ENOENT;
     if (!S_ISREG(status.st_mode)) {
         errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
         return false;
     }
-    return access(path, W_OK) == 0;
+    return access(path.c_str(), W_OK) == 0;
+}
+
+std::string resolveLinks(const std::string& path) {
+    constexpr int kMostLinks = 40;  // as the system allows
+    std::filesystem::path at = path;
+    std::error_code error;
+    for (int i = 0; i < kMostLinks; ++i) {
+        const auto next = std::filesystem::read_symlink(at, error);
+        if (error) break;
+        at = at.parent_path() / next;
+    }
+    return at.string();
+}
+
+bool isSameFile(const std::string& a, const std::string& b) {
+    struct stat first {};
+    struct stat second {};
+    return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 &&
+           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
+
+void copyPermissions(const std::string& from, const std::string& to) {
+    struct stat status {};
+    if (stat(from.c_str(), &status) == 0)
+        static_cast<void>(chmod(to.c_str(), status.st_mode & 0777));
+}
+
+bool syncFile(const std::string& path, const std::function<void()>& between) {
+    constexpr std::uint64_t kPart = std::uint64_t{4} << 20;
+    const FilePtr file = openFile(path.c_str(), "rb");
+    if (!file) return false;
+    const int descriptor = fileno(file.get());
+    const std::uint64_t length = fileLength(file.get());
+    // A gigabyte takes seconds. Part by part, the caller can give up in between.
+    for (std::uint64_t at = 0; at < length; at += kPart) {
+        sync_file_range(
+            descriptor, static_cast<off_t>(at), static_cast<off_t>(kPart),
+            SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER);
+        between();
+    }
+    return fsync(descriptor) == 0;
+}
+
+namespace {
+
+std::string folderOf(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? "." : path.substr(0, slash + 1);
 }
 
 }  // namespace
 
-bool replaceFile(const char* path, std::string_view content) {
-    if (!isUsablePath(path) || !isReplaceable(path)) return false;
-    std::string name;
-    FilePtr file = createBeside(path, name);
-    if (!file) return false;
-    const bool written =
-        std::fwrite(content.data(), 1, content.size(), file.get()) == content.size();
-    if (closeFile(std::move(file)) && written && renameFile(name, path)) return true;
+bool syncFolderOf(const std::string& path) {
+    const int descriptor = open(folderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor < 0) return false;
+    // Some file systems have no fsync for folders; there is nothing to do then.
+    const bool synced = fsync(descriptor) == 0 || errno == EINVAL || errno == EROFS;
     const ErrnoKeeper keeper;
-    removeFile(name);
-    return false;
+    close(descriptor);
+    return synced;
+}
+
+bool fileExists(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0;
+}
+
+std::uint64_t freeSpaceBeside(const std::string& path) {
+    struct statvfs status {};
+    if (statvfs(folderOf(path).c_str(), &status) != 0) {
+        return std::numeric_limits<std::uint64_t>::max();
+    }
+    return std::uint64_t{status.f_bavail} * status.f_frsize;
 }
 
 bool renameFile(const std::string& from, const std::string& to) {

@@ -17,7 +17,7 @@ bool ActualCL3Codec::Open(const char* path) {
 /// Returns whether reading can go on without or with what was found.
 bool ActualCL3Codec::openIndex(const char* path) {
     const std::string name = companionForReading(path, ".ij");
-    if (!name.empty()) m_indexFile = openFile(name.c_str(), "rb");
+    if (!name.empty() && !m_indexIgnored) m_indexFile = openFile(name.c_str(), "rb");
     if (!m_indexFile) return m_indexOptional;
     const IJHeader header = readIJHeader(m_indexFile.get());
     m_columns = static_cast<std::int32_t>(header.columns);

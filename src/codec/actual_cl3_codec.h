@@ -20,6 +20,8 @@ public:
 
     /// Lets Open succeed without an index; every point then has column and row 0.
     void makeIndexOptional() { m_indexOptional = true; }
+    /// Reads as if there were none, whatever lies beside the scan.
+    void ignoreIndex() { m_indexIgnored = m_indexOptional = true; }
 
     bool Open(const char* path) override;
     void Close() override;
@@ -32,6 +34,10 @@ public:
     bool Rewind() override;
     CLPoint* NextRecord(unsigned& column, unsigned& row) override;
 
+    /// Behind the end of a pass: whether records and index entries ended together. Where they do not,
+    /// the index is not that of the scan.
+    bool endedInStep() { return !m_records.advance() && !(m_walkingIndex && m_entries.advance()); }
+
     bool startPass() override { return Rewind(); }
     std::size_t readBatch(const PointArrays& arrays, std::size_t capacity) override;
 
@@ -41,6 +47,7 @@ private:
     std::size_t takeBatch(const PointArraysWriter& out, std::size_t first, std::size_t capacity);
 
     bool m_indexOptional = false;
+    bool m_indexIgnored = false;
     FilePtr m_indexFile;
     bool m_walkingIndex = false;
     bool m_hasColour = false;

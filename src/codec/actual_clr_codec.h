@@ -32,8 +32,8 @@ public:
 
 private:
     struct Point {
-        double x, y, z;
-        float intensity;
+        double x = 0, y = 0, z = 0;
+        float intensity = 0;
         Cell cell;
     };
 

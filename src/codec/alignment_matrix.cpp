@@ -1,6 +1,8 @@
 #include "codec/alignment_matrix.h"
 
-#include <cstring>
+#include <algorithm>
+#include <bit>
+#include <cstdint>
 
 namespace brisko {
 
@@ -14,9 +16,12 @@ AlignmentMatrix AlignmentMatrix::none() {
 }
 
 AlignmentMatrix::Kind AlignmentMatrix::kindOf(const Rows& rows) {
-    // Compared as bytes: an identity with a -0 in it gives other signs of zero.
-    const AlignmentMatrix identity;
-    if (std::memcmp(rows.data(), identity.m_rows.data(), sizeof rows) == 0) return Kind::Identity;
+    // Compared by their bits: an identity with a -0 in it gives other signs of zero.
+    const auto sameBits = [](double a, double b) {
+        return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+    };
+    const Rows identity = AlignmentMatrix().m_rows;
+    if (std::equal(rows.begin(), rows.end(), identity.begin(), sameBits)) return Kind::Identity;
     const bool unitW = rows[12] == 0 && rows[13] == 0 && rows[14] == 0 && rows[15] == 1;
     return unitW ? Kind::Affine : Kind::Projective;
 }

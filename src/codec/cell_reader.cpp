@@ -19,6 +19,8 @@ public:
     bool open(const char* path);
 
     const IJHeader& header() const { return m_header; }
+    std::uint64_t endColumn() const { return m_columnEnd; }
+    std::uint64_t endRow() const { return m_rowEnd; }
     const Alignment& alignment() const { return m_alignment; }
     void setFrame(Frame frame);
 
@@ -243,6 +245,13 @@ std::uint32_t CL3CellReader::columns() const {
 }
 std::uint32_t CL3CellReader::rows() const {
     return m_state ? m_state->header().rows : 0;
+}
+
+std::uint64_t CL3CellReader::endColumn() const {
+    return m_state ? m_state->endColumn() : 0;
+}
+std::uint64_t CL3CellReader::endRow() const {
+    return m_state ? m_state->endRow() : 0;
 }
 
 const Alignment& CL3CellReader::alignment() const {

@@ -35,4 +35,9 @@ struct CLRGrid {
 };
 CLRGrid gridOf(const CLRFileHeader& header);
 
+/// Whether the file of that size stores its cells as plain records. One that announces compressed
+/// lines does so when its size is exactly that of plain records: a copy with sorted lines keeps the
+/// header of its original.
+bool hasPlainRecords(const CLRFileHeader& header, std::uint64_t fileSize);
+
 }  // namespace brisko

@@ -113,13 +113,7 @@ std::optional<CLRCompressedCells::Piece> CLRCompressedCells::nextPiece(std::size
 bool CLRCompressedCells::decodeNextPiece(std::size_t index, std::size_t points, RawRecord* out) {
     const auto piece = nextPiece(index);
     if (!piece) return false;
-    if (decodePiece(piece->bytes, points, out) > piece->length) {
-        // The piece is shorter than its points: what it lacks reads as zeros, not as what happens
-        // to lie behind it.
-        std::vector<std::uint8_t> padded(kPieceBuffer);
-        std::copy_n(piece->bytes, piece->length, padded.begin());
-        decodePiece(padded.data(), points, out);
-    }
+    decodeWholePiece(piece->bytes, piece->length, points, out);
     return true;
 }
 

@@ -3,6 +3,7 @@
 #include "base/bytes.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <limits>
 
@@ -87,6 +88,14 @@ std::size_t decodePiece(const std::uint8_t* piece, std::size_t count, RawRecord*
         out[i] = point;
     }
     return static_cast<std::size_t>(in - piece) + 1;
+}
+
+void decodeWholePiece(const std::uint8_t* piece, std::uint32_t length, std::size_t count,
+                      RawRecord* out) {
+    if (decodePiece(piece, count, out) <= length) return;
+    std::array<std::uint8_t, kPieceBuffer> padded{};
+    std::copy_n(piece, length, padded.begin());
+    decodePiece(padded.data(), count, out);
 }
 
 void encodeCompressedLine(const RawRecord* line, std::size_t count,

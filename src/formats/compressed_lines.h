@@ -26,4 +26,9 @@ inline constexpr std::size_t kPieceBuffer = kLongestPiece + 8;
 ///          length means that bytes behind it were taken for data.
 std::size_t decodePiece(const std::uint8_t* piece, std::size_t count, RawRecord* out);
 
+/// The same for a piece of a known length in front of other bytes: values that it lacks come from
+/// zeros, not from what happens to lie behind it.
+void decodeWholePiece(const std::uint8_t* piece, std::uint32_t length, std::size_t count,
+                      RawRecord* out);
+
 }  // namespace brisko

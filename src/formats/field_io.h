@@ -10,7 +10,7 @@ namespace brisko {
 template <class Field>
 void readField(std::FILE* stream, Field& field) {
     static_assert(std::is_trivially_copyable_v<Field>);
-    Field read;
+    Field read{};
     if (std::fread(&read, sizeof read, 1, stream) == 1) field = read;
 }
 

@@ -10,8 +10,9 @@ namespace cl3_header {
 inline constexpr std::size_t kSize = 115;
 }
 namespace clr_header {
+inline constexpr std::size_t kBlockCount = 116;  // unsigned, 4 bytes; the last field
 inline constexpr std::size_t kSize = 120;
-}
+}  // namespace clr_header
 
 namespace cl3_block {                          // size  meaning
 inline constexpr std::size_t kPointCount = 0;  //    4  records that follow, unsigned

@@ -1,6 +1,6 @@
 #include "writers/alg_text.h"
 
-#include "base/file.h"
+#include "base/staged_file.h"
 #include "base/text.h"
 
 #include <cmath>

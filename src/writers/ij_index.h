@@ -30,7 +30,7 @@ inline constexpr std::size_t kHeaderSize = 12;  //       then the entries, 4 byt
 }  // namespace ij_tile
 
 inline constexpr std::uint32_t kTileSize = 256;  // of every index that this library writes
-inline constexpr std::size_t kTileCells = kTileSize * kTileSize;
+inline constexpr std::size_t kTileCells = std::size_t{kTileSize} * kTileSize;
 inline constexpr std::size_t kEntrySize = 4;  // 0: no point; else its number, from 1, in the block
 
 /// The largest tile edge whose cells a 32-bit count can hold; beyond it an index has no entries.

@@ -45,16 +45,5 @@ TEST(File, IsNotInheritedByChildren) {
     EXPECT_EQ(fcntl(fileno(file.get()), F_GETFL) & O_NONBLOCK, 0);
 }
 
-TEST(File, IsReplacedWholeOrNotAtAll) {
-    const TempFolder folder;
-    const std::string path = folder / "scan.alg";
-    EXPECT_TRUE(replaceFile(path.c_str(), "first"));
-    EXPECT_TRUE(replaceFile(path.c_str(), "second"));
-    EXPECT_EQ(test::readText(path), "second");
-    EXPECT_FALSE(replaceFile(folder.path().c_str(), "a folder is in the way"));
-    EXPECT_FALSE(replaceFile((folder / "no/such/folder").c_str(), "text"));
-    EXPECT_EQ(folder.names(), std::vector<std::string>{"scan.alg"});
-}
-
 }  // namespace
 }  // namespace brisko

@@ -4,28 +4,30 @@
 #include <brisko_codec/writers.h>
 
 #include "decorators/owned_codec.h"
-#include "support/temp_folder.h"
+#include "support/read_points.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cmath>
 #include <limits>
-#include <string>
-#include <vector>
+#include <tuple>
 
 namespace brisko {
 namespace {
 
+using test::TestPoint;
 using Position = std::array<double, 3>;
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using Creator = SkipCodecCreator;
 
 /// A host's own codec: delivers a list of points, point i in cell (10 + i, 20 + i).
 class ListCodec : public BriskoGridCodec {
 public:
-    ListCodec(std::vector<Position> points, int* destroyed)
+    explicit ListCodec(std::vector<Position> points, int* destroyed = nullptr)
         : m_points(std::move(points)), m_destroyed(destroyed) {}
-    ~ListCodec() override { ++*m_destroyed; }
+    ~ListCodec() override {
+        if (m_destroyed) ++*m_destroyed;
+    }
 
     bool Open(const char* path) override { return std::string(path) == "list"; }
     void Close() override { m_next = m_points.size(); }
@@ -38,8 +40,8 @@ public:
     }
     bool ReadFirstPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
                         std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha) override {
-        unsigned column = 0, row = 0;
-        return ReadFirstGridPoint(x, y, z, intensity, red, green, blue, alpha, column, row);
+        m_next = 0;
+        return ReadNextPoint(x, y, z, intensity, red, green, blue, alpha);
     }
     bool ReadNextPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
                        std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha) override {
@@ -65,9 +67,7 @@ public:
         y = m_points[m_next][1];
         z = m_points[m_next][2];
         intensity = static_cast<float>(m_next);
-        red = 1;
-        green = 2;
-        blue = 3;
+        red = green = blue = 3;
         alpha = 255;
         column = static_cast<unsigned>(10 + m_next);
         row = static_cast<unsigned>(20 + m_next);
@@ -81,146 +81,93 @@ private:
     std::size_t m_next = 0;
 };
 
-/// The out-arguments of the reading calls.
-struct Point {
-    double x = 0, y = 0, z = 0;
-    float intensity = -1;
-    std::uint8_t red = 0, green = 0, blue = 0, alpha = 0;
-    unsigned column = 7, row = 7;
-
-    bool first(BriskoCodec& codec) {
-        return codec.ReadFirstPoint(x, y, z, intensity, red, green, blue, alpha);
-    }
-    bool next(BriskoCodec& codec) {
-        return codec.ReadNextPoint(x, y, z, intensity, red, green, blue, alpha);
-    }
-    bool firstInGrid(BriskoGridCodec& codec) {
-        return codec.ReadFirstGridPoint(x, y, z, intensity, red, green, blue, alpha, column, row);
-    }
-    bool nextInGrid(BriskoGridCodec& codec) {
-        return codec.ReadNextGridPoint(x, y, z, intensity, red, green, blue, alpha, column, row);
-    }
-};
-
 /// The points that a wrapper lets through, named by their place in the list (their intensity).
 std::vector<int> accepted(BriskoCodec& codec) {
     std::vector<int> numbers;
-    Point point;
-    for (bool found = point.first(codec); found; found = point.next(codec)) {
-        numbers.push_back(static_cast<int>(point.intensity));
-    }
-    return numbers;
-}
-std::vector<int> acceptedInGrid(BriskoGridCodec& codec) {
-    std::vector<int> numbers;
-    Point point;
-    for (bool found = point.firstInGrid(codec); found; found = point.nextInGrid(codec)) {
-        numbers.push_back(static_cast<int>(point.intensity));
-        EXPECT_EQ(point.column, 10 + static_cast<unsigned>(numbers.back()));
-        EXPECT_EQ(point.row, 20 + static_cast<unsigned>(numbers.back()));
-        EXPECT_EQ(point.blue, 3);
+    TestPoint p;
+    std::uint8_t alpha = 0;
+    auto read = &BriskoCodec::ReadFirstPoint;
+    while ((codec.*read)(p.x, p.y, p.z, p.intensity, p.red, p.green, p.blue, alpha)) {
+        numbers.push_back(static_cast<int>(p.intensity));
+        read = &BriskoCodec::ReadNextPoint;
     }
     return numbers;
 }
 
-void expectGridPoints(BriskoGridCodec* wrapper, const std::vector<int>& expected) {
-    const OwnedCodec owner(wrapper);
-    ASSERT_TRUE(wrapper->Open("list"));
-    EXPECT_EQ(acceptedInGrid(*wrapper), expected);
-    EXPECT_EQ(accepted(*wrapper), expected);
-}
-
-TEST(SkipCodec, KeepsPointsUpToTheDistance) {
-    const std::vector<Position> points = {{6, 8, 0}, {6, 8, 0.001}, {-6, 0, -8},
-                                          {0, 0, 0}, {kNaN, 0, 0},  {0, INFINITY, 0}};
+TEST(SkipCodec, LetsThroughWhatItsValidatorAccepts) {
+    constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+    const std::vector<Position> near = {{6, 8, 0}, {6, 8, 0.001}, {-6, 0, -8},
+                                        {0, 0, 0}, {kNaN, 0, 0},  {0, INFINITY, 0}};
+    const std::vector<Position> boxed = {{1, 2, 3}, {0, 2, 3},    {2, 2, 3},  {1, 1, 3},
+                                         {1, 3, 3}, {1, 2, 2},    {1, 2, 4},  {9, 2, 3},
+                                         {1, 9, 3}, {1, 2, kNaN}, {1, 2, -9}, {1.9, 1.1, 3.9}};
+    const std::vector<Position> zeros = {{0, 0, 0},    {0, 0, -0.0}, {0, 0, 1e-300},
+                                         {kNaN, 0, 0}, {0, -1, 0},   {0, 0, 0}};
     int destroyed = 0;
-    for (const double distance : {10.0, -10.0}) {
-        expectGridPoints(
-            SkipCodecCreator::CreateGridCodec(new ListCodec(points, &destroyed), distance),
-            {0, 2, 3});
-        const OwnedCodec plain(
-            SkipCodecCreator::CreateCodec(new ListCodec(points, &destroyed), distance));
-        EXPECT_EQ(dynamic_cast<BriskoGridCodec*>(plain.get()), nullptr);
-        ASSERT_TRUE(plain->Open("list"));
-        EXPECT_EQ(accepted(*plain), (std::vector<int>{0, 2, 3}));
+    const auto list = [&](const auto& points) { return new ListCodec(points, &destroyed); };
+    const struct {
+        BriskoCodec* wrapper;
+        bool grid;
+        std::vector<int> numbers;
+    } cases[] = {
+        {Creator::CreateGridCodec(list(near), 10), true, {0, 2, 3}},
+        {Creator::CreateGridCodec(list(near), -10), true, {0, 2, 3}},
+        {Creator::CreateCodec(list(near), 10), false, {0, 2, 3}},
+        {Creator::CreateBbValidatorGridCodec(list(boxed), 0, 1, 2, 2, 3, 4), true, {0, 11}},
+        {Creator::CreateValidGridCodec(list(zeros)), true, {2, 3, 4}},
+    };
+    for (const auto& c : cases) {
+        const OwnedCodec owner(c.wrapper);
+        EXPECT_EQ(dynamic_cast<BriskoGridCodec*>(c.wrapper) != nullptr, c.grid);
+        ASSERT_TRUE(c.wrapper->Open("list"));
+        EXPECT_EQ(accepted(*c.wrapper), c.numbers) << &c - cases;
+        if (!c.grid) continue;
+        std::vector<int> numbers;
+        for (const TestPoint& point : test::readAll(*c.wrapper)) {
+            numbers.push_back(static_cast<int>(point.intensity));
+            EXPECT_EQ(point.column, 10 + static_cast<unsigned>(numbers.back()));
+            EXPECT_EQ(point.row, 20 + static_cast<unsigned>(numbers.back()));
+            EXPECT_EQ(point.blue, 3);
+        }
+        EXPECT_EQ(numbers, c.numbers) << &c - cases;
     }
-    EXPECT_EQ(destroyed, 4);
-}
-
-TEST(SkipCodec, KeepsPointsStrictlyInsideTheBox) {
-    const std::vector<Position> points = {{1, 2, 3}, {0, 2, 3},    {2, 2, 3},  {1, 1, 3},
-                                          {1, 3, 3}, {1, 2, 2},    {1, 2, 4},  {9, 2, 3},
-                                          {1, 9, 3}, {1, 2, kNaN}, {1, 2, -9}, {1.9, 1.1, 3.9}};
-    int destroyed = 0;
-    expectGridPoints(SkipCodecCreator::CreateBbValidatorGridCodec(new ListCodec(points, &destroyed),
-                                                                  0, 1, 2, 2, 3, 4),
-                     {0, 11});
-}
-
-TEST(SkipCodec, DropsPointsAtTheOrigin) {
-    const std::vector<Position> points = {{0, 0, 0},    {0, 0, -0.0}, {0, 0, 1e-300},
-                                          {kNaN, 0, 0}, {0, -1, 0},   {0, 0, 0}};
-    int destroyed = 0;
-    expectGridPoints(SkipCodecCreator::CreateValidGridCodec(new ListCodec(points, &destroyed)),
-                     {2, 3, 4});
+    EXPECT_EQ(destroyed, 5);
 }
 
 TEST(SkipCodec, SpeaksOfAllPointsOtherwise) {
-    int destroyed = 0;
-    auto* const wrapper =
-        SkipCodecCreator::CreateGridCodec(new ListCodec({{9, 0, 0}, {8, 0, 0}}, &destroyed), 1);
-    EXPECT_FALSE(wrapper->Open("other"));
-    ASSERT_TRUE(wrapper->Open("list"));
-    Point point;
-    EXPECT_FALSE(point.firstInGrid(*wrapper));
-    EXPECT_FALSE(point.nextInGrid(*wrapper));
-    EXPECT_EQ(point.column, 7u) << "cells of rejected points do not show";
-    EXPECT_EQ(point.row, 7u);
-
-    double bound = 0, maximum = 0;
-    std::int64_t count = 0;
-    wrapper->GetBounds(bound, bound, bound, maximum, maximum, maximum, count);
-    EXPECT_EQ(wrapper->GetPointCount(), 2);
-    EXPECT_EQ(count, 2);
-    EXPECT_EQ(bound, -1);
-    EXPECT_EQ(maximum, 1);
-    unsigned columns = 0, rows = 0, tileSize = 0;
-    wrapper->GetGridResolution(columns, rows, tileSize);
-    EXPECT_EQ(columns, 100u);
-    EXPECT_EQ(rows, 200u);
-    EXPECT_EQ(tileSize, 256u);
-    EXPECT_EQ(destroyed, 0);
-    BriskoCodec::Destroy(wrapper);
-    EXPECT_EQ(destroyed, 1);
-}
-
-TEST(SkipCodec, GridCallsBeforeOpenAnswerNothing) {
-    int destroyed = 0;
-    auto* const wrapper =
-        SkipCodecCreator::CreateValidGridCodec(new ListCodec({{1, 2, 3}}, &destroyed));
+    auto* const wrapper = Creator::CreateGridCodec(new ListCodec({{9, 0, 0}, {8, 0, 0}}), 1);
     const OwnedCodec owner(wrapper);
-    Point point;
-    EXPECT_FALSE(point.firstInGrid(*wrapper));
-    EXPECT_FALSE(point.nextInGrid(*wrapper));
     std::size_t columns = 5, rows = 6;
     unsigned tileSize = 7;
     wrapper->GetGridSize(columns, rows, tileSize);
-    EXPECT_EQ(columns + rows + tileSize, 18u);
+    EXPECT_EQ(columns + rows + tileSize, 18u) << "nothing is known before Open";
+    EXPECT_FALSE(wrapper->Open("other"));
+    ASSERT_TRUE(wrapper->Open("list"));
+    TestPoint point{.column = 7, .row = 7};
+    EXPECT_FALSE(test::readFirst(*wrapper, point) || test::readNext(*wrapper, point));
+    EXPECT_TRUE(point.column == 7 && point.row == 7) << "cells of rejected points do not show";
+
+    double minimum = 0, maximum = 0;
+    std::int64_t count = 0;
+    wrapper->GetBounds(minimum, minimum, minimum, maximum, maximum, maximum, count);
+    EXPECT_EQ(std::tuple(wrapper->GetPointCount(), count, minimum, maximum),
+              std::tuple(2, 2, -1.0, 1.0));
+    wrapper->GetGridSize(columns, rows, tileSize);
+    EXPECT_EQ(std::tuple(columns, rows, tileSize), std::tuple(100U, 200U, 256U));
 }
 
-TEST(SkipCodec, AWrappedNullIsHarmless) {
-    for (BriskoGridCodec* const wrapper :
-         {SkipCodecCreator::CreateGridCodec(nullptr, 1),
-          SkipCodecCreator::CreateValidGridCodec(nullptr),
-          SkipCodecCreator::CreateBbValidatorGridCodec(nullptr, 0, 0, 0, 1, 1, 1)}) {
+TEST(SkipCodec, AWrappedNullOrUnopenedCodecIsHarmless) {
+    const OwnedCodec unopened(Creator::CreateValidGridCodec(new ListCodec({{1, 2, 3}})));
+    TestPoint point;
+    EXPECT_FALSE(test::readFirst(*unopened, point) || test::readNext(*unopened, point));
+    for (BriskoCodec* const wrapper :
+         {static_cast<BriskoCodec*>(Creator::CreateGridCodec(nullptr, 1)),
+          Creator::CreateCodec(nullptr, 1)}) {
         const OwnedCodec owner(wrapper);
         EXPECT_FALSE(wrapper->Open("list"));
         wrapper->Close();
-        Point point;
-        EXPECT_FALSE(point.first(*wrapper));
-        EXPECT_FALSE(point.next(*wrapper));
-        EXPECT_FALSE(point.firstInGrid(*wrapper));
-        EXPECT_FALSE(point.nextInGrid(*wrapper));
+        EXPECT_EQ(accepted(*wrapper), std::vector<int>{});
+        EXPECT_FALSE(test::readFirst(*wrapper, point) || test::readNext(*wrapper, point));
         double minimum = 0, maximum = 0;
         std::int64_t count = 1;
         wrapper->GetBounds(minimum, minimum, minimum, maximum, maximum, maximum, count);
@@ -249,10 +196,10 @@ TEST(SkipCodec, TheAlignmentShowsThroughWrappers) {
     EXPECT_EQ(alignment.source, AlignmentSource::File);
     EXPECT_EQ(alignment.matrix[3], 5);
     EXPECT_EQ(alignment.matrix[11], 7);
-    Point point;
-    EXPECT_FALSE(point.first(*wrapper));
+    TestPoint point;
+    EXPECT_FALSE(test::readFirst(*wrapper, point));
     EXPECT_TRUE(setFrame(*wrapper, Frame::Scanner));
-    EXPECT_TRUE(point.first(*wrapper));
+    EXPECT_TRUE(test::readFirst(*wrapper, point));
     EXPECT_EQ(point.x, 1);
     EXPECT_EQ(point.z, 3);
 }

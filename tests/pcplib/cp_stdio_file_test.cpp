@@ -14,17 +14,6 @@ namespace {
 using brisko::test::TempFolder;
 using brisko::test::writeFile;
 
-std::vector<std::string> readLines(const std::string& content) {
-    const TempFolder folder;
-    writeFile(folder / "text", content);
-    CpStdioFile file;
-    EXPECT_TRUE(file.Open(folder / "text", OpenMode::ReadText));
-    std::vector<std::string> lines;
-    for (std::string line; file.ReadString(line);)
-        lines.push_back(line);
-    return lines;
-}
-
 TEST(CpStdioFile, ReadsLinesUpToTheFirstEmptyOne) {
     using Lines = std::vector<std::string>;
     const std::string longest(4096, 'x');
@@ -49,17 +38,21 @@ TEST(CpStdioFile, ReadsLinesUpToTheFirstEmptyOne) {
         {std::string("a\0b\n", 4), {std::string("a\0b", 3)}},
     };
     for (const auto& [content, lines] : cases) {
-        EXPECT_EQ(readLines(content), lines) << content.substr(0, 20);
+        const TempFolder folder;
+        writeFile(folder / "text", content);
+        CpStdioFile file;
+        EXPECT_TRUE(file.Open(folder / "text", OpenMode::ReadText));
+        Lines read;
+        for (std::string line; file.ReadString(line);)
+            read.push_back(line);
+        EXPECT_EQ(read, lines) << content.substr(0, 20);
     }
 }
 
 TEST(CpStdioFile, OpensNothingButReadableFiles) {
     const TempFolder folder;
     writeFile(folder / "victim", "text");
-    const struct {
-        std::string path;
-        int reason;
-    } cases[] = {
+    const std::pair<std::string, int> cases[] = {
         {folder / "missing", ENOENT},
         {folder.path().string(), EISDIR},
         {"", EINVAL},

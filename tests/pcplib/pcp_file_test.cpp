@@ -1,6 +1,7 @@
 #include "pcplib/files/pcp_file.h"
 
 #include "support/file_size_limit.h"
+#include "support/printed_by.h"
 #include "support/temp_folder.h"
 
 #include <gtest/gtest.h>
@@ -13,6 +14,7 @@ namespace QelPcpLib {
 namespace {
 
 using brisko::test::Bytes;
+using brisko::test::printedBy;
 using brisko::test::readFile;
 using brisko::test::TempFolder;
 using brisko::test::writeFile;
@@ -24,20 +26,21 @@ Bytes countingBytes(std::size_t size) {
     return bytes;
 }
 
-template <class Operation>
-std::string printedBy(const Operation& operation) {
-    testing::internal::CaptureStdout();
-    operation();
-    return testing::internal::GetCapturedStdout();
-}
+/// A folder with so many counting bytes in a file.
+struct Counted {
+    explicit Counted(std::size_t size) { writeFile(path, countingBytes(size)); }
+
+    TempFolder folder;
+    std::string path = folder / "data";
+    PcpFile file;
+};
 
 TEST(PcpFile, HandsOutWholeRecordsOfEachChannel) {
-    const TempFolder folder;
-    writeFile(folder / "data", countingBytes(100));
-    PcpFile file;
+    Counted counted(100);
+    PcpFile& file = counted.file;
     file.SetLayout(10, 8, 0);
     file.SetLayout(1, 0, 1);
-    ASSERT_TRUE(file.OpenMapped(folder / "data"));
+    ASSERT_TRUE(file.OpenMapped(counted.path));
     const struct {
         std::uint64_t index;
         int channel;
@@ -60,32 +63,14 @@ TEST(PcpFile, HandsOutWholeRecordsOfEachChannel) {
     EXPECT_EQ(file.GetRecord(0, 0), nullptr);
 }
 
-TEST(PcpFile, ViewsOfAnySizeGiveTheSameRecords) {
-    const TempFolder folder;
-    writeFile(folder / "data", countingBytes(200));
-    for (const std::uint32_t viewSize : {0u, 1u, 7u, 50u, 0xffffffffu}) {
-        PcpFile file;
-        file.SetLayout(4, 7, 0);
-        file.SetViewSize(viewSize);
-        ASSERT_TRUE(file.OpenMapped(folder / "data"));
-        for (const std::uint64_t index : {27u, 0u, 13u, 14u, 12u, 26u}) {
-            const std::uint8_t* const record = file.GetRecord(index, 0);
-            ASSERT_TRUE(record) << viewSize;
-            EXPECT_EQ(Bytes(record, record + 7)[6], 4 + 7 * index + 6) << viewSize;
-        }
-    }
-}
-
 TEST(PcpFile, NeedsTheHeaderOfTheFirstChannel) {
-    const TempFolder folder;
-    writeFile(folder / "data", countingBytes(20));
-    PcpFile file;
-    file.SetLayout(20, 4, 0);
-    EXPECT_TRUE(file.OpenMapped(folder / "data"));
-    EXPECT_EQ(file.GetRecord(0, 0), nullptr);
-    file.SetLayout(21, 4, 0);
-    EXPECT_EQ(printedBy([&] { EXPECT_FALSE(file.OpenMapped(folder / "data")); }), "");
-    EXPECT_FALSE(file.IsOpen());
+    Counted counted(20);
+    counted.file.SetLayout(20, 4, 0);
+    EXPECT_TRUE(counted.file.OpenMapped(counted.path));
+    EXPECT_EQ(counted.file.GetRecord(0, 0), nullptr);
+    counted.file.SetLayout(21, 4, 0);
+    EXPECT_EQ(printedBy([&] { EXPECT_FALSE(counted.file.OpenMapped(counted.path)); }), "");
+    EXPECT_FALSE(counted.file.IsOpen());
 }
 
 TEST(PcpFile, TellsWhenAMappedFileCannotBeOpenedOrCreated) {
@@ -106,17 +91,16 @@ TEST(PcpFile, TellsWhenAMappedFileCannotBeOpenedOrCreated) {
 }
 
 TEST(PcpFile, CreatesFilesOfZerosAndFillsThemThroughRecords) {
-    const TempFolder folder;
-    writeFile(folder / "data", countingBytes(500));
-    PcpFile file;
+    Counted counted(500);
+    PcpFile& file = counted.file;
     file.SetLayout(3, 2, 0);
-    ASSERT_TRUE(file.CreateMapped(folder / "data", 10));
+    ASSERT_TRUE(file.CreateMapped(counted.path, 10));
     EXPECT_TRUE(file.WriteFileHeader("abc", 0));
     EXPECT_EQ(file.GetPosition(), 3u) << "no window yet: the stream took the bytes";
     file.GetRecord(2, 0)[1] = 0x77;
     file.Close();
-    EXPECT_EQ(readFile(folder / "data"), (Bytes{'a', 'b', 'c', 0, 0, 0, 0, 0, 0x77, 0}));
-    ASSERT_TRUE(file.OpenMapped(folder / "data"));
+    EXPECT_EQ(readFile(counted.path), (Bytes{'a', 'b', 'c', 0, 0, 0, 0, 0, 0x77, 0}));
+    ASSERT_TRUE(file.OpenMapped(counted.path));
     char header[4] = {};
     EXPECT_EQ(file.ReadFileHeader(header, 0), 3u);
     EXPECT_STREQ(header, "abc");
@@ -139,18 +123,17 @@ TEST(PcpFile, SetLengthWritesOneZeroAndNeverCuts) {
 }
 
 TEST(PcpFile, AFileCutShortByAnotherProgramCostsAnAnswerOnly) {
-    const TempFolder folder;
-    writeFile(folder / "data", countingBytes(200));
-    PcpFile file;
+    Counted counted(200);
+    PcpFile& file = counted.file;
     file.SetWindowCapacity(40);
     file.SetViewSize(1);
-    ASSERT_TRUE(file.OpenMapped(folder / "data"));
-    std::filesystem::resize_file(folder / "data", 100);
+    ASSERT_TRUE(file.OpenMapped(counted.path));
+    std::filesystem::resize_file(counted.path, 100);
     EXPECT_EQ(*file.GetRecord(50, 0), 50);
     EXPECT_EQ(file.GetRecord(150, 0), nullptr);
     EXPECT_TRUE(file.HasFailed());
     file.Close();
-    EXPECT_EQ(readFile(folder / "data"), countingBytes(100)) << "nothing is written back for it";
+    EXPECT_EQ(readFile(counted.path), countingBytes(100)) << "nothing is written back for it";
 }
 
 }  // namespace

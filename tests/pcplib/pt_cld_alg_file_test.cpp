@@ -1,12 +1,14 @@
 #include "pcplib/files/pt_cld_alg_file.h"
 
 #include "support/comma_locale.h"
+#include "support/printed_by.h"
 #include "support/temp_folder.h"
 
 #include <gtest/gtest.h>
 
 #include <numeric>
 #include <string>
+#include <tuple>
 
 namespace QelPcpLib {
 namespace {
@@ -38,16 +40,9 @@ AlgHeader sampleHeader() {
     return header;
 }
 
-AlgArea sampleArea() {
-    return {.max = {1.5, -22.5, 1e20}, .min = {-1.5, 1.234567890123e-07, 0}};
-}
-
-void expectEqual(const AlgHeader& actual, const AlgHeader& expected) {
-    EXPECT_EQ(actual.version, expected.version);
-    EXPECT_EQ(actual.matrix, expected.matrix);
-    EXPECT_EQ(actual.maxIntensity, expected.maxIntensity);
-    EXPECT_EQ(actual.minIntensity, expected.minIntensity);
-    EXPECT_EQ(actual.blockSize, expected.blockSize);
+/// All that a header holds but its version.
+auto fieldsOf(const AlgHeader& h) {
+    return std::tuple(h.matrix, h.maxIntensity, h.minIntensity, h.blockSize);
 }
 
 /// What reading a text gave: the result, the record, and what was printed.
@@ -56,14 +51,14 @@ struct HeaderRead {
     AlgHeader header;
     std::string printed;
 };
-HeaderRead readHeader(const std::string& text, AlgHeader before = {}) {
+HeaderRead readHeader(const std::string& text, const AlgHeader& before = {}) {
     const TempFolder folder;
     writeFile(folder / "scan.alg", text);
     CPtCldAlgFile file;
     EXPECT_TRUE(file.Open(folder / "scan.alg", OpenMode::ReadText));
-    testing::internal::CaptureStdout();
-    const bool done = file.ReadHeader(before);
-    return {done, before, testing::internal::GetCapturedStdout()};
+    HeaderRead read{false, before, ""};
+    read.printed = brisko::test::printedBy([&] { read.done = file.ReadHeader(read.header); });
+    return read;
 }
 
 /// The text with its n-th line (from 1) replaced; without an end of line the rest is cut off.
@@ -76,70 +71,57 @@ std::string withLine(std::size_t n, const std::string& line) {
     return text.substr(0, begin) + line + (cut ? "" : text.substr(text.find('\n', begin) + 1));
 }
 
-TEST(CPtCldAlgFile, WritesTheseBytes) {
+void expectTheseBytesBothWays() {
+    const AlgArea area{.max = {1.5, -22.5, 1e20}, .min = {-1.5, 1.234567890123e-07, 0}};
     const TempFolder folder;
     CPtCldAlgFile file;
     ASSERT_TRUE(file.Open(folder / "scan.alg", OpenMode::WriteText));
     EXPECT_TRUE(file.WriteHeader(sampleHeader()));
-    EXPECT_TRUE(file.WriteArea(sampleArea()));
+    EXPECT_TRUE(file.WriteArea(area));
+    EXPECT_TRUE(file.WriteArea(area));
     file.Close();
-    EXPECT_EQ(readText(folder / "scan.alg"), std::string(kHeaderText) + kAreaText);
-}
+    EXPECT_EQ(readText(folder / "scan.alg"), std::string(kHeaderText) + kAreaText + kAreaText);
 
-TEST(CPtCldAlgFile, ReadsBackWhatItWrites) {
-    const TempFolder folder;
-    writeFile(folder / "scan.alg", std::string(kHeaderText) + kAreaText + kAreaText);
-    CPtCldAlgFile file;
     ASSERT_TRUE(file.Open(folder / "scan.alg", OpenMode::ReadText));
     AlgHeader header;
-    AlgArea area;
+    AlgArea read;
     EXPECT_TRUE(file.ReadHeader(header));
     EXPECT_TRUE(file.ReadHeader(header)) << "starts at the front every time";
-    EXPECT_TRUE(file.ReadArea(area));
-    EXPECT_TRUE(file.ReadArea(area));
-    EXPECT_FALSE(file.ReadArea(area));
-    expectEqual(header, sampleHeader());
-    EXPECT_EQ(area.max, sampleArea().max);
-    EXPECT_EQ(area.min, sampleArea().min);
+    EXPECT_TRUE(file.ReadArea(read) && file.ReadArea(read));
+    EXPECT_FALSE(file.ReadArea(read));
+    EXPECT_EQ(fieldsOf(header), fieldsOf(sampleHeader()));
+    EXPECT_EQ(read.max, area.max);
+    EXPECT_EQ(read.min, area.min);
+}
+
+TEST(CPtCldAlgFile, WritesTheseBytesAndReadsThemWhateverTheLocale) {
+    expectTheseBytesBothWays();
+    const brisko::test::CommaLocale locale;
+    ASSERT_TRUE(locale.isComma()) << "localedef made no locale with a decimal comma";
+    expectTheseBytesBothWays();
 }
 
 TEST(CPtCldAlgFile, ReadsTextOfOtherSystemsAndWriters) {
     std::string crlf = kHeaderText;
-    for (std::size_t at = 0; (at = crlf.find('\n', at)) != std::string::npos; at += 2) {
+    for (std::size_t at = 0; (at = crlf.find('\n', at)) != std::string::npos; at += 2)
         crlf.insert(at, "\r");
-    }
-    expectEqual(readHeader(crlf).header, sampleHeader());
-
     // As the grid writer prints it: fixed point, blanks in other places.
-    const HeaderRead fixed = readHeader(
+    const std::string fixedPoint =
         "CL3_ALG_0.1\n"
         "0.000000000000000000 4.0 8.0 12.0 //matrix 1\n"
         "1.0 5.0 9.0 13.0 //matrix 2\n\t2 6 10 14 //matrix 3\n3.0 7.0 11.0 15.0 //matrix 4\n"
-        "2200 // max intensity\n1 // min intensity\n1// block size");
-    EXPECT_TRUE(fixed.done);
-    EXPECT_EQ(fixed.header.matrix, sampleHeader().matrix);
-    EXPECT_EQ(fixed.header.maxIntensity, 2200.0f);
-    EXPECT_EQ(fixed.header.minIntensity, 1.0f);
-    EXPECT_EQ(fixed.header.blockSize, 1);
-}
-
-TEST(CPtCldAlgFile, ReadsAndWritesADecimalPointWhateverTheLocale) {
-    const brisko::test::CommaLocale locale;
-    ASSERT_TRUE(locale.isComma()) << "localedef made no locale with a decimal comma";
-    expectEqual(readHeader(kHeaderText).header, sampleHeader());
-    const TempFolder folder;
-    CPtCldAlgFile file;
-    ASSERT_TRUE(file.Open(folder / "scan.alg", OpenMode::WriteText));
-    file.WriteHeader(sampleHeader());
-    file.Close();
-    EXPECT_EQ(readText(folder / "scan.alg"), kHeaderText);
+        "2200.5 // max intensity\n-.25 // min intensity\n-7// block size";
+    for (const std::string& text : {crlf, fixedPoint}) {
+        const HeaderRead read = readHeader(text);
+        EXPECT_TRUE(read.done);
+        EXPECT_EQ(fieldsOf(read.header), fieldsOf(sampleHeader()));
+    }
 }
 
 TEST(CPtCldAlgFile, AcceptsOneVersionOnly) {
     const std::string message =
-        "ALG\x83\x74\x83\x40\x83\x43\x83\x8b\x82\xcc\x83\x77\x83\x62\x83\x5f\x83\x6f\x81\x5b\x83"
-        "\x57"
-        "\x83\x87\x83\x93\x83\x47\x83\x89\x81\x5b\n";
+        "ALG\x83\x74\x83\x40\x83\x43\x83\x8b\x82\xcc\x83\x77\x83\x62\x83\x5f\x83\x6f\x81\x5b"
+        "\x83\x57\x83\x87\x83\x93\x83\x47\x83\x89\x81\x5b\n";
     const std::string tooLong(5000, 'v');
     for (const std::string line : {"CL3_ALG_0.2", "CL3_ALG_0.1 ", "cl3_alg_0.1", "CL3_ALG_0.1\r\r",
                                    "CL3_ALG_0.11", tooLong.c_str()}) {
@@ -159,26 +141,22 @@ TEST(CPtCldAlgFile, NeedsAllLinesOfTheMatrixAndNoOther) {
         EXPECT_EQ(readHeader(withLine(n, "")).done, n > 5) << "cut before line " << n;
         EXPECT_EQ(readHeader(withLine(n, "\n")).done, n > 5) << "empty line " << n;
     }
+}
+
+TEST(CPtCldAlgFile, NumbersThatAreMissingKeepTheirValues) {
     AlgHeader before;
     before.maxIntensity = 1;
     before.minIntensity = 2;
     before.blockSize = 3;
-    const AlgHeader after = readHeader(withLine(6, ""), before).header;
-    EXPECT_EQ(after.matrix, sampleHeader().matrix);
-    EXPECT_EQ(after.maxIntensity, 1.0f);
-    EXPECT_EQ(after.minIntensity, 2.0f);
-    EXPECT_EQ(after.blockSize, 3);
-}
-
-TEST(CPtCldAlgFile, NumbersThatAreNoneKeepTheirValues) {
-    const AlgHeader matrix = readHeader(withLine(2, "7 8//matrix 1\n")).header;
-    EXPECT_EQ(matrix.matrix[0], 7);
-    EXPECT_EQ(matrix.matrix[4], 8);
-    EXPECT_EQ(matrix.matrix[8], 0);
-    EXPECT_EQ(matrix.matrix[12], 0);
-    AlgHeader before;
-    before.maxIntensity = 5;
-    EXPECT_EQ(readHeader(withLine(6, "// max intensity\n"), before).header.maxIntensity, 5.0f);
+    const AlgHeader cut = readHeader(withLine(6, ""), before).header;
+    EXPECT_EQ(fieldsOf(cut), std::tuple(sampleHeader().matrix, 1.0f, 2.0f, 3));
+    const AlgHeader none = readHeader(withLine(6, "// max intensity\n"), before).header;
+    EXPECT_EQ(fieldsOf(none), std::tuple(sampleHeader().matrix, 1.0f, -0.25f, -7));
+    std::array<double, 16> matrix = sampleHeader().matrix;
+    matrix[0] = 7;
+    matrix[4] = 8;
+    matrix[8] = matrix[12] = 0;
+    EXPECT_EQ(readHeader(withLine(2, "7 8//matrix 1\n")).header.matrix, matrix);
     EXPECT_EQ(readHeader(withLine(8, "99999999999 // block size\n")).header.blockSize, 2147483647);
     EXPECT_EQ(readHeader(withLine(8, "-99999999999\n")).header.blockSize, -2147483647 - 1);
 }

@@ -1,11 +1,11 @@
 #include "commands.h"
+#include "common/json_number.h"
 #include "scan/scan_input.h"
 #include "scan/scan_layout.h"
 
 #include <brisko_codec/cell_reader.h>
 
-#include <cmath>
-#include <cstdio>
+#include <charconv>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -55,29 +55,32 @@ void open(CL3CellReader& reader, const Line& line) {
     }
 }
 
+/// The shortest text that reads back to the same number.
+template <class Number>
+std::string shortest(Number number) {
+    char text[64];
+    return {text, std::to_chars(text, text + sizeof text, number).ptr};
+}
+
 void printText(const Line& line, bool isPoint, const CellPoint& p) {
     std::cout << "column " << line.column << ", row " << line.row << ": ";
     if (!isPoint) {
         std::cout << "empty\n";
         return;
     }
-    char text[256];
-    std::snprintf(text, sizeof text, "%.17g %.17g %.17g, intensity %.9g, colour %d %d %d\n", p.x,
-                  p.y, p.z, static_cast<double>(p.intensity), p.red, p.green, p.blue);
-    std::cout << text;
+    std::cout << shortest(p.x) << " " << shortest(p.y) << " " << shortest(p.z) << ", intensity "
+              << shortest(p.intensity) << ", colour " << int{p.red} << " " << int{p.green} << " "
+              << int{p.blue} << "\n";
 }
 
 void printJson(const Line& line, bool isPoint, const CellPoint& p) {
     using Json = nlohmann::ordered_json;
-    const auto number = [](double value) {
-        return std::isfinite(value) ? Json(value) : Json(nullptr);
-    };
     Json point = nullptr;
     if (isPoint) {
-        point = {{"x", number(p.x)},
-                 {"y", number(p.y)},
-                 {"z", number(p.z)},
-                 {"intensity", number(static_cast<double>(p.intensity))},
+        point = {{"x", jsonNumber(p.x)},
+                 {"y", jsonNumber(p.y)},
+                 {"z", jsonNumber(p.z)},
+                 {"intensity", jsonNumber(p.intensity)},
                  {"colour", Json::array({p.red, p.green, p.blue})}};
     }
     const Json document = {{"schema", kSchema},

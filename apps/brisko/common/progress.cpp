@@ -6,6 +6,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -14,12 +15,14 @@
 namespace brisko::tool {
 namespace {
 
-volatile std::sig_atomic_t interruptAsked = 0;
+// Set by a signal, read by any thread.
+std::atomic<bool> interruptAsked = false;
+static_assert(std::atomic<bool>::is_always_lock_free);
 
 constexpr int kStopSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
 extern "C" void askToStop(int) {
-    interruptAsked = 1;
+    interruptAsked = true;
     // From here on the signals do what they do by default: the next one kills.
     for (const int signal : kStopSignals)
         std::signal(signal, SIG_DFL);
@@ -72,6 +75,8 @@ public:
         m_shown = true;
     }
 
+    void setStage(const std::string& stage) { m_state.stage = stage; }
+
     void end() {
         if (!m_shown) return;
         if (m_style == ProgressStyle::Auto) {
@@ -108,6 +113,10 @@ private:
     bool m_shown = false;
 };
 
+bool showsBar(ProgressStyle style) {
+    return onThisTerminal(style) == ProgressStyle::Auto;
+}
+
 Progress::Progress(ProgressStyle style, const std::string& label, std::uint64_t total,
                    const std::string& unit)
     : m_display(std::make_unique<Display>(style, label, total, unit)) {
@@ -122,6 +131,10 @@ void Progress::advanceTo(std::uint64_t done) {
     m_display->advanceTo(done);
 }
 
+void Progress::setStage(const std::string& stage) {
+    m_display->setStage(stage);
+}
+
 void installInterruptHandler() {
     for (const int signal : kStopSignals) {
         struct sigaction action {};
@@ -134,8 +147,12 @@ void installInterruptHandler() {
     }
 }
 
+bool isInterrupted() {
+    return interruptAsked;
+}
+
 void throwIfInterrupted() {
-    if (interruptAsked) throw Interrupted{};
+    if (isInterrupted()) throw Interrupted{};
 }
 
 }  // namespace brisko::tool

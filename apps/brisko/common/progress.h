@@ -14,6 +14,9 @@ enum class ProgressStyle {
     None,
 };
 
+/// Whether a bar is drawn: what else is written to standard error shares its line.
+bool showsBar(ProgressStyle style);
+
 /// The progress of one piece of work. Shows nothing in its first second, so short work is silent.
 class Progress {
 public:
@@ -28,6 +31,8 @@ public:
     /// Tells how many steps are done. Cheap, but not free: call it every few thousand points.
     /// Throws Interrupted after Ctrl-C.
     void advanceTo(std::uint64_t done);
+    /// Names what is being done just now, beside the label of the whole.
+    void setStage(const std::string& stage);
 
 private:
     class Display;
@@ -37,6 +42,8 @@ private:
 /// Makes Ctrl-C (SIGTERM and a closed terminal likewise) ask running work to stop cleanly; a second
 /// one kills.
 void installInterruptHandler();
+/// Whether that was asked for.
+bool isInterrupted();
 /// Throws Interrupted when it was asked for.
 void throwIfInterrupted();
 

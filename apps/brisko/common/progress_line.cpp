@@ -70,7 +70,10 @@ std::string barLine(const ProgressState& state, std::size_t width) {
     std::string line = state.label;
     constexpr std::size_t kShortestBar = 10;
     constexpr std::size_t kLongestBar = 40;
-    const std::size_t used = line.size() + tail.size() + 4;  // blank blank [ ]
+    constexpr std::size_t kFrame = 4;  // blank blank [ ]
+    const std::string stage = state.stage.empty() ? "" : "  " + state.stage;
+    if (line.size() + tail.size() + stage.size() + kFrame + kShortestBar <= width) tail += stage;
+    const std::size_t used = line.size() + tail.size() + kFrame;
     if (state.total > 0 && used + kShortestBar <= width) {
         const std::size_t bar = std::min(width - used, kLongestBar);
         const auto full = static_cast<std::size_t>(fraction(state) * static_cast<double>(bar));
@@ -93,12 +96,14 @@ std::string plainLine(const ProgressState& state) {
     }
     line += ", " + rateText(state);
     const std::string left = timeLeft(state);
-    return left.empty() ? line : line + ", " + left;
+    if (!left.empty()) line += ", " + left;
+    return state.stage.empty() ? line : line + ", " + state.stage;
 }
 
 std::string jsonLine(const ProgressState& state) {
     nlohmann::ordered_json line;
     line["progress"] = state.label;
+    if (!state.stage.empty()) line["stage"] = state.stage;
     line["unit"] = state.unit;
     line["done"] = state.done;
     line["total"] = nullptr;

@@ -13,6 +13,7 @@ struct ProgressState {
     std::uint64_t total = 0;  // steps; 0 where it is not known
     double seconds = 0;       // since the start
     bool finished = false;
+    std::string stage = {};  // what is being done just now; empty where there is but one thing
 };
 
 /// "12.3 M": a count with a decimal prefix.
@@ -24,7 +25,8 @@ std::string clockTime(double seconds);
 std::string barLine(const ProgressState& state, std::size_t width);
 /// One line of a log: "convert: 45 %, 12.3 M points/s, 0:12 left".
 std::string plainLine(const ProgressState& state);
-/// One JSON object: label, unit, done, total, seconds, finished; total is null where not known.
+/// One JSON object: label, stage (where there is one), unit, done, total (null where not known),
+/// seconds, finished.
 std::string jsonLine(const ProgressState& state);
 
 }  // namespace brisko::tool

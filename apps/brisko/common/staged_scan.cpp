@@ -98,7 +98,7 @@ std::string createStaged(const std::string& path) {
     for (int attempt = 0; attempt < 100; ++attempt) {
         const std::string name =
             ".brisko-" + std::to_string(random()) + fs::path(path).extension().string();
-        const std::string staged = (fs::path(folder) / name).string();
+        std::string staged = (fs::path(folder) / name).string();
         const int file = open(staged.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666);
         if (file >= 0) {
             close(file);

@@ -7,6 +7,8 @@
 #include "convert/grid_window.h"
 #include "convert/header_angles.h"
 
+#include <brisko_codec/codec.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
@@ -58,7 +60,22 @@ void requireGrid(const ConvertOptions& options, const ScanFacts& input, OutputFo
                       "as .cl3, without --columns and --rows");
 }
 
-CellWindow chooseWindow(const ConvertOptions& options, const ScanFacts& input) {
+void requireStorable(const CellWindow& window, const ScanFacts& input, OutputFormat format) {
+    constexpr std::uint32_t kMost = 0x7fffffff;  // a CLR header counts with a sign
+    const std::uint32_t columns = window.endColumn - window.firstColumn;
+    const std::uint32_t rows = window.endRow - window.firstRow;
+    const std::string grid = std::to_string(columns) + " x " + std::to_string(rows) + " cells";
+    if (columns > kMost || rows > kMost) {
+        throw Failure(ExitCode::Usage,
+                      input.path + ": " + grid + " are too many; --columns and --rows choose some");
+    }
+    if (format == OutputFormat::PTX && (columns == 0 || rows == 0)) {
+        throw Failure(ExitCode::Damaged, input.path + ": a grid of " + grid + " has no lines");
+    }
+}
+
+CellWindow chooseWindow(const ConvertOptions& options, const ScanFacts& input,
+                        OutputFormat format) {
     CellWindow window{0, input.columns, 0, input.rows};
     if (!options.columns.empty()) {
         parseRange(options.columns, "--columns", input.columns, window.firstColumn,
@@ -67,6 +84,7 @@ CellWindow chooseWindow(const ConvertOptions& options, const ScanFacts& input) {
     if (!options.rows.empty()) {
         parseRange(options.rows, "--rows", input.rows, window.firstRow, window.endRow);
     }
+    requireStorable(window, input, format);
     return window;
 }
 
@@ -99,7 +117,7 @@ public:
           m_format(chooseFormat(options, m_input->facts())),
           m_estimate(m_input->facts().columns, m_input->facts().rows) {
         requireGrid(options, facts(), m_format);
-        m_window = chooseWindow(options, facts());
+        m_window = chooseWindow(options, facts(), m_format);
         // A point cloud has no place for a matrix.
         m_bake = options.applyAlignment || m_format == OutputFormat::PLY;
     }
@@ -175,6 +193,7 @@ private:
         std::vector<CellPoint> points;
         for (m_input->read(points); !points.empty(); m_input->read(points)) {
             m_delivered += points.size();
+            noteIntensities(points);
             if (estimated) m_estimate.add(points);
             filter.apply(points);
             if (ordered) {
@@ -185,6 +204,14 @@ private:
             progress.advanceTo(m_input->stepsDone());
         }
         if (ordered) order.finish();
+    }
+
+    /// PTX files of some programs hold other scales than 0 to 1.
+    void noteIntensities(const std::vector<CellPoint>& points) {
+        if (facts().kind != ScanKind::PTX) return;
+        for (const CellPoint& p : points) {
+            m_foreignIntensity |= p.intensity < 0 || p.intensity > BriskoCodec::i_range;
+        }
     }
 
     void completeHeader(const OutputTarget& target) const {
@@ -207,6 +234,11 @@ private:
     }
 
     void warnAboutPoints(const LeftOut& leftOut) const {
+        if (m_foreignIntensity) {
+            warn(facts().path +
+                 ": some intensities are not from 0 to 1; all were taken times 2200 "
+                 "nevertheless");
+        }
         if (leftOut.outsideGrid > 0) {
             warn(facts().path + ": " + countOf(leftOut.outsideGrid, "point") +
                  " outside the grid left out");
@@ -232,6 +264,7 @@ private:
     bool m_bake = false;
     AngleEstimate m_estimate;
     std::uint64_t m_delivered = 0;
+    bool m_foreignIntensity = false;
 };
 
 }  // namespace

@@ -62,7 +62,7 @@ ConvertOptions takeOptions(const CLI::App& app, const Line& line, const CommonOp
     options.progress = common.progress;
     if (app.count("--max-distance") > 0) options.maxDistance = line.maxDistance;
     if (!line.box.empty()) {
-        Box box;
+        Box box{};
         for (std::size_t axis = 0; axis < 3; ++axis) {
             box.min[axis] = std::min(line.box[axis], line.box[axis + 3]);
             box.max[axis] = std::max(line.box[axis], line.box[axis + 3]);
@@ -78,7 +78,8 @@ ExitCode run(const ConvertOptions& options) {
     if (result.columns > 0) {
         std::cout << ", " << result.columns << " columns x " << result.rows << " rows";
     }
-    std::cout << ", " << std::filesystem::file_size(options.output) << " bytes\n";
+    std::error_code ignored;
+    std::cout << ", " << std::filesystem::file_size(options.output, ignored) << " bytes\n";
     return ExitCode::Done;
 }
 

@@ -3,11 +3,19 @@
 #include "scan/header_file.h"
 
 #include <cmath>
+#include <limits>
 
 namespace brisko::tool {
 namespace {
 
 constexpr double kDefaultStep = 1;  // degrees, where the points tell nothing
+
+/// An angle of a damaged header may be anything; what a float cannot hold becomes 0.
+float narrow(double degrees) {
+    return std::abs(degrees) <= static_cast<double>(std::numeric_limits<float>::max())
+               ? static_cast<float>(degrees)
+               : 0.0f;
+}
 
 struct Span {
     double start = 0;
@@ -21,13 +29,13 @@ Span spanOf(float start, float stop, std::uint32_t count) {
 }
 
 void setAzimuth(CLFileHeader& header, const Span& span, std::uint32_t first, std::uint32_t end) {
-    header.SetStartAzimuthAngle(static_cast<float>(span.start + first * span.step));
-    header.SetStopAzimuthAngle(static_cast<float>(span.start + end * span.step));
+    header.SetStartAzimuthAngle(narrow(span.start + first * span.step));
+    header.SetStopAzimuthAngle(narrow(span.start + end * span.step));
 }
 
 void setZenith(CLFileHeader& header, const Span& span, std::uint32_t first, std::uint32_t end) {
-    header.SetStartZenithAngle(static_cast<float>(span.start + first * span.step));
-    header.SetStopZenithAngle(static_cast<float>(span.start + end * span.step));
+    header.SetStartZenithAngle(narrow(span.start + first * span.step));
+    header.SetStopZenithAngle(narrow(span.start + end * span.step));
 }
 
 bool isWhole(const ScanFacts& input, const CellWindow& window) {
@@ -35,9 +43,10 @@ bool isWhole(const ScanFacts& input, const CellWindow& window) {
            window.endRow == input.rows;
 }
 
-/// "CL3_0.7" in a CLR file would be a lie; CLR files carry what their scanner wrote.
-void dropForeignVersion(CLFileHeader& header) {
-    if (header.GetFileVersion().starts_with("CL3")) header.SetFileVersion("");
+/// The writers put their version into CL3 files; in CLR files they leave what they are given.
+void setRawVersion(CLFileHeader& header) {
+    const std::string version = header.GetFileVersion();
+    if (version.front() == '\0' || version.starts_with("CL3")) header.SetFileVersion("CLR_0.7");
 }
 
 }  // namespace
@@ -46,7 +55,6 @@ CLRFileHeader outputHeader(const ScanFacts& input, const CellWindow& window) {
     CLRFileHeader header;
     if (input.header) {
         static_cast<CLFileHeader&>(header) = *input.header;
-        dropForeignVersion(header);
         if (!isWhole(input, window)) {
             const CLFileHeader& from = *input.header;
             setAzimuth(
@@ -58,6 +66,7 @@ CLRFileHeader outputHeader(const ScanFacts& input, const CellWindow& window) {
                       window.firstRow, window.endRow);
         }
     }
+    setRawVersion(header);
     header.SetAzimuthResolution(static_cast<int>(window.endColumn - window.firstColumn));
     header.SetZenithResolution(static_cast<int>(window.endRow - window.firstRow));
     return header;

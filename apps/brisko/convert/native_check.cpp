@@ -2,7 +2,9 @@
 
 #include "common/failure.h"
 #include "common/input_file.h"
+#include "common/progress.h"
 #include "convert/point_filter.h"
+#include "scan/native_layout.h"
 #include "scan/scan_layout.h"
 
 #include <cerrno>
@@ -13,9 +15,7 @@
 namespace brisko::tool {
 namespace {
 
-constexpr std::uint64_t kIndexHeader = 48;  // bytes
-constexpr std::uint64_t kTileHeader = 12;
-constexpr std::uint64_t kEntriesOfTile = 256 * 256;
+constexpr std::uint64_t kEntriesOfTile = std::uint64_t{256} * 256;
 
 [[noreturn]] void failCheck(const OutputTarget& target, const std::string& what) {
     throw Failure(ExitCode::NotWritten, target.shownPath +
@@ -41,17 +41,18 @@ void checkAlignment(const OutputTarget& target) {
 /// The entries of each tile number its points 1, 2, 3 and so on.
 void checkEntries(const OutputTarget& target, const IndexLayout& index) {
     InputFile file(index.path);
-    std::vector<std::uint8_t> tile(kTileHeader + 4 * kEntriesOfTile);
-    std::uint8_t header[kIndexHeader];
+    std::vector<std::uint8_t> tile(ij::kTileHeader + 4 * kEntriesOfTile);
+    std::uint8_t header[ij::kHeader];
     require(file.read(header, sizeof header) == sizeof header, target, "index header");
     for (std::uint32_t k = 0; k < index.tiles; ++k) {
+        throwIfInterrupted();
         require(file.read(tile.data(), tile.size()) == tile.size(), target, "index length");
         std::uint32_t count = 0;
         std::memcpy(&count, tile.data() + 8, sizeof count);
         std::uint32_t points = 0;
         for (std::uint64_t i = 0; i < kEntriesOfTile; ++i) {
             std::uint32_t entry = 0;
-            std::memcpy(&entry, tile.data() + kTileHeader + 4 * i, sizeof entry);
+            std::memcpy(&entry, tile.data() + ij::kTileHeader + 4 * i, sizeof entry);
             if (entry == 0) continue;
             require(entry == ++points, target, "index entries");
         }
@@ -62,11 +63,8 @@ void checkEntries(const OutputTarget& target, const IndexLayout& index) {
 }  // namespace
 
 void failToWrite(const std::string& shownPath) {
-    const int reason = errno;
-    throw Failure(ExitCode::NotWritten,
-                  shownPath + ": cannot be written" +
-                      (reason != 0 ? std::string(": ") + std::strerror(reason) : "") +
-                      "; is the disk full?");
+    const std::string reason = errno != 0 ? std::strerror(errno) : "the disk may be full";
+    throw Failure(ExitCode::NotWritten, shownPath + ": cannot be written: " + reason);
 }
 
 void writeAlignmentBeside(const OutputTarget& target, const PointBox& box) {

@@ -1,27 +1,10 @@
+#include "common/json_number.h"
 #include "info/report_output.h"
-
-#include <charconv>
-#include <cmath>
-#include <iterator>
 
 namespace brisko::tool {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-Json number(double value) {
-    return std::isfinite(value) ? Json(value) : Json(nullptr);
-}
-
-/// The number that the shortest decimal of the float stands for: 0.1, not 0.10000000149.
-Json number(float value) {
-    if (!std::isfinite(value)) return nullptr;
-    char text[32];
-    const char* const end = std::to_chars(text, text + sizeof text, value).ptr;
-    double shortest = 0;
-    std::from_chars(text, end, shortest);
-    return shortest;
-}
 
 Json headerJson(const CLFileHeader& header) {
     return {
@@ -32,14 +15,14 @@ Json headerJson(const CLFileHeader& header) {
         {"serialNumber", withoutPadding(header.GetSerialNumber())},
         {"date", withoutPadding(header.GetDate())},
         {"time", withoutPadding(header.GetTime())},
-        {"temperature", number(header.GetTemperature())},
-        {"pressure", number(header.GetPressure())},
-        {"startAzimuth", number(header.GetStartAzimuthAngle())},
-        {"stopAzimuth", number(header.GetStopAzimuthAngle())},
-        {"deltaAzimuth", number(header.GetDeltaAzimuthAngle())},
-        {"startZenith", number(header.GetStartZenithAngle())},
-        {"stopZenith", number(header.GetStopZenithAngle())},
-        {"deltaZenith", number(header.GetDeltaZenithAngle())},
+        {"temperature", jsonNumber(header.GetTemperature())},
+        {"pressure", jsonNumber(header.GetPressure())},
+        {"startAzimuth", jsonNumber(header.GetStartAzimuthAngle())},
+        {"stopAzimuth", jsonNumber(header.GetStopAzimuthAngle())},
+        {"deltaAzimuth", jsonNumber(header.GetDeltaAzimuthAngle())},
+        {"startZenith", jsonNumber(header.GetStartZenithAngle())},
+        {"stopZenith", jsonNumber(header.GetStopZenithAngle())},
+        {"deltaZenith", jsonNumber(header.GetDeltaZenithAngle())},
         {"pointFormat", header.GetPointFormat()},
         {"blockCount", header.GetBlockCount()},
     };
@@ -58,21 +41,21 @@ Json alignmentJson(const Alignment& alignment) {
     if (alignment.source == AlignmentSource::File) {
         matrix = Json::array();
         for (const double element : alignment.matrix)
-            matrix.push_back(number(element));
+            matrix.push_back(jsonNumber(element));
     }
     return {{"source", sourceName(alignment.source)}, {"matrix", matrix}};
 }
 
 Json triple(const double (&values)[3]) {
-    return Json::array({number(values[0]), number(values[1]), number(values[2])});
+    return Json::array({jsonNumber(values[0]), jsonNumber(values[1]), jsonNumber(values[2])});
 }
 
 Json summaryJson(const PointSummary& summary) {
     Json json = {{"points", summary.points}, {"bounds", nullptr}, {"intensity", nullptr}};
     if (summary.points == 0) return json;
     json["bounds"] = {{"min", triple(summary.min)}, {"max", triple(summary.max)}};
-    json["intensity"] = {{"min", number(summary.minIntensity)},
-                         {"max", number(summary.maxIntensity)}};
+    json["intensity"] = {{"min", jsonNumber(summary.minIntensity)},
+                         {"max", jsonNumber(summary.maxIntensity)}};
     return json;
 }
 

@@ -1,3 +1,4 @@
+#include "common/message.h"
 #include "info/report_output.h"
 
 #include <algorithm>
@@ -68,8 +69,8 @@ void summaryLines(std::ostream& out, const PointSummary& summary) {
         out << "  " << kAxes[axis] << "          " << text(summary.min[axis], 12) << " to "
             << text(summary.max[axis], 12) << "\n";
     }
-    out << "  intensity  " << text(static_cast<double>(summary.minIntensity)) << " to "
-        << text(static_cast<double>(summary.maxIntensity)) << "\n";
+    out << "  intensity  " << text(static_cast<double>(summary.minIntensity), 7) << " to "
+        << text(static_cast<double>(summary.maxIntensity), 7) << "\n";
 }
 
 }  // namespace
@@ -117,8 +118,8 @@ std::string reportText(const ScanReport& report) {
     }
     if (report.index) {
         out << "  index      " << report.index->path << ", " << report.index->bytes << " bytes, "
-            << report.index->tiles << " tiles of " << report.index->tileSize << " x "
-            << report.index->tileSize << ", " << report.index->points << " points\n";
+            << countOf(report.index->tiles, "tile") << " of " << report.index->tileSize << " x "
+            << report.index->tileSize << ", " << countOf(report.index->points, "point") << "\n";
     }
     out << "  colour     " << (report.hasColour ? "stored" : "none") << "\n";
     alignmentLines(out, report.alignment);

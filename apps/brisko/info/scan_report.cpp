@@ -87,7 +87,7 @@ private:
         m_result.maxIntensity = std::max(m_result.maxIntensity, point.intensity);
     }
 
-    double m_matrix[16];
+    double m_matrix[16] = {};
     PointSummary m_result;
 };
 

@@ -1,4 +1,5 @@
 #include "commands.h"
+#include "common/choice.h"
 #include "common/staged_scan.h"
 #include "panorama/picture.h"
 #include "panorama/png_file.h"
@@ -192,9 +193,8 @@ Command addPanorama(CLI::App& tool, const CommonOptions& common) {
     app->add_option("-o,--output", line->output, "Picture to write (.png)")
         ->required()
         ->option_text("OUT.png");
-    app->add_option("--mode", line->mode, "What to draw: range, intensity or colour")
-        ->option_text("MODE")
-        ->transform(CLI::CheckedTransformer(kModes, CLI::ignore_case));
+    addChoice(*app, "--mode", line->mode, kModes, "What to draw: range, intensity or colour")
+        ->option_text("MODE");
     CLI::Option* size =
         app->add_option("--size", line->size, "Size in pixels, whatever the scan's proportions")
             ->option_text("WxH");

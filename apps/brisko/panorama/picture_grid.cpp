@@ -6,6 +6,8 @@
 namespace brisko::tool {
 namespace {
 
+constexpr double kFarthest = 1e9;  // metres; beyond it nothing was measured
+
 std::uint32_t gathered(std::uint32_t place, std::uint32_t cells, std::uint32_t size) {
     return static_cast<std::uint32_t>(std::uint64_t{place} * size / cells);
 }
@@ -50,7 +52,7 @@ void PictureGrid::addTo(std::size_t cell, const CellPoint& p) {
     switch (m_mode) {
         case PictureMode::Range: {
             const double range = std::sqrt(p.x * p.x + p.y * p.y + p.z * p.z);
-            if (!std::isfinite(range)) return;
+            if (!(range <= kFarthest)) return;
             sums[0] += static_cast<float>(range);
             break;
         }

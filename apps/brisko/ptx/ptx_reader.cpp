@@ -3,6 +3,7 @@
 #include "common/failure.h"
 #include "ptx/number_text.h"
 
+#include <cmath>
 #include <limits>
 
 namespace brisko::tool {
@@ -10,6 +11,9 @@ namespace {
 
 /// The shortest line of a cell: "0 0 0 0" and its end.
 constexpr std::uint64_t kShortestCell = 8;  // bytes
+
+/// Beyond it, an intensity does not fit a float.
+constexpr double kStrongest = 1e30;
 
 }  // namespace
 
@@ -97,7 +101,8 @@ bool PtxReader::readCell(CellPoint& point) {
     std::string_view line = nextLine("all cells were read");
     double share = 0;
     bool fits = takeNumber(line, point.x) && takeNumber(line, point.y) &&
-                takeNumber(line, point.z) && takeNumber(line, share);
+                takeNumber(line, point.z) && takeNumber(line, share) &&
+                std::abs(share) <= kStrongest;
     if (m_fields == kPtxColourFields) {
         fits = fits && takeColour(line, point.red) && takeColour(line, point.green) &&
                takeColour(line, point.blue);

@@ -1,27 +1,13 @@
 #include "common/failure.h"
 #include "common/input_file.h"
 #include "common/message.h"
+#include "scan/native_layout.h"
 #include "scan/scan_layout.h"
 
-#include <cstring>
 #include <filesystem>
 
 namespace brisko::tool {
 namespace {
-
-constexpr std::uint64_t kHeader = 115;              // bytes
-constexpr std::uint64_t kBlockHeader = 5;           // point count (4), flag (1)
-constexpr std::uint64_t kRecordSizes[] = {28, 31};  // by point format
-constexpr std::uint64_t kIndexHeader = 48;  // tag (32), tiles, columns, rows, tile size (4 each)
-constexpr std::uint64_t kTileHeader = 12;   // column tile, row tile, point count (4 each)
-constexpr std::uint64_t kEntry = 4;
-
-std::uint32_t u32(const std::uint8_t* bytes) {
-    std::uint32_t value = 0;
-    for (int i = 3; i >= 0; --i)
-        value = value << 8 | bytes[i];
-    return value;
-}
 
 /// Walks from block header to block header.
 class Blocks {
@@ -30,10 +16,10 @@ public:
 
     /// The point count of the next block; false when the file ends before the block does.
     bool next(std::uint32_t& points) {
-        std::uint8_t header[kBlockHeader];
+        std::uint8_t header[cl3::kBlockHeader];
         if (!m_file.readAt(m_offset, header, sizeof header)) return false;
         points = u32(header);
-        const std::uint64_t end = m_offset + kBlockHeader + points * m_recordSize;
+        const std::uint64_t end = m_offset + cl3::kBlockHeader + points * m_recordSize;
         if (end > m_file.size()) return false;
         m_offset = end;
         ++m_count;
@@ -45,39 +31,28 @@ public:
 private:
     InputFile& m_file;
     std::uint64_t m_recordSize;
-    std::uint64_t m_offset = kHeader;
+    std::uint64_t m_offset = cl3::kHeader;
     std::uint64_t m_count = 0;
 };
 
-/// The bytes of one tile; 0 when its edge makes no sense.
-std::uint64_t tileBytes(std::uint32_t tileSize) {
-    constexpr std::uint32_t kLargest = 1 << 16;  // beyond it, entry numbers would not fit
-    if (tileSize == 0 || tileSize > kLargest) return 0;
-    return kTileHeader + kEntry * tileSize * tileSize;
-}
-
-std::uint64_t tilesAlong(std::uint32_t cells, std::uint32_t tileSize) {
-    return (std::uint64_t{cells} + tileSize - 1) / tileSize;
-}
-
 /// Reads the header of the index; empty, or what is wrong with it.
 std::string readIndexHeader(InputFile& file, IndexLayout& index) {
-    std::uint8_t header[kIndexHeader];
+    std::uint8_t header[ij::kHeader];
     if (!file.readAt(0, header, sizeof header)) return "it ends inside its header";
     index.tiles = u32(header + 32);
     index.columns = u32(header + 36);
     index.rows = u32(header + 40);
     index.tileSize = u32(header + 44);
-    const std::uint64_t bytesOfTile = tileBytes(index.tileSize);
+    const std::uint64_t bytesOfTile = ij::tileBytes(index.tileSize);
     if (bytesOfTile == 0) return "tile size " + std::to_string(index.tileSize);
     const std::uint64_t tiles =
-        tilesAlong(index.columns, index.tileSize) * tilesAlong(index.rows, index.tileSize);
+        ij::tilesAlong(index.columns, index.tileSize) * ij::tilesAlong(index.rows, index.tileSize);
     const std::string grid = std::to_string(index.columns) + " x " + std::to_string(index.rows);
     if (tiles != index.tiles) {
         return "it announces " + countOf(index.tiles, "tile") + ", a grid of " + grid + " has " +
                std::to_string(tiles);
     }
-    const std::uint64_t expected = kIndexHeader + tiles * bytesOfTile;
+    const std::uint64_t expected = ij::kHeader + tiles * bytesOfTile;
     if (file.size() != expected) {
         return "it has " + std::to_string(file.size()) + " bytes, a grid of " + grid + " takes " +
                std::to_string(expected);
@@ -88,7 +63,7 @@ std::string readIndexHeader(InputFile& file, IndexLayout& index) {
 /// The points that a tile announces; the index's size was compared with its grid before.
 std::uint32_t tilePoints(InputFile& file, const IndexLayout& index, std::uint64_t tile) {
     std::uint8_t count[4];
-    const std::uint64_t offset = kIndexHeader + tile * tileBytes(index.tileSize) + 8;
+    const std::uint64_t offset = ij::kHeader + tile * ij::tileBytes(index.tileSize) + 8;
     return file.readAt(offset, count, sizeof count) ? u32(count) : 0;
 }
 
@@ -100,7 +75,7 @@ std::unique_ptr<CLFileHeader> readHeader(const std::string& path) {
 
 /// Blocks and tiles in step: the k-th tile describes the k-th block.
 void walk(InputFile& file, InputFile* indexFile, ScanLayout& layout) {
-    const std::uint64_t recordSize = kRecordSizes[layout.header->GetPointFormat()];
+    const std::uint64_t recordSize = cl3::kRecordSizes[layout.header->GetPointFormat()];
     const std::uint32_t announced = layout.header->GetBlockCount();
     Blocks blocks(file, recordSize);
     std::uint32_t points = 0;
@@ -160,9 +135,9 @@ ScanLayout inspectCL3(const std::string& path) {
         layout.rows = layout.index->rows;
     }
     const unsigned format = layout.header->GetPointFormat();
-    if (file.size() < kHeader) {
+    if (file.size() < cl3::kHeader) {
         layout.problems.insert(layout.problems.begin(), path + ": the file ends inside its header");
-    } else if (format >= std::size(kRecordSizes)) {
+    } else if (format >= std::size(cl3::kRecordSizes)) {
         layout.problems.insert(layout.problems.begin(),
                                path + ": point format " + std::to_string(format) +
                                    " is not one of CL3 (0 or 1); is this a CL3 file?");

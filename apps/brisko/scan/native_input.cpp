@@ -94,7 +94,10 @@ void NativeInput::read(std::vector<CellPoint>& points) {
 }
 
 void NativeInput::countSteps(const std::vector<CellPoint>& points) {
-    if (points.empty()) return;
+    if (points.empty()) {
+        m_done = m_steps;
+        return;
+    }
     if (m_facts.kind == ScanKind::CLR) {
         m_done = points.back().column;
     } else {

@@ -19,7 +19,7 @@ bool isSmallLetter(char c) {
 }  // namespace
 
 std::string extensionOf(const std::string& path) {
-    const std::string extension = std::filesystem::path(path).extension().string();
+    std::string extension = std::filesystem::path(path).extension().string();
     // Mixed letters are no extension that the library's hosts know.
     if (std::any_of(extension.begin(), extension.end(), isSmallLetter)) return extension;
     std::string small = extension;

@@ -35,7 +35,7 @@ struct Light {
 /// A body and what it is made of: a place in the scene's list of materials.
 struct Body {
     Shape shape;
-    std::size_t material;
+    std::size_t material = 0;
 };
 
 /// Bodies in the world frame: metres, z up. Immutable, so any number of threads may look at it.

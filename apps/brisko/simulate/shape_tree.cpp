@@ -67,7 +67,7 @@ ShapeTree::Found ShapeTree::first(const Ray& ray) const {
         std::size_t node;
         double entry;
     };
-    std::array<Waiting, kDeepest> waiting;
+    std::array<Waiting, kDeepest> waiting{};
     std::size_t depth = 0;
     waiting[depth++] = {0, m_nodes[0].bounds.entry(ray)};
     while (depth > 0) {

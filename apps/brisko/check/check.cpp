@@ -1,0 +1,112 @@
+#include "check/scan_check.h"
+#include "commands.h"
+#include "common/message.h"
+
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <vector>
+
+namespace brisko::tool {
+
+ScanCheck checkScan(const std::string& path, std::size_t most, ProgressStyle style) {
+    ScanCheck check(most);
+    check.path = path;
+    check.kind = scanKind(path);
+    if (check.kind == ScanKind::PTX) {
+        throw Failure(ExitCode::Usage, path + ": only .cl3 and .clr scans can be checked");
+    }
+    if (check.kind == ScanKind::CL3) {
+        checkCL3Scan(check, style);
+    } else {
+        checkCLRScan(check, style);
+    }
+    return check;
+}
+
+namespace {
+
+constexpr const char* kSchema = "brisko.check/1";
+
+struct Line {
+    std::vector<std::string> files;
+    std::size_t most = 10;
+    bool json = false;
+};
+
+void printText(const ScanCheck& check) {
+    for (const Finding& finding : check.findings.kept())
+        std::cout << findingText(finding) << "\n";
+    for (const auto& [kind, count] : check.findings.unlisted())
+        std::cout << check.path << ": " << count << " more of kind '" << kind << "'\n";
+    for (const std::string& note : check.notes)
+        std::cout << check.path << ": note: " << note << "\n";
+    std::cout << check.path << ": "
+              << (check.findings.empty() ? "sound" : countOf(check.findings.count(), "finding"))
+              << ", " << countOf(check.blocks, "whole block") << ", "
+              << countOf(check.records, "record") << ", " << countOf(check.points, "point") << "\n";
+}
+
+nlohmann::ordered_json checkJson(const ScanCheck& check) {
+    nlohmann::ordered_json json = {{"path", check.path},
+                                   {"sound", check.findings.empty()},
+                                   {"blocks", check.blocks},
+                                   {"records", check.records},
+                                   {"points", check.points},
+                                   {"findingCount", check.findings.count()},
+                                   {"findings", nlohmann::ordered_json::array()},
+                                   {"notes", check.notes},
+                                   {"error", nullptr}};
+    for (const Finding& finding : check.findings.kept())
+        json["findings"].push_back(findingJson(finding));
+    return json;
+}
+
+/// Checks one scan after the other; a damaged one does not keep the others from being looked at.
+ExitCode run(const Line& line, ProgressStyle style) {
+    ExitCode code = ExitCode::Done;
+    nlohmann::ordered_json scans = nlohmann::ordered_json::array();
+    for (const std::string& file : line.files) {
+        try {
+            throwIfInterrupted();
+            const ScanCheck check = checkScan(file, line.most, style);
+            if (!check.findings.empty()) code = ExitCode::Damaged;
+            if (line.json) scans.push_back(checkJson(check));
+            if (!line.json) printText(check);
+        } catch (const Failure& failure) {
+            std::fprintf(stderr, "brisko: %s\n", failure.what());
+            if (code == ExitCode::Done) code = failure.code();
+            scans.push_back({{"path", file}, {"sound", false}, {"error", failure.what()}});
+        }
+    }
+    if (line.json) {
+        const nlohmann::ordered_json document = {{"schema", kSchema}, {"scans", scans}};
+        std::cout << document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
+                  << "\n";
+    }
+    return code;
+}
+
+}  // namespace
+
+Command addCheck(CLI::App& tool, const CommonOptions& common) {
+    CLI::App* app = tool.add_subcommand(
+        "check", "Read a scan to its last byte and tell everything that is wrong with it");
+    app->footer(
+        "Looked at: the header; block sizes against the size of the file; the index against the\n"
+        "blocks, its entries one by one; the alignment; compressed lines; every point for finite\n"
+        "numbers and directions that the header speaks of, give or take two steps.\n"
+        "Blocks and bytes count from 0. Exit codes: 0 when all scans are sound, 3 when any is "
+        "not.\n"
+        "'brisko repair' salvages what is left of a damaged scan.");
+    const auto line = std::make_shared<Line>();
+    app->add_option("FILE", line->files, "Scans (.cl3, .clr)")->required();
+    app->add_option("--most", line->most, "List at most N findings of a kind; all are counted")
+        ->option_text("N")
+        ->check(CLI::Range(std::size_t{1}, std::size_t{1000000}))
+        ->capture_default_str();
+    app->add_flag("--json", line->json, "Print JSON, schema " + std::string(kSchema));
+    return {app, [line, &common] { return run(*line, common.progress); }};
+}
+
+}  // namespace brisko::tool

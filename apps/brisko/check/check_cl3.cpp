@@ -1,0 +1,148 @@
+#include "check/point_check.h"
+#include "check/tile_check.h"
+#include "common/message.h"
+#include "scan/byte_stream.h"
+#include "scan/cl3_record.h"
+#include "scan/native_layout.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+
+namespace brisko::tool {
+namespace {
+
+/// Goes through blocks and tiles in step: the k-th tile describes the k-th block.
+class CL3Check {
+public:
+    CL3Check(ScanCheck& check, ProgressStyle style)
+        : m_check(check), m_stream(check.path), m_style(style) {
+        m_header.Read(check.path.c_str());
+    }
+
+    void run() {
+        if (!checkHeader()) return;
+        const std::string indexPath = companionOf(m_check.path, ".ij");
+        std::error_code ignored;
+        if (std::filesystem::exists(indexPath, ignored)) {
+            m_tiles = std::make_unique<TileCheck>(m_check, indexPath);
+        }
+        Progress progress(m_style, "check", m_stream.size() + (m_tiles ? m_tiles->size() : 0),
+                          "bytes");
+        m_progress = &progress;
+        PointCheck points(m_check, m_header);
+        m_points = &points;
+        m_stream.seek(cl3::kHeader);
+        walkBlocks();
+        while (m_tiles && m_tiles->next()) {
+            if (m_whole) m_tiles->compareWithoutBlock();
+            showProgress();
+        }
+        points.finish();
+        checkAlignmentFile(m_check);
+    }
+
+private:
+    void add(const char* kind, std::optional<std::uint64_t> block, std::uint64_t offset,
+             const std::string& text) {
+        m_check.findings.add({kind, m_check.path, block, offset, text});
+    }
+
+    bool checkHeader() {
+        if (m_stream.size() < cl3::kHeader) {
+            add("header", {}, m_stream.size(), "the file ends inside its header");
+            return false;
+        }
+        const unsigned format = m_header.GetPointFormat();
+        if (format >= std::size(cl3::kRecordSizes)) {
+            add("header", {}, cl3::kHeader - 1,
+                "point format " + std::to_string(format) + " is not one of CL3 (0 or 1)");
+            return false;
+        }
+        m_recordSize = cl3::kRecordSizes[format];
+        checkHeaderAngles(m_check, m_header);
+        return true;
+    }
+
+    void walkBlocks() {
+        const std::uint32_t announced = m_header.GetBlockCount();
+        std::uint64_t block = 0;
+        while (block < announced && m_whole)
+            checkBlock(block++);
+        if (m_whole) checkEnd();
+    }
+
+    void checkBlock(std::uint64_t block) {
+        const std::uint64_t begin = m_stream.offset();
+        const std::uint8_t* const header = m_stream.take(cl3::kBlockHeader);
+        if (!header) {
+            m_whole = false;
+            add("block", block, begin,
+                "the file ends in front of it; the header announces " +
+                    countOf(m_header.GetBlockCount(), "block"));
+            return;
+        }
+        const std::uint32_t announced = u32(header);
+        const std::uint64_t there =
+            std::min<std::uint64_t>(announced, m_stream.left() / m_recordSize);
+        if (there < announced) {
+            m_whole = false;
+            add("block", block, begin,
+                "it announces " + countOf(announced, "record") + ", the file ends behind " +
+                    std::to_string(there));
+        }
+        if (m_tiles && m_tiles->next()) m_tiles->compareWithBlock(announced);
+        checkRecords(block, there);
+        if (m_whole) ++m_check.blocks;
+    }
+
+    void checkRecords(std::uint64_t block, std::uint64_t count) {
+        for (std::uint64_t i = 0; i < count; ++i) {
+            const std::uint64_t offset = m_stream.offset();
+            CellPoint point;
+            decodeCL3Record(m_stream.take(m_recordSize), m_header.GetPointFormat(), point);
+            if (isPoint(point)) m_points->add(point, block, i, offset);
+            if (i % kShowEvery == 0) showProgress();
+        }
+        m_check.records += count;
+        showProgress();
+    }
+
+    /// A plain writer leaves one empty block header behind a last block that is full.
+    void checkEnd() {
+        if (m_tiles) m_tiles->compareCount(m_header.GetBlockCount());
+        const std::uint8_t* const rest =
+            m_stream.peek(std::min(m_stream.left(), cl3::kBlockHeader));
+        const bool isEmptyHeader = m_stream.left() == cl3::kBlockHeader &&
+                                   std::all_of(rest, rest + cl3::kBlockHeader,
+                                               [](std::uint8_t byte) { return byte == 0; });
+        if (m_stream.left() == 0 || isEmptyHeader) return;
+        add("block", {}, m_stream.offset(),
+            countOf(m_stream.left(), "byte") + " behind the last of " +
+                countOf(m_header.GetBlockCount(), "announced block"));
+    }
+
+    void showProgress() {
+        m_progress->advanceTo(m_stream.offset() + (m_tiles ? m_tiles->offset() : 0));
+    }
+
+    static constexpr std::uint64_t kShowEvery = 1 << 14;  // records
+
+    ScanCheck& m_check;
+    ByteStream m_stream;
+    ProgressStyle m_style;
+    CL3FileHeader m_header;
+    std::uint64_t m_recordSize = 0;
+    std::unique_ptr<TileCheck> m_tiles;
+    Progress* m_progress = nullptr;
+    PointCheck* m_points = nullptr;
+    bool m_whole = true;  // no block was cut so far
+};
+
+}  // namespace
+
+void checkCL3Scan(ScanCheck& check, ProgressStyle style) {
+    CL3Check(check, style).run();
+}
+
+}  // namespace brisko::tool

@@ -1,0 +1,141 @@
+#include "check/point_check.h"
+#include "common/message.h"
+#include "scan/byte_stream.h"
+#include "scan/clr_cells.h"
+#include "scan/native_layout.h"
+
+#include <algorithm>
+
+namespace brisko::tool {
+namespace {
+
+/// Goes through the blocks of a raw scan, record by record or piece by piece.
+class CLRCheck {
+public:
+    CLRCheck(ScanCheck& check, ProgressStyle style)
+        : m_check(check), m_stream(check.path), m_style(style) {
+        m_header.Read(check.path.c_str());
+    }
+
+    void run() {
+        if (!checkHeader()) return;
+        Progress progress(m_style, "check", m_stream.size(), "bytes");
+        m_progress = &progress;
+        PointCheck points(m_check, m_header);
+        m_points = &points;
+        m_stream.seek(clr::kHeader);
+        const bool compressed = clr::isCompressed(m_header, m_stream.size());
+        const std::uint32_t blocks = m_header.GetBlockCount();
+        bool more = true;
+        for (std::uint64_t block = 0; block < blocks && more; ++block) {
+            more = checkFlag(block) && (compressed ? checkLines(block) : checkRecords(block));
+            m_check.blocks += more;
+        }
+        if (more && m_stream.left() > 0) {
+            m_check.notes.push_back(countOf(m_stream.left(), "byte") + " behind the last of " +
+                                    countOf(blocks, "announced block"));
+        }
+        points.finish();
+        checkAlignmentFile(m_check);
+    }
+
+private:
+    void add(const char* kind, std::optional<std::uint64_t> block, std::uint64_t offset,
+             const std::string& text) {
+        m_check.findings.add({kind, m_check.path, block, offset, text});
+    }
+
+    bool checkHeader() {
+        if (m_stream.size() < clr::kHeader) {
+            add("header", {}, m_stream.size(), "the file ends inside its header");
+            return false;
+        }
+        const unsigned format = m_header.GetPointFormat();
+        if (format > 3) {
+            add("header", {}, 112,
+                "point format " + std::to_string(format) + " is not one of CLR (0 to 3)");
+            return false;
+        }
+        constexpr std::size_t kMost = 0x7fffffff;
+        if (m_header.GetAzimuthResolution() > kMost || m_header.GetZenithResolution() > kMost) {
+            add("header", {}, 104, "a grid of negative size");
+            return false;
+        }
+        checkHeaderAngles(m_check, m_header);
+        return true;
+    }
+
+    bool checkFlag(std::uint64_t block) {
+        if (m_stream.take(clr::kBlockFlag)) return true;
+        add("block", block, m_stream.offset(),
+            "the file ends in front of it; the header announces " +
+                countOf(m_header.GetBlockCount(), "block"));
+        return false;
+    }
+
+    bool checkRecords(std::uint64_t block) {
+        const std::uint64_t begin = m_stream.offset();
+        const std::uint64_t announced =
+            std::uint64_t{m_header.GetAzimuthResolution()} * m_header.GetZenithResolution();
+        const std::uint64_t there = std::min(announced, m_stream.left() / clr::kRecord);
+        if (there < announced) {
+            add("block", block, begin - clr::kBlockFlag,
+                "the grid has " + countOf(announced, "cell") + ", the file ends behind " +
+                    std::to_string(there));
+        }
+        for (std::uint64_t i = 0; i < there; ++i) {
+            const std::uint64_t offset = m_stream.offset();
+            checkRecord(decodeCLRRecord(m_stream.take(clr::kRecord)), block, i, offset);
+        }
+        m_check.records += there;
+        return there == announced;
+    }
+
+    bool checkLines(std::uint64_t block) {
+        const std::uint64_t rows = m_header.GetZenithResolution();
+        for (std::uint64_t column = 0; column < m_header.GetAzimuthResolution(); ++column) {
+            for (std::uint64_t row = 0; row < rows; row += clr::kPiecePoints) {
+                readPiece(m_stream, std::min(rows - row, clr::kPiecePoints), m_piece);
+                if (!checkPiece(block, column, column * rows + row)) return false;
+            }
+        }
+        return true;
+    }
+
+    /// False when nothing behind the piece can be found.
+    bool checkPiece(std::uint64_t block, std::uint64_t column, std::uint64_t firstRecord) {
+        if (m_piece.state != PieceState::Sound) {
+            add("piece", block, m_piece.offset,
+                "column " + std::to_string(column) + ": " + pieceProblem(m_piece.state));
+            return m_piece.state == PieceState::BadStream;
+        }
+        for (std::size_t i = 0; i < m_piece.records.size(); ++i)
+            checkRecord(m_piece.records[i], block, firstRecord + i, m_piece.offset);
+        m_check.records += m_piece.records.size();
+        return true;
+    }
+
+    void checkRecord(const RawRecord& record, std::uint64_t block, std::uint64_t number,
+                     std::uint64_t offset) {
+        if (number % kShowEvery == 0) m_progress->advanceTo(offset);
+        if (record.intensity > 0) m_points->add(pointOf(record), block, number, offset);
+    }
+
+    static constexpr std::uint64_t kShowEvery = 1 << 14;  // records
+
+    ScanCheck& m_check;
+    ByteStream m_stream;
+    ProgressStyle m_style;
+    CLRFileHeader m_header;
+    Piece m_piece;
+    Progress* m_progress = nullptr;
+    PointCheck* m_points = nullptr;
+};
+
+}  // namespace
+
+void checkCLRScan(ScanCheck& check, ProgressStyle style) {
+    CLRCheck(check, style).run();
+}
+
+}  // namespace brisko::tool

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "common/progress.h"
+#include "scan/findings.h"
+#include "scan/scan_kind.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace brisko::tool {
+
+/// What reading a scan to its last byte has shown.
+struct ScanCheck {
+    std::string path;
+    ScanKind kind = ScanKind::CL3;
+    std::uint64_t blocks = 0;   // that are whole
+    std::uint64_t records = 0;  // that are there
+    std::uint64_t points = 0;   // among them
+    Findings findings;
+    /// What is no damage, but the user may want to know.
+    std::vector<std::string> notes;
+
+    explicit ScanCheck(std::size_t most) : findings(most) {}
+};
+
+/// Checks a scan with its companions. `most` findings of a kind are kept.
+/// Throws Failure only when a file cannot be read at all.
+ScanCheck checkScan(const std::string& path, std::size_t most, ProgressStyle style);
+
+// One of each, in files of their own.
+void checkCL3Scan(ScanCheck& check, ProgressStyle style);
+void checkCLRScan(ScanCheck& check, ProgressStyle style);
+
+}  // namespace brisko::tool

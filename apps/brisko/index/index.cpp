@@ -1,0 +1,166 @@
+#include "commands.h"
+#include "common/message.h"
+#include "index/job.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+namespace brisko::tool {
+namespace {
+
+constexpr const char* kSchema = "brisko.index/1";
+constexpr unsigned kMostJobs = 256;
+
+struct Line {
+    std::vector<std::string> inputs;
+    unsigned jobs = 1;
+    bool force = false;
+    bool json = false;
+};
+
+/// Indexes all inputs; one that fails does not keep the others from being indexed.
+class Index {
+public:
+    Index(const Line& line, ProgressStyle style)
+        : m_line(line),
+          m_style(style),
+          m_tasks(planIndexing(line.inputs, line.force)),
+          m_outcomes(m_tasks.size()) {}
+
+    ExitCode run() {
+        for (std::size_t i = 0; i < m_tasks.size(); ++i)
+            tellClosed(i);
+        bool interrupted = false;
+        try {
+            runOpen();
+        } catch (const Interrupted&) {
+            interrupted = true;
+        }
+        if (m_line.json) printJson();
+        if (interrupted) throw Interrupted{};
+        return exitCode();
+    }
+
+private:
+    void runOpen() {
+        JobProgress progress(m_style, m_tasks);
+        const OutcomeSink sink = [this](std::size_t i, const IndexOutcome& outcome) {
+            tell(i, outcome);
+        };
+        if (m_line.jobs > 1) {
+            runInProcesses(m_tasks, m_line.jobs, progress, sink);
+        } else {
+            runHere(m_tasks, progress, sink);
+        }
+    }
+
+    void tellClosed(std::size_t i) {
+        const IndexTask& task = m_tasks[i];
+        if (task.isOpen()) return;
+        IndexOutcome outcome;
+        outcome.state =
+            task.problem.empty() ? IndexOutcome::State::Skipped : IndexOutcome::State::Failed;
+        outcome.code = task.problemCode;
+        outcome.text = task.problem.empty() ? task.skipped : task.problem;
+        tell(i, outcome);
+    }
+
+    void tell(std::size_t i, const IndexOutcome& outcome) {
+        m_outcomes[i] = outcome;
+        m_told.push_back(i);
+        const IndexTask& task = m_tasks[i];
+        if (outcome.state == IndexOutcome::State::Failed) {
+            // A progress bar may stand in the line.
+            std::fprintf(stderr, "%sbrisko: %s\n", clearLine(), outcome.text.c_str());
+        } else if (m_line.json) {
+            return;
+        } else if (outcome.state == IndexOutcome::State::Skipped) {
+            std::cout << task.input << ": passed over: " << outcome.text << "\n";
+        } else {
+            std::cout << task.output << ": " << countOf(outcome.points, "point") << ", "
+                      << outcome.columns << " columns x " << outcome.rows << " rows, "
+                      << outcome.bytes << " bytes, checked\n";
+        }
+    }
+
+    const char* clearLine() const { return showsBar(m_style) ? "\r\033[K" : ""; }
+
+    ExitCode exitCode() const {
+        std::size_t failures = 0;
+        ExitCode code = ExitCode::Done;
+        for (const std::size_t i : m_told) {
+            if (m_outcomes[i].state != IndexOutcome::State::Failed) continue;
+            if (failures++ == 0) code = m_outcomes[i].code;
+        }
+        if (failures == 0) return ExitCode::Done;
+        return failures == m_tasks.size() ? code : ExitCode::SomeFailed;
+    }
+
+    void printJson() const {
+        nlohmann::ordered_json inputs = nlohmann::ordered_json::array();
+        for (std::size_t i = 0; i < m_tasks.size(); ++i)
+            inputs.push_back(inputJson(i));
+        const nlohmann::ordered_json document = {{"schema", kSchema}, {"inputs", inputs}};
+        std::cout << document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
+                  << "\n";
+    }
+
+    nlohmann::ordered_json inputJson(std::size_t i) const {
+        const bool isTold = std::find(m_told.begin(), m_told.end(), i) != m_told.end();
+        const IndexOutcome& outcome = m_outcomes[i];
+        nlohmann::ordered_json json = {{"path", m_tasks[i].input}, {"state", "stopped"}};
+        if (!isTold) return json;
+        switch (outcome.state) {
+            case IndexOutcome::State::Indexed:
+                json["state"] = "indexed";
+                json["output"] = m_tasks[i].output;
+                json["points"] = outcome.points;
+                json["grid"] = {{"columns", outcome.columns}, {"rows", outcome.rows}};
+                json["bytes"] = outcome.bytes;
+                return json;
+            case IndexOutcome::State::Skipped:
+                json["state"] = "skipped";
+                break;
+            default:
+                json["state"] = "failed";
+        }
+        json["reason"] = outcome.text;
+        return json;
+    }
+
+    const Line& m_line;
+    ProgressStyle m_style;
+    std::vector<IndexTask> m_tasks;
+    std::vector<IndexOutcome> m_outcomes;
+    std::vector<std::size_t> m_told;  // in the order of their outcomes
+};
+
+}  // namespace
+
+Command addIndex(CLI::App& tool, const CommonOptions& common) {
+    CLI::App* app = tool.add_subcommand(
+        "index", "Turn raw and plain scans into indexed ones, each beside its input");
+    app->footer(
+        "  a.clr      becomes a_index.cl3 with its index (.ij) and alignment (.alg)\n"
+        "  a_000.clr  and a_001.clr, a_002.clr ... beside it: one series, merged first\n"
+        "  a.cl3      with an index: indexed anew; without: cells come from the angles of its\n"
+        "             points and its header\n"
+        "Other copies of the scan may stay beside it: a.cl3, the merged series, and\n"
+        "a.clr.Converted.clr with sorted lines. What is indexed already is passed over.\n"
+        "Each output is read back and compared with its input, point by point.\n"
+        "Exit codes: 1 when some inputs failed; 3 or 4 when all did.");
+    const auto line = std::make_shared<Line>();
+    app->add_option("INPUT", line->inputs, "Scans (.clr, .cl3)")->required();
+    app->add_option("--jobs", line->jobs, "Index so many inputs at a time, each in its own process")
+        ->option_text("N")
+        ->check(CLI::Range(1u, kMostJobs))
+        ->capture_default_str();
+    app->add_flag("--force", line->force, "Also what is indexed already");
+    app->add_flag("--json", line->json, "Print JSON, schema " + std::string(kSchema));
+    return {app, [line, &common] { return Index(*line, common.progress).run(); }};
+}
+
+}  // namespace brisko::tool

@@ -1,0 +1,44 @@
+#include "index/worker_message.h"
+
+#include <nlohmann/json.hpp>
+
+namespace brisko::tool {
+
+using Json = nlohmann::json;
+
+std::string encodeMessage(const WorkerMessage& message) {
+    Json json = {{"share", message.share}, {"stage", message.stage}};
+    if (message.outcome) {
+        const IndexOutcome& outcome = *message.outcome;
+        json["outcome"] = {{"state", static_cast<int>(outcome.state)},
+                           {"code", static_cast<int>(outcome.code)},
+                           {"text", outcome.text},
+                           {"points", outcome.points},
+                           {"columns", outcome.columns},
+                           {"rows", outcome.rows},
+                           {"bytes", outcome.bytes}};
+    }
+    return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+std::optional<WorkerMessage> decodeMessage(const std::string& line) {
+    try {
+        const Json json = Json::parse(line);
+        WorkerMessage message{json.at("share"), json.at("stage"), {}};
+        if (!json.contains("outcome")) return message;
+        const Json& from = json["outcome"];
+        IndexOutcome& outcome = message.outcome.emplace();
+        outcome.state = static_cast<IndexOutcome::State>(from.at("state").get<int>());
+        outcome.code = static_cast<ExitCode>(from.at("code").get<int>());
+        outcome.text = from.at("text");
+        outcome.points = from.at("points");
+        outcome.columns = from.at("columns");
+        outcome.rows = from.at("rows");
+        outcome.bytes = from.at("bytes");
+        return message;
+    } catch (const Json::exception&) {
+        return {};
+    }
+}
+
+}  // namespace brisko::tool

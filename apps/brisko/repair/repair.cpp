@@ -1,0 +1,120 @@
+#include "commands.h"
+#include "common/message.h"
+#include "repair/salvage.h"
+#include "scan/scan_kind.h"
+
+#include <filesystem>
+#include <iostream>
+#include <memory>
+
+namespace brisko::tool {
+namespace {
+
+constexpr const char* kSchema = "brisko.repair/1";
+
+struct Line {
+    RepairOptions options;
+    bool json = false;
+};
+
+void requireNames(const RepairOptions& options) {
+    std::error_code ignored;
+    if (options.input == options.output ||
+        std::filesystem::equivalent(options.input, options.output, ignored)) {
+        throw Failure(ExitCode::Usage, options.output + ": input and output are the same file");
+    }
+    const ScanKind kind = scanKind(options.input);
+    if (kind == ScanKind::PTX) {
+        throw Failure(ExitCode::Usage, options.input + ": only .cl3 and .clr scans are repaired");
+    }
+    if (scanKind(options.output) == kind) return;
+    throw Failure(ExitCode::Usage, options.output + ": the output is named " +
+                                       extensionOf(options.input) + ", like the input");
+}
+
+std::uint64_t sizeOf(const std::string& path) {
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(path, error);
+    return error ? 0 : size;
+}
+
+void printText(const RepairOptions& options, const Salvage& salvage) {
+    for (const Finding& loss : salvage.losses.kept())
+        std::cout << findingText(loss) << "\n";
+    for (const auto& [kind, count] : salvage.losses.unlisted())
+        std::cout << options.input << ": " << count << " more of kind '" << kind << "'\n";
+    std::cout << options.output << ": " << countOf(salvage.points, "point");
+    if (salvage.columns > 0) {
+        std::cout << ", " << salvage.columns << " columns x " << salvage.rows << " rows";
+    }
+    std::cout << ", " << countOf(salvage.blocks, "block") << ", " << sizeOf(options.output)
+              << " bytes; lost: " << countOf(salvage.lostCells, "cell") << ", "
+              << countOf(salvage.lostRecords, "record") << "\n";
+}
+
+nlohmann::ordered_json repairJson(const RepairOptions& options, const Salvage& salvage) {
+    nlohmann::ordered_json json = {{"schema", kSchema},
+                                   {"input", options.input},
+                                   {"output", options.output},
+                                   {"points", salvage.points},
+                                   {"blocks", salvage.blocks},
+                                   {"grid", nullptr},
+                                   {"bytes", sizeOf(options.output)},
+                                   {"lostCells", salvage.lostCells},
+                                   {"lostRecords", salvage.lostRecords},
+                                   {"lossCount", salvage.losses.count()},
+                                   {"losses", nlohmann::ordered_json::array()}};
+    if (salvage.columns > 0) {
+        json["grid"] = {{"columns", salvage.columns}, {"rows", salvage.rows}};
+    }
+    for (const Finding& loss : salvage.losses.kept())
+        json["losses"].push_back(findingJson(loss));
+    return json;
+}
+
+ExitCode run(const Line& line) {
+    requireNames(line.options);
+    const Salvage salvage = scanKind(line.options.input) == ScanKind::CL3 ? repairCL3(line.options)
+                                                                          : repairCLR(line.options);
+    if (line.json) {
+        std::cout << repairJson(line.options, salvage)
+                         .dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
+                  << "\n";
+    } else {
+        printText(line.options, salvage);
+    }
+    return ExitCode::Done;
+}
+
+}  // namespace
+
+Command addRepair(CLI::App& tool, const CommonOptions& common) {
+    CLI::App* app = tool.add_subcommand(
+        "repair", "Salvage what is left of a damaged or cut scan into a new complete one");
+    app->footer(
+        "An indexed CL3 scan keeps the cells on which index and records agree; index and "
+        "alignment\n"
+        "file are written anew. A plain one keeps every record that can be found. A CLR scan "
+        "keeps\n"
+        "its grid: missing cells become empty ones. What was lost is listed with its block and\n"
+        "byte; points outside the header's angles are kept. INPUT is never touched.\n"
+        "Exit code: 3 when nothing can be salvaged; no OUTPUT appears then.");
+    const auto line = std::make_shared<Line>();
+    app->add_option("INPUT", line->options.input, "Scan to read (.cl3, .clr)")->required();
+    app->add_option("OUTPUT", line->options.output, "Scan to write, of the same format")
+        ->required();
+    app->add_flag("--plain", line->options.plain,
+                  "Leave the index of a .cl3 aside and keep every record, without cells");
+    app->add_option("--most", line->options.most,
+                    "List at most N losses of a kind; all are counted")
+        ->option_text("N")
+        ->check(CLI::Range(std::size_t{1}, std::size_t{1000000}))
+        ->capture_default_str();
+    app->add_flag("--json", line->json, "Print JSON, schema " + std::string(kSchema));
+    return {app, [line, &common] {
+                line->options.progress = common.progress;
+                return run(*line);
+            }};
+}
+
+}  // namespace brisko::tool

@@ -1,0 +1,221 @@
+#include "common/failure.h"
+#include "common/message.h"
+#include "common/output_file.h"
+#include "common/staged_scan.h"
+#include "convert/native_check.h"
+#include "repair/repair_output.h"
+#include "scan/byte_stream.h"
+#include "scan/clr_cells.h"
+#include "scan/header_file.h"
+#include "scan/native_layout.h"
+
+#include <algorithm>
+
+namespace brisko::tool {
+namespace {
+
+using clr::Wide;
+
+/// Copies blocks as far as they go, and fills up what is missing with empty cells.
+class CLRRepair {
+public:
+    explicit CLRRepair(const RepairOptions& options)
+        : m_options(options), m_salvage(options.most), m_stream(options.input) {
+        m_header.Read(options.input.c_str());
+        requireHeader();
+        m_columns = m_header.GetAzimuthResolution();
+        m_rows = m_header.GetZenithResolution();
+        m_compressed = clr::isCompressed(m_header, m_stream.size());
+    }
+
+    Salvage run() {
+        StagedScan staged(m_options.output);
+        OutputTarget target;
+        target.path = staged.path();
+        target.shownPath = m_options.output;
+        readAlignmentOf(m_options, m_salvage, target.matrix);
+        staged.requireAlignment(target.matrix);
+        mendAngles(m_options, m_salvage, m_header);
+        m_salvage.columns = static_cast<std::uint32_t>(m_columns);
+        m_salvage.rows = static_cast<std::uint32_t>(m_rows);
+        writeScan(target);
+        writeAlignmentBeside(target, m_box);
+        verifyRepaired(m_options, staged.path(), m_salvage);
+        staged.commit();
+        return std::move(m_salvage);
+    }
+
+private:
+    [[noreturn]] void refuse(const std::string& what) const {
+        throw Failure(ExitCode::Damaged, m_options.input + ": " + what);
+    }
+
+    void requireHeader() const {
+        constexpr std::size_t kMost = 0x7fffffff;
+        const std::size_t columns = m_header.GetAzimuthResolution();
+        const std::size_t rows = m_header.GetZenithResolution();
+        if (m_stream.size() < clr::kHeader) {
+            refuse("the file ends inside its header; nothing can be told of what it held");
+        }
+        if (m_header.GetPointFormat() > 3) {
+            refuse("byte 112: point format " + std::to_string(m_header.GetPointFormat()) +
+                   " is not one of CLR (0 to 3)");
+        }
+        if (columns == 0 || rows == 0 || columns > kMost || rows > kMost) {
+            refuse("byte 104: the header announces no grid");
+        }
+    }
+
+    void lose(const char* kind, std::uint64_t block, std::uint64_t offset, std::uint64_t cells,
+              const std::string& text) {
+        m_salvage.lostCells += cells;
+        m_salvage.losses.add({kind, m_options.input, block, offset, text});
+    }
+
+    void writeScan(const OutputTarget& target) {
+        OutputFile file(target.path, target.shownPath);
+        m_output = &file;
+        Progress progress(m_options.progress, "repair", m_stream.size(), "bytes");
+        m_progress = &progress;
+        file.write(m_stream.take(clr::kHeader), clr::kHeader);
+        const std::uint32_t blocks = writeBlocks();
+        file.close();
+        m_header.SetBlockCount(blocks);
+        rewriteHeader(target.path, m_header, target.shownPath);
+    }
+
+    /// Blocks of which the file holds nothing are not written: they would add nothing.
+    std::uint32_t writeBlocks() {
+        const std::uint32_t announced = m_header.GetBlockCount();
+        std::uint32_t block = 0;
+        m_whole = true;
+        while (block < announced && m_whole && hasCells()) {
+            requireProportion();
+            const std::uint64_t begin = m_stream.offset();
+            m_output->write(m_stream.take(clr::kBlockFlag), clr::kBlockFlag);
+            if (m_compressed) {
+                copyLines(block);
+            } else {
+                copyRecords(block, begin);
+            }
+            ++block;
+        }
+        if (block < announced) {
+            lose("block", block, m_stream.offset(), 0,
+                 countOf(announced - block, "block") + " of " + std::to_string(announced) +
+                     " not found");
+        }
+        return block;
+    }
+
+    bool hasCells() const {
+        const std::uint64_t least = m_compressed ? clr::kPieceLength + 1 : clr::kRecord;
+        return m_stream.left() >= clr::kBlockFlag + least;
+    }
+
+    /// What one more block would take at most.
+    void requireProportion() const {
+        constexpr std::uint64_t kEmptyPiece = clr::kPieceLength + 6 * clr::kPiecePoints + 1;
+        const Wide pieces =
+            Wide{m_columns} * ((m_rows + clr::kPiecePoints - 1) / clr::kPiecePoints);
+        const Wide more = m_compressed ? pieces * kEmptyPiece : clr::plainBlockSize(m_header);
+        if (isInProportion(m_output->size() + more, m_stream.size())) return;
+        refuse("byte 104: the header claims " + std::to_string(m_columns) + " x " +
+               std::to_string(m_rows) + " cells, out of all proportion to the file");
+    }
+
+    void copyRecords(std::uint32_t block, std::uint64_t begin) {
+        const std::uint64_t cells = m_columns * m_rows;
+        const std::uint64_t there = std::min(cells, m_stream.left() / clr::kRecord);
+        for (std::uint64_t i = 0; i < there; ++i) {
+            const std::uint8_t* const record = m_stream.take(clr::kRecord);
+            count(decodeCLRRecord(record));
+            m_output->write(record, clr::kRecord);
+            if (i % kShowEvery == 0) m_progress->advanceTo(m_stream.offset());
+        }
+        m_whole = there == cells;
+        if (m_whole) return;
+        constexpr std::uint8_t kEmpty[clr::kRecord] = {};
+        for (std::uint64_t i = there; i < cells; ++i) {
+            m_output->write(kEmpty, sizeof kEmpty);
+            if (i % kShowEvery == 0) throwIfInterrupted();
+        }
+        lose("block", block, begin, cells - there,
+             "the file ends inside it, behind " + std::to_string(there) + " of " +
+                 countOf(cells, "cell"));
+    }
+
+    void copyLines(std::uint32_t block) {
+        for (std::uint64_t column = 0; column < m_columns; ++column) {
+            for (std::uint64_t row = 0; row < m_rows; row += clr::kPiecePoints) {
+                copyPiece(block, column, row);
+            }
+            m_progress->advanceTo(m_stream.offset());
+        }
+    }
+
+    void copyPiece(std::uint32_t block, std::uint64_t column, std::uint64_t row) {
+        const std::uint64_t points = std::min(m_rows - row, clr::kPiecePoints);
+        m_piece.records.clear();
+        if (m_whole) {
+            readPiece(m_stream, points, m_piece);
+            if (m_piece.state == PieceState::Sound) {
+                m_output->write(m_piece.bytes.data(), m_piece.bytes.size());
+                std::for_each(m_piece.records.begin(), m_piece.records.end(),
+                              [this](const RawRecord& record) { count(record); });
+                return;
+            }
+            endOfPieces(block, column, row, points);
+        }
+        // What could be decoded before the file ends; the rest of the line is empty.
+        if (m_piece.state != PieceState::CutShort) m_piece.records.clear();
+        std::for_each(m_piece.records.begin(), m_piece.records.end(),
+                      [this](const RawRecord& record) { count(record); });
+        m_piece.records.resize(points);
+        m_piece.bytes.clear();
+        encodeCompressedLine(m_piece.records.data(), points, m_piece.bytes);
+        m_output->write(m_piece.bytes.data(), m_piece.bytes.size());
+    }
+
+    /// A piece that is not sound is lost alone if its length tells where the next one begins.
+    void endOfPieces(std::uint32_t block, std::uint64_t column, std::uint64_t row,
+                     std::uint64_t points) {
+        const bool goesOn = m_piece.state == PieceState::BadStream;
+        const std::uint64_t kept =
+            m_piece.state == PieceState::CutShort ? m_piece.records.size() : 0;
+        const std::uint64_t cells =
+            goesOn ? points : m_columns * m_rows - column * m_rows - row - kept;
+        m_whole = goesOn;
+        lose("piece", block, m_piece.offset, cells,
+             "column " + std::to_string(column) + ": " + pieceProblem(m_piece.state) + "; " +
+                 countOf(cells, "cell") + " lost");
+    }
+
+    void count(const RawRecord& record) {
+        if (record.intensity <= 0) return;
+        ++m_salvage.points;
+        m_box.add(pointOf(record));
+    }
+
+    static constexpr std::uint64_t kShowEvery = 1 << 14;  // records
+
+    const RepairOptions& m_options;
+    Salvage m_salvage;
+    ByteStream m_stream;
+    CLRFileHeader m_header;
+    std::uint64_t m_columns = 0, m_rows = 0;
+    bool m_compressed = false;
+    bool m_whole = true;  // nothing was met behind which the way is lost
+    OutputFile* m_output = nullptr;
+    Progress* m_progress = nullptr;
+    PointBox m_box;
+    Piece m_piece;
+};
+
+}  // namespace
+
+Salvage repairCLR(const RepairOptions& options) {
+    return CLRRepair(options).run();
+}
+
+}  // namespace brisko::tool

@@ -1,0 +1,62 @@
+#include "repair/repair_output.h"
+
+#include "check/scan_check.h"
+#include "common/failure.h"
+
+#include <brisko_codec/alignment.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+
+namespace brisko::tool {
+
+void readAlignmentOf(const RepairOptions& options, Salvage& salvage, double (&matrix)[16]) {
+    const std::string path = companionOf(options.input, ".alg");
+    std::error_code ignored;
+    if (!std::filesystem::exists(path, ignored) || readAlignmentFile(path.c_str(), matrix)) return;
+    salvage.losses.add({"alignment",
+                        path,
+                        {},
+                        {},
+                        "cannot be read as an alignment; the points stay in the scanner's frame"});
+}
+
+void mendAngles(const RepairOptions& options, Salvage& salvage, CLFileHeader& header) {
+    using Get = float (CLFileHeader::*)() const;
+    using Set = void (CLFileHeader::*)(float);
+    constexpr struct {
+        Get get;
+        Set set;
+    } kAngles[] = {{&CLFileHeader::GetStartAzimuthAngle, &CLFileHeader::SetStartAzimuthAngle},
+                   {&CLFileHeader::GetStopAzimuthAngle, &CLFileHeader::SetStopAzimuthAngle},
+                   {&CLFileHeader::GetStartZenithAngle, &CLFileHeader::SetStartZenithAngle},
+                   {&CLFileHeader::GetStopZenithAngle, &CLFileHeader::SetStopZenithAngle}};
+    for (const auto& angle : kAngles) {
+        if (std::isfinite((header.*angle.get)())) continue;
+        (header.*angle.set)(0);
+        salvage.losses.add(
+            {"header", options.input, {}, 0, "an angle of the header is not a number; 0 instead"});
+    }
+}
+
+void verifyRepaired(const RepairOptions& options, const std::string& staged, Salvage& salvage) {
+    if (salvage.points == 0 && !salvage.losses.empty()) {
+        throw Failure(ExitCode::Damaged, options.input + ": no point can be salvaged; " +
+                                             findingText(salvage.losses.kept().front()));
+    }
+    ScanCheck check = checkScan(staged, 1, options.progress);
+    // Points in directions that the header does not speak of are kept: they are points.
+    check.findings.drop("angle");
+    salvage.blocks = check.blocks;
+    if (check.findings.empty() && check.points == salvage.points) return;
+    const std::string reason =
+        check.findings.empty()
+            ? std::to_string(check.points) + " of " + std::to_string(salvage.points) + " points"
+            : check.findings.kept().front().text;
+    throw Failure(ExitCode::NotWritten, options.output +
+                                            ": what was written does not read back as it should (" +
+                                            reason + "); nothing was put in place");
+}
+
+}  // namespace brisko::tool

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "common/progress.h"
+#include "scan/byte_stream.h"
+
+#include <brisko_codec/cell_reader.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace brisko::tool {
+
+struct Salvage;
+
+/// Finds the points of a damaged indexed scan and their cells. Blocks and tiles stand in the same
+/// order, and each says how many points it has: where one is damaged the other helps out.
+class TileWalk {
+public:
+    using Sink = std::function<void(const std::vector<CellPoint>&)>;
+
+    /// Reads what the index says of itself and whether it belongs to the scan.
+    TileWalk(const std::string& scan, unsigned pointFormat, const std::string& index);
+
+    /// Empty when the index can be used, or why it cannot.
+    const std::string& problem() const { return m_problem; }
+    std::uint32_t columns() const { return m_columns; }
+    std::uint32_t rows() const { return m_rows; }
+    std::uint32_t tileSize() const { return m_tileSize; }
+
+    void run(Salvage& salvage, Progress& progress, const Sink& sink);
+    std::uint64_t bytes() const { return m_scan.size() + m_index.size(); }
+
+private:
+    struct Entry {
+        std::uint32_t cell;    // within the tile
+        std::uint32_t number;  // of the record, from 1
+    };
+
+    std::string readHeader();
+    bool belongsToScan();
+    std::uint64_t tileOffset(std::uint64_t tile) const;
+    bool announcedPoints(std::uint64_t tile, std::uint32_t& points);
+    bool announcedRecords(std::uint64_t offset, std::uint32_t& records);
+    std::uint64_t wholeRecords(std::uint64_t block) const;
+    bool leadsOn(std::uint64_t tile, std::uint64_t block, std::uint32_t records);
+    std::uint32_t chooseRecords(std::uint64_t tile, std::uint64_t block);
+    bool readEntries(std::uint64_t tile);
+    void putInSequence();
+    void loseRest(std::uint64_t tile);
+    void loseIndex(std::uint64_t tile);
+    void takeCells(std::uint64_t tile, std::uint64_t block, std::uint64_t records);
+
+    std::string m_scanPath, m_indexPath;
+    ByteStream m_scan, m_index;
+    unsigned m_format;
+    std::uint64_t m_recordSize;
+    std::string m_problem;
+    std::uint32_t m_columns = 0, m_rows = 0, m_tileSize = 0;
+    std::uint64_t m_tiles = 0, m_tilesDown = 0;
+    std::vector<Entry> m_entries;  // of a tile
+    std::uint64_t m_badEntries = 0;
+    std::vector<CellPoint> m_points;
+    Salvage* m_salvage = nullptr;
+};
+
+}  // namespace brisko::tool

@@ -1,0 +1,32 @@
+#include "base/input_window.h"
+
+#include "base/file.h"
+
+#include <cstring>
+
+namespace brisko {
+
+InputWindow::InputWindow(std::FILE* file, std::size_t capacity, std::size_t slack)
+    : m_file(file),
+      m_capacity(capacity),
+      m_buffer(std::make_unique<std::uint8_t[]>(capacity + slack)),
+      m_fileSize(fileLength(file)) {
+}
+
+std::span<std::uint8_t> InputWindow::atLeast(std::size_t wanted) {
+    if (m_last - m_first < wanted) refill();
+    return {m_buffer.get() + m_first, m_last - m_first};
+}
+
+void InputWindow::refill() {
+    std::memmove(m_buffer.get(), m_buffer.get() + m_first, m_last - m_first);
+    m_last -= m_first;
+    m_first = 0;
+    const std::size_t room = m_capacity - m_last;
+    const std::size_t got = readAt(m_file, m_end, m_buffer.get() + m_last, room);
+    m_last += got;
+    m_end += got;
+    if (got < room && m_end < m_fileSize) m_failed = true;
+}
+
+}  // namespace brisko

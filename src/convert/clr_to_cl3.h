@@ -1,0 +1,20 @@
+#pragma once
+
+#include <brisko_codec/progress.h>
+
+#include <string>
+
+namespace brisko {
+
+/// Converts a CLR scan into a CL3 scan: an indexed one where the output's base is an index base, so
+/// that every file named "_index" has its index, and a plain one otherwise. Points are carried in the
+/// scanner's frame; the alignment goes along as a matrix.
+/// Returns: false unless the whole scan was written and put in place.
+bool convertClrToCl3(const std::string& input, const std::string& output,
+                     vexo::ProgressTracker* tracker);
+
+/// The same, always indexed, under its own label.
+bool convertClrToCl3Ij(const std::string& input, const std::string& output,
+                       vexo::ProgressTracker* tracker);
+
+}  // namespace brisko

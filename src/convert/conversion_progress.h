@@ -1,0 +1,67 @@
+#pragma once
+
+#include <brisko_codec/progress.h>
+
+#include "convert/host_interrupt.h"
+#include "vexo_progress/pcp_progress.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace brisko {
+
+/// The steps of a conversion, told to a tracker; nothing happens where there is none.
+class ConversionSteps {
+public:
+    ConversionSteps(vexo::ProgressTracker* tracker, const std::string& label, std::uint64_t total)
+        : m_total(std::max<std::uint64_t>(total, 1)) {
+        if (!tracker) return;
+        callHost([&] {
+            m_progress = std::make_unique<vexo::DefiniteProgress>(tracker, label, m_total);
+        });
+        m_progress->setPausable(true);
+        m_progress->setCancellable(true);
+    }
+
+    /// Cheap enough for every batch of points.
+    void advanceTo(std::uint64_t done) {
+        if (!m_progress) return;
+        callHost([&] {
+            m_progress->setStepIndex(std::min(done, m_total));
+            m_progress->checkCancel();
+        });
+    }
+
+    /// Follows a request for cancellation, in work that has no steps.
+    void poll() {
+        if (m_progress) callHost([&] { m_progress->checkCancel(); });
+    }
+
+private:
+    std::uint64_t m_total;
+    std::unique_ptr<vexo::DefiniteProgress> m_progress;
+};
+
+/// The bridge for the drivers of the processing library.
+class DriverProgress final : public QelPcpLib::CProgressCallback {
+public:
+    DriverProgress(vexo::ProgressTracker* tracker, const std::string& label)
+        : m_bridge(tracker, label) {}
+
+    void SetPos(std::uint16_t position) override {
+        callHost([&] { m_bridge.SetPos(position); });
+    }
+    void SetProcNo(std::uint16_t number) override {
+        callHost([&] { m_bridge.SetProcNo(number); });
+    }
+    void Poll() override {
+        callHost([&] { m_bridge.Poll(); });
+    }
+
+private:
+    vexo::PcpProgress m_bridge;
+};
+
+}  // namespace brisko

@@ -1,0 +1,32 @@
+#include "convert/output_bounds.h"
+
+#include "base/checked.h"
+#include "base/file.h"
+#include "base/output_limit.h"
+#include "formats/layout.h"
+#include "writers/ij_index.h"
+
+#include <optional>
+
+namespace brisko {
+
+namespace {
+
+/// Bytes of the output and its index; nothing when they pass all numbers.
+std::optional<std::uint64_t> outputBytes(const OutputBounds& bounds) {
+    const std::uint64_t tiles = bounds.indexed ? divideRoundingUp(bounds.columns, kTileSize) *
+                                                     divideRoundingUp(bounds.rows, kTileSize)
+                                               : 0;
+    const auto tileBytes = checkedMultiply(tiles, ijTileBytes(kTileSize) + cl3_block::kHeaderSize);
+    const auto pointBytes = checkedMultiply(bounds.points, cl3_record::kSize1);
+    return tileBytes && pointBytes ? checkedAdd(*tileBytes, *pointBytes) : std::nullopt;
+}
+
+}  // namespace
+
+bool mayBeWritten(const OutputBounds& bounds, const std::string& input, const std::string& output) {
+    const auto bytes = outputBytes(bounds);
+    return bytes && isOutputReasonable(*bytes, fileLength(input.c_str()), output);
+}
+
+}  // namespace brisko

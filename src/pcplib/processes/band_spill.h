@@ -1,0 +1,53 @@
+#pragma once
+
+#include "base/output_file.h"
+#include "codec/ij_entry_stream.h"
+#include "formats/cl3_record.h"
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace QelPcpLib {
+
+struct PlacedPoint {
+    brisko::CL3Record record;
+    brisko::Cell cell;
+};
+
+/// Sorts points by bands of 256 columns on the disk: they come in any order and are taken out band by
+/// band, in the order in which they came. Memory: a small buffer for every band that holds points.
+class BandSpill {
+public:
+    /// The file appears at the path and goes with the object.
+    explicit BandSpill(const std::string& path);
+    ~BandSpill();
+    BandSpill(const BandSpill&) = delete;
+    BandSpill& operator=(const BandSpill&) = delete;
+
+    bool isOpen() const { return m_file.isOpen(); }
+    /// False when it cannot be written.
+    bool add(const PlacedPoint& point);
+    /// Call once between adding and taking. False when anything was not written.
+    bool finish();
+    /// Hands out the points of a band. False when they cannot be read back, or `use` answers false.
+    bool take(std::uint32_t band, const std::function<bool(const PlacedPoint&)>& use);
+
+private:
+    static constexpr std::size_t kChunkPoints = 256;
+
+    struct Band {
+        std::vector<PlacedPoint> waiting;
+        std::vector<std::uint64_t> chunks;  // offsets of full chunks in the file
+    };
+    bool writeChunk(Band& band);
+
+    std::string m_path;
+    brisko::OutputFile m_file;
+    brisko::FilePtr m_reading;
+    std::unordered_map<std::uint32_t, Band> m_bands;
+};
+
+}  // namespace QelPcpLib

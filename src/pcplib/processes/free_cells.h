@@ -1,0 +1,36 @@
+#pragma once
+
+#include "codec/ij_entry_stream.h"
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace QelPcpLib {
+
+/// The cells of a band that hold no point yet, for points that share one.
+class FreeCells {
+public:
+    FreeCells(std::uint32_t columns, std::uint32_t rows);
+
+    /// Takes a cell (columns from the band's first), or the nearest free one where it is taken: found
+    /// by rings of growing size, and behind kFarthestRing by following the columns. Nothing when the
+    /// band is full.
+    std::optional<brisko::Cell> take(brisko::Cell wanted);
+
+private:
+    static constexpr std::int64_t kFarthestRing = 16;
+
+    bool isFree(std::uint64_t cell) const { return m_next[cell] == cell; }
+    std::optional<std::uint64_t> inRings(brisko::Cell around) const;
+    std::uint64_t freeFrom(std::uint64_t cell);
+    brisko::Cell mark(std::uint64_t cell);
+
+    std::uint32_t m_columns;
+    std::uint32_t m_rows;
+    // For each cell a cell further on at which to look for a free one; itself where it is free. One
+    // place behind the last cell stands for "none".
+    std::vector<std::uint64_t> m_next;
+};
+
+}  // namespace QelPcpLib

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <brisko_codec/alignment.h>
+#include <brisko_codec/file_header.h>
+#include <brisko_codec/writers.h>
+
+#include "writers/ij_index.h"
+
+#include <string>
+
+namespace QelPcpLib {
+
+/// The scan that a driver writes. Knows when a point would not be stored, so that none is lost
+/// unnoticed.
+class IndexedOutput {
+public:
+    /// False when the files cannot be created.
+    bool Open(const std::string& path, GridFileHeader& header, const brisko::Alignment& alignment) {
+        m_endColumn = brisko::divideRoundingUp(header.GetAzimuthResolution(), brisko::kTileSize) *
+                      brisko::kTileSize;
+        m_endRow = brisko::divideRoundingUp(header.GetZenithResolution(), brisko::kTileSize) *
+                   brisko::kTileSize;
+        double matrix[16];
+        std::copy(std::begin(alignment.matrix), std::end(alignment.matrix), matrix);
+        m_writer.SetMatrixTransform(matrix);
+        return m_writer.Open(path.c_str(), &header) && !m_writer.HasWriteError();
+    }
+
+    /// False when the cell is not one of the grid, or its band was written already.
+    bool Write(const double* position, float intensity, const std::uint8_t* colour,
+               std::uint32_t column, std::uint32_t row) {
+        const std::uint32_t band = column / brisko::kTileSize;
+        if (column >= m_endColumn || row >= m_endRow || band < m_band) return false;
+        m_band = band;
+        m_writer.WritePoint(position[0], position[1], position[2], intensity, colour[0], colour[1],
+                            colour[2], 255, column, row);
+        return true;
+    }
+
+    bool HasWriteError() const { return m_writer.HasWriteError(); }
+    /// False when anything was not written.
+    bool Close() { return m_writer.Close() && !m_writer.HasWriteError(); }
+
+private:
+    CL3IJWriterGridCodec m_writer;
+    std::uint64_t m_endColumn = 0;
+    std::uint64_t m_endRow = 0;
+    std::uint32_t m_band = 0;
+};
+
+}  // namespace QelPcpLib

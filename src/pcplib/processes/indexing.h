@@ -1,0 +1,32 @@
+#pragma once
+
+#include "pcplib/files/progress_callback.h"
+
+#include <cstdint>
+#include <string>
+
+namespace QelPcpLib {
+
+/// Results of the indexing drivers; anything but 0 is a failure.
+namespace indexing_result {
+inline constexpr std::uint16_t kDone = 0;
+inline constexpr std::uint16_t kNotConverted = 100;
+inline constexpr std::uint16_t kBadInput = 101;
+inline constexpr std::uint16_t kBadOutput = 102;
+}  // namespace indexing_result
+
+/// "Indexing": writes a plain CL3 scan again as an indexed one. Points are carried in the scanner's
+/// frame and the alignment of the scan goes into the output's ALG file.
+///   input     scan.cl3
+///   rawScan   the CLR scan that it was made from: it is walked in step, and gives every point its
+///             own cell, whatever the coordinates are
+///   output    the new scan.cl3; its ".ij" and ".alg" are written beside it
+///   callback  may be null; what it throws comes out, with the output half-written
+std::uint16_t Indexing(const std::string& input, const std::string& rawScan,
+                       const std::string& output, CProgressCallback* callback);
+
+/// "Indexing2": the same for an indexed CL3 scan; cells come from its index, whatever its tile size.
+std::uint16_t Indexing2(const std::string& input, const std::string& output,
+                        CProgressCallback* callback);
+
+}  // namespace QelPcpLib

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "base/file.h"
+#include "base/output_file.h"
+#include "base/staged_file.h"
+#include "pcplib/processes/process_progress.h"
+
+#include <initializer_list>
+#include <string>
+
+namespace QelPcpLib {
+
+/// The one file that a process makes of others. It appears when it is complete, and never in the
+/// place of a file that it is made of.
+class StagedCopy {
+public:
+    /// Returns: false when the target leads to one of the inputs, or nothing can be written there.
+    bool create(const std::string& target, std::initializer_list<std::string> inputs) {
+        if (!m_staged.create(target)) return false;
+        for (const std::string& input : inputs) {
+            if (brisko::isSameFile(m_staged.target(), input)) return false;
+        }
+        return m_output.create(m_staged.path().c_str());
+    }
+    /// Closes the file, brings it to the disk and puts it in its place.
+    bool publish(ProcessProgress& progress) {
+        if (!m_output.close() || !m_staged.sync([&progress] { progress.poll(); })) return false;
+        progress.finish();
+        return m_staged.publish();
+    }
+
+    brisko::OutputFile& output() { return m_output; }
+    const std::string& path() const { return m_staged.path(); }
+
+private:
+    brisko::StagedFile m_staged;
+    brisko::OutputFile m_output;  // closed before the staged file is removed
+};
+
+}  // namespace QelPcpLib

@@ -1,0 +1,201 @@
+#include "apps/damaged_scan.h"
+
+#include <brisko_codec/compressed_lines.h>
+#include <gtest/gtest.h>
+
+namespace brisko::tool {
+namespace {
+
+using namespace brisko::test;
+using Json = nlohmann::json;
+
+Json check(const std::string& path, int code) {
+    const ToolRun result = run({"check", "--json", path});
+    EXPECT_EQ(result.code, code) << result.out << result.err;
+    return Json::parse(result.out)["scans"][0];
+}
+
+struct Expected {
+    const char* what;
+    const char* kind;
+    const char* file;
+    int block;    // -1: none
+    long offset;  // -1: none
+};
+
+void expectFinding(const Json& scan, const Expected& expected) {
+    ASSERT_FALSE(scan["findings"].empty()) << expected.what;
+    const Json& found = scan["findings"][0];
+    EXPECT_EQ(found["kind"], expected.kind) << expected.what << found;
+    EXPECT_TRUE(contains(found["file"], expected.file)) << expected.what << found;
+    EXPECT_EQ(found["block"], expected.block < 0 ? Json() : Json(expected.block)) << found;
+    EXPECT_EQ(found["offset"], expected.offset < 0 ? Json() : Json(expected.offset)) << found;
+}
+
+TEST(Check, WhatTheToolWritesIsSound) {
+    const TempFolder folder;
+    const ScanFiles files = writeTiledScan(folder, "a");
+    convert(folder / "a.cl3", folder / "plain.cl3", {"--plain"});
+    convert(folder / "a.cl3", folder / "raw.clr");
+    for (const char* name : {"a.cl3", "plain.cl3", "raw.clr"}) {
+        const Json scan = check(folder / name, 0);
+        EXPECT_EQ(scan["points"], pointsIn(folder / name).size()) << name;
+        EXPECT_EQ(scan["notes"], Json::array()) << name;
+    }
+    // What a plain writer leaves behind a full block.
+    writeFile(folder / "plain.cl3",
+              ByteWriter().bytes(readFile(folder / "plain.cl3")).u32(0).u8(0));
+    check(folder / "plain.cl3", 0);
+}
+
+TEST(Check, TellsFileBlockAndByteOfEveryDamage) {
+    const TempFolder folder;
+    const ScanFiles good = writeTiledScan(folder, "a");
+    const std::vector<std::size_t> blocks = blockOffsets(good.scan);
+    ASSERT_EQ(blocks.size(), 4u);
+    const auto at = [&](std::size_t block, std::size_t record) {
+        return blocks[block] + 5 + 31 * record;
+    };
+    const std::size_t tile1 = 48 + kTileBytes;
+    std::size_t entry = tile1 + 12;  // the first of tile 1 that is one
+    while (wordAt(good.index, entry) == 0)
+        entry += 4;
+    ByteWriter far;
+    far.f64(-3).f64(-4).f64(50);
+    Bytes swapped = good.index;
+    std::swap(swapped[tile1], swapped[tile1 + 4]);
+    const struct {
+        ScanFiles files;
+        Expected expected;
+    } cases[] = {
+        {{cutTo(good.scan, 100), good.index, good.alignment},
+         {"cut in its header", "header", "a.cl3", -1, 100}},
+        {{patched(good.scan, 114, {7}), good.index, good.alignment},
+         {"point format", "header", "a.cl3", -1, 114}},
+        {{patched(good.scan, 86, {0, 0, 0xc0, 0x7f}), good.index, good.alignment},
+         {"start angle", "header", "a.cl3", -1, 0}},
+        {{cutTo(good.scan, at(2, 3) + 4), good.index, good.alignment},
+         {"cut in block 2", "block", "a.cl3", 2, static_cast<long>(blocks[2])}},
+        {{cutTo(good.scan, blocks[3]), good.index, good.alignment},
+         {"cut before block 3", "block", "a.cl3", 3, static_cast<long>(blocks[3])}},
+        {{ByteWriter().bytes(good.scan).bytes({1, 2, 3, 4, 5, 6}), good.index, good.alignment},
+         {"more behind", "block", "a.cl3", -1, static_cast<long>(good.scan.size())}},
+        {{patched(good.scan, at(1, 2), notANumber()), good.index, good.alignment},
+         {"not a number", "coordinate", "a.cl3", 1, static_cast<long>(at(1, 2))}},
+        {{patched(good.scan, at(3, 1), far), good.index, good.alignment},
+         {"far outside", "angle", "a.cl3", 3, static_cast<long>(at(3, 1))}},
+        {{good.scan, cutTo(good.index, 30), good.alignment},
+         {"index cut in its header", "index", "a.ij", -1, 30}},
+        {{good.scan, cutTo(good.index, tile1 + 99), good.alignment},
+         {"index cut in tile 1", "index", "a.ij", 1, static_cast<long>(tile1)}},
+        {{good.scan, patched(good.index, 32, {5}), good.alignment},
+         {"number of tiles", "index", "a.ij", -1, 32}},
+        {{good.scan, patched(good.index, tile1 + 8, {1, 0, 0, 0}), good.alignment},
+         {"points of tile 1", "entry", "a.ij", 1, static_cast<long>(tile1 + 8)}},
+        {{good.scan, patched(good.index, entry, {9}), good.alignment},
+         {"an entry", "entry", "a.ij", 1, static_cast<long>(entry)}},
+        {{good.scan, swapped, good.alignment},
+         {"place of tile 1", "index", "a.ij", 1, static_cast<long>(tile1)}},
+        {{good.scan, good.index, {'x'}}, {"alignment", "alignment", "a.alg", -1, -1}},
+    };
+    for (const auto& damaged : cases) {
+        SCOPED_TRACE(damaged.expected.what);
+        writeFile(folder / "a.cl3", damaged.files.scan);
+        writeFile(folder / "a.ij", damaged.files.index);
+        writeFile(folder / "a.alg", damaged.files.alignment);
+        expectFinding(check(folder / "a.cl3", 3), damaged.expected);
+    }
+}
+
+TEST(Check, RawScansAreReadRecordByRecordAndPieceByPiece) {
+    const TempFolder folder;
+    const std::vector<RawRecord> line(300, RawRecord{10000, 20000, 30000, 0, 100});
+    Bytes lineBytes;
+    encodeCompressedLine(line.data(), line.size(), lineBytes);
+    const Bytes compressed =
+        ByteWriter().bytes(clrHeader(2, 300, 2, 1)).u8(0).bytes(lineBytes).bytes(lineBytes);
+    const Bytes plain = ByteWriter()
+                            .bytes(clrHeader(2, 2, 1, 2))
+                            .u8(0)
+                            .bytes(clrRecords({4, ClrRecord{1, 2, 3, 0, 5}}))
+                            .u8(4)
+                            .bytes(clrRecords({4, ClrRecord{1, 2, 3, 0, 0}}));
+    const long column1 = 121 + static_cast<long>(lineBytes.size());
+    const struct {
+        Bytes bytes;
+        Expected expected;
+    } cases[] = {
+        {cutTo(plain, 119), {"header", "header", "a.clr", -1, 119}},
+        {patched(plain, 112, {4}), {"format", "header", "a.clr", -1, 112}},
+        {patched(plain, 107, {0x80}), {"negative grid", "header", "a.clr", -1, 104}},
+        {cutTo(plain, plain.size() - 1), {"cut", "block", "a.clr", 1, 201}},
+        {cutTo(plain, 201), {"no second block", "block", "a.clr", 1, 201}},
+        {patched(compressed, static_cast<std::size_t>(column1) + 2, {1}),
+         {"length", "piece", "a.clr", 0, column1}},
+        {patched(compressed, 121, {9}), {"short stream", "piece", "a.clr", 0, 121}},
+        {cutTo(compressed, compressed.size() - 9), {"cut piece", "piece", "a.clr", 0, -2}},
+    };
+    writeFile(folder / "a.clr", plain);
+    EXPECT_EQ(check(folder / "a.clr", 0)["points"], 4);
+    writeFile(folder / "a.clr", compressed);
+    EXPECT_EQ(check(folder / "a.clr", 0)["points"], 600);
+    for (auto [bytes, expected] : cases) {
+        writeFile(folder / "a.clr", bytes);
+        const Json scan = check(folder / "a.clr", 3);
+        if (expected.offset == -2) expected.offset = scan["findings"][0]["offset"];
+        expectFinding(scan, expected);
+    }
+}
+
+TEST(Check, CountsAllFindingsAndListsTheFirstOfEachKind) {
+    const TempFolder folder;
+    ByteWriter scan;
+    scan.bytes(cl3Header(2)).u32(50).u8(0);
+    for (int i = 0; i < 50; ++i)
+        scan.bytes(notANumber()).f64(1).f64(1).f32(1).bytes({0, 0, 0});
+    writeFile(folder / "a.cl3", scan);
+    const ToolRun result = run({"check", "--json", "--most", "3", folder / "a.cl3"});
+    const Json found = Json::parse(result.out)["scans"][0];
+    EXPECT_EQ(found["findingCount"], 51);
+    EXPECT_EQ(found["findings"].size(), 4u);  // three points and the missing block
+    EXPECT_TRUE(contains(run({"check", folder / "a.cl3"}).out, "40 more of kind 'coordinate'"));
+}
+
+TEST(Check, TakesElevationsAndForeignAnglesAsTheyAre) {
+    const TempFolder folder;
+    const ScanFiles good = writeTiledScan(folder, "a");
+    // 40 to -27.5 degrees above the horizon is the same as 50 to 117.5 from the zenith.
+    const Bytes elevations =
+        patched(patched(good.scan, 90, ByteWriter().f32(40)), 98, ByteWriter().f32(-27.5F));
+    writeFile(folder / "a.cl3", elevations);
+    EXPECT_EQ(check(folder / "a.cl3", 0)["notes"], Json::array());
+    // Nearly all points outside: the header counts in another way, and no point is to blame.
+    const Bytes shifted =
+        patched(patched(good.scan, 90, ByteWriter().f32(150)), 98, ByteWriter().f32(180));
+    writeFile(folder / "a.cl3", shifted);
+    EXPECT_EQ(check(folder / "a.cl3", 0)["notes"].size(), 1u);
+}
+
+TEST(Check, EndsSoonWhateverAHeaderClaims) {
+    const TempFolder folder;
+    const struct {
+        const char* name;
+        Bytes bytes;
+    } cases[] = {{"a.clr", clrHeader(0x7fffffff, 0x7fffffff, 1, 0xffffffff)},
+                 {"b.clr", clrHeader(0x7fffffff, 0x7fffffff, 2, 0xffffffff)},
+                 {"c.clr", clrHeader(0, 0, 1, 0xffffffff)},
+                 {"a.cl3", cl3Header(0xffffffff)},
+                 {"b.cl3", ByteWriter().bytes(cl3Header(1)).u32(0xffffffff).u8(0)}};
+    for (const auto& scan : cases) {
+        writeFile(folder / scan.name, scan.bytes);
+        EXPECT_EQ(run({"check", folder / scan.name}).code, 3) << scan.name;
+        EXPECT_EQ(run({"repair", folder / scan.name, folder / named("out", scan.name + 1)}).code, 3)
+            << scan.name;
+    }
+    EXPECT_EQ(run({"check", folder / "a.ptx"}).code, 2);
+    EXPECT_EQ(run({"check", folder / "none.cl3"}).code, 3);
+    EXPECT_EQ(folder.names().size(), std::size(cases));
+}
+
+}  // namespace
+}  // namespace brisko::tool

@@ -1,0 +1,284 @@
+#include "apps/made_scan.h"
+#include "apps/ptx_scan.h"
+#include "support/scan_bytes.h"
+
+#include <brisko_codec/file_header.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+
+namespace brisko::tool {
+namespace {
+
+using namespace brisko::test;
+
+/// Columns that turn clockwise, rows that fall.
+constexpr ScanAngles kAngles{170, -0.5, 40, -0.25};
+
+/// The same grid, cells and pose; positions within a tolerance, everything else exactly where the
+/// format between them keeps it.
+void expectSame(const PtxScan& found, const PtxScan& expected, double tolerance, bool keepsColour,
+                float intensityTolerance) {
+    EXPECT_EQ(found.header.columns, expected.header.columns);
+    EXPECT_EQ(found.header.rows, expected.header.rows);
+    for (int i = 0; i < 16; ++i) {
+        EXPECT_EQ(found.header.matrix[i], expected.header.matrix[i]) << "matrix element " << i;
+    }
+    EXPECT_EQ(found.hasColour, keepsColour && expected.hasColour);
+    ASSERT_EQ(found.points.size(), expected.points.size());
+    for (std::size_t i = 0; i < found.points.size(); ++i) {
+        const CellPoint& p = found.points[i];
+        const CellPoint& q = expected.points[i];
+        ASSERT_TRUE(p.column == q.column && p.row == q.row) << "point " << i;
+        ASSERT_LE(std::abs(p.x - q.x), tolerance);
+        ASSERT_LE(std::abs(p.y - q.y), tolerance);
+        ASSERT_LE(std::abs(p.z - q.z), tolerance);
+        ASSERT_LE(std::abs(p.intensity - q.intensity), intensityTolerance);
+        if (!keepsColour) continue;
+        ASSERT_TRUE(p.red == q.red && p.green == q.green && p.blue == q.blue) << "point " << i;
+    }
+}
+
+void expectRoundTrips(const std::string& ptx, const TempFolder& folder) {
+    SCOPED_TRACE(ptx);
+    constexpr double kHalfUnit = 0.00005000001;  // metres, of a CLR record
+    constexpr float kHalfStep = 0.5f;            // a CLR intensity is a whole number
+    const PtxScan scan = readPtx(ptx);
+    convert(ptx, folder / "trip.cl3");
+    convert(folder / "trip.cl3", folder / "from_cl3.ptx");
+    expectSame(readPtx(folder / "from_cl3.ptx"), scan, 0, true, 0);
+    convert(ptx, folder / "raw.clr");
+    convert(folder / "raw.clr", folder / "from_clr.ptx");
+    expectSame(readPtx(folder / "from_clr.ptx"), scan, kHalfUnit, false, kHalfStep);
+    // What a conversion has rounded once stays as it is.
+    convert(folder / "raw.clr", folder / "again.clr");
+    EXPECT_EQ(readFile(folder / "again.clr"), readFile(folder / "raw.clr"));
+}
+
+TEST(Convert, RoundTripsKeepGridPointsPoseAndColour) {
+    const TempFolder folder;
+    // More than one tile both ways, and the padding of the last ones.
+    writeFile(folder / "a.ptx", madeScan(300, 270, kAngles, true, kTurnedLines));
+    writeFile(folder / "b.ptx", madeScan(257, 3, {-20, 1.25, -30, 10}, false));
+    expectRoundTrips(folder / "a.ptx", folder);
+    const TempFolder other;
+    expectRoundTrips(folder / "b.ptx", other);
+}
+
+TEST(Convert, RoundTripsRealScans) {
+    const char* data = std::getenv("BRISKO_SCAN_DATA");
+    if (!data) GTEST_SKIP() << "BRISKO_SCAN_DATA names no folder";
+    for (const auto& entry : std::filesystem::directory_iterator(data)) {
+        const TempFolder folder;
+        if (entry.path().extension() == ".ptx") expectRoundTrips(entry.path().string(), folder);
+    }
+}
+
+TEST(Convert, WindowsTakeTilesApartAndBecomeTheGrid) {
+    const TempFolder folder;
+    writeFile(folder / "a.ptx", madeScan(600, 300, kAngles, false));
+    convert(folder / "a.ptx", folder / "a.cl3");
+    convert(folder / "a.ptx", folder / "a.clr");
+    const std::vector<std::string> window = {"--columns", "100:570", "--rows", "7:"};
+    const std::string direct = readText(convert(folder / "a.ptx", folder / "direct.ptx", window));
+    // The line of cell (100, 7) comes first.
+    EXPECT_EQ(direct.substr(0, 8), "470\n293\n");
+    const PtxScan whole = readPtx(folder / "a.ptx");
+    const PtxScan part = readPtx(folder / "direct.ptx");
+    const auto inside = std::count_if(
+        whole.points.begin(), whole.points.end(),
+        [](const CellPoint& p) { return p.column >= 100 && p.column < 570 && p.row >= 7; });
+    EXPECT_EQ(part.points.size(), static_cast<std::size_t>(inside));
+
+    for (const char* source : {"a.cl3", "a.ptx", "a.clr"}) {
+        for (const char* extension : {".cl3", ".ptx", ".clr"}) {
+            SCOPED_TRACE(std::string(source) + " to " + extension);
+            const TempFolder out;
+            convert(folder / source, out / named("w", extension), window);
+            if (std::string(extension) == ".ptx") {
+                std::filesystem::rename(out / "w.ptx", out / "back.ptx");
+            } else {
+                convert(out / named("w", extension), out / "back.ptx");
+            }
+            const bool rounded = source == std::string("a.clr") || extension == std::string(".clr");
+            expectSame(readPtx(out / "back.ptx"), part, rounded ? 0.00005000001 : 0, true,
+                       rounded ? 0.5f : 0);
+        }
+    }
+}
+
+TEST(Convert, FiltersPointsInTheirFrames) {
+    const TempFolder folder;
+    // Aligned by the quarter turn: (10 - y, 20 + x, 30 + z).
+    writeFile(folder / "a.ptx",
+              ptxText(1, 4, "1 0 0 0.5\n0 3 0 0.5\n0 0 3.5 0.5\n-4 0 0 0.5\n", kTurnedLines));
+    const struct {
+        std::vector<std::string> options;
+        std::vector<std::uint32_t> rows;
+    } cases[] = {
+        {{}, {0, 1, 2, 3}},
+        {{"--max-distance", "3"}, {0, 1}},
+        {{"--max-distance", "0"}, {}},
+        {{"--box", "7,20,30,10,21,30"}, {0, 1}},
+        {{"--box", "10,21,30,7,20,30"}, {0, 1}},
+        {{"--box=-100,-100,33,100,100,100"}, {2}},
+        {{"--box", "7,20,30,10,21,30", "--rows", "1:4"}, {0}},
+        {{"--valid"}, {0, 1, 2, 3}},
+    };
+    for (const auto& filter : cases) {
+        for (const char* extension : {".ptx", ".cl3", ".clr"}) {
+            convert(folder / "a.ptx", folder / named("f", extension), filter.options);
+            convert(folder / named("f", extension), folder / "back.PTX");
+            std::vector<std::uint32_t> rows;
+            for (const CellPoint& p : readPtx(folder / "back.PTX").points)
+                rows.push_back(p.row);
+            EXPECT_EQ(rows, filter.rows) << filter.options.empty() << extension;
+        }
+    }
+}
+
+TEST(Convert, AppliesTheAlignmentOnceAndOnlyWhenAsked) {
+    const TempFolder folder;
+    writeFile(folder / "a.ptx", ptxText(1, 1, "1 2 3 0.5\n", kTurnedLines));
+    const char* aligned = "8 21 33 0.5";
+    EXPECT_TRUE(contains(readText(convert(folder / "a.ptx", folder / "kept.ptx")), "\n1 2 3 0.5"));
+    for (const char* extension : {".ptx", ".cl3", ".clr"}) {
+        SCOPED_TRACE(extension);
+        const std::string baked = folder / named("baked", extension);
+        convert(folder / "a.ptx", baked, {"--apply-alignment"});
+        EXPECT_EQ(readText(convert(baked, folder / "back.PTX")),
+                  ptxText(1, 1, std::string(aligned) + "\n"));
+        for (const char* name : {"baked.cl3", "baked.ij", "baked.alg", "baked.clr"}) {
+            std::filesystem::remove(folder / name);
+        }
+    }
+    // Formats without a place for a matrix in their file have it beside them.
+    convert(folder / "a.ptx", folder / "plain.cl3", {"--plain"});
+    convert(folder / "a.ptx", folder / "raw.clr");
+    EXPECT_EQ(folder.names(),
+              (std::vector<std::string>{"a.ptx", "back.PTX", "baked.ptx", "kept.ptx", "plain.alg",
+                                        "plain.cl3", "raw.alg", "raw.clr"}));
+    EXPECT_TRUE(contains(run({"info", "--count", folder / "plain.cl3"}).out, "8 to 8"));
+}
+
+TEST(Convert, NeverChangesTheAlignmentOfANeighbour) {
+    const TempFolder folder;
+    writeFile(folder / "a.ptx", ptxText(1, 1, "1 2 3 0.5\n", kTurnedLines));
+    convert(folder / "a.ptx", folder / "scan.clr");
+    const Bytes alignment = readFile(folder / "scan.alg");
+    // The same alignment may be shared; the neighbour's file stays to the byte.
+    convert(folder / "scan.clr", folder / "scan.cl3");
+    EXPECT_EQ(readFile(folder / "scan.alg"), alignment);
+    const std::vector<std::string> before = folder.names();
+    const ToolRun refused =
+        run({"convert", folder / "scan.cl3", folder / "scan.clr", "--apply-alignment"});
+    EXPECT_EQ(refused.code, 4);
+    EXPECT_TRUE(contains(refused.err, "scan.alg")) << refused.err;
+    EXPECT_EQ(readFile(folder / "scan.alg"), alignment);
+    EXPECT_EQ(folder.names(), before);
+}
+
+TEST(Convert, WeakReturnsStayPointsInARawScan) {
+    const TempFolder folder;
+    writeFile(folder / "a.ptx", ptxText(1, 3, "1 2 3 0\n-1.23456 2 3 0.0001\n1 2 -3 -0.5\n"));
+    convert(folder / "a.ptx", folder / "a.clr");
+    convert(folder / "a.clr", folder / "b.ptx");
+    const PtxScan scan = readPtx(folder / "b.ptx");
+    ASSERT_EQ(scan.points.size(), 3u);
+    for (const CellPoint& point : scan.points)
+        EXPECT_EQ(point.intensity, 1.0f);
+    EXPECT_EQ(scan.points[1].x, -1.2346);  // the nearest, below zero too
+}
+
+TEST(Convert, FindsTheAnglesOfAnImportedScan) {
+    const struct {
+        ScanAngles angles;
+        double startAzimuth;
+    } cases[] = {{{170, -0.5, 40, -0.25}, 170},
+                 {{170, 0.5, -40, 0.25}, 170},
+                 {{-61.9, -0.25, -44, 0.2}, 298.1}};
+    for (const auto& made : cases) {
+        const TempFolder folder;
+        writeFile(folder / "a.ptx", madeScan(400, 200, made.angles, false));
+        CL3FileHeader cl3;
+        CLRFileHeader clr;
+        ASSERT_TRUE(cl3.Read(convert(folder / "a.ptx", folder / "a.cl3").c_str()));
+        ASSERT_TRUE(clr.Read(convert(folder / "a.ptx", folder / "a.clr").c_str()));
+        for (const CLFileHeader* header : std::initializer_list<const CLFileHeader*>{&cl3, &clr}) {
+            const double stop = made.startAzimuth + 400 * made.angles.azimuthStep;
+            const double zenith = 90 - made.angles.elevation;
+            EXPECT_NEAR(header->GetStartAzimuthAngle(), made.startAzimuth, 0.01);
+            EXPECT_NEAR(header->GetStopAzimuthAngle(), stop, 0.01);
+            EXPECT_NEAR(header->GetDeltaAzimuthAngle(), std::abs(made.angles.azimuthStep), 1e-4);
+            EXPECT_NEAR(header->GetStartZenithAngle(), zenith, 0.01);
+            EXPECT_NEAR(header->GetStopZenithAngle(), zenith - 200 * made.angles.elevationStep,
+                        0.01);
+            EXPECT_EQ(header->GetAzimuthResolution(), 400u);
+            EXPECT_EQ(header->GetZenithResolution(), 200u);
+        }
+        EXPECT_TRUE(cl3.GetFileVersion().starts_with("CL3_0.7"));
+        EXPECT_TRUE(clr.GetFileVersion().starts_with("CLR_0.7"));
+        // A window moves the angles along.
+        ASSERT_TRUE(cl3.Read(
+            convert(folder / "a.cl3", folder / "w.cl3", {"--columns", "100:300"}).c_str()));
+        EXPECT_NEAR(cl3.GetStartAzimuthAngle(), made.startAzimuth + 100 * made.angles.azimuthStep,
+                    0.01);
+        EXPECT_EQ(cl3.GetAzimuthResolution(), 200u);
+    }
+}
+
+TEST(Convert, AReplacedScanKeepsNoOldCompanion) {
+    const TempFolder folder;
+    writeFile(folder / "a.ptx", ptxText(1, 1, "1 2 3 0.5\n"));
+    writeFile(folder / "t.ptx", ptxText(1, 1, "1 2 3 0.5\n", kTurnedLines));
+    convert(folder / "t.ptx", folder / "out.cl3");
+    convert(folder / "a.ptx", folder / "out.cl3", {"--plain"});
+    EXPECT_EQ(folder.names(), (std::vector<std::string>{"a.ptx", "out.cl3", "t.ptx"}));
+    // Files of the same name that are no scans leave companions alone.
+    convert(folder / "t.ptx", folder / "out.cl3");
+    convert(folder / "out.cl3", folder / "out.ply");
+    convert(folder / "out.cl3", folder / "out.ptx");
+    EXPECT_EQ(folder.names(), (std::vector<std::string>{"a.ptx", "out.alg", "out.cl3", "out.ij",
+                                                        "out.ply", "out.ptx", "t.ptx"}));
+}
+
+TEST(Convert, WritesThePlyBytesThatTheFormatSays) {
+    const TempFolder folder;
+    // The second point is aligned to (10 - 2, 20 + 0, 30 + 0.5).
+    writeFile(folder / "a.ptx",
+              ptxText(2, 1, "0 0 0 0.5 0 0 0\n0 2 0.5 0.25 1 128 255\n", kTurnedLines));
+    const ToolRun result = run({"convert", folder / "a.ptx", folder / "a.ply"});
+    EXPECT_EQ(result.code, 0);
+    EXPECT_TRUE(contains(result.err, "aligned")) << result.err;
+    const std::string text = readText(folder / "a.ply");
+    const std::string header =
+        "ply\nformat binary_little_endian 1.0\ncomment brisko 1.3.0\n"
+        "comment metres; intensity 0 to 2200; ...................\nelement vertex 1\n"
+        "property double x\nproperty double y\nproperty double z\nproperty uchar red\n"
+        "property uchar green\nproperty uchar blue\nproperty float intensity\n"
+        "property uint column\nproperty uint row\nend_header\n";
+    ASSERT_EQ(text.substr(0, header.size()), header);
+    const Bytes file = readFile(folder / "a.ply");
+    EXPECT_EQ(Bytes(file.begin() + static_cast<std::ptrdiff_t>(header.size()), file.end()),
+              fromHex("0000000000002040 0000000000003440 0000000000803e40"  // 8, 20, 30.5
+                      "01 80 ff"
+                      "00800944"              // 550
+                      "01000000 00000000"));  // column 1, row 0
+}
+
+TEST(Convert, ReadsAPlainScanWithoutAGrid) {
+    const TempFolder folder;
+    const TestPoint point{1, 2, 3, 4, 5, 6, 7, 0, 0};
+    ByteWriter scan;
+    scan.bytes(cl3Header(1)).bytes(cl3Block({point, point, point}));
+    writeFile(folder / "a.cl3", scan);
+    convert(folder / "a.cl3", folder / "b.cl3");
+    convert(folder / "a.cl3", folder / "b.ply");
+    EXPECT_TRUE(contains(run({"info", "--count", folder / "b.cl3"}).out, "points     3"));
+    EXPECT_EQ(folder.names(), (std::vector<std::string>{"a.cl3", "b.cl3", "b.ply"}));
+}
+
+}  // namespace
+}  // namespace brisko::tool

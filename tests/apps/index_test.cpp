@@ -1,0 +1,233 @@
+#include "apps/damaged_scan.h"
+#include "apps/simulate_run.h"
+#include "common/progress.h"
+#include "index/worker_message.h"
+#include "support/file_size_limit.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <thread>
+
+namespace brisko::tool {
+namespace {
+
+using namespace brisko::test;
+using Json = nlohmann::json;
+namespace fs = std::filesystem;
+
+Json index(std::initializer_list<std::string> arguments, int code) {
+    std::vector<const char*> line = {"brisko", "index", "--json", "--progress=none"};
+    for (const std::string& argument : arguments)
+        line.push_back(argument.c_str());
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(runTool(static_cast<int>(line.size()), line.data()), code);
+    const std::string out = testing::internal::GetCapturedStdout();
+    const std::string err = testing::internal::GetCapturedStderr();
+    return code == 2 ? Json() : Json::parse(out)["inputs"];
+}
+
+/// A raw scan of the simulator.
+void simulate(const TempFolder& folder, const std::string& name,
+              std::vector<std::string> more = {}) {
+    std::vector<std::string> line = {
+        folder.path().string(), "--name", name, "--columns", "300", "--rows", "270"};
+    line.insert(line.end(), more.begin(), more.end());
+    runSimulate(line);
+}
+
+TEST(Index, EveryKindOfScanKeepsItsPointsInTheirCells) {
+    const struct {
+        const char* format;
+        const char* model;
+        const char* flags;
+    } cases[] = {{"0", "RVX1000", "0"},   {"1", "RVX1000", "0,0"}, {"1", "RVX2000", "0"},
+                 {"2", "RVX1000", "0,1"}, {"2", "RVX2000", "0"},   {"3", "RVX1000", "0"},
+                 {"3", "RXL1000", "0,0"}, {"3", "RVX2000", "0"}};
+    for (const bool aligned : {false, true}) {
+        for (const auto& scan : cases) {
+            SCOPED_TRACE(std::string(scan.format) + " " + scan.model + " " + scan.flags);
+            const TempFolder folder;
+            simulate(folder, "a",
+                     {"--point-format", scan.format, "--model", scan.model, "--flags", scan.flags,
+                      aligned ? "--alignment" : "--noise=1"});
+            const Json told = index({folder / "a.clr"}, 0)[0];
+            EXPECT_EQ(told["state"], "indexed");
+            EXPECT_EQ(pointsIn(folder / "a_index.cl3"), pointsIn(folder / "a.clr"));
+            EXPECT_EQ(told["points"], pointsIn(folder / "a.clr").size());
+            EXPECT_EQ(run({"check", folder / "a_index.cl3"}).code, 0);
+        }
+    }
+}
+
+TEST(Index, RealScansKeepTheirPointsInTheirCells) {
+    const char* data = std::getenv("BRISKO_SCAN_DATA");
+    if (!data) GTEST_SKIP() << "BRISKO_SCAN_DATA names no folder";
+    for (const auto& entry : fs::directory_iterator(data)) {
+        if (entry.path().extension() != ".ptx") continue;
+        SCOPED_TRACE(entry.path().string());
+        const TempFolder folder;
+        convert(entry.path().string(), folder / "a.clr");
+        index({folder / "a.clr"}, 0);
+        EXPECT_EQ(pointsIn(folder / "a_index.cl3"), pointsIn(folder / "a.clr"));
+        convert(entry.path().string(), folder / "b.cl3");
+        index({folder / "b.cl3"}, 0);
+        EXPECT_EQ(pointsIn(folder / "b_index.cl3"), pointsIn(folder / "b.cl3"));
+        EXPECT_EQ(run({"check", folder / "a_index.cl3", folder / "b_index.cl3"}).code, 0);
+    }
+}
+
+TEST(Index, ALoneScanIsIndexedByItsAnglesAndAnIndexedOneAnew) {
+    const TempFolder folder;
+    simulate(folder, "lone", {"--format", "cl3"});
+    simulate(folder, "grid", {"--format", "cl3-indexed", "--colour", "--alignment"});
+    const Json told = index({folder / "lone.cl3", folder / "grid.cl3"}, 0);
+    EXPECT_EQ(withoutCells(pointsIn(folder / "lone_index.cl3")), pointsIn(folder / "lone.cl3"));
+    EXPECT_EQ(pointsIn(folder / "grid_index.cl3"), pointsIn(folder / "grid.cl3"));
+    EXPECT_EQ(told[0]["grid"], (Json{{"columns", 300}, {"rows", 270}}));
+}
+
+TEST(Index, PassesOverWhatIsDoneOrBelongsToAnother) {
+    const TempFolder folder;
+    simulate(folder, "a", {"--flags", "0,0"});
+    simulate(folder, "s", {"--series", "3"});
+    const std::string a = folder / "a.clr", s = folder / "s_000.clr";
+    const auto states = [](const Json& inputs) {
+        std::string text;
+        for (const Json& input : inputs)
+            text += input["state"].get<std::string>().substr(0, 1);
+        return text;
+    };
+    EXPECT_EQ(states(index({folder / "s_001.clr", a, s, a, folder / "s_002.clr"}, 0)), "siis");
+    EXPECT_EQ(pointsIn(folder / "s_000_index.cl3"), pointsIn(folder / "sm.clr"));
+    const Bytes before = readFile(folder / "a_index.cl3");
+    // All that lies there now: copies, merged scans, plain ones, and indexed ones.
+    EXPECT_EQ(states(index({a, a + ".Converted.clr", folder / "a.cl3", folder / "a_index.cl3", s,
+                            folder / "s.clr", folder / "sm.clr"},
+                           0)),
+              "sssssss");
+    EXPECT_EQ(states(index({"--force", folder / "a.cl3", a}, 0)), "si");
+    EXPECT_EQ(readFile(folder / "a_index.cl3"), before);
+    // An older or damaged output is made anew.
+    fs::last_write_time(a, fs::file_time_type::clock::now() + std::chrono::hours(1));
+    EXPECT_EQ(states(index({a}, 0)), "i");
+    fs::last_write_time(a, fs::file_time_type::clock::now() - std::chrono::hours(1));
+    writeFile(folder / "a_index.cl3", cutTo(before, 5000));
+    EXPECT_EQ(states(index({a}, 0)), "i");
+    EXPECT_EQ(readFile(folder / "a_index.cl3"), before);
+}
+
+TEST(Index, NeverReportsSuccessThatTheFilesDoNotShow) {
+    const TempFolder folder;
+    simulate(folder, "good");
+    const Bytes good = readFile(folder / "good.clr");
+    const Bytes lone = cl3Header(0);
+    const struct {
+        const char* name;
+        Bytes bytes;
+        int code;
+    } cases[] = {
+        {"cut.clr", cutTo(good, good.size() - 1), 3},
+        {"noblocks.clr", patched(good, 116, {0, 0, 0, 0}), 3},
+        {"format.clr", patched(good, 112, {9}), 3},
+        {"huge.clr", clrHeader(0x7fffffff, 0x7fffffff, 1, 0xffffffff), 3},
+        {"noangles.cl3", patched(ByteWriter().bytes(lone).u32(0).u8(0), 86, Bytes(24)), 3},
+        {"lone_index.cl3", lone, 3},
+        {"none.ptx", {}, 2},
+    };
+    for (const auto& scan : cases) {
+        SCOPED_TRACE(scan.name);
+        const TempFolder own;
+        writeFile(own / scan.name, scan.bytes);
+        index({own / scan.name}, scan.code);
+        EXPECT_EQ(own.names(), std::vector<std::string>{scan.name});
+    }
+    const FileSizeLimit full(1000000);
+    EXPECT_EQ(index({folder / "good.clr"}, 4)[0]["state"], "failed");
+    EXPECT_EQ(folder.names(), std::vector<std::string>{"good.clr"});
+}
+
+TEST(Index, JobsRunSideBySideAndOneThatFailsStopsNoOther) {
+    const TempFolder folder;
+    for (const char* name : {"a", "b", "c"})
+        simulate(folder, name, {"--alignment"});
+    const Bytes good = readFile(folder / "b.clr");
+    writeFile(folder / "b.clr", cutTo(good, 100000));
+    const std::string a = folder / "a.clr", b = folder / "b.clr", c = folder / "c.clr";
+    const Json told = index({"--jobs", "2", a, b, c}, 1);
+    EXPECT_EQ(told[0]["state"], "indexed");
+    EXPECT_EQ(told[1]["state"], "failed");
+    EXPECT_TRUE(contains(told[1]["reason"], "b.clr")) << told[1];
+    EXPECT_EQ(told[2]["state"], "indexed");
+    EXPECT_EQ(pointsIn(folder / "a_index.cl3"), pointsIn(a));
+    EXPECT_EQ(pointsIn(folder / "c_index.cl3"), pointsIn(c));
+    {
+        const FileSizeLimit full(1000000);
+        EXPECT_EQ(index({"--jobs", "3", "--force", a, c}, 4)[1]["state"], "failed");
+    }
+    EXPECT_EQ(pointsIn(folder / "a_index.cl3"), pointsIn(a));
+}
+
+TEST(Index, WorkersTellNoMoreThanTheyMean) {
+    WorkerMessage message{0.25, "Pcp Indexing1", IndexOutcome{}};
+    message.outcome->text = "a\nb";
+    message.outcome->code = ExitCode::NotWritten;
+    const std::string line = encodeMessage(message);
+    EXPECT_EQ(line.find('\n'), line.size() - 1);
+    const auto back = decodeMessage(line);
+    ASSERT_TRUE(back && back->outcome);
+    EXPECT_EQ(back->stage, "Pcp Indexing1");
+    EXPECT_EQ(back->outcome->text, "a\nb");
+    EXPECT_EQ(back->outcome->code, ExitCode::NotWritten);
+    EXPECT_FALSE(decodeMessage("{\"share\":"));
+    EXPECT_FALSE(decodeMessage("{}"));
+}
+
+/// Runs the tool in a process of its own and sends it a signal once something appears beside the
+/// inputs. Returns how it ended.
+int indexAndSignal(const TempFolder& folder, std::vector<std::string> arguments, int signal) {
+    const std::vector<std::string> before = folder.names();
+    const pid_t process = fork();
+    if (process == 0) {
+        installInterruptHandler();
+        std::freopen("/dev/null", "w", stderr);
+        arguments.insert(arguments.begin(), {"brisko", "index", "--progress=none"});
+        std::vector<const char*> line;
+        for (const std::string& argument : arguments)
+            line.push_back(argument.c_str());
+        _exit(runTool(static_cast<int>(line.size()), line.data()));
+    }
+    while (folder.names() == before && waitpid(process, nullptr, WNOHANG) == 0)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    kill(process, signal);
+    int status = -1;
+    waitpid(process, &status, 0);
+    return status;
+}
+
+TEST(Index, ASignalCancelsAndLeavesNoTrace) {
+    const TempFolder folder;
+    for (const char* name : {"a", "b"}) {
+        runSimulate({folder.path().string(), "--name", name, "--columns", "3000", "--rows", "1000",
+                     "--model", "RVX2000"});
+    }
+    const std::vector<std::string> names = folder.names();
+    const std::string a = folder / "a.clr", b = folder / "b.clr";
+    for (const int signal : {SIGINT, SIGTERM}) {
+        for (const char* jobs : {"--jobs=1", "--jobs=2"}) {
+            SCOPED_TRACE(std::string(jobs) + " signal " + std::to_string(signal));
+            const int status = indexAndSignal(folder, {jobs, a, b}, signal);
+            ASSERT_TRUE(WIFEXITED(status));
+            EXPECT_EQ(WEXITSTATUS(status), 130);
+            EXPECT_EQ(folder.names(), names);
+        }
+    }
+}
+
+}  // namespace
+}  // namespace brisko::tool

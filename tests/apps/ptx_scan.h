@@ -1,0 +1,27 @@
+#pragma once
+
+#include "ptx/ptx_reader.h"
+
+#include <string>
+#include <vector>
+
+namespace brisko::test {
+
+/// Everything that a PTX file holds.
+struct PtxScan {
+    tool::PtxHeader header;
+    bool hasColour = false;
+    std::vector<CellPoint> points;
+};
+
+inline PtxScan readPtx(const std::string& path) {
+    tool::PtxReader reader(path);
+    PtxScan scan{reader.header(), reader.hasColour(), {}};
+    std::vector<CellPoint> some;
+    for (reader.read(some, 10000); !some.empty(); reader.read(some, 10000)) {
+        scan.points.insert(scan.points.end(), some.begin(), some.end());
+    }
+    return scan;
+}
+
+}  // namespace brisko::test

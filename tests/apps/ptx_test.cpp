@@ -1,0 +1,237 @@
+#include "apps/tool_run.h"
+#include "common/failure.h"
+#include "ptx/number_text.h"
+#include "ptx/ptx_reader.h"
+#include "ptx/ptx_writer.h"
+#include "support/comma_locale.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+namespace brisko::tool {
+namespace {
+
+using test::contains;
+using test::kIdentityLines;
+using test::ptxText;
+using test::TempFolder;
+using test::writeFile;
+
+std::vector<CellPoint> readPtx(const std::string& path, std::size_t capacity = 1000) {
+    PtxReader reader(path);
+    std::vector<CellPoint> all, some;
+    for (reader.read(some, capacity); !some.empty(); reader.read(some, capacity)) {
+        all.insert(all.end(), some.begin(), some.end());
+    }
+    return all;
+}
+
+TEST(PtxReader, GivesPointsTheirCellsAndPassesOverEmptyOnes) {
+    const TempFolder folder;
+    const std::string path = folder / "a.ptx";
+    writeFile(path, ptxText(2, 3,
+                            "1.5 -2 3e0 0.25\n0 0 0 0.5\n 4\t5  6 1 \n"
+                            "0 0 0 0.5\n+7 8 9 0\n0 0 -0.001 0.5"));
+    for (const std::size_t capacity : {1u, 2u, 1000u}) {
+        const std::vector<CellPoint> points = readPtx(path, capacity);
+        ASSERT_EQ(points.size(), 4u);
+        EXPECT_EQ(points[0].x, 1.5);
+        EXPECT_EQ(points[0].y, -2);
+        EXPECT_EQ(points[0].z, 3);
+        EXPECT_EQ(points[0].intensity, 550.0f);
+        EXPECT_EQ(points[1].intensity, 2200.0f);
+        EXPECT_EQ(points[3].z, -0.001);
+        const std::uint32_t cells[][2] = {{0, 0}, {0, 2}, {1, 1}, {1, 2}};
+        for (int i = 0; i < 4; ++i) {
+            EXPECT_EQ(points[static_cast<std::size_t>(i)].column, cells[i][0]);
+            EXPECT_EQ(points[static_cast<std::size_t>(i)].row, cells[i][1]);
+        }
+    }
+}
+
+TEST(PtxReader, TurnsTheMatrixForColumnVectors) {
+    const TempFolder folder;
+    writeFile(folder / "a.ptx", ptxText(1, 1, "1 2 3 0.5 10 20 255\n", test::kTurnedLines));
+    PtxReader reader(folder / "a.ptx");
+    EXPECT_TRUE(reader.hasColour());
+    double x = 1, y = 2, z = 3;
+    applyAlignment(reader.header().matrix, x, y, z);
+    EXPECT_EQ(x, 8);
+    EXPECT_EQ(y, 21);
+    EXPECT_EQ(z, 33);
+    EXPECT_EQ(reader.header().matrix[3], 10);
+    EXPECT_EQ(readPtx(folder / "a.ptx").at(0).blue, 255);
+}
+
+TEST(PtxReader, ReadsLineEndsOfEverySystemAndBlankLinesAtTheEnd) {
+    const TempFolder folder;
+    std::string text = ptxText(1, 2, "1 2 3 0.5\n4 5 6 0.5\n");
+    writeFile(folder / "unix.ptx", text + "\n \n\n");
+    writeFile(folder / "open.ptx", text.substr(0, text.size() - 1));
+    std::string dos;
+    for (const char c : text)
+        dos += c == '\n' ? std::string("\r\n") : std::string(1, c);
+    writeFile(folder / "dos.ptx", dos + "\r\n");
+    for (const char* name : {"unix.ptx", "open.ptx", "dos.ptx"}) {
+        EXPECT_EQ(readPtx(folder / name).size(), 2u) << name;
+    }
+}
+
+TEST(PtxReader, NamesTheLineThatIsDamaged) {
+    const std::string header = ptxText(2, 2, "");
+    const std::string cell = "1 2 3 0.5\n";
+    const std::string coloured = "1 2 3 0.5 1 2 3\n";
+    const struct {
+        const char* what;
+        std::string text;
+        const char* message;
+    } cases[] = {
+        {"empty file", "", "ends after line 0"},
+        {"header cut", "2\n2\n0 0 0\n1 0 0\n", "ends after line 4"},
+        {"no count", "two\n2\n" + std::string(kIdentityLines) + cell, "line 1:"},
+        {"no rows", "2\n0\n" + std::string(kIdentityLines) + cell, "line 2:"},
+        {"negative", "-2\n2\n" + std::string(kIdentityLines) + cell, "line 1:"},
+        {"fraction", "2.5\n2\n" + std::string(kIdentityLines) + cell, "line 1:"},
+        {"two counts", "2 2\n2\n" + std::string(kIdentityLines) + cell, "line 1:"},
+        {"beyond all grids", "1e300\n2\n" + std::string(kIdentityLines) + cell, "line 1:"},
+        {"absurd counts", "2147483647\n2147483647\n" + std::string(kIdentityLines) + cell,
+         "too short"},
+        {"many cells, short file", "1000\n1000\n" + std::string(kIdentityLines) + cell,
+         "too short"},
+        {"axis with two numbers", "1\n1\n0 0 0\n1 0\n0 1 0\n0 0 1\n" + cell, "line 4:"},
+        {"matrix not finite",
+         "1\n1\n0 0 0\n1 0 0\n0 1 0\n0 0 1\n1 0 0 0\n0 inf 0 0\n0 0 1 0\n0 0 0 1\n" + cell,
+         "line 8:"},
+        {"matrix with five", "1\n1\n0 0 0\n1 0 0\n0 1 0\n0 0 1\n1 0 0 0 0\n", "line 7:"},
+        {"three fields", header + cell + "1 2 3\n" + cell + cell, "line 12:"},
+        {"five fields", header + cell + cell + "1 2 3 0.5 7\n" + cell, "line 13:"},
+        {"colour comes late", header + cell + coloured + cell + cell, "line 12:"},
+        {"colour stops", header + coloured + coloured + coloured + cell, "line 14:"},
+        {"colour beyond 255", header + coloured + "1 2 3 0.5 1 2 256\n" + coloured + coloured,
+         "line 12:"},
+        {"negative colour", header + "1 2 3 0.5 1 2 -1\n" + coloured + coloured + coloured,
+         "line 11:"},
+        {"not a number", header + cell + cell + cell + "1 2 x 0.5\n", "line 14:"},
+        {"nan", header + cell + cell + cell + "1 nan 3 0.5\n", "line 14:"},
+        {"stuck together", header + cell + cell + cell + "1 2 3m 0.5\n", "line 14:"},
+        {"too strong", header + cell + cell + cell + "1 2 3 1e300\n", "line 14:"},
+        {"decimal comma", header + "1,5 2 3 0.5\n" + cell + cell + cell, "line 11:"},
+        {"blank line inside", header + cell + cell + "\n" + cell + cell, "line 13:"},
+        {"too few cells", header + cell + cell + cell + std::string(40, '\n'), "line 14:"},
+        {"too few, no filling", header + "1 2 3 0.55555555555555\n" + cell + cell, "line 13"},
+        {"too many cells", header + cell + cell + cell + cell + cell, "line 15: more lines"},
+        {"second scan", header + cell + cell + cell + cell + header, "line 15: a second scan"},
+        {"endless line", std::string(2 << 20, '7'), "line 1 is too long"},
+        {"zeros", std::string(100000, '\0'), "line 1 is too long"},
+    };
+    const TempFolder folder;
+    for (const auto& bad : cases) {
+        writeFile(folder / "bad.ptx", bad.text);
+        try {
+            readPtx(folder / "bad.ptx");
+            ADD_FAILURE() << bad.what << " was read";
+        } catch (const Failure& failure) {
+            EXPECT_EQ(failure.code(), ExitCode::Damaged) << bad.what;
+            EXPECT_TRUE(contains(failure.what(), bad.message))
+                << bad.what << ": " << failure.what();
+            EXPECT_TRUE(contains(failure.what(), "bad.ptx: ")) << failure.what();
+        }
+    }
+}
+
+TEST(PtxReader, ReadsAcrossTheBlocksOfAFile) {
+    // Lines of changing length, several blocks of them.
+    constexpr int kRows = 60000;
+    std::string cells;
+    for (int row = 0; row < kRows; ++row) {
+        cells += std::to_string(row + 1) + " " +
+                 std::string(static_cast<std::size_t>(row % 70), ' ') + "2 3 0.5\n";
+    }
+    const TempFolder folder;
+    writeFile(folder / "a.ptx", ptxText(1, kRows, cells));
+    const std::vector<CellPoint> points = readPtx(folder / "a.ptx", 10000);
+    ASSERT_EQ(points.size(), std::size_t{kRows});
+    for (int row = 0; row < kRows; ++row) {
+        ASSERT_EQ(points[static_cast<std::size_t>(row)].x, row + 1) << row;
+    }
+}
+
+std::string intensityText(float intensity) {
+    char text[kLongestNumber];
+    return {text, putIntensity(text, intensity)};
+}
+
+TEST(PtxNumbers, IntensitiesComeBackAsTheDecimalsTheyWere) {
+    for (const char* share : {"0", "1", "0.5", "0.01176", "0.38382", "0.698443", "0.003921",
+                              "0.00001", "0.999999", "-0.25", "1.5"}) {
+        EXPECT_EQ(intensityText(toFullScale(std::stod(share))), share);
+    }
+    for (int i = 0; i < 1000000; i += 7) {
+        char share[16];
+        std::snprintf(share, sizeof share, "%d", 1000000 + i);
+        std::string text = "0." + std::string(share + 1);
+        while (text.back() == '0')
+            text.pop_back();
+        if (text.back() == '.') text.pop_back();
+        ASSERT_EQ(intensityText(toFullScale(std::stod(text))), text);
+    }
+}
+
+TEST(PtxNumbers, EveryIntensityReadsBackAsTheSameFloat) {
+    std::mt19937 random(1);
+    std::uniform_real_distribution<float> uniform(0, 2200);
+    for (int i = 0; i < 100000; ++i) {
+        const float intensity = i % 2 ? uniform(random) : std::ldexp(uniform(random), -i % 40);
+        ASSERT_EQ(toFullScale(std::stod(intensityText(intensity))), intensity);
+    }
+}
+
+TEST(PtxNumbers, CoordinatesAreShortAndComeBackExactly) {
+    const struct {
+        double value;
+        const char* text;
+    } cases[] = {{0, "0"},
+                 {-0.0, "-0"},
+                 {1, "1"},
+                 {-16.9162, "-16.9162"},
+                 {0.0001, "0.0001"},
+                 {0.00001, "0.00001"},
+                 {100000, "100000"},
+                 {1e22, "1e+22"},
+                 {0.1 + 0.2, "0.30000000000000004"}};
+    for (const auto& number : cases) {
+        char text[kLongestNumber];
+        EXPECT_EQ(std::string(text, putCoordinate(text, number.value)), number.text);
+    }
+}
+
+TEST(PtxWriter, WritesEveryCellOfTheGridAndTheMatrixByItsColumns) {
+    const TempFolder folder;
+    const test::CommaLocale comma;
+    PtxHeader header;
+    header.columns = 2;
+    header.rows = 3;
+    const double matrix[16] = {0, -1, 0, 10, 1, 0, 0, 20, 0, 0, 1, 30, 0, 0, 0, 1};
+    std::copy(std::begin(matrix), std::end(matrix), header.matrix);
+    CellPoint point{.x = 1.25, .y = -2, .z = 0.5, .intensity = 550, .red = 7, .blue = 9, .row = 1};
+    for (const bool withColour : {false, true}) {
+        OutputFile file(folder / "a.ptx", "a.ptx");
+        PtxWriter writer(file, withColour);
+        writer.writeHeader(header);
+        writer.writeColumn({}, 3);
+        writer.writeColumn({&point, 1}, 3);
+        file.close();
+        const std::string colour = withColour ? " 7 0 9" : "";
+        const std::string empty = withColour ? "0 0 0 0.5 0 0 0\n" : "0 0 0 0.5\n";
+        EXPECT_EQ(
+            test::readText(folder / "a.ptx"),
+            ptxText(2, 3,
+                    empty + empty + empty + empty + "1.25 -2 0.5 0.25" + colour + "\n" + empty,
+                    test::kTurnedLines));
+    }
+}
+
+}  // namespace
+}  // namespace brisko::tool

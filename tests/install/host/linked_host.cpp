@@ -1,0 +1,5 @@
+#include "progress_host.h"
+
+int main() {
+    return followProgress();
+}

@@ -1,0 +1,341 @@
+#include "pcplib/processes/sort_clr.h"
+
+#include "pcplib/process_fixture.h"
+#include "support/compressed_decoder.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <random>
+
+namespace QelPcpLib {
+namespace {
+
+using brisko::test::Bytes;
+using brisko::test::ByteWriter;
+using brisko::test::clrHeader;
+using brisko::test::ClrRecord;
+using brisko::test::clrRecords;
+using brisko::test::printedBy;
+using brisko::test::TempFolder;
+using Names = std::vector<std::string>;
+using Line = std::vector<ClrRecord>;
+
+/// A folder with scan.clr in it.
+struct Scan {
+    explicit Scan(const Bytes& bytes) { brisko::test::writeFile(path, bytes); }
+
+    bool convert() {
+        bool result = false;
+        said = printedBy([&] { result = ConvertClrFile(path); });
+        return result;
+    }
+    Bytes copy() const { return brisko::test::readFile(copyPath); }
+
+    TempFolder folder;
+    std::string path = folder / "scan.clr";
+    std::string copyPath = folder / "scan.clr.Converted.clr";
+    std::string said;
+};
+
+/// A line of records at these heights; 0 is a cell without a point.
+Line lineAt(const std::vector<std::int32_t>& heights) {
+    Line line;
+    for (const std::int32_t z : heights)
+        line.push_back({1000, 0, z, z + 5, z == 0 ? 0 : 100});
+    return line;
+}
+
+/// Whether the k-th line has to be turned, the long way.
+bool hasToBeTurned(std::size_t k, const Line& line) {
+    const auto measured = [](const ClrRecord& r) { return r.intensity >= 1; };
+    const auto first = std::find_if(line.begin(), line.end(), measured);
+    const auto last = std::find_if(line.rbegin(), line.rend(), measured);
+    if (first == line.end() || &*first == &*last) return false;
+    const auto elevation = [](const ClrRecord& r) { return std::atan2(r.z, std::hypot(r.x, r.y)); };
+    const bool rises = elevation(*last) > elevation(*first);
+    return rises == (k % 2 == 1);
+}
+
+Line sorted(std::size_t k, Line line) {
+    if (hasToBeTurned(k, line)) std::reverse(line.begin(), line.end());
+    return line;
+}
+
+std::vector<Line> randomLines(std::size_t lines, std::size_t rows, unsigned seed) {
+    std::mt19937 random(seed);
+    std::vector<Line> result(lines, Line(rows));
+    for (Line& line : result) {
+        for (ClrRecord& r : line) {
+            const auto number = [&random] { return static_cast<std::int32_t>(random() % 65536); };
+            r = {number() - 32768, number() * 4000, number() - 32768, 0, number() % 3};
+        }
+    }
+    return result;
+}
+
+TEST(SortCLR, TurnsLinesSoThatTheyRunUpAndDownInTurn) {
+    const Line up = lineAt({1, 2, 3}), down = lineAt({3, 2, 1});
+    const Line upWithGaps = lineAt({0, 1, 2}), downWithGaps = lineAt({2, 1, 0});
+    const Line flat = lineAt({2, 0, 2}), one = lineAt({0, 9, 0}), none = lineAt({0, 0, 0});
+    const struct {
+        std::vector<Line> in, out;
+    } cases[] = {
+        {{up, up, up}, {up, down, up}},
+        {{down, down, down}, {up, down, up}},
+        {{down, up, downWithGaps}, {up, down, upWithGaps}},
+        {{one, none, one}, {one, none, one}},
+        {{flat, flat, flat}, {flat, flat, flat}},  // turned in even lines, and the same again
+    };
+    for (const std::uint32_t format : {0U, 1U}) {
+        Bytes header = clrHeader(3, 3, format, 2);
+        header[78] = 0xAB;  // bytes of no meaning
+        header[115] = 0x77;
+        for (const auto& c : cases) {
+            const auto file = [&](const std::vector<Line>& lines) {
+                ByteWriter bytes;
+                bytes.bytes(header);
+                for (const std::uint8_t flag : {std::uint8_t{3}, std::uint8_t{200}}) {
+                    bytes.u8(flag);
+                    for (const Line& line : lines)
+                        bytes.bytes(clrRecords(line));
+                }
+                return bytes.done();
+            };
+            Scan scan(file(c.in));
+            EXPECT_TRUE(scan.convert());
+            EXPECT_EQ(scan.said, "");
+            EXPECT_EQ(scan.copy(), file(c.out)) << &c - cases;
+            EXPECT_EQ(brisko::test::readFile(scan.path), file(c.in));
+        }
+    }
+}
+
+TEST(SortCLR, ACutPlainScanGivesACopyWithItsLastLineFilledUp) {
+    ByteWriter whole;
+    whole.bytes(clrHeader(3, 4, 1, 2));
+    for (const Line& block : randomLines(2, 12, 1))
+        whole.u8(9).bytes(clrRecords(block));
+    const std::size_t wholeSize = whole.done().size();
+    for (std::size_t size = 0; size <= wholeSize + 7; size += 7) {
+        Bytes in = whole;
+        in.resize(size);
+        Scan scan(in);
+        in.resize(wholeSize + 7);  // zeros to copy from
+        ByteWriter out;
+        out.bytes(Bytes(in.begin(), in.begin() + 120));
+        const std::size_t end = size < 117 ? 0 : std::min(size, wholeSize);  // 117: block count
+        std::size_t at = 120;
+        for (std::size_t k = 0; at < end; ++k) {
+            if (k % 3 == 0) out.u8(in[at++]);
+            if (at >= end) break;
+            Line line(4);
+            std::memcpy(line.data(), in.data() + at, 80);
+            out.bytes(clrRecords(sorted(k % 3, line)));
+            at += 80;
+        }
+        EXPECT_TRUE(scan.convert());
+        EXPECT_EQ(scan.copy(), out.done()) << size;
+    }
+}
+
+TEST(SortCLR, DecodesCompressedLinesAndTellsWhatItDoes) {
+    const auto lines = randomLines(4, 600, 2);
+    ByteWriter in, out;
+    in.bytes(clrHeader(2, 600, 2, 2));
+    out.bytes(in);
+    std::string told;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        if (i % 2 == 0) {
+            in.u8(7);
+            out.u8(7);
+            told += "Read block :" + std::to_string(i / 2) + "\n";
+        }
+        const Bytes line = compressedLine(lines[i]);
+        in.bytes(line);
+        out.bytes(clrRecords(sorted(i % 2, brisko::test::decodeLine(line, 600))));
+        for (const std::string points : {"250", "250", "100"})
+            told += "Start decode\nEnd decode\nConvert ptData  iRetPnt=" + points + "\n";
+        if (!hasToBeTurned(i % 2, lines[i])) told += "check!\n";
+    }
+    Scan scan(in);
+    EXPECT_TRUE(scan.convert());
+    EXPECT_EQ(scan.said, "Read CLR file: " + scan.path + "\n" + told);
+    EXPECT_TRUE(scan.copy() == out.done());
+}
+
+TEST(SortCLR, EndsTheCopyAtALengthThatNoPieceHas) {
+    // A piece of so many bytes that begins with a point at height 7.
+    const auto piece = [](std::uint32_t length) {
+        return ByteWriter()
+            .u32(length)
+            .bytes(brisko::test::fromHex("00 05 00 07 00 01 00"))
+            .bytes(Bytes(length - 7));
+    };
+    ByteWriter in, out;
+    in.bytes(clrHeader(3, 1, 2, 1)).u8(9);
+    out.bytes(in).bytes(clrRecords({{5, 0, 7, 0, 1}}));
+    Scan scan(in.bytes(piece(5000)).bytes(piece(5001)));
+    EXPECT_TRUE(scan.convert());
+    EXPECT_EQ(scan.said, "Read CLR file: " + scan.path +
+                             "\nRead block :0\n"
+                             "Start decode\nEnd decode\nConvert ptData  iRetPnt=1\ncheck!\n"
+                             "iDataLength=5001 / bufsize=5000\n"
+                             "Invalid data length couldn't read!\r\n"
+                             "File:" +
+                             scan.path + "\n\nInvalid data length (5001) in block 0\n");
+    EXPECT_EQ(scan.copy(), out.done());
+}
+
+TEST(SortCLR, ACutCompressedScanGivesACopyWithItsLastLineFilledUp) {
+    const auto lines = randomLines(2, 300, 3);
+    ByteWriter whole;
+    whole.bytes(clrHeader(2, 300, 2, 1)).u8(1);
+    std::vector<std::size_t> pieceEnds, sizes{121, 124, 125, 126};
+    for (const Line& line : lines) {
+        for (const auto& [first, last] : {std::pair{0, 250}, std::pair{250, 300}}) {
+            whole.bytes(compressedLine({line.begin() + first, line.begin() + last}));
+            const std::size_t end = whole.done().size();
+            pieceEnds.push_back(end);
+            sizes.insert(sizes.end(), {end - 1, end, end + 3, end + 4, end + 5});
+        }
+    }
+    for (const std::size_t size : sizes) {
+        if (size > pieceEnds.back()) break;
+        Bytes in = whole;
+        in.resize(size);
+        Scan scan(in);
+        EXPECT_TRUE(scan.convert());
+        in.resize(121);
+        ByteWriter out;
+        out.bytes(in);
+        std::size_t pieces = 0;
+        for (std::size_t k = 0; k < 2; ++k) {
+            Line line = lines[k];
+            for (const std::size_t first : {0U, 250U}) {
+                if (pieces < 4 && pieceEnds[pieces] <= size && pieces == 2 * k + first / 250)
+                    ++pieces;
+                else
+                    std::fill(line.begin() + static_cast<long>(first), line.end(), ClrRecord{});
+            }
+            if (pieces > 2 * k) out.bytes(clrRecords(sorted(k, line)));
+        }
+        EXPECT_TRUE(scan.copy() == out.done()) << size;
+        EXPECT_EQ(scan.said.ends_with("Check!!\n"), pieces < 3) << size;  // lines written
+    }
+}
+
+TEST(SortCLR, GridsWithoutLinesAreToldAndEndWithTheFile) {
+    const struct {
+        std::int32_t columns, rows;
+        std::uint32_t blocks;
+        Bytes content;
+        std::string told;
+        std::size_t copied;
+    } cases[] = {
+        {0, 5, 1, {1, 2, 3}, "Read block :0\n", 1},
+        {5, 0, 2, {1, 2, 3}, "Read block :0\nCheck!!\nRead block :1\nCheck!!\n", 2},
+        {-5, 5, 1, {1}, "Read block :0\nCheck!!\n", 1},
+        {5, -5, 4294967295U, {1}, "Read block :0\nCheck!!\nRead block :1\n", 1},
+        {2147483647, 2147483647, 4294967295U, {1}, "Read block :0\nCheck!!\n", 1},
+        {0, 5, 0, {1}, "", 0},
+    };
+    for (const auto& c : cases) {
+        const Bytes header = clrHeader(c.columns, c.rows, 2, c.blocks);
+        Scan scan(ByteWriter().bytes(header).bytes(c.content));
+        EXPECT_TRUE(scan.convert());
+        EXPECT_EQ(scan.said, "Read CLR file: " + scan.path + "\n" + c.told);
+        EXPECT_EQ(scan.copy().size(), 120 + c.copied);
+    }
+}
+
+TEST(SortCLR, RefusesWhatItCannotCopy) {
+    const Bytes files[] = {
+        clrHeader(1, 214'748'365, 0, 1),  // a line of 4,294,967,300 bytes
+        clrHeader(1, 1, 3, 1),            // point formats without lines
+        clrHeader(1, 1, 255, 1),
+        ByteWriter().bytes(clrHeader(1, 100'000'000, 0, 1)).u32(1),  // a line lacks two gigabytes
+    };
+    for (const Bytes& bytes : files) {
+        Scan scan(bytes);
+        EXPECT_FALSE(scan.convert());
+        EXPECT_EQ(scan.said, "");
+        EXPECT_EQ(scan.folder.names(), Names{"scan.clr"});
+    }
+}
+
+TEST(SortCLR, AFileThatCannotBeOpenedIsDescribedByAnEmptyLine) {
+    Scan scan(clrHeader(0, 0, 0, 0));
+    EXPECT_EQ(printedBy([&] {
+                  EXPECT_EQ(SortCLR(scan.path, nullptr), 0);
+                  EXPECT_EQ(SortCLR(scan.folder / "missing.clr", nullptr), 176);
+                  EXPECT_FALSE(ConvertClrFile(scan.folder.path().string()));
+              }),
+              "SortCLR\nSortCLR\n\n\n");
+    std::filesystem::remove(scan.copyPath);
+    std::filesystem::create_symlink("scan.clr", scan.copyPath);
+    EXPECT_FALSE(scan.convert());  // the copy would take the place of the scan
+    EXPECT_EQ(scan.said, "\n");
+    EXPECT_EQ(brisko::test::readFile(scan.path), clrHeader(0, 0, 0, 0));
+    std::filesystem::remove(scan.copyPath);
+    std::filesystem::create_directory(scan.copyPath);
+    EXPECT_FALSE(scan.convert());
+    EXPECT_EQ(scan.said, "\n");
+    EXPECT_EQ(scan.folder.names().size(), 2U);
+}
+
+TEST(SortCLR, ACopyOfACompressedScanReadsLikeTheScan) {
+    // It still announces compressed lines; its size tells that it has none.
+    Line up(300);
+    for (std::size_t i = 0; i < up.size(); ++i)
+        up[i] = {1000, 50, static_cast<std::int32_t>(i) - 100, 0, static_cast<std::int32_t>(i % 5)};
+    const Line down(up.rbegin(), up.rend());
+    Scan scan(ByteWriter()
+                  .bytes(clrHeader(2, 300, 2, 1))
+                  .u8(0)
+                  .bytes(compressedLine(up))
+                  .bytes(compressedLine(down)));
+    ASSERT_TRUE(scan.convert());
+    const auto points = brisko::test::readScan<CLRGridCodec>(scan.path);
+    EXPECT_EQ(points.size(), 480U);
+    EXPECT_EQ(brisko::test::readScan<CLRGridCodec>(scan.copyPath), points);
+    EXPECT_EQ(printedBy([&] { EXPECT_TRUE(ConvertClrFile(scan.copyPath)); }), "");
+    EXPECT_EQ(brisko::test::readFile(scan.copyPath + ".Converted.clr"), scan.copy());
+}
+
+TEST(SortCLR, LinesTooLongForMemoryAreTurnedInTheFile) {
+    constexpr std::int32_t kRows = 1'200'003;
+    Line up(kRows);
+    for (std::int32_t i = 0; i < kRows; ++i)
+        up[static_cast<std::size_t>(i)] = {1'000'000, 0, i, i, 1};
+    up.back().intensity = 0;
+    ByteWriter start;
+    start.bytes(clrHeader(2, kRows, 1, 1)).u8(0).bytes(clrRecords(up));
+    // The second line whole, and cut in its middle: what it lacks is at its end, turned with it.
+    for (const std::ptrdiff_t lacking : {0, 700'000}) {
+        Line second(up.begin(), up.end() - lacking);
+        Scan scan(ByteWriter().bytes(start).bytes(clrRecords(second)));
+        second.resize(kRows);
+        EXPECT_TRUE(scan.convert());
+        EXPECT_TRUE(scan.copy() ==
+                    ByteWriter().bytes(start).bytes(clrRecords(sorted(1, second))).done());
+    }
+}
+
+TEST(SortCLR, AFullDiskOrACancellationLeavesTheEarlierCopy) {
+    for (const std::uint32_t format : {1U, 2U}) {
+        ByteWriter bytes;
+        bytes.bytes(clrHeader(100, 2000, format, 1)).u8(0);
+        for (const Line& line : randomLines(100, 2000, 4))
+            bytes.bytes(format == 2 ? compressedLine(line) : clrRecords(line));
+        Scan scan(bytes);
+        expectEarlierOutputUntilDone(
+            scan.folder, scan.copyPath, {0, 100, 121, 600'000, 3'999'999, 4'000'120},
+            [&](auto* callback) { return ConvertClrFile(scan.path, callback); });
+        EXPECT_EQ(scan.copy().size(), 4'000'121U);
+    }
+}
+
+}  // namespace
+}  // namespace QelPcpLib

@@ -1,0 +1,275 @@
+#include "vexo_progress/progress_recorder.h"
+
+#include <gtest/gtest.h>
+#include <boost/thread/thread.hpp>
+
+#include <atomic>
+#include <thread>
+
+namespace brisko::vexo {
+namespace {
+
+using Events = std::vector<std::string>;
+
+TEST(ProgressTracker, TellsNestedProgressesInOrder) {
+    RecordedTracker host;
+    {
+        DefiniteProgress outer(&host.tracker, "outer", 2);
+        outer.setStepIndex(1);
+        {
+            DefiniteProgress inner(&host.tracker, "inner", 1);
+            inner.setStepIndex(1);
+        }
+        EXPECT_EQ(host.tracker.currentName(), "inner");  // the one started last, finished or not
+        outer.setStepIndex(2);
+    }
+    EXPECT_EQ(host.events, (Events{"start outer", "outer 50", "start inner", "inner 100", "finish",
+                                   "outer 100", "finish"}));
+}
+
+TEST(ProgressTracker, CallsMonitorsInTheOrderOfTheirAddresses) {
+    ProgressTracker tracker;
+    Recorder monitors[3];
+    std::string order;
+    for (std::size_t i = 0; i < 3; ++i) {
+        monitors[i].duringStart = [&order, i] { order += std::to_string(i); };
+    }
+    for (const std::size_t i : {2U, 0U, 1U, 2U})
+        tracker.addMonitor(&monitors[i]);
+    { const Progress progress(&tracker, "a"); }
+    EXPECT_EQ(order, "012");
+    tracker.removeMonitor(&monitors[1]);
+    tracker.removeMonitor(nullptr);
+    { const Progress progress(&tracker, "b"); }
+    EXPECT_EQ(order, "01202");
+}
+
+TEST(ProgressTracker, FollowsTheLargestRequest) {
+    ProgressTracker tracker;
+    Recorder first, second;
+    tracker.addMonitor(&first);
+    tracker.addMonitor(&second);
+    using enum ProgressRequest;
+    const struct {
+        ProgressRequest first, second;
+        bool pausable, cancellable;
+        const char* outcome;
+    } cases[] = {
+        {Continue, Continue, false, false, ""},
+        {Pause, Cancel, true, true, "Cancel current progress!"},
+        {Cancel, Pause, true, true, "Cancel current progress!"},
+        {Cancel, Continue, true, false, "This progress does not support cancellation!"},
+        {Continue, Pause, false, true, "This progress does not support pausing!"},
+        // Cancellation wins, even where only a pause would have been possible.
+        {Cancel, Pause, true, false, "This progress does not support cancellation!"},
+    };
+    for (const auto& c : cases) {
+        first.answer = always(c.first);
+        second.answer = always(c.second);
+        DefiniteProgress progress(&tracker, "work", 1);
+        progress.setPausable(c.pausable);
+        progress.setCancellable(c.cancellable);
+        std::string outcome;
+        try {
+            progress.setStepIndex(1);
+        } catch (const CancelProgressRequest& request) {
+            EXPECT_TRUE(c.cancellable);
+            outcome = request.what();
+        } catch (const std::logic_error& error) {
+            outcome = error.what();
+        }
+        EXPECT_EQ(outcome, c.outcome);
+    }
+}
+
+TEST(ProgressTracker, AMonitorThatThrowsStopsTheWorkAndLeavesTheTrackerUsable) {
+    RecordedTracker host;
+    host.duringStart = [] { throw std::string("no start"); };
+    EXPECT_THROW(Progress(&host.tracker, "one"), std::string);
+    EXPECT_EQ(host.events, (Events{"start one", "finish"}));
+
+    host.duringStart = nullptr;
+    host.duringFinish = [] { throw std::string("no finish"); };  // swallowed by the destructor
+    { const Progress progress(&host.tracker, "two"); }
+
+    host.duringFinish = nullptr;
+    host.answer = [](float) -> ProgressRequest { throw std::string("no update"); };
+    DefiniteProgress three(&host.tracker, "three", 1);
+    EXPECT_THROW(three.setStepIndex(1), std::string);
+    host.answer = nullptr;
+    EXPECT_NO_THROW(host.tracker.update(&three));
+}
+
+TEST(ProgressTracker, AMonitorThatCallsBackGetsAnError) {
+    RecordedTracker host;
+    ProgressTracker& tracker = host.tracker;
+    int errors = 0;
+    const auto callBack = [&](const std::function<void()>& call) {
+        try {
+            call();
+        } catch (const std::logic_error& error) {
+            EXPECT_STREQ(error.what(), "Cannot act on a tracker from its own monitor!");
+            ++errors;
+        }
+    };
+    const auto callEverything = [&] {
+        Recorder other;
+        callBack([&] { tracker.resume(); });
+        callBack([&] { tracker.requestCancel(); });
+        callBack([&] { tracker.addMonitor(&other); });
+        callBack([&] { tracker.removeMonitor(&other); });
+        callBack([&] { static_cast<void>(tracker.currentName()); });
+        callBack([&] { const Progress nested(&tracker, "nested"); });
+    };
+    host.duringStart = host.duringFinish = callEverything;
+    host.answer = [&](float) {
+        callEverything();
+        return ProgressRequest::Continue;
+    };
+    {
+        DefiniteProgress progress(&tracker, "work", 1);
+        progress.setStepIndex(1);
+    }
+    EXPECT_EQ(errors, 3 * 6);
+    EXPECT_EQ(host.events, (Events{"start work", "work 100", "finish"}));
+}
+
+/// Work that can be paused and cancelled; counts the steps that were done.
+struct Worker {
+    explicit Worker(ProgressTracker& tracker, std::uint64_t steps = 100) {
+        try {
+            DefiniteProgress progress(&tracker, "work", steps);
+            progress.setPausable(true);
+            progress.setCancellable(true);
+            for (; done < steps; ++done)
+                progress.setStepIndex(done + 1);
+        } catch (const CancelProgressRequest&) {
+            cancelled = true;
+        } catch (const boost::thread_interrupted&) {
+            interrupted = true;
+        }
+    }
+
+    std::uint64_t done = 0;
+    bool cancelled = false, interrupted = false;
+};
+
+TEST(ProgressTracker, PausesUntilItIsResumed) {
+    RecordedTracker host;
+    std::atomic<int> pauses = 0;
+    host.answer = [&](float) {
+        ++pauses;
+        return ProgressRequest::Pause;
+    };
+    std::atomic<bool> over = false;
+    std::thread worker([&] {
+        EXPECT_EQ(Worker(host.tracker).done, 100U);
+        over = true;
+    });
+    // A resume that comes while the monitor has not answered yet waits for the pause: none is lost.
+    for (int pause = 1; pause <= 100; ++pause) {
+        while (pauses < pause)
+            std::this_thread::yield();
+        EXPECT_EQ(pauses, pause);
+        EXPECT_FALSE(over);
+        host.tracker.resume();
+    }
+    worker.join();
+    host.tracker.resume();  // nothing is paused: no effect on what comes
+    host.answer = nullptr;
+    EXPECT_EQ(Worker(host.tracker).done, 100U);
+}
+
+TEST(ProgressTracker, MonitorsMayComeAndGoDuringAPause) {
+    RecordedTracker host;
+    std::atomic<bool> paused = false;
+    host.answer = [&](float percentage) {
+        if (percentage != 1.0F) return ProgressRequest::Continue;
+        paused = true;
+        return ProgressRequest::Pause;
+    };
+    Recorder late;
+    std::thread worker([&] { EXPECT_EQ(Worker(host.tracker).done, 100U); });
+    while (!paused)
+        std::this_thread::yield();
+    host.tracker.addMonitor(&late);
+    host.tracker.removeMonitor(&host);
+    host.tracker.resume();
+    worker.join();
+    EXPECT_EQ(host.events.size(), 2U);    // the start and 1 per cent
+    EXPECT_EQ(late.events.size(), 100U);  // 2 to 100 per cent and the finish
+}
+
+TEST(ProgressTracker, APauseIsAnInterruptionPoint) {
+    RecordedTracker host;
+    std::atomic<bool> paused = false;
+    host.answer = [&](float) {
+        paused = true;
+        return ProgressRequest::Pause;
+    };
+    bool interrupted = false;
+    boost::thread worker([&] { interrupted = Worker(host.tracker).interrupted; });
+    while (!paused)
+        std::this_thread::yield();
+    worker.interrupt();
+    worker.join();
+    EXPECT_TRUE(interrupted);
+    EXPECT_EQ(host.events.back(), "finish");
+    host.answer = nullptr;
+    EXPECT_EQ(Worker(host.tracker).done, 100U);
+}
+
+TEST(ProgressTracker, ARequestedCancellationNeedsNoPerCentAndIsUsedUp) {
+    ProgressTracker tracker;
+    DefiniteProgress progress(&tracker, "work", 1'000'000'000);
+    progress.setStepIndex(1);
+    tracker.requestCancel();
+    EXPECT_NO_THROW(progress.setStepIndex(2));  // it cannot be cancelled yet
+    EXPECT_NO_THROW(progress.checkCancel());
+    progress.setCancellable(true);
+    EXPECT_THROW(progress.setStepIndex(3), CancelProgressRequest);
+    EXPECT_NO_THROW(progress.setStepIndex(4));
+    tracker.requestCancel();
+    EXPECT_THROW(progress.checkCancel(), CancelProgressRequest);
+    tracker.requestCancel();
+    EXPECT_THROW(progress.setStepIndex(1'000'000'000), CancelProgressRequest);
+    EXPECT_NO_THROW(progress.checkCancel());
+}
+
+TEST(ProgressTracker, ARequestedCancellationEndsAPause) {
+    RecordedTracker host;
+    std::atomic<bool> paused = false;
+    host.answer = [&](float) {
+        paused = true;
+        return ProgressRequest::Pause;
+    };
+    bool cancelled = false;
+    std::thread worker([&] { cancelled = Worker(host.tracker).cancelled; });
+    while (!paused)
+        std::this_thread::yield();
+    host.tracker.requestCancel();
+    worker.join();
+    EXPECT_TRUE(cancelled);
+    EXPECT_EQ(host.events, (Events{"start work", "work 1 pausable cancellable", "finish"}));
+}
+
+TEST(ProgressTracker, AnyThreadMayAskWhileWorkGoesOn) {
+    RecordedTracker host;
+    std::atomic<bool> over = false;
+    std::thread other([&] {
+        Recorder second;
+        while (!over) {
+            host.tracker.addMonitor(&second);
+            static_cast<void>(host.tracker.currentName());
+            host.tracker.removeMonitor(&second);
+            host.tracker.resume();
+        }
+    });
+    for (int i = 0; i < 20; ++i)
+        EXPECT_EQ(Worker(host.tracker, 1000).done, 1000U);
+    over = true;
+    other.join();
+}
+
+}  // namespace
+}  // namespace brisko::vexo
