@@ -10,6 +10,7 @@
 #include <brisko_codec/cloud_transformation.h>
 #include <brisko_codec/clr_codec.h>
 #include <brisko_codec/codec.h>
+#include <brisko_codec/color_codec.h>
 #include <brisko_codec/compressed_lines.h>
 #include <brisko_codec/conversions.h>
 #include <brisko_codec/dictionary.h>
@@ -18,7 +19,9 @@
 #include <brisko_codec/point_batch.h>
 #include <brisko_codec/point_records.h>
 #include <brisko_codec/progress.h>
+#include <brisko_codec/scan_photos.h>
 #include <brisko_codec/skip_codec.h>
 #include <brisko_codec/utf8.h>
 #include <brisko_codec/version.h>
+#include <brisko_codec/vexo_diagnostics.h>
 #include <brisko_codec/writers.h>

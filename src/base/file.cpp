@@ -107,6 +107,18 @@ std::uint64_t fileLength(const char* path) {
     return known ? static_cast<std::uint64_t>(status.st_size) : 0;
 }
 
+std::optional<FileStamp> fileStamp(const char* path) {
+    struct stat status {};
+    if (!isUsablePath(path) || stat(path, &status) != 0 || !S_ISREG(status.st_mode)) return {};
+    FileStamp stamp;
+    stamp.device = status.st_dev;
+    stamp.number = status.st_ino;
+    stamp.length = static_cast<std::uint64_t>(status.st_size);
+    stamp.seconds = status.st_mtim.tv_sec;
+    stamp.nanoseconds = status.st_mtim.tv_nsec;
+    return stamp;
+}
+
 std::size_t readAt(std::FILE* file, std::uint64_t offset, void* out, std::size_t size) {
     auto* const bytes = static_cast<std::uint8_t*>(out);
     std::size_t done = 0;

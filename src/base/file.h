@@ -5,8 +5,10 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
+#include <tuple>
 
 /// The one way to the platform's files. Paths are UTF-8 everywhere else.
 namespace brisko {
@@ -29,6 +31,20 @@ std::uint64_t fileLength(std::FILE* file);
 
 /// The length of the file of that name; 0 when it is no regular file or cannot be looked at.
 std::uint64_t fileLength(const char* path);
+
+/// Tells a file from others and from its own earlier states.
+struct FileStamp {
+    std::uint64_t device = 0, number = 0, length = 0;
+    std::int64_t seconds = 0, nanoseconds = 0;  // of the last change of its content
+
+    bool operator<(const FileStamp& other) const {
+        return std::tie(device, number, length, seconds, nanoseconds) <
+               std::tie(other.device, other.number, other.length, other.seconds, other.nanoseconds);
+    }
+};
+
+/// The stamp of the regular file of that name; nothing when there is none or it cannot be looked at.
+std::optional<FileStamp> fileStamp(const char* path);
 
 /// Reads up to size bytes at an offset, leaving the stream's position alone. Returns the bytes read:
 /// fewer only at the end of the file or after an error.

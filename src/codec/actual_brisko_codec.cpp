@@ -118,7 +118,11 @@ ActualBriskoCodec::Bounds ActualBriskoCodec::findBounds() {
 
 void ActualBriskoCodec::GetBounds(double& minX, double& minY, double& minZ, double& maxX,
                                   double& maxY, double& maxZ, std::int64_t& count) {
-    if (m_bounds.count == 0) m_bounds = findBounds();
+    if (m_bounds.count == 0) {
+        m_applied = chosen();
+        m_bounds = findBounds();
+        setFrame(m_frame);
+    }
     minX = m_bounds.min[0];
     minY = m_bounds.min[1];
     minZ = m_bounds.min[2];
@@ -141,9 +145,20 @@ Alignment ActualBriskoCodec::alignment() const {
     return alignment;
 }
 
+/// What points of the chosen frame have gone through.
+AlignmentMatrix ActualBriskoCodec::chosen() const {
+    return m_frame == Frame::Scanner ? AlignmentMatrix::none() : m_alignment;
+}
+
 void ActualBriskoCodec::setFrame(Frame frame) {
     m_frame = frame;
-    m_applied = frame == Frame::Scanner ? AlignmentMatrix::none() : m_alignment;
+    m_applied = m_asMeasured ? AlignmentMatrix::none() : chosen();
+}
+
+bool ActualBriskoCodec::deliverAsMeasured() {
+    m_asMeasured = true;
+    setFrame(m_frame);
+    return true;
 }
 
 }  // namespace brisko

@@ -41,7 +41,9 @@ public:
     virtual CLPoint* NextRecord(unsigned& column, unsigned& row) = 0;
 
     Alignment alignment() const override;
+    Frame frame() const override { return m_frame; }
     void setFrame(Frame frame) override;
+    bool deliverAsMeasured() override;
 
 protected:
     std::FILE* stream() const { return m_stream.get(); }
@@ -69,7 +71,10 @@ private:
     FilePtr m_stream;
     AlignmentMatrix m_alignment;
     AlignmentSource m_alignmentSource = AlignmentSource::None;
+    AlignmentMatrix chosen() const;
+
     Frame m_frame = Frame::Aligned;
+    bool m_asMeasured = false;
     AlignmentMatrix m_applied;
     Bounds m_bounds;
 };

@@ -23,7 +23,9 @@ public:
                        std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha) override;
 
     Alignment alignment() const override { return m_reader.alignment(); }
+    Frame frame() const override { return m_reader.frame(); }
     void setFrame(Frame frame) override { m_reader.setFrame(frame); }
+    bool deliverAsMeasured() override { return m_reader.deliverAsMeasured(); }
     bool startPass() override { return m_reader.startPass(); }
     std::size_t readBatch(const PointArrays& arrays, std::size_t capacity) override;
 

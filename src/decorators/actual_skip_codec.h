@@ -3,6 +3,7 @@
 #include <brisko_codec/codec.h>
 
 #include "codec/aligned_reader.h"
+#include "decorators/measured_points.h"
 #include "decorators/owned_codec.h"
 
 #include <cstdint>
@@ -23,7 +24,9 @@ public:
 
     bool Open(const char* path) override {
         m_grid = dynamic_cast<BriskoGridCodec*>(m_codec.get());
-        return m_codec && m_codec->Open(path);
+        const bool opened = m_codec && m_codec->Open(path);
+        m_judged.update();
+        return opened;
     }
 
     void Close() override {
@@ -45,7 +48,7 @@ public:
                         std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha) override {
         if (!m_codec) return false;
         bool found = m_codec->ReadFirstPoint(x, y, z, intensity, red, green, blue, alpha);
-        while (found && !m_validator.accepts(x, y, z)) {
+        while (found && !accepts(x, y, z)) {
             found = m_codec->ReadNextPoint(x, y, z, intensity, red, green, blue, alpha);
         }
         return found;
@@ -57,24 +60,34 @@ public:
         bool found = false;
         do {
             found = m_codec->ReadNextPoint(x, y, z, intensity, red, green, blue, alpha);
-        } while (found && !m_validator.accepts(x, y, z));
+        } while (found && !accepts(x, y, z));
         return found;
     }
 
     Alignment alignment() const override { return m_codec ? getAlignment(*m_codec) : Alignment{}; }
 
+    Frame frame() const override { return m_codec ? frameOf(*m_codec) : Frame::Aligned; }
+
     void setFrame(Frame frame) override {
         if (m_codec) brisko::setFrame(*m_codec, frame);
+        m_judged.update();
     }
+
+    bool deliverAsMeasured() override { return m_codec && m_judged.takeFrom(*m_codec); }
 
 protected:
     /// The wrapped codec seen as a grid; null before Open.
     BriskoGridCodec* grid() const { return m_grid; }
-    const Validator& validator() const { return m_validator; }
+    /// Points are judged in the chosen frame, in whichever they are delivered.
+    bool accepts(double x, double y, double z) const {
+        m_judged.toChosenFrame(x, y, z);
+        return m_validator.accepts(x, y, z);
+    }
 
 private:
     OwnedCodec m_codec;
     Validator m_validator;
+    MeasuredPoints m_judged;
     BriskoGridCodec* m_grid = nullptr;
 };
 
@@ -96,7 +109,7 @@ public:
         Cell cell;
         bool found = grid->ReadFirstGridPoint(x, y, z, intensity, red, green, blue, alpha,
                                               cell.column, cell.row);
-        while (found && !this->validator().accepts(x, y, z)) {
+        while (found && !this->accepts(x, y, z)) {
             found = grid->ReadNextGridPoint(x, y, z, intensity, red, green, blue, alpha,
                                             cell.column, cell.row);
         }
@@ -113,7 +126,7 @@ public:
         do {
             found = grid->ReadNextGridPoint(x, y, z, intensity, red, green, blue, alpha,
                                             cell.column, cell.row);
-        } while (found && !this->validator().accepts(x, y, z));
+        } while (found && !this->accepts(x, y, z));
         return found && cell.store(column, row);
     }
 

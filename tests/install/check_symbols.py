@@ -9,7 +9,7 @@ import sys
 
 library, include = sys.argv[1:]
 marked = re.compile(
-    r"(?:class|struct)\s+BRISKO_CODEC_EXPORT\s+(\w+)"
+    r"(?:class|struct|enum)\s+BRISKO_CODEC_EXPORT\s+(\w+)"
     r"|BRISKO_CODEC_EXPORT\s+[\w:<>\s*&]*?(\w+)\s*\(")
 names = set()
 for header in set(pathlib.Path(include).rglob("*.h")) - set(pathlib.Path(include).rglob("export.h")):

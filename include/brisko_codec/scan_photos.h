@@ -1,0 +1,48 @@
+#pragma once
+
+#include <brisko_codec/export.h>
+
+#include <string>
+#include <vector>
+
+namespace brisko {
+
+/// What becomes of a photo beside a scan.
+enum class PhotoUse {
+    Used,
+    WithoutAngles,  // no ".ang" beside it, or no ".cmr" where photos have cameras of their own
+    WithoutCamera,  // no camera is known for it: its name begins with neither "T" nor "W", or it
+                    // has no ".ext" where photos have cameras of their own
+    BrokenCalibration,  // a file that its camera needs is missing, unreadable or makes no sense
+    BrokenPhoto,        // the JPEG has no readable header or is beyond the limits
+};
+
+struct ScanPhoto {
+    std::string path;
+    PhotoUse use = PhotoUse::Used;
+    int width = 0, height = 0;  // pixels as stored; 0 for photos that are not looked at
+    std::string culprit;        // for broken ones: the file at fault, where it is known
+};
+
+/// The photos of a station, in the order in which their colours are blended.
+struct ScanPhotos {
+    /// 1: stored turned; 2: each photo has a camera of its own; 3: the project has an offset file.
+    int stationKind = 1;
+    std::vector<ScanPhoto> photos;
+    /// Why a colour codec would not open the scan: a file of the station that cannot be read. Empty
+    /// when there is no such file. A photo that is only damaged behind its header does not show here.
+    std::string culprit;
+
+    std::size_t count(PhotoUse use) const {
+        std::size_t photosSo = 0;
+        for (const ScanPhoto& photo : photos)
+            photosSo += photo.use == use;
+        return photosSo;
+    }
+};
+
+/// Looks at the photos beside a scan as the colour codecs do, and tells what becomes of each. Reads
+/// their headers and calibration, but decodes none. A scan without photos gives an empty list.
+BRISKO_CODEC_EXPORT ScanPhotos findScanPhotos(const std::string& scanPath);
+
+}  // namespace brisko

@@ -1,0 +1,84 @@
+#include "decorators/read_ahead.h"
+
+#include "codec/batch_source.h"
+
+#include <boost/thread/thread.hpp>
+
+#include <algorithm>
+
+namespace brisko {
+
+void ReadAhead::start(BriskoCodec& codec, const std::string& folder) {
+    stop();
+    m_handles[0] = std::make_unique<RvxScanColorizer>(folder, RvxScanColorizer::kCapacity);
+    for (std::size_t i = 1; i < kWorkers; ++i)
+        m_handles[i] = std::make_unique<RvxScanColorizer>(*m_handles[0]);
+    // Codecs of others are asked point by point, so that an interruption comes between two points.
+    constexpr std::size_t kChunk = 1024;
+    m_chunk = dynamic_cast<BatchSource*>(&codec) ? kChunk : 1;
+    m_reader.emplace(codec);
+    m_passStarted = false;
+    m_ended = false;
+}
+
+void ReadAhead::stop() {
+    m_workers.stopAndJoin();
+    for (auto& handle : m_handles)
+        handle.reset();
+    m_reader.reset();
+    for (PointBuffer& buffer : m_buffers)
+        buffer.count = 0;
+    m_front = m_readable = m_position = 0;
+    m_ended = true;
+}
+
+bool ReadAhead::refill() {
+    if (m_readable > 0) front().count = 0;
+    m_readable = m_position = 0;
+    // Twice at the beginning, as nothing has been coloured then.
+    while (m_readable == 0) {
+        if (m_ended && front().count == 0 && back().count == 0) return false;
+        fill(front());
+        exchange();
+    }
+    return true;
+}
+
+/// Reads on until the buffer is full or the data ends. An exception leaves what was read so far.
+void ReadAhead::fill(PointBuffer& buffer) {
+    while (!m_ended && buffer.count < PointBuffer::kCapacity) {
+        if (m_passStarted) boost::this_thread::interruption_point();
+        const std::size_t wanted = std::min(m_chunk, PointBuffer::kCapacity - buffer.count);
+        const PointArrays arrays = buffer.arraysFrom(buffer.count);
+        const std::size_t got = m_passStarted ? m_reader->readNext(arrays, wanted)
+                                              : m_reader->readFirst(arrays, wanted);
+        m_passStarted = true;
+        buffer.count += got;
+        m_ended = got < wanted;
+    }
+}
+
+/// Hands the coloured buffer to the host and the one just filled to the workers.
+void ReadAhead::exchange() {
+    m_workers.join();
+    m_front = 1 - m_front;
+    m_readable = front().count;
+    if (back().count == 0) return;
+    for (std::size_t i = 0; i < kWorkers; ++i) {
+        m_workers.start(i, [this, i] { colourShare(back(), i); });
+    }
+}
+
+/// A worker's points are runs of neighbours, and colours of different runs share no cache line.
+void ReadAhead::colourShare(PointBuffer& buffer, std::size_t worker) {
+    constexpr std::size_t kRun = 256;
+    static_assert(3 * kRun % 64 == 0);
+    for (std::size_t begin = worker * kRun; begin < buffer.count; begin += kWorkers * kRun) {
+        if (m_workers.isStopping()) return;
+        m_handles[worker]->colourPoints(buffer.positions + 3 * begin,
+                                        std::min(kRun, buffer.count - begin),
+                                        buffer.colours + 3 * begin);
+    }
+}
+
+}  // namespace brisko

@@ -1,0 +1,73 @@
+#pragma once
+
+#include "rvx_scan_colorizer/projection.h"
+
+#include <algorithm>
+#include <cstdint>
+
+namespace brisko {
+
+/// How a photo is blended over those before it: its share grows from 0 at the photo's edge to 1 at
+/// some distance inside. Which edges count depends on the camera.
+class Blending {
+public:
+    enum class Edges {
+        All,
+        AllButRight,  // cameras of type 2
+        UpperHalf,    // type 2 in steps of 30: only the upper half is the view; with seams at its
+                      // lower right corner
+        UpperHalfPlain,  // the same without the seams
+    };
+
+    Blending() = default;
+    /// Sizes are those of the working frame; `width` is the distance over which the share grows.
+    Blending(Edges edges, const ImageSize& size, double width)
+        : m_edges(edges),
+          m_columns(size.width),
+          m_rows(size.height),
+          m_width(width),
+          m_wholeWidth(static_cast<int>(roundHalfUp(width))) {}
+
+    /// The photo's share at a pixel, 0 to 1.
+    double weightAt(const Pixel& pixel) const {
+        const auto [column, row] = pixel;
+        switch (m_edges) {
+            case Edges::All:
+                return share(std::min({column, row, m_columns - column, m_rows - row}));
+            case Edges::AllButRight:
+                return share(std::min({column, row, m_rows - row}));
+            case Edges::UpperHalf:
+                return weightInUpperHalf(pixel);
+            case Edges::UpperHalfPlain:
+                return share(std::min({column, row, m_rows / 2 + m_wholeWidth - row}));
+        }
+        return 0;
+    }
+
+private:
+    double share(int distance) const { return std::clamp(distance / m_width, 0.0, 1.0); }
+
+    double weightInUpperHalf(const Pixel& pixel) const {
+        const auto [column, row] = pixel;
+        const int half = m_rows / 2, lowerEdge = half + m_wholeWidth;
+        const int toRight = m_columns - column;
+        const bool isRight = toRight < m_wholeWidth;
+        if (row > lowerEdge && isRight) {
+            // Below the view, towards the next photo: here the share falls inwards.
+            const bool isCorner = m_rows - row + toRight < m_wholeWidth;
+            return isCorner ? 0 : 1 - share(toRight);
+        }
+        // The seam runs over the corner as a diagonal, in front of which the right edge counts.
+        const bool isBeforeSeam =
+            half < row && row < lowerEdge && isRight && lowerEdge - row + toRight < m_wholeWidth;
+        if (isBeforeSeam) return share(toRight);
+        return share(std::min({column, row, lowerEdge - row}));
+    }
+
+    Edges m_edges = Edges::All;
+    int m_columns = 0, m_rows = 0;
+    double m_width = 1;
+    int m_wholeWidth = 1;
+};
+
+}  // namespace brisko

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "rvx_scan_colorizer/camera_model.h"
+#include "rvx_scan_colorizer/matrix3.h"
+
+#include <cstdint>
+#include <exception>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// The binary files that calibrate a camera; docs/formats/camera_files.md tells their layouts. A file
+/// that ends early leaves the rest of its fields 0. Each reader throws FileFailure when its file
+/// cannot be opened.
+namespace brisko {
+
+/// A file of the station could not be used. Like all of the colouriser's failures it has no message;
+/// the path is for reports on a station.
+class FileFailure : public std::exception {
+public:
+    explicit FileFailure(std::string path) : m_path(std::move(path)) {}
+    const std::string& path() const { return m_path; }
+
+private:
+    std::string m_path;
+};
+
+/// Where a part is mounted on another: its origin, millimetres, and its axes, the columns.
+struct Mounting {
+    Vector3 origin{0, 0, 0};
+    Matrix3 axes;
+};
+
+struct Calibration {
+    CameraModel camera;               // its pose is not set
+    Mounting mounting;                // of the camera on the head, or on the carrier
+    std::optional<Mounting> carrier;  // of the carrier on the head
+};
+
+enum class CalibrationLayout {
+    Classic,  // "camcal"
+    Paired,   // "camcalT" and "camcalW"
+    Newer,    // "ncamcal"
+};
+
+Calibration readCalibration(const std::string& path, CalibrationLayout layout);
+
+/// An ".ang" file: radians.
+struct HeadAngles {
+    double horizontal = 0;
+    double tilt = 0;
+};
+HeadAngles readHeadAngles(const std::string& path);
+
+/// A ".tor" file.
+Matrix3 readLevelling(const std::string& path);
+
+/// A ".kin" file of so many values. Kept, but nothing is derived from it.
+using StationRecord = std::vector<std::int32_t>;
+StationRecord readStationRecord(const std::string& path, std::size_t values);
+
+}  // namespace brisko

@@ -1,0 +1,88 @@
+#include "rvx_scan_colorizer/camera.h"
+
+namespace brisko {
+
+namespace {
+
+/// Cameras of type 1 are calibrated for pictures smaller than those they store.
+ImageSize workingSize(int cameraType, const ImageSize& nominal) {
+    if (cameraType != 1) return nominal;
+    switch (nominal.width) {
+        case 1280:
+            return {400, 300};
+        case 2560:
+            return {800, 600};
+        default:
+            return {200, 150};
+    }
+}
+
+bool usesUpperHalf(const CameraRecord& record) {
+    return record.cameraType == 2 && record.cameraStep == 30;
+}
+
+Blending::Edges edgesOf(const CameraRecord& record, StationKind kind) {
+    if (record.cameraType != 2) return Blending::Edges::All;
+    if (record.cameraStep != 30) return Blending::Edges::AllButRight;
+    return kind == StationKind::WithOffset ? Blending::Edges::UpperHalfPlain
+                                           : Blending::Edges::UpperHalf;
+}
+
+double blendWidth(const CameraModel& model, const ImageSize& nominal, const ImageSize& working) {
+    constexpr double kNominalPixels = 200;
+    const double nominalWidth = nominal.width;
+    return working.width / nominalWidth * kNominalPixels *
+           (nominalWidth / sensorWidth(model.pixelSize));
+}
+
+/// The part of a photo that counts as its view, both ends included.
+struct View {
+    Pixel upperLeft, lowerRight;
+};
+
+View viewOf(const CameraRecord& record, const Projection& projection, const ImageSize& size) {
+    if (usesUpperHalf(record)) {
+        constexpr int kBelowMiddle = 199;
+        return {{0, 0}, {size.width - 1, size.height / 2 + kBelowMiddle}};
+    }
+    const int x = projection.marginX(), y = projection.marginY();
+    return {{x, y}, {size.width - x - 1, size.height - y - 1}};
+}
+
+/// The corners of the view, from the lower left one towards the lower right one. Then a grid over it:
+/// in between, a view bulges out of the box around its corners, all the more the wider it is and the
+/// better it faces an axis.
+std::vector<Pixel> outlineOf(const View& view) {
+    constexpr int kCells = 8;
+    const auto [left, top] = view.upperLeft;
+    const auto [right, bottom] = view.lowerRight;
+    std::vector<Pixel> pixels = {{left, bottom}, {right, bottom}, {right, top}, {left, top}};
+    for (int i = 0; i <= kCells; ++i) {
+        for (int k = 0; k <= kCells; ++k) {
+            pixels.push_back(
+                {left + (right - left) / kCells * i, top + (bottom - top) / kCells * k});
+        }
+    }
+    return pixels;
+}
+
+}  // namespace
+
+Camera prepareCamera(const CameraRecord& record, StationKind kind) {
+    Camera camera;
+    camera.path = record.path;
+    if (kind == StationKind::Turned) camera.turn = turnOfCameraType(record.cameraType);
+    if (!record.model) return camera;
+    const ImageSize nominal = getImageDimention(record.path);
+    camera.size = workingSize(record.cameraType, nominal);
+    camera.projection = Projection(*record.model, record.cameraType, nominal, camera.size);
+    camera.blending = Blending(edgesOf(record, kind), camera.size,
+                               blendWidth(*record.model, nominal, camera.size));
+    for (const Pixel& pixel : outlineOf(viewOf(record, camera.projection, camera.size))) {
+        camera.outline.push_back(camera.projection.directionTo(pixel));
+    }
+    camera.seesAnything = true;
+    return camera;
+}
+
+}  // namespace brisko

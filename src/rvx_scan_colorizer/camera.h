@@ -1,0 +1,41 @@
+#pragma once
+
+#include "rvx_scan_colorizer/blending.h"
+#include "rvx_scan_colorizer/camera_record.h"
+#include "rvx_scan_colorizer/decoded_image.h"
+#include "rvx_scan_colorizer/projection.h"
+
+#include <string>
+#include <vector>
+
+namespace brisko {
+
+/// A photo of a station, ready to colour points: everything but its pixels. Does not change.
+struct Camera {
+    std::string path;
+    Turn turn = Turn::None;
+    bool seesAnything = false;
+    Projection projection;
+    Blending blending;
+    ImageSize size;                // of the working frame
+    std::vector<Vector3> outline;  // unit vectors to the corners of the view, then into it; scanner
+
+    /// The decoded pixel that a pixel of the working frame stands for: the same share of the way.
+    const std::uint8_t* sample(const DecodedImage& image, const Pixel& pixel) const {
+        return image.pixel(scaled(pixel.column, size.width, image.columns()),
+                           scaled(pixel.row, size.height, image.rows()));
+    }
+
+private:
+    static int scaled(int place, int length, int decodedLength) {
+        if (length == decodedLength) return place;
+        const double scaled = static_cast<double>(place) / length * decodedLength;
+        return std::min(nearestInt(scaled), decodedLength - 1);
+    }
+};
+
+/// Reads the header of the photo and works out the rest. Throws what getImageDimention and
+/// Projection::directionTo throw.
+Camera prepareCamera(const CameraRecord& record, StationKind kind);
+
+}  // namespace brisko

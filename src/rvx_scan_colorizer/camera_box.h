@@ -1,0 +1,22 @@
+#pragma once
+
+#include "rvx_scan_colorizer/box_tree.h"
+#include "rvx_scan_colorizer/matrix3.h"
+
+#include <vector>
+
+namespace brisko {
+
+using CameraBox = vexo::BoxTreeBox<double, 3>;
+using CameraBoxTree = vexo::BoxTreeTree<double, 3, int>;
+
+/// Points are looked up by their direction: on a sphere of this radius about the scanner, metres.
+inline constexpr double kSphereRadius = 100;
+
+/// The box around the part of the sphere that a photo shows, from directions that outline it; the
+/// first two are neighbouring corners.
+/// Deliberate: the box always reaches 0 on the side of larger values, so it may hold more than the
+/// photo shows; and without an outline it is inside out and holds nothing.
+CameraBox boxAround(const std::vector<Vector3>& outline);
+
+}  // namespace brisko

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "rvx_scan_colorizer/camera_model.h"
+#include "rvx_scan_colorizer/station_files.h"
+
+#include <optional>
+#include <string>
+
+namespace brisko {
+
+/// One photo of a station with what its files say about the camera.
+struct CameraRecord {
+    std::string path;
+    int cameraType = 0;
+    int cameraStep = 60;
+    std::optional<CameraModel> model;  // without one the photo sees nothing
+};
+
+/// Reads the calibration of a photo that the station takes. Throws FileFailure when a file that the
+/// kind of station asks for is missing or cannot be opened.
+CameraRecord readCameraRecord(const StationFiles& station, const PhotoFiles& photo);
+
+}  // namespace brisko

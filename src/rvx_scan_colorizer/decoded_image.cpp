@@ -1,0 +1,88 @@
+#include "rvx_scan_colorizer/decoded_image.h"
+
+#include <sys/mman.h>
+#include <algorithm>
+#include <new>
+
+namespace brisko {
+
+namespace {
+
+constexpr std::size_t kHugePage = std::size_t{2} << 20;
+
+/// Points of one scan line fall into ever other rows of a photo, so with small pages nearly every
+/// one of them would wait for the page tables. Large photos ask for large pages.
+void* allocate(std::size_t size) {
+    if (size < kHugePage) return std::malloc(size);
+    const std::size_t rounded = (size + kHugePage - 1) / kHugePage * kHugePage;
+    void* const memory = std::aligned_alloc(kHugePage, rounded);
+    if (memory) madvise(memory, rounded, MADV_HUGEPAGE);
+    return memory;
+}
+
+void copyPixel(std::uint8_t* out, const std::uint8_t* in) {
+    out[0] = in[0];
+    out[1] = in[1];
+    out[2] = in[2];
+}
+
+/// Column c becomes row (columns - 1 - c). In squares, so that both sides stay in the cache.
+DecodedImage quarterTurned(const DecodedImage& image) {
+    constexpr int kSquare = 32;
+    const int columns = image.columns(), rows = image.rows();
+    DecodedImage result(rows, columns);
+    for (int top = 0; top < rows; top += kSquare) {
+        const int bottom = std::min(top + kSquare, rows);
+        for (int column = 0; column < columns; ++column) {
+            std::uint8_t* out = result.row(columns - 1 - column) + std::ptrdiff_t{3} * top;
+            for (int row = top; row < bottom; ++row, out += 3) {
+                copyPixel(out, image.pixel(column, row));
+            }
+        }
+    }
+    return result;
+}
+
+void halfTurn(DecodedImage& image) {
+    std::uint8_t* front = image.row(0);
+    std::uint8_t* back = image.row(image.rows()) - 3;
+    for (; front < back; front += 3, back -= 3) {
+        std::swap_ranges(front, front + 3, back);
+    }
+}
+
+}  // namespace
+
+DecodedImage::DecodedImage(int columns, int rows) : m_columns(columns), m_rows(rows) {
+    m_pixels.reset(static_cast<std::uint8_t*>(allocate(offset(rows))));
+    if (!m_pixels) throw std::bad_alloc();
+}
+
+Turn turnOfCameraType(int cameraType) {
+    switch (cameraType) {
+        case 0:
+            return Turn::Quarter;
+        case 1:
+        case 2:
+            return Turn::Half;
+        default:
+            return Turn::Nothing;
+    }
+}
+
+DecodedImage turned(DecodedImage image, Turn turn) {
+    switch (turn) {
+        case Turn::None:
+            return image;
+        case Turn::Quarter:
+            return quarterTurned(image);
+        case Turn::Half:
+            halfTurn(image);
+            return image;
+        case Turn::Nothing:
+            return {};
+    }
+    return {};
+}
+
+}  // namespace brisko

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+
+namespace brisko {
+
+/// Pixels of a photo: rows from the top, 3 bytes a pixel in the order blue, green, red, no padding.
+class DecodedImage {
+public:
+    /// Empty: no pixels.
+    DecodedImage() = default;
+    /// Pixels that nothing has set yet; both sizes are above 0. Throws std::bad_alloc.
+    DecodedImage(int columns, int rows);
+
+    bool empty() const { return !m_pixels; }
+    int columns() const { return m_columns; }
+    int rows() const { return m_rows; }
+    std::uint8_t* row(int row) { return m_pixels.get() + offset(row); }
+    const std::uint8_t* pixel(int column, int row) const {
+        return m_pixels.get() + offset(row) + 3 * static_cast<std::size_t>(column);
+    }
+
+private:
+    struct Free {
+        void operator()(std::uint8_t* pixels) const { std::free(pixels); }
+    };
+    std::size_t offset(int row) const {
+        return 3 * static_cast<std::size_t>(row) * static_cast<std::size_t>(m_columns);
+    }
+
+    std::unique_ptr<std::uint8_t[], Free> m_pixels;
+    int m_columns = 0;
+    int m_rows = 0;
+};
+
+/// How a decoded photo is turned before it is used.
+enum class Turn {
+    None,
+    Quarter,  // counter-clockwise
+    Half,
+    Nothing,  // deliberate: a photo of an unknown camera type has no turned form, so it becomes empty
+};
+
+/// How the photos of a camera type are turned at stations that turn them.
+Turn turnOfCameraType(int cameraType);
+
+DecodedImage turned(DecodedImage image, Turn turn);
+
+}  // namespace brisko

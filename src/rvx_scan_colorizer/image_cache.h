@@ -1,0 +1,75 @@
+#pragma once
+
+#include "rvx_scan_colorizer/shared_images.h"
+
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+namespace brisko {
+
+/// The decoded photos of one handle: at most so many, the one that has not been used for the longest
+/// time goes first.
+///
+/// Time is counted in queries. A photo that a query uses is as new as the end of that query; one that
+/// it has to load is a query older, and so is chosen before those used along with it.
+class ImageCache {
+public:
+    using Loader = std::function<SharedImage(int camera)>;
+
+    /// Empty slots. They count as long unused, the first as the oldest.
+    ImageCache(std::size_t cameras, std::size_t capacity, Loader loader);
+
+    /// Loads photo after photo, as far as there are slots; in several threads. The loader may answer
+    /// null for a photo that is not needed. Throws what the loader throws.
+    void loadFirst();
+
+    /// The photo of a camera, for the query that is running. Loads it when it is not there, into the
+    /// slot of the one longest unused. Null when it cannot be loaded; that is not tried again.
+    const DecodedImage* use(int camera) {
+        const int slot = m_slotOf[static_cast<std::size_t>(camera)];
+        if (slot < 0) [[unlikely]]
+            return loadInto(oldestSlot(), camera);
+        m_used.push_back(slot);
+        return m_slots[static_cast<std::size_t>(slot)].image.get();
+    }
+
+    /// Ends a query that went through.
+    void endQuery() {
+        for (const int slot : m_used)
+            m_slots[static_cast<std::size_t>(slot)].lastUse = m_query;
+        dropQuery();
+        ++m_query;
+    }
+    /// Ends a query that failed: it used nothing.
+    void dropQuery() { m_used.clear(); }
+
+    /// Photos that were pushed out since this was emptied. They live until then, as pixels of them may
+    /// still be wanted.
+    std::vector<SharedImage>& pushedOut() { return m_pushedOut; }
+
+    bool isLoaded(int camera) const { return m_slotOf[static_cast<std::size_t>(camera)] >= 0; }
+
+private:
+    static constexpr int kNoSlot = -1;
+    static constexpr int kUnloadable = -2;
+    static constexpr std::int64_t kLongAgo = -100;
+
+    struct Slot {
+        SharedImage image;
+        int camera = -1;
+        std::int64_t lastUse = kLongAgo;
+    };
+
+    std::size_t oldestSlot() const;
+    const DecodedImage* loadInto(std::size_t slot, int camera);
+
+    Loader m_loader;
+    std::vector<Slot> m_slots;
+    std::vector<int> m_slotOf;  // by camera
+    std::vector<int> m_used;    // slots, in the query that is running
+    std::vector<SharedImage> m_pushedOut;
+    std::int64_t m_query = 1;
+};
+
+}  // namespace brisko

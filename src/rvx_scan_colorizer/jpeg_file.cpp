@@ -1,0 +1,143 @@
+#include "rvx_scan_colorizer/jpeg_file.h"
+
+#include "base/file.h"
+#include "rvx_scan_colorizer/fallback_decoder.h"
+
+#include <turbojpeg.h>
+#include <boost/throw_exception.hpp>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <new>
+#include <span>
+#include <stdexcept>
+#include <vector>
+
+namespace brisko {
+
+namespace {
+
+[[noreturn]] void raise(const std::string& text, const char* function, unsigned line) {
+    boost::throw_exception(std::runtime_error(text),
+                           boost::source_location(jpeg_text::kFile, line, function));
+}
+
+struct DecompressorCloser {
+    void operator()(void* handle) const { tjDestroy(handle); }
+};
+using Decompressor = std::unique_ptr<void, DecompressorCloser>;
+
+using FileBytes = std::vector<std::uint8_t>;
+
+FileBytes readWhole(std::FILE* file, const char* function) {
+    const std::uint64_t length = fileLength(file);
+    if (length > kMaxJpegBytes) raise(jpeg_text::kUnreadable, function, __LINE__);
+    FileBytes bytes(static_cast<std::size_t>(length));
+    bytes.resize(readAt(file, 0, bytes.data(), bytes.size()));
+    return bytes;
+}
+
+/// How often a scan starts. Progressive files may repeat scans for hours of decoding.
+int countScans(std::span<const std::uint8_t> bytes) {
+    constexpr std::uint8_t kMarker = 0xFF, kStartOfScan = 0xDA;
+    int scans = 0;
+    const std::uint8_t* at = bytes.data();
+    const std::uint8_t* const end = at + bytes.size();
+    while ((at = static_cast<const std::uint8_t*>(
+                std::memchr(at, kMarker, static_cast<std::size_t>(end - at)))) &&
+           ++at < end) {
+        scans += *at == kStartOfScan;
+    }
+    return scans;
+}
+
+/// A JPEG in memory and the decoder that looks at it.
+class JpegReader {
+public:
+    JpegReader(const std::string& path, const char* function) : m_function(function) {
+        const FilePtr file = openFile(path.c_str(), "rb");
+        if (!file) throw std::exception();
+        m_bytes = readWhole(file.get(), function);
+        m_decompressor.reset(tjInitDecompress());
+        if (!m_decompressor) raise(jpeg_text::kNoHandle, function, __LINE__);
+    }
+
+    ImageSize size() const {
+        ImageSize size;
+        int subsampling = 0;
+        // The decoder's interface of old takes bytes that it may change; it does not.
+        if (tjDecompressHeader2(m_decompressor.get(), bytes(), length(), &size.width, &size.height,
+                                &subsampling) != 0) {
+            raise(tjGetErrorStr2(m_decompressor.get()), m_function, __LINE__);
+        }
+        if (!isWithinLimits(size)) raise(jpeg_text::kUnreadable, m_function, __LINE__);
+        return size;
+    }
+
+    /// Empty when the decoder reports an error, be it about a single byte.
+    DecodedImage decode() const {
+        const ImageSize size = this->size();
+        if (countScans(m_bytes) > kMaxJpegScans) {
+            raise(jpeg_text::kUnreadable, m_function, __LINE__);
+        }
+        DecodedImage image(size.width, size.height);
+        const int failed =
+            tjDecompress2(m_decompressor.get(), bytes(), length(), image.row(0), size.width,
+                          3 * size.width, size.height, TJPF_BGR, TJFLAG_FASTDCT);
+        return failed ? DecodedImage() : std::move(image);
+    }
+
+    const FileBytes& file() const { return m_bytes; }
+
+private:
+    static bool isWithinLimits(const ImageSize& size) {
+        if (size.width <= 0 || size.height <= 0) return false;
+        const auto pixels =
+            static_cast<std::uint64_t>(size.width) * static_cast<std::uint64_t>(size.height);
+        return pixels <= kMaxJpegPixels;
+    }
+    std::uint8_t* bytes() const { return const_cast<std::uint8_t*>(m_bytes.data()); }
+    unsigned long length() const { return static_cast<unsigned long>(m_bytes.size()); }
+
+    const char* m_function;
+    FileBytes m_bytes;
+    Decompressor m_decompressor;
+};
+
+/// Runs one of the two operations. Errors that already have their text pass, others get one.
+template <class Operation>
+auto withTexts(const char* function, Operation operation) {
+    try {
+        return operation();
+    } catch (const std::runtime_error&) {
+        throw;
+    } catch (const std::bad_alloc&) {
+        raise(jpeg_text::kUnreadable, function, __LINE__);
+    }
+}
+
+DecodedImage decode(const std::string& path) {
+    const JpegReader reader(path, jpeg_text::kDecodeFunction);
+    DecodedImage image = reader.decode();
+    if (image.empty()) image = decodeWithFallback(reader.file());
+    if (image.empty()) throw std::exception();
+    return image;
+}
+
+}  // namespace
+
+ImageSize getImageDimention(const std::string& path) {
+    return withTexts(jpeg_text::kSizeFunction,
+                     [&path] { return JpegReader(path, jpeg_text::kSizeFunction).size(); });
+}
+
+DecodedImage readImage(const std::string& path, Turn turn) {
+    DecodedImage image = withTexts(jpeg_text::kDecodeFunction, [&path] { return decode(path); });
+    try {
+        return turned(std::move(image), turn);
+    } catch (const std::bad_alloc&) {
+        raise(jpeg_text::kNotRotated, jpeg_text::kDecodeFunction, __LINE__);
+    }
+}
+
+}  // namespace brisko

@@ -1,0 +1,64 @@
+#include "rvx_scan_colorizer/projection.h"
+
+#include <exception>
+
+namespace brisko {
+
+namespace {
+
+struct SensorSize {
+    double columns, rows;
+};
+
+/// The pixels that the pitches of a calibration speak of.
+SensorSize calibratedSensor(int cameraType) {
+    return cameraType == 0 ? SensorSize{1200, 1600} : SensorSize{2560, 1920};
+}
+
+int marginOf(int workingLength, int nominalLength, int cameraType) {
+    const int nominalMargin = cameraType == 1 || cameraType == 2 ? 0 : 10;
+    return static_cast<int>(
+        std::ceil(static_cast<double>(workingLength) * nominalMargin / nominalLength));
+}
+
+}  // namespace
+
+double sensorWidth(double pixelSize) {
+    return pixelSize >= 0.005 && pixelSize <= 0.02 ? 1200 : 2560;
+}
+
+Projection::Projection(const CameraModel& model, int cameraType, const ImageSize& nominal,
+                       const ImageSize& working)
+    : m_pose(model.pose),
+      m_principalDistance(model.principalDistance * 1000),
+      m_originX(model.principalX * 1000),
+      // Model 0 counts the principal point's y down from the upper edge, the others up from it.
+      m_originY(model.modelCode == 0 ? model.principalY * 1000 : -model.principalY * 1000),
+      m_marginX(marginOf(working.width, nominal.width, cameraType)),
+      m_marginY(marginOf(working.height, nominal.height, cameraType)) {
+    const double width = working.width, height = working.height;
+    const SensorSize sensor = calibratedSensor(cameraType);
+    m_pitchX = model.pitchX * 1000 * sensor.columns / width;
+    m_pitchY = model.pitchY * 1000 * sensor.rows / height;
+    m_tolerance = model.pitchX * 1000 * sensorWidth(model.pixelSize) / width / 10;
+    if (!(m_pitchX > 0 && m_pitchY > 0)) return;
+    m_firstColumn = m_marginX;
+    m_endColumn = width - m_marginX;
+    m_firstRow = m_marginY;
+    m_endRow = height - m_marginY;
+    m_distortion = Distortion(model.modelCode, model.coefficients,
+                              std::hypot(width * m_pitchX, height * m_pitchY) / 2);
+}
+
+Vector3 Projection::directionTo(const Pixel& pixel) const {
+    if (!(m_pitchX > 0 && m_pitchY > 0 && m_principalDistance > 0)) throw std::exception();
+    double x = pixel.column * m_pitchX - m_originX;
+    double y = m_originY - pixel.row * m_pitchY;
+    if (!m_distortion.isKnown() || !m_distortion.invert(x, y, m_tolerance)) throw std::exception();
+    const Vector3 direction = m_pose.toScanner({x, y, -m_principalDistance});
+    const double length = std::sqrt(dot(direction, direction));
+    if (!(length > 0) || !std::isfinite(length)) throw std::exception();
+    return {direction[0] / length, direction[1] / length, direction[2] / length};
+}
+
+}  // namespace brisko

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace brisko {
+
+class RvxScanColorizerImpl;
+
+/// Gives points the colours that the photos beside a scan show. A handle belongs to one thread at a
+/// time; handles made from one another share everything that does not change, and the pixels.
+class RvxScanColorizer {
+public:
+    /// How many decoded photos the colour codecs let a handle keep.
+    static constexpr std::size_t kCapacity = 60;
+
+    /// Reads the station around a scan, and its first photos.
+    ///   folder    the folder of the scan, absolute
+    ///   capacity  how many decoded photos the handle may keep
+    /// Throws: std::exception, without a message, when the station cannot be used. A folder without
+    ///         photos is no failure: everything is then 0, 0, 0.
+    RvxScanColorizer(const std::string& folder, std::size_t capacity);
+    /// A handle for another thread, on the same station.
+    RvxScanColorizer(const RvxScanColorizer& other);
+    RvxScanColorizer& operator=(const RvxScanColorizer&) = delete;
+    ~RvxScanColorizer();
+
+    /// The colour of a point: x, y, z metres, scanner's frame. 0, 0, 0 where no photo shows it, where
+    /// a photo cannot be loaded, and for points that are not finite.
+    void getColor(double x, double y, double z, std::int32_t& red, std::int32_t& green,
+                  std::int32_t& blue);
+
+    /// The colours of many points, faster than one after the other. `positions` holds x, y, z of each
+    /// point in turn; red, green, blue of each go to `colours`.
+    void colourPoints(const double* positions, std::size_t count, std::uint8_t* colours);
+
+private:
+    std::unique_ptr<RvxScanColorizerImpl> m_impl;
+};
+
+}  // namespace brisko

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace brisko {
+
+/// How the photos of a station were taken, as its files show.
+enum class StationKind {
+    Turned = 1,      // photos are stored turned
+    PerPhoto = 2,    // every photo has a camera and an exterior orientation of its own
+    WithOffset = 3,  // the project has an offset file
+};
+
+/// Files of the project folder.
+enum class ProjectFile { NewSingleCamera, ImagesNamedT, ImagesNamedW, ClassicSingleCamera };
+
+/// The name that a file of the project folder has as a rule.
+const char* usualName(ProjectFile file);
+
+/// A photo and its companions. An empty path: no such file.
+struct PhotoFiles {
+    std::string path, name;
+    std::string angles, levelling, stationRecord;  // .ang, .tor, .kin
+    std::string camera, exterior;                  // .cmr, .ext
+};
+
+/// What lies in the folders of a station.
+struct StationFiles {
+    std::string projectFolder;
+    StationKind kind = StationKind::Turned;
+    std::array<std::string, 4> calibrations;  // by ProjectFile; empty where there is none
+    bool hasOffsetLine = false;
+    int cameraStep = 60;
+    std::vector<PhotoFiles> photos;  // every photo of the scan folder, used or not
+
+    const std::string& calibration(ProjectFile file) const {
+        return calibrations[static_cast<std::size_t>(file)];
+    }
+    /// Whether the station takes a photo at all.
+    bool takes(const PhotoFiles& photo) const {
+        return !(kind == StationKind::PerPhoto ? photo.camera : photo.angles).empty();
+    }
+};
+
+/// Looks through the folder of a scan and the project folder above it. Throws FileFailure when a file
+/// that sets the camera step or the offset cannot be opened.
+StationFiles findStationFiles(const std::string& scanFolder);
+
+}  // namespace brisko

@@ -1,0 +1,98 @@
+#include "rvx_scan_colorizer/box_tree.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <random>
+
+namespace brisko::vexo {
+namespace {
+
+using Tree = BoxTreeTree<double, 3, int>;
+using Entries = std::vector<Tree::Entry>;
+
+Tree::Box cube(double minimum, double maximum) {
+    return {{{{minimum, maximum}, {minimum, maximum}, {minimum, maximum}}}};
+}
+
+std::vector<int> find(const Tree& tree, const Tree::Point& point) {
+    std::vector<int> items;
+    tree.find(point, [&items](const Tree::Entry& entry) { items.push_back(entry.second); });
+    return items;
+}
+
+TEST(BoxTree, FindsWhatALookAtEveryBoxFinds) {
+    std::mt19937 random(7);
+    // Whole numbers: points often lie on a face, and boxes share faces and sizes.
+    std::uniform_int_distribution<int> place(-6, 6);
+    for (int boxes = 0; boxes < 70; ++boxes) {
+        Entries entries;
+        for (int i = 0; i < boxes; ++i) {
+            Tree::Box box;
+            for (auto& axis : box.axes)
+                axis = {double(place(random)), double(place(random))};  // some inside out
+            entries.emplace_back(box, i);
+        }
+        const Tree tree(entries);
+        for (int i = 0; i < 200; ++i) {
+            const Tree::Point point = {double(place(random)), double(place(random)),
+                                       double(place(random))};
+            std::vector<int> expected;
+            for (const auto& [box, item] : entries) {
+                bool inside = true;
+                for (std::size_t axis = 0; axis < 3; ++axis) {
+                    if (point[axis] < box.axes[axis].minimum) inside = false;
+                    if (point[axis] > box.axes[axis].maximum) inside = false;
+                }
+                if (inside) expected.push_back(item);
+            }
+            std::vector<int> found = find(tree, point);
+            std::sort(found.begin(), found.end());
+            ASSERT_EQ(found, expected) << boxes << " boxes";
+        }
+    }
+}
+
+TEST(BoxTree, EntriesComeFromLeftToRightAlongTheLongestAxis) {
+    // All hold the origin. On x they end at 3, 1, 2, and x is the longest axis.
+    Entries entries = {{cube(-1, 1), 0}, {cube(-1, 1), 1}, {cube(-1, 1), 2}};
+    entries[0].first.axes[0].maximum = 3;
+    entries[2].first.axes[0].maximum = 2;
+    EXPECT_EQ(find(Tree(entries), {0, 0, 0}), (std::vector<int>{1, 2, 0}));
+}
+
+TEST(BoxTree, TheLastOfAnOddNumberOfLeavesRisesUnpaired) {
+    EXPECT_TRUE(Tree(Entries{}).nodes().empty());
+    const Tree one(Entries{{cube(0, 1), 5}});
+    ASSERT_EQ(one.nodes().size(), 1u);
+    EXPECT_EQ(one.nodes()[0].leaf, 0u);
+
+    const Tree three(Entries{{cube(0, 1), 0}, {cube(0, 2), 1}, {cube(0, 3), 2}});
+    // Root, branch, two leaves; the third leaf is the root's second child.
+    ASSERT_EQ(three.nodes().size(), 5u);
+    EXPECT_EQ(three.nodes()[1].leaf, Tree::kBranch);
+    EXPECT_EQ(three.nodes()[1].box.axes[0].maximum, 2);
+    EXPECT_EQ(three.nodes()[1].end, 4u);
+    EXPECT_EQ(three.nodes()[4].leaf, 2u);
+
+    // Five: the fifth rises two levels and hangs from the root.
+    const Tree five(Entries{
+        {cube(0, 1), 0}, {cube(0, 2), 1}, {cube(0, 3), 2}, {cube(0, 4), 3}, {cube(0, 5), 4}});
+    ASSERT_EQ(five.nodes().size(), 9u);
+    EXPECT_EQ(five.nodes()[1].end, 8u);
+    EXPECT_EQ(five.nodes()[8].leaf, 4u);
+}
+
+TEST(BoxTree, NumbersThatAreNoneDoNoHarm) {
+    constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+    Entries entries;
+    for (int i = 0; i < 40; ++i)
+        entries.emplace_back(i % 3 == 0 ? cube(kNaN, kNaN) : cube(0, i), i);
+    const Tree tree(entries);
+    EXPECT_EQ(find(tree, {39, 39, 39}), std::vector<int>{});
+    EXPECT_EQ(find(tree, {37.5, 37.5, 37.5}), (std::vector<int>{38}));
+    EXPECT_TRUE(find(tree, {kNaN, 1, 1}).empty());
+}
+
+}  // namespace
+}  // namespace brisko::vexo

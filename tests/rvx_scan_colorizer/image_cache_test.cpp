@@ -1,0 +1,141 @@
+#include "rvx_scan_colorizer/image_cache.h"
+
+#include "support/photo_station.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <mutex>
+#include <stdexcept>
+#include <thread>
+
+namespace brisko {
+namespace {
+
+/// Hands out photos of one pixel and remembers for whom. Camera 9 has none.
+class Loads {
+public:
+    ImageCache::Loader loader() {
+        return [this](int camera) {
+            const std::lock_guard lock(m_mutex);
+            ++m_count;
+            if (camera == 9) throw std::runtime_error("no such photo");
+            return std::make_shared<const DecodedImage>(1, 1);
+        };
+    }
+    int take() { return std::exchange(m_count, 0); }
+
+private:
+    std::mutex m_mutex;
+    int m_count = 0;
+};
+
+void query(ImageCache& cache, const std::vector<int>& cameras) {
+    for (const int camera : cameras)
+        ASSERT_NE(cache.use(camera), nullptr);
+    cache.endQuery();
+}
+
+std::vector<int> loaded(const ImageCache& cache) {
+    std::vector<int> cameras;
+    for (int camera = 0; camera < 10; ++camera) {
+        if (cache.isLoaded(camera)) cameras.push_back(camera);
+    }
+    return cameras;
+}
+
+TEST(ImageCache, TheLongestUnusedPhotoGoesFirst) {
+    Loads loads;
+    ImageCache cache(10, 3, loads.loader());
+    cache.loadFirst();
+    EXPECT_EQ(loads.take(), 3);
+    EXPECT_EQ(loaded(cache), (std::vector<int>{0, 1, 2}));
+
+    query(cache, {1});  // 0 and 2 are as old as ever, so the lower slot goes
+    query(cache, {3});
+    EXPECT_EQ(loaded(cache), (std::vector<int>{1, 2, 3}));
+    query(cache, {4});  // 2 was never used
+    EXPECT_EQ(loaded(cache), (std::vector<int>{1, 3, 4}));
+    query(cache, {1, 3, 4});  // all equal now: the first slot, in which 3 is
+    query(cache, {5});
+    EXPECT_EQ(loaded(cache), (std::vector<int>{1, 4, 5}));
+    EXPECT_EQ(loads.take(), 3);
+}
+
+TEST(ImageCache, APhotoThatAQueryLoadsIsAQueryOlderThanThoseItFinds) {
+    Loads loads;
+    ImageCache cache(10, 2, loads.loader());
+    cache.loadFirst();
+    query(cache, {1});
+    query(cache, {1, 2});  // 2 takes the place of 0
+    query(cache, {3});     // and goes before 1
+    EXPECT_EQ(loaded(cache), (std::vector<int>{1, 3}));
+}
+
+TEST(ImageCache, UseDuringAQueryCountsAtItsEnd) {
+    Loads loads;
+    ImageCache cache(10, 2, loads.loader());
+    cache.loadFirst();
+    query(cache, {1});
+    // 0 was used just now, but is the oldest until the query ends.
+    query(cache, {0, 2});
+    EXPECT_EQ(loaded(cache), (std::vector<int>{1, 2}));
+    EXPECT_EQ(cache.pushedOut().size(), 1u) << "its pixels may still be wanted";
+}
+
+TEST(ImageCache, WhatCannotBeLoadedIsTriedOnce) {
+    Loads loads;
+    ImageCache cache(10, 2, loads.loader());
+    cache.loadFirst();
+    loads.take();
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(cache.use(9), nullptr);
+        cache.dropQuery();
+    }
+    EXPECT_EQ(loads.take(), 1);
+    query(cache, {0, 1});
+    EXPECT_EQ(loads.take(), 2) << "the slot that was given up for it counts as new";
+    query(cache, {0, 1});
+    EXPECT_EQ(loads.take(), 0);
+}
+
+TEST(ImageCache, WithoutSlotsNothingIsSeen) {
+    Loads loads;
+    ImageCache cache(10, 0, loads.loader());
+    cache.loadFirst();
+    EXPECT_EQ(cache.use(0), nullptr);
+    EXPECT_EQ(loads.take(), 0);
+}
+
+TEST(ImageCache, FirstLoadsThatFailAreTold) {
+    Loads loads;
+    ImageCache cache(10, 10, loads.loader());
+    EXPECT_THROW(cache.loadFirst(), std::runtime_error);
+}
+
+TEST(SharedImages, OneFileIsDecodedOnce) {
+    const test::TempFolder folder;
+    const std::string path = folder / "a.jpg";
+    test::writeFile(path, test::jpegBytes(64, 32, test::Rgb{9, 9, 9}));
+    std::vector<SharedImage> images(4);
+    std::vector<std::thread> threads;
+    for (SharedImage& image : images) {
+        threads.emplace_back([&] { image = loadSharedImage(path, Turn::None); });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    for (const SharedImage& image : images)
+        EXPECT_EQ(image, images[0]);
+    const SharedImage turned = loadSharedImage(path, Turn::Quarter);
+    EXPECT_NE(turned, images[0]);
+    EXPECT_EQ(turned->columns(), 32);
+
+    // Another file of that name is another photo.
+    test::writeFile(path, test::jpegBytes(16, 16, test::Rgb{9, 9, 9}));
+    EXPECT_EQ(loadSharedImage(path, Turn::None)->columns(), 16);
+    EXPECT_EQ(images[0]->columns(), 64);
+    EXPECT_THROW(loadSharedImage(folder / "none.jpg", Turn::None), std::exception);
+}
+
+}  // namespace
+}  // namespace brisko

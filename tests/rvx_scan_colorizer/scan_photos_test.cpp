@@ -1,0 +1,51 @@
+#include <brisko_codec/scan_photos.h>
+
+#include "support/photo_station.h"
+
+#include <gtest/gtest.h>
+
+namespace brisko {
+namespace {
+
+using test::PhotoStation;
+
+TEST(ScanPhotos, TellsWhatBecomesOfEachPhoto) {
+    const test::Bytes jpeg = test::jpegBytes(64, 48, test::grey(5));
+    const PhotoStation station;
+    test::writeFile(station.inScan("lonely.jpg"), jpeg);
+    station.addPhoto("T1", jpeg);
+    station.addPhoto("W1", jpeg);
+    station.addPhoto("W2", {1, 2, 3});
+    station.addPhoto("X1", jpeg);
+    test::CalibrationText text;
+    test::writeFile(station.inProject("camcalW"), test::pairedCalibration(text));
+    const ScanPhotos found = findScanPhotos(station.inScan("scan.cl3"));
+    const PhotoUse expected[] = {PhotoUse::WithoutAngles, PhotoUse::BrokenCalibration,
+                                 PhotoUse::Used, PhotoUse::BrokenPhoto, PhotoUse::WithoutCamera};
+    ASSERT_EQ(found.photos.size(), 5u);
+    for (std::size_t i = 0; i < 5; ++i)
+        EXPECT_EQ(found.photos[i].use, expected[i]) << found.photos[i].path;
+    EXPECT_EQ(found.count(PhotoUse::Used), 1u);
+    EXPECT_EQ(found.photos[2].width, 64);
+    EXPECT_EQ(found.photos[2].height, 48);
+    EXPECT_EQ(found.culprit, station.inProject("camcalT"));
+}
+
+TEST(ScanPhotos, NamesTheFileAtFault) {
+    const PhotoStation station;
+    EXPECT_TRUE(findScanPhotos(station.inScan("scan.cl3")).photos.empty());
+    EXPECT_TRUE(findScanPhotos("").culprit.empty());
+    station.addPhoto("a", test::jpegBytes(64, 48, test::grey(5)));
+    test::writeFile(station.inProject("camcal"), "too short");
+    ScanPhotos found = findScanPhotos(station.inScan("scan.cl3"));
+    EXPECT_EQ(found.photos.at(0).use, PhotoUse::BrokenCalibration);
+    EXPECT_EQ(found.culprit, station.inScan("a.jpg"));
+    test::writeFile(station.inScan("a.cmr"), "nothing");
+    test::writeFile(station.inScan("a.ext"), "");
+    found = findScanPhotos(station.inScan("scan.cl3"));
+    EXPECT_EQ(found.stationKind, 2);
+    EXPECT_EQ(found.culprit, station.inScan("a.cmr"));
+}
+
+}  // namespace
+}  // namespace brisko

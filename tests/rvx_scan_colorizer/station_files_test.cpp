@@ -1,0 +1,232 @@
+#include "rvx_scan_colorizer/station_files.h"
+
+#include "rvx_scan_colorizer/calibration_files.h"
+#include "rvx_scan_colorizer/camera_record.h"
+#include "rvx_scan_colorizer/folder_listing.h"
+#include "rvx_scan_colorizer/station_text.h"
+#include "support/comma_locale.h"
+#include "support/photo_station.h"
+
+#include <gtest/gtest.h>
+
+#include <numbers>
+
+namespace brisko {
+namespace {
+
+using test::Bytes;
+using test::ByteWriter;
+using test::PhotoStation;
+
+std::vector<std::string> photoNames(const StationFiles& files) {
+    std::vector<std::string> names;
+    for (const PhotoFiles& photo : files.photos)
+        names.push_back(photo.name);
+    return names;
+}
+
+TEST(StationFiles, NamesMatchInTwoSpellingsAndInOrder) {
+    const PhotoStation station;
+    for (const char* const name : {"b.jpg", "A.JPG", "c.jpg.old", "d.Jpg", "e.png", "\xFF.jpg"})
+        test::writeFile(station.inScan(name), "");
+    std::filesystem::create_directory(station.inScan("folder.jpg"));
+    for (const char* const name :
+         {"x_ncamcal_camcalT", "CAMCALT1", "camcalW", "camcal.2", "CAMCAL"})
+        test::writeFile(station.inProject(name), "");
+    const StationFiles files = findStationFiles(station.scanFolder());
+    EXPECT_EQ(photoNames(files), (std::vector<std::string>{"A.JPG", "b.jpg", "c.jpg.old"}));
+    EXPECT_EQ(files.kind, StationKind::Turned);
+    EXPECT_EQ(files.cameraStep, 60);
+    EXPECT_EQ(files.calibration(ProjectFile::NewSingleCamera),
+              station.inProject("x_ncamcal_camcalT"));
+    EXPECT_EQ(files.calibration(ProjectFile::ImagesNamedT), station.inProject("CAMCALT1"));
+    EXPECT_EQ(files.calibration(ProjectFile::ImagesNamedW), station.inProject("camcalW"));
+    EXPECT_EQ(files.calibration(ProjectFile::ClassicSingleCamera), station.inProject("camcal.2"))
+        << "the last in the order of names";
+}
+
+TEST(StationFiles, AFolderThatIsNotThereHasNoFiles) {
+    EXPECT_TRUE(findStationFiles("/no/such/folder").photos.empty());
+    EXPECT_EQ(folderOf("/a/b/../c/./scan.cl3"), "/a/c");
+    EXPECT_EQ(folderOf("scan.cl3"), std::filesystem::current_path().string());
+}
+
+TEST(StationFiles, TheCameraStepIsOneExactLine) {
+    const struct {
+        const char* text;
+        int step;
+    } cases[] = {
+        {"WCAMSTEP=30STEP", 30},   {"WCAMSTEP=30STEP\n", 30},   {"WCAMSTEP=30STEP\r\nmore", 30},
+        {"WCAMSTEP=30STEP\r", 30}, {"WCAMSTEP=30STEP \n", 60},  {"WCAMSTEP=60STEP\n", 60},
+        {"wcamstep=30step", 60},   {"\nWCAMSTEP=30STEP\n", 60}, {"", 60},
+    };
+    for (const auto& [text, step] : cases) {
+        const PhotoStation station;
+        test::writeFile(station.inScan("my_camera_cfg.txt"), text);
+        EXPECT_EQ(findStationFiles(station.scanFolder()).cameraStep, step) << text;
+    }
+}
+
+TEST(StationFiles, AnOffsetFileMakesTheKindAndItsLineTheStep) {
+    const struct {
+        const char* text;
+        bool hasLine;
+        int step;
+    } cases[] = {{"", false, 60}, {"\n", true, 30}, {"12 3\n", true, 30}};
+    for (const auto& [text, hasLine, step] : cases) {
+        const PhotoStation station;
+        test::writeFile(station.inScan("a.jpg"), "");
+        test::writeFile(station.inScan("a.cmr"), "");
+        test::writeFile(station.inScan("a.ext"), "");
+        EXPECT_EQ(findStationFiles(station.scanFolder()).kind, StationKind::PerPhoto);
+        test::writeFile(station.inScan("camera_cfg"), "WCAMSTEP=60STEP\n");
+        test::writeFile(station.inProject("x.ofs"), text);
+        const StationFiles files = findStationFiles(station.scanFolder());
+        EXPECT_EQ(files.kind, StationKind::WithOffset);
+        EXPECT_EQ(files.hasOffsetLine, hasLine);
+        EXPECT_EQ(files.cameraStep, step);
+    }
+}
+
+TEST(StationFiles, WhichPhotosAreTakenDependsOnTheKind) {
+    const PhotoStation station;
+    test::writeFile(station.inScan("a.jpg"), "");
+    test::writeFile(station.inScan("b.jpg"), "");
+    test::writeFile(station.inScan("b.ang"), "");
+    StationFiles files = findStationFiles(station.scanFolder());
+    EXPECT_FALSE(files.takes(files.photos[0]));
+    EXPECT_TRUE(files.takes(files.photos[1]));
+    test::writeFile(station.inScan("a.cmr"), "");
+    test::writeFile(station.inScan("a.ext"), "");
+    files = findStationFiles(station.scanFolder());
+    EXPECT_TRUE(files.takes(files.photos[0]));
+    EXPECT_FALSE(files.takes(files.photos[1]));
+}
+
+TEST(CalibrationFiles, FieldsStandWhereTheLayoutsSay) {
+    const test::TempFolder folder;
+    const std::string path = folder / "file";
+    test::CalibrationText text;
+    text.f = 21;
+    text.x0 = 5.5;
+    text.y0 = 7.5;
+    text.code = 2;
+    text.px = 0.004;
+    text.py = 0.005;
+    text.position = {1, 2, 3};
+    text.axes = {{{11, 12, 13}, {21, 22, 23}, {31, 32, 33}}};
+    text.carrierPosition = {4, 5, 6};
+    for (const std::size_t count : {0U, 4U, 12U}) {
+        text.coefficients.assign(count, 0.25);
+        for (const auto layout :
+             {CalibrationLayout::Classic, CalibrationLayout::Paired, CalibrationLayout::Newer}) {
+            test::writeFile(path,
+                            layout == CalibrationLayout::Classic  ? test::classicCalibration(text)
+                            : layout == CalibrationLayout::Paired ? test::pairedCalibration(text)
+                                                                  : test::newerCalibration(text));
+            const Calibration read = readCalibration(path, layout);
+            EXPECT_EQ(read.camera.principalDistance, 21.0 / 1000);
+            EXPECT_EQ(read.camera.principalY, 7.5 / 1000);
+            EXPECT_EQ(read.camera.modelCode, 2);
+            EXPECT_EQ(read.camera.coefficients[0], count > 0 ? 0.25 : 0);
+            EXPECT_EQ(read.camera.coefficients[4], count > 4 ? 0.25 : 0);
+            EXPECT_EQ(read.camera.pitchX, 0.004 / 1000);
+            EXPECT_EQ(read.camera.pitchY, 0.005 / 1000);
+            EXPECT_EQ(read.mounting.origin, (Vector3{1, 2, 3}));
+            EXPECT_EQ(read.carrier.has_value(), layout == CalibrationLayout::Newer);
+            if (layout == CalibrationLayout::Classic) continue;
+            EXPECT_EQ(read.mounting.axes.rows[0], (Vector3{11, 12, 13}));
+            EXPECT_EQ(read.mounting.axes.rows[2], (Vector3{31, 32, 33}));
+        }
+    }
+}
+
+TEST(CalibrationFiles, AngleFilesCountHalfATurn) {
+    const test::TempFolder folder;
+    test::writeFile(folder / "a", ByteWriter().i32(2147483647).i32(-1073741824));
+    const HeadAngles angles = readHeadAngles(folder / "a");
+    EXPECT_DOUBLE_EQ(angles.horizontal, std::numbers::pi);
+    EXPECT_NEAR(angles.tilt, -std::numbers::pi / 2, 1e-9);
+    test::writeFile(folder / "k", ByteWriter().i32(5).i32(-7));
+    EXPECT_EQ(readStationRecord(folder / "k", 3), (StationRecord{5, -7, 0}));
+}
+
+TEST(CalibrationFiles, ShortAndAbsurdFilesLeaveZeros) {
+    const test::TempFolder folder;
+    const std::string path = folder / "file";
+    const Bytes whole = test::newerCalibration({});
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        test::writeFile(path, Bytes(whole.begin(), whole.begin() + static_cast<long>(length)));
+        const Calibration read = readCalibration(path, CalibrationLayout::Newer);
+        EXPECT_EQ(read.camera.principalDistance, length < 8 ? 0 : 10.0 / 1000);
+        EXPECT_EQ(read.camera.pitchX, length < 40 ? 0 : 0.01 / 1000) << length;
+        EXPECT_EQ(read.carrier->axes.rows[2][2], 0);
+    }
+    for (const std::int32_t count : {-1, INT32_MIN, 11, INT32_MAX}) {
+        ByteWriter out;
+        out.f64(10).f64(0).f64(0).i32(0).i32(count).f64(0.5);
+        test::writeFile(path, out);
+        const Calibration read = readCalibration(path, CalibrationLayout::Paired);
+        EXPECT_EQ(read.camera.coefficients[0], count > 0 ? 0.5 : 0);
+        EXPECT_EQ(read.camera.pitchX, 0);
+    }
+    EXPECT_THROW(readCalibration(folder / "none", CalibrationLayout::Classic), FileFailure);
+    EXPECT_THROW(readHeadAngles(folder / "none"), FileFailure);
+    EXPECT_THROW(readFirstLine(folder / "none"), FileFailure);
+    EXPECT_THROW(readExteriorText(folder / "none"), FileFailure);
+}
+
+TEST(StationText, NumbersHaveADecimalPointInEveryLocale) {
+    const test::CommaLocale locale;
+    const test::TempFolder folder;
+    const std::string path = folder / "a.cmr";
+    test::writeFile(path, "4.5\n8.25 6.5 -8.5\n1e-3 2e-4 nonsense 7\n");
+    const CameraModel camera = readCameraText(path);
+    EXPECT_EQ(camera.pixelSize, 4.5 / 1000);
+    EXPECT_EQ(camera.principalDistance, 8.25 / 1000);
+    EXPECT_EQ(camera.principalY, -8.5 / 1000);
+    EXPECT_EQ(camera.coefficients, (Coefficients{1e-3, 2e-4, 0, 0, 0}));
+    for (const char* const text : {"", "\n5\n", "size 5\n", "nan\n", "1e999\n"}) {
+        test::writeFile(path, text);
+        EXPECT_THROW(readCameraText(path), FileFailure) << text;
+    }
+}
+
+/// The type of the one camera of a station, -1 where the record has no camera model.
+int cameraTypeOf(const PhotoStation& station) {
+    const StationFiles files = findStationFiles(station.scanFolder());
+    const CameraRecord record = readCameraRecord(files, files.photos.at(0));
+    return record.model ? record.cameraType : -1;
+}
+
+TEST(CameraRecord, TheTypeComesFromNamesOrPixels) {
+    for (const auto& [name, type] : {std::pair("W1", 2), {"T1", 1}, {"X1", -1}, {"w1", -1}}) {
+        const PhotoStation station;
+        station.addPhoto(name, {});
+        test::writeFile(station.inProject("camcalW"), test::pairedCalibration({}));
+        test::writeFile(station.inProject("camcalT"), test::pairedCalibration({}));
+        EXPECT_EQ(cameraTypeOf(station), type) << name;
+    }
+    for (const auto& [size, type] : {std::pair("4.9", 2), {"5", 0}, {"20", 0}, {"20.1", 1}}) {
+        const PhotoStation station;
+        test::writeFile(station.inScan("a.jpg"), "");
+        test::writeFile(station.inScan("a.cmr"), size);
+        test::writeFile(station.inScan("a.ext"), "");
+        EXPECT_EQ(cameraTypeOf(station), type) << size;
+    }
+}
+
+TEST(CameraRecord, AMissingCalibrationIsAFailure) {
+    const PhotoStation station;
+    station.addPhoto("W1", {});
+    EXPECT_THROW(cameraTypeOf(station), FileFailure) << "no calibration at all";
+    test::writeFile(station.inProject("camcal"), test::classicCalibration({}));
+    EXPECT_EQ(cameraTypeOf(station), 0);
+    test::writeFile(station.inProject("ncamcal"), test::newerCalibration({}));
+    EXPECT_EQ(cameraTypeOf(station), 0);
+    test::writeFile(station.inProject("camcalT"), test::pairedCalibration({}));
+    EXPECT_THROW(cameraTypeOf(station), FileFailure) << "the other camera's is there";
+}
+
+}  // namespace
+}  // namespace brisko
