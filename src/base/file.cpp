@@ -1,7 +1,10 @@
 #include "base/file.h"
 
+#include "base/mishaps.h"
+#include "base/system_calls.h"
 #include "base/utf8.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -43,38 +46,40 @@ int openFlags(const char* mode) {
     }
 }
 
-/// Sets errno and answers false unless the descriptor is a regular file.
-bool isRegularFile(int descriptor) {
-    struct stat status {};
-    if (fstat(descriptor, &status) != 0) return false;
-    if (S_ISREG(status.st_mode)) return true;
-    errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-    return false;
-}
-
-FilePtr adopt(int descriptor, const char* mode) {
-    std::FILE* const file = fdopen(descriptor, mode);
-    if (!file) {
-        const ErrnoKeeper keeper;
-        close(descriptor);
-    }
-    return FilePtr(file);
-}
-
 bool isUsablePath(const char* path) {
     if (path && *path && isUtf8(path)) return true;
     errno = EINVAL;
     return false;
 }
 
-}  // namespace
-
-void FileCloser::operator()(std::FILE* file) const noexcept {
-    const ErrnoKeeper keeper;
-    std::fclose(file);
+/// What is known of a path. Where it cannot be looked at for another reason than that nothing is
+/// there, that is a mishap.
+bool look(const char* path, struct stat& status) {
+    if (!isUsablePath(path)) return false;
+    if (system_calls::stat(path, &status) == 0) return true;
+    if (errno != ENOENT && errno != ENOTDIR) noteMishap();
+    return false;
 }
 
-FilePtr openFile(const char* path, const char* mode) {
+/// Sets errno and answers false unless the descriptor is a regular file.
+bool isRegularFile(int descriptor) {
+    struct stat status {};
+    if (system_calls::fstat(descriptor, &status) != 0) return false;
+    if (S_ISREG(status.st_mode)) return true;
+    errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+    return false;
+}
+
+FilePtr adopt(int descriptor, const char* mode) {
+    std::FILE* const file = system_calls::fdopen(descriptor, mode);
+    if (!file) {
+        const ErrnoKeeper keeper;
+        system_calls::close(descriptor);
+    }
+    return FilePtr(file);
+}
+
+FilePtr openRegularFile(const char* path, const char* mode) {
     const int flags = openFlags(mode);
     if (!isUsablePath(path) || flags < 0) {
         errno = EINVAL;
@@ -82,34 +87,54 @@ FilePtr openFile(const char* path, const char* mode) {
     }
     // Not blocking: opening a pipe must not wait for its other end. Truncation waits until it is
     // known that this is a regular file.
-    const int descriptor = open(path, flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0666);
+    const int descriptor =
+        system_calls::open(path, flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0666);
     if (descriptor < 0) return nullptr;
     const bool usable = isRegularFile(descriptor) &&
-                        (mode[0] != 'w' || ftruncate(descriptor, 0) == 0) &&
-                        fcntl(descriptor, F_SETFL, flags & O_APPEND) == 0;
+                        (mode[0] != 'w' || system_calls::ftruncate(descriptor, 0) == 0) &&
+                        system_calls::setFlags(descriptor, flags & O_APPEND) == 0;
     if (!usable) {
         const ErrnoKeeper keeper;
-        close(descriptor);
+        system_calls::close(descriptor);
         return nullptr;
     }
     return adopt(descriptor, mode);
 }
 
+}  // namespace
+
+void FileCloser::operator()(std::FILE* file) const noexcept {
+    const ErrnoKeeper keeper;
+    system_calls::fclose(file);
+}
+
+FilePtr openFile(const char* path, const char* mode) {
+    FilePtr file = openRegularFile(path, mode);
+    const bool isNoSuchFile =
+        errno == ENOENT || errno == ENOTDIR || errno == EISDIR || errno == EINVAL;
+    if (!file && !isNoSuchFile) noteMishap();
+    return file;
+}
+
 std::uint64_t fileLength(std::FILE* file) {
     struct stat status {};
-    if (!file || fstat(fileno(file), &status) != 0 || status.st_size < 0) return 0;
+    if (!file) return 0;
+    if (system_calls::fstat(fileno(file), &status) != 0 || status.st_size < 0) {
+        noteMishap();
+        return 0;
+    }
     return static_cast<std::uint64_t>(status.st_size);
 }
 
 std::uint64_t fileLength(const char* path) {
     struct stat status {};
-    const bool known = isUsablePath(path) && stat(path, &status) == 0 && S_ISREG(status.st_mode);
+    const bool known = look(path, status) && S_ISREG(status.st_mode);
     return known ? static_cast<std::uint64_t>(status.st_size) : 0;
 }
 
 std::optional<FileStamp> fileStamp(const char* path) {
     struct stat status {};
-    if (!isUsablePath(path) || stat(path, &status) != 0 || !S_ISREG(status.st_mode)) return {};
+    if (!look(path, status) || !S_ISREG(status.st_mode)) return {};
     FileStamp stamp;
     stamp.device = status.st_dev;
     stamp.number = status.st_ino;
@@ -123,9 +148,10 @@ std::size_t readAt(std::FILE* file, std::uint64_t offset, void* out, std::size_t
     auto* const bytes = static_cast<std::uint8_t*>(out);
     std::size_t done = 0;
     while (done < size) {
-        const ssize_t got =
-            pread(fileno(file), bytes + done, size - done, static_cast<off_t>(offset + done));
+        const ssize_t got = system_calls::pread(fileno(file), bytes + done, size - done,
+                                                static_cast<off_t>(offset + done));
         if (got < 0 && errno == EINTR) continue;
+        if (got < 0) noteMishap();
         if (got <= 0) break;
         done += static_cast<std::size_t>(got);
     }
@@ -135,8 +161,9 @@ std::size_t readAt(std::FILE* file, std::uint64_t offset, void* out, std::size_t
 std::size_t writeAt(std::FILE* file, std::uint64_t offset, std::span<const std::uint8_t> bytes) {
     std::size_t done = 0;
     while (done < bytes.size()) {
-        const ssize_t put = pwrite(fileno(file), bytes.data() + done, bytes.size() - done,
-                                   static_cast<off_t>(offset + done));
+        const ssize_t put =
+            system_calls::pwrite(fileno(file), bytes.data() + done, bytes.size() - done,
+                                 static_cast<off_t>(offset + done));
         if (put < 0 && errno == EINTR) continue;
         if (put <= 0) break;
         done += static_cast<std::size_t>(put);
@@ -145,28 +172,33 @@ std::size_t writeAt(std::FILE* file, std::uint64_t offset, std::span<const std::
 }
 
 bool seekTo(std::FILE* file, std::uint64_t offset) {
-    return fseeko(file, static_cast<off_t>(offset), SEEK_SET) == 0;
+    return system_calls::fseeko(file, static_cast<off_t>(offset), SEEK_SET) == 0;
 }
 
 bool closeFile(FilePtr file) {
-    return !file || std::fclose(file.release()) == 0;
+    return !file || system_calls::fclose(file.release()) == 0;
 }
 
 bool createNewFile(const std::string& path) {
     if (!isUsablePath(path.c_str())) return false;
-    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    return descriptor >= 0 && close(descriptor) == 0;
+    const int descriptor =
+        system_calls::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (descriptor < 0) return false;
+    if (system_calls::close(descriptor) == 0) return true;
+    const ErrnoKeeper keeper;
+    system_calls::unlink(path.c_str());
+    return false;
 }
 
 bool isReplaceable(const std::string& path) {
     struct stat status {};
     if (!isUsablePath(path.c_str())) return false;
-    if (stat(path.c_str(), &status) != 0) return errno == ENOENT;
+    if (!look(path.c_str(), status)) return errno == ENOENT;
     if (!S_ISREG(status.st_mode)) {
         errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
         return false;
     }
-    return access(path.c_str(), W_OK) == 0;
+    return system_calls::access(path.c_str(), W_OK) == 0;
 }
 
 std::string resolveLinks(const std::string& path) {
@@ -184,14 +216,13 @@ std::string resolveLinks(const std::string& path) {
 bool isSameFile(const std::string& a, const std::string& b) {
     struct stat first {};
     struct stat second {};
-    return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 &&
-           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+    return look(a.c_str(), first) && look(b.c_str(), second) && first.st_dev == second.st_dev &&
+           first.st_ino == second.st_ino;
 }
 
 void copyPermissions(const std::string& from, const std::string& to) {
     struct stat status {};
-    if (stat(from.c_str(), &status) == 0)
-        static_cast<void>(chmod(to.c_str(), status.st_mode & 0777));
+    if (look(from.c_str(), status)) static_cast<void>(chmod(to.c_str(), status.st_mode & 0777));
 }
 
 bool syncFile(const std::string& path, const std::function<void()>& between) {
@@ -207,7 +238,7 @@ bool syncFile(const std::string& path, const std::function<void()>& between) {
             SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER);
         between();
     }
-    return fsync(descriptor) == 0;
+    return system_calls::fsync(descriptor) == 0;
 }
 
 namespace {
@@ -220,34 +251,52 @@ std::string folderOf(const std::string& path) {
 }  // namespace
 
 bool syncFolderOf(const std::string& path) {
-    const int descriptor = open(folderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int descriptor =
+        system_calls::open(folderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
     if (descriptor < 0) return false;
     // Some file systems have no fsync for folders; there is nothing to do then.
-    const bool synced = fsync(descriptor) == 0 || errno == EINVAL || errno == EROFS;
+    const bool synced = system_calls::fsync(descriptor) == 0 || errno == EINVAL || errno == EROFS;
     const ErrnoKeeper keeper;
-    close(descriptor);
+    system_calls::close(descriptor);
     return synced;
 }
 
 bool fileExists(const std::string& path) {
     struct stat status {};
-    return stat(path.c_str(), &status) == 0;
+    return look(path.c_str(), status);
+}
+
+// By hand: the iterators of <filesystem> end the process when memory runs out.
+std::vector<std::string> filesIn(const std::string& folder) {
+    struct Closer {
+        void operator()(DIR* opened) const { closedir(opened); }
+    };
+    std::vector<std::string> names;
+    const std::unique_ptr<DIR, Closer> opened(system_calls::opendir(folder.c_str()));
+    while (const dirent* const entry = opened ? readdir(opened.get()) : nullptr) {
+        std::string name = entry->d_name;
+        struct stat status {};
+        if (look((folder + "/").append(name).c_str(), status) && S_ISREG(status.st_mode)) {
+            names.push_back(std::move(name));
+        }
+    }
+    return names;
 }
 
 std::uint64_t freeSpaceBeside(const std::string& path) {
     struct statvfs status {};
-    if (statvfs(folderOf(path).c_str(), &status) != 0) {
+    if (system_calls::statvfs(folderOf(path).c_str(), &status) != 0) {
         return std::numeric_limits<std::uint64_t>::max();
     }
     return std::uint64_t{status.f_bavail} * status.f_frsize;
 }
 
 bool renameFile(const std::string& from, const std::string& to) {
-    return std::rename(from.c_str(), to.c_str()) == 0;
+    return system_calls::rename(from.c_str(), to.c_str()) == 0;
 }
 
 bool removeFile(const std::string& path) {
-    return unlink(path.c_str()) == 0 || errno == ENOENT;
+    return system_calls::unlink(path.c_str()) == 0 || errno == ENOENT;
 }
 
 }  // namespace brisko

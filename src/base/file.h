@@ -9,6 +9,7 @@
 #include <span>
 #include <string>
 #include <tuple>
+#include <vector>
 
 /// The one way to the platform's files. Paths are UTF-8 everywhere else.
 namespace brisko {
@@ -89,6 +90,10 @@ bool syncFolderOf(const std::string& path);
 
 /// Whether anything is there, of whatever kind.
 bool fileExists(const std::string& path);
+
+/// The names of the regular files in a folder, links to such included, in no order. A folder that
+/// cannot be read has none.
+std::vector<std::string> filesIn(const std::string& folder);
 
 /// Bytes that can still be written in the folder of a path; the largest number when that cannot be
 /// told.

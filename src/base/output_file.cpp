@@ -75,8 +75,10 @@ void OutputFile::patch(std::uint64_t offset, std::span<const std::uint8_t> bytes
 
 std::FILE* OutputFile::streamAt(std::uint64_t offset) {
     flush();
-    if (!m_file || !seekTo(m_file.get(), offset)) return nullptr;
-    return m_file.get();
+    if (!m_file) return nullptr;
+    if (seekTo(m_file.get(), offset)) return m_file.get();
+    m_failed = true;
+    return nullptr;
 }
 
 void OutputFile::returnStream(std::uint64_t end) {

@@ -1,6 +1,7 @@
 #include "base/staged_file.h"
 
 #include "base/file.h"
+#include "base/system_calls.h"
 
 #include <unistd.h>
 #include <atomic>
@@ -65,8 +66,8 @@ bool replaceFile(const char* path, std::string_view content) {
     if (!path) errno = EINVAL;
     if (!path || !staged.create(path)) return false;
     FilePtr file = openFile(staged.path().c_str(), "wb");
-    const bool written =
-        file && std::fwrite(content.data(), 1, content.size(), file.get()) == content.size();
+    const bool written = file && system_calls::fwrite(content.data(), 1, content.size(),
+                                                      file.get()) == content.size();
     return closeFile(std::move(file)) && written && staged.publish();
 }
 

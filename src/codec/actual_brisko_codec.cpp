@@ -1,6 +1,7 @@
 #include "codec/actual_brisko_codec.h"
 
 #include "base/companion_path.h"
+#include "base/or_failure.h"
 #include "codec/alignment_file.h"
 
 #include <algorithm>
@@ -13,13 +14,18 @@ bool ActualBriskoCodec::Open(const char* path) {
     Close();
     m_alignment = AlignmentMatrix();
     m_alignmentSource = AlignmentSource::None;
-    if (path) {
-        const std::string companion = companionForReading(path, ".alg");
-        if (!companion.empty()) m_alignmentSource = loadAlignment(companion, m_alignment);
-    }
+    if (!orFailure([&] { return openAlignment(path); })) return false;
     setFrame(m_frame);
     m_stream = openFile(path, "rb");
     return m_stream != nullptr;
+}
+
+/// Reads the alignment beside a scan, where there is one.
+bool ActualBriskoCodec::openAlignment(const char* path) {
+    if (!path) return true;
+    const std::string companion = companionForReading(path, ".alg");
+    if (!companion.empty()) m_alignmentSource = loadAlignment(companion, m_alignment);
+    return true;
 }
 
 void ActualBriskoCodec::Close() {
@@ -30,6 +36,10 @@ bool ActualBriskoCodec::Rewind() {
     m_columns = 0;
     m_rows = 0;
     return m_stream && seekTo(m_stream.get(), 0);
+}
+
+bool ActualBriskoCodec::startPass() {
+    return orFailure([this] { return Rewind(); });
 }
 
 namespace {
@@ -58,7 +68,8 @@ bool ActualBriskoCodec::ReadFirstGridPoint(double& x, double& y, double& z, floa
                                            std::uint8_t& red, std::uint8_t& green,
                                            std::uint8_t& blue, std::uint8_t& alpha,
                                            unsigned& column, unsigned& row) {
-    return Rewind() && ReadNextGridPoint(x, y, z, intensity, red, green, blue, alpha, column, row);
+    return startPass() &&
+           ReadNextGridPoint(x, y, z, intensity, red, green, blue, alpha, column, row);
 }
 
 bool ActualBriskoCodec::ReadNextGridPoint(double& x, double& y, double& z, float& intensity,
@@ -68,7 +79,7 @@ bool ActualBriskoCodec::ReadNextGridPoint(double& x, double& y, double& z, float
     const CLPoint* record = nullptr;
     unsigned recordColumn = 0, recordRow = 0;
     do {
-        record = NextRecord(recordColumn, recordRow);
+        record = orFailure([&] { return NextRecord(recordColumn, recordRow); });
         if (convert(record, x, y, z, intensity, red, green, blue, alpha)) {
             m_applied.apply(x, y, z);
             column = recordColumn;

@@ -40,6 +40,9 @@ public:
     /// the end of the data, and before a pass was started.
     virtual CLPoint* NextRecord(unsigned& column, unsigned& row) = 0;
 
+    /// Rewind, with false also when memory runs out.
+    bool startPass();
+
     Alignment alignment() const override;
     Frame frame() const override { return m_frame; }
     void setFrame(Frame frame) override;
@@ -55,6 +58,8 @@ protected:
     std::uint32_t m_tileSize = 0;
 
 private:
+    bool openAlignment(const char* path);
+
     struct Bounds {
         // The empty values are part of the interface: the smallest positive normal number stands
         // where one would expect the lowest.

@@ -3,13 +3,14 @@
 #include <brisko_codec/file_header.h>
 
 #include "base/companion_path.h"
+#include "base/or_failure.h"
 
 namespace brisko {
 
 ActualCL3Codec::~ActualCL3Codec() = default;
 
 bool ActualCL3Codec::Open(const char* path) {
-    if (ActualBriskoCodec::Open(path) && openIndex(path)) return true;
+    if (ActualBriskoCodec::Open(path) && orFailure([&] { return openIndex(path); })) return true;
     Close();
     return false;
 }

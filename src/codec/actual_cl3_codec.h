@@ -38,7 +38,7 @@ public:
     /// the index is not that of the scan.
     bool endedInStep() { return !m_records.advance() && !(m_walkingIndex && m_entries.advance()); }
 
-    bool startPass() override { return Rewind(); }
+    bool startPass() override { return ActualBriskoCodec::startPass(); }
     std::size_t readBatch(const PointArrays& arrays, std::size_t capacity) override;
 
 private:

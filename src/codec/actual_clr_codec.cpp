@@ -1,5 +1,6 @@
 #include "codec/actual_clr_codec.h"
 
+#include "base/or_failure.h"
 #include "formats/clr_record.h"
 
 #include <algorithm>
@@ -130,7 +131,7 @@ std::size_t ActualCLRCodec::readBatch(const PointArrays& arrays, std::size_t cap
     Point point;
     while (count < capacity) {
         if (!takeFromStretch(point)) {
-            if (!nextStretch()) break;
+            if (!orFailure([this] { return nextStretch(); })) break;
             continue;
         }
         out.put(count, point.x, point.y, point.z, point.intensity);

@@ -27,7 +27,7 @@ public:
     bool Rewind() override;
     CLPoint* NextRecord(unsigned& column, unsigned& row) override;
 
-    bool startPass() override { return Rewind(); }
+    bool startPass() override { return ActualBriskoCodec::startPass(); }
     std::size_t readBatch(const PointArrays& arrays, std::size_t capacity) override;
 
 private:

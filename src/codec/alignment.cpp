@@ -1,5 +1,6 @@
 #include <brisko_codec/alignment.h>
 
+#include "base/or_failure.h"
 #include "codec/aligned_reader.h"
 #include "codec/alignment_file.h"
 
@@ -21,7 +22,8 @@ bool setFrame(BriskoCodec& codec, Frame frame) {
 
 bool readAlignmentFile(const char* path, double (&matrix)[16]) {
     AlignmentMatrix loaded;
-    if (!path || loadAlignment(path, loaded) != AlignmentSource::File) return false;
+    const auto load = [&] { return path && loadAlignment(path, loaded) == AlignmentSource::File; };
+    if (!orFailure(load)) return false;
     std::copy(loaded.rows().begin(), loaded.rows().end(), matrix);
     return true;
 }

@@ -1,5 +1,6 @@
 #include "codec/alignment_file.h"
 
+#include "base/mishaps.h"
 #include "pcplib/files/pt_cld_alg_file.h"
 
 #include <algorithm>
@@ -11,7 +12,9 @@ namespace brisko {
 AlignmentSource loadAlignment(const std::string& path, AlignmentMatrix& matrix) {
     QelPcpLib::CPtCldAlgFile file;
     if (!file.Open(path, QelPcpLib::OpenMode::ReadText)) {
-        return errno == ENOENT ? AlignmentSource::None : AlignmentSource::Unreadable;
+        if (errno == ENOENT) return AlignmentSource::None;
+        noteMishap();
+        return AlignmentSource::Unreadable;
     }
     QelPcpLib::AlgHeader header;
     if (!file.ReadHeader(header)) return AlignmentSource::Unreadable;

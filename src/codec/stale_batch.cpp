@@ -1,6 +1,8 @@
 #include "codec/stale_batch.h"
 
 #include "base/file.h"
+#include "base/mishaps.h"
+#include "base/system_calls.h"
 
 #include <algorithm>
 
@@ -19,9 +21,12 @@ std::uint64_t PassLimits::wholeItemsLeft(std::uint64_t wanted, std::uint64_t ite
 
 std::size_t PassLimits::read(void* out, std::size_t size) {
     if (atEnd()) return 0;
-    const std::size_t got = std::fread(out, 1, size, m_file);
+    const std::size_t got = system_calls::fread(out, 1, size, m_file);
     m_position += got;
-    if (got < size) finish();
+    if (got < size) {
+        if (std::ferror(m_file) != 0) noteMishap();
+        finish();
+    }
     return got;
 }
 

@@ -4,6 +4,7 @@
 #include <brisko_codec/writers.h>
 
 #include "base/file.h"
+#include "base/mishaps.h"
 #include "codec/actual_clr_codec.h"
 #include "codec/point_buffers.h"
 #include "convert/conversion_progress.h"
@@ -102,6 +103,7 @@ bool transfer(RawScan& scan, Output& output, ConversionSteps& steps) {
 template <class Output>
 bool convert(const std::string& input, const std::string& output, vexo::ProgressTracker* tracker,
              const std::string& label, bool indexed) {
+    const MishapWatch mishaps;
     RawScan scan;
     if (!isCLRName(input) || !isCL3Name(output) || !scan.open(input)) return false;
     const OutputBounds bounds{scan.grid.columns, scan.grid.rows, mostPoints(scan, input), indexed};
@@ -110,9 +112,9 @@ bool convert(const std::string& input, const std::string& output, vexo::Progress
     Output out;
     if (!staged.isReady() || !out.open(staged.path(), scan)) return false;
     ConversionSteps steps(tracker, label, scan.grid.cells());
-    if (!transfer(scan, out, steps) || !out.close()) return false;
+    if (!transfer(scan, out, steps) || !out.close() || !mishaps.sawNone()) return false;
     steps.advanceTo(scan.grid.cells());
-    return staged.commit([&] { steps.poll(); });
+    return staged.commit([&] { steps.poll(); }) && mishaps.sawNone();
 }
 
 }  // namespace

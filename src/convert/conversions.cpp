@@ -3,6 +3,7 @@
 #include <brisko_codec/file_header.h>
 
 #include "base/file.h"
+#include "base/mishaps.h"
 #include "convert/clr_decision.h"
 #include "convert/clr_to_cl3.h"
 #include "convert/drivers.h"
@@ -18,9 +19,10 @@ namespace {
 /// where there is no series it stays as it is.
 bool mergeSeries(const std::string& base, std::string& path, ProgressTracker* tracker) {
     if (!brisko::isSeriesStart(base)) return true;
+    const brisko::MishapWatch mishaps;
     for (unsigned n = 1;; ++n) {
         const std::string next = brisko::seriesMember(base, n);
-        if (!brisko::fileExists(next)) return true;
+        if (!brisko::fileExists(next)) return mishaps.sawNone();
         const std::string merged = brisko::seriesMerge(base, n);
         if (!brisko::runMerge(path, next, merged, tracker)) return false;
         path = merged;

@@ -4,6 +4,7 @@
 
 #include "base/companion_path.h"
 #include "base/file.h"
+#include "base/mishaps.h"
 #include "codec/cl3_completeness.h"
 #include "convert/conversion_progress.h"
 #include "convert/output_bounds.h"
@@ -24,11 +25,12 @@ namespace {
 template <class Driver>
 bool runStaged(const std::string& input, const std::string& output, vexo::ProgressTracker* tracker,
                const std::string& label, const OutputBounds& bounds, const Driver& driver) {
+    const MishapWatch mishaps;
     StagedScan staged(output, input);
     if (!staged.isReady() || !mayBeWritten(bounds, input, output)) return false;
     DriverProgress progress(tracker, label);
     return driver(staged.path(), &progress) == QelPcpLib::indexing_result::kDone &&
-           staged.commit([&] { progress.Poll(); });
+           mishaps.sawNone() && staged.commit([&] { progress.Poll(); }) && mishaps.sawNone();
 }
 
 std::uint64_t recordsOf(const std::string& path) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <exception>
+#include <new>
 #include <utility>
 
 namespace brisko {
@@ -16,6 +17,8 @@ template <class Call>
 decltype(auto) callHost(Call&& call) {
     try {
         return std::forward<Call>(call)();
+    } catch (const std::bad_alloc&) {
+        throw;  // as anywhere else
     } catch (...) {
         throw HostInterrupt{std::current_exception()};
     }

@@ -45,7 +45,7 @@ bool CLFileHeader::Read(const char* path) {
     const brisko::FilePtr file = brisko::openFile(path, "rb");
     if (!file) return false;
     Read(file.get());
-    return true;
+    return std::ferror(file.get()) == 0;
 }
 
 void CLFileHeader::Read(std::FILE* stream) {

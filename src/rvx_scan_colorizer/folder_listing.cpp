@@ -1,5 +1,6 @@
 #include "rvx_scan_colorizer/folder_listing.h"
 
+#include "base/file.h"
 #include "base/utf8.h"
 
 #include <algorithm>
@@ -22,13 +23,8 @@ std::string upperCase(std::string text) {
 
 std::vector<std::string> listFiles(const std::string& folder) {
     std::vector<std::pair<std::string, std::string>> keyed;
-    std::error_code error;
-    std::filesystem::directory_iterator entry(folder, error);
-    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-        std::error_code unknown;
-        std::string name = entry->path().filename().string();
-        if (!entry->is_regular_file(unknown) || !isUtf8(name)) continue;
-        keyed.emplace_back(upperCase(name), name);
+    for (std::string& name : filesIn(folder)) {
+        if (isUtf8(name)) keyed.emplace_back(upperCase(name), std::move(name));
     }
     std::sort(keyed.begin(), keyed.end());
     std::vector<std::string> names;

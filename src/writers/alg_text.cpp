@@ -1,5 +1,6 @@
 #include "writers/alg_text.h"
 
+#include "base/or_failure.h"
 #include "base/staged_file.h"
 #include "base/text.h"
 
@@ -38,7 +39,7 @@ std::string algText(const double (&matrix)[16], const AlignmentBox& box) {
 }
 
 bool writeAlignmentFile(const char* path, const double (&matrix)[16], const AlignmentBox& box) {
-    return replaceFile(path, algText(matrix, box));
+    return orFailure([&] { return replaceFile(path, algText(matrix, box)); });
 }
 
 }  // namespace brisko

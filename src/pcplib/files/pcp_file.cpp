@@ -1,5 +1,6 @@
 #include "pcplib/files/pcp_file.h"
 
+#include "base/system_calls.h"
 #include "pcplib/files/messages.h"
 #include "pcplib/files/trace.h"
 
@@ -70,7 +71,7 @@ std::uint64_t PcpFile::GetPosition() const {
 bool PcpFile::Write(const void* data, std::uint32_t length) {
     if (!m_stream || length == 0) return m_stream != nullptr;
     if (!m_mapping) {
-        if (std::fwrite(data, 1, length, m_stream.get()) == length) return true;
+        if (brisko::system_calls::fwrite(data, 1, length, m_stream.get()) == length) return true;
         SetFailed();
         return false;
     }
@@ -137,11 +138,12 @@ bool PcpFile::WriteFileHeader(const void* buffer, int channel) {
 
 std::size_t PcpFile::readStream(std::uint64_t position, void* out, std::size_t size) {
     if (!Seek(position)) return 0;
-    return std::fread(out, 1, size, m_stream.get());
+    return brisko::system_calls::fread(out, 1, size, m_stream.get());
 }
 
 bool PcpFile::writeStream(std::uint64_t position, const void* data, std::size_t size) {
-    if (Seek(position) && std::fwrite(data, 1, size, m_stream.get()) == size) return true;
+    if (Seek(position) && brisko::system_calls::fwrite(data, 1, size, m_stream.get()) == size)
+        return true;
     SetFailed();
     return false;
 }

@@ -84,6 +84,7 @@ bool copyBlocks(const Part& part, BlockSink& sink) {
 
 bool merge(const std::string& firstPath, const std::string& secondPath,
            const std::string& outputPath, CProgressCallback* callback) {
+    StagedCopy result;
     Part first, second;
     if (!first.open(firstPath) || !second.open(secondPath)) return false;
     if (!fitTogether(first, second)) return false;
@@ -92,7 +93,6 @@ bool merge(const std::string& firstPath, const std::string& secondPath,
     const std::uint64_t inputSize = first.size + second.size;
     if (!size || !brisko::isOutputReasonable(*size, inputSize, outputPath)) return false;
 
-    StagedCopy result;
     if (!result.create(outputPath, {firstPath, secondPath})) return false;
     ProcessProgress progress(callback, *size);
     writeHeader(first, *blocks, result.output());

@@ -47,6 +47,7 @@ std::uint16_t SortCLR(const std::string& path, CProgressCallback* callback) {
 }
 
 bool ConvertClrFile(const std::string& path, CProgressCallback* callback) {
+    StagedCopy result;
     const brisko::FilePtr file = brisko::openFile(path.c_str(), "rb");
     if (!file) return failToOpen();
     CLRFileHeader header;
@@ -56,7 +57,6 @@ bool ConvertClrFile(const std::string& path, CProgressCallback* callback) {
     brisko::InputWindow input(file.get(), kWindow, brisko::kPieceBuffer);
     const bool plain = brisko::hasPlainRecords(header, input.fileSize());
     if (!plain) TraceOut("Read CLR file: %s\n", path.c_str());
-    StagedCopy result;
     if (!result.create(path + ".Converted.clr", {path})) return failToOpen();
 
     ProcessProgress progress(callback, input.fileSize());

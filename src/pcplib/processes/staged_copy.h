@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/file.h"
+#include "base/mishaps.h"
 #include "base/output_file.h"
 #include "base/staged_file.h"
 #include "pcplib/processes/process_progress.h"
@@ -22,17 +23,19 @@ public:
         }
         return m_output.create(m_staged.path().c_str());
     }
-    /// Closes the file, brings it to the disk and puts it in its place.
+    /// Closes the file, brings it to the disk and puts it in its place. False also when anything
+    /// went wrong in this thread since the object was made that readers take for the end of data.
     bool publish(ProcessProgress& progress) {
         if (!m_output.close() || !m_staged.sync([&progress] { progress.poll(); })) return false;
         progress.finish();
-        return m_staged.publish();
+        return m_mishaps.sawNone() && m_staged.publish();
     }
 
     brisko::OutputFile& output() { return m_output; }
     const std::string& path() const { return m_staged.path(); }
 
 private:
+    brisko::MishapWatch m_mishaps;
     brisko::StagedFile m_staged;
     brisko::OutputFile m_output;  // closed before the staged file is removed
 };

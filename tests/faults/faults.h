@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+/// Makes the n-th call of the library to the system, or the n-th allocation, fail. Programs with
+/// these tests bring their own definition of the calls; calls of the test itself always work.
+namespace brisko::test {
+
+enum class Fault {
+    Allocation,   // std::bad_alloc
+    InputOutput,  // EIO
+    DiskFull,     // ENOSPC, for calls that write
+    TooBig,       // EFBIG, for calls that write
+    TooMany,      // EMFILE, for calls that open
+    NotAllowed,   // EACCES, for calls that open, rename or remove
+    Short,        // reads and writes move half of the bytes; no failure at all
+    Interrupted,  // EINTR, for reads and writes; to be tried again
+};
+
+/// While it lives, the n-th call that the fault speaks of fails; with `forever` all later ones too.
+/// Counts from 1.
+class Failing {
+public:
+    Failing(Fault fault, std::size_t nth, bool forever);
+    ~Failing();
+    Failing(const Failing&) = delete;
+    Failing& operator=(const Failing&) = delete;
+
+    /// Whether that call came.
+    bool happened() const;
+    /// Whether a file could not be removed for it.
+    bool keptAFile() const;
+};
+
+/// Calls of the system that the library made in this process.
+std::size_t systemCallCount();
+
+}  // namespace brisko::test

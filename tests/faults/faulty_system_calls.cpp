@@ -1,0 +1,234 @@
+// The system calls as the library knows them, with faults on request. This object is linked in front
+// of the archive, so its definitions are the ones that count.
+
+#include "base/system_calls.h"
+
+#include "faults/faults.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <new>
+
+namespace brisko::test {
+
+namespace {
+
+enum Kind : unsigned { kOpens = 1, kReads = 2, kWrites = 4, kNames = 8, kOther = 16 };
+
+struct State {
+    std::atomic<bool> armed = false;
+    std::atomic<std::size_t> left = 0, calls = 0;
+    std::atomic<bool> happened = false, keptAFile = false;
+    Fault fault = Fault::InputOutput;
+    bool forever = false;
+};
+State state;
+
+unsigned kindsOf(Fault fault) {
+    switch (fault) {
+        case Fault::DiskFull:
+        case Fault::TooBig:
+            return kWrites;
+        case Fault::TooMany:
+            return kOpens;
+        case Fault::NotAllowed:
+            return kOpens | kNames;
+        case Fault::Short:
+        case Fault::Interrupted:
+            return kReads | kWrites;
+        default:
+            return ~0U;
+    }
+}
+
+int errorOf(Fault fault) {
+    switch (fault) {
+        case Fault::DiskFull:
+            return ENOSPC;
+        case Fault::TooBig:
+            return EFBIG;
+        case Fault::TooMany:
+            return EMFILE;
+        case Fault::NotAllowed:
+            return EACCES;
+        case Fault::Interrupted:
+            return EINTR;
+        default:
+            return EIO;
+    }
+}
+
+bool isDue() {
+    if (!state.armed) return false;
+    std::size_t left = state.left;
+    while (left > 0 && !state.left.compare_exchange_weak(left, left - 1)) {
+    }
+    const bool due = left == 1 || (left == 0 && state.forever);
+    if (due) state.happened = true;
+    return due;
+}
+
+/// Whether a call is to fail, with errno set.
+bool fails(Kind kind) {
+    ++state.calls;
+    if (state.fault == Fault::Allocation || (kindsOf(state.fault) & kind) == 0 || !isDue()) {
+        return false;
+    }
+    errno = errorOf(state.fault);
+    return true;
+}
+
+/// How much a call moves; 0 when it fails.
+std::size_t moved(Kind kind, std::size_t size) {
+    if (!fails(kind)) return size;
+    return state.fault == Fault::Short ? (size + 1) / 2 : 0;
+}
+
+/// Streams go on by themselves after a short move and after an interruption.
+bool isForStreams() {
+    return state.fault != Fault::Short && state.fault != Fault::Interrupted;
+}
+
+bool failsInStream(Kind kind, std::FILE* file) {
+    if (!isForStreams() || !fails(kind)) return false;
+    file->_flags |= _IO_ERR_SEEN;  // what ferror asks for
+    return true;
+}
+
+}  // namespace
+
+Failing::Failing(Fault fault, std::size_t nth, bool forever) {
+    state.fault = fault;
+    state.forever = forever;
+    state.left = nth;
+    state.happened = state.keptAFile = false;
+    state.armed = true;
+}
+
+Failing::~Failing() {
+    state.armed = false;
+}
+
+bool Failing::happened() const {
+    return state.happened;
+}
+
+bool Failing::keptAFile() const {
+    return state.keptAFile;
+}
+
+std::size_t systemCallCount() {
+    return state.calls;
+}
+
+}  // namespace brisko::test
+
+namespace brisko::system_calls {
+
+using namespace brisko::test;
+
+int open(const char* path, int flags, mode_t mode) noexcept {
+    return fails(kOpens) ? -1 : ::open(path, flags, mode);
+}
+int close(int descriptor) noexcept {
+    // A close that fails has closed all the same.
+    const int closed = ::close(descriptor);
+    return fails(kOther) ? -1 : closed;
+}
+int fstat(int descriptor, struct stat* status) noexcept {
+    return fails(kOther) ? -1 : ::fstat(descriptor, status);
+}
+int stat(const char* path, struct stat* status) noexcept {
+    return fails(kOther) ? -1 : ::stat(path, status);
+}
+int statvfs(const char* path, struct statvfs* status) noexcept {
+    return fails(kOther) ? -1 : ::statvfs(path, status);
+}
+int access(const char* path, int mode) noexcept {
+    return fails(kNames) ? -1 : ::access(path, mode);
+}
+int setFlags(int descriptor, int flags) noexcept {
+    return fails(kOther) ? -1 : ::fcntl(descriptor, F_SETFL, flags);
+}
+int ftruncate(int descriptor, off_t length) noexcept {
+    return isForStreams() && fails(kWrites) ? -1 : ::ftruncate(descriptor, length);
+}
+ssize_t pread(int descriptor, void* out, std::size_t size, off_t offset) noexcept {
+    const std::size_t some = moved(kReads, size);
+    return some == 0 && size > 0 ? -1 : ::pread(descriptor, out, some, offset);
+}
+ssize_t pwrite(int descriptor, const void* bytes, std::size_t size, off_t offset) noexcept {
+    const std::size_t some = moved(kWrites, size);
+    return some == 0 && size > 0 ? -1 : ::pwrite(descriptor, bytes, some, offset);
+}
+int fsync(int) noexcept {
+    // Bytes stay in memory: only the answer counts here.
+    return isForStreams() && fails(kWrites) ? -1 : 0;
+}
+DIR* opendir(const char* path) noexcept {
+    return fails(kOpens) ? nullptr : ::opendir(path);
+}
+int rename(const char* from, const char* to) noexcept {
+    return fails(kNames) ? -1 : std::rename(from, to);
+}
+int unlink(const char* path) noexcept {
+    if (!fails(kNames)) return ::unlink(path);
+    state.keptAFile = true;
+    return -1;
+}
+std::FILE* fdopen(int descriptor, const char* mode) noexcept {
+    return fails(kOther) ? nullptr : ::fdopen(descriptor, mode);
+}
+int fclose(std::FILE* file) noexcept {
+    const int closed = std::fclose(file);
+    return isForStreams() && fails(kWrites) ? EOF : closed;
+}
+std::size_t fread(void* out, std::size_t size, std::size_t count, std::FILE* file) noexcept {
+    return failsInStream(kReads, file) ? 0 : std::fread(out, size, count, file);
+}
+std::size_t fwrite(const void* bytes, std::size_t size, std::size_t count,
+                   std::FILE* file) noexcept {
+    return failsInStream(kWrites, file) ? 0 : std::fwrite(bytes, size, count, file);
+}
+int fseeko(std::FILE* file, off_t offset, int origin) noexcept {
+    return fails(kOther) ? -1 : ::fseeko(file, offset, origin);
+}
+
+}  // namespace brisko::system_calls
+
+namespace {
+
+void* allocate(std::size_t size) {
+    using brisko::test::state;
+    const bool due = state.fault == brisko::test::Fault::Allocation && brisko::test::isDue();
+    return due ? nullptr : std::malloc(size > 0 ? size : 1);
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    void* const memory = allocate(size);
+    if (!memory) throw std::bad_alloc();
+    return memory;
+}
+void* operator new[](std::size_t size) {
+    return operator new(size);
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return allocate(size);
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
