@@ -41,8 +41,10 @@ private:
         if (m_size) put(m_file.get(), m_buffer.data(), m_size);
         m_size = 0;
     }
+    /// A last block without points gets one more empty header behind it, as writers of such files do.
     void patchBlockHeader() {
         flush();
+        if (m_blockPoints == 0) return putBlockHeader(0);
         const long end = std::ftell(m_file.get());
         std::fseek(m_file.get(), m_blockAt, SEEK_SET);
         putBlockHeader(m_blockPoints);
