@@ -18,6 +18,8 @@ struct Mode {
 
 const Mode kModes[] = {
     {"gen", generate},
+    {"gen-station", generateStation},
+    {"gen-ptx", generatePtx},
     {"cl3-inline", readCL3},
     {"cl3-virtual", readCL3Virtual},
     {"grid-inline", readIndexed},
@@ -38,6 +40,10 @@ const Mode kModes[] = {
     {"conv-grid", convertIndexed},
     {"sort-rise", [] { sortLines("rise.clr"); }},
     {"sort-clrc", [] { sortLines("rawc.clr"); }},
+    {"colour", colourPoints},
+    {"open-station", openStation},
+    {"ptx-print", printPtx},
+    {"ptx-parse", parsePtx},
 };
 
 struct NumberOption {
@@ -50,6 +56,7 @@ const NumberOption kNumbers[] = {
     {"--columns", [](std::uint32_t n) { options().columns = std::max(4U, n); }},
     {"--rows", [](std::uint32_t n) { options().rows = std::max(1U, n); }},
     {"--threads", [](std::uint32_t n) { options().threads = std::clamp(n, 1U, 64U); }},
+    {"--image-width", [](std::uint32_t n) { options().imageWidth = std::clamp(n, 64U, 8192U); }},
     {"--ahead", [](std::uint32_t n) { options().ahead = std::clamp(n, 1U, 256U); }},
 };
 
@@ -68,7 +75,7 @@ bool setOption(const std::string& name, const std::string& value) {
 int usage() {
     std::fputs(
         "usage: limits MODE --data DIR [--output DIR] [--runs N] [--columns N] [--rows N]\n"
-        "       [--threads N] [--ahead N] [--file NAME]\nmodes:",
+        "       [--threads N] [--ahead N] [--image-width N] [--file NAME]\nmodes:",
         stderr);
     for (const Mode& mode : kModes)
         std::fprintf(stderr, " %s", mode.name);

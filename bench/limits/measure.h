@@ -23,8 +23,9 @@ struct Options {
     int runs = 7;        // after one to warm up; 0: a single cold one
     std::uint32_t columns = 4000, rows = 2500;
     std::uint32_t threads = 1;
-    std::uint32_t ahead = 1;  // points projected before their pixels are blended
-    std::string onlyFile;     // of the files that gen makes; empty: all
+    std::uint32_t ahead = 1;          // points projected before their pixels are blended
+    std::uint32_t imageWidth = 2560;  // pixels; photos are 4 : 3
+    std::string onlyFile;             // of the files that gen makes; empty: all
 };
 Options& options();
 

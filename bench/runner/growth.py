@@ -17,7 +17,8 @@ BYTES_A_POINT = 80  # input and output of one job
 def generate(setting, mode, *options):
     os.makedirs(setting.data, exist_ok=True)
     subprocess.run([os.path.join(setting.programs, "limits"), mode, "--data", setting.data,
-                    "--columns", str(setting.columns), "--rows", str(setting.rows), *options],
+                    "--columns", str(setting.columns), "--rows", str(setting.rows),
+                    "--image-width", str(setting.image_width), *options],
                    check=True, stdout=subprocess.DEVNULL)
 
 

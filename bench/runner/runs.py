@@ -21,6 +21,7 @@ class Setting:
     output: str
     columns: int
     rows: int
+    image_width: int  # of the station's photos
 
 
 @dataclass(frozen=True)
@@ -46,7 +47,8 @@ def _run_reference(setting, reference):
     log = os.path.join(setting.output, "reference.log")
     _finish([os.path.join(setting.programs, "limits"), reference.mode, "--data", setting.data,
              "--output", setting.output, "--runs", "0", "--columns", str(setting.columns),
-             "--rows", str(setting.rows), *reference.options], log)
+             "--rows", str(setting.rows),
+             "--image-width", str(setting.image_width), *reference.options], log)
     with open(log) as lines:
         values = dict(re.findall(r"(\S+)=(\S+)", lines.read()))
     return Run(float(values["cpu"]), float(values["wall"]), float(values["points"]),

@@ -26,4 +26,12 @@ double checkFile(const std::string& path, std::size_t headerSize) {
     return static_cast<double>(size) + static_cast<double>(sum % 1'000'000'007) * 1e-3;
 }
 
+double checkPtx(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    double lines = 0, empty = 0;
+    for (std::string line; std::getline(file, line); ++lines)
+        empty += line.starts_with("0 0 0 ");
+    return lines + empty * 1e-3;
+}
+
 }  // namespace brisko::bench

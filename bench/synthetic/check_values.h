@@ -33,4 +33,8 @@ struct PointSum {
 /// and dates are the writer's own business) to 64 MiB at most. 0 where there is no such file.
 double checkFile(const std::string& path, std::size_t headerSize);
 
+/// The lines of a PTX file, and how many of them are cells without a point. Its numbers may be spelled in
+/// several ways.
+double checkPtx(const std::string& path);
+
 }  // namespace brisko::bench
