@@ -10,7 +10,7 @@ from rows import GROWTH, GROWTH_TOLERANCE
 from runs import run_side
 
 SMALLEST = 1_000_000
-RUNS = 3
+LARGE = 100_000_000  # a few runs are enough
 BYTES_A_POINT = 80  # input and output of one job
 
 
@@ -35,19 +35,25 @@ def _sizes(folder, largest):
 
 
 def _measure_job(setting, job, file):
-    if file:
-        generate(setting, "gen", "--file", file)
-    # The first run fills caches.
-    runs = [run_side(setting, job) for _ in range(RUNS + 1)][1:]
+    """Nanoseconds a point and MiB. The scan is on the disk for this long and no longer."""
+    os.makedirs(setting.output, exist_ok=True)
+    try:
+        if file:
+            generate(setting, "gen", "--file", file)
+        # The first run fills caches.
+        count = 3 if setting.columns * setting.rows >= LARGE else 9
+        runs = [run_side(setting, job) for _ in range(count + 1)][1:]
+    finally:
+        shutil.rmtree(setting.data)
     nanoseconds = statistics.median(run.cpu / run.points for run in runs) * 1e9
     return nanoseconds, max(run.peak_mib for run in runs)
 
 
 def measure(setting, largest):
-    """Yields the lines of a table. Keeps one scan on disk at a time."""
+    """Yields the lines of a table."""
+    os.makedirs(setting.data, exist_ok=True)
     folder = os.path.join(setting.data, "growth")
-    os.makedirs(os.path.join(folder, "out"), exist_ok=True)
-    sizes = list(_sizes(folder, largest))
+    sizes = list(_sizes(setting.data, largest))
     head = " | ".join(f"{size:.0e} points" for size in sizes)
     yield f"| job: ns a point, peak MiB above the loaded library | {head} | |"
     yield "| --- |" + " --- |" * (len(sizes) + 1)
@@ -63,4 +69,3 @@ def measure(setting, largest):
         slowest, quickest = max(ns for ns, _ in found), min(ns for ns, _ in found)
         within = slowest <= quickest * (1 + GROWTH_TOLERANCE)
         yield f"| {job.name} | {cells} | {'within' if within else 'NOT within'} 15 % |"
-    shutil.rmtree(folder)

@@ -7,17 +7,6 @@ import re
 import subprocess
 
 BEGIN, END = "<!-- {0}: written by scripts/bench -->", "<!-- {0}: end -->"
-SKELETON = """# Performance
-
-Every figure is a ratio: CPU time of the library by CPU time of a loop written by hand for the same job
-over the same bytes (`bench/limits`), run in turn on one machine. Absolute times tell about the machine.
-
-{results}
-
-{growth}
-
-## What was learnt
-"""
 
 
 def _limit(result, value):
@@ -86,12 +75,8 @@ def machine_lines(columns, rows, pairs):
 def write_section(path, name, lines):
     """Puts the lines between the marks of a section; what stands around them is written by hand."""
     begin, end = BEGIN.format(name), END.format(name)
-    if os.path.exists(path):
-        with open(path) as text:
-            document = text.read()
-    else:
-        document = SKELETON.format(**{
-            each: f"{BEGIN.format(each)}\n{END.format(each)}" for each in ("results", "growth")})
+    with open(path) as text:
+        document = text.read()
     before, found, rest = document.partition(begin)
     _, found_end, after = rest.partition(end)
     if not found or not found_end:
