@@ -19,7 +19,6 @@ bool convert(const std::string& input, const std::string& output) {
 }
 
 void importPtx(benchmark::State& state) {
-    constexpr std::size_t kCL3Header = 115, kIJHeader = 48;
     const std::string scan = outputPath("library.cl3"), index = outputPath("library.ij");
     const std::string alignment = outputPath("library.alg");
     removeFiles({scan, index, alignment});

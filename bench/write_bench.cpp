@@ -8,8 +8,6 @@ namespace brisko::bench {
 
 namespace {
 
-constexpr std::size_t kCL3Header = 115, kCLRHeader = 120, kIJHeader = 48;
-
 CL3FileHeader header() {
     CL3FileHeader header;
     header.SetStopAzimuthAngle(360.0F);

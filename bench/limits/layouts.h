@@ -1,6 +1,7 @@
 #pragma once
 
 #include "limits/measure.h"
+#include "synthetic/check_values.h"
 #include "synthetic/room.h"
 
 #include <cstdint>
@@ -15,7 +16,7 @@ namespace brisko::limits {
 using bench::kRecord;
 using bench::Point;
 
-inline constexpr std::size_t kCL3Header = 115, kCLRHeader = 120, kIJHeader = 48;
+using bench::kCL3Header, bench::kCLRHeader, bench::kIJHeader;
 inline constexpr std::size_t kBlockHeader = 5;  // point count and flag
 inline constexpr std::uint32_t kCL3Block = 1'000'000;
 inline constexpr std::uint32_t kTile = 256;  // cells along the edge of a tile

@@ -98,6 +98,9 @@ class Pair:
 
 def _require_agreement(row, pair):
     mine, theirs = pair.job.check, pair.references[-1].check
+    of_library = all(not isinstance(side, Reference) for side in row.references)
+    if of_library and pair.job.points != pair.references[-1].points:
+        raise BenchFailure(f"{row.name}: two runs of the library count points differently")
     # Matrices come from text files, so sums of coordinates may differ in their last digits.
     if row.same_check and abs(mine - theirs) > 1e-9 * abs(theirs):
         raise BenchFailure(f"{row.name}: the library found {mine:.12g}, "

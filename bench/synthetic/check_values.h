@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -28,6 +29,9 @@ struct PointSum {
                static_cast<double>(cells) * 1e-3 + static_cast<double>(points);
     }
 };
+
+/// Bytes of the headers of scans and of their index.
+inline constexpr std::size_t kCL3Header = 115, kCLRHeader = 120, kIJHeader = 48;
 
 /// The size of a file and its bytes, each weighed by its place, from behind the header (whose angles
 /// and dates are the writer's own business) to 64 MiB at most. 0 where there is no such file.
