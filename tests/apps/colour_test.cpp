@@ -347,7 +347,7 @@ TEST(Colour, InfoAndCheckTellWhatLiesBesideAScan) {
     writeFile(station.inScan("behind.jpg"), "no photo");
     scan = check(3);
     ASSERT_EQ(scan["findings"].size(), 2u) << scan;
-    for (int i = 0; i < 2; ++i) {
+    for (std::size_t i = 0; i < 2; ++i) {
         EXPECT_EQ(scan["findings"][i]["kind"], "photo");
         EXPECT_EQ(scan["findings"][i]["file"], scan["photos"]["list"][i]["path"]);
     }
