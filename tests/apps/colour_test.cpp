@@ -197,7 +197,7 @@ TEST(Colour, StoresColoursOfScansThatHadNoPlaceForThem) {
     const ToolRun result =
         run({"colour", "--verbose", station.inScan("bare.cl3"), station.out("c.cl3")});
     ASSERT_EQ(result.code, 0) << result.err;
-    EXPECT_TRUE(contains(result.out, "2 photos, 2 used, station kind 1")) << result.out;
+    EXPECT_TRUE(contains(result.out, ": photos: 2 found, 2 used, station kind 1")) << result.out;
     EXPECT_TRUE(contains(result.out, "ahead.jpg: used, 300 x 400 pixels")) << result.out;
     EXPECT_TRUE(contains(result.out, "c.cl3: 2 points, ")) << result.out;
     EXPECT_TRUE(contains(result.out, "100.0 % coloured\n")) << result.out;
@@ -335,7 +335,7 @@ TEST(Colour, InfoAndCheckTellWhatLiesBesideAScan) {
     EXPECT_TRUE(info()["culprit"].is_null());
     EXPECT_TRUE(
         contains(run({"info", station.scan()}).out,
-                 "  photos     3 photos, 2 used, station kind 1 (stored turned)\n"
+                 "  photos     3 found, 2 used, station kind 1 (stored turned)\n"
                  "             1 photo not used, without an angle file (.ang): lonely.jpg\n"));
     // Photos that are left aside are no damage.
     Json scan = check(0);

@@ -63,7 +63,7 @@ double share(const ConvertResult& result) {
 
 void printText(const Line& line, const ScanPhotos& photos, const ConvertResult& result) {
     const ConvertOptions& options = line.options;
-    std::cout << options.input << ": " << photosText(photos) << "\n";
+    std::cout << options.input << ": photos: " << photosText(photos) << "\n";
     for (const std::string& ignored : ignoredTexts(photos))
         std::cout << options.input << ": " << ignored << "\n";
     if (line.verbose) {

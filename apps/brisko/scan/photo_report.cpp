@@ -15,6 +15,10 @@ using Json = nlohmann::ordered_json;
 
 constexpr int kCameraEach = 2;  // the kind of station whose photos have cameras of their own
 
+// Kinds of trouble.
+constexpr const char* kPhoto = "photo";
+constexpr const char* kCalibration = "calibration";
+
 /// What becomes of a photo: the word for programs, the words for people.
 struct UseText {
     PhotoUse use;
@@ -86,11 +90,11 @@ std::string namesOf(const ScanPhotos& photos, PhotoUse use) {
 
 PhotoTrouble calibrationTrouble(const ScanPhoto& photo) {
     if (photo.culprit.empty()) {
-        return {"calibration", photo.path, "the calibration of its camera makes no sense"};
+        return {kCalibration, photo.path, "the calibration of its camera makes no sense"};
     }
     std::error_code ignored;
     const bool isThere = std::filesystem::exists(photo.culprit, ignored);
-    return {"calibration", photo.culprit,
+    return {kCalibration, photo.culprit,
             (isThere ? "cannot be read; it describes the camera of "
                      : "is missing; it describes the camera of ") +
                 nameOf(photo)};
@@ -99,15 +103,15 @@ PhotoTrouble calibrationTrouble(const ScanPhoto& photo) {
 std::optional<PhotoTrouble> troubleOf(const ScanPhoto& photo) {
     if (photo.use == PhotoUse::BrokenCalibration) return calibrationTrouble(photo);
     if (photo.use == PhotoUse::BrokenPhoto) {
-        return PhotoTrouble{"photo", photo.path, "cannot be read as JPEG"};
+        return PhotoTrouble{kPhoto, photo.path, "cannot be read as JPEG"};
     }
     if (photo.pixels == PhotoPixels::Mended) {
-        return PhotoTrouble{"photo", photo.path,
+        return PhotoTrouble{kPhoto, photo.path,
                             "damaged behind its header; what is lost of it gives wrong colours",
                             false};
     }
     if (photo.pixels == PhotoPixels::Unreadable) {
-        return PhotoTrouble{"photo", photo.path, "damaged behind its header; cannot be decoded"};
+        return PhotoTrouble{kPhoto, photo.path, "damaged behind its header; cannot be decoded"};
     }
     return std::nullopt;
 }
@@ -128,7 +132,7 @@ Json photoJson(const ScanPhoto& photo) {
 }  // namespace
 
 std::string photosText(const ScanPhotos& photos) {
-    return countOf(photos.photos.size(), "photo") + ", " +
+    return std::to_string(photos.photos.size()) + " found, " +
            std::to_string(photos.count(PhotoUse::Used)) + " used, station kind " +
            std::to_string(photos.stationKind) + " (" + stationText(photos.stationKind) + ")";
 }
@@ -183,7 +187,7 @@ std::vector<PhotoTrouble> troublesOf(const ScanPhotos& photos) {
     const bool isOfNoPhoto = photos.photos.empty() && !photos.culprit.empty();
     if (isOfNoPhoto) {
         troubles.push_back(
-            {"calibration", photos.culprit, "cannot be read; it describes how photos were taken"});
+            {kCalibration, photos.culprit, "cannot be read; it describes how photos were taken"});
     }
     return troubles;
 }
@@ -195,9 +199,11 @@ std::string troubleText(const PhotoTrouble& trouble) {
 void requireUsable(const ScanPhotos& photos) {
     for (const PhotoTrouble& trouble : troublesOf(photos)) {
         if (!trouble.isFatal) continue;
+        const bool isPhoto = trouble.kind == kPhoto;
         throw Failure(ExitCode::Damaged,
-                      troubleText(trouble) +
-                          "; mend it, or move away the photos that need it to do without them");
+                      troubleText(trouble) + (isPhoto ? "; move it away to colour without it"
+                                                      : "; mend it, or move the photos away that "
+                                                        "need it"));
     }
 }
 

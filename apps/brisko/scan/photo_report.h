@@ -8,7 +8,7 @@
 
 namespace brisko::tool {
 
-/// "14 photos, 12 used, station kind 1 (stored turned)".
+/// "14 found, 12 used, station kind 1 (stored turned)".
 std::string photosText(const ScanPhotos& photos);
 
 /// Photos that are left aside for want of angles or a camera, a line a reason: "2 photos not used,
@@ -23,7 +23,7 @@ nlohmann::ordered_json photosJson(const ScanPhotos& photos);
 
 /// A file of a station that is at fault.
 struct PhotoTrouble {
-    const char* kind;  // "photo" or "calibration"
+    std::string kind;  // "photo" or "calibration"
     std::string file;
     std::string text;
     bool isFatal = true;  // whether it keeps a scan from being coloured at all, or may do so
