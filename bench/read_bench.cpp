@@ -1,234 +1,191 @@
-// Reading: each interface of the library beside a bare loop that freads the same bytes in large
-// batches, decodes them field by field and applies the same matrix.
+// Reading whole scans: point by point, cell by cell and many at a time; finding bounds.
 
-#include "bench_scan.h"
-
-#include <benchmark/benchmark.h>
+#include "job.h"
+#include "synthetic/check_values.h"
 
 #include <algorithm>
-#include <cstring>
 #include <vector>
 
 namespace brisko::bench {
 
 namespace {
 
-/// What a host does with a point, so that no loop can be left out.
-struct Sum {
-    double position = 0;
-    double intensity = 0;
-    std::uint64_t colour = 0;
-    std::uint64_t cells = 0;
-    std::int64_t points = 0;
-
-    void add(double x, double y, double z, float i, std::uint8_t r, std::uint8_t g,
-             std::uint8_t b) {
-        position += x + y + z;
-        intensity += static_cast<double>(i);
-        colour += static_cast<std::uint64_t>(r) + g + b;
-        ++points;
-    }
-};
-
-void report(benchmark::State& state, const Sum& sum) {
-    benchmark::DoNotOptimize(sum);
-    state.SetItemsProcessed(state.iterations() * sum.points);
+void report(benchmark::State& state, const JobMemory& memory, const PointSum& sum) {
+    if (sum.points == 0) state.SkipWithError("the scan cannot be read");
+    report(state, memory, static_cast<double>(sum.points), sum.value());
 }
 
-struct Matrix {
-    double m[16];
-
-    void apply(double& x, double& y, double& z) const {
-        const double w = m[12] * x + m[13] * y + m[14] * z + m[15];
-        const double ax = (m[0] * x + m[1] * y + m[2] * z + m[3]) / w;
-        const double ay = (m[4] * x + m[5] * y + m[6] * z + m[7]) / w;
-        const double az = (m[8] * x + m[9] * y + m[10] * z + m[11]) / w;
-        x = ax, y = ay, z = az;
-    }
-};
-
-Matrix alignmentOf(const std::string& scan) {
-    Matrix matrix{};
-    readAlignmentFile((scan.substr(0, scan.rfind('.')) + ".alg").c_str(), matrix.m);
-    return matrix;
-}
-
-using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
-File openForReading(const std::string& path) {
-    return {std::fopen(path.c_str(), "rb"), std::fclose};
-}
-
-void bareCL3Loop(benchmark::State& state) {
-    const std::string path = benchScans().plain;
-    const Matrix matrix = alignmentOf(path);
-    constexpr std::uint32_t kBatch = 65536;
-    Sum sum;
+void readPoints(benchmark::State& state, const std::string& name) {
+    const std::string path = inputPath(name);
+    const JobMemory memory;
+    PointSum sum;
     for (auto _ : state) {
-        sum = {};
-        const File file = openForReading(path);
-        std::vector<std::uint8_t> bytes(kBatch * 31);
-        std::uint8_t head[115];
-        std::size_t got = std::fread(head, 1, sizeof head, file.get());
-        std::uint32_t blocks = 0;
-        std::memcpy(&blocks, head + 110, 4);
-        for (; blocks > 0 && got > 0; --blocks) {
-            std::uint32_t left = 0;
-            got = std::fread(head, 1, 5, file.get());
-            std::memcpy(&left, head, 4);
-            while (left > 0) {
-                const std::uint32_t count = std::min(left, kBatch);
-                got = std::fread(bytes.data(), 31, count, file.get());
-                const std::uint8_t* in = bytes.data();
-                for (std::uint32_t i = 0; i < count; ++i, in += 31) {
-                    double x, y, z;
-                    float intensity;
-                    std::memcpy(&x, in, 8);
-                    std::memcpy(&y, in + 8, 8);
-                    std::memcpy(&z, in + 16, 8);
-                    std::memcpy(&intensity, in + 24, 4);
-                    if (!(intensity > 0) && x == 0 && y == 0 && z == 0) continue;
-                    matrix.apply(x, y, z);
-                    sum.add(x, y, z, intensity, in[28], in[29], in[30]);
-                }
-                left -= count;
-            }
-        }
-    }
-    report(state, sum);
-}
-BENCHMARK(bareCL3Loop);
-
-void bareCLRLoop(benchmark::State& state) {
-    const std::string path = benchScans().raw;
-    constexpr std::size_t kBatch = 5000;
-    Sum sum;
-    for (auto _ : state) {
-        sum = {};
-        const File file = openForReading(path);
-        std::vector<std::int32_t> values(kBatch * 5);
-        std::uint8_t head[121];
-        std::size_t got = std::fread(head, 1, sizeof head, file.get());
-        while ((got = std::fread(values.data(), 20, kBatch, file.get())) > 0) {
-            for (std::size_t i = 0; i < got; ++i) {
-                const std::int32_t* const v = values.data() + 5 * i;
-                if (v[4] <= 0) continue;
-                sum.add(v[0] / 10000.0, v[1] / 10000.0, v[2] / 10000.0, static_cast<float>(v[4]), 0,
-                        0, 0);
-            }
-        }
-    }
-    report(state, sum);
-}
-BENCHMARK(bareCLRLoop);
-
-template <class Codec>
-void readPoints(benchmark::State& state, const std::string& path) {
-    Sum sum;
-    for (auto _ : state) {
-        sum = {};
-        const std::unique_ptr<Codec, Destroyer> codec(Codec::Create());
+        const CodecPtr<BriskoCodec> codec(CL3Codec::Create());
         codec->Open(path.c_str());
         double x, y, z;
         float i;
         std::uint8_t r, g, b, a;
-        bool more = codec->ReadFirstPoint(x, y, z, i, r, g, b, a);
-        while (more) {
+        for (bool more = codec->ReadFirstPoint(x, y, z, i, r, g, b, a); more;
+             more = codec->ReadNextPoint(x, y, z, i, r, g, b, a)) {
             sum.add(x, y, z, i, r, g, b);
-            more = codec->ReadNextPoint(x, y, z, i, r, g, b, a);
         }
     }
-    report(state, sum);
+    report(state, memory, sum);
 }
 
 template <class Codec>
-void readGridPoints(benchmark::State& state, const std::string& path) {
-    Sum sum;
+void readGridPoints(benchmark::State& state, const std::string& name) {
+    const std::string path = inputPath(name);
+    const JobMemory memory;
+    PointSum sum;
     for (auto _ : state) {
-        sum = {};
-        const std::unique_ptr<Codec, Destroyer> codec(Codec::Create());
+        const CodecPtr<BriskoGridCodec> codec(Codec::Create());
         codec->Open(path.c_str());
         double x, y, z;
         float i;
         std::uint8_t r, g, b, a;
         unsigned column, row;
-        bool more = codec->ReadFirstGridPoint(x, y, z, i, r, g, b, a, column, row);
-        while (more) {
+        for (bool more = codec->ReadFirstGridPoint(x, y, z, i, r, g, b, a, column, row); more;
+             more = codec->ReadNextGridPoint(x, y, z, i, r, g, b, a, column, row)) {
             sum.add(x, y, z, i, r, g, b);
-            sum.cells += column + row;
-            more = codec->ReadNextGridPoint(x, y, z, i, r, g, b, a, column, row);
+            sum.addCell(column, row);
         }
     }
-    report(state, sum);
+    report(state, memory, sum);
 }
+
+/// Arrays for a batch. Its points stay in the processor's caches.
+class Batch {
+public:
+    static constexpr std::size_t kCapacity = 4096;
+
+    explicit Batch(bool withCells) {
+        m_arrays.positions = m_positions.data();
+        m_arrays.intensities = m_intensities.data();
+        m_arrays.colours = m_colours.data();
+        if (!withCells) return;
+        m_arrays.columns = m_columns.data();
+        m_arrays.rows = m_rows.data();
+    }
+
+    const PointArrays& arrays() const { return m_arrays; }
+
+    void addTo(PointSum& sum, std::size_t count) const {
+        for (std::size_t k = 0; k < count; ++k) {
+            const double* const p = &m_positions[3 * k];
+            const std::uint8_t* const c = &m_colours[3 * k];
+            sum.add(p[0], p[1], p[2], m_intensities[k], c[0], c[1], c[2]);
+            if (m_arrays.columns) sum.addCell(m_columns[k], m_rows[k]);
+        }
+    }
+
+private:
+    std::vector<double> m_positions = std::vector<double>(3 * kCapacity);
+    std::vector<float> m_intensities = std::vector<float>(kCapacity);
+    std::vector<std::uint8_t> m_colours = std::vector<std::uint8_t>(3 * kCapacity);
+    std::vector<std::uint32_t> m_columns = std::vector<std::uint32_t>(kCapacity);
+    std::vector<std::uint32_t> m_rows = std::vector<std::uint32_t>(kCapacity);
+    PointArrays m_arrays;
+};
 
 template <class Codec>
-void readBatches(benchmark::State& state, const std::string& path) {
-    constexpr std::size_t kCapacity = 4096;
-    std::vector<double> positions(3 * kCapacity);
-    std::vector<float> intensities(kCapacity);
-    std::vector<std::uint8_t> colours(3 * kCapacity);
-    std::vector<std::uint32_t> columns(kCapacity), rows(kCapacity);
-    const PointArrays arrays{positions.data(), intensities.data(), colours.data(), columns.data(),
-                             rows.data()};
-    Sum sum;
+void readBatches(benchmark::State& state, const std::string& name, bool withCells) {
+    const std::string path = inputPath(name);
+    const JobMemory memory;
+    PointSum sum;
     for (auto _ : state) {
-        sum = {};
-        const std::unique_ptr<Codec, Destroyer> codec(Codec::Create());
+        const CodecPtr<BriskoCodec> codec(Codec::Create());
         codec->Open(path.c_str());
         PointBatchReader reader(*codec);
-        std::size_t count = reader.readFirst(arrays, kCapacity);
-        while (count > 0) {
-            for (std::size_t k = 0; k < count; ++k) {
-                sum.add(positions[3 * k], positions[3 * k + 1], positions[3 * k + 2],
-                        intensities[k], colours[3 * k], colours[3 * k + 1], colours[3 * k + 2]);
-                sum.cells += columns[k] + rows[k];
-            }
-            count = reader.readNext(arrays, kCapacity);
+        const Batch batch(withCells);
+        for (std::size_t count = reader.readFirst(batch.arrays(), Batch::kCapacity); count > 0;
+             count = reader.readNext(batch.arrays(), Batch::kCapacity)) {
+            batch.addTo(sum, count);
         }
     }
-    report(state, sum);
+    report(state, memory, sum);
 }
 
-void cl3ReadNextPoint(benchmark::State& s) {
-    readPoints<CL3Codec>(s, benchScans().plain);
-}
-void cl3Batch(benchmark::State& s) {
-    readBatches<CL3Codec>(s, benchScans().plain);
-}
-void cl3ReadNextGridPoint(benchmark::State& s) {
-    readGridPoints<CL3GridCodec>(s, benchScans().indexed);
-}
-void cl3GridBatch(benchmark::State& s) {
-    readBatches<CL3GridCodec>(s, benchScans().indexed);
-}
-void clrReadNextGridPoint(benchmark::State& s) {
-    readGridPoints<CLRGridCodec>(s, benchScans().raw);
-}
-void clrBatch(benchmark::State& s) {
-    readBatches<CLRGridCodec>(s, benchScans().raw);
-}
-BENCHMARK(cl3ReadNextPoint);
-BENCHMARK(cl3Batch);
-BENCHMARK(cl3ReadNextGridPoint);
-BENCHMARK(cl3GridBatch);
-BENCHMARK(clrReadNextGridPoint);
-BENCHMARK(clrBatch);
+struct Bounds {
+    double min[3] = {1e300, 1e300, 1e300}, max[3] = {-1e300, -1e300, -1e300};
+    std::int64_t points = 0;
 
-void oneCell(benchmark::State& state) {
-    CL3CellReader reader;
-    reader.open(benchScans().indexed.c_str());
-    const BenchGrid grid = benchGrid();
-    CellPoint point;
-    std::uint64_t cell = 0;
-    for (auto _ : state) {
-        cell = (cell + 1'234'577) % grid.cells();
-        benchmark::DoNotOptimize(reader.readCell(static_cast<std::uint32_t>(cell / grid.rows),
-                                                 static_cast<std::uint32_t>(cell % grid.rows),
-                                                 point));
+    void add(double x, double y, double z) {
+        const double values[3] = {x, y, z};
+        for (int axis = 0; axis < 3; ++axis) {
+            min[axis] = std::min(min[axis], values[axis]);
+            max[axis] = std::max(max[axis], values[axis]);
+        }
+        ++points;
     }
+    double value() const {
+        return min[0] + 2 * min[1] + 3 * min[2] + 4 * max[0] + 5 * max[1] + 6 * max[2] +
+               static_cast<double>(points);
+    }
+};
+
+void report(benchmark::State& state, const JobMemory& memory, const Bounds& bounds) {
+    report(state, memory, static_cast<double>(bounds.points), bounds.value());
 }
-BENCHMARK(oneCell);
+
+/// What a host would write that knows nothing of GetBounds.
+void fullPass(benchmark::State& state) {
+    const std::string path = inputPath("scan.cl3");
+    const JobMemory memory;
+    Bounds bounds;
+    for (auto _ : state) {
+        const CodecPtr<BriskoCodec> codec(CL3Codec::Create());
+        codec->Open(path.c_str());
+        double x, y, z;
+        float i;
+        std::uint8_t r, g, b, a;
+        for (bool more = codec->ReadFirstPoint(x, y, z, i, r, g, b, a); more;
+             more = codec->ReadNextPoint(x, y, z, i, r, g, b, a)) {
+            bounds.add(x, y, z);
+        }
+    }
+    report(state, memory, bounds);
+}
+
+void getBounds(benchmark::State& state) {
+    const std::string path = inputPath("scan.cl3");
+    const JobMemory memory;
+    Bounds bounds;
+    for (auto _ : state) {
+        const CodecPtr<BriskoCodec> codec(CL3Codec::Create());
+        codec->Open(path.c_str());
+        codec->GetBounds(bounds.min[0], bounds.min[1], bounds.min[2], bounds.max[0], bounds.max[1],
+                         bounds.max[2], bounds.points);
+    }
+    report(state, memory, bounds);
+}
+
+void getPointCount(benchmark::State& state) {
+    const std::string path = inputPath("scan.cl3");
+    const JobMemory memory;
+    double points = 0;
+    for (auto _ : state) {
+        const CodecPtr<BriskoCodec> codec(CL3Codec::Create());
+        codec->Open(path.c_str());
+        points = static_cast<double>(codec->GetPointCount());
+    }
+    report(state, memory, points, points);
+}
 
 }  // namespace
+
+void addJobs() {
+    addJob("cl3-read", readPoints, "scan.cl3");
+    addJob("cl3-batch", readBatches<CL3Codec>, "scan.cl3", false);
+    addJob("grid-read", readGridPoints<CL3GridCodec>, "grid.cl3");
+    addJob("grid-batch", readBatches<CL3GridCodec>, "grid.cl3", true);
+    addJob("clr1-read", readGridPoints<CLRGridCodec>, "raw1.clr");
+    addJob("clr5-read", readGridPoints<CLRGridCodec>, "raw5.clr");
+    addJob("clrc-read", readGridPoints<CLRGridCodec>, "rawc.clr");
+    addJob("clr1-batch", readBatches<CLRGridCodec>, "raw1.clr", true);
+    addJob("full-pass", fullPass);
+    addJob("get-bounds", getBounds);
+    addJob("get-point-count", getPointCount);
+}
 
 }  // namespace brisko::bench

@@ -1,110 +1,78 @@
-// Writing: each writer beside a bare loop that packs the same records into blocks and fwrites them.
+// Writing whole scans. Points are made while the clock stands still.
 
-#include "bench_scan.h"
-
-#include <benchmark/benchmark.h>
-
-#include <cstring>
-#include <vector>
+#include "job.h"
+#include "synthetic/check_values.h"
+#include "synthetic/point_feed.h"
 
 namespace brisko::bench {
 
 namespace {
 
-/// The points of the grid, made beforehand, so that only writing is timed.
-const std::vector<BenchPoint>& points() {
-    static const std::vector<BenchPoint> made = [] {
-        std::vector<BenchPoint> all;
-        const BenchGrid grid = benchGrid();
-        all.reserve(grid.cells());
-        for (std::uint32_t column = 0; column < grid.columns; ++column) {
-            for (std::uint32_t row = 0; row < grid.rows; ++row)
-                all.push_back(benchPoint(column, row));
-        }
-        return all;
-    }();
-    return made;
+CL3FileHeader header() {
+    CL3FileHeader header;
+    header.SetStopAzimuthAngle(360.0F);
+    header.SetStopZenithAngle(150.0F);
+    header.SetDeltaAzimuthAngle(360.0F / static_cast<float>(gridColumns()));
+    header.SetDeltaZenithAngle(150.0F / static_cast<float>(gridRows()));
+    return header;
 }
 
-void report(benchmark::State& state) {
-    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(points().size()));
-}
-
-void bareRecordLoop(benchmark::State& state) {
-    const std::string path = benchOutput("bare.bin");
-    constexpr std::size_t kBlock = std::size_t{256} << 10;
-    points();
+/// Feeds the room to a writer through use(writer, point, column, row). Removes what was there and,
+/// behind the clock, what was written.
+template <class WriterClass, class Use>
+void write(benchmark::State& state, std::size_t headerSize, const Use& use) {
+    const std::string path = outputPath("library.out"), index = outputPath("library.ij");
+    const std::string alignment = outputPath("library.alg");
+    PointFeed feed(gridColumns(), gridRows());
+    removeFiles({path, index, alignment});
+    CL3FileHeader grid = header();
+    const std::uint32_t rows = gridRows();
+    const JobMemory memory;
     for (auto _ : state) {
-        std::FILE* const file = std::fopen(path.c_str(), "wb");
-        std::setvbuf(file, nullptr, _IONBF, 0);
-        std::vector<std::uint8_t> block(kBlock);
-        std::size_t used = 0;
-        for (const BenchPoint& p : points()) {
-            std::uint8_t* const out = block.data() + used;
-            std::memcpy(out, &p.x, 8);
-            std::memcpy(out + 8, &p.y, 8);
-            std::memcpy(out + 16, &p.z, 8);
-            std::memcpy(out + 24, &p.intensity, 4);
-            out[28] = p.red, out[29] = p.green, out[30] = p.blue;
-            used += 31;
-            if (used + 31 <= kBlock) continue;
-            std::fwrite(block.data(), 1, used, file);
-            used = 0;
-        }
-        std::fwrite(block.data(), 1, used, file);
-        std::fclose(file);
+        WriterClass writer;
+        writer.Open(path.c_str(), &grid);
+        state.PauseTiming();
+        feed.run([&] { state.ResumeTiming(); },
+                 [&](const Point* p, std::size_t count, std::uint32_t column, std::uint32_t row) {
+                     for (const Point* const end = p + count; p != end; ++p) {
+                         use(writer, *p, column, row);
+                         if (++row == rows) row = 0, ++column;
+                     }
+                 },
+                 [&] { state.PauseTiming(); });
+        state.ResumeTiming();
+        writer.Close();
+        if (writer.HasWriteError()) state.SkipWithError("the scan cannot be written");
     }
-    report(state);
-}
-BENCHMARK(bareRecordLoop);
-
-void cl3Writer(benchmark::State& state) {
-    const std::string path = benchOutput("out.cl3");
-    points();
-    for (auto _ : state) {
-        CL3WriterCodec writer;
-        CL3FileHeader header = benchHeader();
-        BaseWriterCodec& out = writer;
-        out.Open(path.c_str(), &header);
-        for (const BenchPoint& p : points())
-            out.WritePoint(p.x, p.y, p.z, p.intensity, p.red, p.green, p.blue, 255);
-        out.Close();
-    }
-    report(state);
-}
-BENCHMARK(cl3Writer);
-
-template <class Writer>
-void gridWriter(benchmark::State& state, const std::string& name) {
-    const std::string path = benchOutput(name);
-    const std::uint32_t rows = benchGrid().rows;
-    points();
-    for (auto _ : state) {
-        Writer writer;
-        CL3FileHeader header = benchHeader();
-        BaseWriterGridCodec& out = writer;
-        out.Open(path.c_str(), &header);
-        std::uint32_t column = 0, row = 0;
-        for (const BenchPoint& p : points()) {
-            out.WritePoint(p.x, p.y, p.z, p.intensity, p.red, p.green, p.blue, 255, column, row);
-            if (++row < rows) continue;
-            row = 0;
-            ++column;
-        }
-        out.Close();
-    }
-    report(state);
+    report(state, memory, static_cast<double>(feed.cells()),
+           checkFile(path, headerSize) + checkFile(index, kIJHeader));
+    removeFiles({path, index, alignment});
 }
 
-void cl3GridWriter(benchmark::State& s) {
-    gridWriter<CL3IJWriterGridCodec>(s, "grid_out.cl3");
+template <class WriterClass>
+void writeGrid(benchmark::State& state, std::size_t headerSize) {
+    // Through the base class, as a host that knows only that it has a writer.
+    write<WriterClass>(
+        state, headerSize,
+        [](BaseWriterGridCodec& writer, const Point& p, std::uint32_t column, std::uint32_t row) {
+            writer.WritePoint(p.x, p.y, p.z, p.intensity, p.red, p.green, p.blue, 255, column, row);
+        });
 }
-void clrGridWriter(benchmark::State& s) {
-    gridWriter<CLRWriterGridCodec>(s, "raw_out.clr");
+
+void writeCL3(benchmark::State& state) {
+    write<CL3WriterCodec>(
+        state, kCL3Header,
+        [](BaseWriterCodec& writer, const Point& p, std::uint32_t, std::uint32_t) {
+            writer.WritePoint(p.x, p.y, p.z, p.intensity, p.red, p.green, p.blue, 255);
+        });
 }
-BENCHMARK(cl3GridWriter);
-BENCHMARK(clrGridWriter);
 
 }  // namespace
+
+void addJobs() {
+    addJob("cl3-write", writeCL3);
+    addJob("grid-write", writeGrid<CL3IJWriterGridCodec>, kCL3Header);
+    addJob("clr-write", writeGrid<CLRWriterGridCodec>, kCLRHeader);
+}
 
 }  // namespace brisko::bench

@@ -91,10 +91,10 @@ int runTool(int argc, const char* const* argv) {
                   "brisko");
     CommonOptions common;
     addCommonOptions(tool, common);
-    const std::vector<Command> commands = {addInfo(tool, common),    addSimulate(tool, common),
-                                           addConvert(tool, common), addPanorama(tool, common),
-                                           addCell(tool, common),    addIndex(tool, common),
-                                           addCheck(tool, common),   addRepair(tool, common)};
+    const std::vector<Command> commands = {
+        addInfo(tool, common),   addSimulate(tool, common), addConvert(tool, common),
+        addColour(tool, common), addPanorama(tool, common), addCell(tool, common),
+        addIndex(tool, common),  addCheck(tool, common),    addRepair(tool, common)};
     try {
         tool.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -17,9 +17,18 @@ enum class PhotoUse {
     BrokenPhoto,        // the JPEG has no readable header or is beyond the limits
 };
 
+/// What decoding a photo has shown.
+enum class PhotoPixels {
+    NotDecoded,  // nobody asked for it, or no colour is taken from the photo
+    Whole,
+    Mended,      // damaged behind its header; what could not be decoded is grey or torn
+    Unreadable,  // damaged beyond use: points that the photo may show stay black
+};
+
 struct ScanPhoto {
     std::string path;
     PhotoUse use = PhotoUse::Used;
+    PhotoPixels pixels = PhotoPixels::NotDecoded;
     int width = 0, height = 0;  // pixels as stored; 0 for photos that are not looked at
     std::string culprit;        // for broken ones: the file at fault, where it is known
 };
@@ -30,7 +39,8 @@ struct ScanPhotos {
     int stationKind = 1;
     std::vector<ScanPhoto> photos;
     /// Why a colour codec would not open the scan: a file of the station that cannot be read. Empty
-    /// when there is no such file. A photo that is only damaged behind its header does not show here.
+    /// when there is no such file. A photo that is only damaged behind its header does not show here;
+    /// one of the first 60 with Unreadable pixels keeps a colour codec from opening, too.
     std::string culprit;
 
     std::size_t count(PhotoUse use) const {
@@ -44,5 +54,9 @@ struct ScanPhotos {
 /// Looks at the photos beside a scan as the colour codecs do, and tells what becomes of each. Reads
 /// their headers and calibration, but decodes none. A scan without photos gives an empty list.
 BRISKO_CODEC_EXPORT ScanPhotos findScanPhotos(const std::string& scanPath);
+
+/// The same, and decodes the photos that are used, one after the other. Those that an open colour codec
+/// of this process holds are not decoded again.
+BRISKO_CODEC_EXPORT ScanPhotos decodeScanPhotos(const std::string& scanPath);
 
 }  // namespace brisko

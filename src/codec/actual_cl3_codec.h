@@ -44,7 +44,10 @@ public:
 private:
     bool openIndex(const char* path);
     bool takeFromBatch(CL3Record& record, Cell& cell);
-    std::size_t takeBatch(const PointArraysWriter& out, std::size_t first, std::size_t capacity);
+    std::size_t takePlainBatch(const PointArraysWriter& out, std::size_t first,
+                               std::size_t capacity);
+    std::size_t takeIndexedBatch(const PointArraysWriter& out, std::size_t first,
+                                 std::size_t capacity);
 
     bool m_indexOptional = false;
     bool m_indexIgnored = false;

@@ -19,6 +19,9 @@ public:
     int columns() const { return m_columns; }
     int rows() const { return m_rows; }
     std::uint8_t* row(int row) { return m_pixels.get() + offset(row); }
+    /// Whether the file is damaged, so that some of the pixels are not what the camera saw.
+    bool isMended() const { return m_isMended; }
+    void setMended(bool isMended) { m_isMended = isMended; }
     const std::uint8_t* pixel(int column, int row) const {
         return m_pixels.get() + offset(row) + 3 * static_cast<std::size_t>(column);
     }
@@ -34,6 +37,7 @@ private:
     std::unique_ptr<std::uint8_t[], Free> m_pixels;
     int m_columns = 0;
     int m_rows = 0;
+    bool m_isMended = false;
 };
 
 /// How a decoded photo is turned before it is used.

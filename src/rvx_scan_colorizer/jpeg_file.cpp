@@ -87,6 +87,10 @@ public:
         return failed ? DecodedImage() : std::move(image);
     }
 
+    /// Whether the last decoding went on behind something that makes no sense. Photos of kinds that
+    /// this decoder does not know are not damaged.
+    bool metDamage() const { return tjGetErrorCode(m_decompressor.get()) == TJERR_WARNING; }
+
     const FileBytes& file() const { return m_bytes; }
 
 private:
@@ -119,8 +123,10 @@ auto withTexts(const char* function, Operation operation) {
 DecodedImage decode(const std::string& path) {
     const JpegReader reader(path, jpeg_text::kDecodeFunction);
     DecodedImage image = reader.decode();
-    if (image.empty()) image = decodeWithFallback(reader.file());
+    if (!image.empty()) return image;
+    image = decodeWithFallback(reader.file());
     if (image.empty()) throw std::exception();
+    image.setMended(reader.metDamage());
     return image;
 }
 
@@ -133,11 +139,14 @@ ImageSize getImageDimention(const std::string& path) {
 
 DecodedImage readImage(const std::string& path, Turn turn) {
     DecodedImage image = withTexts(jpeg_text::kDecodeFunction, [&path] { return decode(path); });
+    const bool isMended = image.isMended();
     try {
-        return turned(std::move(image), turn);
+        image = turned(std::move(image), turn);
     } catch (const std::bad_alloc&) {
         raise(jpeg_text::kNotRotated, jpeg_text::kDecodeFunction, __LINE__);
     }
+    image.setMended(isMended);
+    return image;
 }
 
 }  // namespace brisko

@@ -34,7 +34,8 @@ inline constexpr const char* kDecodeFunction = "void __cdecl ImageData::setImage
 /// a text (of jpeg_text, or the decoder's own) when it holds no header or is beyond the limits.
 ImageSize getImageDimention(const std::string& path);
 
-/// Decodes and turns a JPEG. What TurboJPEG cannot decode is left to the fallback decoder.
+/// Decodes and turns a JPEG. What TurboJPEG cannot decode is left to the fallback decoder; the
+/// image is then a mended one.
 /// Throws: as getImageDimention; std::exception, without a message, when nothing could be decoded.
 DecodedImage readImage(const std::string& path, Turn turn);
 

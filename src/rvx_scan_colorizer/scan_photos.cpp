@@ -4,6 +4,7 @@
 #include "rvx_scan_colorizer/camera.h"
 #include "rvx_scan_colorizer/camera_record.h"
 #include "rvx_scan_colorizer/folder_listing.h"
+#include "rvx_scan_colorizer/shared_images.h"
 #include "rvx_scan_colorizer/station_files.h"
 
 #include <optional>
@@ -27,7 +28,21 @@ ScanPhoto broken(ScanPhoto photo, PhotoUse how, std::string culprit) {
     return photo;
 }
 
-ScanPhoto examine(const StationFiles& station, const PhotoFiles& files) {
+PhotoPixels decode(const Camera& camera) {
+    if (!camera.seesAnything) return PhotoPixels::NotDecoded;
+    try {
+        return loadSharedImage(camera.path, camera.turn)->isMended() ? PhotoPixels::Mended
+                                                                     : PhotoPixels::Whole;
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception&) {
+        return PhotoPixels::Unreadable;
+    }
+}
+
+enum class Depth { Headers, Pixels };
+
+ScanPhoto examine(const StationFiles& station, const PhotoFiles& files, Depth depth) {
     ScanPhoto photo;
     photo.path = files.path;
     if (!station.takes(files)) {
@@ -44,7 +59,10 @@ ScanPhoto examine(const StationFiles& station, const PhotoFiles& files) {
         if (!size) return broken(photo, PhotoUse::BrokenPhoto, files.path);
         photo.width = size->width;
         photo.height = size->height;
-        prepareCamera(record, station.kind);
+        const Camera camera = prepareCamera(record, station.kind);
+        if (depth == Depth::Pixels) photo.pixels = decode(camera);
+    } catch (const std::bad_alloc&) {
+        throw;
     } catch (const FileFailure& failure) {
         return broken(photo, PhotoUse::BrokenCalibration, failure.path());
     } catch (const std::exception&) {
@@ -53,15 +71,13 @@ ScanPhoto examine(const StationFiles& station, const PhotoFiles& files) {
     return photo;
 }
 
-}  // namespace
-
-ScanPhotos findScanPhotos(const std::string& scanPath) {
+ScanPhotos examineAll(const std::string& scanPath, Depth depth) {
     ScanPhotos found;
     try {
         const StationFiles station = findStationFiles(folderOf(scanPath));
         found.stationKind = static_cast<int>(station.kind);
         for (const PhotoFiles& photo : station.photos)
-            found.photos.push_back(examine(station, photo));
+            found.photos.push_back(examine(station, photo, depth));
     } catch (const FileFailure& failure) {
         found.culprit = failure.path();
     }
@@ -73,6 +89,16 @@ ScanPhotos findScanPhotos(const std::string& scanPath) {
         }
     }
     return found;
+}
+
+}  // namespace
+
+ScanPhotos findScanPhotos(const std::string& scanPath) {
+    return examineAll(scanPath, Depth::Headers);
+}
+
+ScanPhotos decodeScanPhotos(const std::string& scanPath) {
+    return examineAll(scanPath, Depth::Pixels);
 }
 
 }  // namespace brisko

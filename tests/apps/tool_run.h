@@ -42,8 +42,11 @@ inline std::string convert(const std::string& input, const std::string& output,
     for (const std::string& argument : more)
         line.push_back(argument.c_str());
     testing::internal::CaptureStdout();
-    EXPECT_EQ(tool::runTool(static_cast<int>(line.size()), line.data()), 0) << input << output;
+    testing::internal::CaptureStderr();
+    const int code = tool::runTool(static_cast<int>(line.size()), line.data());
     testing::internal::GetCapturedStdout();
+    const std::string messages = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(code, 0) << input << " to " << output << ": " << messages;
     return output;
 }
 

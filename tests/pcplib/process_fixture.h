@@ -59,8 +59,9 @@ void expectEarlierOutputUntilDone(const brisko::test::TempFolder& folder, const 
         expectEarlier();
     }
     int calls = 0;
-    for (bool stopped = true; stopped; ++calls) {
-        Impatient callback(calls);
+    bool stopped = true;
+    while (stopped) {
+        Impatient callback(calls++);
         brisko::test::printedBy([&] {
             try {
                 EXPECT_TRUE(process(&callback));

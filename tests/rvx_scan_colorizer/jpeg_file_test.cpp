@@ -194,6 +194,7 @@ TEST_F(JpegFile, WhatTurboJpegCannotDecodeIsLeftToTheOtherDecoder) {
     ASSERT_EQ(image.columns(), 64);
     ASSERT_EQ(image.rows(), 64);
     expectNear(colourAt(image, 30, 30), {64, 64, 64});
+    EXPECT_FALSE(image.isMended()) << "there is nothing wrong with it";
     EXPECT_TRUE(decodeWithFallback(inks, m_folder.path().string()).empty())
         << "the module is looked for in its folder alone";
     EXPECT_TRUE(decodeWithFallback(Bytes(100, 1)).empty());
@@ -205,11 +206,14 @@ TEST_F(JpegFile, ACutPhotoKeepsItsUpperPartOrFailsWithoutText) {
         return Rgb{grey, grey, grey};
     });
     const DecodedImage whole = readImage(write(cut), Turn::None);
+    EXPECT_FALSE(whole.isMended());
     cut.resize(cut.size() / 2);
     const std::string path = write(cut);
     const std::string failure = failureOf([&] {
         const DecodedImage image = readImage(path, Turn::None);
         ASSERT_EQ(image.columns(), 256);
+        EXPECT_TRUE(image.isMended());
+        EXPECT_TRUE(readImage(path, Turn::Quarter).isMended());
         // The other decoder reckons more exactly.
         int difference = 0;
         for (int column = 0; column < 256; ++column) {

@@ -47,5 +47,28 @@ TEST(ScanPhotos, NamesTheFileAtFault) {
     EXPECT_EQ(found.culprit, station.inScan("a.cmr"));
 }
 
+TEST(ScanPhotos, DecodingTellsWhichPixelsAreDamaged) {
+    const test::ClassicStation station;
+    test::Bytes jpeg = test::jpegBytes(256, 256, [](int column, int row) {
+        return test::grey(128 + ((column * 7 + row * 13) & 63));
+    });
+    station.addPhoto("a", jpeg);
+    test::writeFile(station.inScan("lonely.jpg"), jpeg);
+    jpeg.resize(jpeg.size() / 2);
+    station.addPhoto("b", jpeg);
+    const std::string scan = station.inScan("scan.cl3");
+    for (const ScanPhoto& photo : findScanPhotos(scan).photos)
+        EXPECT_EQ(photo.pixels, PhotoPixels::NotDecoded);
+    const ScanPhotos found = decodeScanPhotos(scan);
+    ASSERT_EQ(found.photos.size(), 3u);
+    EXPECT_EQ(found.photos[0].pixels, PhotoPixels::Whole);
+    EXPECT_EQ(found.photos[1].use, PhotoUse::Used);
+    // Without the module that decodes what is damaged there is nothing to be had of it.
+    EXPECT_TRUE(found.photos[1].pixels == PhotoPixels::Mended ||
+                found.photos[1].pixels == PhotoPixels::Unreadable);
+    EXPECT_EQ(found.photos[2].pixels, PhotoPixels::NotDecoded);
+    EXPECT_TRUE(found.culprit.empty());
+}
+
 }  // namespace
 }  // namespace brisko

@@ -1,6 +1,7 @@
 #include "check/scan_check.h"
 #include "commands.h"
 #include "common/message.h"
+#include "scan/photo_report.h"
 
 #include <cstdio>
 #include <iostream>
@@ -21,6 +22,7 @@ ScanCheck checkScan(const std::string& path, std::size_t most, ProgressStyle sty
     } else {
         checkCLRScan(check, style);
     }
+    checkPhotos(check);
     return check;
 }
 
@@ -56,6 +58,7 @@ nlohmann::ordered_json checkJson(const ScanCheck& check) {
                                    {"findingCount", check.findings.count()},
                                    {"findings", nlohmann::ordered_json::array()},
                                    {"notes", check.notes},
+                                   {"photos", photosJson(check.photos)},
                                    {"error", nullptr}};
     for (const Finding& finding : check.findings.kept())
         json["findings"].push_back(findingJson(finding));
@@ -95,7 +98,9 @@ Command addCheck(CLI::App& tool, const CommonOptions& common) {
     app->footer(
         "Looked at: the header; block sizes against the size of the file; the index against the\n"
         "blocks, its entries one by one; the alignment; compressed lines; every point for finite\n"
-        "numbers and directions that the header speaks of, give or take two steps.\n"
+        "numbers and directions that the header speaks of, give or take two steps; the photos "
+        "beside\n"
+        "the scan and the calibration of their cameras.\n"
         "Blocks and bytes count from 0. Exit codes: 0 when all scans are sound, 3 when any is "
         "not.\n"
         "'brisko repair' salvages what is left of a damaged scan.");

@@ -4,6 +4,8 @@
 #include "scan/findings.h"
 #include "scan/scan_kind.h"
 
+#include <brisko_codec/scan_photos.h>
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -17,6 +19,7 @@ struct ScanCheck {
     std::uint64_t blocks = 0;   // that are whole
     std::uint64_t records = 0;  // that are there
     std::uint64_t points = 0;   // among them
+    ScanPhotos photos;          // beside it
     Findings findings;
     /// What is no damage, but the user may want to know.
     std::vector<std::string> notes;
@@ -31,5 +34,8 @@ ScanCheck checkScan(const std::string& path, std::size_t most, ProgressStyle sty
 // One of each, in files of their own.
 void checkCL3Scan(ScanCheck& check, ProgressStyle style);
 void checkCLRScan(ScanCheck& check, ProgressStyle style);
+
+/// Checks the photos beside a scan, to their last pixel, and their calibration.
+void checkPhotos(ScanCheck& check);
 
 }  // namespace brisko::tool

@@ -37,7 +37,7 @@ public:
             m_order.require(p.column);
             m_writer.WritePoint(p.x, p.y, p.z, p.intensity, p.red, p.green, p.blue, kOpaque,
                                 p.column, p.row);
-            ++m_points;
+            count(p);
         }
         if (m_writer.HasWriteError()) failToWrite(m_target.shownPath);
     }
@@ -68,8 +68,8 @@ public:
         for (const CellPoint& p : points) {
             m_writer.WritePoint(p.x, p.y, p.z, p.intensity, p.red, p.green, p.blue, kOpaque);
             m_box.add(p);
+            count(p);
         }
-        m_points += points.size();
         if (m_writer.HasWriteError()) failToWrite(m_target.shownPath);
     }
 

@@ -43,14 +43,6 @@ OutputFormat chooseFormat(const ConvertOptions& options, const ScanFacts& input)
     return options.plain || !input.hasGrid ? OutputFormat::PlainCL3 : OutputFormat::IndexedCL3;
 }
 
-void refuseSameFile(const ConvertOptions& options) {
-    std::error_code ignored;
-    if (options.input == options.output ||
-        std::filesystem::equivalent(options.input, options.output, ignored)) {
-        throw Failure(ExitCode::Usage, options.output + ": input and output are the same file");
-    }
-}
-
 void requireGrid(const ConvertOptions& options, const ScanFacts& input, OutputFormat format) {
     const bool asksForCells = !options.columns.empty() || !options.rows.empty();
     if (input.hasGrid || (!needsGrid(format) && !asksForCells)) return;
@@ -103,17 +95,17 @@ bool hasColour(ScanInput& input, ProgressStyle style) {
     return found;
 }
 
-/// PTX lines have a colour or not; PTX input says so itself, a CL3 record always has room for one.
+/// PTX lines have a colour or not; a CL3 record always has room for one, be there none.
 bool chooseColour(ScanInput& input, OutputFormat format, ProgressStyle style) {
     if (format != OutputFormat::PTX || !input.facts().storesColour) return false;
-    return input.facts().kind == ScanKind::PTX || hasColour(input, style);
+    return input.facts().isColoured || hasColour(input, style);
 }
 
 class Conversion {
 public:
-    explicit Conversion(const ConvertOptions& options)
+    Conversion(const ConvertOptions& options, std::unique_ptr<ScanInput> input)
         : m_options(options),
-          m_input(openScan(options.input)),
+          m_input(std::move(input)),
           m_format(chooseFormat(options, m_input->facts())),
           m_estimate(m_input->facts().columns, m_input->facts().rows) {
         requireGrid(options, facts(), m_format);
@@ -133,7 +125,7 @@ public:
         completeHeader(target);
         staged.commit();
         warnAboutPoints(output->leftOut());
-        return {output->points(), target.columns, target.rows};
+        return {output->points(), output->coloured(), target.columns, target.rows};
     }
 
 private:
@@ -189,7 +181,8 @@ private:
         const bool ordered = needsOrder();
         const bool estimated = estimatesAngles();
 
-        Progress progress(m_options.progress, "convert", m_input->steps(), m_input->stepUnit());
+        Progress progress(m_options.progress, m_options.task, m_input->steps(),
+                          m_input->stepUnit());
         std::vector<CellPoint> points;
         for (m_input->read(points); !points.empty(); m_input->read(points)) {
             m_delivered += points.size();
@@ -269,9 +262,33 @@ private:
 
 }  // namespace
 
+void requireTwoFiles(const ConvertOptions& options) {
+    std::error_code ignored;
+    if (options.input == options.output ||
+        std::filesystem::equivalent(options.input, options.output, ignored)) {
+        throw Failure(ExitCode::Usage, options.output + ": input and output are the same file");
+    }
+}
+
 ConvertResult convertScan(const ConvertOptions& options) {
-    refuseSameFile(options);
-    return Conversion(options).run();
+    requireTwoFiles(options);
+    return convertScan(options, openScan(options.input));
+}
+
+ConvertResult convertScan(const ConvertOptions& options, std::unique_ptr<ScanInput> input) {
+    requireTwoFiles(options);
+    return Conversion(options, std::move(input)).run();
+}
+
+std::string resultText(const ConvertOptions& options, const ConvertResult& result) {
+    std::string text = options.output + ": " + countOf(result.points, "point");
+    if (result.columns > 0) {
+        text += ", " + std::to_string(result.columns) + " columns x " +
+                std::to_string(result.rows) + " rows";
+    }
+    std::error_code ignored;
+    return text + ", " + std::to_string(std::filesystem::file_size(options.output, ignored)) +
+           " bytes";
 }
 
 }  // namespace brisko::tool

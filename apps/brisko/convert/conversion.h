@@ -21,18 +21,28 @@ struct ConvertOptions {
     std::optional<Box> box;
     std::string columns;  // "A:B", empty for all
     std::string rows;
+    std::string task = "convert";  // how the progress names it
     ProgressStyle progress = ProgressStyle::Auto;
 };
 
 /// What came of it.
 struct ConvertResult {
     std::uint64_t points = 0;
-    std::uint32_t columns = 0;  // 0 x 0 where the output has no grid
+    std::uint64_t coloured = 0;  // of them, other than black; 0 where the output has no colours
+    std::uint32_t columns = 0;   // 0 x 0 where the output has no grid
     std::uint32_t rows = 0;
 };
 
 /// Converts a scan. The output appears when it is complete and was read back, or not at all.
 /// Throws Failure, Interrupted.
 ConvertResult convertScan(const ConvertOptions& options);
+/// The same with the points of an input that was opened before.
+ConvertResult convertScan(const ConvertOptions& options, std::unique_ptr<ScanInput> input);
+
+/// Throws Failure(Usage) when the input and the output are one.
+void requireTwoFiles(const ConvertOptions& options);
+
+/// "out.cl3: 12 points, 4 columns x 3 rows, 531 bytes".
+std::string resultText(const ConvertOptions& options, const ConvertResult& result);
 
 }  // namespace brisko::tool

@@ -1,11 +1,10 @@
 #include "commands.h"
 #include "common/message.h"
-#include "convert/conversion.h"
+#include "convert/convert_options.h"
+#include "scan/photo_report.h"
 
-#include <filesystem>
 #include <iostream>
 #include <memory>
-#include <vector>
 
 namespace brisko::tool {
 namespace {
@@ -22,64 +21,17 @@ constexpr const char* kDetails =
     "the points. .ply has no place for a matrix, its points are always aligned.\n"
     "OUTPUT appears when it is complete and was checked.";
 
-/// What the command line is parsed into.
-struct Line {
-    ConvertOptions options;
-    double maxDistance = 0;
-    std::vector<double> box;
-};
-
-void addOptions(CLI::App& app, Line& line) {
-    app.add_option("INPUT", line.options.input, "Scan to read (.cl3, .clr, .ptx)")->required();
-    app.add_option("OUTPUT", line.options.output, "Scan to write (.cl3, .clr, .ptx, .ply)")
-        ->required();
-    app.add_flag("--plain", line.options.plain, "Write .cl3 without an index");
-    app.add_option("--max-distance", line.maxDistance,
-                   "Only points at most D metres from the scanner")
-        ->option_text("D")
-        ->check(CLI::NonNegativeNumber);
-    app.add_option("--box", line.box,
-                   "Only points in this box of the aligned frame, as 'info --count' shows it; "
-                   "metres, faces included")
-        ->option_text("X0,Y0,Z0,X1,Y1,Z1")
-        ->delimiter(',')
-        ->expected(6);
-    app.add_flag("--valid", line.options.validOnly,
-                 "Only points that are not at the scanner's own place (0, 0, 0)");
-    app.add_option("--columns", line.options.columns,
-                   "Only columns from A up to, not including, B; they become the whole grid. "
-                   "A or B may be left out")
-        ->option_text("A:B");
-    app.add_option("--rows", line.options.rows,
-                   "Only rows from C up to, not including, D, likewise")
-        ->option_text("C:D");
-    app.add_flag("--apply-alignment", line.options.applyAlignment,
-                 "Move the points into the aligned frame; the output has no matrix then");
-}
-
-ConvertOptions takeOptions(const CLI::App& app, const Line& line, const CommonOptions& common) {
-    ConvertOptions options = line.options;
-    options.progress = common.progress;
-    if (app.count("--max-distance") > 0) options.maxDistance = line.maxDistance;
-    if (!line.box.empty()) {
-        Box box{};
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            box.min[axis] = std::min(line.box[axis], line.box[axis + 3]);
-            box.max[axis] = std::max(line.box[axis], line.box[axis + 3]);
-        }
-        options.box = box;
-    }
-    return options;
+/// Photos are left behind where the points have no colours of their own.
+void noteAboutPhotos(const std::string& scan, const ConvertResult& result) {
+    if (result.coloured > 0) return;
+    const std::string hint = hintAtPhotos(scan);
+    if (!hint.empty()) note(scan + ": converted without colours; " + hint);
 }
 
 ExitCode run(const ConvertOptions& options) {
     const ConvertResult result = convertScan(options);
-    std::cout << options.output << ": " << countOf(result.points, "point");
-    if (result.columns > 0) {
-        std::cout << ", " << result.columns << " columns x " << result.rows << " rows";
-    }
-    std::error_code ignored;
-    std::cout << ", " << std::filesystem::file_size(options.output, ignored) << " bytes\n";
+    std::cout << resultText(options, result) << "\n";
+    noteAboutPhotos(options.input, result);
     return ExitCode::Done;
 }
 
@@ -88,9 +40,13 @@ ExitCode run(const ConvertOptions& options) {
 Command addConvert(CLI::App& tool, const CommonOptions& common) {
     CLI::App* app = tool.add_subcommand("convert", kAbout);
     app->footer(kDetails);
-    const auto line = std::make_shared<Line>();
-    addOptions(*app, *line);
-    return {app, [app, line, &common] { return run(takeOptions(*app, *line, common)); }};
+    const auto line = std::make_shared<ConvertLine>();
+    app->add_option("INPUT", line->options.input, "Scan to read (.cl3, .clr, .ptx)")->required();
+    app->add_option("OUTPUT", line->options.output, "Scan to write (.cl3, .clr, .ptx, .ply)")
+        ->required();
+    addConvertOptions(*app, *line);
+    return {app,
+            [app, line, &common] { return run(takeConvertOptions(*app, *line, common.progress)); }};
 }
 
 }  // namespace brisko::tool

@@ -73,8 +73,8 @@ public:
         for (const CellPoint& point : points) {
             encodeVertex(point, m_file.reserve(kVertex));
             m_file.commit(kVertex);
+            count(point);
         }
-        m_points += points.size();
     }
 
     void finish() override {

@@ -39,7 +39,7 @@ public:
             m_order.require(point.column);
             while (m_column < point.column)
                 writeColumn();
-            m_points += 1;
+            count(point);
             m_cells.push_back(point);
         }
     }

@@ -44,10 +44,19 @@ public:
 
     /// Points stored.
     std::uint64_t points() const { return m_points; }
+    /// Of these, the ones stored with a colour other than black.
+    std::uint64_t coloured() const { return m_coloured; }
     const LeftOut& leftOut() const { return m_leftOut; }
 
 protected:
+    /// Counts a point that is stored with its colour.
+    void count(const CellPoint& p) {
+        ++m_points;
+        m_coloured += (p.red | p.green | p.blue) != 0;
+    }
+
     std::uint64_t m_points = 0;
+    std::uint64_t m_coloured = 0;
     LeftOut m_leftOut;
 };
 

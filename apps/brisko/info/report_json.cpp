@@ -1,5 +1,6 @@
 #include "common/json_number.h"
 #include "info/report_output.h"
+#include "scan/photo_report.h"
 
 namespace brisko::tool {
 namespace {
@@ -70,6 +71,7 @@ Json reportJson(const ScanReport& report) {
     json["colour"] = report.hasColour;
     json["index"] = report.index ? indexJson(*report.index) : Json(nullptr);
     json["alignment"] = alignmentJson(report.alignment);
+    json["photos"] = photosJson(report.photos);
     json["count"] = report.summary ? summaryJson(*report.summary) : Json(nullptr);
     json["problems"] = report.problems;
     return json;

@@ -1,5 +1,6 @@
 #include "common/message.h"
 #include "info/report_output.h"
+#include "scan/photo_report.h"
 
 #include <algorithm>
 #include <cmath>
@@ -59,6 +60,15 @@ void alignmentLines(std::ostream& out, const Alignment& alignment) {
         }
         out << "\n";
     }
+}
+
+void photoLines(std::ostream& out, const ScanPhotos& photos) {
+    if (photos.photos.empty()) return;
+    out << "  photos     " << photosText(photos) << "\n";
+    for (const std::string& reason : ignoredTexts(photos))
+        out << "             " << reason << "\n";
+    for (const PhotoTrouble& trouble : troublesOf(photos))
+        out << "             " << troubleText(trouble) << "\n";
 }
 
 void summaryLines(std::ostream& out, const PointSummary& summary) {
@@ -122,6 +132,7 @@ std::string reportText(const ScanReport& report) {
             << report.index->tileSize << ", " << countOf(report.index->points, "point") << "\n";
     }
     out << "  colour     " << (report.hasColour ? "stored" : "none") << "\n";
+    photoLines(out, report.photos);
     alignmentLines(out, report.alignment);
     if (report.summary) summaryLines(out, *report.summary);
     for (const std::string& problem : report.problems)

@@ -4,6 +4,7 @@
 #include "scan/scan_layout.h"
 
 #include <brisko_codec/alignment.h>
+#include <brisko_codec/scan_photos.h>
 
 #include <cstdint>
 #include <optional>
@@ -35,6 +36,7 @@ struct ScanReport {
     Alignment alignment;
     std::uint64_t records = 0;  // native scans: with and without a point
     bool hasColour = false;     // a place for it
+    ScanPhotos photos;          // beside a native scan
     std::vector<std::string> problems;
     std::optional<PointSummary> summary;
 };

@@ -4,6 +4,7 @@
 #include "panorama/picture.h"
 #include "panorama/png_file.h"
 #include "scan/angle_estimate.h"
+#include "scan/photo_report.h"
 #include "scan/scan_input.h"
 
 #include <algorithm>
@@ -66,8 +67,10 @@ void requireDrawable(const Size& size) {
 }
 
 [[noreturn]] void failWithoutColour(const std::string& scan) {
+    const std::string hint = hintAtPhotos(scan);
     throw Failure(ExitCode::Usage,
-                  scan + ": the scan has no colour; draw its range or intensity instead");
+                  scan + ": the scan has no colour; " +
+                      (hint.empty() ? "draw its range or intensity instead" : hint));
 }
 
 class Panorama {

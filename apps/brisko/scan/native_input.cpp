@@ -1,9 +1,11 @@
 #include "scan/native_input.h"
 
 #include "common/failure.h"
+#include "scan/photo_report.h"
 
 #include <brisko_codec/cl3_codec.h>
 #include <brisko_codec/clr_codec.h>
+#include <brisko_codec/color_codec.h>
 
 #include <algorithm>
 
@@ -16,10 +18,18 @@ BriskoCodec* createCodec(const ScanFacts& facts) {
     return CL3Codec::Create();
 }
 
+/// The same, colouring on four threads while points are written.
+BriskoCodec* createColouringCodec(const ScanFacts& facts) {
+    if (facts.kind == ScanKind::CLR) return ColorCodecCreator::CreateCLRGridCodec();
+    if (facts.hasGrid) return ColorCodecCreator::CreateCL3GridCodec();
+    return ColorCodecCreator::CreateCL3Codec();
+}
+
 }  // namespace
 
-NativeInput::NativeInput(const std::string& path)
-    : m_positions(3 * kBatch),
+NativeInput::NativeInput(const std::string& path, ColourSource source)
+    : m_source(source),
+      m_positions(3 * kBatch),
       m_intensities(kBatch),
       m_colours(3 * kBatch),
       m_columns(kBatch),
@@ -38,17 +48,19 @@ void NativeInput::takeFacts(ScanLayout layout) {
     m_facts.rows = layout.rows;
     if (layout.index) m_facts.bandColumns = layout.index->tileSize;
     m_facts.storesColour = layout.kind == ScanKind::CL3 && layout.header->GetPointFormat() == 1;
+    m_facts.isColoured = m_source == ColourSource::Photos;
+    m_facts.storesColour = m_facts.storesColour || m_facts.isColoured;
     m_facts.records = layout.records;
     m_facts.header = std::move(layout.header);
     m_steps = m_facts.kind == ScanKind::CLR ? m_facts.columns : m_facts.records;
 }
 
 void NativeInput::openCodec() {
-    m_codec.reset(createCodec(m_facts));
+    m_reader.reset();
+    m_codec.reset(m_source == ColourSource::Photos ? createColouringCodec(m_facts)
+                                                   : createCodec(m_facts));
     if (!m_codec) throw std::bad_alloc();
-    if (!m_codec->Open(m_facts.path.c_str())) {
-        throw Failure(ExitCode::Damaged, m_facts.path + ": cannot be opened as a scan");
-    }
+    if (!m_codec->Open(m_facts.path.c_str())) failToOpen();
     setFrame(*m_codec, Frame::Scanner);
     m_facts.alignment = getAlignment(*m_codec);
     if (m_facts.alignment.source == AlignmentSource::Unreadable) {
@@ -59,9 +71,17 @@ void NativeInput::openCodec() {
     m_reader = std::make_unique<PointBatchReader>(*m_codec);
 }
 
+/// Tells the photo that keeps a scan from being coloured, if it is one: a scan that got here is sound.
+void NativeInput::failToOpen() const {
+    if (m_source == ColourSource::Photos) requireUsable(decodeScanPhotos(m_facts.path));
+    throw Failure(ExitCode::Damaged, m_facts.path + ": cannot be opened as a scan");
+}
+
 void NativeInput::rewind() {
     m_started = false;
     m_done = 0;
+    // Points that are coloured ahead come in one pass.
+    if (m_source == ColourSource::Photos) openCodec();
 }
 
 const char* NativeInput::stepUnit() const {

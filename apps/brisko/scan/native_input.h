@@ -8,10 +8,13 @@
 
 namespace brisko::tool {
 
+/// Where the colours of points come from.
+enum class ColourSource { Scan, Photos };
+
 /// A CL3 or CLR scan, read by the library many points at a time.
 class NativeInput : public ScanInput {
 public:
-    explicit NativeInput(const std::string& path);
+    NativeInput(const std::string& path, ColourSource source);
 
     void read(std::vector<CellPoint>& points) override;
     void rewind() override;
@@ -26,9 +29,11 @@ private:
 
     void takeFacts(ScanLayout layout);
     void openCodec();
+    [[noreturn]] void failToOpen() const;
     std::size_t readBatch();
     void countSteps(const std::vector<CellPoint>& points);
 
+    ColourSource m_source;
     std::unique_ptr<BriskoCodec, CodecDestroyer> m_codec;
     std::unique_ptr<PointBatchReader> m_reader;
     bool m_started = false;

@@ -16,6 +16,7 @@ PtxInput::PtxInput(const std::string& path) {
     m_facts.alignment.source = AlignmentSource::File;
     std::copy(std::begin(header.matrix), std::end(header.matrix), m_facts.alignment.matrix);
     m_facts.storesColour = m_reader->hasColour();
+    m_facts.isColoured = m_facts.storesColour;
 }
 
 void PtxInput::read(std::vector<CellPoint>& points) {

@@ -7,7 +7,11 @@ namespace brisko::tool {
 
 std::unique_ptr<ScanInput> openScan(const std::string& path) {
     if (scanKind(path) == ScanKind::PTX) return std::make_unique<PtxInput>(path);
-    return std::make_unique<NativeInput>(path);
+    return std::make_unique<NativeInput>(path, ColourSource::Scan);
+}
+
+std::unique_ptr<ScanInput> openColouredScan(const std::string& path) {
+    return std::make_unique<NativeInput>(path, ColourSource::Photos);
 }
 
 }  // namespace brisko::tool

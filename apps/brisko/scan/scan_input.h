@@ -29,6 +29,8 @@ struct ScanFacts {
     std::unique_ptr<CLFileHeader> header;
     /// Whether the points have a place for colours, be they all black.
     bool storesColour = false;
+    /// Whether these are there for sure, without a look at the points.
+    bool isColoured = false;
     /// Records of the files; 0 where they are not counted (PTX).
     std::uint64_t records = 0;
 };
@@ -61,5 +63,8 @@ protected:
 /// cannot be read is an error: the points would be in the wrong place without a word.
 /// Throws Failure(Usage) for a name that is not a scan's, Failure(Damaged) for everything else.
 std::unique_ptr<ScanInput> openScan(const std::string& path);
+
+/// The same for native scans, with the points coloured from the photos beside the scan.
+std::unique_ptr<ScanInput> openColouredScan(const std::string& path);
 
 }  // namespace brisko::tool

@@ -1,0 +1,163 @@
+"""The rows of the table: a job of the library, what it is held against, and how near it should come."""
+
+from dataclasses import dataclass, field
+
+
+@dataclass(frozen=True)
+class Job:
+    """A run of the library, in a process of its own."""
+    program: str
+    name: str
+    environment: tuple = ()
+
+
+@dataclass(frozen=True)
+class Reference:
+    """A run of a mode of the references."""
+    mode: str
+    options: tuple = ()
+
+
+@dataclass(frozen=True)
+class Row:
+    name: str
+    title: str
+    job: Job
+    references: tuple  # their times are added up
+    must: float | None = None
+    target: float | None = None
+    stretch: float | None = None
+    # "cpu" and "wall": time of the job by time of the references, lower is better.
+    # "throughput": points a second the other way round, higher is better.
+    figure: str = "cpu"
+    per_point: bool = False  # the two sides handle different numbers of points
+    same_check: bool = True  # both sides print the same check value
+    needs: str | None = None  # besides the scans: station or ptx
+
+    @property
+    def higher_is_better(self):
+        return self.figure == "throughput"
+
+    @property
+    def reference_text(self):
+        return " + ".join(getattr(r, "mode", None) or r.name for r in self.references)
+
+
+def _cpu(name, title, job, reference, must=None, target=None, stretch=None, **more):
+    references = reference if isinstance(reference, tuple) else (reference,)
+    references = tuple(Reference(r) if isinstance(r, str) else r for r in references)
+    return Row(name, title, job, references, must, target, stretch, **more)
+
+
+ROWS = (
+    _cpu("cl3-read", "CL3 read, `ReadNextPoint`", Job("read_bench", "cl3-read"), "cl3-virtual",
+         2.0, 1.4, 1.15),
+    _cpu("cl3-batch", "CL3 read, batches", Job("read_bench", "cl3-batch"), "cl3-inline",
+         1.8, 1.3, 1.1),
+    _cpu("grid-read", "CL3 grid read, `ReadNextGridPoint`", Job("read_bench", "grid-read"),
+         "grid-virtual", 2.0, 1.35, 1.15),
+    _cpu("grid-batch", "CL3 grid read, batches", Job("read_bench", "grid-batch"), "grid-inline"),
+    _cpu("clr1-read", "CLR read, one block", Job("read_bench", "clr1-read"), "clr1-virtual",
+         2.0, 1.35, 1.15),
+    _cpu("clr5-read", "CLR read, five blocks", Job("read_bench", "clr5-read"), "clr5-virtual",
+         1.8, 1.3, 1.1),
+    _cpu("clrc-read", "CLR read, compressed", Job("read_bench", "clrc-read"), "clrc-virtual",
+         1.8, 1.3, 1.1),
+    _cpu("clr1-batch", "CLR read, one block, batches", Job("read_bench", "clr1-batch"),
+         "clr1-inline"),
+    _cpu("cl3-write", "CL3 write", Job("write_bench", "cl3-write"), "w-cl3-virtual",
+         2.0, 1.3, 1.1),
+    _cpu("grid-write", "CL3 grid write with index and ALG", Job("write_bench", "grid-write"),
+         "w-grid-virtual", 2.0, 1.35, 1.15),
+    _cpu("clr-write", "CLR write", Job("write_bench", "clr-write"), "w-clr-virtual",
+         2.0, 1.3, 1.1),
+    _cpu("conv-clr1", "CLR to indexed CL3, one block", Job("convert_bench", "conv-clr1"),
+         "conv-clr1", 2.2, 1.4, 1.2),
+    _cpu("conv-clr5", "CLR to indexed CL3, five blocks", Job("convert_bench", "conv-clr5"),
+         "conv-clr5", 2.2, 1.4, 1.2),
+    _cpu("conv-clrc", "CLR to indexed CL3, compressed", Job("convert_bench", "conv-clrc"),
+         "conv-clrc", 2.2, 1.4, 1.2),
+    _cpu("conv-through", "CLR to CL3 to indexed CL3", Job("convert_bench", "conv-through"),
+         ("clr1-virtual", "w-cl3-virtual", "cl3-virtual", "clr1-virtual", "w-grid-virtual"),
+         2.0, 1.3, 1.15, same_check=False),
+    _cpu("reindex", "Re-indexing an indexed CL3", Job("convert_bench", "reindex"), "conv-grid",
+         2.2, 1.5, 1.2),
+    _cpu("sort-plain", "Line sort, plain", Job("sort_bench", "sort-plain"), "sort-rise",
+         2.0, 1.35, 1.15),
+    _cpu("sort-compressed", "Line sort, compressed", Job("sort_bench", "sort-compressed"),
+         "sort-clrc", 2.0, 1.35, 1.15),
+    _cpu("colour-one", "Colour, one point at a time, one core", Job("colour_bench", "colour-one"),
+         Reference("colour", ("--ahead", "1")), 2.0, 1.3, 1.0,
+         per_point=True, same_check=False, needs="station"),
+    _cpu("colour-worker", "Colour, read-ahead codec, CPU time of all its threads",
+         Job("colour_bench", "colour-ahead"), Reference("colour", ("--ahead", "64")),
+         2.2, 1.5, 1.2, per_point=True, same_check=False, needs="station"),
+    Row("colour-ahead", "Colour, read-ahead codec, points a second",
+        Job("colour_bench", "colour-ahead"),
+        (Reference("colour", ("--threads", "4", "--ahead", "64")),), 0.45, 0.75, 0.9,
+        figure="throughput", per_point=True, same_check=False, needs="station"),
+    _cpu("colour-open", "Opening a colouriser", Job("colour_bench", "colour-open"),
+         "open-station", 1.5, 1.15, 1.05, same_check=False, needs="station"),
+    _cpu("point-count", "`GetPointCount`", Job("read_bench", "get-point-count"),
+         Job("read_bench", "full-pass"), 1.25, 1.1, 1.0, same_check=False),
+    _cpu("bounds", "`GetBounds`", Job("read_bench", "get-bounds"),
+         Job("read_bench", "full-pass"), 1.25, 1.1, 1.0),
+    _cpu("tracker", "A tracker attached to a conversion", Job("convert_bench", "conv-tracked"),
+         Job("convert_bench", "conv-clr1"), 1.10, 1.03, 1.01),
+    Row("sync", "Bringing a conversion's output to the disk (wall time)",
+        Job("convert_bench", "conv-clr1"),
+        (Job("convert_bench", "conv-clr1", (("LD_PRELOAD", "libno_sync.so"),)),), figure="wall"),
+    _cpu("cell", "One cell of an indexed scan, warm", Job("cell_bench", "cells"), "cells",
+         3.0, 1.5, 1.2),
+    _cpu("ptx-import", "PTX import", Job("ptx_bench", "import"), "ptx-parse", 1.8, 1.3, 1.1,
+         needs="ptx"),
+    _cpu("ptx-export", "PTX export", Job("ptx_bench", "export"), "ptx-print", 1.8, 1.3, 1.1),
+)
+
+MIB = 1 << 20
+
+
+@dataclass(frozen=True)
+class Budget:
+    """Peak memory of a job, above what the loaded library takes before it; MiB."""
+    title: str
+    rows: tuple
+    limit: object = field(repr=False)  # of (columns, rows of the grid)
+
+
+def _band(rows):
+    return 256 * ((rows + 255) // 256) * 256 * 32 / MIB
+
+
+_PHOTOS = 60 * 2560 * 1920 * 3 / MIB
+
+BUDGETS = (
+    Budget("Reading", ("cl3-read", "cl3-batch", "grid-read", "clr1-read", "clr5-read",
+                       "clrc-read"), lambda columns, rows: 8),
+    Budget("CL3 write", ("cl3-write",), lambda columns, rows: 8),
+    Budget("CL3 grid write", ("grid-write",), lambda columns, rows: _band(rows) + 10),
+    Budget("CLR write", ("clr-write",), lambda columns, rows: 256 * rows * 20 / MIB + 8),
+    Budget("Conversions", ("conv-clr1", "conv-clr5", "conv-clrc", "conv-through", "reindex"),
+           lambda columns, rows: _band(rows) + 10 + 8),
+    Budget("Line sorts", ("sort-plain", "sort-compressed"), lambda columns, rows: 8),
+    Budget("Read-ahead colour codec", ("colour-ahead",),
+           lambda columns, rows: 1.1 * _PHOTOS + 40e6 / MIB),
+)
+
+# Loading the library.
+MOST_SHARED_OBJECTS = 12
+LONGEST_LOAD_MS = 10.0
+
+# Jobs whose cost a point must not grow with the scan, and the file each reads.
+GROWTH = (
+    (Job("read_bench", "cl3-read"), "scan.cl3"),
+    (Job("read_bench", "grid-read"), "grid.cl3"),
+    (Job("read_bench", "clr1-read"), "raw1.clr"),
+    (Job("read_bench", "clrc-read"), "rawc.clr"),
+    (Job("write_bench", "cl3-write"), None),
+    (Job("write_bench", "grid-write"), None),
+    (Job("write_bench", "clr-write"), None),
+    (Job("convert_bench", "conv-clr1"), "raw1.clr"),
+    (Job("convert_bench", "reindex"), "grid.cl3"),
+)
+GROWTH_TOLERANCE = 0.15

@@ -1,0 +1,387 @@
+#include "apps/damaged_scan.h"
+#include "apps/ptx_scan.h"
+#include "support/photo_station.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <functional>
+
+namespace brisko::tool {
+namespace {
+
+using namespace brisko::test;
+using Json = nlohmann::json;
+
+constexpr int kAhead = 80, kBehind = 200;  // the greys of two photos
+
+/// Azimuths from 170 by -1.2 degrees, more than one tile of columns, all near the horizon.
+constexpr int kColumns = 300, kRows = 20;
+constexpr ScanAngles kAllAround{170, -1.2, 10, -1};
+
+/// A station with a photo that looks along +x and one that looks along -x, and an aligned scan without
+/// colours. Results go to a folder of their own: nothing that is made lies beside the photos.
+class TwoPhotos : public ClassicStation {
+public:
+    TwoPhotos() {
+        addPhoto("ahead", jpegBytes(300, 400, grey(kAhead)), 0);
+        addPhoto("behind", jpegBytes(300, 400, grey(kBehind)), 180);
+        writeFile(m_out / "made.ptx", madeScan(kColumns, kRows, kAllAround, false, kTurnedLines));
+        convert(m_out / "made.ptx", scan());
+        std::filesystem::remove(m_out / "made.ptx");
+    }
+    std::string scan() const { return inScan("scan.cl3"); }
+    std::string out(const std::string& name) const { return m_out / name; }
+    std::vector<std::string> outputs() const { return m_out.names(); }
+
+private:
+    TempFolder m_out;
+};
+
+int runLine(const std::vector<std::string>& arguments, ToolRun& result) {
+    std::vector<const char*> line = {"brisko", "--progress=none"};
+    for (const std::string& argument : arguments)
+        line.push_back(argument.c_str());
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    result.code = runTool(static_cast<int>(line.size()), line.data());
+    result.out = testing::internal::GetCapturedStdout();
+    result.err = testing::internal::GetCapturedStderr();
+    return result.code;
+}
+
+void clear(Bytes& bytes, std::size_t offset, std::size_t count) {
+    std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(offset), count, std::uint8_t{0});
+}
+
+/// An output with all colours taken out.
+Bytes withoutColours(const std::string& path) {
+    Bytes bytes = readFile(path);
+    if (path.ends_with(".cl3")) {
+        for (const std::size_t block : blockOffsets(bytes)) {
+            for (std::size_t i = 0; i < wordAt(bytes, block); ++i)
+                clear(bytes, block + 5 + 31 * i + 28, 3);
+        }
+    } else if (path.ends_with(".ply")) {
+        constexpr std::size_t kVertex = 39, kRed = 24;
+        const std::string end = "end_header\n";
+        const auto found = std::search(bytes.begin(), bytes.end(), end.begin(), end.end());
+        std::size_t at = static_cast<std::size_t>(found - bytes.begin()) + end.size();
+        for (; at < bytes.size(); at += kVertex)
+            clear(bytes, at + kRed, 3);
+    }
+    return bytes;
+}
+
+void expectSamePtxButColours(const std::string& coloured, const std::string& converted) {
+    const PtxScan a = readPtx(coloured), b = readPtx(converted);
+    EXPECT_TRUE(a.hasColour);
+    EXPECT_TRUE(std::equal(std::begin(a.header.matrix), std::end(a.header.matrix),
+                           std::begin(b.header.matrix)));
+    ASSERT_EQ(a.points.size(), b.points.size());
+    for (std::size_t i = 0; i < a.points.size(); ++i) {
+        const CellPoint &p = a.points[i], &q = b.points[i];
+        ASSERT_TRUE(p.x == q.x && p.y == q.y && p.z == q.z && p.intensity == q.intensity &&
+                    p.column == q.column && p.row == q.row);
+    }
+}
+
+/// Colours and converts in the same way, and compares all files.
+void expectConvertedButColours(const TwoPhotos& station, const std::string& input,
+                               const std::string& extension,
+                               const std::vector<std::string>& options) {
+    SCOPED_TRACE(input + extension + (options.empty() ? "" : options.front()));
+    const std::string coloured = station.out("coloured" + extension);
+    const std::string converted = station.out("converted" + extension);
+    std::vector<std::string> line = {"colour", input, coloured};
+    line.insert(line.end(), options.begin(), options.end());
+    ToolRun result;
+    ASSERT_EQ(runLine(line, result), 0) << result.err;
+    convert(input, converted, options);
+    if (extension == ".ptx") {
+        expectSamePtxButColours(coloured, converted);
+    } else {
+        EXPECT_NE(readFile(coloured), readFile(converted));
+        EXPECT_EQ(withoutColours(coloured), withoutColours(converted));
+    }
+    for (const char* companion : {".ij", ".alg"}) {
+        const std::string theirs = companionOf(converted, companion);
+        ASSERT_EQ(std::filesystem::exists(companionOf(coloured, companion)),
+                  std::filesystem::exists(theirs));
+        if (!std::filesystem::exists(theirs)) continue;
+        EXPECT_EQ(readFile(companionOf(coloured, companion)), readFile(theirs)) << companion;
+    }
+    for (const std::string& name : station.outputs())
+        std::filesystem::remove(station.out(name));
+}
+
+TEST(Colour, OutputsAreWhatConvertWritesButForTheColours) {
+    const TwoPhotos station;
+    convert(station.scan(), station.inScan("raw.clr"));
+    convert(station.scan(), station.inScan("plain.cl3"), {"--plain"});
+    for (const char* input : {"scan.cl3", "raw.clr"}) {
+        for (const char* extension : {".cl3", ".ptx", ".ply"})
+            expectConvertedButColours(station, station.inScan(input), extension, {});
+        const std::vector<std::string> options[] = {{"--columns", "100:", "--rows", "3:9"},
+                                                    {"--max-distance", "5", "--valid"},
+                                                    {"--box=-100,-100,-100,100,20,100"},
+                                                    {"--apply-alignment"},
+                                                    {"--plain"}};
+        for (const std::vector<std::string>& some : options)
+            expectConvertedButColours(station, station.inScan(input), ".cl3", some);
+    }
+    expectConvertedButColours(station, station.inScan("plain.cl3"), ".cl3", {});
+    expectConvertedButColours(station, station.inScan("plain.cl3"), ".ply", {});
+}
+
+/// What the two photos show: each spans more than 25 degrees on either side.
+void expectGrey(const CellPoint& p) {
+    const double azimuth = std::abs(std::atan2(p.y, p.x)) * 180 / 3.14159265358979323846;
+    int expected = 0;
+    if (azimuth < 25) {
+        expected = kAhead;
+    } else if (azimuth > 155) {
+        expected = kBehind;
+    } else if (azimuth < 80 || azimuth > 100) {
+        return;  // somewhere there a photo ends
+    }
+    ASSERT_TRUE(p.red == expected && p.green == expected && p.blue == expected)
+        << "azimuth " << azimuth << ": " << int{p.red};
+}
+
+TEST(Colour, TakesColoursWhereTheScannerMeasuredWhateverTheAlignment) {
+    const TwoPhotos station;
+    for (const char* alignment : {"kept", "applied", "gone"}) {
+        SCOPED_TRACE(alignment);
+        if (alignment == std::string("gone")) {
+            std::filesystem::remove(station.inScan("scan.alg"));
+        }
+        std::vector<std::string> line = {"colour", "--json", station.scan(), station.out("c.ptx")};
+        const bool isApplied = alignment == std::string("applied");
+        if (isApplied) line.push_back("--apply-alignment");
+        ToolRun result;
+        ASSERT_EQ(runLine(line, result), 0) << result.err;
+        std::uint64_t coloured = 0;
+        const PtxScan scan = readPtx(station.out("c.ptx"));
+        for (CellPoint p : scan.points) {
+            // The alignment is a quarter turn and a shift: back to the scanner.
+            if (isApplied) {
+                const double x = p.x - 10, y = p.y - 20;
+                p.x = y;
+                p.y = -x;
+            }
+            expectGrey(p);
+            coloured += p.red != 0;
+        }
+        const Json told = Json::parse(result.out);
+        EXPECT_EQ(told["schema"], "brisko.colour/1");
+        EXPECT_EQ(told["points"], scan.points.size());
+        EXPECT_EQ(told["coloured"], coloured);
+        EXPECT_EQ(told["share"],
+                  static_cast<double>(coloured) / static_cast<double>(scan.points.size()));
+        EXPECT_EQ(told["grid"], (Json{{"columns", kColumns}, {"rows", kRows}}));
+        EXPECT_EQ(told["photos"]["used"], 2);
+        EXPECT_EQ(told["photos"]["list"][1]["path"], station.inScan("behind.jpg"));
+        EXPECT_EQ(told["photos"]["list"][1]["pixels"], "whole");
+    }
+}
+
+TEST(Colour, StoresColoursOfScansThatHadNoPlaceForThem) {
+    const TwoPhotos station;
+    ByteWriter scan;
+    scan.bytes(cl3Header(1, 0)).u32(2).u8(0);
+    for (const double x : {5.0, -5.0})
+        scan.f64(x).f64(0).f64(0.5).f32(700);
+    writeFile(station.inScan("bare.cl3"), scan);
+    const ToolRun result =
+        run({"colour", "--verbose", station.inScan("bare.cl3"), station.out("c.cl3")});
+    ASSERT_EQ(result.code, 0) << result.err;
+    EXPECT_TRUE(contains(result.out, ": photos: 2 found, 2 used, station kind 1")) << result.out;
+    EXPECT_TRUE(contains(result.out, "ahead.jpg: used, 300 x 400 pixels")) << result.out;
+    EXPECT_TRUE(contains(result.out, "c.cl3: 2 points, ")) << result.out;
+    EXPECT_TRUE(contains(result.out, "100.0 % coloured\n")) << result.out;
+    const Bytes bytes = readFile(station.out("c.cl3"));
+    EXPECT_EQ(bytes.at(114), 1) << "the point format";
+    EXPECT_EQ(bytes.at(115 + 5 + 28), kAhead);
+    EXPECT_EQ(bytes.at(115 + 5 + 31 + 28), kBehind);
+}
+
+/// A JPEG with a header that is well and pixels that no decoder takes: too many scans.
+Bytes undecodable() {
+    Bytes jpeg = jpegBytes(120, 160, grey(50));
+    for (int i = 0; i < 501; ++i)
+        jpeg.insert(jpeg.end(), {0xFF, 0xDA});
+    return jpeg;
+}
+
+TEST(Colour, WhatKeepsItFromColouringIsNamedAndNothingIsWritten) {
+    const struct {
+        const char* what;
+        std::function<void(const TwoPhotos&)> harm;
+        std::vector<std::string> names;  // of input and output
+        int code;
+        std::vector<const char*> messages;
+    } cases[] = {
+        {"no photos",
+         [](const TwoPhotos& s) {
+             for (const char* name : {"ahead.jpg", "behind.jpg"})
+                 std::filesystem::remove(s.inScan(name));
+         },
+         {"scan.cl3", "c.cl3"},
+         2,
+         {"no photos", "scan.cl3"}},
+        {"no angles",
+         [](const TwoPhotos& s) {
+             for (const char* name : {"ahead.ang", "behind.ang"})
+                 std::filesystem::remove(s.inScan(name));
+         },
+         {"scan.cl3", "c.cl3"},
+         2,
+         {"2 photos not used, without an angle file", "ahead.jpg, behind.jpg"}},
+        {"no calibration",
+         [](const TwoPhotos& s) { std::filesystem::remove(s.inProject("camcal")); },
+         {"scan.cl3", "c.cl3"},
+         3,
+         {"camcal: is missing", "ahead.jpg"}},
+        {"calibration of another kind",
+         [](const TwoPhotos& s) { writeFile(s.inProject("camcal"), "too short"); },
+         {"scan.cl3", "c.ply"},
+         3,
+         {"ahead.jpg: the calibration of its camera makes no sense"}},
+        {"no JPEG",
+         [](const TwoPhotos& s) { writeFile(s.inScan("behind.jpg"), "no photo"); },
+         {"scan.cl3", "c.ptx"},
+         3,
+         {"behind.jpg: cannot be read as JPEG"}},
+        {"pixels beyond use",
+         [](const TwoPhotos& s) { writeFile(s.inScan("behind.jpg"), undecodable()); },
+         {"scan.cl3", "c.cl3"},
+         3,
+         {"behind.jpg: damaged behind its header; cannot be decoded"}},
+        {"scan cut",
+         [](const TwoPhotos& s) { std::filesystem::resize_file(s.scan(), 5000); },
+         {"scan.cl3", "c.cl3"},
+         3,
+         {"scan.cl3: "}},
+        {"no scan", [](const TwoPhotos&) {}, {"other.cl3", "c.cl3"}, 3, {"other.cl3"}},
+        {"output without colours", [](const TwoPhotos&) {}, {"scan.cl3", "c.clr"}, 2, {"c.clr"}},
+        {"output unknown", [](const TwoPhotos&) {}, {"scan.cl3", "c.png"}, 2, {"c.png"}},
+        {"input of another kind", [](const TwoPhotos&) {}, {"a.ptx", "c.cl3"}, 2, {"a.ptx"}},
+    };
+    for (const auto& wrong : cases) {
+        const TwoPhotos station;
+        wrong.harm(station);
+        const ToolRun result =
+            run({"colour", station.inScan(wrong.names[0]), station.out(wrong.names[1])});
+        EXPECT_EQ(result.code, wrong.code) << wrong.what << ": " << result.err;
+        for (const char* message : wrong.messages)
+            EXPECT_TRUE(contains(result.err, message)) << wrong.what << ": " << result.err;
+        EXPECT_EQ(station.outputs(), std::vector<std::string>{}) << wrong.what;
+    }
+    const TwoPhotos station;
+    EXPECT_EQ(run({"colour", station.scan(), station.scan()}).code, 2);
+}
+
+TEST(Colour, APhotoCutBehindItsHeaderIsTold) {
+    const TwoPhotos station;
+    Bytes cut = jpegBytes(
+        1200, 1600, [](int column, int row) { return grey(100 + ((column * 7 + row * 13) & 63)); });
+    cut.resize(cut.size() / 2);
+    writeFile(station.inScan("behind.jpg"), cut);
+    const ToolRun result = run({"colour", station.scan(), station.out("c.cl3")});
+    EXPECT_TRUE(contains(result.err, "behind.jpg: damaged behind its header")) << result.err;
+    // Without the module that decodes what is damaged there are no colours at all.
+    EXPECT_EQ(result.code, std::filesystem::exists(station.out("c.cl3")) ? 0 : 3);
+}
+
+TEST(Colour, APhotoThatIsOpenedLateAndCannotBeDecodedLeavesItsPointsBlack) {
+    const TwoPhotos station;
+    // More photos than a reader keeps, looking up; the last looks ahead, as the one named so.
+    for (int i = 0; i < 60; ++i)
+        station.addPhoto("up" + std::to_string(10 + i), jpegBytes(12, 16, grey(9)), 0, 90);
+    station.addPhoto("z", undecodable(), 0);
+    const ToolRun result = run({"colour", "--json", station.scan(), station.out("c.ptx")});
+    ASSERT_EQ(result.code, 0) << result.err;
+    EXPECT_TRUE(contains(result.err, "z.jpg: damaged behind its header; cannot be decoded"))
+        << result.err;
+    EXPECT_EQ(Json::parse(result.out)["photos"]["list"][62]["pixels"], "unreadable");
+    for (const CellPoint& p : readPtx(station.out("c.ptx")).points) {
+        if (p.x > 4 && std::abs(p.y) < 0.5) {
+            ASSERT_EQ(p.red, 0);
+        }
+        if (p.x < -4 && std::abs(p.y) < 0.5) {
+            ASSERT_EQ(p.red, kBehind);
+        }
+    }
+}
+
+TEST(Colour, InfoAndCheckTellWhatLiesBesideAScan) {
+    const TwoPhotos station;
+    const Bytes jpeg = readFile(station.inScan("ahead.jpg"));
+    writeFile(station.inScan("lonely.jpg"), jpeg);
+    const auto info = [&] {
+        return Json::parse(run({"info", "--json", station.scan()}).out)["scans"][0]["photos"];
+    };
+    const auto check = [&](int code) {
+        const ToolRun result = run({"check", "--json", station.scan()});
+        EXPECT_EQ(result.code, code) << result.out;
+        return Json::parse(result.out)["scans"][0];
+    };
+    EXPECT_EQ(info()["found"], 3);
+    EXPECT_EQ(info()["used"], 2);
+    EXPECT_EQ(info()["stationKind"], 1);
+    EXPECT_EQ(info()["list"][2]["use"], "withoutAngles");
+    EXPECT_TRUE(info()["culprit"].is_null());
+    EXPECT_TRUE(
+        contains(run({"info", station.scan()}).out,
+                 "  photos     3 found, 2 used, station kind 1 (stored turned)\n"
+                 "             1 photo not used, without an angle file (.ang): lonely.jpg\n"));
+    // Photos that are left aside are no damage.
+    Json scan = check(0);
+    EXPECT_EQ(scan["notes"].size(), 1u) << scan["notes"];
+    EXPECT_TRUE(contains(scan["notes"][0], "lonely.jpg"));
+    EXPECT_EQ(scan["photos"]["list"][0]["pixels"], "whole");
+
+    writeFile(station.inScan("ahead.jpg"), cutTo(jpeg, jpeg.size() / 2));
+    writeFile(station.inScan("behind.jpg"), "no photo");
+    scan = check(3);
+    ASSERT_EQ(scan["findings"].size(), 2u) << scan;
+    for (std::size_t i = 0; i < 2; ++i) {
+        EXPECT_EQ(scan["findings"][i]["kind"], "photo");
+        EXPECT_EQ(scan["findings"][i]["file"], scan["photos"]["list"][i]["path"]);
+    }
+    // One file at fault, however many photos need it.
+    std::filesystem::remove(station.inProject("camcal"));
+    scan = check(3);
+    ASSERT_EQ(scan["findings"].size(), 1u) << scan;
+    EXPECT_EQ(scan["findings"][0]["kind"], "calibration");
+    EXPECT_EQ(scan["findings"][0]["file"], station.inProject("camcal"));
+    EXPECT_EQ(info()["culprit"], station.inProject("camcal"));
+    EXPECT_EQ(run({"info", station.scan()}).code, 0) << "the scan itself is sound";
+}
+
+TEST(Colour, ConvertAndPanoramaPointToItOnlyWhereItHelps) {
+    const TwoPhotos station;
+    const std::string hint = "'brisko colour' takes colours from the 2 photos beside it";
+    const std::string picture = station.out("p.png");
+    ToolRun result = run({"convert", station.scan(), station.out("c.ptx")});
+    EXPECT_TRUE(contains(result.err, hint)) << result.err;
+    result = run({"panorama", station.scan(), "-o", picture, "--mode", "colour"});
+    EXPECT_EQ(result.code, 2);
+    EXPECT_TRUE(contains(result.err, hint)) << result.err;
+
+    // A scan with colours draws, and keeps them when it is converted beside its photos.
+    ASSERT_EQ(run({"colour", station.scan(), station.inScan("coloured.cl3")}).code, 0);
+    EXPECT_EQ(
+        run({"panorama", station.inScan("coloured.cl3"), "-o", picture, "--mode", "colour"}).code,
+        0);
+    EXPECT_EQ(run({"convert", station.inScan("coloured.cl3"), station.out("d.cl3")}).err, "");
+    // Nothing is to be had from photos that cannot be used.
+    for (const char* name : {"ahead.ang", "behind.ang"})
+        std::filesystem::remove(station.inScan(name));
+    EXPECT_EQ(run({"convert", station.scan(), station.out("e.cl3")}).err, "");
+}
+
+}  // namespace
+}  // namespace brisko::tool
