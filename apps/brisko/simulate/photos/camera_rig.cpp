@@ -9,7 +9,6 @@ namespace {
 constexpr CameraRig kClassic = {
     .fileName = "camcal",
     .photosBegin = "C",
-    .turn = StoredTurn::Quarter,
     .pitch = 0.0076,
     .distance = 7.2,
     .fromLeft = 4.65,
@@ -17,26 +16,27 @@ constexpr CameraRig kClassic = {
     .lens = {.k1 = -1.2e-3, .k2 = 8e-6},
     .place = {35, -22, 48},
     .angles = {90.6, -89.3, 0.4},
+    .turn = StoredTurn::Quarter,
 };
 
 constexpr CameraRig kNewer = {
-    .file = CalibrationFile::Newer,
     .fileName = "ncamcal",
     .photosBegin = "N",
-    .turn = StoredTurn::Quarter,
     .pitch = 0.0088,
     .distance = 8.1,
     .fromLeft = 5.21,
     .fromTop = 7.12,
-    .modelCode = 1,
     .lens = {.k1 = -7e-4, .k2 = 4e-6, .p1 = 8e-5, .p2 = -6e-5},
     .place = {18, -12, 25},
     .angles = {89.5, -90.4, -0.7},
-    .hasCarrier = true,
     .carrierPlace = {20, 5, 30},
     .carrierAngles = {0.5, -0.8, 1.2},
-    .isLevelled = true,
     .recordWords = 26,
+    .file = CalibrationFile::Newer,
+    .turn = StoredTurn::Quarter,
+    .modelCode = 1,
+    .hasCarrier = true,
+    .isLevelled = true,
 };
 
 /// The cameras whose photos begin with W and T have the same kind of sensor.
@@ -132,16 +132,16 @@ constexpr CameraRig offset() {
 }
 
 constexpr CameraRig kOwn = {
-    .file = CalibrationFile::WithPhoto,
     .photosBegin = "P",
     .pitch = 0.0074,
     .distance = 7.0,
     .fromLeft = 4.38,
     .fromTop = 5.98,
-    .modelCode = 1,
     .lens = {.k1 = -1e-3, .k2 = 6e-6, .k3 = -1e-8, .p1 = 1e-4, .p2 = 5e-5},
     .place = {45, 20, 35},
     .angles = {90.2, -89.5, -0.9},
+    .file = CalibrationFile::WithPhoto,
+    .modelCode = 1,
 };
 
 }  // namespace

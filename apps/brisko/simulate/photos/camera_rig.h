@@ -38,30 +38,28 @@ enum class StoredTurn {
 
 /// A camera and the round of photos that it takes. Lengths are millimetres, angles degrees.
 struct CameraRig {
-    CalibrationFile file = CalibrationFile::Classic;
-    const char* fileName = "";      // in the project folder
+    const char* fileName = "";      // of the calibration, in the project folder
     const char* photosBegin = "P";  // their names do
-    StoredTurn turn = StoredTurn::Upright;
 
-    std::uint32_t columns = 1200, rows = 1600;  // of the upright sensor
-    double pitch = 0;                           // from pixel to pixel
-    double distance = 0;                        // principal distance
-    double fromLeft = 0, fromTop = 0;           // of the principal point, in the upright picture
-    std::int32_t modelCode = 0;                 // 0 and 2: radial terms only
+    double pitch = 0;                  // from pixel to pixel
+    double distance = 0;               // principal distance
+    double fromLeft = 0, fromTop = 0;  // of the principal point, in the upright picture
     Lens lens;
+    Vector3 place;                            // of the camera, on its carrier or on the head
+    Vector3 angles = {90, -90, 0};            // omega, phi, kappa; these look ahead
+    Vector3 carrierPlace{}, carrierAngles{};  // on the head
+    std::size_t recordWords = 0;              // of a photo's ".kin"
+    double elevations[2] = {28, -28};         // of the rounds
 
-    Vector3 place;                  // of the camera, on its carrier or on the head
-    Vector3 angles = {90, -90, 0};  // omega, phi, kappa; these look ahead
-    bool hasCarrier = false;
-    Vector3 carrierPlace{}, carrierAngles{};
-
-    bool isLevelled = false;      // photos tell how the scanner leaned
-    std::size_t recordWords = 0;  // of a photo's ".kin"
-    int step = 0;                 // 30 or 60; 0: not told
-    bool hasOffset = false;       // the project has an offset file
-
+    CalibrationFile file = CalibrationFile::Classic;
+    StoredTurn turn = StoredTurn::Upright;
+    std::uint32_t columns = 1200, rows = 1600;  // of the upright sensor
+    std::int32_t modelCode = 0;                 // 0 and 2: radial terms only
+    int step = 0;                               // 30 or 60; 0: not told
     std::uint32_t photosAround = 8;
-    double elevations[2] = {28, -28};  // of the rounds
+    bool hasCarrier = false;
+    bool isLevelled = false;  // photos tell how the scanner leaned
+    bool hasOffset = false;   // the project has an offset file
 };
 
 const CameraRig& rigOf(PhotoKind kind);
