@@ -25,6 +25,7 @@ std::string photoFile(const PlannedPhoto& photo) {
 
 std::vector<std::string> namesOf(const std::vector<CalibrationBytes>& files) {
     std::vector<std::string> names;
+    names.reserve(files.size());
     for (const CalibrationBytes& file : files)
         names.push_back(file.name);
     return names;
