@@ -51,6 +51,8 @@ TEST(SimulateOptions, RefusesWhatMakesNoSenseAndNamesTheOption) {
         {{"--name", ".."}, "--name"},
         {{"--model", "thirteen char"}, "--model"},
         {{"--noise=-1"}, "--noise"},
+        {{"--photo-scale", "2"}, "--photo-scale"},
+        {{"--photos", "own", "--name", "x.jpg"}, "--name"},
     };
     for (const auto& bad : cases) {
         const std::string line = bad.arguments.front() + " " + bad.arguments.back();
@@ -69,6 +71,8 @@ TEST(SimulateOptions, ParserRefusesWhatIsNoNumberOrNoneOfItsChoices) {
     EXPECT_THROW(planOf({"--columns", "ten"}), CLI::ParseError);
     EXPECT_THROW(planOf({"--format", "las"}), CLI::ParseError);
     EXPECT_THROW(planOf({"--scene", "moon"}), CLI::ParseError);
+    EXPECT_THROW(planOf({"--photos", "w30"}), CLI::ParseError);
+    EXPECT_THROW(planOf({"--photos", "W30", "--photo-scale", "3"}), CLI::ParseError);
 }
 
 TEST(SimulateOptions, GridSpreadsItsAnglesFromTheStart) {

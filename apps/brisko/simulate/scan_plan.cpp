@@ -20,6 +20,10 @@ ScanPass ScanPlan::pass(std::uint32_t file, std::uint32_t block) const {
     return {number, flag};
 }
 
+std::string ScanPlan::scanFolder() const {
+    return photos ? (std::filesystem::path(folder) / name).string() : folder;
+}
+
 std::string ScanPlan::path(std::uint32_t file) const {
     std::string leaf = name;
     if (series > 0) {
@@ -28,7 +32,7 @@ std::string ScanPlan::path(std::uint32_t file) const {
         leaf += number;
     }
     leaf += format == ScanFormat::CLR ? ".clr" : ".cl3";
-    return (std::filesystem::path(folder) / leaf).string();
+    return (std::filesystem::path(scanFolder()) / leaf).string();
 }
 
 std::uint64_t ScanPlan::leastLength() const {

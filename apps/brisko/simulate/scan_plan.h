@@ -1,11 +1,13 @@
 #pragma once
 
+#include "simulate/photos/camera_rig.h"
 #include "simulate/scan_grid.h"
 #include "simulate/scanner.h"
 
 #include <brisko_codec/file_header.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,7 +21,7 @@ enum class ScanFormat {
 
 /// What is to be simulated, checked and complete.
 struct ScanPlan {
-    std::string folder;
+    std::string folder;  // with photos, that of the project
     std::string name;
     std::string scene;
     std::string model;
@@ -30,12 +32,16 @@ struct ScanPlan {
     std::uint32_t series = 0;         // numbered files; 0 for a single one without number
     bool alignment = false;
     bool colour = false;
+    std::optional<PhotoKind> photos;
+    std::uint32_t photoDivisor = 1;  // of the camera's columns and rows
     ScanGrid grid;
     ScannerSettings settings;
 
     std::uint32_t files() const { return series == 0 ? 1 : series; }
     /// The pass that is stored in a block of a file.
     ScanPass pass(std::uint32_t file, std::uint32_t block) const;
+    /// The folder of the scan; photos lie beside it, their calibration in the folder above.
+    std::string scanFolder() const;
     /// The path of a file.
     std::string path(std::uint32_t file) const;
     /// Bytes that all files take at least; what is left out depends on what the scanner sees.

@@ -24,6 +24,12 @@ Json toJson(const ScanPlan& plan, const Simulation& simulation) {
         {"rows", plan.grid.rows},    {"blocks", plan.blocks},     {"files", files},
         {"pose", simulation.pose},   {"aligned", plan.alignment}, {"seconds", simulation.seconds},
     };
+    if (plan.photos) {
+        summary["photos"] = {
+            {"kind", nameOf(*plan.photos)},     {"folder", plan.scanFolder()},
+            {"count", simulation.photos.count}, {"width", simulation.photos.columns},
+            {"height", simulation.photos.rows}, {"bytes", simulation.photos.bytes}};
+    }
     return summary;
 }
 
@@ -34,6 +40,11 @@ void print(const ScanPlan& plan, const Simulation& simulation) {
         if (plan.blocks > 1) std::cout << " in " << plan.blocks << " blocks";
         std::cout << ", " << file.content.bytes << " bytes\n";
     }
+    if (!plan.photos) return;
+    const SimulatedPhotos& photos = simulation.photos;
+    std::cout << plan.scanFolder() << ": " << photos.count << " photos (" << nameOf(*plan.photos)
+              << "), " << photos.columns << " x " << photos.rows << " pixels, " << photos.bytes
+              << " bytes\n";
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "simulate/simulate_options.h"
 
+#include "common/choice.h"
 #include "common/failure.h"
 
 #include <charconv>
@@ -59,6 +60,18 @@ void requireSizes(const SimulateOptions& options) {
         requireWithin("--flags", flag, 0, 255);
     if (!(options.noise >= 0 && options.noise <= 1000)) {
         refuse("--noise must be 0 to 1000 millimetres");
+    }
+}
+
+void requireFitsPhotos(const CLI::App& command, const std::string& name) {
+    if (command.count("--photos") == 0) {
+        if (command.count("--photo-scale") == 0) return;
+        refuse("--photo-scale needs --photos");
+    }
+    // The scan would be taken for one of its own photos, or for what tells how they were taken.
+    for (const char* part : {".jpg", ".JPG", "camera_cfg", "CAMERA_CFG"}) {
+        if (name.find(part) == std::string::npos) continue;
+        refuse("--name must not contain \"" + std::string(part) + "\" with --photos");
     }
 }
 
@@ -130,6 +143,16 @@ void SimulateOptions::addTo(CLI::App& command) {
     command.add_flag("--alignment", alignment,
                      "Write the scanner's place in the world beside the scan (.alg)");
     command.add_flag("--colour", colour, "CL3: store the true colour of every point");
+    addChoice(
+        command, "--photos", photos, photoKinds(),
+        "Take photos all around, too: classic, newer, W30, W60, T30, T60, offset or own tells "
+        "the camera and the kind of its calibration files. The calibration goes into the "
+        "folder, the scan with its photos into a folder NAME in it");
+    command
+        .add_option("--photo-scale", photoDivisor,
+                    "Photos: a camera's columns and rows are divided by 1, 2, 4 or 8")
+        ->check(CLI::IsMember({1, 2, 4, 8}))
+        ->capture_default_str();
     command.add_option("--noise", noise, "Range noise, millimetres")->capture_default_str();
     command.add_option("--seed", seed, "Another seed, another noise")->capture_default_str();
     command.add_flag("--json", json, "Print JSON, schema " + std::string(kSimulateSchema));
@@ -139,6 +162,7 @@ ScanPlan SimulateOptions::plan(const CLI::App& command) const {
     requireName(name);
     requireSizes(*this);
     requireFitsFormat(command, formatOf(format));
+    requireFitsPhotos(command, name);
     if (model.size() > 12) refuse("--model must have at most 12 characters: \"" + model + "\"");
     const bool blocksGiven = command.count("--blocks") > 0;
     if (blocksGiven && !flags.empty() && flags.size() != static_cast<std::size_t>(blocks)) {
@@ -162,6 +186,8 @@ ScanPlan SimulateOptions::plan(const CLI::App& command) const {
     plan.series = static_cast<std::uint32_t>(series);
     plan.alignment = alignment;
     plan.colour = colour;
+    if (command.count("--photos") > 0) plan.photos = photos;
+    plan.photoDivisor = photoDivisor;
     plan.grid = {static_cast<std::uint32_t>(columns),
                  static_cast<std::uint32_t>(rows),
                  azimuths.start,

@@ -32,6 +32,8 @@ struct SimulateOptions {
     double noise = 1.5;  // millimetres
     bool alignment = false;
     bool colour = false;
+    PhotoKind photos = PhotoKind::Classic;
+    std::uint32_t photoDivisor = 2;
     bool json = false;
 
     void addTo(CLI::App& command);

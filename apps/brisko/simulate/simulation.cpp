@@ -3,6 +3,7 @@
 #include "common/failure.h"
 #include "common/staged_scan.h"
 #include "simulate/output_folder.h"
+#include "simulate/photos/photo_output.h"
 #include "simulate/stations.h"
 
 #include <cerrno>
@@ -10,6 +11,7 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <system_error>
 
 namespace brisko::tool {
@@ -73,6 +75,32 @@ WrittenScan writeFile(const ScanPlan& plan, const Pose& pose, const Scanner& sca
     return content;
 }
 
+/// The photos that a plan asks for, if any, from their claim to their place.
+class PhotoSession {
+public:
+    PhotoSession(const ScanPlan& plan, const Pose& pose) {
+        if (!plan.photos) return;
+        m_plan.emplace(*plan.photos, plan.photoDivisor, pose);
+        m_output.emplace(*m_plan, plan.folder, plan.scanFolder());
+    }
+
+    void write(const Station& station, ProgressStyle style) {
+        if (m_output) m_output->write(station, style);
+    }
+    void commit() {
+        if (m_output) m_output->commit();
+    }
+    SimulatedPhotos summary() const {
+        if (!m_output) return {};
+        const PhotoSize size = m_plan->stored();
+        return {m_plan->photos.size(), size.columns, size.rows, m_output->bytes()};
+    }
+
+private:
+    std::optional<PhotoPlan> m_plan;
+    std::optional<PhotoOutput> m_output;
+};
+
 }  // namespace
 
 Simulation simulate(const ScanPlan& plan, ProgressStyle style) {
@@ -83,10 +111,11 @@ Simulation simulate(const ScanPlan& plan, ProgressStyle style) {
 
     Simulation done;
     station.pose.fillMatrix(done.pose);
-    OutputFolder folder(plan.folder);
+    OutputFolder folder(plan.scanFolder());
     requireSeriesEnds(plan);
     requireSpace(plan);
     const auto staged = stageFiles(plan, station.pose);
+    PhotoSession photos(plan, station.pose);
     {
         Progress progress(style, "simulate", cellsOfFile * plan.files());
         for (std::uint32_t file = 0; file < plan.files(); ++file) {
@@ -97,11 +126,14 @@ Simulation simulate(const ScanPlan& plan, ProgressStyle style) {
                                                              *staged[file], tell)});
         }
     }
+    photos.write(station, style);
     throwIfInterrupted();
+    photos.commit();
+    folder.keep();
     for (const auto& scan : staged) {
         scan->commit();
-        folder.keep();
     }
+    done.photos = photos.summary();
     done.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     return done;
 }

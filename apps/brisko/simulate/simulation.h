@@ -15,8 +15,17 @@ struct SimulatedFile {
     WrittenScan content;
 };
 
+/// The photos beside the scan, each in a file.
+struct SimulatedPhotos {
+    std::size_t count = 0;
+    std::uint32_t columns = 0;  // as stored
+    std::uint32_t rows = 0;
+    std::uint64_t bytes = 0;  // of all their files
+};
+
 struct Simulation {
     std::vector<SimulatedFile> files;
+    SimulatedPhotos photos;
     double pose[16] = {};  // from the scanner's frame to the world, row by row
     double seconds = 0;
 };

@@ -1,0 +1,115 @@
+#include "simulate/photos/photo_output.h"
+
+#include "common/failure.h"
+#include "common/output_file.h"
+#include "simulate/photos/jpeg_encoder.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <initializer_list>
+#include <system_error>
+
+namespace brisko::tool {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string inFolder(const std::string& folder, const std::string& name) {
+    return (fs::path(folder) / name).string();
+}
+
+std::string photoFile(const PlannedPhoto& photo) {
+    return photo.name + ".jpg";
+}
+
+std::vector<std::string> namesOf(const std::vector<CalibrationBytes>& files) {
+    std::vector<std::string> names;
+    names.reserve(files.size());
+    for (const CalibrationBytes& file : files)
+        names.push_back(file.name);
+    return names;
+}
+
+using Parts = std::initializer_list<const char*>;
+
+/// What makes a file a part of a station wherever it occurs in a name.
+constexpr Parts kProjectParts = {"camcal", "CAMCAL", ".ofs"};
+constexpr Parts kScanFolderParts = {".jpg", ".JPG", "camera_cfg", "CAMERA_CFG", ".ang",
+                                    ".tor", ".kin", ".cmr",       ".ext"};
+
+/// A file of another camera, or of an older and longer round, would be taken for one of these.
+void requireNoStranger(const std::string& folder, Parts parts,
+                       const std::vector<std::string>& own) {
+    std::error_code error;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder, error)) {
+        std::error_code ignored;
+        if (entry.is_directory(ignored)) continue;
+        const std::string name = entry.path().filename().string();
+        const bool isPart = std::any_of(parts.begin(), parts.end(), [&name](const char* part) {
+            return name.find(part) != std::string::npos;
+        });
+        if (!isPart || std::find(own.begin(), own.end(), name) != own.end()) continue;
+        throw Failure(ExitCode::NotWritten, entry.path().string() +
+                                                ": would be taken for a part of the new photos; "
+                                                "remove it or choose another folder");
+    }
+    if (error) throw Failure(ExitCode::NotWritten, folder + ": cannot be read: " + error.message());
+}
+
+}  // namespace
+
+PhotoOutput::Output PhotoOutput::stage(const std::string& path) {
+    return {path, std::make_unique<StagedScan>(path)};
+}
+
+PhotoOutput::PhotoOutput(const PhotoPlan& plan, const std::string& projectFolder,
+                         const std::string& scanFolder)
+    : m_plan(plan) {
+    const auto project = projectFiles(plan), besideScan = scanFolderFiles(plan);
+    std::vector<std::string> scanFolderNames = namesOf(besideScan);
+    for (const PlannedPhoto& photo : plan.photos)
+        scanFolderNames.push_back(photoFile(photo));
+    requireNoStranger(projectFolder, kProjectParts, namesOf(project));
+    requireNoStranger(scanFolder, kScanFolderParts, scanFolderNames);
+
+    addCalibration(projectFolder, project);
+    addCalibration(scanFolder, besideScan);
+    for (const PlannedPhoto& photo : plan.photos)
+        m_photos.push_back(stage(inFolder(scanFolder, photoFile(photo))));
+}
+
+void PhotoOutput::addCalibration(const std::string& folder,
+                                 const std::vector<CalibrationBytes>& files) {
+    for (const CalibrationBytes& file : files) {
+        m_calibration.push_back(stage(inFolder(folder, file.name)));
+        const Output& output = m_calibration.back();
+        OutputFile out(output.staged->path(), output.path);
+        out.write(file.bytes);
+        out.close();
+    }
+}
+
+void PhotoOutput::write(const Station& station, ProgressStyle style) {
+    const std::uint64_t pixels = m_plan.upright.pixels();
+    Progress progress(style, "photos", pixels * m_photos.size(), "pixels");
+    JpegEncoder encoder;
+    for (std::size_t i = 0; i < m_photos.size(); ++i) {
+        const RenderedPhoto photo =
+            renderPhoto(m_plan, m_plan.photos[i].camera, station,
+                        [&](std::uint64_t done) { progress.advanceTo(pixels * i + done); });
+        OutputFile out(m_photos[i].staged->path(), m_photos[i].path);
+        out.write(encoder.encode(photo, m_photos[i].path));
+        out.close();
+        m_bytes += out.size();
+    }
+}
+
+void PhotoOutput::commit() {
+    for (const auto* outputs : {&m_calibration, &m_photos}) {
+        for (const Output& output : *outputs)
+            output.staged->commit();
+    }
+}
+
+}  // namespace brisko::tool

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "common/progress.h"
+#include "common/staged_scan.h"
+#include "simulate/photos/calibration_output.h"
+#include "simulate/stations.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace brisko::tool {
+
+/// The photos of a station and their calibration, on the disk. Nothing appears before commit().
+class PhotoOutput {
+public:
+    /// Both folders must be there. Throws Failure(NotWritten) when a file cannot be written, or one
+    /// that is already there would be taken for a part of the station.
+    PhotoOutput(const PhotoPlan& plan, const std::string& projectFolder,
+                const std::string& scanFolder);
+
+    /// Takes the photos; one at a time is kept in memory. Throws Failure(NotWritten) or Interrupted.
+    void write(const Station& station, ProgressStyle style);
+    /// Puts everything in place, photos behind what calibrates them.
+    void commit();
+
+    /// Of the photos' files.
+    std::uint64_t bytes() const { return m_bytes; }
+
+private:
+    struct Output {
+        std::string path;  // for messages
+        std::unique_ptr<StagedScan> staged;
+    };
+
+    static Output stage(const std::string& path);
+    void addCalibration(const std::string& folder, const std::vector<CalibrationBytes>& files);
+
+    const PhotoPlan& m_plan;
+    std::vector<Output> m_calibration;
+    std::vector<Output> m_photos;
+    std::uint64_t m_bytes = 0;
+};
+
+}  // namespace brisko::tool
