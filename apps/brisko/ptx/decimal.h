@@ -7,28 +7,27 @@
 
 namespace brisko::tool {
 
-/// digits / 10^places. While both are exact as doubles, a single division gives the double next to the
-/// decimal. With at most 15 digits the decimal is also the shortest text of that double. So this is
-/// what the general conversions find too, for a fraction of their time.
+/// digits / 10^places, of at most 15 digits. Both are exact as doubles, so a single division gives the
+/// double next to the decimal; and the decimal is the shortest text of that double. So this is what the
+/// general conversions find too, for a fraction of their time.
 struct Decimal {
-    static constexpr std::uint64_t kMostDigits = std::uint64_t{1} << 53;
-    static constexpr int kMostPlaces = 16;
+    static constexpr int kMostPlaces = 12;
 
     std::uint64_t digits = 0;
     int places = 0;
 };
 
 inline constexpr double kPowersOfTen[Decimal::kMostPlaces + 1] = {
-    1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16};
+    1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10, 1e11, 1e12};
 
 inline double valueOf(const Decimal& decimal) {
     return static_cast<double>(decimal.digits) / kPowersOfTen[decimal.places];
 }
 
 /// Reads digits and, behind a point, more digits. Returns their end; null when there are none, or
-/// more than are exact.
+/// too many: better soon than after a look at all of them.
 inline const char* readDecimal(const char* begin, const char* end, Decimal& decimal) {
-    constexpr std::ptrdiff_t kLongest = Decimal::kMostPlaces + 2;  // "0.", and 10^18 fits 64 bits
+    constexpr std::ptrdiff_t kLongest = Decimal::kMostPlaces + 2;  // with "0."
     const char* const limit = begin + std::min(end - begin, kLongest);
     const char* in = begin;
     std::uint64_t digits = 0;
@@ -49,7 +48,7 @@ inline const char* readDecimal(const char* begin, const char* end, Decimal& deci
         if (places == 0) return nullptr;
     }
     const bool mayGoOn = in == limit && limit != end;
-    if (mayGoOn || digits > Decimal::kMostDigits) return nullptr;
+    if (mayGoOn) return nullptr;
     decimal = {digits, places};
     return in;
 }
