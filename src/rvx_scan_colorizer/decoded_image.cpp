@@ -11,12 +11,13 @@ namespace {
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
 
 /// Points of one scan line fall into ever other rows of a photo, so with small pages nearly every
-/// one of them would wait for the page tables. Large photos ask for large pages.
+/// one of them would wait for the page tables. Large photos ask for large pages, but for what would
+/// fill a part of the last one only: over many photos these parts add up.
 void* allocate(std::size_t size) {
     if (size < kHugePage) return std::malloc(size);
-    const std::size_t rounded = (size + kHugePage - 1) / kHugePage * kHugePage;
-    void* const memory = std::aligned_alloc(kHugePage, rounded);
-    if (memory) madvise(memory, rounded, MADV_HUGEPAGE);
+    void* memory = nullptr;
+    if (posix_memalign(&memory, kHugePage, size) != 0) return nullptr;
+    madvise(memory, size / kHugePage * kHugePage, MADV_HUGEPAGE);
     return memory;
 }
 

@@ -7,7 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <random>
 
 namespace brisko::tool {
@@ -179,12 +181,69 @@ TEST(PtxNumbers, IntensitiesComeBackAsTheDecimalsTheyWere) {
     }
 }
 
-TEST(PtxNumbers, EveryIntensityReadsBackAsTheSameFloat) {
+/// The general conversions say what the text is: the fewest digits, from six to nine, that read back.
+std::string shortestShare(float intensity) {
+    const double share = static_cast<double>(intensity) / 2200;
+    char text[64];
+    double read = 0;
+    for (int digits = 6; digits <= 9 && (digits == 6 || toFullScale(read) != intensity); ++digits) {
+        std::snprintf(text, sizeof text, "%.*e", digits - 1, share);
+        read = std::stod(text);
+    }
+    const bool isPlain = read == 0 || std::abs(read) >= 1e-7;
+    return {text, std::to_chars(text, text + sizeof text, read,
+                                isPlain ? std::chars_format::fixed : std::chars_format::general)
+                      .ptr};
+}
+
+TEST(PtxNumbers, IntensitiesHaveTheFewestDigitsThatGiveThemAgain) {
     std::mt19937 random(1);
     std::uniform_real_distribution<float> uniform(0, 2200);
     for (int i = 0; i < 100000; ++i) {
-        const float intensity = i % 2 ? uniform(random) : std::ldexp(uniform(random), -i % 40);
-        ASSERT_EQ(toFullScale(std::stod(intensityText(intensity))), intensity);
+        const float intensity = i % 3 == 0   ? uniform(random)
+                                : i % 3 == 1 ? std::floor(uniform(random))
+                                             : std::ldexp(uniform(random), -i % 40);
+        const std::string text = intensityText(intensity);
+        ASSERT_EQ(text, shortestShare(intensity));
+        ASSERT_EQ(toFullScale(std::stod(text)), intensity);
+    }
+    // 0.000244140625 lies halfway between two texts of eight digits; both give the intensity again.
+    EXPECT_EQ(intensityText(2200.0f / 4096), "0.00024414062");
+    for (const float intensity : {2200.0f, 3300.0f, -550.0f, 0.22f, 0.21f, 22.0f}) {
+        EXPECT_EQ(intensityText(intensity), shortestShare(intensity));
+    }
+}
+
+TEST(PtxNumbers, NumbersOfEveryLengthAreReadToTheLastBit) {
+    std::mt19937_64 random(2);
+    char text[64];
+    for (int i = 0; i < 200000; ++i) {
+        const double number =
+            std::ldexp(static_cast<double>(random()), -static_cast<int>(random() % 80));
+        std::snprintf(text, sizeof text, "%s%.*f", i % 2 ? "-" : " ", i % 19, number);
+        std::string_view line = text;
+        double read = 0;
+        ASSERT_TRUE(takeNumber(line, read) && line.empty()) << text;
+        ASSERT_EQ(read, std::stod(text)) << text;
+    }
+    for (const char* edge :
+         {"9007199254740992", "9007199254740993", "9007199254.740993", "0.9007199254740993",
+          "0.30000000000000004", "99999999999999999999", "18446744073709551616.5", "5.", ".5",
+          "-.5", "00000000000000000007", "0.00000000000000000001", "1.e2", "1E-3"}) {
+        std::string_view line = edge;
+        double read = 0;
+        EXPECT_TRUE(takeNumber(line, read) && line.empty()) << edge;
+        EXPECT_EQ(read, std::stod(edge)) << edge;
+    }
+    std::string_view zero = "-0.000 1";
+    double read = 1;
+    EXPECT_TRUE(takeNumber(zero, read));
+    EXPECT_TRUE(read == 0 && std::signbit(read));
+    EXPECT_EQ(zero, " 1");
+    for (const char* bad : {"", " ", "-", ".", "-.", "--1", "+-1", "1.2.3", "1-", "1,5", "0x10"}) {
+        std::string_view line = bad;
+        EXPECT_FALSE(takeNumber(line, read)) << bad;
+        EXPECT_EQ(line, bad);
     }
 }
 
@@ -204,6 +263,21 @@ TEST(PtxNumbers, CoordinatesAreShortAndComeBackExactly) {
     for (const auto& number : cases) {
         char text[kLongestNumber];
         EXPECT_EQ(std::string(text, putCoordinate(text, number.value)), number.text);
+    }
+}
+
+TEST(PtxNumbers, CoordinatesOfAllKindsHaveTheShortestText) {
+    std::mt19937_64 random(3);
+    for (int i = 0; i < 200000; ++i) {
+        const auto digits = static_cast<double>(random() % 2'000'000'000'000) - 1e12;
+        double metres = digits / std::pow(10, i % 11 + 4);
+        if (i % 4 == 0) metres = std::nextafter(metres, 1e9);
+        char text[kLongestNumber], expected[64];
+        const auto notation =
+            std::abs(metres) < 1e-7 ? std::chars_format::general : std::chars_format::fixed;
+        const std::string_view shortest(
+            expected, std::to_chars(expected, expected + sizeof expected, metres, notation).ptr);
+        ASSERT_EQ(std::string_view(text, putCoordinate(text, metres)), shortest);
     }
 }
 

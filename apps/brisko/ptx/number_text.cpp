@@ -1,5 +1,7 @@
 #include "ptx/number_text.h"
 
+#include "ptx/decimal.h"
+
 #include <brisko_codec/codec.h>
 
 #include <charconv>
@@ -17,17 +19,24 @@ void skipBlanks(std::string_view& line) {
         line.remove_prefix(1);
 }
 
+/// Whether a number that stops here is one, or has something stuck to its end.
+bool endsAt(const char* stop, std::string_view line) {
+    return stop == line.data() + line.size() || isBlankCharacter(*stop);
+}
+
+void cutFrom(std::string_view& line, const char* stop) {
+    line.remove_prefix(static_cast<std::size_t>(stop - line.data()));
+}
+
+/// Numbers of every notation.
 template <class Number>
-bool take(std::string_view& line, Number& number) {
+bool takeAny(std::string_view& line, Number& number) {
     std::string_view rest = line;
-    skipBlanks(rest);
     // from_chars knows no plus sign.
     if (rest.size() > 1 && rest[0] == '+' && rest[1] != '-') rest.remove_prefix(1);
-    const char* end = rest.data() + rest.size();
-    const auto [stop, error] = std::from_chars(rest.data(), end, number);
-    if (error != std::errc{}) return false;
-    if (stop != end && !isBlankCharacter(*stop)) return false;
-    line = rest.substr(static_cast<std::size_t>(stop - rest.data()));
+    const auto [stop, error] = std::from_chars(rest.data(), rest.data() + rest.size(), number);
+    if (error != std::errc{} || !endsAt(stop, rest)) return false;
+    cutFrom(line, stop);
     return true;
 }
 
@@ -38,19 +47,69 @@ std::chars_format notation(double value) {
                                                      : std::chars_format::general;
 }
 
+// A share is cut to the fewest digits that give its intensity again. At most one number of six digits
+// comes back as a given float, so the first try finds every number that was written with six or fewer;
+// nine digits tell all floats apart.
+constexpr int kFewestDigits = 6, kMostDigits = 9;
+
+/// Shares of intensities above all others: 0.0001 to 1. Null when rounding in this way may err.
+char* putUsualShare(char* out, double share, float intensity) {
+    if (!(share >= 1e-4 && share <= 1)) return nullptr;
+    int places = kFewestDigits;
+    for (const double limit : {1e-1, 1e-2, 1e-3})
+        places += share < limit;
+    for (const int most = places + kMostDigits - kFewestDigits;; ++places) {
+        const double scaled = share * kPowersOfTen[places];
+        const Decimal decimal{static_cast<std::uint64_t>(scaled + 0.5), places};
+        const double moved = std::abs(scaled - static_cast<double>(decimal.digits));
+        // The product has an error of its own, of up to 1e-7.
+        if (moved > 0.5 - 1e-6) return nullptr;
+        if (places == most || toFullScale(valueOf(decimal)) == intensity) {
+            return putDecimal(out, decimal);
+        }
+    }
+}
+
+char* putAnyShare(char* out, double share, float intensity) {
+    for (int digits = kFewestDigits;; ++digits) {
+        char* const end = std::to_chars(out, out + kLongestNumber, share,
+                                        std::chars_format::scientific, digits - 1)
+                              .ptr;
+        double read = 0;
+        std::from_chars(out, end, read);
+        if (digits == kMostDigits || toFullScale(read) == intensity) {
+            return putCoordinate(out, read);
+        }
+    }
+}
+
 }  // namespace
 
 bool takeNumber(std::string_view& line, double& number) {
     std::string_view rest = line;
-    double value = 0;
-    if (!take(rest, value) || !std::isfinite(value)) return false;
-    number = value;
+    skipBlanks(rest);
+    const bool isNegative = !rest.empty() && rest.front() == '-';
+    Decimal decimal;
+    const char* const stop =
+        readDecimal(rest.data() + isNegative, rest.data() + rest.size(), decimal);
+    if (stop && endsAt(stop, rest)) {
+        number = isNegative ? -valueOf(decimal) : valueOf(decimal);
+        cutFrom(rest, stop);
+    } else {
+        double value = 0;
+        if (!takeAny(rest, value) || !std::isfinite(value)) return false;
+        number = value;
+    }
     line = rest;
     return true;
 }
 
 bool takeColour(std::string_view& line, std::uint8_t& colour) {
-    return take(line, colour);
+    std::string_view rest = line;
+    skipBlanks(rest);
+    if (!takeAny(rest, colour)) return false;
+    line = rest;
+    return true;
 }
 
 bool isBlank(std::string_view line) {
@@ -59,6 +118,16 @@ bool isBlank(std::string_view line) {
 }
 
 char* putCoordinate(char* out, double metres) {
+    constexpr int kPlaces = 6;  // what files of scans have at most
+    constexpr double kOne = 1e6, kMost = 1e9;
+    const double size = std::abs(metres);
+    if (size > 0 && size < kMost) {
+        const Decimal decimal{static_cast<std::uint64_t>(size * kOne + 0.5), kPlaces};
+        if (valueOf(decimal) == size) {
+            if (metres < 0) *out++ = '-';
+            return putDecimal(out, decimal);
+        }
+    }
     return std::to_chars(out, out + kLongestNumber, metres, notation(metres)).ptr;
 }
 
@@ -68,18 +137,8 @@ float toFullScale(double share) {
 
 char* putIntensity(char* out, float intensity) {
     const double share = static_cast<double>(intensity) / static_cast<double>(BriskoCodec::i_range);
-    // At most one number of six digits comes back as a given float, so the first try finds every
-    // number that was written with six or fewer; nine digits tell all floats apart.
-    for (int digits = 6; digits <= 9; ++digits) {
-        char* end = std::to_chars(out, out + kLongestNumber, share, std::chars_format::scientific,
-                                  digits - 1)
-                        .ptr;
-        double read = 0;
-        std::from_chars(out, end, read);
-        if (digits < 9 && toFullScale(read) != intensity) continue;
-        return putCoordinate(out, read);
-    }
-    return out;
+    char* const end = putUsualShare(out, share, intensity);
+    return end ? end : putAnyShare(out, share, intensity);
 }
 
 }  // namespace brisko::tool
