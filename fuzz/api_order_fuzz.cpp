@@ -43,7 +43,7 @@ public:
 
     void step(Input& in) {
         test::TestPoint point;
-        switch (in.u8() % 10) {
+        switch (in.u8() % 11) {
             case 0:
             case 1:
                 open(in.u8());
@@ -71,8 +71,11 @@ public:
             case 8:
                 getAlignment(m_codec);
                 break;
+            case 9:
+                readBatch(in.u8() % 9, true);
+                break;
             default:
-                readBatch(in.u8() % 9, in.u8() % 2 == 0);
+                readBatch(in.u8() % 9, false);
         }
     }
 

@@ -42,7 +42,8 @@ TestPoint takePoint(Input& in) {
     p.z = coordinate(in);
     p.intensity = static_cast<float>(in.u8()) * 5;
     p.red = in.u8();
-    p.column = in.u8() * (in.u8() % 4U);  // up to three tiles
+    p.column = in.u8();
+    p.column *= in.u8() % 4U;  // up to three tiles
     p.row = in.u8();
     return p;
 }
@@ -98,9 +99,10 @@ public:
         const auto end = [](std::size_t cells) { return (cells + 255) / 256 * 256; };
         const bool inside = p.column < end(m_grid.GetAzimuthResolution()) &&
                             p.row < end(m_grid.GetZenithResolution());
-        if (!inside || p.column / 256 < m_band) return;
-        m_band = p.column / 256;
-        m_points[{p.column, p.row}] = p;
+        // A point beyond the grid ends the bands before it, too.
+        const bool isLate = p.column / 256 < m_band;
+        m_band = std::max(m_band, p.column / 256);
+        if (inside && !isLate) m_points[{p.column, p.row}] = p;
     }
     void expectFile() const {
         const auto codec = test::openScan<CL3GridCodec>(m_path);
@@ -136,7 +138,6 @@ public:
 
     bool open() {
         m_points.clear();
-        m_last = 0;
         m_inOrder = true;
         return m_writer.Open(m_path.c_str(), &m_grid);
     }
@@ -170,14 +171,15 @@ private:
     std::string m_path;
     Grid m_grid;
     CLRWriterGridCodec m_writer;
-    std::uint32_t m_last = 0;
     bool m_inOrder = true;
     std::map<Cell, TestPoint> m_points;
 };
 
 template <class Writer>
 void write(Input& in, const std::string& path) {
-    const std::size_t columns = in.u8() * (1 + in.u8() % 3U), rows = in.u8();
+    std::size_t columns = in.u8();
+    columns *= 1 + in.u8() % 3U;
+    const std::size_t rows = in.u8();
     Writer writer(path, Grid(columns, rows));
     bool isOpen = false;
     for (int steps = 0; steps < 200 && !in.empty(); ++steps) {

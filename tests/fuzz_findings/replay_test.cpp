@@ -32,7 +32,7 @@ TEST_P(FuzzTarget, HoldsForWhatOnceFailed) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, FuzzTarget, testing::ValuesIn(targets()),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         [](const auto& target) { return std::string(target.param.name); });
 
 }  // namespace
 
