@@ -73,7 +73,7 @@ public:
     bool isWalkable() const { return m_edge != 0; }
 
     Slow next(test::TestPoint& point) {
-        for (int steps = 0; steps < 100'000; ++steps) {
+        while (m_steps++ < 200'000) {
             if (m_entry == m_edge * m_edge || !m_inTile) {
                 if (m_tile == m_tiles) return Slow::End;
                 if (m_inTile && ++m_tile == m_tiles) return Slow::End;
@@ -97,6 +97,7 @@ private:
     SlowItems m_items;
     std::uint64_t m_edge = 0, m_rowTiles = 0, m_tiles = 0, m_tile = 0, m_entry = 0;
     bool m_inTile = false;
+    int m_steps = 0;
 };
 
 /// Reads a CL3 scan from its bytes, slowly and by the description of the format. Shares nothing with
