@@ -101,7 +101,8 @@ public:
     bool Open(const char* path, GridFileHeader* header) override;
     bool Close() override;
     /// A later point replaces an earlier one of its cell. Dropped: points of a band already written,
-    /// and points beyond the last tile. Every point widens the box in scan.alg.
+    /// and points beyond the last tile; a column beyond it ends all bands. Every point widens the
+    /// box in scan.alg.
     void WritePoint(double x, double y, double z, float intensity, std::uint8_t red,
                     std::uint8_t green, std::uint8_t blue, std::uint8_t alpha, std::uint32_t column,
                     std::uint32_t row) override;

@@ -2,6 +2,8 @@
 
 #include "codec/batch_source.h"
 
+#include <algorithm>
+
 namespace brisko {
 
 /// Any codec as a source of batches.
@@ -16,15 +18,22 @@ namespace {
 /// A reader of this library, which fills the arrays itself.
 class NativeSource final : public PointBatchReader::Source {
 public:
-    explicit NativeSource(BatchSource& source) : m_source(source) {}
+    NativeSource(BatchSource& source, bool hasGrid) : m_source(source), m_hasGrid(hasGrid) {}
 
     std::size_t read(const PointArrays& arrays, std::size_t capacity, bool first) override {
         if (first && !m_source.startPass()) return 0;
-        return m_source.readBatch(arrays, capacity);
+        if (m_hasGrid) return m_source.readBatch(arrays, capacity);
+        PointArrays withoutCells = arrays;
+        withoutCells.columns = withoutCells.rows = nullptr;
+        const std::size_t count = m_source.readBatch(withoutCells, capacity);
+        if (arrays.columns) std::fill_n(arrays.columns, count, 0);
+        if (arrays.rows) std::fill_n(arrays.rows, count, 0);
+        return count;
     }
 
 private:
     BatchSource& m_source;
+    const bool m_hasGrid;  // a plain codec may walk a grid, but does not tell of it
 };
 
 /// Any other codec, asked point by point.
@@ -69,7 +78,8 @@ private:
 
 PointBatchReader::PointBatchReader(BriskoCodec& codec) {
     if (auto* const source = dynamic_cast<BatchSource*>(&codec)) {
-        m_source = std::make_unique<NativeSource>(*source);
+        const bool hasGrid = dynamic_cast<BriskoGridCodec*>(&codec) != nullptr;
+        m_source = std::make_unique<NativeSource>(*source, hasGrid);
     } else {
         m_source = std::make_unique<PointwiseSource>(codec);
     }

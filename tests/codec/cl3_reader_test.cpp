@@ -302,7 +302,7 @@ TEST(CL3Reader, BatchesGiveTheSamePointsWhateverTheirSize) {
     const auto plain = test::openScan<CL3Codec>(scan.path());
     for (const std::size_t capacity : {1UL, 2UL, 9UL, 100UL}) {
         EXPECT_EQ(test::readAllBatched(*codec, capacity), scan.expected);
-        EXPECT_EQ(test::readAllBatched(*plain, capacity).size(), scan.expected.size());
+        EXPECT_EQ(test::readAllBatched(*plain, capacity), test::readAll(*plain));  // no cells
     }
     // Calls of both kinds move through one pass, and arrays may be left out.
     TestPoint first;

@@ -1,0 +1,189 @@
+// The calls of a reader in any order, on scans of every format, damaged and whole, bare and wrapped:
+// closed readers deliver nothing, and after all of it a reader that is opened again delivers what a new
+// one does.
+
+#include "same_points.h"
+#include "scan_folder.h"
+
+#include "support/scan_bytes.h"
+
+#include <brisko_codec/brisko_codec.h>
+
+#include <functional>
+
+namespace brisko::fuzz {
+
+namespace {
+
+using Factory = std::function<BriskoCodec*()>;
+
+BriskoGridCodec* validOnly(BriskoGridCodec* codec) {
+    return SkipCodecCreator::CreateValidGridCodec(codec);
+}
+
+const Factory kFactories[] = {
+    [] { return CL3Codec::Create(); },
+    [] { return CL3GridCodec::Create(); },
+    [] { return CLRCodec::Create(); },
+    [] { return CLRGridCodec::Create(); },
+    [] { return SkipCodecCreator::CreateCodec(CL3Codec::Create(), 5); },
+    [] { return validOnly(CLRGridCodec::Create()); },
+    [] {
+        return SkipCodecCreator::CreateBbValidatorGridCodec(validOnly(CL3GridCodec::Create()), -2,
+                                                            -9, -9, 9, 9, 9);
+    },
+    [] { return ColorCodecCreator::CreateGridCodec(CLRGridCodec::Create(), false); },
+    [] { return SkipCodecCreator::CreateCodec(nullptr, 5); },
+    [] { return ColorCodecCreator::CreateCodec(nullptr, false); },
+};
+
+class Calls {
+public:
+    Calls(BriskoCodec& codec, const ScanFolder& folder) : m_codec(codec), m_folder(folder) {}
+
+    void step(Input& in) {
+        test::TestPoint point;
+        switch (in.u8() % 11) {
+            case 0:
+            case 1:
+                open(in.u8());
+                break;
+            case 2:
+                m_codec.Close();
+                m_isOpen = m_started = false;
+                break;
+            case 3:
+                m_started = test::readFirst(m_codec, point);
+                expect(m_isOpen || !m_started);
+                break;
+            case 4:
+                expect(!test::readNext(m_codec, point) || m_isOpen);
+                break;
+            case 5:
+                expectBounds();
+                break;
+            case 6:
+                askGrid();
+                break;
+            case 7:
+                setFrame(m_codec, in.u8() % 2 ? Frame::Aligned : Frame::Scanner);
+                break;
+            case 8:
+                getAlignment(m_codec);
+                break;
+            case 9:
+                readBatch(in.u8() % 9, true);
+                break;
+            default:
+                readBatch(in.u8() % 9, false);
+        }
+    }
+
+private:
+    void open(std::uint8_t which) {
+        const std::string names[] = {m_folder / "scan.cl3", m_folder / "scan.clr",
+                                     m_folder / "missing.cl3", m_folder.path().string(), "\xFF"};
+        const std::size_t name = which % 6;
+        m_isOpen = m_codec.Open(name < 5 ? names[name].c_str() : nullptr);
+        expect(!m_isOpen || name < 2);
+    }
+    void expectBounds() {
+        double minimum[3], maximum[3];
+        std::int64_t count = -1;
+        m_codec.GetBounds(minimum[0], minimum[1], minimum[2], maximum[0], maximum[1], maximum[2],
+                          count);
+        expect(count >= 0);
+    }
+    void askGrid() {
+        if (auto* const grid = dynamic_cast<BriskoGridCodec*>(&m_codec)) {
+            unsigned columns = 0, rows = 0, tile = 0;
+            grid->GetGridResolution(columns, rows, tile);
+        }
+    }
+    void readBatch(std::size_t capacity, bool first) {
+        PointBatchReader reader(m_codec);
+        double positions[27];
+        PointArrays arrays;
+        arrays.positions = positions;
+        const std::size_t count =
+            first ? reader.readFirst(arrays, capacity) : reader.readNext(arrays, capacity);
+        expect(count <= capacity && (m_isOpen || count == 0));
+    }
+
+    BriskoCodec& m_codec;
+    const ScanFolder& m_folder;
+    bool m_isOpen = false, m_started = false;
+};
+
+std::vector<test::TestPoint> somePoints(BriskoCodec& codec) {
+    std::vector<test::TestPoint> points;
+    test::TestPoint point;
+    for (bool more = test::readFirst(codec, point); more && points.size() < 100;
+         more = test::readNext(codec, point))
+        points.push_back(point);
+    return points;
+}
+
+void expectAsNew(BriskoCodec& used, const Factory& factory, const std::string& path) {
+    const test::CodecPtr<BriskoCodec> fresh(factory());
+    setFrame(used, Frame::Aligned);
+    const bool opens = fresh->Open(path.c_str());
+    expect(used.Open(path.c_str()) == opens);
+    if (!opens) return;
+    const auto expected = somePoints(*fresh), points = somePoints(used);
+    expect(points.size() == expected.size());
+    for (std::size_t i = 0; i < points.size(); ++i)
+        expect(isSame(points[i], expected[i]));
+}
+
+void run(ByteSpan bytes) {
+    static const ScanFolder folder;
+    Input in(bytes);
+    const Factory& factory = kFactories[in.below(std::size(kFactories))];
+    Input calls(in.takePiece());
+    folder.writeOrRemove("scan.alg", in.takePiece());
+    folder.writeOrRemove("scan.ij", in.takePiece());
+    folder.write("scan.cl3", in.takePiece());
+    folder.write("scan.clr", in.rest());
+    const test::CodecPtr<BriskoCodec> codec(factory());
+    Calls caller(*codec, folder);
+    for (int steps = 0; steps < 40 && !calls.empty(); ++steps)
+        caller.step(calls);
+    expectAsNew(*codec, factory, folder / "scan.cl3");
+    expectAsNew(*codec, factory, folder / "scan.clr");
+}
+
+std::vector<Bytes> seeds() {
+    const test::TestPoint a{1.5, -2, 0.25, 1100, 1, 2, 3, 0, 0}, b{0, 0, -7, 0, 0, 0, 0, 0, 0};
+    const Bytes alg = toBytes("CL3_ALG_0.1\n0 -1 0 10\n1 0 0 0\n0 0 1 2.5\n0 0 0 1\n");
+    const Bytes index = test::ByteWriter()
+                            .bytes(test::ijHeader(3, 2, 2))
+                            .bytes(test::ijTile(0, 0, {0, 1, 2, 0}))
+                            .bytes(test::ijTile(1, 0, {0, 0, 1, 0}));
+    const Bytes cl3 = test::ByteWriter()
+                          .bytes(test::cl3Header(2))
+                          .bytes(test::cl3Block({a, b}))
+                          .bytes(test::cl3Block({b}));
+    const Bytes clr =
+        test::ByteWriter()
+            .bytes(test::clrHeader(2, 2, 1, 1))
+            .u8(0)
+            .bytes(test::clrRecords(
+                {{1, 2, 3, 0, 9}, {0, 0, 0, 0, 0}, {70000, 1, 1, 0, 5}, {4, 4, 4, 0, 4}}));
+    const Bytes calls = {4, 0, 0, 3, 4, 9, 4, 0, 5, 4, 6, 0, 1,
+                         3, 7, 1, 4, 2, 4, 3, 1, 2, 5, 8, 0, 5};
+    std::vector<Bytes> all;
+    for (std::uint8_t factory = 0; factory < std::size(kFactories); ++factory) {
+        Bytes bytes = {factory};
+        const Bytes rest = pieces({calls, alg, index, cl3, clr});
+        bytes.insert(bytes.end(), rest.begin(), rest.end());
+        all.push_back(bytes);
+    }
+    return all;
+}
+
+const Registered registered({"api_order", run, seeds});
+
+}  // namespace
+
+}  // namespace brisko::fuzz

@@ -1,0 +1,133 @@
+// Progresses opened, moved and left in any order, with monitors that cancel, throw and misbehave: a
+// monitor hears of as many ends as of beginnings, and of whole per cent between 0 and 100 only.
+
+#include "input.h"
+
+#include <brisko_codec/progress.h>
+
+#include <cmath>
+#include <memory>
+#include <stdexcept>
+
+namespace brisko::fuzz {
+
+namespace {
+
+using vexo::DefiniteProgress;
+using vexo::ProgressRequest;
+using vexo::ProgressTracker;
+
+class Monitor : public vexo::ProgressMonitor {
+public:
+    void onStart(const std::string&) override { ++open; }
+    void onFinish() override {
+        expect(open > 0);
+        --open;
+    }
+    ProgressRequest onUpdate(const std::string&, float percentage, bool pausable,
+                             bool cancellable) override {
+        expect(open > 0);
+        expect(percentage >= 0 && percentage <= 100 && std::floor(percentage) == percentage);
+        const std::uint8_t answer = script.u8() % 16;
+        if (answer == 1) throw 42;
+        if (answer == 2) return ProgressRequest::Cancel;
+        // Would wait for ever where it can be followed.
+        if (answer == 3 && !pausable) return ProgressRequest::Pause;
+        cancelSeen = cancelSeen || cancellable;
+        return ProgressRequest::Continue;
+    }
+
+    int open = 0;
+    bool cancelSeen = false;
+    Input script{{}};
+};
+
+class Operation {
+public:
+    explicit Operation(ProgressTracker& tracker) : m_tracker(tracker) {}
+    ~Operation() {
+        while (!m_open.empty())
+            m_open.pop_back();  // the innermost first
+    }
+
+    void step(Input& in) {
+        const std::uint8_t what = in.u8() % 8;
+        const std::uint32_t number = in.u16();
+        if (what < 2 && m_open.size() < 20) {
+            m_open.push_back(std::make_unique<DefiniteProgress>(&m_tracker, "p", number));
+            m_steps.resize(m_open.size());
+            m_steps.back() = number;
+        } else if (what == 2) {
+            m_tracker.requestCancel();
+        } else if (what == 3) {
+            m_tracker.resume();
+        } else if (m_open.empty()) {
+            return;
+        } else if (what == 4) {
+            m_open.pop_back();
+            m_steps.pop_back();
+        } else if (what == 5) {
+            m_open.back()->setCancellable((number & 1) != 0);
+            m_open.back()->setPausable((number & 2) != 0);
+        } else if (what == 6) {
+            m_open.back()->checkCancel();
+        } else {
+            move(number);
+        }
+    }
+
+private:
+    /// Mostly the progress on top, sometimes one that may not be moved now.
+    void move(std::uint32_t number) {
+        const std::size_t which = number % 8 == 7 ? 0 : m_open.size() - 1;
+        const std::uint64_t steps = m_steps[which];
+        const std::uint64_t index = number % (steps + 2);
+        try {
+            m_open[which]->setStepIndex(index);
+        } catch (const std::invalid_argument&) {
+            expect(index > steps);
+            return;
+        }
+        expect(index <= steps);
+        expect(m_open[which]->percentage() == std::floor(100.0 * double(index) / double(steps)));
+    }
+
+    ProgressTracker& m_tracker;
+    std::vector<std::unique_ptr<DefiniteProgress>> m_open;
+    std::vector<std::uint64_t> m_steps;
+};
+
+void run(ByteSpan input) {
+    Input in(input);
+    Monitor first, second;
+    first.script = Input(in.takePiece());
+    second.script = Input(in.takePiece());
+    ProgressTracker tracker;
+    tracker.addMonitor(&first);
+    tracker.addMonitor(&second);
+    while (!in.empty()) {
+        // What comes out of an operation ends it.
+        Operation operation(tracker);
+        try {
+            while (!in.empty())
+                operation.step(in);
+        } catch (const vexo::CancelProgressRequest&) {
+        } catch (const std::logic_error&) {  // misuse, as far as it was not met by name above
+        } catch (int thrown) {
+            expect(thrown == 42);
+        }
+    }
+    expect(first.open == 0 && second.open == 0);
+}
+
+std::vector<Bytes> seeds() {
+    const Bytes steps = {0, 10, 0, 5, 1, 0, 7, 5, 0, 1, 200, 0, 7, 40, 0, 7, 80, 0,
+                         2, 0,  0, 6, 0, 0, 4, 0, 0, 0, 3,   0, 7, 3,  0, 7, 2,  0};
+    return {pieces({{}, {}, steps}), pieces({{0, 2, 1}, {3, 3}, steps})};
+}
+
+const Registered registered({"progress", run, seeds});
+
+}  // namespace
+
+}  // namespace brisko::fuzz

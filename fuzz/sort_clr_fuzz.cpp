@@ -1,0 +1,120 @@
+// Sorting lines: the copy holds the points of every line, in the order of the line or turned; lines
+// run up and down in turn; the input stays.
+
+#include "scan_folder.h"
+#include "slow_clr.h"
+
+#include "pcplib/processes/sort_clr.h"
+
+namespace brisko::fuzz {
+
+namespace {
+
+using Line = std::vector<ClrRecord>;
+
+/// The sine of the elevation, on a scale that is the same for both ends of a line.
+double elevation(const ClrRecord& r) {
+    return std::atan2(double(r.z), std::hypot(double(r.x), double(r.y)));
+}
+
+/// The way in which a line runs: above 0 upwards.
+double rise(const Line& line) {
+    const auto measured = [](const ClrRecord& r) { return r.intensity > 0; };
+    const auto first = std::find_if(line.begin(), line.end(), measured);
+    const auto last = std::find_if(line.rbegin(), line.rend(), measured);
+    return first == line.end() ? 0 : elevation(*last) - elevation(*first);
+}
+
+bool isOneOf(const Line& copy, const Line& line) {
+    return copy == line || std::equal(copy.begin(), copy.end(), line.rbegin(), line.rend());
+}
+
+Line lineAt(ByteSpan bytes, std::uint64_t at, std::int64_t rows) {
+    Line line;
+    for (std::int64_t i = 0; i < rows; ++i, at += 20) {
+        Bytes record(20);  // with zeros where the file has ended
+        if (at < bytes.size()) {
+            std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(at),
+                        std::min<std::size_t>(20, bytes.size() - at), record.begin());
+        }
+        line.push_back(recordAt(record, 0));
+    }
+    return line;
+}
+
+void expectSorted(ByteSpan in, ByteSpan out, const SlowClrHeader& header) {
+    expect(std::equal(out.begin(), out.begin() + 120, in.begin()));
+    std::uint64_t at = 120;
+    for (std::uint32_t block = 0; block < header.blocks && at < in.size(); ++block) {
+        expect(out[at] == in[at]);
+        ++at;
+        for (std::int64_t k = 0; k < header.columns && at < in.size(); ++k) {
+            const Line before = lineAt(in, at, header.rows), after = lineAt(out, at, header.rows);
+            expect(at + 20 * before.size() <= out.size());
+            expect(isOneOf(after, before));
+            expect(k % 2 == 0 ? rise(after) >= -1e-12 : rise(after) <= 1e-12);
+            at += 20 * before.size();
+        }
+    }
+    expect(out.size() == at);
+}
+
+void run(ByteSpan input) {
+    static const ScanFolder folder;
+    const SlowClrHeader header(input);
+    if (header.rows > 2000) return;  // a cut line is filled up to its end, which takes its time
+    folder.write("scan.clr", input);
+    std::filesystem::remove(folder / "scan.clr.Converted.clr");
+    const bool done = QelPcpLib::ConvertClrFile(folder / "scan.clr");
+    expect(test::readFile(folder / "scan.clr") == toBytes(input));
+    expect(folder.names().size() == (done ? 2U : 1U));
+    if (!done) return;
+    const Bytes out = test::readFile(folder / "scan.clr.Converted.clr");
+    expect(out.size() <= (std::size_t{64} << 20) + 64 * input.size());
+    if (input.size() < 120 || !header.hasCells()) return;
+    if (header.format < 2) {
+        expectSorted(input, out, header);
+    } else if (out.size() == 120 + header.blocks * header.blockSize()) {
+        // A whole copy of compressed lines: as many points as a reader of the input finds in one
+        // block; merging several depends on the order of their cells.
+        if (header.blocks == 1) {
+            expect(test::readScan<CLRGridCodec>(folder / "scan.clr").size() ==
+                   test::readScan<CLRGridCodec>(folder / "scan.clr.Converted.clr").size());
+        }
+    }
+}
+
+std::vector<Bytes> seeds() {
+    const std::vector<ClrRecord> lines = {
+        {1000, 0, 1, 6, 9}, {1000, 0, 2, 7, 9}, {900, 5, 3, 8, 9},
+        {1000, 0, 3, 1, 9}, {0, 0, 0, 0, 0},    {900, 5, 1, 8, 9},
+        {1000, 0, 3, 1, 9}, {0, 0, 0, 0, 0},    {900, 5, 1, 8, 9}};
+    std::vector<Bytes> all;
+    for (const std::uint32_t format : {0U, 1U}) {
+        all.push_back(test::ByteWriter()
+                          .bytes(test::clrHeader(3, 3, format, 2))
+                          .u8(0)
+                          .bytes(test::clrRecords(lines))
+                          .u8(1)
+                          .bytes(test::clrRecords(lines)));
+    }
+    test::ByteWriter packed;
+    packed.bytes(test::clrHeader(3, 3, 2, 1)).u8(0);
+    for (std::size_t i = 0; i < 9; i += 3) {
+        std::vector<RawRecord> line;
+        for (std::size_t k = i; k < i + 3; ++k)
+            line.push_back(
+                {lines[k].x, lines[k].y, lines[k].z, lines[k].fourth, lines[k].intensity});
+        Bytes bytes;
+        encodeCompressedLine(line.data(), line.size(), bytes);
+        packed.bytes(bytes);
+    }
+    all.push_back(packed);
+    return all;
+}
+
+const Registered registered({"sort_clr", run, seeds});
+
+}  // namespace
+
+}  // namespace brisko::fuzz

@@ -1,0 +1,39 @@
+#include "support/conversion_fixture.h"
+#include "target.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+namespace brisko::fuzz {
+
+namespace {
+
+class FuzzTarget : public testing::TestWithParam<Target> {};
+
+TEST_P(FuzzTarget, HoldsForItsSeedsAndTheirBeginnings) {
+    const test::SilentOutput silent;
+    const Target& target = GetParam();
+    target.run({});
+    for (const Bytes& seed : target.seeds()) {
+        target.run(seed);
+        for (std::size_t size = seed.size() % 13; size < seed.size(); size += 1 + seed.size() / 8)
+            target.run({seed.data(), size});
+    }
+}
+
+TEST_P(FuzzTarget, HoldsForWhatOnceFailed) {
+    const test::SilentOutput silent;
+    const Target& target = GetParam();
+    const auto folder = std::filesystem::path(BRISKO_FUZZ_FINDINGS) / target.name;
+    if (!std::filesystem::exists(folder)) return;
+    for (const auto& file : std::filesystem::directory_iterator(folder))
+        target.run(test::readFile(file.path().string()));
+}
+
+INSTANTIATE_TEST_SUITE_P(All, FuzzTarget, testing::ValuesIn(targets()),
+                         [](const auto& target) { return std::string(target.param.name); });
+
+}  // namespace
+
+}  // namespace brisko::fuzz
