@@ -13,6 +13,9 @@
 /// Results:  true when all went well, which includes that there was nothing to do; false otherwise.
 ///           What the tracker's monitors throw comes out, above all CancelProgressRequest; nothing
 ///           else does.
+///           A file of the scan that is there but cannot be opened or read to its end (an I/O error, no
+///           permission, no descriptors, no memory) makes the result false; it is never taken for a
+///           missing one or for the end of the data.
 /// Outputs:  written under temporary names beside the output and put in place, flushed to the disk,
 ///           when complete. An output that was there before stays until then, and for ever when the
 ///           conversion fails. The input and its ".alg" are never written.

@@ -48,7 +48,8 @@ public:
     CLFileHeader& operator=(CLFileHeader&&) = default;
 
     /// Opens the file and reads its header. Returns false, and changes nothing, when the file
-    /// cannot be opened. Fields that a short file does not hold keep their values.
+    /// cannot be opened; false also after a read error. Fields that a short file does not hold keep
+    /// their values.
     bool Read(const char* path) override;
 
     /// Angle between neighbouring columns, and between neighbouring rows.
