@@ -66,21 +66,18 @@ TEST(StagedFile, FollowsLinksAndKeepsThem) {
 
 TEST(StagedFile, CannotBeCreatedWhereNoFileCanBe) {
     const TempFolder folder;
-    const struct {
-        std::string target;
-        int error;
-    } cases[] = {
+    const std::pair<std::string, int> cases[] = {
         {"", EINVAL},
         {"bad\xFFname", EINVAL},
         {folder.path().string(), EISDIR},
         {"/dev/null", EINVAL},
         {folder / "no/such/folder", ENOENT},
     };
-    for (const auto& c : cases) {
+    for (const auto& [target, error] : cases) {
         StagedFile staged;
         errno = 0;
-        EXPECT_FALSE(staged.create(c.target)) << c.target;
-        EXPECT_EQ(errno, c.error) << c.target;
+        EXPECT_FALSE(staged.create(target)) << target;
+        EXPECT_EQ(errno, error) << target;
     }
     EXPECT_EQ(folder.names(), Names{});
 }
