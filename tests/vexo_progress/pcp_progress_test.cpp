@@ -1,5 +1,6 @@
 #include "vexo_progress/pcp_progress.h"
 
+#include "support/printed_by.h"
 #include "vexo_progress/progress_recorder.h"
 
 #include <gtest/gtest.h>
@@ -7,12 +8,11 @@
 namespace brisko::vexo {
 namespace {
 
-using Events = std::vector<std::string>;
+using test::printedBy;
 
 TEST(PcpProgress, EveryNewProcessNumberStartsAProgress) {
     RecordedTracker host;
-    testing::internal::CaptureStdout();
-    {
+    const std::string told = printedBy([&] {
         PcpProgress bridge(&host.tracker, "Pcp Indexing1");
         bridge.SetPos(0);
         bridge.SetPos(7);  // no process yet: kept, not told
@@ -27,9 +27,8 @@ TEST(PcpProgress, EveryNewProcessNumberStartsAProgress) {
         bridge.SetPos(31);
         bridge.SetProcNo(0xFFFE);
         bridge.SetPos(100);
-    }
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "PcpLib SetProcNo =1\nPcpLib SetProcNo =-2\n");
+    });
+    EXPECT_EQ(told, "PcpLib SetProcNo =1\nPcpLib SetProcNo =-2\n");
     EXPECT_EQ(host.events,
               (Events{"start Pcp Indexing1", "Pcp Indexing1 30 pausable cancellable",
                       "Pcp Indexing1 31 pausable cancellable", "finish", "start Pcp Indexing1",
@@ -38,55 +37,39 @@ TEST(PcpProgress, EveryNewProcessNumberStartsAProgress) {
 
 TEST(PcpProgress, RefusesPositionsOutsideItsHundredSteps) {
     RecordedTracker host;
-    testing::internal::CaptureStdout();
     PcpProgress bridge(&host.tracker, "work");
-    bridge.SetProcNo(1);
-    testing::internal::GetCapturedStdout();
+    printedBy([&] { bridge.SetProcNo(1); });
     for (const int position : {101, 32767, 32768, 0xFFFF}) {
-        try {
-            bridge.SetPos(static_cast<std::uint16_t>(position));
-            ADD_FAILURE() << position;
-        } catch (const std::invalid_argument& error) {
-            EXPECT_STREQ(error.what(), "Step index must be less-than-or-equal-to step count!");
-        }
+        EXPECT_THROW(bridge.SetPos(static_cast<std::uint16_t>(position)), std::invalid_argument);
         EXPECT_EQ(bridge.GetPos(), 0);
     }
 }
 
 TEST(PcpProgress, WithoutATrackerTakesEverythingSilently) {
-    testing::internal::CaptureStdout();
     PcpProgress bridge(nullptr, "work");
-    bridge.SetProcNo(3);
+    EXPECT_EQ(printedBy([&] {
+                  bridge.SetProcNo(3);
+                  bridge.SetPos(0xFFFF);
+                  bridge.Poll();
+              }),
+              "");
     EXPECT_EQ(bridge.GetProcNo(), 3);
-    bridge.SetPos(0xFFFF);
     EXPECT_EQ(bridge.GetPos(), 0xFFFF);
-    bridge.Poll();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 }
 
-TEST(PcpProgress, APollFollowsARequestedCancellation) {
+TEST(PcpProgress, FollowsCancellationsAndMonitorsThatRefuse) {
     RecordedTracker host;
-    testing::internal::CaptureStdout();
-    PcpProgress bridge(&host.tracker, "work");
-    host.tracker.requestCancel();
-    EXPECT_NO_THROW(bridge.Poll());  // no process runs yet
-    bridge.SetProcNo(1);
-    EXPECT_THROW(bridge.Poll(), CancelProgressRequest);
-    testing::internal::GetCapturedStdout();
-}
-
-TEST(PcpProgress, SurvivesAMonitorThatRefusesItsProgress) {
-    RecordedTracker host;
-    testing::internal::CaptureStdout();
-    {
+    printedBy([&] {
         PcpProgress bridge(&host.tracker, "work");
+        host.tracker.requestCancel();
+        EXPECT_NO_THROW(bridge.Poll());  // no process runs yet
         bridge.SetProcNo(1);
+        EXPECT_THROW(bridge.Poll(), CancelProgressRequest);
         host.duringStart = [] { throw 1; };
         EXPECT_THROW(bridge.SetProcNo(2), int);
         EXPECT_EQ(bridge.GetProcNo(), 1);
         bridge.SetPos(5);  // no progress is left to tell it to
-    }
-    testing::internal::GetCapturedStdout();
+    });
     EXPECT_EQ(host.events, (Events{"start work", "finish", "start work", "finish"}));
 }
 

@@ -9,6 +9,8 @@
 
 namespace brisko::vexo {
 
+using Events = std::vector<std::string>;
+
 /// A monitor that writes down what it hears, and answers as a test wants it.
 class Recorder : public ProgressMonitor {
 public:
@@ -29,7 +31,7 @@ public:
         return answer ? answer(percentage) : ProgressRequest::Continue;
     }
 
-    std::vector<std::string> events;
+    Events events;
     std::function<void()> duringStart, duringFinish;
     std::function<ProgressRequest(float)> answer;
 };
