@@ -76,8 +76,9 @@ bool convertClr(std::string path, ProgressTracker* tracker) {
 bool convertCL3(const std::string& path, ProgressTracker* tracker) {
     if (!isInput(path) || !brisko::isCL3Name(path)) return false;
     const std::string base = brisko::withoutLastFour(path);
+    const brisko::MishapWatch mishaps;
     const bool hasIndex = brisko::fileExists(base + ".ij");
-    if (brisko::isIndexBase(base) || !hasIndex) return true;
+    if (brisko::isIndexBase(base) || !hasIndex) return mishaps.sawNone();
     return brisko::runIndexing2(path, base + "_index.cl3", tracker);
 }
 
