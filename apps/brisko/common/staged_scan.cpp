@@ -41,8 +41,10 @@ bool isScan(const std::string& path) {
 }
 
 bool isThere(const std::string& path) {
-    std::error_code ignored;
-    return fs::exists(path, ignored);
+    std::error_code error;
+    const bool there = fs::exists(path, error);
+    if (error) fail(path, error.message());
+    return there;
 }
 
 /// Other scans whose companions have the same names.
@@ -129,18 +131,22 @@ void removeOlder(const std::string& path) {
 
 }  // namespace
 
-StagedScan::StagedScan(const std::string& finalPath) : m_finalPath(resolved(finalPath)) {
+StagedScan::StagedScan(const std::string& finalPath)
+    : m_finalPath(resolved(finalPath)), m_hasCompanions(isScan(m_finalPath)) {
     requireReplaceable(m_finalPath);
     requireOwnIndex();
     m_path = createStaged(m_finalPath);
 }
 
 StagedScan::~StagedScan() {
-    // What was put in place is no longer under these names.
+    // What was put in place is no longer under these names. They fit into the memory of the first:
+    // there may be none to be had.
     unlink(m_path.c_str());
-    if (!isScan(m_path)) return;
-    unlink(companion(".ij").c_str());
-    unlink(companion(".alg").c_str());
+    if (!m_hasCompanions) return;
+    for (const char* extension : {".ij", ".alg"}) {
+        m_path.replace(m_path.rfind('.'), std::string::npos, extension);
+        unlink(m_path.c_str());
+    }
 }
 
 std::string StagedScan::companion(const std::string& extension) const {

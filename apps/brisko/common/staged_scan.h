@@ -40,6 +40,7 @@ private:
     void commitAlignment() const;
 
     std::string m_finalPath;
+    bool m_hasCompanions;
     std::string m_path;
 };
 
