@@ -172,7 +172,9 @@ std::size_t writeAt(std::FILE* file, std::uint64_t offset, std::span<const std::
 }
 
 bool seekTo(std::FILE* file, std::uint64_t offset) {
-    return system_calls::fseeko(file, static_cast<off_t>(offset), SEEK_SET) == 0;
+    if (system_calls::fseeko(file, static_cast<off_t>(offset), SEEK_SET) == 0) return true;
+    noteMishap();
+    return false;
 }
 
 bool closeFile(FilePtr file) {

@@ -1,5 +1,6 @@
 #include <brisko_codec/point_batch.h>
 
+#include "base/mishaps.h"
 #include "codec/batch_source.h"
 
 #include <algorithm>
@@ -11,6 +12,8 @@ class PointBatchReader::Source {
 public:
     virtual ~Source() = default;
     virtual std::size_t read(const PointArrays& arrays, std::size_t capacity, bool first) = 0;
+
+    bool metMishap = false;
 };
 
 namespace {
@@ -88,11 +91,22 @@ PointBatchReader::PointBatchReader(BriskoCodec& codec) {
 PointBatchReader::~PointBatchReader() = default;
 
 std::size_t PointBatchReader::readFirst(const PointArrays& arrays, std::size_t capacity) {
-    return m_source->read(arrays, capacity, true);
+    return read(arrays, capacity, true);
 }
 
 std::size_t PointBatchReader::readNext(const PointArrays& arrays, std::size_t capacity) {
-    return m_source->read(arrays, capacity, false);
+    return read(arrays, capacity, false);
+}
+
+std::size_t PointBatchReader::read(const PointArrays& arrays, std::size_t capacity, bool first) {
+    const MishapWatch mishaps;
+    const std::size_t count = m_source->read(arrays, capacity, first);
+    m_source->metMishap |= !mishaps.sawNone();
+    return count;
+}
+
+bool PointBatchReader::hasReadError() const {
+    return m_source->metMishap;
 }
 
 }  // namespace brisko

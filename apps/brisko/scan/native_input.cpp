@@ -98,6 +98,9 @@ std::size_t NativeInput::readBatch() {
 
 void NativeInput::read(std::vector<CellPoint>& points) {
     points.resize(readBatch());
+    if (m_reader->hasReadError()) {
+        throw Failure(ExitCode::Damaged, m_facts.path + ": cannot be read to its end");
+    }
     for (std::size_t i = 0; i < points.size(); ++i) {
         CellPoint& point = points[i];
         point.x = m_positions[3 * i];
