@@ -3,6 +3,7 @@
 #include "common/message.h"
 #include "scan/byte_stream.h"
 #include "scan/cl3_record.h"
+#include "scan/header_file.h"
 #include "scan/native_layout.h"
 
 #include <algorithm>
@@ -18,7 +19,7 @@ class CL3Check {
 public:
     CL3Check(ScanCheck& check, ProgressStyle style)
         : m_check(check), m_stream(check.path), m_style(style) {
-        m_header.Read(check.path.c_str());
+        readHeader(m_header, check.path);
     }
 
     void run() {

@@ -2,6 +2,7 @@
 #include "common/message.h"
 #include "scan/byte_stream.h"
 #include "scan/clr_cells.h"
+#include "scan/header_file.h"
 #include "scan/native_layout.h"
 
 #include <algorithm>
@@ -15,7 +16,7 @@ class CLRCheck {
 public:
     CLRCheck(ScanCheck& check, ProgressStyle style)
         : m_check(check), m_stream(check.path), m_style(style) {
-        m_header.Read(check.path.c_str());
+        readHeader(m_header, check.path);
     }
 
     void run() {

@@ -1,5 +1,6 @@
 #include "convert/header_angles.h"
 
+#include "convert/native_check.h"
 #include "scan/header_file.h"
 
 #include <cmath>
@@ -49,6 +50,10 @@ void setRawVersion(CLFileHeader& header) {
     if (version.front() == '\0' || version.starts_with("CL3")) header.SetFileVersion("CLR_0.7");
 }
 
+void readBack(CLFileHeader& header, const OutputTarget& target) {
+    if (!header.Read(target.path.c_str())) failToWrite(target.shownPath);
+}
+
 }  // namespace
 
 CLRFileHeader outputHeader(const ScanFacts& input, const CellWindow& window) {
@@ -88,13 +93,13 @@ void patchAngles(const OutputTarget& target, OutputFormat format, const AngleEst
                  const CellWindow& window) {
     if (format == OutputFormat::CLR) {
         CLRFileHeader header;
-        header.Read(target.path.c_str());
+        readBack(header, target);
         setAngles(header, estimate, window);
         rewriteHeader(target.path, header, target.shownPath);
         return;
     }
     CL3FileHeader header;
-    header.Read(target.path.c_str());
+    readBack(header, target);
     setAngles(header, estimate, window);
     const auto step = [](float start, float stop, std::uint32_t count) {
         return std::abs((stop - start) / static_cast<float>(count));
@@ -108,7 +113,7 @@ void patchAngles(const OutputTarget& target, OutputFormat format, const AngleEst
 
 void patchSteps(const OutputTarget& target, const CL3FileHeader& input) {
     CL3FileHeader header;
-    header.Read(target.path.c_str());
+    readBack(header, target);
     header.SetDeltaAzimuthAngle(input.GetDeltaAzimuthAngle());
     header.SetDeltaZenithAngle(input.GetDeltaZenithAngle());
     rewriteHeader(target.path, header, target.shownPath);

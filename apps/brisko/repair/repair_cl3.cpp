@@ -7,6 +7,7 @@
 #include "repair/block_walk.h"
 #include "repair/repair_output.h"
 #include "repair/tile_walk.h"
+#include "scan/header_file.h"
 #include "scan/native_layout.h"
 #include "scan/scan_kind.h"
 
@@ -21,7 +22,7 @@ class CL3Repair {
 public:
     explicit CL3Repair(const RepairOptions& options)
         : m_options(options), m_salvage(options.most), m_stream(options.input) {
-        m_header.Read(options.input.c_str());
+        readHeader(m_header, options.input);
         if (m_stream.size() < cl3::kHeader) {
             throw Failure(ExitCode::Damaged,
                           options.input +

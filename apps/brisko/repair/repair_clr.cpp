@@ -21,7 +21,7 @@ class CLRRepair {
 public:
     explicit CLRRepair(const RepairOptions& options)
         : m_options(options), m_salvage(options.most), m_stream(options.input) {
-        m_header.Read(options.input.c_str());
+        readHeader(m_header, options.input);
         requireHeader();
         m_columns = m_header.GetAzimuthResolution();
         m_rows = m_header.GetZenithResolution();

@@ -7,6 +7,11 @@
 
 namespace brisko::tool {
 
+void readHeader(CLFileHeader& header, const std::string& path) {
+    if (header.Read(path.c_str())) return;
+    throw Failure(ExitCode::Damaged, path + ": cannot be read: " + std::strerror(errno));
+}
+
 void rewriteHeader(const std::string& path, const CLFileHeader& header,
                    const std::string& shownPath) {
     const Stream stream(std::fopen(path.c_str(), "r+b"));

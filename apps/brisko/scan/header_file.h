@@ -13,6 +13,10 @@ struct StreamCloser {
 };
 using Stream = std::unique_ptr<std::FILE, StreamCloser>;
 
+/// Reads the header of a scan file; fields that a short file lacks keep their values.
+/// Throws Failure(Damaged) when it cannot be read.
+void readHeader(CLFileHeader& header, const std::string& path);
+
 /// Replaces the header at the start of a scan file that a writer has completed.
 /// Throws Failure(NotWritten).
 void rewriteHeader(const std::string& path, const CLFileHeader& header,

@@ -1,6 +1,7 @@
 #include "common/failure.h"
 #include "common/input_file.h"
 #include "common/message.h"
+#include "scan/header_file.h"
 #include "scan/native_layout.h"
 #include "scan/scan_layout.h"
 
@@ -67,9 +68,9 @@ std::uint32_t tilePoints(InputFile& file, const IndexLayout& index, std::uint64_
     return file.readAt(offset, count, sizeof count) ? u32(count) : 0;
 }
 
-std::unique_ptr<CLFileHeader> readHeader(const std::string& path) {
+std::unique_ptr<CLFileHeader> headerOf(const std::string& path) {
     auto header = std::make_unique<CL3FileHeader>();
-    header->Read(path.c_str());
+    readHeader(*header, path);
     return header;
 }
 
@@ -116,7 +117,7 @@ ScanLayout inspectCL3(const std::string& path) {
     layout.path = path;
     layout.kind = ScanKind::CL3;
     layout.bytes = file.size();
-    layout.header = readHeader(path);
+    layout.header = headerOf(path);
 
     std::unique_ptr<InputFile> indexFile;
     const std::string indexPath = companionOf(path, ".ij");

@@ -1,4 +1,5 @@
 #include "common/input_file.h"
+#include "scan/header_file.h"
 #include "scan/native_layout.h"
 #include "scan/scan_layout.h"
 
@@ -75,7 +76,7 @@ ScanLayout inspectCLR(const std::string& path) {
     layout.kind = ScanKind::CLR;
     layout.bytes = file.size();
     auto header = std::make_unique<CLRFileHeader>();
-    header->Read(path.c_str());
+    readHeader(*header, path);
     const CLRFileHeader& fields = *header;
     layout.header = std::move(header);
     const std::string problem = findProblem(file, fields, layout);
