@@ -1,31 +1,29 @@
 // Every operation of the library with its n-th call to the system, or its n-th allocation, failing: for
 // every n until the operation goes through undisturbed.
 
+#include "base/file.h"
 #include "faults/faults.h"
-#include "support/conversion_fixture.h"
+#include "faults/jobs.h"
+#include "faults/readers.h"
 #include "support/file_size_limit.h"
-#include "support/photo_station.h"
 
 #include <gtest/gtest.h>
 
 #include <dirent.h>
-#include <unistd.h>
-#include <cstdlib>
-#include <functional>
-#include <new>
 #include <optional>
 #include <ostream>
 
 namespace brisko {
 namespace {
 
-using test::Bytes;
+using test::Contents;
 using test::Failing;
 using test::Fault;
+using test::Job;
+using test::Reader;
+using test::Scene;
 using test::TempFolder;
 using test::TestPoint;
-
-using Contents = std::map<std::string, Bytes>;
 
 struct FaultCase {
     const char* name;
@@ -94,149 +92,18 @@ void forEachFault(const FaultCase& faultCase, const Prepare& prepare, const Run&
 
 // --------------------------------------------------------------------- What appears whole or not at all
 
-/// Counts what begins and ends, without memory of its own.
-class StageCounter : public vexo::ProgressMonitor {
-public:
-    void onStart(const std::string&) override { ++starts; }
-    void onFinish() override { ++finishes; }
-    vexo::ProgressRequest onUpdate(const std::string&, float, bool, bool) override {
-        return vexo::ProgressRequest::Continue;
-    }
-    int starts = 0, finishes = 0;
-};
-
-/// What a host passes to a job.
-struct Arguments {
-    std::string input, output;
-    vexo::ProgressTracker tracker;
-};
-
-struct Job {
-    const char* name;
-    std::function<void(const TempFolder&)> prepare;
-    std::function<bool(Arguments&)> run;
-    const char* input;
-    const char* output = "";  // where the call takes one
-};
-std::ostream& operator<<(std::ostream& out, const Job& job) {
-    return out << job.name;
-}
-
-void writeRaw(const TempFolder& folder, const char* name, const test::RawSpec& spec) {
-    test::writeFile(folder / name, test::rawScan(spec));
-}
-
-void writeGridScan(const std::string& path) {
-    CL3IJWriterGridCodec writer;
-    CL3FileHeader header;
-    header.SetStopAzimuthAngle(30);
-    header.SetStopZenithAngle(20);
-    header.SetDeltaAzimuthAngle(1);
-    header.SetDeltaZenithAngle(1);
-    writer.Open(path.c_str(), &header);
-    for (std::uint32_t i = 0; i < 300; ++i)
-        writer.WritePoint(10, 0.01 * i - 1.5, 0.5, 100, 1, 2, 3, 255, i / 20, i % 20);
-    writer.Close();
-}
-
-std::vector<Job> jobs() {
-    const auto raw = [](const test::RawSpec& spec) {
-        return [spec](const TempFolder& folder) { writeRaw(folder, "a.clr", spec); };
-    };
-    const auto indexed = [](const TempFolder& folder) { writeGridScan(folder / "a.cl3"); };
-    const auto fromRaw = [](Arguments& arguments) {
-        return ClrToCl3IjIndexed(std::move(arguments.input), &arguments.tracker);
-    };
-    return {
-        {"OnePass", raw({.model = "RVX2000"}), fromRaw, "a.clr"},
-        {"OnePassCompressed", raw({.model = "RVX2000", .format = 2}), fromRaw, "a.clr"},
-        {"ThroughCl3", raw({}), fromRaw, "a.clr"},
-        {"Sorted", raw({.blocks = 2}), fromRaw, "a.clr"},
-        {"Series",
-         [](const TempFolder& folder) {
-             writeRaw(folder, "a_000.clr", {.seed = 1});
-             writeRaw(folder, "a_001.clr", {.seed = 2});
-         },
-         fromRaw, "a_000.clr"},
-        {"Reindexing", indexed,
-         [](Arguments& arguments) {
-             return Cl3IjIndexed(std::move(arguments.input), &arguments.tracker);
-         },
-         "a.cl3"},
-        {"ByAngles",
-         [](const TempFolder& folder) {
-             writeGridScan(folder / "a.cl3");
-             std::filesystem::remove(folder / "a.ij");
-         },
-         [](Arguments& arguments) {
-             return indexCL3ByAngles(arguments.input, arguments.output, &arguments.tracker);
-         },
-         "a.cl3", "a_index.cl3"},
-        {"AlignmentFile", indexed,
-         [](Arguments& arguments) {
-             const double turned[16] = {0, -1, 0, 5, 1, 0, 0, 6, 0, 0, 1, 7, 0, 0, 0, 1};
-             return writeAlignmentFile(arguments.output.c_str(), turned, {});
-         },
-         "a.cl3", "a.alg"},
-    };
-}
-
-/// A folder with the job's input, and all that the host brings: nothing of it is made under a fault.
-struct Scene {
-    explicit Scene(const Job& job) {
-        arguments.input = folder / job.input;
-        arguments.output = folder / job.output;
-        arguments.tracker.addMonitor(&monitor);
-        job.prepare(folder);
-        before = test::contentsOf(folder);
-    }
-
-    TempFolder folder;
-    Contents before;
-    StageCounter monitor;
-    Arguments arguments;
-};
-
-/// Whether a name is one that the library gives to unfinished files, or to their companions.
-bool isTemporaryName(const std::string& name) {
-    return name.find("." + std::to_string(getpid()) + "-") != std::string::npos;
-}
-
 class WholeOrNothing : public testing::TestWithParam<std::tuple<Job, FaultCase>> {};
-
-/// What is in the folder is what was there, or what an undisturbed run leaves.
-void expectWholeOrNothing(const Scene& scene, const Contents& complete, bool wentWell,
-                          bool keptAFile) {
-    for (const auto& [name, bytes] : test::contentsOf(scene.folder)) {
-        const auto old = scene.before.find(name);
-        const auto whole = complete.find(name);
-        const bool isOld = old != scene.before.end() && old->second == bytes;
-        const bool isWhole = whole != complete.end() && whole->second == bytes;
-        const bool isTemporary = isTemporaryName(name);
-        EXPECT_TRUE(isOld || isWhole || (isTemporary && keptAFile)) << name;
-        if (wentWell && !isTemporary) {
-            EXPECT_TRUE(isWhole) << name;
-        }
-    }
-    for (const auto& [name, bytes] : scene.before) {
-        if (complete.contains(name)) {
-            EXPECT_TRUE(std::filesystem::exists(scene.folder / name));
-        }
-    }
-    EXPECT_EQ(scene.monitor.starts, scene.monitor.finishes);
-}
 
 TEST_P(WholeOrNothing, AfterEveryFault) {
     const auto& [job, faultCase] = GetParam();
     const test::SilentOutput silent;
-    const auto prepare = [&job = job] { return std::make_unique<Scene>(job); };
-    const auto run = [&job = job](Scene& scene) { return job.run(scene.arguments); };
-    const auto undisturbed = prepare();
-    ASSERT_TRUE(run(*undisturbed));
-    const Contents complete = test::contentsOf(undisturbed->folder);
-    forEachFault(faultCase, prepare, run, [&](const Scene& scene, bool wentWell, bool keptAFile) {
-        expectWholeOrNothing(scene, complete, wentWell, keptAFile);
-    });
+    forEachFault(
+        faultCase, [&job = job] { return std::make_unique<Scene>(job); },
+        [](Scene& scene) { return scene.run(); },
+        [](const Scene& scene, bool wentWell, bool keptAFile) {
+            scene.expectWholeOrNothing(keptAFile);
+            if (wentWell) scene.expectDone(keptAFile);
+        });
 }
 
 template <class Param>
@@ -244,73 +111,33 @@ std::string caseName(const testing::TestParamInfo<Param>& info) {
     return std::string(std::get<0>(info.param).name) + std::get<1>(info.param).name;
 }
 
-INSTANTIATE_TEST_SUITE_P(Conversions, WholeOrNothing,
-                         testing::Combine(testing::ValuesIn(jobs()), testing::ValuesIn(kFaults)),
+INSTANTIATE_TEST_SUITE_P(Jobs, WholeOrNothing,
+                         testing::Combine(testing::ValuesIn(test::jobs()),
+                                          testing::ValuesIn(kFaults)),
                          caseName<WholeOrNothing::ParamType>);
 
 // --------------------------------------------------------------------------------------------- Readers
 
-struct Reader {
-    const char* name;
-    BriskoCodec* (*create)();
-    const char* scan;
-};
-std::ostream& operator<<(std::ostream& out, const Reader& reader) {
-    return out << reader.name;
-}
-
-/// Scans of all kinds in one folder, with a photo and its calibration.
-const test::ClassicStation& station() {
-    static const test::ClassicStation* const made = [] {
-        auto* const station = new test::ClassicStation;
-        station->addPhoto("p", test::jpegBytes(120, 160, test::grey(90)));
-        writeGridScan(station->inScan("grid.cl3"));
-        test::writeFile(station->inScan("five.clr"), test::rawScan({.blocks = 5}));
-        test::writeFile(station->inScan("packed.clr"), test::rawScan({.format = 2}));
-        return station;
-    }();
-    return *made;
-}
-
-template <class Codec>
-BriskoCodec* createReader() {
-    return Codec::Create();
-}
-template <bool readAhead>
-BriskoCodec* createColourReader() {
-    CL3GridCodec* const codec = CL3GridCodec::Create();
-    if (!codec) return nullptr;
-    BriskoCodec* const wrapper = ColorCodecCreator::CreateGridCodec(codec, readAhead);
-    if (!wrapper) BriskoCodec::Destroy(codec);
-    return wrapper;
-}
-
-constexpr Reader kReaders[] = {
-    {"Cl3", &createReader<CL3Codec>, "grid.cl3"},
-    {"Cl3Grid", &createReader<CL3GridCodec>, "grid.cl3"},
-    {"ClrBlocks", &createReader<CLRGridCodec>, "five.clr"},
-    {"ClrCompressed", &createReader<CLRGridCodec>, "packed.clr"},
-    {"Colour", &createColourReader<false>, "grid.cl3"},
-    {"ColourAhead", &createColourReader<true>, "grid.cl3"},
-};
-
-/// A pass that keeps nothing, so that no allocation is the test's own.
-void readThrough(BriskoCodec& codec) {
-    TestPoint point;
+/// A pass that keeps nothing, so that no allocation is the test's own. Returns the number of points;
+/// nothing when not all of them may have come.
+std::optional<std::size_t> readThrough(BriskoCodec& codec) {
+    constexpr std::size_t kBatch = 100;
+    double positions[3 * kBatch];
     double bounds[6];
-    std::int64_t count = 0;
-    if (test::readFirst(codec, point)) {
-        while (test::readNext(codec, point)) {
-        }
-    }
-    codec.GetBounds(bounds[0], bounds[1], bounds[2], bounds[3], bounds[4], bounds[5], count);
+    std::int64_t counted = 0;
+    PointBatchReader reader(codec);
+    std::size_t count = reader.readFirst({positions}, kBatch);
+    for (std::size_t got = count; got > 0; count += got)
+        got = reader.readNext({positions}, kBatch);
+    codec.GetBounds(bounds[0], bounds[1], bounds[2], bounds[3], bounds[4], bounds[5], counted);
+    return reader.hasReadError() ? std::nullopt : std::optional(count);
 }
 
 class ReadersUnderFaults : public testing::TestWithParam<std::tuple<Reader, FaultCase>> {};
 
-TEST_P(ReadersUnderFaults, CanBeUsedAgain) {
+TEST_P(ReadersUnderFaults, TellWhetherTheyReadAllAndCanBeUsedAgain) {
     const auto& [reader, faultCase] = GetParam();
-    const std::string path = station().inScan(reader.scan);
+    const std::string path = test::scanOf(reader);
     const auto readWhole = [&path](BriskoCodec& codec) {
         return codec.Open(path.c_str()) ? test::readAll(codec) : std::vector<TestPoint>{};
     };
@@ -320,18 +147,19 @@ TEST_P(ReadersUnderFaults, CanBeUsedAgain) {
 
     struct Held {
         test::CodecPtr<BriskoCodec> codec;
+        std::optional<std::size_t> count;
+    };
+    const auto run = [&reader = reader, &path](Held& held) {
+        held.codec.reset(reader.create());
+        if (!held.codec) return false;
+        if (held.codec->Open(path.c_str())) held.count = test::orNoMemory(readThrough, *held.codec);
+        held.codec->Close();
+        return held.count.has_value();
     };
     forEachFault(
-        faultCase, [] { return std::make_unique<Held>(); },
-        [&reader = reader, &path](Held& held) {
-            held.codec.reset(reader.create());
-            if (!held.codec) return false;
-            const bool opened = held.codec->Open(path.c_str());
-            readThrough(*held.codec);
-            held.codec->Close();
-            return opened;
-        },
-        [&](Held& held, bool, bool) {
+        faultCase, [] { return std::make_unique<Held>(); }, run,
+        [&](Held& held, bool wentWell, bool) {
+            EXPECT_TRUE(!wentWell || held.count == truth.size());
             if (held.codec) {
                 EXPECT_EQ(readWhole(*held.codec), truth);
             }
@@ -340,8 +168,58 @@ TEST_P(ReadersUnderFaults, CanBeUsedAgain) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, ReadersUnderFaults,
-                         testing::Combine(testing::ValuesIn(kReaders), testing::ValuesIn(kFaults)),
+                         testing::Combine(testing::ValuesIn(test::kReaders),
+                                          testing::ValuesIn(kFaults)),
                          caseName<ReadersUnderFaults::ParamType>);
+
+// --------------------------------------------------------------------------------------------- Headers
+
+/// The header of a file, read and written again.
+template <class Header>
+bool copyHeader(const std::string& path, std::FILE* copy) {
+    Header header;
+    if (!header.Read(path.c_str())) return false;
+    header.Write(copy);
+    return !std::ferror(copy) && std::fflush(copy) == 0;
+}
+
+struct AnyHeader {
+    const char* name;
+    bool (*copy)(const std::string& path, std::FILE* copy);
+    const char* scan;
+};
+std::ostream& operator<<(std::ostream& out, const AnyHeader& header) {
+    return out << header.name;
+}
+
+constexpr AnyHeader kHeaders[] = {
+    {"Cl3Header", &copyHeader<CL3FileHeader>, "grid.cl3"},
+    {"ClrHeader", &copyHeader<CLRFileHeader>, "five.clr"},
+};
+
+class HeadersUnderFaults : public testing::TestWithParam<std::tuple<AnyHeader, FaultCase>> {};
+
+TEST_P(HeadersUnderFaults, AreWholeOrRefused) {
+    const auto& [header, faultCase] = GetParam();
+    const std::string path = test::readersFolder() + "/" + header.scan;
+    const test::Bytes scan = test::readFile(path);
+    struct Copy {
+        TempFolder folder;
+        FilePtr file = openFile((folder / "copy").c_str(), "wb");
+    };
+    forEachFault(
+        faultCase, [] { return std::make_unique<Copy>(); },
+        [&](Copy& copy) { return header.copy(path, copy.file.get()); },
+        [&](const Copy& copy, bool wentWell, bool) {
+            const test::Bytes bytes = test::readFile(copy.folder / "copy");
+            EXPECT_TRUE(std::equal(bytes.begin(), bytes.end(), scan.begin()));
+            EXPECT_TRUE(!wentWell || bytes.size() > 100);
+        });
+}
+
+INSTANTIATE_TEST_SUITE_P(All, HeadersUnderFaults,
+                         testing::Combine(testing::ValuesIn(kHeaders), testing::ValuesIn(kFaults)),
+                         caseName<HeadersUnderFaults::ParamType>);
 
 // --------------------------------------------------------------------------------------------- Writers
 
@@ -399,11 +277,7 @@ TEST_P(WritersUnderFaults, TellWhetherTheScanIsComplete) {
     forEachFault(
         faultCase, [] { return std::make_unique<Held>(); },
         [&writer = writer](Held& held) {
-            try {
-                return writer.write(held.path.c_str());
-            } catch (const std::bad_alloc&) {
-                return false;  // a writer that cannot be made
-            }
+            return test::orNoMemory(writer.write, held.path.c_str());
         },
         [&](Held& held, bool wentWell, bool) {
             if (wentWell) {
@@ -415,11 +289,6 @@ TEST_P(WritersUnderFaults, TellWhetherTheScanIsComplete) {
 INSTANTIATE_TEST_SUITE_P(All, WritersUnderFaults,
                          testing::Combine(testing::ValuesIn(kWriters), testing::ValuesIn(kFaults)),
                          caseName<WritersUnderFaults::ParamType>);
-
-/// In memory where the system offers that: hundreds of scans are written here.
-const bool inMemory = [] {
-    return access("/dev/shm", W_OK) == 0 && setenv("TMPDIR", "/dev/shm", 0) == 0;
-}();
 
 }  // namespace
 }  // namespace brisko

@@ -1,5 +1,6 @@
 // The system calls as the library knows them, with faults on request. This object is linked in front
-// of the archive, so its definitions are the ones that count.
+// of the archive, so its definitions are the ones that count. The tool calls the system by itself; the
+// linker sends those calls here, too.
 
 #include "base/system_calls.h"
 
@@ -9,8 +10,20 @@
 #include <unistd.h>
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <new>
+
+// The linker's names for the calls as they are.
+extern "C" {
+int __real_open(const char* path, int flags, ...);
+int __real_close(int descriptor);
+int __real_fstat(int descriptor, struct stat* status);
+ssize_t __real_pread(int descriptor, void* out, std::size_t size, off_t offset);
+ssize_t __real_pwrite(int descriptor, const void* bytes, std::size_t size, off_t offset);
+int __real_rename(const char* from, const char* to);
+int __real_unlink(const char* path);
+}
 
 namespace brisko::test {
 
@@ -20,7 +33,7 @@ enum Kind : unsigned { kOpens = 1, kReads = 2, kWrites = 4, kNames = 8, kOther =
 
 struct State {
     std::atomic<bool> armed = false;
-    std::atomic<std::size_t> left = 0, calls = 0;
+    std::atomic<std::size_t> left = 0;
     std::atomic<bool> happened = false, keptAFile = false;
     Fault fault = Fault::InputOutput;
     bool forever = false;
@@ -73,10 +86,10 @@ bool isDue() {
 
 /// Whether a call is to fail, with errno set.
 bool fails(Kind kind) {
-    ++state.calls;
     if (state.fault == Fault::Allocation || (kindsOf(state.fault) & kind) == 0 || !isDue()) {
         return false;
     }
+    if (state.fault == Fault::Killed) std::raise(SIGKILL);
     errno = errorOf(state.fault);
     return true;
 }
@@ -112,16 +125,19 @@ Failing::~Failing() {
     state.armed = false;
 }
 
+Respite::Respite() : m_wasArmed(state.armed.exchange(false)) {
+}
+
+Respite::~Respite() {
+    state.armed = m_wasArmed;
+}
+
 bool Failing::happened() const {
     return state.happened;
 }
 
 bool Failing::keptAFile() const {
     return state.keptAFile;
-}
-
-std::size_t systemCallCount() {
-    return state.calls;
 }
 
 }  // namespace brisko::test
@@ -131,15 +147,15 @@ namespace brisko::system_calls {
 using namespace brisko::test;
 
 int open(const char* path, int flags, mode_t mode) noexcept {
-    return fails(kOpens) ? -1 : ::open(path, flags, mode);
+    return fails(kOpens) ? -1 : __real_open(path, flags, mode);
 }
 int close(int descriptor) noexcept {
     // A close that fails has closed all the same.
-    const int closed = ::close(descriptor);
+    const int closed = __real_close(descriptor);
     return fails(kOther) ? -1 : closed;
 }
 int fstat(int descriptor, struct stat* status) noexcept {
-    return fails(kOther) ? -1 : ::fstat(descriptor, status);
+    return fails(kOther) ? -1 : __real_fstat(descriptor, status);
 }
 int stat(const char* path, struct stat* status) noexcept {
     return fails(kOther) ? -1 : ::stat(path, status);
@@ -158,11 +174,11 @@ int ftruncate(int descriptor, off_t length) noexcept {
 }
 ssize_t pread(int descriptor, void* out, std::size_t size, off_t offset) noexcept {
     const std::size_t some = moved(kReads, size);
-    return some == 0 && size > 0 ? -1 : ::pread(descriptor, out, some, offset);
+    return some == 0 && size > 0 ? -1 : __real_pread(descriptor, out, some, offset);
 }
 ssize_t pwrite(int descriptor, const void* bytes, std::size_t size, off_t offset) noexcept {
     const std::size_t some = moved(kWrites, size);
-    return some == 0 && size > 0 ? -1 : ::pwrite(descriptor, bytes, some, offset);
+    return some == 0 && size > 0 ? -1 : __real_pwrite(descriptor, bytes, some, offset);
 }
 int fsync(int) noexcept {
     // Bytes stay in memory: only the answer counts here.
@@ -172,10 +188,10 @@ DIR* opendir(const char* path) noexcept {
     return fails(kOpens) ? nullptr : ::opendir(path);
 }
 int rename(const char* from, const char* to) noexcept {
-    return fails(kNames) ? -1 : std::rename(from, to);
+    return fails(kNames) ? -1 : __real_rename(from, to);
 }
 int unlink(const char* path) noexcept {
-    if (!fails(kNames)) return ::unlink(path);
+    if (!fails(kNames)) return __real_unlink(path);
     state.keptAFile = true;
     return -1;
 }
@@ -198,6 +214,34 @@ int fseeko(std::FILE* file, off_t offset, int origin) noexcept {
 }
 
 }  // namespace brisko::system_calls
+
+extern "C" {
+
+int __wrap_open(const char* path, int flags, mode_t mode) {
+    return brisko::system_calls::open(path, flags, mode);
+}
+int __wrap_close(int descriptor) {
+    return brisko::system_calls::close(descriptor);
+}
+int __wrap_fstat(int descriptor, struct stat* status) {
+    return brisko::system_calls::fstat(descriptor, status);
+}
+ssize_t __wrap_pread(int descriptor, void* out, std::size_t size, off_t offset) {
+    return brisko::system_calls::pread(descriptor, out, size, offset);
+}
+ssize_t __wrap_pwrite(int descriptor, const void* bytes, std::size_t size, off_t offset) {
+    return brisko::system_calls::pwrite(descriptor, bytes, size, offset);
+}
+int __wrap_fsync(int descriptor) {
+    return brisko::system_calls::fsync(descriptor);
+}
+int __wrap_rename(const char* from, const char* to) {
+    return brisko::system_calls::rename(from, to);
+}
+int __wrap_unlink(const char* path) {
+    return brisko::system_calls::unlink(path);
+}
+}
 
 namespace {
 

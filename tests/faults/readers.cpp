@@ -1,0 +1,53 @@
+#include "faults/readers.h"
+
+#include "faults/jobs.h"
+#include "support/photo_station.h"
+
+#include <ostream>
+
+namespace brisko::test {
+
+namespace {
+
+template <class Codec>
+BriskoCodec* createReader() {
+    return Codec::Create();
+}
+
+template <bool readAhead>
+BriskoCodec* createColourReader() {
+    CL3GridCodec* const codec = CL3GridCodec::Create();
+    if (!codec) return nullptr;
+    BriskoCodec* const wrapper = ColorCodecCreator::CreateGridCodec(codec, readAhead);
+    if (!wrapper) BriskoCodec::Destroy(codec);
+    return wrapper;
+}
+
+}  // namespace
+
+std::ostream& operator<<(std::ostream& out, const Reader& reader) {
+    return out << reader.name;
+}
+
+const Reader kReaders[] = {
+    {"Cl3", &createReader<CL3Codec>, "grid.cl3"},
+    {"Cl3Grid", &createReader<CL3GridCodec>, "grid.cl3"},
+    {"ClrBlocks", &createReader<CLRGridCodec>, "five.clr"},
+    {"ClrCompressed", &createReader<CLRGridCodec>, "packed.clr"},
+    {"Colour", &createColourReader<false>, "grid.cl3"},
+    {"ColourAhead", &createColourReader<true>, "grid.cl3"},
+};
+
+const std::string& readersFolder() {
+    static const ClassicStation station;
+    static const std::string folder = [] {
+        station.addPhoto("p", jpegBytes(120, 160, grey(90)));
+        writeGridScan(station.inScan("grid.cl3"));
+        writeFile(station.inScan("five.clr"), rawScan({.blocks = 5}));
+        writeFile(station.inScan("packed.clr"), rawScan({.format = 2}));
+        return station.scanFolder();
+    }();
+    return folder;
+}
+
+}  // namespace brisko::test

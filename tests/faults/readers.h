@@ -1,0 +1,28 @@
+#pragma once
+
+#include "support/read_points.h"
+
+#include <iosfwd>
+#include <string>
+
+namespace brisko::test {
+
+/// A reader and a scan for it.
+struct Reader {
+    const char* name;
+    BriskoCodec* (*create)();
+    const char* scan;
+};
+std::ostream& operator<<(std::ostream& out, const Reader& reader);
+
+/// Readers of every kind; those that take colours from photos come last.
+inline constexpr std::size_t kPlainReaders = 4;
+extern const Reader kReaders[kPlainReaders + 2];
+
+/// The folder of their scans, with a photo and its calibration.
+const std::string& readersFolder();
+inline std::string scanOf(const Reader& reader) {
+    return readersFolder() + "/" + reader.scan;
+}
+
+}  // namespace brisko::test
