@@ -49,6 +49,12 @@ int fsync(int descriptor) noexcept {
     return ::fsync(descriptor);
 }
 
+int syncRange(int descriptor, off_t offset, off_t length) noexcept {
+    return ::sync_file_range(
+        descriptor, offset, length,
+        SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER);
+}
+
 DIR* opendir(const char* path) noexcept {
     return ::opendir(path);
 }
@@ -71,6 +77,10 @@ int fclose(std::FILE* file) noexcept {
 
 std::size_t fread(void* out, std::size_t size, std::size_t count, std::FILE* file) noexcept {
     return std::fread(out, size, count, file);
+}
+
+int getc(std::FILE* file) noexcept {
+    return std::getc(file);
 }
 
 std::size_t fwrite(const void* bytes, std::size_t size, std::size_t count,

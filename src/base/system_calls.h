@@ -23,6 +23,8 @@ int ftruncate(int descriptor, off_t length) noexcept;
 ssize_t pread(int descriptor, void* out, std::size_t size, off_t offset) noexcept;
 ssize_t pwrite(int descriptor, const void* bytes, std::size_t size, off_t offset) noexcept;
 int fsync(int descriptor) noexcept;
+/// Brings a part to the disk and waits for it: sync_file_range.
+int syncRange(int descriptor, off_t offset, off_t length) noexcept;
 DIR* opendir(const char* path) noexcept;
 int rename(const char* from, const char* to) noexcept;
 int unlink(const char* path) noexcept;
@@ -30,6 +32,7 @@ int unlink(const char* path) noexcept;
 std::FILE* fdopen(int descriptor, const char* mode) noexcept;
 int fclose(std::FILE* file) noexcept;
 std::size_t fread(void* out, std::size_t size, std::size_t count, std::FILE* file) noexcept;
+int getc(std::FILE* file) noexcept;
 std::size_t fwrite(const void* bytes, std::size_t size, std::size_t count,
                    std::FILE* file) noexcept;
 int fseeko(std::FILE* file, off_t offset, int origin) noexcept;

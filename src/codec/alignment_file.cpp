@@ -1,5 +1,6 @@
 #include "codec/alignment_file.h"
 
+#include "base/companion_path.h"
 #include "base/mishaps.h"
 #include "pcplib/files/pt_cld_alg_file.h"
 
@@ -17,7 +18,9 @@ AlignmentSource loadAlignment(const std::string& path, AlignmentMatrix& matrix) 
         return AlignmentSource::Unreadable;
     }
     QelPcpLib::AlgHeader header;
-    if (!file.ReadHeader(header)) return AlignmentSource::Unreadable;
+    const bool parsed = file.ReadHeader(header);
+    if (file.HasFailed()) noteMishap();
+    if (!parsed || file.HasFailed()) return AlignmentSource::Unreadable;
 
     // A line of the file is a row of the matrix, and the header keeps it column by column.
     AlignmentMatrix::Rows rows{};
@@ -29,6 +32,14 @@ AlignmentSource loadAlignment(const std::string& path, AlignmentMatrix& matrix) 
     if (!std::all_of(rows.begin(), rows.end(), isFinite)) return AlignmentSource::Unreadable;
     matrix = AlignmentMatrix(rows);
     return AlignmentSource::File;
+}
+
+Alignment alignmentBeside(const std::string& scanPath) {
+    AlignmentMatrix matrix;
+    Alignment alignment;
+    alignment.source = loadAlignment(companionForReading(scanPath, ".alg"), matrix);
+    std::copy(matrix.rows().begin(), matrix.rows().end(), alignment.matrix);
+    return alignment;
 }
 
 }  // namespace brisko

@@ -13,4 +13,7 @@ namespace brisko {
 /// finite number aligns nothing.
 AlignmentSource loadAlignment(const std::string& path, AlignmentMatrix& matrix);
 
+/// The alignment that lies beside a scan.
+Alignment alignmentBeside(const std::string& scanPath);
+
 }  // namespace brisko

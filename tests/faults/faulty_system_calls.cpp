@@ -184,6 +184,9 @@ int fsync(int) noexcept {
     // Bytes stay in memory: only the answer counts here.
     return isForStreams() && fails(kWrites) ? -1 : 0;
 }
+int syncRange(int, off_t, off_t) noexcept {
+    return isForStreams() && fails(kWrites) ? -1 : 0;
+}
 DIR* opendir(const char* path) noexcept {
     return fails(kOpens) ? nullptr : ::opendir(path);
 }
@@ -204,6 +207,9 @@ int fclose(std::FILE* file) noexcept {
 }
 std::size_t fread(void* out, std::size_t size, std::size_t count, std::FILE* file) noexcept {
     return failsInStream(kReads, file) ? 0 : std::fread(out, size, count, file);
+}
+int getc(std::FILE* file) noexcept {
+    return failsInStream(kReads, file) ? EOF : std::getc(file);
 }
 std::size_t fwrite(const void* bytes, std::size_t size, std::size_t count,
                    std::FILE* file) noexcept {

@@ -1,5 +1,7 @@
 #include "pcplib/files/cp_stdio_file.h"
 
+#include "base/system_calls.h"
+
 #include <cstdio>
 
 namespace QelPcpLib {
@@ -28,9 +30,9 @@ bool CpStdioFile::ReadString(std::string& line) {
 
 /// The next character of the text, a line feed for CR LF.
 int CpStdioFile::readCharacter() {
-    const int c = std::getc(GetStream());
+    const int c = brisko::system_calls::getc(GetStream());
     if (c != '\r') return c;
-    const int next = std::getc(GetStream());
+    const int next = brisko::system_calls::getc(GetStream());
     if (next == '\n' || next == EOF) return next;
     std::ungetc(next, GetStream());
     return c;
