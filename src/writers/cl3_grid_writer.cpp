@@ -63,6 +63,7 @@ private:
     void createFiles(const char* path);
     void writeHeaders();
     void writeIndexHeader(std::uint32_t blocks);
+    bool takesTiles() const;
     bool moveToBandOf(std::uint32_t column);
     void finishBand();
     void writeTile(std::uint32_t rowTile);
@@ -115,7 +116,8 @@ void CL3IJWriterGridCodec::State::createFiles(const char* path) {
     m_alignmentPath = companionForWriting(scanPath, ".alg");
     if (!m_scan.create(path)) m_failed = true;
     // A companion of the scan's own name would overwrite it.
-    if (indexPath == scanPath || !m_index.create(indexPath.c_str())) m_failed = true;
+    const bool hasIndex = !scanPath.empty() && indexPath != scanPath;
+    if (!hasIndex || !m_index.create(indexPath.c_str())) m_failed = true;
     if (scanPath.empty() || m_alignmentPath == scanPath) m_alignmentPath.clear();
 }
 
@@ -140,19 +142,22 @@ inline void CL3IJWriterGridCodec::State::write(const CL3Record& record, std::uin
     if (!m_band.put(static_cast<std::uint32_t>(offset), row, record)) m_failed = true;
 }
 
+/// Whether there is a file that tiles can go to, and none that failed.
+bool CL3IJWriterGridCodec::State::takesTiles() const {
+    return (m_scan.isOpen() || m_index.isOpen()) && !m_scan.failed() && !m_index.failed();
+}
+
 /// Writes out every band before the column's. Returns false when the grid ends first.
 bool CL3IJWriterGridCodec::State::moveToBandOf(std::uint32_t column) {
-    while (m_bandIndex < m_columnTiles && column / kTileSize > m_bandIndex) {
+    while (takesTiles() && m_bandIndex < m_columnTiles && column / kTileSize > m_bandIndex)
         finishBand();
-    }
+    m_bandIndex = std::max(m_bandIndex, std::min(column / kTileSize, m_columnTiles));
     return m_bandIndex < m_columnTiles;
 }
 
 void CL3IJWriterGridCodec::State::finishBand() {
-    for (std::uint32_t rowTile = 0; rowTile < m_rowTiles && !m_scan.failed(); ++rowTile) {
-        if (m_index.failed()) break;
+    for (std::uint32_t rowTile = 0; rowTile < m_rowTiles && takesTiles(); ++rowTile)
         writeTile(rowTile);
-    }
     ++m_bandIndex;
 }
 
@@ -213,7 +218,7 @@ void CL3IJWriterGridCodec::State::close(const double (&matrix)[16]) {
     if (!m_alignmentPath.empty() && !writeAlignmentFile(m_alignmentPath.c_str(), matrix, m_box)) {
         m_failed = true;
     }
-    while (m_bandIndex < m_columnTiles && !m_scan.failed() && !m_index.failed())
+    while (m_bandIndex < m_columnTiles && takesTiles())
         finishBand();
     if (m_scan.failed() || m_index.failed()) correctBlockCounts();
     if (m_scan.isOpen() && !m_scan.close()) m_failed = true;

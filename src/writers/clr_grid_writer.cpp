@@ -57,6 +57,7 @@ private:
     using Column = std::vector<RawRecord>;  // empty until its first point comes
 
     bool moveToBandOf(std::uint32_t column);
+    void writeBandsBefore(std::uint64_t band);
     void writeColumns(std::uint64_t count);
     void store(const RawRecord& record, std::uint32_t column, std::uint32_t storedRow);
 
@@ -118,10 +119,15 @@ inline void CLRWriterGridCodec::State::store(const RawRecord& record, std::uint3
 /// Writes out every band before the column's; columns beyond the grid are written too. Returns false
 /// when the file cannot take them.
 bool CLRWriterGridCodec::State::moveToBandOf(std::uint32_t column) {
-    while (m_bandIndex < column / kBandColumns && m_file.isOpen() && !m_file.failed()) {
-        writeColumns(kBandColumns);
-    }
+    writeBandsBefore(column / kBandColumns);
     return m_bandIndex == column / kBandColumns;
+}
+
+void CLRWriterGridCodec::State::writeBandsBefore(std::uint64_t band) {
+    // Columns without rows take no bytes, however many there are.
+    if (m_rows == 0) m_bandIndex = std::max(m_bandIndex, band);
+    while (m_bandIndex < band && m_file.isOpen() && !m_file.failed())
+        writeColumns(kBandColumns);
 }
 
 /// Writes out the first columns of the band and moves on to the next band.
@@ -142,8 +148,7 @@ void CLRWriterGridCodec::State::writeColumns(std::uint64_t count) {
 
 void CLRWriterGridCodec::State::close() {
     const std::uint64_t lastBand = m_columns > 0 ? (m_columns - 1) / kBandColumns : 0;
-    while (m_bandIndex < lastBand && m_file.isOpen() && !m_file.failed())
-        writeColumns(kBandColumns);
+    writeBandsBefore(lastBand);
     const auto columns = std::max<std::int64_t>(m_columns, m_lastColumn + 1);
     const std::int64_t left = columns - static_cast<std::int64_t>(kBandColumns * m_bandIndex);
     writeColumns(static_cast<std::uint64_t>(std::clamp<std::int64_t>(left, 0, kBandColumns)));
