@@ -3,14 +3,17 @@
 #include <brisko_codec/point_records.h>
 
 #include "base/bytes.h"
+#include "base/checked.h"
 #include "base/companion_path.h"
 #include "base/file.h"
+#include "base/or_failure.h"
 #include "codec/alignment_file.h"
 #include "formats/cl3_record.h"
 #include "writers/ij_index.h"
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 
 namespace brisko {
 
@@ -29,8 +32,9 @@ public:
 
 private:
     std::uint64_t tileOf(std::uint32_t column, std::uint32_t row) const;
-    std::uint64_t tileStart(std::uint64_t tile) const;
-    std::uint64_t entryOffset(std::uint64_t tile, std::uint32_t column, std::uint32_t row) const;
+    std::optional<std::uint64_t> tileStart(std::uint64_t tile) const;
+    std::optional<std::uint64_t> entryOffset(std::uint64_t tile, std::uint32_t column,
+                                             std::uint32_t row) const;
     bool reachTile(std::uint64_t tile);
     CellState readRun(std::uint32_t column, std::uint32_t row, std::uint32_t rows,
                       std::vector<CellPoint>& points);
@@ -46,6 +50,7 @@ private:
     std::uint64_t m_rowEnd = 0;
     std::size_t m_recordSize = 0;
     std::uint64_t m_scanLength = 0;
+    std::uint64_t m_indexLength = 0;
     Alignment m_alignment;
     AlignmentMatrix m_fileMatrix;
     AlignmentMatrix m_applied;
@@ -71,6 +76,7 @@ bool CL3CellReader::State::open(const char* path) {
     m_columnEnd = m_header.columnTiles() * m_header.tileSize;
     m_rowEnd = m_rowTiles * m_header.tileSize;
     m_scanLength = fileLength(m_scan.get());
+    m_indexLength = fileLength(m_index.get());
     m_blockStarts.assign(1, cl3_header::kSize);
 
     m_alignment.source = loadAlignment(companionForReading(path, ".alg"), m_fileMatrix);
@@ -87,13 +93,20 @@ std::uint64_t CL3CellReader::State::tileOf(std::uint32_t column, std::uint32_t r
     return column / m_header.tileSize * m_rowTiles + row / m_header.tileSize;
 }
 
-std::uint64_t CL3CellReader::State::tileStart(std::uint64_t tile) const {
-    return ij_header::kSize + tile * ijTileBytes(m_header.tileSize);
+/// Nothing where the index ends before the tile: no tile behind it is there either.
+std::optional<std::uint64_t> CL3CellReader::State::tileStart(std::uint64_t tile) const {
+    const auto before = checkedMultiply(tile, ijTileBytes(m_header.tileSize));
+    if (!before || m_indexLength < ij_header::kSize) return std::nullopt;
+    if (*before >= m_indexLength - ij_header::kSize) return std::nullopt;
+    return ij_header::kSize + *before;
 }
 
-std::uint64_t CL3CellReader::State::entryOffset(std::uint64_t tile, std::uint32_t column,
-                                                std::uint32_t row) const {
-    return tileStart(tile) + ij_tile::kHeaderSize +
+std::optional<std::uint64_t> CL3CellReader::State::entryOffset(std::uint64_t tile,
+                                                               std::uint32_t column,
+                                                               std::uint32_t row) const {
+    const auto start = tileStart(tile);
+    if (!start) return std::nullopt;
+    return *start + ij_tile::kHeaderSize +
            kEntrySize * ijEntryIndex(column, row, m_header.tileSize);
 }
 
@@ -102,8 +115,8 @@ std::uint64_t CL3CellReader::State::entryOffset(std::uint64_t tile, std::uint32_
 bool CL3CellReader::State::reachTile(std::uint64_t tile) {
     while (m_blockStarts.size() <= tile + 1) {
         std::uint8_t bytes[ij_tile::kHeaderSize];
-        const std::uint64_t known = m_blockStarts.size() - 1;
-        if (readAt(m_index.get(), tileStart(known), bytes, sizeof bytes) < sizeof bytes) {
+        const auto known = tileStart(m_blockStarts.size() - 1);
+        if (!known || readAt(m_index.get(), *known, bytes, sizeof bytes) < sizeof bytes) {
             return false;
         }
         const std::uint64_t points = decodeIJTile(bytes).pointCount;
@@ -152,8 +165,10 @@ CellState CL3CellReader::State::readCell(std::uint32_t column, std::uint32_t row
     if (column >= m_columnEnd || row >= m_rowEnd) return CellState::Empty;
     std::uint8_t entry[kEntrySize];
     const std::uint64_t tile = tileOf(column, row);
-    const std::uint64_t offset = entryOffset(tile, column, row);
-    if (readAt(m_index.get(), offset, entry, kEntrySize) < kEntrySize) return CellState::Damaged;
+    const auto offset = entryOffset(tile, column, row);
+    if (!offset || readAt(m_index.get(), *offset, entry, kEntrySize) < kEntrySize) {
+        return CellState::Damaged;
+    }
     const std::uint32_t number = loadU32(entry);
     if (number == 0) return CellState::Empty;
     if (!reachTile(tile) || !holdsRecord(tile, number)) return CellState::Damaged;
@@ -171,11 +186,11 @@ CellState CL3CellReader::State::readCell(std::uint32_t column, std::uint32_t row
 CellState CL3CellReader::State::readRun(std::uint32_t column, std::uint32_t row, std::uint32_t rows,
                                         std::vector<CellPoint>& points) {
     const std::uint64_t tile = tileOf(column, row);
+    const auto offset = entryOffset(tile, column, row);
+    if (!offset) return CellState::Damaged;
     m_entries.resize(rows);
     const std::size_t bytes = rows * kEntrySize;
-    if (readAt(m_index.get(), entryOffset(tile, column, row), m_entries.data(), bytes) < bytes) {
-        return CellState::Damaged;
-    }
+    if (readAt(m_index.get(), *offset, m_entries.data(), bytes) < bytes) return CellState::Damaged;
     const auto isPresent = [](std::uint32_t entry) { return entry != 0; };
     const auto present = std::count_if(m_entries.begin(), m_entries.end(), isPresent);
     if (present == 0) return CellState::Empty;
@@ -207,13 +222,21 @@ CellState CL3CellReader::State::readRun(std::uint32_t column, std::uint32_t row,
 
 CellState CL3CellReader::State::readWindow(const CellWindow& window,
                                            std::vector<CellPoint>& points) {
-    points.clear();
     const std::uint32_t tileSize = m_header.tileSize;
     const auto endColumn = std::min<std::uint64_t>(window.endColumn, m_columnEnd);
     const auto endRow = std::min<std::uint64_t>(window.endRow, m_rowEnd);
     bool damaged = false;
+    const auto isMissing = [this](std::uint64_t column, std::uint64_t row) {
+        return !tileStart(
+            tileOf(static_cast<std::uint32_t>(column), static_cast<std::uint32_t>(row)));
+    };
     for (std::uint64_t column = window.firstColumn; column < endColumn; ++column) {
-        for (std::uint64_t row = window.firstRow; row < endRow;) {
+        // An index may announce 2^64 tiles and hold none.
+        if (window.firstRow < endRow && isMissing(column, window.firstRow)) {
+            damaged = true;
+            break;
+        }
+        for (std::uint64_t row = window.firstRow; row < endRow && !isMissing(column, row);) {
             const std::uint64_t tileEnd = (row / tileSize + 1) * tileSize;
             const std::uint64_t runEnd = std::min(tileEnd, endRow);
             damaged |=
@@ -226,14 +249,27 @@ CellState CL3CellReader::State::readWindow(const CellWindow& window,
     return points.empty() ? CellState::Empty : CellState::Point;
 }
 
+namespace {
+
+/// A lack of memory ends the reading of a cell like damage does.
+template <class Read>
+CellState orDamaged(const Read& read) {
+    const auto state = orFailure([&] { return std::optional(read()); });
+    return state.value_or(CellState::Damaged);
+}
+
+}  // namespace
+
 CL3CellReader::CL3CellReader() = default;
 CL3CellReader::~CL3CellReader() = default;
 
 bool CL3CellReader::open(const char* path) {
-    m_state = std::make_unique<State>();
-    if (path && m_state->open(path)) return true;
-    close();
-    return false;
+    const bool opened = orFailure([&] {
+        m_state = std::make_unique<State>();
+        return path && m_state->open(path);
+    });
+    if (!opened) close();
+    return opened;
 }
 
 void CL3CellReader::close() {
@@ -264,13 +300,14 @@ void CL3CellReader::setFrame(Frame frame) {
 }
 
 CellState CL3CellReader::readCell(std::uint32_t column, std::uint32_t row, CellPoint& point) {
-    return m_state ? m_state->readCell(column, row, point) : CellState::Empty;
+    if (!m_state) return CellState::Empty;
+    return orDamaged([&] { return m_state->readCell(column, row, point); });
 }
 
 CellState CL3CellReader::readWindow(const CellWindow& window, std::vector<CellPoint>& points) {
-    if (m_state) return m_state->readWindow(window, points);
     points.clear();
-    return CellState::Empty;
+    if (!m_state) return CellState::Empty;
+    return orDamaged([&] { return m_state->readWindow(window, points); });
 }
 
 }  // namespace brisko

@@ -32,6 +32,7 @@ CLRCompressedCells::CLRCompressedCells(std::FILE* file, const CLRFileHeader& hea
 
 void CLRCompressedCells::findBlocks(std::uint64_t count) {
     std::uint64_t start = clr_header::kSize;
+    SkimWindow window;
     while (count-- > 0 && start < m_length) {
         if (m_blocks.size() == kMostBlocks) {
             m_blocks.clear();
@@ -42,7 +43,7 @@ void CLRCompressedCells::findBlocks(std::uint64_t count) {
         block.next = start + clr_block::kHeaderSize;
         m_blocks.push_back(block);
         if (count == 0) return;  // nobody asks where the last block ends
-        const auto end = skimBlock(block.next);
+        const auto end = skimBlock(block.next, window);
         if (!end) return;
         start = *end;
     }
@@ -50,19 +51,17 @@ void CLRCompressedCells::findBlocks(std::uint64_t count) {
 
 /// Follows the lengths of a block's pieces. Returns the offset behind the block; nothing when the
 /// block does not end well, so that what follows cannot be found.
-std::optional<std::uint64_t> CLRCompressedCells::skimBlock(std::uint64_t offset) const {
-    std::vector<std::uint8_t> bytes(kLargestWindow);
-    std::uint64_t start = 0;
-    std::size_t held = 0;
+std::optional<std::uint64_t> CLRCompressedCells::skimBlock(std::uint64_t offset,
+                                                           SkimWindow& window) const {
     const std::uint64_t piecesInLine = divideRoundingUp(m_grid.rows, kPiecePoints);
     for (std::uint64_t line = 0; line < m_grid.columns; ++line) {
         for (std::uint64_t piece = 0; piece < piecesInLine; ++piece) {
-            if (offset < start || offset + kLengthSize > start + held) {
-                start = offset;
-                held = readAt(m_file, start, bytes.data(), bytes.size());
-                if (held < kLengthSize) return std::nullopt;
+            if (offset + kLengthSize > window.start + window.held) {
+                window.start = offset;
+                window.held = readAt(m_file, offset, window.bytes.data(), window.bytes.size());
+                if (window.held < kLengthSize) return std::nullopt;
             }
-            const std::uint32_t length = loadU32(bytes.data() + (offset - start));
+            const std::uint32_t length = loadU32(window.bytes.data() + (offset - window.start));
             if (length > kLongestPiece) return std::nullopt;
             offset += kLengthSize + length;
         }

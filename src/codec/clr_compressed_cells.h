@@ -36,6 +36,12 @@ private:
         std::uint8_t flag = 0;
         bool ended = false;
     };
+    /// A part of the file for a walk that goes forward only.
+    struct SkimWindow {
+        std::vector<std::uint8_t> bytes = std::vector<std::uint8_t>(kLargestWindow);
+        std::uint64_t start = 0;
+        std::size_t held = 0;
+    };
     /// A piece behind its length, in memory of which kPieceBuffer bytes may be read.
     struct Piece {
         const std::uint8_t* bytes;
@@ -43,7 +49,7 @@ private:
     };
 
     void findBlocks(std::uint64_t count);
-    std::optional<std::uint64_t> skimBlock(std::uint64_t offset) const;
+    std::optional<std::uint64_t> skimBlock(std::uint64_t offset, SkimWindow& window) const;
     std::optional<Piece> nextPiece(std::size_t block);
     std::optional<Piece> pieceInWindow(std::size_t block);
     std::optional<Piece> pieceFromFile(Block& block);

@@ -3,6 +3,7 @@
 #include "base/file.h"
 
 #include <bit>
+#include <utility>
 
 namespace brisko {
 
@@ -17,6 +18,7 @@ bool IJEntryStream::start(std::FILE* file) {
     m_shift = std::has_single_bit(m_header.tileSize)
                   ? static_cast<unsigned>(std::countr_zero(m_header.tileSize))
                   : 0;
+    m_covered = 0;
     m_pass.start(file, ij_header::kSize);
     m_batch.start(kEntrySize, sizeof(std::uint32_t));
     return true;
@@ -35,6 +37,7 @@ bool IJEntryStream::nextBatch() {
     if (m_entriesLeft == 0 && !nextTile()) return false;
     const std::uint32_t tileEntries = m_header.tileSize * m_header.tileSize;
     m_firstEntry = tileEntries - m_entriesLeft;
+    uncover();
     const std::size_t entries = m_batch.fill(m_pass, m_entriesLeft);
     if (entries == 0) {
         stop();
@@ -43,10 +46,19 @@ bool IJEntryStream::nextBatch() {
     m_entriesLeft -= static_cast<std::uint32_t>(entries);
     // Buffers from the heap are aligned for words, and the items fill them without gaps.
     auto* const words = reinterpret_cast<std::uint32_t*>(m_batch.data());
-    words[entries] = 1;
+    m_covered = entries;
+    m_coveredWord = std::exchange(words[entries], 1);
     m_begin = m_next = words;
     m_end = words + entries;
     return true;
+}
+
+/// Puts back what the word behind the last batch stands on: where the file lacks bytes, entries that
+/// were there before come again.
+void IJEntryStream::uncover() {
+    if (m_covered == 0) return;
+    reinterpret_cast<std::uint32_t*>(m_batch.data())[m_covered] = m_coveredWord;
+    m_covered = 0;
 }
 
 bool IJEntryStream::nextTile() {
