@@ -6,6 +6,7 @@
 #include "base/file.h"
 #include "base/mishaps.h"
 #include "codec/actual_clr_codec.h"
+#include "codec/alignment_file.h"
 #include "codec/point_buffers.h"
 #include "convert/conversion_progress.h"
 #include "convert/output_bounds.h"
@@ -24,12 +25,14 @@ namespace {
 struct RawScan {
     CLRFileHeader header;
     ActualCLRCodec reader;
+    Alignment alignment;
     CLRGrid grid;
 
     /// False when it cannot be read, or its header speaks of a negative grid.
-    bool open(const std::string& path) {
+    bool open(const std::string& path, const std::string& aligned) {
         if (!header.Read(path.c_str()) || !reader.Open(path.c_str())) return false;
         reader.setFrame(Frame::Scanner);
+        alignment = alignmentBeside(aligned);
         const auto columns = static_cast<std::int64_t>(header.GetAzimuthResolution());
         const auto rows = static_cast<std::int64_t>(header.GetZenithResolution());
         grid = {static_cast<std::uint64_t>(columns), static_cast<std::uint64_t>(rows)};
@@ -72,7 +75,7 @@ private:
 class GridOutput {
 public:
     bool open(const std::string& path, RawScan& scan) {
-        return m_output.Open(path, scan.header, scan.reader.alignment());
+        return m_output.Open(path, scan.header, scan.alignment);
     }
     bool write(const PointBuffers& points, std::size_t count) {
         for (std::size_t i = 0; i < count; ++i) {
@@ -101,11 +104,11 @@ bool transfer(RawScan& scan, Output& output, ConversionSteps& steps) {
 }
 
 template <class Output>
-bool convert(const std::string& input, const std::string& output, vexo::ProgressTracker* tracker,
-             const std::string& label, bool indexed) {
+bool convert(const std::string& input, const std::string& aligned, const std::string& output,
+             vexo::ProgressTracker* tracker, const std::string& label, bool indexed) {
     const MishapWatch mishaps;
     RawScan scan;
-    if (!isCLRName(input) || !isCL3Name(output) || !scan.open(input)) return false;
+    if (!isCLRName(input) || !isCL3Name(output) || !scan.open(input, aligned)) return false;
     const OutputBounds bounds{scan.grid.columns, scan.grid.rows, mostPoints(scan, input), indexed};
     if (!mayBeWritten(bounds, input, output)) return false;
     StagedScan staged(output, input);
@@ -119,19 +122,19 @@ bool convert(const std::string& input, const std::string& output, vexo::Progress
 
 }  // namespace
 
-bool convertClrToCl3(const std::string& input, const std::string& output,
-                     vexo::ProgressTracker* tracker) {
+bool convertClrToCl3(const std::string& input, const std::string& aligned,
+                     const std::string& output, vexo::ProgressTracker* tracker) {
     const std::string label = getBriskoCodecDictionary()->convertClrToCl3;
     if (isIndexBase(withoutLastFour(output))) {
-        return convert<GridOutput>(input, output, tracker, label, true);
+        return convert<GridOutput>(input, aligned, output, tracker, label, true);
     }
-    return convert<PlainOutput>(input, output, tracker, label, false);
+    return convert<PlainOutput>(input, aligned, output, tracker, label, false);
 }
 
-bool convertClrToCl3Ij(const std::string& input, const std::string& output,
-                       vexo::ProgressTracker* tracker) {
+bool convertClrToCl3Ij(const std::string& input, const std::string& aligned,
+                       const std::string& output, vexo::ProgressTracker* tracker) {
     const std::string label = getBriskoCodecDictionary()->convertClrToCl3Ij;
-    return convert<GridOutput>(input, output, tracker, label, true);
+    return convert<GridOutput>(input, aligned, output, tracker, label, true);
 }
 
 }  // namespace brisko

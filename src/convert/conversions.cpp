@@ -31,22 +31,28 @@ bool mergeSeries(const std::string& base, std::string& path, ProgressTracker* tr
 
 bool convertThroughCL3(const std::string& raw, const std::string& plain, const std::string& indexed,
                        ProgressTracker* tracker) {
-    return brisko::convertClrToCl3(raw, plain, tracker) &&
+    return brisko::convertClrToCl3(raw, raw, plain, tracker) &&
            brisko::runIndexing(plain, raw, indexed, tracker);
+}
+
+/// A path with a null character would name another file than its ending promises.
+bool isPath(const std::string& path) {
+    return path.find('\0') == std::string::npos;
 }
 
 /// Whether there is a regular file that can be read.
 bool isInput(const std::string& path) {
-    return brisko::openFile(path.c_str(), "rb") != nullptr;
+    return isPath(path) && brisko::openFile(path.c_str(), "rb") != nullptr;
 }
 
 bool convertClr(std::string path, ProgressTracker* tracker) {
     if (!isInput(path) || !brisko::isCLRName(path)) return false;
     // Names come from the input as it was given, not from what a series is merged to.
+    const std::string given = path;
     const std::string base = brisko::withoutLastFour(path);
     const std::string plain = base + ".cl3";
     const std::string indexed = base + "_index.cl3";
-    if (brisko::isIndexBase(base)) return brisko::convertClrToCl3(path, plain, tracker);
+    if (brisko::isIndexBase(base)) return brisko::convertClrToCl3(path, path, plain, tracker);
     if (!mergeSeries(base, path, tracker)) return false;
 
     CLRFileHeader header;
@@ -56,12 +62,12 @@ bool convertClr(std::string path, ProgressTracker* tracker) {
         case ClrRoute::Nothing:
             return true;
         case ClrRoute::OnePass:
-            return brisko::convertClrToCl3Ij(path, indexed, tracker);
+            return brisko::convertClrToCl3Ij(path, given, indexed, tracker);
         case ClrRoute::OnePassUnjudged:
-            brisko::convertClrToCl3Ij(path, indexed, tracker);
+            brisko::convertClrToCl3Ij(path, given, indexed, tracker);
             return true;
         case ClrRoute::OnePassByPoints:
-            return brisko::convertClrToCl3(path, indexed, tracker);
+            return brisko::convertClrToCl3(path, given, indexed, tracker);
         case ClrRoute::ThroughCL3:
             return convertThroughCL3(path, plain, indexed, tracker);
         case ClrRoute::SortedThroughCL3:
@@ -115,7 +121,7 @@ bool ConvertClrToCl3Indexed(std::string path) {
 bool brisko::indexCL3ByAngles(const std::string& input, const std::string& output,
                               vexo::ProgressTracker* tracker) {
     return guarded([&] {
-        return isInput(input) && isCL3Name(input) && isCL3Name(output) &&
+        return isInput(input) && isCL3Name(input) && isPath(output) && isCL3Name(output) &&
                runIndexingByAngles(input, output, tracker);
     });
 }
