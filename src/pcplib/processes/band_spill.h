@@ -17,6 +17,9 @@ struct PlacedPoint {
     brisko::Cell cell;
 };
 
+/// What became of a point that was handed out.
+enum class Placing { Done, BandIsFull, Failed };
+
 /// Sorts points by bands of 256 columns on the disk: they come in any order and are taken out band by
 /// band, in the order in which they came. Memory: a small buffer for every band that holds points.
 class BandSpill {
@@ -32,15 +35,23 @@ public:
     bool add(const PlacedPoint& point);
     /// Call once between adding and taking. False when anything was not written.
     bool finish();
-    /// Hands out the points of a band. False when they cannot be read back, or `use` answers false.
-    bool take(std::uint32_t band, const std::function<bool(const PlacedPoint&)>& use);
+    /// Hands out the points of a band. Those from the first one on for which there was no room go to
+    /// the next band, behind its own. False when they cannot be read back, or one could not be placed.
+    bool take(std::uint32_t band, const std::function<Placing(const PlacedPoint&)>& use);
+    /// Whether every point was taken.
+    bool isEmpty() const { return m_bands.empty(); }
 
 private:
-    static constexpr std::size_t kChunkPoints = 256;
+    static constexpr std::size_t kChunkPoints = 1024;
 
+    /// Points that lie together in the file.
+    struct Chunk {
+        std::uint64_t offset;
+        std::uint64_t count;
+    };
     struct Band {
         std::vector<PlacedPoint> waiting;
-        std::vector<std::uint64_t> chunks;  // offsets of full chunks in the file
+        std::vector<Chunk> chunks;
     };
     bool writeChunk(Band& band);
 

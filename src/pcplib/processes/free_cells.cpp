@@ -7,18 +7,19 @@
 namespace QelPcpLib {
 
 FreeCells::FreeCells(std::uint32_t columns, std::uint32_t rows)
-    : m_columns(columns), m_rows(rows), m_next(std::uint64_t{columns} * rows + 1) {
-    std::iota(m_next.begin(), m_next.end(), std::uint64_t{0});
+    : m_columns(columns),
+      m_rows(rows),
+      m_end(std::uint64_t{columns} * rows),
+      m_pages(m_end / kPageCells + 1) {
 }
 
 std::optional<brisko::Cell> FreeCells::take(brisko::Cell wanted) {
     const std::uint64_t cell = std::uint64_t{wanted.column} * m_rows + wanted.row;
     if (isFree(cell)) return mark(cell);
     if (const auto near = inRings(wanted)) return mark(*near);
-    const std::uint64_t none = m_next.size() - 1;
     std::uint64_t found = freeFrom(cell);
-    if (found == none) found = freeFrom(0);
-    if (found == none) return std::nullopt;
+    if (found == m_end) found = freeFrom(0);
+    if (found == m_end) return std::nullopt;
     return mark(found);
 }
 
@@ -39,18 +40,29 @@ std::optional<std::uint64_t> FreeCells::inRings(brisko::Cell around) const {
     return std::nullopt;
 }
 
+std::uint64_t FreeCells::next(std::uint64_t cell) const {
+    const Page& page = m_pages[cell / kPageCells];
+    return page ? page[cell % kPageCells] : cell;
+}
+
 std::uint64_t FreeCells::freeFrom(std::uint64_t cell) {
     std::uint64_t found = cell;
-    while (m_next[found] != found)
-        found = m_next[found];
-    // Whoever asks on the way next time is led straight to the end.
-    while (m_next[cell] != found && cell != found)
-        cell = std::exchange(m_next[cell], found);
+    while (next(found) != found)
+        found = next(found);
+    // Whoever asks on the way next time is led straight to the end. All cells on the way are taken,
+    // so their pages are there.
+    while (cell != found)
+        cell = std::exchange(m_pages[cell / kPageCells][cell % kPageCells], found);
     return found;
 }
 
 brisko::Cell FreeCells::mark(std::uint64_t cell) {
-    m_next[cell] = cell + 1;
+    Page& page = m_pages[cell / kPageCells];
+    if (!page) {
+        page.reset(new std::uint64_t[kPageCells]);
+        std::iota(page.get(), page.get() + kPageCells, cell / kPageCells * kPageCells);
+    }
+    page[cell % kPageCells] = cell + 1;
     return {static_cast<std::uint32_t>(cell / m_rows), static_cast<std::uint32_t>(cell % m_rows)};
 }
 

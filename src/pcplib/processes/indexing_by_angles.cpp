@@ -11,7 +11,7 @@
 #include "pcplib/processes/indexing.h"
 #include "pcplib/processes/process_progress.h"
 
-#include <vector>
+#include <algorithm>
 
 namespace QelPcpLib {
 
@@ -50,40 +50,30 @@ public:
     bool place(std::uint32_t band, BandSpill& spill) {
         m_first = band * brisko::kTileSize;
         FreeCells free(std::min(brisko::kTileSize, m_grid.columns() - m_first), m_grid.rows());
-        std::vector<PlacedPoint> carried;
-        std::swap(carried, m_carried);
-        const bool taken =
-            spill.take(band, [&](const PlacedPoint& p) { return placeOne(free, p); });
-        if (!taken) return false;
-        for (PlacedPoint point : carried) {
-            point.cell.column = m_first;
-            if (!placeOne(free, point)) return false;
-        }
-        return !m_output.HasWriteError();
+        return spill.take(band, [&](const PlacedPoint& p) { return placeOne(free, p); }) &&
+               !m_output.HasWriteError();
     }
     std::uint64_t placed() const { return m_placed; }
-    /// Whether every point found a cell.
-    bool isComplete() const { return m_carried.empty(); }
 
 private:
-    bool placeOne(FreeCells& free, const PlacedPoint& point) {
-        const auto cell = free.take({point.cell.column - m_first, point.cell.row});
-        if (!cell) {
-            m_carried.push_back(point);
-            return true;
-        }
+    /// A point that a full band passed on starts at the first column of this one.
+    Placing placeOne(FreeCells& free, const PlacedPoint& point) {
+        const std::uint32_t column = std::max(point.cell.column, m_first) - m_first;
+        const auto cell = free.take({column, point.cell.row});
+        if (!cell) return Placing::BandIsFull;
         ++m_placed;
         const brisko::CL3Record& r = point.record;
         const double position[] = {r.x, r.y, r.z};
         const std::uint8_t colour[] = {r.red, r.green, r.blue};
-        return m_output.Write(position, r.intensity, colour, m_first + cell->column, cell->row);
+        const bool written =
+            m_output.Write(position, r.intensity, colour, m_first + cell->column, cell->row);
+        return written ? Placing::Done : Placing::Failed;
     }
 
     const AngleGrid& m_grid;
     IndexedOutput& m_output;
     std::uint32_t m_first = 0;  // column of the band
     std::uint64_t m_placed = 0;
-    std::vector<PlacedPoint> m_carried;  // on to the next band
 };
 
 bool placeAll(const AngleGrid& grid, BandSpill& spill, IndexedOutput& output, std::uint64_t records,
@@ -95,7 +85,7 @@ bool placeAll(const AngleGrid& grid, BandSpill& spill, IndexedOutput& output, st
         if (!placer.place(band, spill)) return false;
         steps.reach((records + placer.placed()) * kRecordBytes);
     }
-    return placer.isComplete();
+    return spill.isEmpty();
 }
 
 }  // namespace
