@@ -16,7 +16,8 @@ void logRecord(vexo::LogSeverityEnum severity, std::string_view message) noexcep
     try {
         if (!vexo::VexoLogSetup::isLoggingEnabled()) return;
         if (!vexo::VexoLogSetup::ensureLoggingInitialized()) return;
-        InfoLogger& logger = info_logger::get();
+        // Never destroyed: threads of the host may log while the process ends.
+        static InfoLogger& logger = *new InfoLogger(info_logger::get());
         auto record = logger.open_record(boost::log::keywords::severity = severity);
         if (!record) return;
         boost::log::record_ostream stream(record);
