@@ -126,6 +126,17 @@ TEST_F(CellReader, ReportsPointsThatTheScanDoesNotHold) {
     test::writeFile(m_folder / "scan.ij", index);
     test::writeFile(path(), Bytes(scan.begin(), scan.begin() + 120));
     EXPECT_EQ(state(cell.first, cell.second), CellState::Damaged);
+
+    // An index that announces 2^64 tiles and has none: windows of it end at once.
+    constexpr std::uint32_t kMost = 0xFFFFFFFF;
+    for (const std::uint32_t tileSize : {1U, 256U, 65'535U}) {
+        test::writeFile(m_folder / "scan.ij", test::ijHeader(kMost, kMost, tileSize));
+        EXPECT_EQ(state(kMost - 1, kMost - 1), CellState::Damaged);
+        CL3CellReader reader;
+        std::vector<CellPoint> points;
+        ASSERT_TRUE(reader.open(path().c_str()));
+        EXPECT_EQ(reader.readWindow({0, kMost, 0, kMost}, points), CellState::Damaged);
+    }
 }
 
 TEST_F(CellReader, OpensIndexedScansOnly) {

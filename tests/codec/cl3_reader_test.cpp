@@ -272,6 +272,16 @@ TEST(CL3Reader, GoesOnWithTheLastBytesWhenAFileIsCut) {
     }
 }
 
+TEST(CL3Reader, AnIndexWithoutTilesHasNoPoints) {
+    const TempFolder folder;
+    test::writeFile(folder / "scan.cl3",
+                    ByteWriter().bytes(test::cl3Header(1)).bytes(test::cl3Block({point(1)})));
+    for (const std::uint32_t tileSize : {4U, 256U, 300U, 1000U}) {
+        test::writeFile(folder / "scan.ij", test::ijHeader(3 * tileSize, 2 * tileSize, tileSize));
+        EXPECT_TRUE(test::readScan<CL3GridCodec>(folder / "scan.cl3").empty()) << tileSize;
+    }
+}
+
 TEST(CL3Reader, EndsHoweverMuchAFileClaims) {
     constexpr std::uint32_t kMost = 0xFFFFFFFF;
     const struct {

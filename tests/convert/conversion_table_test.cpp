@@ -133,6 +133,51 @@ TEST(ClrConversion, MergesASeriesFirst) {
               test::pointsByCell<CLRGridCodec>(folder / "am.clr"));
 }
 
+TEST(ClrConversion, ASeriesIsAlignedLikeItsFirstScan) {
+    const test::SilentOutput silent;
+    for (const char* model : {"RVX2000", "OTHER"}) {
+        const TempFolder folder;
+        for (const char* name : {"a_000.clr", "a_001.clr"})
+            test::writeFile(folder / name, test::rawScan({.model = model}));
+        writeAlignmentFile((folder / "a_000.alg").c_str(), kMatrix, {});
+        EXPECT_TRUE(ConvertClrToCl3Indexed(folder / "a_000.clr"));
+        double matrix[16] = {};
+        EXPECT_TRUE(readAlignmentFile((folder / "a_000_index.alg").c_str(), matrix));
+        EXPECT_TRUE(std::equal(matrix, matrix + 16, kMatrix)) << model;
+    }
+}
+
+TEST(ClrConversion, AScanWithoutCellsIsNoReasonToStop) {
+    const test::SilentOutput silent;
+    const struct {
+        const char* what;
+        test::Bytes bytes;
+        bool hasFiles;
+    } cases[] = {
+        {"an empty file", {}, false},
+        {"no columns", test::rawScan({.model = "RVX2000", .columns = 0}), true},
+        {"less than no columns", test::rawScan({.model = "RVX2000", .format = 3, .columns = -1}),
+         false},
+    };
+    for (const auto& c : cases) {
+        const TempFolder folder;
+        test::writeFile(folder / "scan.clr", c.bytes);
+        vexo::ProgressTracker tracker;
+        EXPECT_TRUE(ClrToCl3IjIndexed(folder / "scan.clr", &tracker)) << c.what;
+        EXPECT_EQ(newFiles(folder, {"scan.clr"}), c.hasFiles ? kIndexed : kNothing) << c.what;
+    }
+}
+
+TEST(ClrConversion, APathNamesWhatItShows) {
+    const TempFolder folder;
+    using namespace std::string_literals;
+    test::writeFile(folder / "a.clr", test::rawScan({}));
+    const std::string shown = folder / "a.clr";
+    EXPECT_FALSE(ConvertClrToCl3Indexed(shown + "\0.clr"s));
+    EXPECT_FALSE(ConvertCl3ToCl3Indexed(shown + "\0_index.cl3"s));
+    EXPECT_EQ(folder.names(), Names{"a.clr"});
+}
+
 TEST(ClrConversion, RefusesSeriesThatDoNotFitTogether) {
     const test::SilentOutput silent;
     const RawSpec others[] = {{.rows = 16}, {.columns = 22}, {.format = 2}};

@@ -421,8 +421,8 @@ TEST(ReadAheadColorCodec, ColoursWithoutThreadsToo) {
     const auto read = [&](bool ahead) {
         const CodecPtr<BriskoCodec> codec(
             ColorCodecCreator::CreateGridCodec(new MadeCodec(5000), ahead));
-        EXPECT_TRUE(codec->Open(scanIn(station).c_str()));
         noMoreThreads = true;
+        EXPECT_TRUE(codec->Open(scanIn(station).c_str()));
         const std::vector<TestPoint> points = readAll(*codec);
         noMoreThreads = false;
         return points;

@@ -177,15 +177,18 @@ TEST(CL3GridWriter, SurvivesMisuse) {
     EXPECT_FALSE(writer.Close());
     Grid huge(0xFFFFFFFF, 0xFFFFFFFF);
     EXPECT_FALSE(writer.Open((folder / "huge.cl3").c_str(), &huge));
-    EXPECT_TRUE(folder.names().empty());
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(folder.path());
     for (const char* bad :
          {static_cast<const char*>(nullptr), "", "bad\xFF.cl3", "no/such/dir/x"}) {
-        Grid grid(1, 1);
+        Grid grid(0xFFFF00, 0xFFFF00);  // 2^32 tiles, and nowhere to write them
         EXPECT_TRUE(writer.Open(bad, &grid));
         write(writer, 0, 0);
         EXPECT_TRUE(writer.Close());
         EXPECT_TRUE(writer.HasWriteError());
     }
+    std::filesystem::current_path(before);
+    EXPECT_TRUE(folder.names().empty());
     EXPECT_TRUE(writer.Open((folder / "none.cl3").c_str(), nullptr));
     EXPECT_TRUE(writer.Close());
     EXPECT_TRUE(test::readScan<CL3GridCodec>(folder / "none.cl3").empty());

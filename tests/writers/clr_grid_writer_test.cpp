@@ -62,7 +62,8 @@ TEST(CLRWriter, TheFileHoldsTheGridAndColumnsBeyondIt) {
         {"behind the band", 600, 2, {{300, 0}, {5, 0}}, 600, 1},
         {"below the grid", 10, 2, {{0, 2}, {1, 2}, {1, 0xFFFFFFFF}}, 10, 0},
         {"no columns", 0, 2, {}, 0, 0},
-        {"no rows", 5, 0, {{1, 0}}, 5, 0},
+        {"behind a band that a lost point closed", 600, 2, {{300, 9}, {5, 0}}, 600, 0},
+        {"no rows", 5, 0, {{1, 0}, {4'000'000'000, 0}}, 5, 0},
         {"a header that says less than nothing", -1, -1, {{0, 0}}, 1, 0},
     };
     for (const auto& c : cases) {
