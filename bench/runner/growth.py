@@ -4,14 +4,16 @@ import os
 import shutil
 import statistics
 import subprocess
-from dataclasses import replace
+from dataclasses import dataclass, replace
 
-from rows import GROWTH, GROWTH_TOLERANCE
-from runs import run_side
+from rows import GROWTH, GROWTH_TOLERANCE, ROWS
+from runs import run_pair
 
 SMALLEST = 1_000_000
-LARGE = 100_000_000  # a few runs are enough
-BYTES_A_POINT = 80  # input and output of one job
+LARGE = 100_000_000  # a few pairs are enough
+HUGE = 500_000_000  # one pair, from and to the disk
+STEP = 100_000_000  # of the largest size that the disk allows
+FREE_TO_STAY = 4_000_000_000
 
 
 def generate(setting, mode, *options):
@@ -22,50 +24,77 @@ def generate(setting, mode, *options):
                    check=True, stdout=subprocess.DEVNULL)
 
 
-def _sizes(folder, largest):
-    points = SMALLEST
-    while points <= largest:
-        free = shutil.disk_usage(folder).free
-        if free < points * BYTES_A_POINT:
-            print(f"{points:.0e} points need {points * BYTES_A_POINT / 1e9:.0f} GB of disk, "
-                  f"{free / 1e9:.0f} are free")
-            return
-        yield points
-        points *= 10
+@dataclass(frozen=True)
+class Measured:
+    points: int
+    nanoseconds: float
+    ratio: float  # to the reference
+    mib: float  # above the loaded library
+
+    def __str__(self):
+        return f"{self.nanoseconds:.1f} ns, {self.ratio:.2f}, {self.mib:.1f} MiB"
 
 
-def _measure_job(setting, job, file):
-    """Nanoseconds a point and MiB. The scan is on the disk for this long and no longer."""
+def _points_that_fit(folder, growing, points):
+    """As many as asked for, or the most that the disk has room for."""
+    room = (shutil.disk_usage(folder).free - FREE_TO_STAY) // growing.bytes_a_point
+    return points if points <= room else room // STEP * STEP
+
+
+def _measure(setting, growing, row):
+    """The scan is on the disk for this long and no longer."""
+    points = setting.columns * setting.rows
+    count = 1 if points >= HUGE else 3 if points >= LARGE else 9
     os.makedirs(setting.output, exist_ok=True)
     try:
-        if file:
-            generate(setting, "gen", "--file", file)
-        # The first run fills caches.
-        count = 3 if setting.columns * setting.rows >= LARGE else 9
-        runs = [run_side(setting, job) for _ in range(count + 1)][1:]
+        if growing.file:
+            generate(setting, "gen", "--file", growing.file)
+        pairs = []
+        for _ in range(count if points >= HUGE else count + 1):  # the first fills caches
+            pairs.append(run_pair(setting, row))
+        pairs = pairs[-count:]
     finally:
         shutil.rmtree(setting.data)
-    nanoseconds = statistics.median(run.cpu / run.points for run in runs) * 1e9
-    return nanoseconds, max(run.peak_mib for run in runs)
+    jobs = [pair.job for pair in pairs]
+    return Measured(points, statistics.median(job.cpu / job.points for job in jobs) * 1e9,
+                    statistics.median(pair.ratio(row) for pair in pairs),
+                    max(job.peak_mib for job in jobs))
 
 
-def measure(setting, largest):
+def _spread(values):
+    spread = max(values) / min(values) - 1
+    return f"{'within' if spread <= GROWTH_TOLERANCE else 'NOT within'} 15 % ({spread:.0%})"
+
+
+def _verdicts(found):
+    """What the machine's memory cannot hold comes from the disk, which is a cost of its own."""
+    cached = [one for one in found if one.points < HUGE]
+    return f"{_spread([one.nanoseconds for one in cached])} | {_spread([one.ratio for one in cached])}"
+
+
+def measure(setting, largest, names):
     """Yields the lines of a table."""
     os.makedirs(setting.data, exist_ok=True)
     folder = os.path.join(setting.data, "growth")
-    sizes = list(_sizes(setting.data, largest))
+    sizes = [SMALLEST]
+    while sizes[-1] * 10 <= largest:
+        sizes.append(sizes[-1] * 10)
     head = " | ".join(f"{size:.0e} points" for size in sizes)
-    yield f"| job: ns a point, peak MiB above the loaded library | {head} | |"
-    yield "| --- |" + " --- |" * (len(sizes) + 1)
-    for job, file in GROWTH:
-        found = []
+    yield f"| job | {head} | time a point | ratio |"
+    yield "| --- |" + " --- |" * (len(sizes) + 2)
+    rows = {row.name: row for row in ROWS}
+    for growing in GROWTH:
+        if names and growing.row not in names:
+            continue
+        found, cells = [], []
         for size in sizes:
+            if size >= HUGE and not growing.huge:
+                cells.append("-")
+                continue
+            points = _points_that_fit(setting.data, growing, size)
             grown = replace(setting, data=folder, output=os.path.join(folder, "out"),
-                            columns=size // setting.rows)
-            found.append(_measure_job(grown, job, file))
-            print(f"{job.name}, {size:.0e} points: {found[-1][0]:.2f} ns a point, "
-                  f"{found[-1][1]:.1f} MiB", flush=True)
-        cells = " | ".join(f"{ns:.2f}, {mib:.1f}" for ns, mib in found)
-        slowest, quickest = max(ns for ns, _ in found), min(ns for ns, _ in found)
-        within = slowest <= quickest * (1 + GROWTH_TOLERANCE)
-        yield f"| {job.name} | {cells} | {'within' if within else 'NOT within'} 15 % |"
+                            columns=points // setting.rows)
+            found.append(_measure(grown, growing, rows[growing.row]))
+            cells.append(str(found[-1]) + ("" if points == size else f" ({points:.0e} points)"))
+            print(f"{growing.row}, {points:.0e} points: {found[-1]}", flush=True)
+        yield f"| {growing.row} | {' | '.join(cells)} | {_verdicts(found)} |"
