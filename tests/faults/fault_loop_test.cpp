@@ -209,7 +209,7 @@ TEST_P(HeadersUnderFaults, AreWholeOrRefused) {
     };
     forEachFault(
         faultCase, [] { return std::make_unique<Copy>(); },
-        [&](Copy& copy) { return header.copy(path, copy.file.get()); },
+        [&header = header, &path](Copy& copy) { return header.copy(path, copy.file.get()); },
         [&](const Copy& copy, bool wentWell, bool) {
             const test::Bytes bytes = test::readFile(copy.folder / "copy");
             EXPECT_TRUE(std::equal(bytes.begin(), bytes.end(), scan.begin()));
