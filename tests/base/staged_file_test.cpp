@@ -48,6 +48,25 @@ TEST(StagedFile, GoesWithItsObject) {
     EXPECT_EQ(folder.names(), Names{});
 }
 
+TEST(StagedFile, PassesOverTemporariesThatAnotherProcessLeft) {
+    const TempFolder folder;
+    StagedFile staged;
+    ASSERT_TRUE(staged.create(folder / "a"));
+    // "a.PROCESS-7.tmp": the next ones are taken.
+    const std::string name = staged.path();
+    const std::size_t number = name.rfind('-') + 1;
+    for (int next = 1; next <= 3; ++next) {
+        test::writeFile(
+            name.substr(0, number) + std::to_string(std::stoi(name.substr(number)) + next) + ".tmp",
+            "of another process");
+    }
+    ASSERT_TRUE(staged.create(folder / "a"));
+    test::writeFile(staged.path(), "new");
+    ASSERT_TRUE(staged.publish());
+    EXPECT_EQ(test::readText(folder / "a"), "new");
+    EXPECT_EQ(folder.names().size(), 1U + 3U);
+}
+
 TEST(StagedFile, FollowsLinksAndKeepsThem) {
     const TempFolder folder;
     namespace fs = std::filesystem;

@@ -209,7 +209,7 @@ TEST_P(HeadersUnderFaults, AreWholeOrRefused) {
     };
     forEachFault(
         faultCase, [] { return std::make_unique<Copy>(); },
-        [&](Copy& copy) { return header.copy(path, copy.file.get()); },
+        [&header = header, &path](Copy& copy) { return header.copy(path, copy.file.get()); },
         [&](const Copy& copy, bool wentWell, bool) {
             const test::Bytes bytes = test::readFile(copy.folder / "copy");
             EXPECT_TRUE(std::equal(bytes.begin(), bytes.end(), scan.begin()));
@@ -244,10 +244,10 @@ bool writeScan(const char* path) {
     Writer writer;
     for (int round = 0; round < 2; ++round) {
         const bool opened = writer.Open(path, &header);
-        for (std::uint32_t i = 0; i < 6000; ++i) {
+        for (std::uint32_t i = 0; i < 3000; ++i) {
             const double x = i;
             if constexpr (hasGrid) {
-                writer.WritePoint(x, 2, 3, 100, 1, 2, 3, 255, i / 10, i % 10);
+                writer.WritePoint(x, 2, 3, 100, 1, 2, 3, 255, i / 5, i % 5);
             } else {
                 writer.WritePoint(x, 2, 3, 100, 1, 2, 3, 255);
             }

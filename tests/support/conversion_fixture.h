@@ -38,7 +38,7 @@ PointsByCell pointsByCell(const std::string& path) {
 /// Names and bytes of all files of a folder.
 std::map<std::string, Bytes> contentsOf(const TempFolder& folder);
 
-/// A monitor that counts, and answers or throws at its n-th update.
+/// A monitor that counts, and answers or throws at its n-th update, or pauses at each.
 class CountingMonitor : public vexo::ProgressMonitor {
 public:
     void onStart(const std::string& name) override {
@@ -52,12 +52,13 @@ public:
         last = percentage;
         mayStop = mayStop && pausable && cancellable;
         if (updates == throwAt) throw 42;
-        return updates == cancelAt ? vexo::ProgressRequest::Cancel
-                                   : vexo::ProgressRequest::Continue;
+        if (updates == cancelAt) return vexo::ProgressRequest::Cancel;
+        return pauses ? vexo::ProgressRequest::Pause : vexo::ProgressRequest::Continue;
     }
 
     int starts = 0, finishes = 0, updates = 0;
     int cancelAt = -1, throwAt = -1;
+    bool pauses = false;
     float last = -1;
     bool mayStop = true;
     std::vector<std::string> names;
