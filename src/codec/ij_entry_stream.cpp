@@ -3,6 +3,7 @@
 #include "base/file.h"
 
 #include <bit>
+#include <utility>
 
 namespace brisko {
 
@@ -35,6 +36,7 @@ bool IJEntryStream::nextBatch() {
     if (m_entriesLeft == 0 && !nextTile()) return false;
     const std::uint32_t tileEntries = m_header.tileSize * m_header.tileSize;
     m_firstEntry = tileEntries - m_entriesLeft;
+    uncover();
     const std::size_t entries = m_batch.fill(m_pass, m_entriesLeft);
     if (entries == 0) {
         stop();
@@ -43,10 +45,15 @@ bool IJEntryStream::nextBatch() {
     m_entriesLeft -= static_cast<std::uint32_t>(entries);
     // Buffers from the heap are aligned for words, and the items fill them without gaps.
     auto* const words = reinterpret_cast<std::uint32_t*>(m_batch.data());
-    words[entries] = 1;
+    m_covered = std::exchange(words[entries], 1);
     m_begin = m_next = words;
     m_end = words + entries;
     return true;
+}
+
+/// A larger batch that the file cannot fill shows again what stood behind this one.
+void IJEntryStream::uncover() {
+    if (m_end) reinterpret_cast<std::uint32_t*>(m_batch.data())[m_end - m_begin] = m_covered;
 }
 
 bool IJEntryStream::nextTile() {
