@@ -26,8 +26,13 @@ CLRCompressedCells::CLRCompressedCells(std::FILE* file, const CLRFileHeader& hea
     findBlocks(header.GetBlockCount());
     if (m_blocks.empty()) return;
     const std::size_t share = kWindowMemory / m_blocks.size();
-    if (share >= kSmallestWindow) m_windowSize = std::min(share, kLargestWindow) - kWindowSlack;
+    if (share >= kSmallestWindow)
+        m_windowSize = upToFile(std::min(share, kLargestWindow) - kWindowSlack);
     if (m_windowSize > 0) m_windows.resize((m_windowSize + kWindowSlack) * m_blocks.size());
+}
+
+std::size_t CLRCompressedCells::upToFile(std::size_t size) const {
+    return static_cast<std::size_t>(std::min<std::uint64_t>(size, m_length));
 }
 
 void CLRCompressedCells::findBlocks(std::uint64_t count) {
@@ -51,7 +56,7 @@ void CLRCompressedCells::findBlocks(std::uint64_t count) {
 /// Follows the lengths of a block's pieces. Returns the offset behind the block; nothing when the
 /// block does not end well, so that what follows cannot be found.
 std::optional<std::uint64_t> CLRCompressedCells::skimBlock(std::uint64_t offset) const {
-    std::vector<std::uint8_t> bytes(kLargestWindow);
+    std::vector<std::uint8_t> bytes(upToFile(kLargestWindow));
     std::uint64_t start = 0;
     std::size_t held = 0;
     const std::uint64_t piecesInLine = divideRoundingUp(m_grid.rows, kPiecePoints);

@@ -42,6 +42,8 @@ private:
         std::uint32_t length;
     };
 
+    /// A size of a buffer, as far as the file can fill it.
+    std::size_t upToFile(std::size_t size) const;
     void findBlocks(std::uint64_t count);
     std::optional<std::uint64_t> skimBlock(std::uint64_t offset) const;
     std::optional<Piece> nextPiece(std::size_t block);
