@@ -144,19 +144,13 @@ private:
 /// A reader of cells of a scan that has one point, in its first cell.
 class Cells {
 public:
-    explicit Cells(const ScanFolder& folder) : m_folder(folder), m_paths(folder) {
-        CL3IJWriterGridCodec writer;
-        Grid grid;
-        expect(writer.Open((folder / "scan.cl3").c_str(), &grid));
-        writer.WritePoint(1, 2, 3, 4, 5, 6, 7, 255, 0, 0);
-        expect(writer.Close());
-    }
+    explicit Cells(const ScanFolder& folder) : m_paths(folder) {}
+
     void step(Input& in) {
         const std::uint8_t what = in.u8() % 5;
         if (what == 0) {
             m_isOpen = in.u8() % 2 == 0;
-            const std::string scan = m_folder / "scan.cl3";
-            expect(m_reader.open(m_isOpen ? scan.c_str() : m_paths.next(in.u8() % 5, ".cl3")) ==
+            expect(m_reader.open(m_isOpen ? scan().c_str() : m_paths.next(in.u8() % 5, ".cl3")) ==
                    m_isOpen);
         } else if (what == 1) {
             m_reader.close();
@@ -177,7 +171,20 @@ public:
     void finish() {}
 
 private:
-    const ScanFolder& m_folder;
+    static const std::string& scan() {
+        static const ScanFolder folder;
+        static const std::string path = writeScan(folder / "scan.cl3");
+        return path;
+    }
+    static std::string writeScan(const std::string& path) {
+        CL3IJWriterGridCodec writer;
+        Grid grid;
+        expect(writer.Open(path.c_str(), &grid));
+        writer.WritePoint(1, 2, 3, 4, 5, 6, 7, 255, 0, 0);
+        expect(writer.Close());
+        return path;
+    }
+
     Paths m_paths;
     CL3CellReader m_reader;
     bool m_isOpen = false;

@@ -9,7 +9,9 @@ namespace brisko::fuzz {
 /// The folder of a target; its files are written anew for every input.
 class ScanFolder : public test::TempFolder {
 public:
-    void write(const char* name, ByteSpan bytes) const { test::writeFile(*this / name, bytes); }
+    void write(const char* name, ByteSpan bytes) const {
+        test::writeFile(*this / name, toBytes(bytes));
+    }
     /// An empty file where there should be none would be an unreadable companion.
     void writeOrRemove(const char* name, ByteSpan bytes) const {
         if (bytes.empty()) {

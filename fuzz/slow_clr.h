@@ -119,10 +119,11 @@ inline std::vector<ClrRecord> decodePadded(ByteSpan stream, std::size_t points) 
 struct Unpacked {
     Bytes plain;
     bool damaged = false;  // ends at a piece of a length that none has
-    bool cut = false;      // the file ends before the last piece, where zeros were filled in
+    bool cut = false;      // the file ends before the last piece
 };
 
-inline Unpacked unpack(ByteSpan bytes, const SlowClrHeader& header) {
+/// Stops where the file ends, unless what it lacks is wanted as zeros.
+inline Unpacked unpack(ByteSpan bytes, const SlowClrHeader& header, bool padded) {
     Unpacked out;
     std::size_t at = 120;
     const auto rows = static_cast<std::size_t>(header.hasCells() ? header.rows : 0);
@@ -139,6 +140,7 @@ inline Unpacked unpack(ByteSpan bytes, const SlowClrHeader& header) {
                 out.damaged = length > 5000;
                 if (out.damaged) return out;
                 out.cut = out.cut || at + 4 + length > bytes.size();
+                if (out.cut && !padded) return out;
                 const Bytes records =
                     out.cut ? Bytes(20 * points)
                             : test::clrRecords(decodePadded(bytes.subspan(at + 4, length), points));

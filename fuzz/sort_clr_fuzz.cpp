@@ -76,7 +76,7 @@ void run(ByteSpan input) {
     expect(out.size() <= (std::size_t{64} << 20) + 64 * input.size());
     if (input.size() < 120 || !header.hasCells()) return;
     if (isPlain(input, header)) return expectSorted(input, out, header);
-    const Unpacked unpacked = unpack(input, header);
+    const Unpacked unpacked = unpack(input, header, false);
     if (unpacked.damaged || unpacked.cut) return;
     Bytes plain = toBytes(input.first(120));
     plain.insert(plain.end(), unpacked.plain.begin(), unpacked.plain.end());

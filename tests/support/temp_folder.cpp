@@ -46,7 +46,7 @@ std::unique_ptr<std::FILE, Closer> open(const std::string& path, const char* mod
 
 }  // namespace
 
-void writeFile(const std::string& path, std::span<const std::uint8_t> bytes) {
+void writeFile(const std::string& path, const Bytes& bytes) {
     const auto file = open(path, "wb");
     if (!bytes.empty() && std::fwrite(bytes.data(), bytes.size(), 1, file.get()) != 1)
         throw std::runtime_error("cannot write " + path);

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,7 +28,7 @@ private:
     std::filesystem::path m_path;
 };
 
-void writeFile(const std::string& path, std::span<const std::uint8_t> bytes);
+void writeFile(const std::string& path, const Bytes& bytes);
 void writeFile(const std::string& path, std::string_view text);
 Bytes readFile(const std::string& path);
 std::string readText(const std::string& path);
