@@ -1,109 +1,169 @@
-// Conversions of a folder of files: the inputs stay, nothing temporary is left, and what was converted
-// reads back as the input does. A failure leaves the earlier output.
+// Conversions of a folder of files: the inputs stay, nothing temporary is left, what is written keeps
+// within the limit, and what was converted reads back as the input does. A failure leaves the earlier
+// output.
 
 #include "same_points.h"
 #include "scan_folder.h"
 #include "slow_clr.h"
 
+#include "support/conversion_fixture.h"
+
 #include <brisko_codec/conversions.h>
 
-#include <map>
+#include <tuple>
 
 namespace brisko::fuzz {
 
 namespace {
 
 using Files = std::map<std::string, Bytes>;
-using Points = std::map<std::pair<std::uint32_t, std::uint32_t>, test::TestPoint>;
+using test::PointsByCell;
 
-Files filesOf(const ScanFolder& folder) {
-    Files files;
-    for (const std::string& name : folder.names())
-        files[name] = test::readFile(folder / name);
-    return files;
+/// Indexes of a size that takes its time to write. Larger ones have to be refused.
+bool takesLong(double columns, double rows) {
+    const double bytes = std::ceil(columns / 256) * std::ceil(rows / 256) * 262'156;
+    return columns > 0 && rows > 0 && bytes > 600'000 && bytes < 1.2e9;
 }
 
-template <class Codec>
-Points pointsOf(const std::string& path) {
-    Points points;
-    for (const test::TestPoint& p : test::readScan<Codec>(path))
-        points[{p.column, p.row}] = p;
-    return points;
-}
-
-void expectSamePoints(const Points& expected, const Points& points) {
+void expectSamePoints(const PointsByCell& expected, const PointsByCell& points) {
     expect(expected.size() == points.size());
     for (const auto& [cell, point] : expected) {
         const auto found = points.find(cell);
         expect(found != points.end());
         expect(isSame(found->second.intensity, point.intensity));
         // Alignments go through decimals with 18 places.
-        expect(std::abs(found->second.x - point.x) <= 1e-6 * (1 + std::abs(point.x)));
+        const double x = found->second.x;
+        expect(isSame(x, point.x) || std::abs(x - point.x) <= 1e-6 * (1 + std::abs(point.x)));
     }
 }
 
-void expectInputs(const Files& before, const Files& after) {
-    for (const auto& [name, bytes] : before) {
-        const auto found = after.find(name);
-        expect(found != after.end());
-        if (name != "scan_index.cl3") expect(found->second == bytes);
-    }
+/// A cut line is filled up to its end in a sorted copy, which takes its time too.
+bool takesLong(const SlowClrHeader& header) {
+    return header.rows > 2000 || takesLong(double(header.columns), double(header.rows));
+}
+
+/// What the folder holds after a conversion, apart from the outputs named, is what it held before.
+void expectOthersKept(const Files& before, const Files& after,
+                      std::initializer_list<const char*> outputs) {
     std::size_t written = 0;
-    for (const auto& [name, bytes] : after)
-        written += before.contains(name) ? 0 : bytes.size();
+    for (const auto& [name, bytes] : after) {
+        const bool isOutput = std::find(outputs.begin(), outputs.end(), name) != outputs.end();
+        written += isOutput ? bytes.size() : 0;
+        if (isOutput) continue;
+        const auto found = before.find(name);
+        expect(found != before.end() && found->second == bytes);
+    }
+    for (const auto& [name, bytes] : before)
+        expect(after.contains(name));
     expect(written <= std::size_t{64} << 20);
-    static const std::vector<std::string> allowed = {
-        "scan.clr",       "scan.clr.Converted.clr", "scan.cl3",       "scan.ij",
-        "scan_index.cl3", "scan_index.ij",          "scan_index.alg", "scan.alg"};
-    for (const auto& [name, bytes] : after)
-        expect(std::find(allowed.begin(), allowed.end(), name) != allowed.end());
 }
 
 void convertRaw(const ScanFolder& folder, ByteSpan alg, ByteSpan scan) {
     const SlowClrHeader header(scan);
-    if (header.columns > 250 || header.rows > 250) return;  // one tile
+    if (takesLong(header)) return;
     folder.writeOrRemove("scan.alg", alg);
     folder.write("scan.clr", scan);
     const bool withOld = scan.size() % 2 == 0;
     if (withOld) folder.write("scan_index.cl3", toBytes("earlier"));
-    const Files before = filesOf(folder);
+    const Files before = test::contentsOf(folder);
     const bool done = ConvertClrToCl3Indexed(folder / "scan.clr");
-    const Files after = filesOf(folder);
-    expectInputs(before, after);
-    const bool hasOutput = after.contains("scan_index.ij");
-    const bool mayKeep = !done || !hasOutput;
-    if (withOld && mayKeep && !done) expect(after.at("scan_index.cl3") == toBytes("earlier"));
-    if (!hasOutput || !done) return;
-    const Points expected = pointsOf<CLRGridCodec>(folder / "scan.clr");
-    expectSamePoints(expected, pointsOf<CL3GridCodec>(folder / "scan_index.cl3"));
+    const Files after = test::contentsOf(folder);
+    expectOthersKept(before, after,
+                     {"scan.clr.Converted.clr", "scan.cl3", "scan.ij", "scan_index.cl3",
+                      "scan_index.ij", "scan_index.alg"});
+    if (withOld && !done) expect(after.at("scan_index.cl3") == toBytes("earlier"));
+    if (!after.contains("scan_index.ij") || !done) return;
+    expectSamePoints(test::pointsByCell<CLRGridCodec>(folder / "scan.clr"),
+                     test::pointsByCell<CL3GridCodec>(folder / "scan_index.cl3"));
+}
+
+/// Two files of a series, of a scanner whose scans become indexed ones in one pass.
+void convertSeries(const ScanFolder& folder, ByteSpan first, ByteSpan second) {
+    for (const ByteSpan part : {first, second}) {
+        const SlowClrHeader header(part);
+        if (header.blocks > 100 || takesLong(header)) return;
+    }
+    folder.write("a_000.clr", first);
+    folder.write("a_001.clr", second);
+    const Files before = test::contentsOf(folder);
+    const bool done = ConvertClrToCl3Indexed(folder / "a_000.clr");
+    const Files after = test::contentsOf(folder);
+    expectOthersKept(before, after,
+                     {"a.clr", "a.clr.Converted.clr", "a_000.cl3", "a_000_index.cl3",
+                      "a_000_index.ij", "a_000_index.alg"});
+    if (!done || !after.contains("a_000_index.ij")) return;
+    const Bytes& merged = after.at("a.clr");
+    const SlowClrHeader header(merged);
+    expect(header.blocks == SlowClrHeader(first).blocks + SlowClrHeader(second).blocks);
+    if (!isPlain(merged, header)) return;
+    PointsByCell expected;
+    for (const test::TestPoint& p : pointsOf(header, plainCells(merged, header)).points)
+        expected[{p.column, p.row}] = p;
+    expectSamePoints(expected, test::pointsByCell<CL3GridCodec>(folder / "a_000_index.cl3"));
 }
 
 void convertIndexed(const ScanFolder& folder, ByteSpan alg, ByteSpan index, ByteSpan scan) {
     std::uint32_t grid[2] = {};
     if (index.size() >= 48) std::memcpy(grid, index.data() + 36, sizeof grid);
-    if (grid[0] > 250 || grid[1] > 250) return;
+    if (takesLong(grid[0], grid[1])) return;
     folder.writeOrRemove("scan.alg", alg);
     folder.writeOrRemove("scan.ij", index);
     folder.write("scan.cl3", scan);
-    const Files before = filesOf(folder);
+    const Files before = test::contentsOf(folder);
     const bool done = ConvertCl3ToCl3Indexed(folder / "scan.cl3");
-    const Files after = filesOf(folder);
-    expectInputs(before, after);
+    const Files after = test::contentsOf(folder);
+    expectOthersKept(before, after, {"scan_index.cl3", "scan_index.ij", "scan_index.alg"});
     if (!done) expect(after == before);
     if (!done || !after.contains("scan_index.ij")) return;
-    expectSamePoints(pointsOf<CL3GridCodec>(folder / "scan.cl3"),
-                     pointsOf<CL3GridCodec>(folder / "scan_index.cl3"));
+    expectSamePoints(test::pointsByCell<CL3GridCodec>(folder / "scan.cl3"),
+                     test::pointsByCell<CL3GridCodec>(folder / "scan_index.cl3"));
+}
+
+using PointBits = std::tuple<std::uint64_t, std::uint64_t, std::uint64_t, float, std::uint8_t>;
+
+/// All points in the frame of the scanner, in an order of their own.
+template <class Codec>
+std::vector<PointBits> rawPoints(const std::string& path) {
+    std::vector<PointBits> points;
+    const auto codec = test::openScan<Codec>(path);
+    setFrame(*codec, Frame::Scanner);
+    const auto bits = [](double value) { return std::bit_cast<std::uint64_t>(value); };
+    for (const test::TestPoint& p : test::readAll(*codec))
+        points.emplace_back(bits(p.x), bits(p.y), bits(p.z), p.intensity, p.green);
+    std::sort(points.begin(), points.end());
+    return points;
+}
+
+/// No point is lost and none is changed, wherever in the grid they come to lie.
+void indexByAngles(const ScanFolder& folder, ByteSpan alg, ByteSpan scan) {
+    CL3FileHeader header;
+    folder.write("scan.cl3", scan);
+    header.Read((folder / "scan.cl3").c_str());
+    if (takesLong(double(header.GetAzimuthResolution()), double(header.GetZenithResolution())))
+        return;
+    folder.writeOrRemove("scan.alg", alg);
+    const Files before = test::contentsOf(folder);
+    const bool done = indexCL3ByAngles(folder / "scan.cl3", folder / "new.cl3", nullptr);
+    const Files after = test::contentsOf(folder);
+    expectOthersKept(before, after, {"new.cl3", "new.ij", "new.alg"});
+    expect(done == after.contains("new.ij"));
+    if (done) {
+        expect(rawPoints<CL3Codec>(folder / "scan.cl3") ==
+               rawPoints<CL3GridCodec>(folder / "new.cl3"));
+    }
 }
 
 void run(ByteSpan input) {
     static const ScanFolder folder;
     folder.clear();
     Input in(input);
-    const bool raw = in.u8() % 2 == 0;
-    const ByteSpan alg = in.takePiece();
-    if (raw) return convertRaw(folder, alg, in.rest());
+    const std::uint8_t kind = in.u8() % 4;
+    const ByteSpan first = in.takePiece();
+    if (kind == 0) return convertRaw(folder, first, in.rest());
+    if (kind == 2) return convertSeries(folder, first, in.rest());
+    if (kind == 3) return indexByAngles(folder, first, in.rest());
     const ByteSpan index = in.takePiece();
-    convertIndexed(folder, alg, index, in.rest());
+    convertIndexed(folder, first, index, in.rest());
 }
 
 std::vector<Bytes> seeds() {
@@ -115,27 +175,24 @@ std::vector<Bytes> seeds() {
     const Bytes alg = toBytes("CL3_ALG_0.1\n0 -1 0 10\n1 0 0 0\n0 0 1 2.5\n0 0 0 1\n");
     std::vector<Bytes> all;
     for (const char* model : {"OTHER", "RVX2000", "RXL1000"}) {
-        for (const std::uint32_t format : {1U, 3U}) {
-            Bytes header = test::clrHeader(2, 3, format, 2);
-            const Bytes name = test::ByteWriter().text(model, 12);
-            std::copy(name.begin(), name.end(), header.begin() + 32);
-            const std::vector<ClrRecord> records = {{10000, 5, 1, 0, 9}, {10000, 5, 2, 0, 9},
-                                                    {0, 0, 0, 0, 0},     {10000, 5, 4, 0, 9},
-                                                    {10000, 5, 3, 0, 9}, {9000, 5, 1, 0, 700}};
-            all.push_back(seed(0, pieces({alg, test::ByteWriter()
-                                                   .bytes(header)
-                                                   .u8(0)
-                                                   .bytes(test::clrRecords(records))
-                                                   .u8(1)
-                                                   .bytes(test::clrRecords(records))})));
+        for (const std::uint32_t format : {1U, 2U, 3U}) {
+            const auto part = [&](std::uint32_t blocks) {
+                return test::rawScan({model, format, blocks, 3, 4, format});
+            };
+            all.push_back(seed(0, pieces({alg, part(2)})));
+            all.push_back(seed(2, pieces({part(1), part(2)})));
         }
     }
     const test::TestPoint a{1.5, -2, 0.25, 1100, 1, 2, 3, 0, 0}, b{0, 0, -7, 0, 0, 0, 0, 0, 0};
     const Bytes index =
         test::ByteWriter().bytes(test::ijHeader(2, 2, 2)).bytes(test::ijTile(0, 0, {0, 1, 2, 0}));
-    all.push_back(seed(
-        1, pieces({alg, index,
-                   test::ByteWriter().bytes(test::cl3Header(1)).bytes(test::cl3Block({a, b}))})));
+    const Bytes scan = test::ByteWriter().bytes(test::cl3Header(1)).bytes(test::cl3Block({a, b}));
+    all.push_back(seed(1, pieces({alg, index, scan})));
+    // Azimuths from 0 to 360 by 10, zenith angles from 0 to 180 by 20 degrees.
+    const Bytes angles = test::ByteWriter().f32(0).f32(0).f32(360).f32(180).f32(10).f32(20);
+    Bytes lone = scan;
+    std::copy(angles.begin(), angles.end(), lone.begin() + 86);
+    all.push_back(seed(3, pieces({alg, lone})));
     return all;
 }
 

@@ -31,6 +31,7 @@ public:
         const std::uint8_t answer = script.u8() % 16;
         if (answer == 1) throw 42;
         if (answer == 2) return ProgressRequest::Cancel;
+        if (answer == 4) expectRefused(script.u8() % 4);
         // Would wait for ever where it can be followed.
         if (answer == 3 && !pausable) return ProgressRequest::Pause;
         cancelSeen = cancelSeen || cancellable;
@@ -40,6 +41,21 @@ public:
     int open = 0;
     bool cancelSeen = false;
     Input script{{}};
+    ProgressTracker* tracker = nullptr;
+
+private:
+    /// Its tracker takes no calls from a monitor.
+    void expectRefused(int call) {
+        try {
+            if (call == 0) tracker->addMonitor(this);
+            if (call == 1) tracker->removeMonitor(this);
+            if (call == 2) tracker->resume();
+            if (call == 3) tracker->requestCancel();
+        } catch (const std::logic_error&) {
+            return;
+        }
+        expect(false);
+    }
 };
 
 class Operation {
@@ -103,8 +119,10 @@ void run(ByteSpan input) {
     first.script = Input(in.takePiece());
     second.script = Input(in.takePiece());
     ProgressTracker tracker;
-    tracker.addMonitor(&first);
-    tracker.addMonitor(&second);
+    for (Monitor* const monitor : {&first, &second}) {
+        monitor->tracker = &tracker;
+        tracker.addMonitor(monitor);
+    }
     while (!in.empty()) {
         // What comes out of an operation ends it.
         Operation operation(tracker);
@@ -123,7 +141,7 @@ void run(ByteSpan input) {
 std::vector<Bytes> seeds() {
     const Bytes steps = {0, 10, 0, 5, 1, 0, 7, 5, 0, 1, 200, 0, 7, 40, 0, 7, 80, 0,
                          2, 0,  0, 6, 0, 0, 4, 0, 0, 0, 3,   0, 7, 3,  0, 7, 2,  0};
-    return {pieces({{}, {}, steps}), pieces({{0, 2, 1}, {3, 3}, steps})};
+    return {pieces({{}, {}, steps}), pieces({{0, 2, 1}, {3, 4, 0, 4, 1, 4, 2, 4, 3}, steps})};
 }
 
 const Registered registered({"progress", run, seeds});

@@ -3,7 +3,6 @@
 #include "same_points.h"
 
 #include <cstring>
-#include <map>
 #include <optional>
 
 namespace brisko::fuzz {
@@ -36,10 +35,11 @@ public:
     }
     /// The n-th item of its block; nothing when the pass must end.
     std::optional<ByteSpan> take(std::uint64_t n, std::size_t size) {
-        Bytes& item = m_items[n % kBatch];
-        item.resize(size);
+        const std::size_t place = (n % kBatch) * size;
+        if (m_items.size() < place + size) m_items.resize(place + size);
+        const auto item = std::span(m_items).subspan(place, size);
         if (!atEnd() && m_bytes.size() - m_at >= size) {
-            std::memcpy(item.data(), m_bytes.data() + m_at, size);
+            std::copy_n(m_bytes.begin() + static_cast<std::ptrdiff_t>(m_at), size, item.begin());
             m_at += size;
         } else {
             m_ended = true;
@@ -53,7 +53,7 @@ private:
     std::uint64_t m_at;
     bool m_ended = false;
     std::uint64_t m_stale = 0;
-    std::map<std::uint64_t, Bytes> m_items;
+    Bytes m_items;
 };
 
 /// The cells of a grid index, one present entry after the other.
@@ -73,7 +73,7 @@ public:
     bool isWalkable() const { return m_edge != 0; }
 
     Slow next(test::TestPoint& point) {
-        while (m_steps++ < 200'000) {
+        while (m_steps++ < 70'000) {
             if (m_entry == m_edge * m_edge || !m_inTile) {
                 if (m_tile == m_tiles) return Slow::End;
                 if (m_inTile && ++m_tile == m_tiles) return Slow::End;
@@ -114,7 +114,7 @@ public:
     }
 
     Slow next(test::TestPoint& point) {
-        while (m_steps++ < 2000) {
+        while (m_steps++ < 600) {
             if (m_record == m_count) {
                 if (m_blocks == 0) return Slow::End;
                 --m_blocks;

@@ -105,6 +105,61 @@ inline ClrRecord recordAt(ByteSpan bytes, std::uint64_t at) {
     return record;
 }
 
+inline constexpr std::size_t kPiece = 250;
+
+/// A compressed piece of a known length: what it lacks are zeros, what it has too much does not matter.
+inline std::vector<ClrRecord> decodePadded(ByteSpan stream, std::size_t points) {
+    test::ByteWriter piece;
+    piece.u32(static_cast<std::uint32_t>(stream.size())).bytes(toBytes(stream));
+    piece.bytes(Bytes(17 * points + 20));
+    return test::decodeLine(piece, points);
+}
+
+/// Compressed blocks as the same blocks of plain records.
+struct Unpacked {
+    Bytes plain;
+    bool damaged = false;  // ends at a piece of a length that none has
+    bool cut = false;      // the file ends before the last piece
+};
+
+/// Stops where the file ends, unless what it lacks is wanted as zeros.
+inline Unpacked unpack(ByteSpan bytes, const SlowClrHeader& header, bool padded) {
+    Unpacked out;
+    std::size_t at = 120;
+    const auto rows = static_cast<std::size_t>(header.hasCells() ? header.rows : 0);
+    for (std::uint32_t block = 0; block < header.blocks; ++block) {
+        out.plain.push_back(at < bytes.size() ? bytes[at] : std::uint8_t{0});
+        out.cut = out.cut || at >= bytes.size();
+        ++at;
+        for (std::int64_t line = 0; rows > 0 && line < header.columns; ++line) {
+            for (std::size_t done = 0; done < rows; done += kPiece) {
+                const std::size_t points = std::min(kPiece, rows - done);
+                std::uint32_t length = 0;
+                out.cut = out.cut || at + 4 > bytes.size();
+                if (!out.cut) std::memcpy(&length, bytes.data() + at, 4);
+                out.damaged = length > 5000;
+                if (out.damaged) return out;
+                out.cut = out.cut || at + 4 + length > bytes.size();
+                if (out.cut && !padded) return out;
+                const Bytes records =
+                    out.cut ? Bytes(20 * points)
+                            : test::clrRecords(decodePadded(bytes.subspan(at + 4, length), points));
+                out.plain.insert(out.plain.end(), records.begin(), records.end());
+                at += 4 + length;
+            }
+        }
+    }
+    return out;
+}
+
+/// Whether a file of that header is one of plain records: sorted copies keep the format of their input.
+inline bool isPlain(ByteSpan bytes, const SlowClrHeader& header) {
+    if (header.format != 2) return true;
+    return header.hasCells() &&
+           120.0 + header.blocks * (1 + 20.0 * double(header.columns) * double(header.rows)) ==
+               double(bytes.size());
+}
+
 /// The cells of plain blocks. Those that no block holds are left out at the end.
 inline std::vector<ClrRecord> plainCells(ByteSpan bytes, const SlowClrHeader& header) {
     std::vector<ClrRecord> cells;

@@ -2,15 +2,16 @@
 
 #include "base/file.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace brisko {
 
 InputWindow::InputWindow(std::FILE* file, std::size_t capacity, std::size_t slack)
     : m_file(file),
-      m_capacity(capacity),
-      m_buffer(std::make_unique<std::uint8_t[]>(capacity + slack)),
-      m_fileSize(fileLength(file)) {
+      m_fileSize(fileLength(file)),
+      m_capacity(static_cast<std::size_t>(std::min<std::uint64_t>(capacity, m_fileSize))),
+      m_buffer(std::make_unique<std::uint8_t[]>(m_capacity + slack)) {
 }
 
 std::span<std::uint8_t> InputWindow::atLeast(std::size_t wanted) {

@@ -8,7 +8,8 @@
 
 namespace brisko {
 
-/// Reads a file from front to back through one large buffer and hands out the bytes where they lie.
+/// Reads a file from front to back through one large buffer, no larger than the file, and hands out
+/// the bytes where they lie.
 class InputWindow {
 public:
     /// capacity: the most bytes that can be asked for at once. `slack` more bytes behind those at
@@ -33,11 +34,11 @@ private:
     void refill();
 
     std::FILE* m_file;
+    std::uint64_t m_fileSize;
     std::size_t m_capacity;
     std::unique_ptr<std::uint8_t[]> m_buffer;
     std::size_t m_first = 0, m_last = 0;  // the bytes at hand
     std::uint64_t m_end = 0;              // offset in the file behind them
-    std::uint64_t m_fileSize;
     bool m_failed = false;
 };
 

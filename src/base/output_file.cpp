@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 
 namespace brisko {
 
@@ -10,7 +11,10 @@ bool OutputFile::create(const char* path) {
     m_used = 0;
     m_onDisk = 0;
     m_failed = false;
-    if (!m_buffer) m_buffer = std::make_unique_for_overwrite<std::uint8_t[]>(kBuffer);
+    if (!m_buffer) {
+        m_buffer = std::make_unique_for_overwrite<std::uint8_t[]>(kFirstBuffer);
+        m_capacity = kFirstBuffer;
+    }
     m_file = openFile(path, "wb");
     if (m_file) std::setvbuf(m_file.get(), nullptr, _IONBF, 0);
     return isOpen();
@@ -30,20 +34,27 @@ void OutputFile::writeOut(std::span<const std::uint8_t> bytes) {
     if (written < bytes.size()) m_failed = true;
 }
 
+/// Makes room by writing the buffer out, and from then on with a large one; where there is no memory
+/// for that, the small one goes on.
 void OutputFile::spill() {
-    writeOut({m_buffer.get(), m_used});
-    m_used = 0;
+    flush();
+    if (m_capacity == kBuffer) return;
+    if (auto* const larger = new (std::nothrow) std::uint8_t[kBuffer]) {
+        m_buffer.reset(larger);
+        m_capacity = kBuffer;
+    }
 }
 
 void OutputFile::flush() {
-    if (m_used > 0) spill();
+    if (m_used > 0) writeOut({m_buffer.get(), m_used});
+    m_used = 0;
 }
 
 void OutputFile::append(std::span<const std::uint8_t> bytes) {
     if (m_failed) return;
-    if (m_used + bytes.size() > kBuffer) spill();
-    if (bytes.size() >= kBuffer / 2) {
-        spill();
+    if (m_used + bytes.size() > m_capacity) spill();
+    if (bytes.size() > m_capacity || bytes.size() >= kBuffer / 2) {
+        flush();
         writeOut(bytes);
         return;
     }

@@ -38,7 +38,7 @@ public:
     /// Room for the next `size` bytes, at most kReserve, all of which the caller fills. Where
     /// nothing can be written any more they are dropped.
     std::uint8_t* reserve(std::size_t size) {
-        if (m_used + size > kBuffer) [[unlikely]]
+        if (m_used + size > m_capacity) [[unlikely]]
             spill();
         std::uint8_t* const room = m_buffer.get() + m_used;
         m_used += size;
@@ -59,6 +59,8 @@ public:
     void returnStream(std::uint64_t end);
 
 private:
+    // Most files are small; the second buffer is for those that are not.
+    static constexpr std::size_t kFirstBuffer = std::size_t{16} << 10;
     static constexpr std::size_t kBuffer = std::size_t{256} << 10;
 
     void spill();
@@ -66,6 +68,7 @@ private:
 
     FilePtr m_file;
     std::unique_ptr<std::uint8_t[]> m_buffer;
+    std::size_t m_capacity = 0;
     std::size_t m_used = 0;
     std::uint64_t m_onDisk = 0;
     bool m_failed = false;

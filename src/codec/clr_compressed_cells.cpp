@@ -26,13 +26,18 @@ CLRCompressedCells::CLRCompressedCells(std::FILE* file, const CLRFileHeader& hea
     findBlocks(header.GetBlockCount());
     if (m_blocks.empty()) return;
     const std::size_t share = kWindowMemory / m_blocks.size();
-    if (share >= kSmallestWindow) m_windowSize = std::min(share, kLargestWindow) - kWindowSlack;
+    if (share >= kSmallestWindow)
+        m_windowSize = upToFile(std::min(share, kLargestWindow) - kWindowSlack);
     if (m_windowSize > 0) m_windows.resize((m_windowSize + kWindowSlack) * m_blocks.size());
+}
+
+std::size_t CLRCompressedCells::upToFile(std::size_t size) const {
+    return static_cast<std::size_t>(std::min<std::uint64_t>(size, m_length));
 }
 
 void CLRCompressedCells::findBlocks(std::uint64_t count) {
     std::uint64_t start = clr_header::kSize;
-    SkimWindow window;
+    SkimWindow window{std::vector<std::uint8_t>(upToFile(kLargestWindow))};
     while (count-- > 0 && start < m_length) {
         if (m_blocks.size() == kMostBlocks) {
             m_blocks.clear();

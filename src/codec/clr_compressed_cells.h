@@ -38,7 +38,7 @@ private:
     };
     /// A part of the file for a walk that goes forward only.
     struct SkimWindow {
-        std::vector<std::uint8_t> bytes = std::vector<std::uint8_t>(kLargestWindow);
+        std::vector<std::uint8_t> bytes;
         std::uint64_t start = 0;
         std::size_t held = 0;
     };
@@ -48,6 +48,8 @@ private:
         std::uint32_t length;
     };
 
+    /// A size of a buffer, as far as the file can fill it.
+    std::size_t upToFile(std::size_t size) const;
     void findBlocks(std::uint64_t count);
     std::optional<std::uint64_t> skimBlock(std::uint64_t offset, SkimWindow& window) const;
     std::optional<Piece> nextPiece(std::size_t block);

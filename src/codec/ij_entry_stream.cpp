@@ -18,7 +18,6 @@ bool IJEntryStream::start(std::FILE* file) {
     m_shift = std::has_single_bit(m_header.tileSize)
                   ? static_cast<unsigned>(std::countr_zero(m_header.tileSize))
                   : 0;
-    m_covered = 0;
     m_pass.start(file, ij_header::kSize);
     m_batch.start(kEntrySize, sizeof(std::uint32_t));
     return true;
@@ -46,19 +45,15 @@ bool IJEntryStream::nextBatch() {
     m_entriesLeft -= static_cast<std::uint32_t>(entries);
     // Buffers from the heap are aligned for words, and the items fill them without gaps.
     auto* const words = reinterpret_cast<std::uint32_t*>(m_batch.data());
-    m_covered = entries;
-    m_coveredWord = std::exchange(words[entries], 1);
+    m_covered = std::exchange(words[entries], 1);
     m_begin = m_next = words;
     m_end = words + entries;
     return true;
 }
 
-/// Puts back what the word behind the last batch stands on: where the file lacks bytes, entries that
-/// were there before come again.
+/// A larger batch that the file cannot fill shows again what stood behind this one.
 void IJEntryStream::uncover() {
-    if (m_covered == 0) return;
-    reinterpret_cast<std::uint32_t*>(m_batch.data())[m_covered] = m_coveredWord;
-    m_covered = 0;
+    if (m_end) reinterpret_cast<std::uint32_t*>(m_batch.data())[m_end - m_begin] = m_covered;
 }
 
 bool IJEntryStream::nextTile() {

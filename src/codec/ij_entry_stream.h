@@ -53,14 +53,13 @@ public:
 
 private:
     bool nextBatch();
-    void uncover();
     bool nextTile();
+    void uncover();
 
     const std::uint32_t* m_next = nullptr;
     const std::uint32_t* m_end = nullptr;
     const std::uint32_t* m_begin = nullptr;  // of the batch
-    std::size_t m_covered = 0;               // place of the word behind the batch; 0: none
-    std::uint32_t m_coveredWord = 0;         // what was there before
+    std::uint32_t m_covered = 0;             // what stood behind the batch
     std::uint32_t m_firstEntry = 0;          // of the batch, in its tile
     std::uint32_t m_firstColumn = 0;         // of the tile
     std::uint32_t m_firstRow = 0;

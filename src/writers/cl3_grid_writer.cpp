@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <memory>
 #include <new>
 #include <vector>
 
@@ -85,8 +86,8 @@ private:
     std::uint32_t m_bandIndex = 0;  // band b covers columns 256 b to 256 b + 255
     TileBand m_band;
     AlignmentBox m_box;
-    std::vector<std::uint8_t> m_block;     // block header and records of a tile
-    std::vector<std::uint32_t> m_entries;  // tile header and entries of a tile
+    std::unique_ptr<std::uint8_t[]> m_block;  // block header and records of a tile
+    std::vector<std::uint32_t> m_entries;     // tile header and entries of a tile
     std::uint32_t m_blocksOnDisk = 0;
     std::uint32_t m_indexTilesOnDisk = 0;
 };
@@ -102,7 +103,8 @@ bool CL3IJWriterGridCodec::State::open(const char* path, const GridFileHeader* h
     const auto* const source = dynamic_cast<const CLFileHeader*>(header);
     const CLRFileHeader plain = plainGridHeader(m_columns, m_rows);
     m_header = scanHeader(source ? *source : plain, static_cast<std::uint32_t>(tiles));
-    m_block.resize(cl3_block::kHeaderSize + Tile::kRecordBytes);
+    m_block =
+        std::make_unique_for_overwrite<std::uint8_t[]>(cl3_block::kHeaderSize + Tile::kRecordBytes);
     m_entries.resize(ij_tile::kHeaderSize / kEntrySize + kTileCells);
     createFiles(path);
     writeHeaders();
@@ -166,7 +168,7 @@ void CL3IJWriterGridCodec::State::writeTile(std::uint32_t rowTile) {
     std::uint32_t points = 0;
     if (tile) {
         std::uint32_t* const entries = m_entries.data() + ij_tile::kHeaderSize / kEntrySize;
-        points = tile->encode(m_block.data() + cl3_block::kHeaderSize, entries);
+        points = tile->encode(m_block.get() + cl3_block::kHeaderSize, entries);
         tile->clear();
     }
     if (m_scan.isOpen()) {
@@ -188,16 +190,16 @@ void CL3IJWriterGridCodec::State::forgetEntriesAfter(std::uint32_t lastPoint) {
 std::uint32_t CL3IJWriterGridCodec::State::appendBlock(std::uint32_t points) {
     const std::uint64_t start = m_scan.position();
     const std::uint64_t records = start + cl3_block::kHeaderSize;
-    storeU32(m_block.data() + cl3_block::kPointCount, points);
+    storeU32(m_block.get() + cl3_block::kPointCount, points);
     m_block[cl3_block::kFlag] = 0;
-    m_scan.append({m_block.data(), cl3_block::kHeaderSize + points * cl3_record::kSize1});
+    m_scan.append({m_block.get(), cl3_block::kHeaderSize + points * cl3_record::kSize1});
     m_scan.flush();
     if (m_scan.onDisk() < records) return 0;
     ++m_blocksOnDisk;
     if (!m_scan.failed()) return points;
     const auto whole = static_cast<std::uint32_t>((m_scan.onDisk() - records) / cl3_record::kSize1);
-    storeU32(m_block.data() + cl3_block::kPointCount, whole);
-    m_scan.patch(start, {m_block.data(), cl3_block::kHeaderSize});
+    storeU32(m_block.get() + cl3_block::kPointCount, whole);
+    m_scan.patch(start, {m_block.get(), cl3_block::kHeaderSize});
     return whole;
 }
 

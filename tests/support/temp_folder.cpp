@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
+#include <memory>
 #include <stdexcept>
 #include <system_error>
 
@@ -30,11 +30,26 @@ std::vector<std::string> TempFolder::names() const {
     return names;
 }
 
+namespace {
+
+struct Closer {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+/// Without a buffer of its own: whole files go through in one call.
+std::unique_ptr<std::FILE, Closer> open(const std::string& path, const char* mode) {
+    std::unique_ptr<std::FILE, Closer> file(std::fopen(path.c_str(), mode));
+    if (!file) throw std::runtime_error("cannot open " + path);
+    std::setvbuf(file.get(), nullptr, _IONBF, 0);
+    return file;
+}
+
+}  // namespace
+
 void writeFile(const std::string& path, const Bytes& bytes) {
-    std::ofstream out(path, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(bytes.data()),
-              static_cast<std::streamsize>(bytes.size()));
-    if (!out) throw std::runtime_error("cannot write " + path);
+    const auto file = open(path, "wb");
+    if (!bytes.empty() && std::fwrite(bytes.data(), bytes.size(), 1, file.get()) != 1)
+        throw std::runtime_error("cannot write " + path);
 }
 
 void writeFile(const std::string& path, std::string_view text) {
@@ -42,9 +57,10 @@ void writeFile(const std::string& path, std::string_view text) {
 }
 
 Bytes readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) throw std::runtime_error("cannot read " + path);
-    return Bytes(std::istreambuf_iterator<char>(in), {});
+    const auto file = open(path, "rb");
+    Bytes bytes(std::filesystem::file_size(path));
+    bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file.get()));
+    return bytes;
 }
 
 std::string readText(const std::string& path) {

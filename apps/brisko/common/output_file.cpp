@@ -17,7 +17,7 @@ constexpr std::size_t kBuffer = 1 << 20;  // bytes
 }  // namespace
 
 OutputFile::OutputFile(const std::string& path, const std::string& shownPath)
-    : m_shownPath(shownPath), m_buffer(kBuffer) {
+    : m_shownPath(shownPath), m_buffer(std::make_unique_for_overwrite<char[]>(kBuffer)) {
     m_file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
     if (m_file < 0) fail(std::strerror(errno));
 }
@@ -42,25 +42,25 @@ void OutputFile::writeFully(const char* bytes, std::size_t size, std::uint64_t o
 }
 
 void OutputFile::flush() {
-    writeFully(m_buffer.data(), m_used, m_flushed);
+    writeFully(m_buffer.get(), m_used, m_flushed);
     m_flushed += m_used;
     m_used = 0;
 }
 
 void OutputFile::write(const void* bytes, std::size_t size) {
-    if (size > m_buffer.size() - m_used) flush();
-    if (size > m_buffer.size()) {
+    if (size > kBuffer - m_used) flush();
+    if (size > kBuffer) {
         writeFully(static_cast<const char*>(bytes), size, m_flushed);
         m_flushed += size;
         return;
     }
-    std::memcpy(m_buffer.data() + m_used, bytes, size);
+    std::memcpy(m_buffer.get() + m_used, bytes, size);
     m_used += size;
 }
 
 char* OutputFile::reserve(std::size_t size) {
-    if (size > m_buffer.size() - m_used) flush();
-    return m_buffer.data() + m_used;
+    if (size > kBuffer - m_used) flush();
+    return m_buffer.get() + m_used;
 }
 
 void OutputFile::overwrite(std::uint64_t offset, std::string_view bytes) {

@@ -2,9 +2,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace brisko::tool {
 
@@ -41,7 +41,7 @@ private:
 
     std::string m_shownPath;
     int m_file = -1;
-    std::vector<char> m_buffer;
+    std::unique_ptr<char[]> m_buffer;
     std::size_t m_used = 0;
     std::uint64_t m_flushed = 0;
 };

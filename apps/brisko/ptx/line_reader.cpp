@@ -2,6 +2,7 @@
 
 #include "common/failure.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace brisko::tool {
@@ -17,7 +18,10 @@ std::string_view withoutCarriageReturn(std::string_view line) {
 
 }  // namespace
 
-LineReader::LineReader(const std::string& path) : m_file(path), m_buffer(kBlock + kLongestLine) {
+LineReader::LineReader(const std::string& path)
+    : m_file(path),
+      m_buffer(static_cast<std::size_t>(
+          std::min<std::uint64_t>(kBlock + kLongestLine, m_file.size() + 1))) {
 }
 
 /// Moves what is left to the front and loads another block behind it. False at the end of the file.
