@@ -1,9 +1,7 @@
-#include "apps/simulate_run.h"
-#include "common/failure.h"
+#include "apps/tool_run.h"
 #include "simulate/scanner.h"
 #include "support/file_size_limit.h"
 #include "support/read_points.h"
-#include "support/temp_folder.h"
 
 #include <brisko_codec/brisko_codec.h>
 #include <gtest/gtest.h>
@@ -16,20 +14,15 @@
 namespace brisko::tool {
 namespace {
 
-using brisko::test::FileSizeLimit;
-using brisko::test::openScan;
-using brisko::test::readAll;
-using brisko::test::runSimulate;
-using brisko::test::TempFolder;
-using brisko::test::TestPoint;
+using namespace brisko::test;
 
 // More rows than one compressed piece holds, more columns than one band has.
 constexpr ScanGrid kGrid{300, 260, 360, 0, 20, 150};
 
 /// Simulates the grid above into a folder.
-std::string simulateInto(const TempFolder& folder, std::vector<std::string> more) {
-    more.insert(more.begin(), {folder.path().string(), "--columns", "300", "--rows", "260"});
-    return runSimulate(more);
+ToolRun simulateInto(const TempFolder& folder, std::vector<std::string> more) {
+    more.insert(more.begin(), {"--columns", "300", "--rows", "260"});
+    return test::simulate(folder, more);
 }
 
 /// The cells of a pass as the scanner measures them, column after column.
@@ -99,7 +92,7 @@ TEST(SimulatedCLR, EveryCellReadsBackInEveryPointFormat) {
         simulateInto(folder, {"--point-format", format});
         expectSame(readCells<CLRGridCodec>(folder / "scan.clr"), expected, kRecordStep);
         if (*format == '2') continue;
-        const auto bytes = brisko::test::readFile(folder / "scan.clr");
+        const auto bytes = readFile(folder / "scan.clr");
         ASSERT_EQ(bytes.size(), 120u + 1 + 20 * kGrid.cells());
         // Odd columns lie bottom-up, except in format 3.
         const std::size_t row = *format == '3' ? kGrid.rows - 1 : 0;
@@ -125,7 +118,7 @@ TEST(SimulatedCLR, HeaderTellsGridAnglesAndModel) {
     EXPECT_FLOAT_EQ(header.GetDeltaAzimuthAngle(), 0.4f);
     EXPECT_EQ(header.GetPointFormat(), 1);
     EXPECT_EQ(header.GetBlockCount(), 3u);
-    const auto bytes = brisko::test::readFile(folder / "scan.clr");
+    const auto bytes = readFile(folder / "scan.clr");
     const std::size_t block = 1 + 20 * kGrid.cells();
     ASSERT_EQ(bytes.size(), 120 + 3 * block);
     for (const auto& [number, flag] : {std::pair{0, 0}, {1, 4}, {2, 1}})
@@ -168,8 +161,8 @@ TEST(SimulatedCLR, SeriesContinuesItsPasses) {
 
 TEST(SimulatedCLR, SeriesIsRefusedWhereAnOlderOneWouldContinueIt) {
     const TempFolder folder;
-    brisko::test::writeFile(folder / "scan_002.clr", "of an older series");
-    EXPECT_THROW(simulateInto(folder, {"--series", "2"}), Failure);
+    writeFile(folder / "scan_002.clr", "of an older series");
+    EXPECT_EQ(simulateInto(folder, {"--series", "2"}).code, 4);
     EXPECT_EQ(folder.names(), std::vector<std::string>{"scan_002.clr"});
     simulateInto(folder, {"--series", "3"});
     EXPECT_EQ(folder.names().size(), 3u);
@@ -215,7 +208,8 @@ TEST(SimulatedAlignment, IsTheStationsPoseForEveryFormat) {
 TEST(SimulateCommand, TellsWhatItWroteAsJson) {
     const TempFolder folder;
     const auto told = nlohmann::json::parse(
-        simulateInto(folder, {"--json", "--series", "2", "--point-format", "2", "--alignment"}));
+        simulateInto(folder, {"--json", "--series", "2", "--point-format", "2", "--alignment"})
+            .out);
     EXPECT_EQ(told["schema"], "brisko.simulate/1");
     ASSERT_EQ(told["files"].size(), 2u);
     EXPECT_EQ(told["files"][0]["path"], folder / "scan_000.clr");
@@ -229,19 +223,15 @@ TEST(SimulateCommand, FullDiskLeavesWhatWasThere) {
         SCOPED_TRACE(format);
         const TempFolder folder;
         const std::string name = format[2] == 'r' ? "scan.clr" : "scan.cl3";
-        brisko::test::writeFile(folder / name, "an older scan");
+        writeFile(folder / name, "an older scan");
         {
             const FileSizeLimit limit(100000);
-            try {
-                simulateInto(folder, {"--format", format, "--alignment"});
-                FAIL() << "nothing was noticed";
-            } catch (const Failure& failure) {
-                EXPECT_EQ(failure.code(), ExitCode::NotWritten);
-                EXPECT_NE(std::string(failure.what()).find(name), std::string::npos);
-            }
+            const ToolRun result = simulateInto(folder, {"--format", format, "--alignment"});
+            EXPECT_EQ(result.code, 4);
+            EXPECT_TRUE(contains(result.err, name)) << result.err;
         }
         EXPECT_EQ(folder.names(), std::vector<std::string>{name});
-        EXPECT_EQ(brisko::test::readText(folder / name), "an older scan");
+        EXPECT_EQ(readText(folder / name), "an older scan");
     }
 }
 
@@ -249,13 +239,12 @@ TEST(SimulateCommand, ScanThatCannotFitIsRefusedAtOnce) {
     const TempFolder folder;
     // A terabyte at least, each.
     using Arguments = std::vector<std::string>;
-    for (Arguments huge : {Arguments{"--blocks", "1000", "--columns", "1000000", "--rows", "10000"},
-                           {"--series", "100", "--blocks", "30", "--columns", "1000000", "--rows",
-                            "10000", "--point-format", "2"},
-                           {"--format", "cl3-indexed", "--columns", "1000000000", "--rows", "1"}}) {
-        huge.insert(huge.begin(), folder.path().string());
-        EXPECT_THROW(runSimulate(huge), Failure);
-    }
+    for (const Arguments& huge :
+         {Arguments{"--blocks", "1000", "--columns", "1000000", "--rows", "10000"},
+          {"--series", "100", "--blocks", "30", "--columns", "1000000", "--rows", "10000",
+           "--point-format", "2"},
+          {"--format", "cl3-indexed", "--columns", "1000000000", "--rows", "1"}})
+        EXPECT_EQ(test::simulate(folder, huge).code, 4);
     EXPECT_TRUE(folder.names().empty());
 }
 
@@ -264,10 +253,10 @@ TEST(SimulateCommand, MakesItsFolderAndTakesItBackWhenNothingComesOfIt) {
     const std::string inner = folder / "new/inner";
     {
         const FileSizeLimit limit(1000);
-        EXPECT_THROW(runSimulate({inner, "--columns", "100", "--rows", "100"}), Failure);
+        EXPECT_EQ(run({"simulate", inner, "--columns", "100", "--rows", "100"}).code, 4);
     }
     EXPECT_TRUE(folder.names().empty());
-    runSimulate({inner, "--columns", "10", "--rows", "10"});
+    EXPECT_EQ(run({"simulate", inner, "--columns", "10", "--rows", "10"}).code, 0);
     EXPECT_TRUE(std::filesystem::exists(inner + "/scan.clr"));
 }
 

@@ -148,11 +148,5 @@ TEST(SimulatedStations, RoomIsClosedAllAround) {
     }
 }
 
-TEST(SimulatedStations, PoseTurnsWithoutStretching) {
-    const Pose pose = makeCourtyard().pose;
-    EXPECT_NEAR(dot(pose.toWorld(kEast), pose.toWorld({0, 1, 0})), 0, 1e-15);
-    EXPECT_NEAR(length(pose.toWorld(kUp)), 1, 1e-15);
-}
-
 }  // namespace
 }  // namespace brisko::tool
