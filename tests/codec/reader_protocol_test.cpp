@@ -16,7 +16,6 @@ namespace {
 using namespace test;
 
 constexpr double kLargest = std::numeric_limits<double>::max();
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 struct Bounds {
     double min[3] = {}, max[3] = {};
