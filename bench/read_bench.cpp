@@ -15,43 +15,56 @@ void report(benchmark::State& state, const JobMemory& memory, const PointSum& su
     report(state, memory, static_cast<double>(sum.points), sum.value());
 }
 
-void readPoints(benchmark::State& state, const std::string& name) {
+void report(benchmark::State& state, const JobMemory& memory, std::int64_t points) {
+    report(state, memory, static_cast<double>(points), static_cast<double>(points));
+}
+
+/// Runs a job: every time with a scan that is opened anew. `Facade` is what the host knows of it.
+template <class Codec, class Facade, class Result, class Read>
+void runJob(benchmark::State& state, const std::string& name, const Read& read) {
     const std::string path = inputPath(name);
     const JobMemory memory;
-    PointSum sum;
+    Result result{};
     for (auto _ : state) {
-        const CodecPtr<BriskoCodec> codec(CL3Codec::Create());
+        const CodecPtr<Facade> codec(Codec::Create());
         codec->Open(path.c_str());
-        double x, y, z;
-        float i;
-        std::uint8_t r, g, b, a;
-        for (bool more = codec->ReadFirstPoint(x, y, z, i, r, g, b, a); more;
-             more = codec->ReadNextPoint(x, y, z, i, r, g, b, a)) {
-            sum.add(x, y, z, i, r, g, b);
-        }
+        read(*codec, result);
     }
-    report(state, memory, sum);
+    report(state, memory, result);
+}
+
+/// Hands a whole pass to `take`, point by point.
+template <class Take>
+void forEachPoint(BriskoCodec& codec, const Take& take) {
+    double x, y, z;
+    float i;
+    std::uint8_t r, g, b, a;
+    for (bool more = codec.ReadFirstPoint(x, y, z, i, r, g, b, a); more;
+         more = codec.ReadNextPoint(x, y, z, i, r, g, b, a)) {
+        take(x, y, z, i, r, g, b);
+    }
+}
+
+void readPoints(benchmark::State& state, const std::string& name) {
+    runJob<CL3Codec, BriskoCodec, PointSum>(state, name, [](BriskoCodec& codec, PointSum& sum) {
+        forEachPoint(codec, [&sum](auto... values) { sum.add(values...); });
+    });
 }
 
 template <class Codec>
 void readGridPoints(benchmark::State& state, const std::string& name) {
-    const std::string path = inputPath(name);
-    const JobMemory memory;
-    PointSum sum;
-    for (auto _ : state) {
-        const CodecPtr<BriskoGridCodec> codec(Codec::Create());
-        codec->Open(path.c_str());
-        double x, y, z;
-        float i;
-        std::uint8_t r, g, b, a;
-        unsigned column, row;
-        for (bool more = codec->ReadFirstGridPoint(x, y, z, i, r, g, b, a, column, row); more;
-             more = codec->ReadNextGridPoint(x, y, z, i, r, g, b, a, column, row)) {
-            sum.add(x, y, z, i, r, g, b);
-            sum.addCell(column, row);
-        }
-    }
-    report(state, memory, sum);
+    runJob<Codec, BriskoGridCodec, PointSum>(
+        state, name, [](BriskoGridCodec& codec, PointSum& sum) {
+            double x, y, z;
+            float i;
+            std::uint8_t r, g, b, a;
+            unsigned column, row;
+            for (bool more = codec.ReadFirstGridPoint(x, y, z, i, r, g, b, a, column, row); more;
+                 more = codec.ReadNextGridPoint(x, y, z, i, r, g, b, a, column, row)) {
+                sum.add(x, y, z, i, r, g, b);
+                sum.addCell(column, row);
+            }
+        });
 }
 
 /// Arrays for a batch. Its points stay in the processor's caches.
@@ -95,20 +108,15 @@ private:
 
 template <class Codec>
 void readBatches(benchmark::State& state, const std::string& name, bool withCells) {
-    const std::string path = inputPath(name);
-    const JobMemory memory;
-    PointSum sum;
-    for (auto _ : state) {
-        const CodecPtr<BriskoCodec> codec(Codec::Create());
-        codec->Open(path.c_str());
-        PointBatchReader reader(*codec);
+    const auto read = [withCells](BriskoCodec& codec, PointSum& sum) {
+        PointBatchReader reader(codec);
         const Batch batch(withCells);
         for (std::size_t count = reader.readFirst(batch.arrays(), Batch::kCapacity); count > 0;
              count = reader.readNext(batch.arrays(), Batch::kCapacity)) {
             sum = batch.addedTo(sum, count);
         }
-    }
-    report(state, memory, sum);
+    };
+    runJob<Codec, BriskoCodec, PointSum>(state, name, read);
 }
 
 struct Bounds {
@@ -135,46 +143,25 @@ void report(benchmark::State& state, const JobMemory& memory, const Bounds& boun
 
 /// What a host would write that knows nothing of GetBounds.
 void fullPass(benchmark::State& state) {
-    const std::string path = inputPath("scan.cl3");
-    const JobMemory memory;
-    Bounds bounds;
-    for (auto _ : state) {
-        const CodecPtr<BriskoCodec> codec(CL3Codec::Create());
-        codec->Open(path.c_str());
-        double x, y, z;
-        float i;
-        std::uint8_t r, g, b, a;
-        for (bool more = codec->ReadFirstPoint(x, y, z, i, r, g, b, a); more;
-             more = codec->ReadNextPoint(x, y, z, i, r, g, b, a)) {
-            bounds.add(x, y, z);
-        }
-    }
-    report(state, memory, bounds);
+    runJob<CL3Codec, BriskoCodec, Bounds>(
+        state, "scan.cl3", [](BriskoCodec& codec, Bounds& bounds) {
+            forEachPoint(codec,
+                         [&bounds](double x, double y, double z, auto...) { bounds.add(x, y, z); });
+        });
 }
 
 void getBounds(benchmark::State& state) {
-    const std::string path = inputPath("scan.cl3");
-    const JobMemory memory;
-    Bounds bounds;
-    for (auto _ : state) {
-        const CodecPtr<BriskoCodec> codec(CL3Codec::Create());
-        codec->Open(path.c_str());
-        codec->GetBounds(bounds.min[0], bounds.min[1], bounds.min[2], bounds.max[0], bounds.max[1],
-                         bounds.max[2], bounds.points);
-    }
-    report(state, memory, bounds);
+    runJob<CL3Codec, BriskoCodec, Bounds>(
+        state, "scan.cl3", [](BriskoCodec& codec, Bounds& bounds) {
+            codec.GetBounds(bounds.min[0], bounds.min[1], bounds.min[2], bounds.max[0],
+                            bounds.max[1], bounds.max[2], bounds.points);
+        });
 }
 
 void getPointCount(benchmark::State& state) {
-    const std::string path = inputPath("scan.cl3");
-    const JobMemory memory;
-    double points = 0;
-    for (auto _ : state) {
-        const CodecPtr<BriskoCodec> codec(CL3Codec::Create());
-        codec->Open(path.c_str());
-        points = static_cast<double>(codec->GetPointCount());
-    }
-    report(state, memory, points, points);
+    runJob<CL3Codec, BriskoCodec, std::int64_t>(
+        state, "scan.cl3",
+        [](BriskoCodec& codec, std::int64_t& points) { points = codec.GetPointCount(); });
 }
 
 }  // namespace

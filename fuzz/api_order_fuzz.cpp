@@ -4,6 +4,7 @@
 
 #include "same_points.h"
 #include "scan_folder.h"
+#include "small_scan.h"
 
 #include "support/scan_bytes.h"
 
@@ -154,16 +155,7 @@ void run(ByteSpan bytes) {
 }
 
 std::vector<Bytes> seeds() {
-    const test::TestPoint a{1.5, -2, 0.25, 1100, 1, 2, 3, 0, 0}, b{0, 0, -7, 0, 0, 0, 0, 0, 0};
     const Bytes alg = toBytes("CL3_ALG_0.1\n0 -1 0 10\n1 0 0 0\n0 0 1 2.5\n0 0 0 1\n");
-    const Bytes index = test::ByteWriter()
-                            .bytes(test::ijHeader(3, 2, 2))
-                            .bytes(test::ijTile(0, 0, {0, 1, 2, 0}))
-                            .bytes(test::ijTile(1, 0, {0, 0, 1, 0}));
-    const Bytes cl3 = test::ByteWriter()
-                          .bytes(test::cl3Header(2))
-                          .bytes(test::cl3Block({a, b}))
-                          .bytes(test::cl3Block({b}));
     const Bytes clr =
         test::ByteWriter()
             .bytes(test::clrHeader(2, 2, 1, 1))
@@ -175,7 +167,7 @@ std::vector<Bytes> seeds() {
     std::vector<Bytes> all;
     for (std::uint8_t factory = 0; factory < std::size(kFactories); ++factory) {
         Bytes bytes = {factory};
-        const Bytes rest = pieces({calls, alg, index, cl3, clr});
+        const Bytes rest = pieces({calls, alg, smallIndex(), smallScan(), clr});
         bytes.insert(bytes.end(), rest.begin(), rest.end());
         all.push_back(bytes);
     }

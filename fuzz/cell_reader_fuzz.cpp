@@ -3,6 +3,7 @@
 
 #include "scan_folder.h"
 #include "slow_cl3.h"
+#include "small_scan.h"
 
 namespace brisko::fuzz {
 
@@ -104,17 +105,8 @@ void run(ByteSpan bytes) {
 }
 
 std::vector<Bytes> seeds() {
-    const test::TestPoint a{1.5, -2, 0.25, 1100, 1, 2, 3, 0, 0}, b{0, 0, -7, 0, 0, 0, 0, 0, 0};
     const Bytes questions = {0, 0, 7, 1, 0, 3, 0, 1, 1, 3, 3, 2, 2, 0, 1};
-    const Bytes index = test::ByteWriter()
-                            .bytes(test::ijHeader(3, 2, 2))
-                            .bytes(test::ijTile(0, 0, {0, 1, 2, 0}))
-                            .bytes(test::ijTile(1, 0, {0, 0, 1, 0}));
-    const Bytes scan = test::ByteWriter()
-                           .bytes(test::cl3Header(2))
-                           .bytes(test::cl3Block({a, b}))
-                           .bytes(test::cl3Block({b}));
-    return {pieces({questions, index, scan})};
+    return {pieces({questions, smallIndex(), smallScan()})};
 }
 
 const Registered registered({"cell_reader", run, seeds});

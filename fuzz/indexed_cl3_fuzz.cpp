@@ -3,6 +3,7 @@
 
 #include "scan_folder.h"
 #include "slow_cl3.h"
+#include "small_scan.h"
 
 namespace brisko::fuzz {
 
@@ -48,17 +49,9 @@ void run(ByteSpan bytes) {
 }
 
 std::vector<Bytes> seeds() {
-    const test::TestPoint a{1.5, -2, 0.25, 1100, 1, 2, 3, 0, 0}, b{0, 0, -7, 0, 0, 0, 0, 0, 0};
     const Bytes alg = toBytes("CL3_ALG_0.1\n0 -1 0 10\n1 0 0 0\n0 0 1 2.5\n0 0 0 1\n");
     const Bytes skew = toBytes("CL3_ALG_0.1\n0 -1 0 10\n1 0 0 0\n0 0 1 2.5\n0 1e-3 0 1\n");
-    const Bytes index = test::ByteWriter()
-                            .bytes(test::ijHeader(3, 2, 2))
-                            .bytes(test::ijTile(0, 0, {0, 1, 2, 0}))
-                            .bytes(test::ijTile(1, 0, {0, 0, 1, 0}));
-    const Bytes scan = test::ByteWriter()
-                           .bytes(test::cl3Header(2))
-                           .bytes(test::cl3Block({a, b}))
-                           .bytes(test::cl3Block({b}));
+    const Bytes index = smallIndex(), scan = smallScan();
     const Bytes shortIndex =
         test::ByteWriter().bytes(test::ijHeader(9, 9, 3)).u32(0).u32(0).u32(0).u32(0).u32(1);
     return {pieces({alg, index, scan}), pieces({skew, shortIndex, scan}),

@@ -3,7 +3,6 @@
 #include "support/file_size_limit.h"
 #include "support/scan_bytes.h"
 
-#include <brisko_codec/compressed_lines.h>
 #include <gtest/gtest.h>
 
 #include <csignal>
@@ -118,14 +117,11 @@ TEST(ConvertFailure, TellsByItsExitCodeWhatIsWrong) {
     };
     const std::vector<std::string> names = folder.names();
     for (const auto& wrong : cases) {
-        std::vector<const char*> line = {"brisko", "convert"};
-        for (const std::string& argument : wrong.arguments)
-            line.push_back(argument.c_str());
-        testing::internal::CaptureStderr();
-        const int code = runTool(static_cast<int>(line.size()), line.data());
-        const std::string message = testing::internal::GetCapturedStderr();
-        EXPECT_EQ(code, wrong.code) << message;
-        EXPECT_TRUE(contains(message, wrong.message)) << wrong.message << " not in " << message;
+        std::vector<std::string> line = wrong.arguments;
+        line.insert(line.begin(), "convert");
+        const ToolRun result = run(line);
+        EXPECT_EQ(result.code, wrong.code) << result.err;
+        EXPECT_TRUE(contains(result.err, wrong.message)) << wrong.message << ": " << result.err;
         EXPECT_EQ(folder.names(), names);
     }
 }
@@ -133,17 +129,11 @@ TEST(ConvertFailure, TellsByItsExitCodeWhatIsWrong) {
 TEST(ConvertFailure, AScanThatWasCutShortIsNeverTakenForAWholeOne) {
     const TempFolder folder;
     const TestPoint point{1, 2, 3, 4, 5, 6, 7, 0, 0};
-    std::vector<RawRecord> line(300, RawRecord{10000, 20000, 30000, 0, 100});
+    const Bytes line = compressedLine({300, ClrRecord{10000, 20000, 30000, 0, 100}});
     ByteWriter compressed;
     compressed.bytes(clrHeader(2, 300, 2, 2));
-    for (int block = 0; block < 2; ++block) {
-        compressed.u8(0);
-        for (int column = 0; column < 2; ++column) {
-            Bytes bytes;
-            encodeCompressedLine(line.data(), line.size(), bytes);
-            compressed.bytes(bytes);
-        }
-    }
+    for (int block = 0; block < 2; ++block)
+        compressed.u8(0).bytes(line).bytes(line);
     ByteWriter plainClr, cl3;
     plainClr.bytes(clrHeader(2, 2, 1, 1))
         .u8(0)
@@ -159,8 +149,7 @@ TEST(ConvertFailure, AScanThatWasCutShortIsNeverTakenForAWholeOne) {
         EXPECT_EQ(run({"convert", path, folder / "out.ply"}).code, 0) << scan.name;
         std::filesystem::remove(folder / "out.ply");
         for (std::size_t size = 0; size < scan.bytes.size(); ++size) {
-            writeFile(path, Bytes(scan.bytes.begin(),
-                                  scan.bytes.begin() + static_cast<std::ptrdiff_t>(size)));
+            writeFile(path, cutTo(scan.bytes, size));
             const ToolRun result = run({"convert", path, folder / "out.ply"});
             ASSERT_EQ(result.code, 3) << scan.name << " cut at " << size;
             ASSERT_TRUE(contains(result.err, scan.name)) << result.err;
@@ -173,13 +162,10 @@ TEST(ConvertFailure, AScanThatWasCutShortIsNeverTakenForAWholeOne) {
 TEST(ConvertFailure, AnIndexThatDoesNotFitItsScanIsRefused) {
     const TempFolder folder;
     writeFile(folder / "a.ptx", madeScan(3, 3, kAngles, false));
-    writeFile(folder / "b.ptx", ptxText(
-                                    3, 3, "1 2 3 0.5\n" + []() {
-                                        std::string empty;
-                                        for (int i = 0; i < 8; ++i)
-                                            empty += "0 0 0 0.5\n";
-                                        return empty;
-                                    }()));
+    std::string oneOfNine = "1 2 3 0.5\n";
+    for (int i = 0; i < 8; ++i)
+        oneOfNine += "0 0 0 0.5\n";
+    writeFile(folder / "b.ptx", ptxText(3, 3, oneOfNine));
     convert(folder / "a.ptx", folder / "a.cl3");
     convert(folder / "b.ptx", folder / "b.cl3");
     const Bytes good = readFile(folder / "a.ij");
@@ -192,8 +178,8 @@ TEST(ConvertFailure, AnIndexThatDoesNotFitItsScanIsRefused) {
         const char* what;
         Bytes bytes;
     } cases[] = {{"of another scan", readFile(folder / "b.ij")},
-                 {"cut", Bytes(good.begin(), good.end() - 1)},
-                 {"cut in its header", Bytes(good.begin(), good.begin() + 40)},
+                 {"cut", cutTo(good, good.size() - 1)},
+                 {"cut in its header", cutTo(good, 40)},
                  {"empty", {}},
                  {"tile size 0", changed(45, 0)},
                  {"more tiles", changed(32, 2)},

@@ -163,23 +163,6 @@ TEST(Convert, AppliesTheAlignmentOnceAndOnlyWhenAsked) {
     EXPECT_TRUE(contains(run({"info", "--count", folder / "plain.cl3"}).out, "8 to 8"));
 }
 
-TEST(Convert, NeverChangesTheAlignmentOfANeighbour) {
-    const TempFolder folder;
-    writeFile(folder / "a.ptx", ptxText(1, 1, "1 2 3 0.5\n", kTurnedLines));
-    convert(folder / "a.ptx", folder / "scan.clr");
-    const Bytes alignment = readFile(folder / "scan.alg");
-    // The same alignment may be shared; the neighbour's file stays to the byte.
-    convert(folder / "scan.clr", folder / "scan.cl3");
-    EXPECT_EQ(readFile(folder / "scan.alg"), alignment);
-    const std::vector<std::string> before = folder.names();
-    const ToolRun refused =
-        run({"convert", folder / "scan.cl3", folder / "scan.clr", "--apply-alignment"});
-    EXPECT_EQ(refused.code, 4);
-    EXPECT_TRUE(contains(refused.err, "scan.alg")) << refused.err;
-    EXPECT_EQ(readFile(folder / "scan.alg"), alignment);
-    EXPECT_EQ(folder.names(), before);
-}
-
 TEST(Convert, WeakReturnsStayPointsInARawScan) {
     const TempFolder folder;
     writeFile(folder / "a.ptx", ptxText(1, 3, "1 2 3 0\n-1.23456 2 3 0.0001\n1 2 -3 -0.5\n"));

@@ -15,11 +15,6 @@
 
 namespace brisko::test {
 
-/// The first bytes of a file.
-inline Bytes cutTo(const Bytes& bytes, std::size_t size) {
-    return Bytes(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size));
-}
-
 /// The bytes with some of them replaced.
 inline Bytes patched(Bytes bytes, std::size_t offset, const Bytes& with) {
     std::copy(with.begin(), with.end(), bytes.begin() + static_cast<std::ptrdiff_t>(offset));

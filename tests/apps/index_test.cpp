@@ -1,5 +1,4 @@
 #include "apps/damaged_scan.h"
-#include "apps/simulate_run.h"
 #include "common/progress.h"
 #include "index/worker_message.h"
 #include "support/file_size_limit.h"
@@ -20,25 +19,18 @@ using namespace brisko::test;
 using Json = nlohmann::json;
 namespace fs = std::filesystem;
 
-Json index(std::initializer_list<std::string> arguments, int code) {
-    std::vector<const char*> line = {"brisko", "index", "--json", "--progress=none"};
-    for (const std::string& argument : arguments)
-        line.push_back(argument.c_str());
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(runTool(static_cast<int>(line.size()), line.data()), code);
-    const std::string out = testing::internal::GetCapturedStdout();
-    const std::string err = testing::internal::GetCapturedStderr();
-    return code == 2 ? Json() : Json::parse(out)["inputs"];
+Json index(std::vector<std::string> arguments, int code) {
+    arguments.insert(arguments.begin(), {"index", "--json"});
+    const ToolRun result = run(arguments);
+    EXPECT_EQ(result.code, code) << result.err;
+    return code == 2 ? Json() : Json::parse(result.out)["inputs"];
 }
 
 /// A raw scan of the simulator.
 void simulate(const TempFolder& folder, const std::string& name,
               std::vector<std::string> more = {}) {
-    std::vector<std::string> line = {
-        folder.path().string(), "--name", name, "--columns", "300", "--rows", "270"};
-    line.insert(line.end(), more.begin(), more.end());
-    runSimulate(line);
+    more.insert(more.begin(), {"--name", name, "--columns", "300", "--rows", "270"});
+    ASSERT_EQ(test::simulate(folder, more).code, 0);
 }
 
 TEST(Index, EveryKindOfScanKeepsItsPointsInTheirCells) {
@@ -213,8 +205,8 @@ int indexAndSignal(const TempFolder& folder, std::vector<std::string> arguments,
 TEST(Index, ASignalCancelsAndLeavesNoTrace) {
     const TempFolder folder;
     for (const char* name : {"a", "b"}) {
-        runSimulate({folder.path().string(), "--name", name, "--columns", "3000", "--rows", "1000",
-                     "--model", "RVX2000"});
+        test::simulate(
+            folder, {"--name", name, "--model", "RVX2000", "--columns", "3000", "--rows", "1000"});
     }
     const std::vector<std::string> names = folder.names();
     const std::string a = folder / "a.clr", b = folder / "b.clr";

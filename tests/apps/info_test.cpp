@@ -16,7 +16,7 @@ namespace {
 using namespace brisko::test;
 using Json = nlohmann::json;
 
-Json info(std::initializer_list<std::string> arguments) {
+Json info(const std::vector<std::string>& arguments) {
     return Json::parse(run(arguments).out);
 }
 

@@ -14,13 +14,12 @@ struct PtxScan {
     std::vector<CellPoint> points;
 };
 
-inline PtxScan readPtx(const std::string& path) {
+inline PtxScan readPtx(const std::string& path, std::size_t capacity = 10000) {
     tool::PtxReader reader(path);
     PtxScan scan{reader.header(), reader.hasColour(), {}};
     std::vector<CellPoint> some;
-    for (reader.read(some, 10000); !some.empty(); reader.read(some, 10000)) {
+    for (reader.read(some, capacity); !some.empty(); reader.read(some, capacity))
         scan.points.insert(scan.points.end(), some.begin(), some.end());
-    }
     return scan;
 }
 

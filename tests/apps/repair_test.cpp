@@ -1,6 +1,5 @@
 #include "apps/damaged_scan.h"
 
-#include <brisko_codec/compressed_lines.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -174,18 +173,15 @@ TEST(RepairPlain, FindsRecordsWhereBlockHeadersAreDamaged) {
 
 TEST(RepairRaw, CutBlocksGoAsFarAsTheyGoAndTheRestIsEmpty) {
     const TempFolder folder;
-    std::vector<RawRecord> line(300);
+    std::vector<ClrRecord> line;
     for (int i = 0; i < 300; ++i)
-        line[static_cast<std::size_t>(i)] = {10000 + 37 * i, 20000 - 91 * i, 300, 0, 100 + i};
-    Bytes lineBytes;
-    encodeCompressedLine(line.data(), line.size(), lineBytes);
+        line.push_back({10000 + 37 * i, 20000 - 91 * i, 300, 0, 100 + i});
+    const Bytes lineBytes = compressedLine(line);
     ByteWriter lines, plain;
     lines.bytes(clrHeader(3, 300, 2, 2));
     plain.bytes(clrHeader(3, 2, 3, 2));
     for (int block = 0; block < 2; ++block) {
-        lines.u8(0);
-        for (int column = 0; column < 3; ++column)
-            lines.bytes(lineBytes);
+        lines.u8(0).bytes(lineBytes).bytes(lineBytes).bytes(lineBytes);
         plain.u8(0).bytes(clrRecords({6, ClrRecord{9, 8, 7, 6, 5}}));
     }
     const Bytes compressed = lines, records = plain;

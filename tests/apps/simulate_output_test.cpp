@@ -1,9 +1,7 @@
-#include "apps/simulate_run.h"
-#include "common/failure.h"
+#include "apps/tool_run.h"
 #include "simulate/scanner.h"
 #include "support/file_size_limit.h"
 #include "support/read_points.h"
-#include "support/temp_folder.h"
 
 #include <brisko_codec/brisko_codec.h>
 #include <gtest/gtest.h>
@@ -16,20 +14,15 @@
 namespace brisko::tool {
 namespace {
 
-using brisko::test::FileSizeLimit;
-using brisko::test::openScan;
-using brisko::test::readAll;
-using brisko::test::runSimulate;
-using brisko::test::TempFolder;
-using brisko::test::TestPoint;
+using namespace brisko::test;
 
 // More rows than one compressed piece holds, more columns than one band has.
 constexpr ScanGrid kGrid{300, 260, 360, 0, 20, 150};
 
 /// Simulates the grid above into a folder.
-std::string simulateInto(const TempFolder& folder, std::vector<std::string> more) {
-    more.insert(more.begin(), {folder.path().string(), "--columns", "300", "--rows", "260"});
-    return runSimulate(more);
+ToolRun simulateInto(const TempFolder& folder, std::vector<std::string> more) {
+    more.insert(more.begin(), {"--columns", "300", "--rows", "260"});
+    return test::simulate(folder, more);
 }
 
 /// The cells of a pass as the scanner measures them, column after column.
@@ -37,41 +30,36 @@ std::vector<Measurement> truth(const std::string& scene, const ScanPass& pass) {
     const Station station = makeStation(scene);
     const Scanner scanner(station, kGrid, {});
     std::vector<Measurement> cells(kGrid.cells());
-    for (std::uint32_t column = 0; column < kGrid.columns; ++column) {
+    for (std::uint32_t column = 0; column < kGrid.columns; ++column)
         scanner.measureColumn(pass, column,
                               std::span(cells).subspan(column * kGrid.rows, kGrid.rows));
-    }
     return cells;
 }
 
-Measurement toMeasurement(const TestPoint& point) {
-    return {point.x, point.y, point.z, point.intensity, {point.red, point.green, point.blue}};
-}
-
-/// The points that a reader delivers, scanner frame.
+/// The points that a reader delivers, scanner frame; those of a grid by their cells.
 template <class Codec>
-std::vector<TestPoint> readScan(const std::string& path) {
+std::vector<Measurement> readCells(const std::string& path) {
+    constexpr bool isGrid = std::is_base_of_v<BriskoGridCodec, Codec>;
+    std::vector<Measurement> cells(isGrid ? kGrid.cells() : 0);
     const auto codec = openScan<Codec>(path);
     if (!codec) return {};
     setFrame(*codec, Frame::Scanner);
-    return readAll(*codec);
-}
-
-/// The cells that a grid reader delivers.
-template <class Codec>
-std::vector<Measurement> readCells(const std::string& path) {
-    std::vector<Measurement> cells(kGrid.cells());
-    for (const TestPoint& point : readScan<Codec>(path)) {
-        EXPECT_LT(point.row, kGrid.rows);
-        Measurement& cell = cells.at(point.column * std::size_t{kGrid.rows} + point.row);
-        EXPECT_FALSE(cell.measured()) << "cell " << point.column << ", " << point.row << " twice";
-        cell = toMeasurement(point);
+    for (const TestPoint& p : readAll(*codec)) {
+        const Measurement point{p.x, p.y, p.z, p.intensity, {p.red, p.green, p.blue}};
+        if (isGrid) {
+            EXPECT_LT(p.row, kGrid.rows);
+            Measurement& cell = cells.at(p.column * std::size_t{kGrid.rows} + p.row);
+            EXPECT_FALSE(cell.measured()) << "cell " << p.column << ", " << p.row << " twice";
+            cell = point;
+        } else {
+            cells.push_back(point);
+        }
     }
     return cells;
 }
 
 void expectSame(const std::vector<Measurement>& found, const std::vector<Measurement>& expected,
-                double tolerance, bool coloured) {
+                double tolerance, bool coloured = false) {
     ASSERT_EQ(found.size(), expected.size());
     for (std::size_t i = 0; i < found.size(); ++i) {
         ASSERT_EQ(found[i].intensity, expected[i].intensity) << "at " << i;
@@ -97,26 +85,20 @@ constexpr double kRecordStep = 0.00015;
 
 TEST(SimulatedCLR, EveryCellReadsBackInEveryPointFormat) {
     const auto expected = truth("courtyard", {});
+    const Measurement& lowest = expected[2 * kGrid.rows - 1];  // of column 1
     for (const char* format : {"0", "1", "2", "3"}) {
         SCOPED_TRACE(format);
         const TempFolder folder;
         simulateInto(folder, {"--point-format", format});
-        expectSame(readCells<CLRGridCodec>(folder / "scan.clr"), expected, kRecordStep, false);
+        expectSame(readCells<CLRGridCodec>(folder / "scan.clr"), expected, kRecordStep);
         if (*format == '2') continue;
-        EXPECT_EQ(std::filesystem::file_size(folder / "scan.clr"), 120u + 1 + 20 * kGrid.cells());
-    }
-}
-
-TEST(SimulatedCLR, OddColumnsLieBottomUpExceptInFormat3) {
-    const auto expected = truth("courtyard", {});
-    const Measurement& lowest = expected[2 * kGrid.rows - 1];  // of column 1
-    for (const auto& [format, row] : {std::pair{"1", 0u}, {"3", kGrid.rows - 1}}) {
-        const TempFolder folder;
-        simulateInto(folder, {"--point-format", format});
-        const auto bytes = brisko::test::readFile(folder / "scan.clr");
+        const auto bytes = readFile(folder / "scan.clr");
+        ASSERT_EQ(bytes.size(), 120u + 1 + 20 * kGrid.cells());
+        // Odd columns lie bottom-up, except in format 3.
+        const std::size_t row = *format == '3' ? kGrid.rows - 1 : 0;
         CLRPoint record;
-        record.Decode(bytes.data() + 121 + 20 * (std::size_t{kGrid.rows} + row));
-        EXPECT_NEAR(record.GetZ(), lowest.z, kRecordStep) << format;
+        record.Decode(bytes.data() + 121 + 20 * (kGrid.rows + row));
+        EXPECT_NEAR(record.GetZ(), lowest.z, kRecordStep);
     }
 }
 
@@ -136,12 +118,11 @@ TEST(SimulatedCLR, HeaderTellsGridAnglesAndModel) {
     EXPECT_FLOAT_EQ(header.GetDeltaAzimuthAngle(), 0.4f);
     EXPECT_EQ(header.GetPointFormat(), 1);
     EXPECT_EQ(header.GetBlockCount(), 3u);
-    const auto bytes = brisko::test::readFile(folder / "scan.clr");
+    const auto bytes = readFile(folder / "scan.clr");
     const std::size_t block = 1 + 20 * kGrid.cells();
     ASSERT_EQ(bytes.size(), 120 + 3 * block);
-    EXPECT_EQ(bytes[120], 0);
-    EXPECT_EQ(bytes[120 + block], 4);
-    EXPECT_EQ(bytes[120 + 2 * block], 1);
+    for (const auto& [number, flag] : {std::pair{0, 0}, {1, 4}, {2, 1}})
+        EXPECT_EQ(bytes[120 + static_cast<std::size_t>(number) * block], flag);
 }
 
 TEST(SimulatedCLR, BlocksMergeToTheFarthestReturnOfEachCell) {
@@ -151,9 +132,8 @@ TEST(SimulatedCLR, BlocksMergeToTheFarthestReturnOfEachCell) {
         simulateInto(folder, {"--scene", "room", "--blocks", "3", "--point-format", format});
         const auto found = readCells<CLRGridCodec>(folder / "scan.clr");
         std::vector<Measurement> passes[3];
-        for (std::uint32_t b = 0; b < 3; ++b) {
+        for (std::uint32_t b = 0; b < 3; ++b)
             passes[b] = truth("room", {b, static_cast<std::uint8_t>(b)});
-        }
         std::size_t strays = 0;
         for (std::size_t i = 0; i < found.size(); ++i) {
             double farthest = 0, nearest = 1000;
@@ -174,44 +154,36 @@ TEST(SimulatedCLR, SeriesContinuesItsPasses) {
     const TempFolder folder;
     simulateInto(folder, {"--series", "2", "--name", "tower"});
     EXPECT_EQ(folder.names(), (std::vector<std::string>{"tower_000.clr", "tower_001.clr"}));
-    expectSame(readCells<CLRGridCodec>(folder / "tower_000.clr"), truth("courtyard", {0, 0}),
-               kRecordStep, false);
-    expectSame(readCells<CLRGridCodec>(folder / "tower_001.clr"), truth("courtyard", {1, 1}),
-               kRecordStep, false);
+    for (const std::uint8_t n : {std::uint8_t{0}, std::uint8_t{1}})
+        expectSame(readCells<CLRGridCodec>(folder / folder.names().at(n)),
+                   truth("courtyard", {n, n}), kRecordStep);
 }
 
 TEST(SimulatedCLR, SeriesIsRefusedWhereAnOlderOneWouldContinueIt) {
     const TempFolder folder;
-    brisko::test::writeFile(folder / "scan_002.clr", "of an older series");
-    EXPECT_THROW(simulateInto(folder, {"--series", "2"}), Failure);
+    writeFile(folder / "scan_002.clr", "of an older series");
+    EXPECT_EQ(simulateInto(folder, {"--series", "2"}).code, 4);
     EXPECT_EQ(folder.names(), std::vector<std::string>{"scan_002.clr"});
     simulateInto(folder, {"--series", "3"});
     EXPECT_EQ(folder.names().size(), 3u);
 }
 
-TEST(SimulatedCL3, PlainScanHoldsEveryPointWithItsColour) {
+TEST(SimulatedCL3, HoldsEveryPointWithItsColourAndEveryCell) {
     const TempFolder folder;
+    const std::string path = folder / "scan.cl3";
     simulateInto(folder, {"--format", "cl3", "--colour"});
     const auto expected = measuredOnes(truth("courtyard", {}));
-    std::vector<Measurement> found;
-    for (const TestPoint& point : readScan<CL3Codec>(folder / "scan.cl3")) {
-        found.push_back(toMeasurement(point));
-    }
-    expectSame(found, expected, 0, true);
-    EXPECT_EQ(std::filesystem::file_size(folder / "scan.cl3"), 115 + 5 + 31 * expected.size());
+    expectSame(readCells<CL3Codec>(path), expected, 0, true);
+    EXPECT_EQ(std::filesystem::file_size(path), 115 + 5 + 31 * expected.size());
     EXPECT_EQ(folder.names(), std::vector<std::string>{"scan.cl3"});
-
     CL3FileHeader header;
-    ASSERT_TRUE(header.Read((folder / "scan.cl3").c_str()));
+    ASSERT_TRUE(header.Read(path.c_str()));
     EXPECT_EQ(header.GetAzimuthResolution(), kGrid.columns);
     EXPECT_EQ(header.GetZenithResolution(), kGrid.rows);
     EXPECT_EQ(header.GetStartAzimuthAngle(), 360);
-}
 
-TEST(SimulatedCL3, IndexedScanHoldsEveryCell) {
-    const TempFolder folder;
     simulateInto(folder, {"--format", "cl3-indexed", "--scene", "room"});
-    expectSame(readCells<CL3GridCodec>(folder / "scan.cl3"), truth("room", {}), 0, false);
+    expectSame(readCells<CL3GridCodec>(path), truth("room", {}), 0);
     EXPECT_EQ(folder.names(), (std::vector<std::string>{"scan.alg", "scan.cl3", "scan.ij"}));
 }
 
@@ -219,41 +191,25 @@ TEST(SimulatedAlignment, IsTheStationsPoseForEveryFormat) {
     double pose[16];
     makeCourtyard().pose.fillMatrix(pose);
     for (const char* format : {"clr", "cl3", "cl3-indexed"}) {
-        SCOPED_TRACE(format);
         const TempFolder folder;
         simulateInto(folder, {"--format", format, "--alignment"});
         double matrix[16] = {};
-        ASSERT_TRUE(readAlignmentFile((folder / "scan.alg").c_str(), matrix));
-        EXPECT_TRUE(std::equal(pose, pose + 16, matrix));  // to the last bit
-    }
-}
-
-TEST(SimulatedAlignment, PutsTheScanIntoTheWorld) {
-    const TempFolder folder;
-    simulateInto(folder, {"--alignment"});
-    const auto codec = openScan<CLRCodec>(folder / "scan.clr");
-    ASSERT_TRUE(codec);
-    double low[3], high[3];
-    std::int64_t count = 0;
-    codec->GetBounds(low[0], low[1], low[2], high[0], high[1], high[2], count);
-    EXPECT_NEAR(low[2], -0.05, 0.02);  // the lawn; without the pose it would be 1.6 m lower
-    EXPECT_GT(count, 1000);
-}
-
-TEST(SimulateCommand, EqualPlansGiveEqualBytes) {
-    const TempFolder one, other;
-    for (const TempFolder* folder : {&one, &other}) {
-        simulateInto(*folder, {"--blocks", "2", "--point-format", "2", "--alignment"});
-    }
-    for (const char* name : {"scan.clr", "scan.alg"}) {
-        EXPECT_EQ(brisko::test::readFile(one / name), brisko::test::readFile(other / name));
+        ASSERT_TRUE(readAlignmentFile((folder / "scan.alg").c_str(), matrix)) << format;
+        EXPECT_TRUE(std::equal(pose, pose + 16, matrix)) << format;  // to the last bit
+        if (std::string(format) != "clr") continue;
+        double low[3], high[3];
+        std::int64_t count = 0;
+        const auto codec = openScan<CLRCodec>(folder / "scan.clr");
+        codec->GetBounds(low[0], low[1], low[2], high[0], high[1], high[2], count);
+        EXPECT_NEAR(low[2], -0.05, 0.02);  // the lawn; without the pose it would be 1.6 m lower
     }
 }
 
 TEST(SimulateCommand, TellsWhatItWroteAsJson) {
     const TempFolder folder;
     const auto told = nlohmann::json::parse(
-        simulateInto(folder, {"--json", "--series", "2", "--point-format", "2", "--alignment"}));
+        simulateInto(folder, {"--json", "--series", "2", "--point-format", "2", "--alignment"})
+            .out);
     EXPECT_EQ(told["schema"], "brisko.simulate/1");
     ASSERT_EQ(told["files"].size(), 2u);
     EXPECT_EQ(told["files"][0]["path"], folder / "scan_000.clr");
@@ -266,36 +222,29 @@ TEST(SimulateCommand, FullDiskLeavesWhatWasThere) {
     for (const char* format : {"clr", "cl3", "cl3-indexed"}) {
         SCOPED_TRACE(format);
         const TempFolder folder;
-        const std::string name = *format && format[2] == 'r' ? "scan.clr" : "scan.cl3";
-        brisko::test::writeFile(folder / name, "an older scan");
+        const std::string name = format[2] == 'r' ? "scan.clr" : "scan.cl3";
+        writeFile(folder / name, "an older scan");
         {
             const FileSizeLimit limit(100000);
-            try {
-                simulateInto(folder, {"--format", format, "--alignment"});
-                FAIL() << "nothing was noticed";
-            } catch (const Failure& failure) {
-                EXPECT_EQ(failure.code(), ExitCode::NotWritten);
-                EXPECT_NE(std::string(failure.what()).find(name), std::string::npos);
-            }
+            const ToolRun result = simulateInto(folder, {"--format", format, "--alignment"});
+            EXPECT_EQ(result.code, 4);
+            EXPECT_TRUE(contains(result.err, name)) << result.err;
         }
         EXPECT_EQ(folder.names(), std::vector<std::string>{name});
-        EXPECT_EQ(brisko::test::readText(folder / name), "an older scan");
+        EXPECT_EQ(readText(folder / name), "an older scan");
     }
 }
 
 TEST(SimulateCommand, ScanThatCannotFitIsRefusedAtOnce) {
     const TempFolder folder;
     // A terabyte at least, each.
-    for (const std::vector<std::string>& huge : std::vector<std::vector<std::string>>{
-             {"--blocks", "1000", "--columns", "1000000", "--rows", "10000"},
-             {"--series", "100", "--blocks", "30", "--columns", "1000000", "--rows", "10000",
-              "--point-format", "2"},
-             {"--format", "cl3-indexed", "--columns", "1000000000", "--rows", "1"},
-         }) {
-        std::vector<std::string> arguments = huge;
-        arguments.insert(arguments.begin(), folder.path().string());
-        EXPECT_THROW(runSimulate(arguments), Failure);
-    }
+    using Arguments = std::vector<std::string>;
+    for (const Arguments& huge :
+         {Arguments{"--blocks", "1000", "--columns", "1000000", "--rows", "10000"},
+          {"--series", "100", "--blocks", "30", "--columns", "1000000", "--rows", "10000",
+           "--point-format", "2"},
+          {"--format", "cl3-indexed", "--columns", "1000000000", "--rows", "1"}})
+        EXPECT_EQ(test::simulate(folder, huge).code, 4);
     EXPECT_TRUE(folder.names().empty());
 }
 
@@ -304,10 +253,10 @@ TEST(SimulateCommand, MakesItsFolderAndTakesItBackWhenNothingComesOfIt) {
     const std::string inner = folder / "new/inner";
     {
         const FileSizeLimit limit(1000);
-        EXPECT_THROW(runSimulate({inner, "--columns", "100", "--rows", "100"}), Failure);
+        EXPECT_EQ(run({"simulate", inner, "--columns", "100", "--rows", "100"}).code, 4);
     }
     EXPECT_TRUE(folder.names().empty());
-    runSimulate({inner, "--columns", "10", "--rows", "10"});
+    EXPECT_EQ(run({"simulate", inner, "--columns", "10", "--rows", "10"}).code, 0);
     EXPECT_TRUE(std::filesystem::exists(inner + "/scan.clr"));
 }
 

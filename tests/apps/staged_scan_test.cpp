@@ -10,9 +10,7 @@
 namespace brisko::tool {
 namespace {
 
-using test::readText;
-using test::TempFolder;
-using test::writeFile;
+using namespace test;
 using Names = std::vector<std::string>;
 
 constexpr double kShifted[16] = {1, 0, 0, 5, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <initializer_list>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -20,7 +19,7 @@ struct ToolRun {
 };
 
 /// Runs the tool in this process, as a shell would: `run({"info", path})`.
-inline ToolRun run(std::initializer_list<std::string> arguments) {
+inline ToolRun run(const std::vector<std::string>& arguments) {
     std::vector<const char*> line = {"brisko"};
     for (const std::string& argument : arguments)
         line.push_back(argument.c_str());
@@ -37,17 +36,16 @@ inline ToolRun run(std::initializer_list<std::string> arguments) {
 /// Runs `convert`, which must succeed. Returns the output's path.
 inline std::string convert(const std::string& input, const std::string& output,
                            std::vector<std::string> more = {}) {
-    std::vector<const char*> line = {"brisko", "convert", "--progress=none", input.c_str(),
-                                     output.c_str()};
-    for (const std::string& argument : more)
-        line.push_back(argument.c_str());
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    const int code = tool::runTool(static_cast<int>(line.size()), line.data());
-    testing::internal::GetCapturedStdout();
-    const std::string messages = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(code, 0) << input << " to " << output << ": " << messages;
+    more.insert(more.begin(), {"convert", input, output});
+    const ToolRun result = run(more);
+    EXPECT_EQ(result.code, 0) << input << " to " << output << ": " << result.err;
     return output;
+}
+
+/// Runs `simulate` into a folder.
+inline ToolRun simulate(const TempFolder& folder, std::vector<std::string> more) {
+    more.insert(more.begin(), {"simulate", folder.path().string()});
+    return run(more);
 }
 
 inline constexpr const char* kIdentityLines =

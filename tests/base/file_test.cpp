@@ -12,7 +12,7 @@
 namespace brisko {
 namespace {
 
-using test::TempFolder;
+using namespace test;
 
 TEST(File, OpensRegularFilesOnly) {
     const TempFolder folder;

@@ -10,8 +10,7 @@
 namespace brisko {
 namespace {
 
-using test::Bytes;
-using test::TempFolder;
+using namespace test;
 
 Bytes counting(std::size_t size) {
     Bytes bytes(size);
@@ -37,7 +36,7 @@ TEST(OutputFile, PatchesReachBytesInTheBufferAndOnDisk) {
     expected.resize(expected.size() + 200'000);
     EXPECT_EQ(file.position(), expected.size());
     EXPECT_TRUE(file.close());
-    EXPECT_EQ(test::readFile(path), expected);
+    EXPECT_EQ(readFile(path), expected);
 }
 
 TEST(OutputFile, StopsAtTheFirstErrorButStillPatches) {
@@ -46,7 +45,7 @@ TEST(OutputFile, StopsAtTheFirstErrorButStillPatches) {
     OutputFile file;
     ASSERT_TRUE(file.create(path.c_str()));
     {
-        const test::FileSizeLimit limit(1000);
+        const FileSizeLimit limit(1000);
         file.append(counting(600));
         file.flush();
         EXPECT_FALSE(file.failed());
@@ -58,7 +57,7 @@ TEST(OutputFile, StopsAtTheFirstErrorButStillPatches) {
     file.append(counting(100));  // there is room again: nothing may land behind the hole
     file.patch(0, Bytes{0xEE});
     EXPECT_FALSE(file.close());
-    const Bytes bytes = test::readFile(path);
+    const Bytes bytes = readFile(path);
     EXPECT_EQ(bytes.size(), 1000U);
     EXPECT_EQ(bytes[0], 0xEE);
     EXPECT_EQ(bytes[600], 0);

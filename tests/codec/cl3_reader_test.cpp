@@ -1,20 +1,15 @@
 #include <brisko_codec/brisko_codec.h>
 
 #include "support/read_points.h"
-#include "support/scan_bytes.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <random>
 
 namespace brisko {
 namespace {
 
-using test::Bytes;
-using test::ByteWriter;
-using test::TempFolder;
-using test::TestPoint;
+using namespace test;
 
 TestPoint point(double x, float intensity = 1) {
     return {.x = x, .y = 2 * x, .z = -x, .intensity = intensity, .red = 1, .green = 2, .blue = 3};
@@ -36,39 +31,38 @@ std::vector<double> xOf(const std::vector<TestPoint>& all) {
 
 TEST(CL3Reader, PassesOverEmptyBlocksAndUnmeasuredRecords) {
     const TempFolder folder;
-    test::writeFile(folder / "scan.cl3", ByteWriter()
-                                             .bytes(test::cl3Header(4))
-                                             .bytes(test::cl3Block({}))
-                                             .bytes(test::cl3Block({point(1), {}, point(2)}))
-                                             .bytes(test::cl3Block({}))
-                                             .bytes(test::cl3Block({{}, point(3)})));
-    EXPECT_EQ(test::readScan<CL3Codec>(folder / "scan.cl3"),
+    writeFile(folder / "scan.cl3", ByteWriter()
+                                       .bytes(cl3Header(4))
+                                       .bytes(cl3Block({}))
+                                       .bytes(cl3Block({point(1), {}, point(2)}))
+                                       .bytes(cl3Block({}))
+                                       .bytes(cl3Block({{}, point(3)})));
+    EXPECT_EQ(readScan<CL3Codec>(folder / "scan.cl3"),
               (std::vector<TestPoint>{point(1), point(2), point(3)}));
 }
 
 TEST(CL3Reader, ReadsPointFormat0AndRefusesOthers) {
     const TempFolder folder;
     ByteWriter bytes;
-    bytes.bytes(test::cl3Header(1, 0)).u32(1).u8(0).f64(1).f64(2).f64(3).f32(4);
-    test::writeFile(folder / "scan.cl3", bytes);
-    EXPECT_EQ(test::readScan<CL3Codec>(folder / "scan.cl3"),
+    bytes.bytes(cl3Header(1, 0)).u32(1).u8(0).f64(1).f64(2).f64(3).f32(4);
+    writeFile(folder / "scan.cl3", bytes);
+    EXPECT_EQ(readScan<CL3Codec>(folder / "scan.cl3"),
               (std::vector<TestPoint>{{.x = 1, .y = 2, .z = 3, .intensity = 4}}));
     for (const int format : {2, 3, 255}) {
         Bytes other = bytes;
         other[114] = static_cast<std::uint8_t>(format);
-        test::writeFile(folder / "scan.cl3", other);
-        EXPECT_TRUE(test::readScan<CL3Codec>(folder / "scan.cl3").empty());
+        writeFile(folder / "scan.cl3", other);
+        EXPECT_TRUE(readScan<CL3Codec>(folder / "scan.cl3").empty());
     }
 }
 
 TEST(CL3Reader, ReadsBlocksLargerThanABatch) {
     const TempFolder folder;
     const auto many = points(1, 70'000);
-    test::writeFile(folder / "scan.cl3", ByteWriter()
-                                             .bytes(test::cl3Header(2))
-                                             .bytes(test::cl3Block(many))
-                                             .bytes(test::cl3Block(points(-3, 2))));
-    const auto read = test::readScan<CL3Codec>(folder / "scan.cl3");
+    writeFile(
+        folder / "scan.cl3",
+        ByteWriter().bytes(cl3Header(2)).bytes(cl3Block(many)).bytes(cl3Block(points(-3, 2))));
+    const auto read = readScan<CL3Codec>(folder / "scan.cl3");
     ASSERT_EQ(read.size(), 70'002U);
     EXPECT_TRUE(std::equal(many.begin(), many.end(), read.begin()));
     EXPECT_EQ(read.back().x, -2);
@@ -78,8 +72,8 @@ TEST(CL3Reader, ReadsBlocksLargerThanABatch) {
 struct SmallTiles {
     SmallTiles() {
         ByteWriter scan, index;
-        scan.bytes(test::cl3Header(6));
-        index.bytes(test::ijHeader(10, 6, 4));
+        scan.bytes(cl3Header(6));
+        index.bytes(ijHeader(10, 6, 4));
         for (std::uint32_t tile = 0; tile < 6; ++tile) {
             std::vector<std::uint32_t> entries(16, 0);
             std::vector<TestPoint> block;
@@ -92,16 +86,16 @@ struct SmallTiles {
                 entries[entry] = static_cast<std::uint32_t>(block.size());
                 expected.push_back(block.back());
             }
-            scan.bytes(test::cl3Block(block));
-            index.bytes(test::ijTile(tile / 2, tile % 2, entries));
+            scan.bytes(cl3Block(block));
+            index.bytes(ijTile(tile / 2, tile % 2, entries));
         }
         scanBytes = scan;
         indexBytes = index;
         save();
     }
     void save() const {
-        test::writeFile(path(), scanBytes);
-        test::writeFile(folder / "scan.ij", indexBytes);
+        writeFile(path(), scanBytes);
+        writeFile(folder / "scan.ij", indexBytes);
     }
     std::string path() const { return folder / "scan.cl3"; }
 
@@ -112,12 +106,12 @@ struct SmallTiles {
 
 TEST(CL3Reader, PutsPointsIntoTheCellsOfTheIndex) {
     const SmallTiles scan;
-    EXPECT_EQ(test::readScan<CL3GridCodec>(scan.path()), scan.expected);
+    EXPECT_EQ(readScan<CL3GridCodec>(scan.path()), scan.expected);
     EXPECT_EQ(scan.expected[4].column, 5U);  // entry 5 of tile (1, 1)
     EXPECT_EQ(scan.expected[4].row, 5U);
-    EXPECT_EQ(xOf(test::readScan<CL3Codec>(scan.path())), xOf(scan.expected));
+    EXPECT_EQ(xOf(readScan<CL3Codec>(scan.path())), xOf(scan.expected));
 
-    const auto codec = test::openScan<CL3GridCodec>(scan.path());
+    const auto codec = openScan<CL3GridCodec>(scan.path());
     unsigned columns = 0, rows = 0, tileSize = 0;
     codec->GetGridResolution(columns, rows, tileSize);
     EXPECT_EQ(columns, 10U);
@@ -128,8 +122,8 @@ TEST(CL3Reader, PutsPointsIntoTheCellsOfTheIndex) {
 TEST(CL3Reader, NeedsTheIndexForGridsOnly) {
     const SmallTiles scan;
     std::filesystem::remove(scan.folder / "scan.ij");
-    EXPECT_EQ(test::openScan<CL3GridCodec>(scan.path()), nullptr);
-    EXPECT_EQ(xOf(test::readScan<CL3Codec>(scan.path())), xOf(scan.expected));
+    EXPECT_EQ(openScan<CL3GridCodec>(scan.path()), nullptr);
+    EXPECT_EQ(xOf(readScan<CL3Codec>(scan.path())), xOf(scan.expected));
 }
 
 TEST(CL3Reader, AnUnusableIndexEndsGridPassesOnly) {
@@ -147,128 +141,11 @@ TEST(CL3Reader, AnUnusableIndexEndsGridPassesOnly) {
         {"a header cut before the tile size", 4, 47, 9},
     };
     for (const auto& c : cases) {
-        Bytes index = ByteWriter().bytes(test::ijHeader(10, 6, c.tileSize)).bytes(Bytes(952));
+        Bytes index = ByteWriter().bytes(ijHeader(10, 6, c.tileSize)).bytes(Bytes(952));
         index.resize(c.indexLength);
-        test::writeFile(scan.folder / "scan.ij", index);
-        EXPECT_TRUE(test::readScan<CL3GridCodec>(scan.path()).empty()) << c.what;
-        EXPECT_EQ(test::readScan<CL3Codec>(scan.path()).size(), c.plainPoints) << c.what;
-    }
-}
-
-/// Reads a CL3 file as its reader is described, record by record and without any care for time: bytes
-/// that the files lack leave what was there, in the block header as in the batches.
-class SlowReader {
-public:
-    SlowReader(const Bytes& scan, const Bytes* index) : m_scan(scan), m_index(index) {}
-
-    std::vector<TestPoint> readAll() {
-        m_scanAt = 115;
-        const std::uint32_t blocks = number(m_scan, 110);
-        if (m_index) {
-            m_indexAt = 48;
-            m_tileSize = number(*m_index, 44);
-            m_across = (number(*m_index, 36) + m_tileSize - 1) / m_tileSize;
-            m_down = (number(*m_index, 40) + m_tileSize - 1) / m_tileSize;
-        }
-        std::vector<TestPoint> all;
-        std::uint32_t count = 0;
-        for (std::uint32_t block = 0; block < blocks; ++block) {
-            Bytes header(5);
-            if (take(m_scan, m_scanAt, header, 5) >= 4) count = number(header, 0);
-            for (std::uint32_t i = 0; i < count; ++i) {
-                if (i % 65'536 == 0) takeRecords(std::min(65'536U, count - i));
-                TestPoint p = record(i % 65'536);
-                if (m_index && !nextCell(p.column, p.row)) return all;
-                const bool measured = p.intensity > 0 || p.x != 0 || p.y != 0 || p.z != 0;
-                if (measured) all.push_back(p);
-            }
-        }
-        return all;
-    }
-
-private:
-    static std::uint32_t number(const Bytes& bytes, std::size_t at) {
-        std::uint32_t value = 0;
-        for (int i = 3; i >= 0; --i)
-            value = value << 8 | bytes.at(at + static_cast<std::size_t>(i));
-        return value;
-    }
-    static std::size_t take(const Bytes& from, std::size_t& at, Bytes& to, std::size_t size) {
-        const std::size_t got = std::min(size, from.size() - std::min(at, from.size()));
-        std::copy_n(from.begin() + static_cast<std::ptrdiff_t>(std::min(at, from.size())), got,
-                    to.begin());
-        at += size;
-        return got;
-    }
-    void takeRecords(std::uint32_t count) {
-        const std::size_t left = m_scan.size() - std::min(m_scanAt, m_scan.size());
-        const std::size_t whole = std::min<std::size_t>(count, left / 31);
-        std::size_t at = m_scanAt;
-        take(m_scan, at, m_records, 31 * whole);
-        m_scanAt += std::size_t{31} * count;
-    }
-    TestPoint record(std::size_t i) const {
-        CL3Point1 point;
-        point.Decode(m_records.data() + 31 * i);
-        return {point.GetX(),
-                point.GetY(),
-                point.GetZ(),
-                point.GetIntensity(),
-                point.GetRed(),
-                point.GetGreen(),
-                point.GetBlue(),
-                0,
-                0};
-    }
-    bool nextCell(std::uint32_t& column, std::uint32_t& row) {
-        for (;;) {
-            const std::uint32_t entries = m_tileSize * m_tileSize;
-            if (m_entry == entries) {
-                m_entry = 0;
-                ++m_tile;
-            }
-            if (m_tile >= m_across * m_down) return false;
-            if (m_entry == 0) {
-                m_indexAt += 12;
-                take(*m_index, m_indexAt, m_entries, 4 * entries);
-            }
-            const std::uint32_t entry = m_entry++;
-            if (number(m_entries, 4 * entry) == 0) continue;
-            column = m_tile / m_down * m_tileSize + entry / m_tileSize;
-            row = m_tile % m_down * m_tileSize + entry % m_tileSize;
-            return true;
-        }
-    }
-
-    const Bytes& m_scan;
-    const Bytes* m_index;
-    std::size_t m_scanAt = 0, m_indexAt = 0;
-    std::uint32_t m_tileSize = 0, m_across = 0, m_down = 0, m_tile = 0, m_entry = 0;
-    Bytes m_records = Bytes(31 * 65'536);
-    Bytes m_entries = Bytes(4 * 65'536);
-};
-
-TEST(CL3Reader, GoesOnWithTheLastBytesWhenAFileIsCut) {
-    std::mt19937 random(7);
-    for (int round = 0; round < 60; ++round) {
-        SmallTiles scan;
-        ByteWriter more;
-        more.bytes(scan.scanBytes)
-            .bytes(test::cl3Block(points(500, 5)))
-            .bytes(test::cl3Block(points(600, 3), 9));
-        Bytes bytes = more;
-        bytes[110] = 9;  // one block more than there is
-        bytes.resize(115 + random() % (bytes.size() - 114));
-        scan.scanBytes = bytes;
-        if (round % 3 == 0) scan.indexBytes.resize(48 + 4 * (random() % 110));
-        scan.save();
-        EXPECT_EQ(test::readScan<CL3GridCodec>(scan.path()),
-                  SlowReader(scan.scanBytes, &scan.indexBytes).readAll());
-        std::filesystem::remove(scan.folder / "scan.ij");
-        const auto codec = test::openScan<CL3Codec>(scan.path());
-        const auto expected = SlowReader(scan.scanBytes, nullptr).readAll();
-        EXPECT_EQ(test::readAll(*codec), expected);
-        EXPECT_EQ(test::readAllBatched(*codec, 3), expected);
+        writeFile(scan.folder / "scan.ij", index);
+        EXPECT_TRUE(readScan<CL3GridCodec>(scan.path()).empty()) << c.what;
+        EXPECT_EQ(readScan<CL3Codec>(scan.path()).size(), c.plainPoints) << c.what;
     }
 }
 
@@ -292,38 +169,37 @@ TEST(CL3Reader, EndsHoweverMuchAFileClaims) {
     } cases[] = {
         {"nothing but a header", kMost, {}, 0},
         {"empty blocks", kMost, Bytes(50), 0},
-        {"one point for ever", kMost, test::cl3Block({point(1)}, kMost), 1'048'577},
-        {"no point for ever", kMost, test::cl3Block({{}}, kMost), 0},
-        {"a block of its own for every repeat", kMost, test::cl3Block({point(1)}), 1'048'577},
+        {"one point for ever", kMost, cl3Block({point(1)}, kMost), 1'048'577},
+        {"no point for ever", kMost, cl3Block({{}}, kMost), 0},
+        {"a block of its own for every repeat", kMost, cl3Block({point(1)}), 1'048'577},
     };
     const TempFolder folder;
     for (const auto& c : cases) {
-        test::writeFile(folder / "scan.cl3",
-                        ByteWriter().bytes(test::cl3Header(c.blocks)).bytes(c.rest));
-        const auto codec = test::openScan<CL3Codec>(folder / "scan.cl3");
-        EXPECT_LE(test::readAllBatched(*codec, 1000).size(), c.mostPoints) << c.what;
-        EXPECT_EQ(test::readAllBatched(*codec, 1000).size() > 0, c.mostPoints > 0) << c.what;
+        writeFile(folder / "scan.cl3", ByteWriter().bytes(cl3Header(c.blocks)).bytes(c.rest));
+        const auto codec = openScan<CL3Codec>(folder / "scan.cl3");
+        EXPECT_LE(readAllBatched(*codec, 1000).size(), c.mostPoints) << c.what;
+        EXPECT_EQ(readAllBatched(*codec, 1000).size() > 0, c.mostPoints > 0) << c.what;
     }
 }
 
 TEST(CL3Reader, BatchesGiveTheSamePointsWhateverTheirSize) {
     const SmallTiles scan;
-    const auto codec = test::openScan<CL3GridCodec>(scan.path());
-    const auto plain = test::openScan<CL3Codec>(scan.path());
+    const auto codec = openScan<CL3GridCodec>(scan.path());
+    const auto plain = openScan<CL3Codec>(scan.path());
     for (const std::size_t capacity : {1UL, 2UL, 9UL, 100UL}) {
-        EXPECT_EQ(test::readAllBatched(*codec, capacity), scan.expected);
-        EXPECT_EQ(test::readAllBatched(*plain, capacity), test::readAll(*plain));  // no cells
+        EXPECT_EQ(readAllBatched(*codec, capacity), scan.expected);
+        EXPECT_EQ(readAllBatched(*plain, capacity), readAll(*plain));  // no cells
     }
     // Calls of both kinds move through one pass, and arrays may be left out.
     TestPoint first;
-    ASSERT_TRUE(test::readFirst(*codec, first));
+    ASSERT_TRUE(readFirst(*codec, first));
     PointBatchReader batches(*codec);
     std::vector<std::uint32_t> rows(4);
     EXPECT_EQ(batches.readNext({.rows = rows.data()}, 4), 4U);
     for (std::size_t i = 0; i < 4; ++i)
         EXPECT_EQ(rows[i], scan.expected[i + 1].row);
     TestPoint sixth;
-    ASSERT_TRUE(test::readNext(*codec, sixth));
+    ASSERT_TRUE(readNext(*codec, sixth));
     EXPECT_EQ(sixth, scan.expected[5]);
 }
 

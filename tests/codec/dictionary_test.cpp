@@ -4,39 +4,29 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
+#include <utility>
 
 namespace {
 
 TEST(Dictionary, HoldsTheseLabels) {
     const BriskoCodecDictionary& labels = *getBriskoCodecDictionary();
-    const std::vector<std::string> actual = {labels.pcpUnknown,
-                                             labels.pcpIndexing1,
-                                             labels.pcpIndexing2,
-                                             labels.pcpIndexing3,
-                                             labels.pcpSortClr,
-                                             labels.pcpCombineMultiClr,
-                                             labels.convertClrToCl3Ij,
-                                             labels.convertClrToCl3,
-                                             labels.reuniteDomeCl3,
-                                             labels.convertToVrrgl,
-                                             labels.coloriseVrglInPlace,
-                                             labels.convert,
-                                             labels.grid};
-    const std::vector<std::string> expected = {"Pcp Unknown",
-                                               "Pcp Indexing1",
-                                               "Pcp Indexing2",
-                                               "Pcp Indexing3",
-                                               "Pcp SortCLR",
-                                               "Pcp combineMultiCLR",
-                                               "Convert CLR to CL3+IJ",
-                                               "Convert CLR to CL3",
-                                               "Reunite Dome CL3",
-                                               "convertToVrrgl",
-                                               "Colorise VRGL in place",
-                                               "Convert",
-                                               "Grid"};
-    EXPECT_EQ(actual, expected);
+    const std::pair<std::string, const char*> expected[] = {
+        {labels.pcpUnknown, "Pcp Unknown"},
+        {labels.pcpIndexing1, "Pcp Indexing1"},
+        {labels.pcpIndexing2, "Pcp Indexing2"},
+        {labels.pcpIndexing3, "Pcp Indexing3"},
+        {labels.pcpSortClr, "Pcp SortCLR"},
+        {labels.pcpCombineMultiClr, "Pcp combineMultiCLR"},
+        {labels.convertClrToCl3Ij, "Convert CLR to CL3+IJ"},
+        {labels.convertClrToCl3, "Convert CLR to CL3"},
+        {labels.reuniteDomeCl3, "Reunite Dome CL3"},
+        {labels.convertToVrrgl, "convertToVrrgl"},
+        {labels.coloriseVrglInPlace, "Colorise VRGL in place"},
+        {labels.convert, "Convert"},
+        {labels.grid, "Grid"},
+    };
+    for (const auto& [label, text] : expected)
+        EXPECT_EQ(label, text);
     EXPECT_EQ(sizeof(BriskoCodecDictionary), 13 * sizeof(std::string));
 }
 

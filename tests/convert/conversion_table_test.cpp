@@ -7,8 +7,7 @@
 namespace brisko {
 namespace {
 
-using test::RawSpec;
-using test::TempFolder;
+using namespace test;
 using Names = std::vector<std::string>;
 
 const double kMatrix[16] = {0.6, -0.8, 0, 12.5, 0.8, 0.6, 0, -3, 0, 0, 1, 0.25, 0, 0, 0, 1};
@@ -59,26 +58,26 @@ TEST(ClrConversion, FollowsTheTable) {
         {"OTHER", 4, 1, false, kNothing},
         {"rvx2000", 3, 1, true, kThroughCL3},
     };
-    const test::SilentOutput silent;
+    const SilentOutput silent;
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.model) + " format " + std::to_string(c.format) + " blocks " +
                      std::to_string(c.blocks));
         const TempFolder folder;
         const std::string path = folder / "scan.clr";
-        test::writeFile(path, test::rawScan({c.model, c.format, c.blocks}));
+        writeFile(path, rawScan({c.model, c.format, c.blocks}));
         writeAlignmentFile((folder / "scan.alg").c_str(), kMatrix, {});
         const Names before = folder.names();
-        const auto inputs = test::contentsOf(folder);
+        const auto inputs = contentsOf(folder);
         EXPECT_EQ(ConvertClrToCl3Indexed(path), c.result);
         EXPECT_EQ(newFiles(folder, before), c.files);
         for (const auto& [name, bytes] : inputs)
-            EXPECT_EQ(test::readFile(folder / name), bytes) << name;
+            EXPECT_EQ(readFile(folder / name), bytes) << name;
         if (c.files.empty()) continue;
-        EXPECT_EQ(test::pointsByCell<CL3GridCodec>(folder / "scan_index.cl3"),
-                  test::pointsByCell<CLRGridCodec>(path));
+        EXPECT_EQ(pointsByCell<CL3GridCodec>(folder / "scan_index.cl3"),
+                  pointsByCell<CLRGridCodec>(path));
         if (c.files.front() == "scan.cl3") {
-            EXPECT_EQ(test::readScan<CL3Codec>(folder / "scan.cl3").size(),
-                      test::readScan<CLRCodec>(path).size());
+            EXPECT_EQ(readScan<CL3Codec>(folder / "scan.cl3").size(),
+                      readScan<CLRCodec>(path).size());
         }
     }
 }
@@ -99,10 +98,10 @@ TEST(ClrConversion, GoesByTheSpellingOfNames) {
          true,
          {"scan_Index_index.alg", "scan_Index_index.cl3", "scan_Index_index.ij"}},
     };
-    const test::SilentOutput silent;
+    const SilentOutput silent;
     for (const auto& c : cases) {
         const TempFolder folder;
-        test::writeFile(folder / c.name, test::rawScan({.model = "RVX2000", .format = 3}));
+        writeFile(folder / c.name, rawScan({.model = "RVX2000", .format = 3}));
         EXPECT_EQ(ConvertClrToCl3Indexed(folder / c.name), c.result) << c.name;
         EXPECT_EQ(newFiles(folder, {c.name}), c.files) << c.name;
     }
@@ -115,13 +114,13 @@ TEST(ClrConversion, GoesByTheSpellingOfNames) {
 }
 
 TEST(ClrConversion, MergesASeriesFirst) {
-    const test::SilentOutput silent;
+    const SilentOutput silent;
     const TempFolder folder;
     for (unsigned part = 0; part < 3; ++part) {
         const std::string name = "a_00" + std::to_string(part) + ".clr";
-        test::writeFile(folder / name, test::rawScan({.model = "RVX2000", .seed = part + 1}));
+        writeFile(folder / name, rawScan({.model = "RVX2000", .seed = part + 1}));
     }
-    test::writeFile(folder / "a_004.clr", "behind the gap: not looked at");
+    writeFile(folder / "a_004.clr", "behind the gap: not looked at");
     EXPECT_TRUE(ConvertClrToCl3Indexed(folder / "a_000.clr"));
     EXPECT_EQ(folder.names(),
               (Names{"a.clr", "a_000.clr", "a_000_index.alg", "a_000_index.cl3", "a_000_index.ij",
@@ -129,8 +128,8 @@ TEST(ClrConversion, MergesASeriesFirst) {
     CLRFileHeader merged;
     merged.Read((folder / "am.clr").c_str());
     EXPECT_EQ(merged.GetBlockCount(), 3U);
-    EXPECT_EQ(test::pointsByCell<CL3GridCodec>(folder / "a_000_index.cl3"),
-              test::pointsByCell<CLRGridCodec>(folder / "am.clr"));
+    EXPECT_EQ(pointsByCell<CL3GridCodec>(folder / "a_000_index.cl3"),
+              pointsByCell<CLRGridCodec>(folder / "am.clr"));
 }
 
 TEST(ClrConversion, ASeriesIsAlignedLikeItsFirstScan) {
@@ -179,19 +178,19 @@ TEST(ClrConversion, APathNamesWhatItShows) {
 }
 
 TEST(ClrConversion, RefusesSeriesThatDoNotFitTogether) {
-    const test::SilentOutput silent;
+    const SilentOutput silent;
     const RawSpec others[] = {{.rows = 16}, {.columns = 22}, {.format = 2}};
     for (const RawSpec& other : others) {
         const TempFolder folder;
-        test::writeFile(folder / "a_000.clr", test::rawScan({}));
-        test::writeFile(folder / "a_001.clr", test::rawScan(other));
+        writeFile(folder / "a_000.clr", rawScan({}));
+        writeFile(folder / "a_001.clr", rawScan(other));
         EXPECT_FALSE(ConvertClrToCl3Indexed(folder / "a_000.clr"));
         EXPECT_EQ(folder.names(), (Names{"a_000.clr", "a_001.clr"}));
     }
 }
 
 TEST(ClrConversion, RefusesClaimsThatTheFileCannotBack) {
-    const test::SilentOutput silent;
+    const SilentOutput silent;
     const struct {
         const char* what;
         std::int32_t columns, rows;
@@ -205,13 +204,9 @@ TEST(ClrConversion, RefusesClaimsThatTheFileCannotBack) {
     };
     for (const auto& c : cases) {
         const TempFolder folder;
-        test::writeFile(folder / "scan.clr", test::ByteWriter()
-                                                 .text("", 32)
-                                                 .text("RXL1000", 72)
-                                                 .i32(c.columns)
-                                                 .i32(c.rows)
-                                                 .u32(3)
-                                                 .u32(1));
+        writeFile(
+            folder / "scan.clr",
+            ByteWriter().text("", 32).text("RXL1000", 72).i32(c.columns).i32(c.rows).u32(3).u32(1));
         EXPECT_EQ(ConvertClrToCl3Indexed(folder / "scan.clr"), c.result) << c.what;
         EXPECT_EQ(folder.names().size(), c.result ? 4U : 1U) << c.what;
     }
@@ -222,12 +217,12 @@ void writeTiles(const TempFolder& folder, std::uint32_t columns, std::uint32_t r
                 std::uint32_t tileSize) {
     const std::uint32_t across = (columns + tileSize - 1) / tileSize;
     const std::uint32_t down = (rows + tileSize - 1) / tileSize;
-    test::ByteWriter scan, index;
-    scan.bytes(test::cl3Header(across * down));
-    index.bytes(test::ijHeader(columns, rows, tileSize));
+    ByteWriter scan, index;
+    scan.bytes(cl3Header(across * down));
+    index.bytes(ijHeader(columns, rows, tileSize));
     for (std::uint32_t tile = 0; tile < across * down; ++tile) {
         std::vector<std::uint32_t> entries(std::size_t{tileSize} * tileSize);
-        std::vector<test::TestPoint> points;
+        std::vector<TestPoint> points;
         for (std::uint32_t i = 0; i < entries.size(); ++i) {
             const std::uint32_t column = tile / down * tileSize + i / tileSize;
             const std::uint32_t row = tile % down * tileSize + i % tileSize;
@@ -236,23 +231,23 @@ void writeTiles(const TempFolder& folder, std::uint32_t columns, std::uint32_t r
                 {.x = column + 0.1, .y = row + 0.2, .z = -0.0, .intensity = 7, .red = 9});
             entries[i] = static_cast<std::uint32_t>(points.size());
         }
-        scan.bytes(test::cl3Block(points));
-        index.bytes(test::ijTile(tile / down, tile % down, entries));
+        scan.bytes(cl3Block(points));
+        index.bytes(ijTile(tile / down, tile % down, entries));
     }
-    test::writeFile(folder / "scan.cl3", scan);
-    test::writeFile(folder / "scan.ij", index);
+    writeFile(folder / "scan.cl3", scan);
+    writeFile(folder / "scan.ij", index);
 }
 
 TEST(Cl3Conversion, IndexesAnewWhateverTheTileSize) {
-    const test::SilentOutput silent;
+    const SilentOutput silent;
     for (const std::uint32_t tileSize : {256U, 64U, 4U, 100U, 300U, 512U}) {
         const TempFolder folder;
         writeTiles(folder, 310, 290, tileSize);
         writeAlignmentFile((folder / "scan.alg").c_str(), kMatrix, {});
         EXPECT_TRUE(ConvertCl3ToCl3Indexed(folder / "scan.cl3")) << tileSize;
-        EXPECT_EQ(test::pointsByCell<CL3GridCodec>(folder / "scan_index.cl3"),
-                  test::pointsByCell<CL3GridCodec>(folder / "scan.cl3"));
-        const auto output = test::openScan<CL3GridCodec>(folder / "scan_index.cl3");
+        EXPECT_EQ(pointsByCell<CL3GridCodec>(folder / "scan_index.cl3"),
+                  pointsByCell<CL3GridCodec>(folder / "scan.cl3"));
+        const auto output = openScan<CL3GridCodec>(folder / "scan_index.cl3");
         unsigned columns = 0, rows = 0, newTileSize = 0;
         output->GetGridResolution(columns, rows, newTileSize);
         EXPECT_EQ(columns, 310U);
@@ -265,27 +260,27 @@ TEST(Cl3Conversion, LeavesAloneWhatNeedsNoIndex) {
     const TempFolder folder;
     writeTiles(folder, 10, 10, 4);
     for (const char* name : {"lone.cl3", "other_index.cl3", "UPPER_INDEX.CL3"})
-        test::writeFile(folder / name, test::cl3Header(0));
-    test::writeFile(folder / "other_index.ij", "an index");
-    test::writeFile(folder / "scan.Cl3", test::cl3Header(0));
-    const auto before = test::contentsOf(folder);
+        writeFile(folder / name, cl3Header(0));
+    writeFile(folder / "other_index.ij", "an index");
+    writeFile(folder / "scan.Cl3", cl3Header(0));
+    const auto before = contentsOf(folder);
     EXPECT_TRUE(ConvertCl3ToCl3Indexed(folder / "lone.cl3"));
     EXPECT_TRUE(ConvertCl3ToCl3Indexed(folder / "other_index.cl3"));
     EXPECT_TRUE(ConvertCl3ToCl3Indexed(folder / "UPPER_INDEX.CL3"));
     EXPECT_FALSE(ConvertCl3ToCl3Indexed(folder / "scan.Cl3"));
     EXPECT_FALSE(ConvertCl3ToCl3Indexed(folder / "scan.ij"));
     EXPECT_FALSE(ConvertCl3ToCl3Indexed(folder / "missing.cl3"));
-    EXPECT_EQ(test::contentsOf(folder), before);
+    EXPECT_EQ(contentsOf(folder), before);
 }
 
 TEST(Cl3Conversion, RefusesScansThatAreNotWhole) {
-    const test::SilentOutput silent;
+    const SilentOutput silent;
     for (const std::uint32_t tileSize : {256U, 100U}) {
         for (const char* damage : {"scan", "index", "index of another scan", "entry"}) {
             const TempFolder folder;
             writeTiles(folder, 310, 290, tileSize);
-            test::Bytes scan = test::readFile(folder / "scan.cl3");
-            test::Bytes index = test::readFile(folder / "scan.ij");
+            Bytes scan = readFile(folder / "scan.cl3");
+            Bytes index = readFile(folder / "scan.ij");
             if (damage == std::string("scan")) scan.resize(scan.size() - 1);
             if (damage == std::string("index")) index.resize(index.size() - 1);
             if (damage == std::string("index of another scan")) {
@@ -295,8 +290,8 @@ TEST(Cl3Conversion, RefusesScansThatAreNotWhole) {
                 // One more cell says that it holds a point. Cell (0, 0) is empty in this scan.
                 index[60] = 1;
             }
-            test::writeFile(folder / "scan.cl3", scan);
-            test::writeFile(folder / "scan.ij", index);
+            writeFile(folder / "scan.cl3", scan);
+            writeFile(folder / "scan.ij", index);
             EXPECT_FALSE(ConvertCl3ToCl3Indexed(folder / "scan.cl3")) << damage << tileSize;
             EXPECT_EQ(folder.names(), (Names{"scan.cl3", "scan.ij"})) << damage;
         }

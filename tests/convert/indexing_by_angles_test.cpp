@@ -13,8 +13,7 @@
 namespace brisko {
 namespace {
 
-using test::TempFolder;
-using test::TestPoint;
+using namespace test;
 
 struct Angles {
     float startAzimuth, stopAzimuth, startVertical, stopVertical;
@@ -64,7 +63,7 @@ void writePlain(const std::string& path, const Angles& angles,
 }
 
 TEST(IndexByAngles, FindsTheCellOfEveryPoint) {
-    const test::SilentOutput silent;
+    const SilentOutput silent;
     const Angles cases[] = {
         {0, 360, 20, 150, 600, 40, false},   {360, 0, 150, 20, 300, 40, false},
         {-90, 45, 10, 170, 135, 80, false},  {200, 560, -57, 86, 360, 143, true},
@@ -86,7 +85,7 @@ TEST(IndexByAngles, FindsTheCellOfEveryPoint) {
         ASSERT_TRUE(indexCL3ByAngles(folder / "lone.cl3", folder / "lone_index.cl3", nullptr));
         EXPECT_EQ(folder.names(), (std::vector<std::string>{"lone.cl3", "lone_index.alg",
                                                             "lone_index.cl3", "lone_index.ij"}));
-        auto indexed = test::pointsByCell<CL3GridCodec>(folder / "lone_index.cl3");
+        auto indexed = pointsByCell<CL3GridCodec>(folder / "lone_index.cl3");
         ASSERT_EQ(indexed.size(), points.size());
         for (const TestPoint& p : points) {
             const TestPoint& found = indexed[{p.column, p.row}];
@@ -96,7 +95,7 @@ TEST(IndexByAngles, FindsTheCellOfEveryPoint) {
 }
 
 TEST(IndexByAngles, KeepsPointsThatShareACell) {
-    const test::SilentOutput silent;
+    const SilentOutput silent;
     const Angles angles{0, 360, 0, 180, 520, 6, false};
     std::vector<TestPoint> points;
     // Far more points in one direction than the 256 columns around it have cells.
@@ -109,7 +108,7 @@ TEST(IndexByAngles, KeepsPointsThatShareACell) {
     std::multiset<double> before, after;
     for (const TestPoint& p : points)
         before.insert(p.x + 1000 * p.z);
-    const auto indexed = test::pointsByCell<CL3GridCodec>(folder / "out.cl3");
+    const auto indexed = pointsByCell<CL3GridCodec>(folder / "out.cl3");
     for (const auto& [cell, p] : indexed)
         after.insert(p.x + 1000 * p.z);
     EXPECT_EQ(after, before);
@@ -118,7 +117,7 @@ TEST(IndexByAngles, KeepsPointsThatShareACell) {
 }
 
 TEST(IndexByAngles, RefusesWhatItCannotPlace) {
-    const test::SilentOutput silent;
+    const SilentOutput silent;
     const Angles good{0, 360, 0, 180, 4, 2, false};
     const TempFolder folder;
     const std::vector<TestPoint> many(9, pointIn(good, 1, 1, 2, 0));
@@ -126,16 +125,16 @@ TEST(IndexByAngles, RefusesWhatItCannotPlace) {
     writePlain(folder / "flat.cl3", {0, 0, 0, 180, 4, 2, false}, {many[0]});
     CL3FileHeader zero;
     writePlain(folder / "none.cl3", {0, 360, 5, 5, 4, 2, false}, {many[0]});
-    const auto before = test::contentsOf(folder);
+    const auto before = contentsOf(folder);
     for (const char* name : {"full.cl3", "flat.cl3", "none.cl3", "missing.cl3"})
         EXPECT_FALSE(indexCL3ByAngles(folder / name, folder / "out.cl3", nullptr)) << name;
     EXPECT_FALSE(indexCL3ByAngles(folder / "full.cl3", folder / "out.txt", nullptr));
     EXPECT_FALSE(indexCL3ByAngles(folder / "full.cl3", folder / "full.cl3", nullptr));
-    EXPECT_EQ(test::contentsOf(folder), before);
+    EXPECT_EQ(contentsOf(folder), before);
 }
 
 TEST(IndexByAngles, CancelsWithoutATrace) {
-    const test::SilentOutput silent;
+    const SilentOutput silent;
     const Angles angles{0, 360, 20, 150, 600, 40, false};
     std::vector<TestPoint> points;
     for (std::uint32_t i = 0; i < 600 * 40; ++i)
@@ -144,7 +143,7 @@ TEST(IndexByAngles, CancelsWithoutATrace) {
     writePlain(folder / "lone.cl3", angles, points);
     for (const int at : {1, 10, 25}) {
         vexo::ProgressTracker tracker;
-        test::CountingMonitor monitor;
+        CountingMonitor monitor;
         monitor.cancelAt = at;
         tracker.addMonitor(&monitor);
         EXPECT_THROW(indexCL3ByAngles(folder / "lone.cl3", folder / "out.cl3", &tracker),

@@ -1,5 +1,6 @@
 #include <brisko_codec/brisko_codec.h>
 
+#include "decorators/made_codec.h"
 #include "support/photo_station.h"
 #include "support/read_points.h"
 
@@ -8,15 +9,12 @@
 #include <pthread.h>
 #include <boost/thread/thread.hpp>
 
-#include <atomic>
 #include <cerrno>
 #include <cmath>
 #include <filesystem>
 #include <functional>
 #include <map>
-#include <string>
 #include <thread>
-#include <vector>
 
 namespace {
 
@@ -35,12 +33,7 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
 namespace brisko {
 namespace {
 
-using test::ClassicStation;
-using test::CodecPtr;
-using test::PhotoStation;
-using test::readAll;
-using test::readAllBatched;
-using test::TestPoint;
+using namespace test;
 
 constexpr std::size_t kBuffer = 400'000;
 
@@ -57,65 +50,9 @@ TestPoint pointAt(std::size_t i) {
             static_cast<std::uint32_t>(i % 100)};
 }
 
-/// A host's own codec: so many points, made as they are asked for. Knows of no frames.
-class MadeCodec : public BriskoGridCodec {
-public:
-    explicit MadeCodec(std::size_t count) : m_count(count) {}
-
-    bool Open(const char*) override { return isOpen = true; }
-    void Close() override { isOpen = false; }
-    void GetBounds(double& minX, double& minY, double& minZ, double& maxX, double& maxY,
-                   double& maxZ, std::int64_t& count) override {
-        minX = minY = minZ = -4;
-        maxX = maxY = maxZ = 4;
-        count = static_cast<std::int64_t>(m_count);
-    }
-    bool ReadFirstPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
-                        std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha) override {
-        unsigned column = 0, row = 0;
-        return ReadFirstGridPoint(x, y, z, intensity, red, green, blue, alpha, column, row);
-    }
-    bool ReadNextPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
-                       std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha) override {
-        unsigned column = 0, row = 0;
-        return ReadNextGridPoint(x, y, z, intensity, red, green, blue, alpha, column, row);
-    }
-    void GetGridSize(std::size_t& columns, std::size_t& rows, unsigned& tileSize) override {
-        columns = m_count / 100 + 1;
-        rows = 100;
-        tileSize = 0;
-    }
-    bool ReadFirstGridPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
-                            std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha,
-                            unsigned& column, unsigned& row) override {
-        m_next = 0;
-        return ReadNextGridPoint(x, y, z, intensity, red, green, blue, alpha, column, row);
-    }
-    bool ReadNextGridPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
-                           std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha,
-                           unsigned& column, unsigned& row) override {
-        if (!isOpen || m_next >= m_count) {
-            ++callsAfterEnd;
-            return false;
-        }
-        if (beforePoint) beforePoint(m_next);
-        const TestPoint p = pointAt(m_next++);
-        x = p.x, y = p.y, z = p.z;
-        intensity = p.intensity;
-        red = p.red, green = p.green, blue = p.blue;
-        alpha = 255;
-        column = p.column, row = p.row;
-        return true;
-    }
-
-    bool isOpen = false;
-    int callsAfterEnd = 0;
-    std::function<void(std::size_t)> beforePoint;
-
-private:
-    std::size_t m_count;
-    std::size_t m_next = 0;
-};
+MadeCodec* makeCodec(std::size_t count) {
+    return new MadeCodec(count, pointAt);
+}
 
 /// All but the colour: what a wrapper must not change.
 TestPoint withoutColour(TestPoint point) {
@@ -153,83 +90,63 @@ void writeScans(const PhotoStation& station) {
     std::filesystem::remove(station.inScan("scan.alg"));
 }
 
-struct Factory {
-    const char* name;
-    const char* scan;
-    BriskoCodec* (*coloured)();
-    BriskoCodec* (*plain)();
+BriskoGridCodec* createBoxed() {
+    return SkipCodecCreator::CreateBbValidatorGridCodec(CL3GridCodec::Create(), -4, 3, -1, 9, 9, 1);
+}
 
-    /// A reader of the scan, without anything around it.
-    BriskoCodec* native() const {
-        if (std::string(scan) == "scan.clr") return CLRCodec::Create();
-        return CL3Codec::Create();
-    }
-};
+using Creator = ColorCodecCreator;
 
 // Every way to a colour codec, and a reader that gives the same points without colour.
-const Factory kFactories[] = {
-    {"synchronous", "scan.cl3",
-     [] { return ColorCodecCreator::CreateCodec(CL3Codec::Create(), false); },
-     [] { return static_cast<BriskoCodec*>(CL3Codec::Create()); }},
-    {"read ahead", "scan.cl3",
-     [] { return ColorCodecCreator::CreateCodec(CL3Codec::Create(), true); },
-     [] { return static_cast<BriskoCodec*>(CL3Codec::Create()); }},
+const struct Factory {
+    const char* name;
+    const char* scan;
+    std::function<BriskoCodec*()> coloured, plain;
+} kFactories[] = {
+    {"synchronous", "scan.cl3", [] { return Creator::CreateCodec(CL3Codec::Create(), false); },
+     CL3Codec::Create},
+    {"read ahead", "scan.cl3", [] { return Creator::CreateCodec(CL3Codec::Create(), true); },
+     CL3Codec::Create},
     {"synchronous grid", "scan.clr",
-     [] {
-         return static_cast<BriskoCodec*>(
-             ColorCodecCreator::CreateGridCodec(CLRGridCodec::Create(), false));
-     },
-     [] { return static_cast<BriskoCodec*>(CLRGridCodec::Create()); }},
+     [] { return Creator::CreateGridCodec(CLRGridCodec::Create(), false); }, CLRGridCodec::Create},
     {"read-ahead grid", "scan.clr",
-     [] {
-         return static_cast<BriskoCodec*>(
-             ColorCodecCreator::CreateGridCodec(CLRGridCodec::Create(), true));
-     },
-     [] { return static_cast<BriskoCodec*>(CLRGridCodec::Create()); }},
-    {"CL3", "scan.cl3",
-     [] { return static_cast<BriskoCodec*>(ColorCodecCreator::CreateCL3Codec()); },
-     [] { return static_cast<BriskoCodec*>(CL3Codec::Create()); }},
-    {"CL3 grid", "scan.cl3",
-     [] { return static_cast<BriskoCodec*>(ColorCodecCreator::CreateCL3GridCodec()); },
-     [] { return static_cast<BriskoCodec*>(CL3GridCodec::Create()); }},
-    {"CLR", "scan.clr",
-     [] { return static_cast<BriskoCodec*>(ColorCodecCreator::CreateCLRCodec()); },
-     [] { return static_cast<BriskoCodec*>(CLRGridCodec::Create()); }},
-    {"CLR grid", "scan.clr",
-     [] { return static_cast<BriskoCodec*>(ColorCodecCreator::CreateCLRGridCodec()); },
-     [] { return static_cast<BriskoCodec*>(CLRGridCodec::Create()); }},
-    {"of skipped points", "scan.cl3",
-     [] {
-         return static_cast<BriskoCodec*>(
-             ColorCodecCreator::CreateGridCodec(SkipCodecCreator::CreateBbValidatorGridCodec(
-                                                    CL3GridCodec::Create(), -4, 3, -1, 9, 9, 1),
-                                                true));
-     },
-     [] {
-         return static_cast<BriskoCodec*>(SkipCodecCreator::CreateBbValidatorGridCodec(
-             CL3GridCodec::Create(), -4, 3, -1, 9, 9, 1));
-     }},
+     [] { return Creator::CreateGridCodec(CLRGridCodec::Create(), true); }, CLRGridCodec::Create},
+    {"CL3", "scan.cl3", Creator::CreateCL3Codec, CL3Codec::Create},
+    {"CL3 grid", "scan.cl3", Creator::CreateCL3GridCodec, CL3GridCodec::Create},
+    {"CLR", "scan.clr", Creator::CreateCLRCodec, CLRGridCodec::Create},
+    {"CLR grid", "scan.clr", Creator::CreateCLRGridCodec, CLRGridCodec::Create},
+    {"of skipped points", "scan.cl3", [] { return Creator::CreateGridCodec(createBoxed(), true); },
+     createBoxed},
     {"skipped of coloured points", "scan.clr",
-     [] { return SkipCodecCreator::CreateCodec(ColorCodecCreator::CreateCLRGridCodec(), 5.5); },
+     [] { return SkipCodecCreator::CreateCodec(Creator::CreateCLRGridCodec(), 5.5); },
      [] { return SkipCodecCreator::CreateCodec(CLRGridCodec::Create(), 5.5); }},
 };
 
 struct Scan {
     std::vector<TestPoint> points;
     bool hasCells = false;
-    double bounds[6] = {};
-    std::int64_t count = 0;
+    std::vector<double> numbers;  // bounds, count and grid
 };
 
 Scan readScan(BriskoCodec* made, const std::string& path, Frame frame = Frame::Aligned) {
     const CodecPtr<BriskoCodec> codec(made);
     Scan scan;
-    scan.hasCells = dynamic_cast<BriskoGridCodec*>(made) != nullptr;
     EXPECT_TRUE(setFrame(*codec, frame));
     EXPECT_TRUE(codec->Open(path.c_str()));
-    codec->GetBounds(scan.bounds[0], scan.bounds[1], scan.bounds[2], scan.bounds[3], scan.bounds[4],
-                     scan.bounds[5], scan.count);
+    double b[6];
+    std::int64_t count = 0;
+    codec->GetBounds(b[0], b[1], b[2], b[3], b[4], b[5], count);
+    scan.numbers.assign(std::begin(b), std::end(b));
+    scan.numbers.push_back(static_cast<double>(count));
+    if (auto* const grid = dynamic_cast<BriskoGridCodec*>(made)) {
+        scan.hasCells = true;
+        unsigned columns = 0, rows = 0, tileSize = 0;
+        grid->GetGridResolution(columns, rows, tileSize);
+        for (const unsigned number : {columns, rows, tileSize})
+            scan.numbers.push_back(number);
+    }
     scan.points = readAll(*codec);
+    EXPECT_TRUE(codec->Open(path.c_str()));
+    EXPECT_EQ(readAllBatched(*codec, 777), scan.points);
     return scan;
 }
 
@@ -248,23 +165,22 @@ TEST(ColorCodec, ColoursAreThoseOfTheMeasuredPlaceWhateverTheAlignment) {
     const ClassicStation station;
     station.addRing(60);
     writeScans(station);
+    std::map<std::string, std::map<Place, std::uint8_t>> coloursOf;
+    for (const Factory& one : {kFactories[0], kFactories[2]}) {
+        for (const TestPoint& p : readScan(one.coloured(), station.inScan(one.scan)).points)
+            coloursOf[one.scan][measuredPlace(p, false)] = p.red;
+        ASSERT_EQ(coloursOf[one.scan].size(), 2400u);
+    }
+    writeFile(station.inScan("scan.alg"), kAlignment);
     for (const Factory& factory : kFactories) {
-        SCOPED_TRACE(factory.name);
         const std::string path = station.inScan(factory.scan);
-        std::map<Place, std::uint8_t> colours;
-        for (const TestPoint& point :
-             readScan(ColorCodecCreator::CreateCodec(factory.native(), false), path).points) {
-            colours[measuredPlace(point, false)] = point.red;
-        }
-        ASSERT_EQ(colours.size(), 2400u);
-
-        test::writeFile(station.inScan("scan.alg"), kAlignment);
+        const auto& colours = coloursOf[factory.scan];
         for (const Frame frame : {Frame::Aligned, Frame::Scanner}) {
+            SCOPED_TRACE(factory.name);
             Scan plain = readScan(factory.plain(), path, frame);
             const Scan coloured = readScan(factory.coloured(), path, frame);
-            EXPECT_EQ(coloured.count, plain.count);
-            for (int i = 0; i < 6; ++i)
-                EXPECT_EQ(coloured.bounds[i], plain.bounds[i]);
+            plain.numbers.resize(coloured.numbers.size());
+            EXPECT_EQ(coloured.numbers, plain.numbers);
             ASSERT_EQ(coloured.points.size(), plain.points.size());
             ASSERT_GT(plain.points.size(), 200u);
             for (std::size_t i = 0; i < plain.points.size(); ++i) {
@@ -275,34 +191,7 @@ TEST(ColorCodec, ColoursAreThoseOfTheMeasuredPlaceWhateverTheAlignment) {
                 ASSERT_GE(point.red, 60) << "photos all around";
             }
         }
-        std::filesystem::remove(station.inScan("scan.alg"));
     }
-}
-
-TEST(ColorCodec, AllWaysGiveTheSameColours) {
-    const ClassicStation station;
-    station.addRing(60);
-    writeScans(station);
-    const auto read = [&](BriskoCodec* made, const char* name) {
-        return readScan(made, station.inScan(name)).points;
-    };
-    const auto grid =
-        read(ColorCodecCreator::CreateGridCodec(CL3GridCodec::Create(), false), "scan.cl3");
-    EXPECT_EQ(read(ColorCodecCreator::CreateGridCodec(CL3GridCodec::Create(), true), "scan.cl3"),
-              grid);
-    EXPECT_EQ(read(ColorCodecCreator::CreateCL3GridCodec(), "scan.cl3"), grid);
-    const CodecPtr<CL3GridCodec> batched(ColorCodecCreator::CreateCL3GridCodec());
-    ASSERT_TRUE(batched->Open(scanIn(station).c_str()));
-    EXPECT_EQ(readAllBatched(*batched, 777), grid);
-    EXPECT_TRUE(readAllBatched(*batched, 777).empty()) << "one pass";
-    // Cells come with the points.
-    EXPECT_EQ(grid[41].column, 1u);
-    EXPECT_EQ(grid[41].row, 1u);
-    std::size_t columns = 0, rows = 0;
-    unsigned tileSize = 0;
-    batched->GetGridSize(columns, rows, tileSize);
-    EXPECT_EQ(columns, 60u);
-    EXPECT_EQ(tileSize, 256u);
 }
 
 TEST(ReadAheadColorCodec, EveryPointComesOnceAndInOrder) {
@@ -312,8 +201,8 @@ TEST(ReadAheadColorCodec, EveryPointComesOnceAndInOrder) {
     for (const std::size_t count : {std::size_t{0}, std::size_t{1}, kBuffer - 1, kBuffer,
                                     kBuffer + 1, 2 * kBuffer, 2 * kBuffer + 1, 3 * kBuffer + 7}) {
         const bool coloured = count == kBuffer + 1;
-        auto* const made = new MadeCodec(count);
-        const CodecPtr<BriskoGridCodec> codec(ColorCodecCreator::CreateGridCodec(made, true));
+        auto* const made = makeCodec(count);
+        const CodecPtr<BriskoGridCodec> codec(Creator::CreateGridCodec(made, true));
         ASSERT_TRUE(codec->Open(scanIn(coloured ? photos : none).c_str()));
         TestPoint point;
         std::uint8_t alpha = 0;
@@ -326,18 +215,17 @@ TEST(ReadAheadColorCodec, EveryPointComesOnceAndInOrder) {
         }
         EXPECT_EQ(i, count);
         EXPECT_EQ(alpha, count > 0 ? 255 : 0);
-        EXPECT_FALSE(test::readFirst(*codec, point));
+        EXPECT_FALSE(readFirst(*codec, point));
         EXPECT_EQ(made->callsAfterEnd, 1) << "the end is asked for once";
     }
 }
 
 TEST(ReadAheadColorCodec, TheFirstPointIsWhateverComesNext) {
     const PhotoStation station;
-    const CodecPtr<BriskoGridCodec> codec(
-        ColorCodecCreator::CreateGridCodec(new MadeCodec(100), true));
+    const CodecPtr<BriskoGridCodec> codec(Creator::CreateGridCodec(makeCodec(100), true));
     const auto next = [&codec](bool first) {
         TestPoint point;
-        EXPECT_TRUE(first ? test::readFirst(*codec, point) : test::readNext(*codec, point));
+        EXPECT_TRUE(first ? readFirst(*codec, point) : readNext(*codec, point));
         return point.intensity;
     };
     for (int pass = 0; pass < 2; ++pass) {  // and starts again with Open
@@ -353,43 +241,43 @@ TEST(ColorCodec, AStationThatCannotBeUsedKeepsTheScanClosed) {
     const ClassicStation station;
     station.addPhoto("a", {1, 2, 3});
     for (const bool ahead : {false, true}) {
-        auto* const made = new MadeCodec(10);
-        const CodecPtr<BriskoCodec> codec(ColorCodecCreator::CreateGridCodec(made, ahead));
+        auto* const made = makeCodec(10);
+        const CodecPtr<BriskoCodec> codec(Creator::CreateGridCodec(made, ahead));
         TestPoint point;
-        EXPECT_FALSE(test::readFirst(*codec, point)) << "not open";
+        EXPECT_FALSE(readFirst(*codec, point)) << "not open";
         EXPECT_FALSE(codec->Open(scanIn(station).c_str()));
         EXPECT_FALSE(made->isOpen);
-        EXPECT_FALSE(test::readFirst(*codec, point));
+        EXPECT_FALSE(readFirst(*codec, point));
         EXPECT_FALSE(codec->Open(nullptr));
         const PhotoStation good;
         EXPECT_TRUE(codec->Open(scanIn(good).c_str()));
         EXPECT_TRUE(made->isOpen);
-        EXPECT_TRUE(test::readFirst(*codec, point));
+        EXPECT_TRUE(readFirst(*codec, point));
         EXPECT_EQ(point.red + point.green + point.blue, 0) << "no photos: black";
         EXPECT_FALSE(codec->Open(scanIn(station).c_str()));
         EXPECT_FALSE(made->isOpen) << "what was open before is closed";
-        EXPECT_FALSE(test::readNext(*codec, point));
+        EXPECT_FALSE(readNext(*codec, point));
     }
 }
 
 TEST(ColorCodec, AReadThatFailsLeavesTheColourAlone) {
     const PhotoStation station;
-    const CodecPtr<BriskoCodec> codec(ColorCodecCreator::CreateCodec(new MadeCodec(0), false));
+    const CodecPtr<BriskoCodec> codec(Creator::CreateCodec(makeCodec(0), false));
     ASSERT_TRUE(codec->Open(scanIn(station).c_str()));
     TestPoint point;
     point.red = 77;
-    EXPECT_FALSE(test::readFirst(*codec, point));
+    EXPECT_FALSE(readFirst(*codec, point));
     EXPECT_EQ(point.red, 77);
 }
 
 TEST(ColorCodec, AWrappedNullIsHarmless) {
     for (const bool ahead : {false, true}) {
-        const CodecPtr<BriskoGridCodec> codec(ColorCodecCreator::CreateGridCodec(nullptr, ahead));
+        const CodecPtr<BriskoGridCodec> codec(Creator::CreateGridCodec(nullptr, ahead));
         EXPECT_FALSE(codec->Open("/scan.cl3"));
         codec->Close();
         TestPoint point;
-        EXPECT_FALSE(test::readFirst(*codec, point));
-        EXPECT_FALSE(test::readNext(*codec, point));
+        EXPECT_FALSE(readFirst(*codec, point));
+        EXPECT_FALSE(readNext(*codec, point));
         EXPECT_EQ(codec->GetPointCount(), 0);
         EXPECT_EQ(getAlignment(*codec).source, AlignmentSource::None);
         setFrame(*codec, Frame::Scanner);
@@ -402,14 +290,14 @@ TEST(ReadAheadColorCodec, WorkersAreJoinedBeforeAnythingGoes) {
     const auto readOne = [&](BriskoCodec& codec) {
         ASSERT_TRUE(codec.Open(scanIn(station).c_str()));
         TestPoint point;
-        ASSERT_TRUE(test::readFirst(codec, point));  // the second buffer is being coloured now
+        ASSERT_TRUE(readFirst(codec, point));  // the second buffer is being coloured now
     };
-    CodecPtr<BriskoCodec> codec(ColorCodecCreator::CreateCodec(new MadeCodec(900'000), true));
+    CodecPtr<BriskoCodec> codec(Creator::CreateCodec(makeCodec(900'000), true));
     readOne(*codec);
     readOne(*codec);  // a second Open
     codec->Close();
     TestPoint point;
-    EXPECT_FALSE(test::readNext(*codec, point));
+    EXPECT_FALSE(readNext(*codec, point));
     readOne(*codec);
     EXPECT_EQ(codec->GetPointCount(), 900'000);
     codec.reset();
@@ -419,8 +307,7 @@ TEST(ReadAheadColorCodec, ColoursWithoutThreadsToo) {
     const ClassicStation station;
     station.addRing(60);
     const auto read = [&](bool ahead) {
-        const CodecPtr<BriskoCodec> codec(
-            ColorCodecCreator::CreateGridCodec(new MadeCodec(5000), ahead));
+        const CodecPtr<BriskoCodec> codec(Creator::CreateGridCodec(makeCodec(5000), ahead));
         noMoreThreads = true;
         EXPECT_TRUE(codec->Open(scanIn(station).c_str()));
         const std::vector<TestPoint> points = readAll(*codec);
@@ -436,8 +323,8 @@ TEST(ReadAheadColorCodec, AnInterruptedReadLosesNothing) {
     const ClassicStation station;
     station.addRing(60);
     const auto read = [&](std::size_t interruptAt) {
-        auto* const made = new MadeCodec(3000);
-        const CodecPtr<BriskoGridCodec> codec(ColorCodecCreator::CreateGridCodec(made, true));
+        auto* const made = makeCodec(3000);
+        const CodecPtr<BriskoGridCodec> codec(Creator::CreateGridCodec(made, true));
         std::vector<TestPoint> points;
         int interruptions = 0;
         boost::thread reader([&] {
@@ -468,8 +355,7 @@ TEST(ReadAheadColorCodec, TwoScansSideBySideAreColouredAsAlone) {
     stations[0].addRing(60);
     stations[1].addRing(90);
     const auto read = [&](std::size_t i) {
-        const CodecPtr<BriskoCodec> codec(
-            ColorCodecCreator::CreateGridCodec(new MadeCodec(30'000), true));
+        const CodecPtr<BriskoCodec> codec(Creator::CreateGridCodec(makeCodec(30'000), true));
         EXPECT_TRUE(codec->Open(scanIn(stations[i]).c_str()));
         return readAll(*codec);
     };

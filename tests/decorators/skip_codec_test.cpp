@@ -3,6 +3,7 @@
 #include <brisko_codec/skip_codec.h>
 #include <brisko_codec/writers.h>
 
+#include "decorators/made_codec.h"
 #include "decorators/owned_codec.h"
 #include "support/read_points.h"
 
@@ -16,70 +17,19 @@
 namespace brisko {
 namespace {
 
-using test::TestPoint;
+using namespace test;
 using Position = std::array<double, 3>;
 using Creator = SkipCodecCreator;
 
-/// A host's own codec: delivers a list of points, point i in cell (10 + i, 20 + i).
-class ListCodec : public BriskoGridCodec {
-public:
-    explicit ListCodec(std::vector<Position> points, int* destroyed = nullptr)
-        : m_points(std::move(points)), m_destroyed(destroyed) {}
-    ~ListCodec() override {
-        if (m_destroyed) ++*m_destroyed;
-    }
-
-    bool Open(const char* path) override { return std::string(path) == "list"; }
-    void Close() override { m_next = m_points.size(); }
-    std::int64_t GetPointCount() override { return static_cast<std::int64_t>(m_points.size()); }
-    void GetBounds(double& minX, double& minY, double& minZ, double& maxX, double& maxY,
-                   double& maxZ, std::int64_t& count) override {
-        minX = minY = minZ = -1;
-        maxX = maxY = maxZ = 1;
-        count = GetPointCount();
-    }
-    bool ReadFirstPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
-                        std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha) override {
-        m_next = 0;
-        return ReadNextPoint(x, y, z, intensity, red, green, blue, alpha);
-    }
-    bool ReadNextPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
-                       std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha) override {
-        unsigned column = 0, row = 0;
-        return ReadNextGridPoint(x, y, z, intensity, red, green, blue, alpha, column, row);
-    }
-    void GetGridSize(std::size_t& columns, std::size_t& rows, unsigned& tileSize) override {
-        columns = 100;
-        rows = 200;
-        tileSize = 256;
-    }
-    bool ReadFirstGridPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
-                            std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha,
-                            unsigned& column, unsigned& row) override {
-        m_next = 0;
-        return ReadNextGridPoint(x, y, z, intensity, red, green, blue, alpha, column, row);
-    }
-    bool ReadNextGridPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
-                           std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha,
-                           unsigned& column, unsigned& row) override {
-        if (m_next >= m_points.size()) return false;
-        x = m_points[m_next][0];
-        y = m_points[m_next][1];
-        z = m_points[m_next][2];
-        intensity = static_cast<float>(m_next);
-        red = green = blue = 3;
-        alpha = 255;
-        column = static_cast<unsigned>(10 + m_next);
-        row = static_cast<unsigned>(20 + m_next);
-        ++m_next;
-        return true;
-    }
-
-private:
-    std::vector<Position> m_points;
-    int* m_destroyed;
-    std::size_t m_next = 0;
-};
+/// Delivers a list of points, point i in cell (10 + i, 20 + i); "list" is its path.
+MadeCodec* listOf(const std::vector<Position>& points, int* destroyed = nullptr) {
+    const auto pointAt = [points](std::size_t i) {
+        const auto number = static_cast<std::uint32_t>(i);
+        return TestPoint{points[i][0], points[i][1], points[i][2], static_cast<float>(i), 3, 3, 3,
+                         10 + number,  20 + number};
+    };
+    return new MadeCodec(points.size(), pointAt, destroyed);
+}
 
 /// The points that a wrapper lets through, named by their place in the list (their intensity).
 std::vector<int> accepted(BriskoCodec& codec) {
@@ -104,7 +54,7 @@ TEST(SkipCodec, LetsThroughWhatItsValidatorAccepts) {
     const std::vector<Position> zeros = {{0, 0, 0},    {0, 0, -0.0}, {0, 0, 1e-300},
                                          {kNaN, 0, 0}, {0, -1, 0},   {0, 0, 0}};
     int destroyed = 0;
-    const auto list = [&](const auto& points) { return new ListCodec(points, &destroyed); };
+    const auto list = [&](const auto& points) { return listOf(points, &destroyed); };
     const struct {
         BriskoCodec* wrapper;
         bool grid;
@@ -123,7 +73,7 @@ TEST(SkipCodec, LetsThroughWhatItsValidatorAccepts) {
         EXPECT_EQ(accepted(*c.wrapper), c.numbers) << &c - cases;
         if (!c.grid) continue;
         std::vector<int> numbers;
-        for (const TestPoint& point : test::readAll(*c.wrapper)) {
+        for (const TestPoint& point : readAll(*c.wrapper)) {
             numbers.push_back(static_cast<int>(point.intensity));
             EXPECT_EQ(point.column, 10 + static_cast<unsigned>(numbers.back()));
             EXPECT_EQ(point.row, 20 + static_cast<unsigned>(numbers.back()));
@@ -135,31 +85,33 @@ TEST(SkipCodec, LetsThroughWhatItsValidatorAccepts) {
 }
 
 TEST(SkipCodec, SpeaksOfAllPointsOtherwise) {
-    auto* const wrapper = Creator::CreateGridCodec(new ListCodec({{9, 0, 0}, {8, 0, 0}}), 1);
+    auto* const wrapper = Creator::CreateGridCodec(listOf({{9, 0, 0}, {8, 0, 0}}), 1);
     const OwnedCodec owner(wrapper);
     std::size_t columns = 5, rows = 6;
     unsigned tileSize = 7;
     wrapper->GetGridSize(columns, rows, tileSize);
     EXPECT_EQ(columns + rows + tileSize, 18u) << "nothing is known before Open";
-    EXPECT_FALSE(wrapper->Open("other"));
+    EXPECT_FALSE(wrapper->Open("missing"));
     ASSERT_TRUE(wrapper->Open("list"));
     TestPoint point{.column = 7, .row = 7};
-    EXPECT_FALSE(test::readFirst(*wrapper, point) || test::readNext(*wrapper, point));
+    EXPECT_FALSE(readFirst(*wrapper, point) || readNext(*wrapper, point));
     EXPECT_TRUE(point.column == 7 && point.row == 7) << "cells of rejected points do not show";
 
     double minimum = 0, maximum = 0;
     std::int64_t count = 0;
     wrapper->GetBounds(minimum, minimum, minimum, maximum, maximum, maximum, count);
     EXPECT_EQ(std::tuple(wrapper->GetPointCount(), count, minimum, maximum),
-              std::tuple(2, 2, -1.0, 1.0));
+              std::tuple(2, 2, -4.0, 4.0));
     wrapper->GetGridSize(columns, rows, tileSize);
-    EXPECT_EQ(std::tuple(columns, rows, tileSize), std::tuple(100U, 200U, 256U));
+    EXPECT_EQ(std::tuple(columns, rows, tileSize), std::tuple(1U, 100U, 256U));
 }
 
 TEST(SkipCodec, AWrappedNullOrUnopenedCodecIsHarmless) {
-    const OwnedCodec unopened(Creator::CreateValidGridCodec(new ListCodec({{1, 2, 3}})));
+    MadeCodec* const open = listOf({{1, 2, 3}});
+    open->isOpen = true;
+    const OwnedCodec unopened(Creator::CreateValidGridCodec(open));
     TestPoint point;
-    EXPECT_FALSE(test::readFirst(*unopened, point) || test::readNext(*unopened, point));
+    EXPECT_FALSE(readFirst(*unopened, point) || readNext(*unopened, point));
     for (BriskoCodec* const wrapper :
          {static_cast<BriskoCodec*>(Creator::CreateGridCodec(nullptr, 1)),
           Creator::CreateCodec(nullptr, 1)}) {
@@ -167,7 +119,7 @@ TEST(SkipCodec, AWrappedNullOrUnopenedCodecIsHarmless) {
         EXPECT_FALSE(wrapper->Open("list"));
         wrapper->Close();
         EXPECT_EQ(accepted(*wrapper), std::vector<int>{});
-        EXPECT_FALSE(test::readFirst(*wrapper, point) || test::readNext(*wrapper, point));
+        EXPECT_FALSE(readFirst(*wrapper, point) || readNext(*wrapper, point));
         double minimum = 0, maximum = 0;
         std::int64_t count = 1;
         wrapper->GetBounds(minimum, minimum, minimum, maximum, maximum, maximum, count);
@@ -181,13 +133,12 @@ TEST(SkipCodec, AWrappedNullOrUnopenedCodecIsHarmless) {
 }
 
 TEST(SkipCodec, TheAlignmentShowsThroughWrappers) {
-    const test::TempFolder folder;
+    const TempFolder folder;
     CL3WriterCodec writer;
     ASSERT_TRUE(writer.Open((folder / "scan.cl3").c_str(), nullptr));
     writer.WritePoint(1, 2, 3, 100, 0, 0, 0, 255);
     writer.Close();
-    test::writeFile(folder / "scan.alg",
-                    "CL3_ALG_0.1\n1 0 0 5//matrix 1\n0 1 0 6\n0 0 1 7\n0 0 0 1\n");
+    writeFile(folder / "scan.alg", "CL3_ALG_0.1\n1 0 0 5//matrix 1\n0 1 0 6\n0 0 1 7\n0 0 0 1\n");
     // The points are tested where they are delivered: aligned, this one is over 14 m away.
     BriskoCodec* const inner = SkipCodecCreator::CreateCodec(CL3Codec::Create(), 14);
     const OwnedCodec wrapper(SkipCodecCreator::CreateCodec(inner, 100));
@@ -197,9 +148,9 @@ TEST(SkipCodec, TheAlignmentShowsThroughWrappers) {
     EXPECT_EQ(alignment.matrix[3], 5);
     EXPECT_EQ(alignment.matrix[11], 7);
     TestPoint point;
-    EXPECT_FALSE(test::readFirst(*wrapper, point));
+    EXPECT_FALSE(readFirst(*wrapper, point));
     EXPECT_TRUE(setFrame(*wrapper, Frame::Scanner));
-    EXPECT_TRUE(test::readFirst(*wrapper, point));
+    EXPECT_TRUE(readFirst(*wrapper, point));
     EXPECT_EQ(point.x, 1);
     EXPECT_EQ(point.z, 3);
 }

@@ -11,13 +11,13 @@
 namespace brisko {
 namespace {
 
-using test::Bytes;
+using namespace test;
 
 // 1.0, -2.5, 0.1 as doubles and 1999.5 as a float, from their IEEE patterns; red, green, blue.
 const char* const kRecord1 = "000000000000f03f 00000000000004c0 9a9999999999b93f 00f0f944 0a141e";
 
 TEST(PointRecords, CL3LiesOnDiskAsPinned) {
-    const Bytes bytes = test::fromHex(kRecord1);
+    const Bytes bytes = fromHex(kRecord1);
     CL3Point1 point;
     point.Decode(bytes.data());
     EXPECT_EQ(point.GetX(), 1.0);
@@ -41,10 +41,10 @@ TEST(PointRecords, CL3LiesOnDiskAsPinned) {
 }
 
 TEST(PointRecords, ReadWhatAStreamHolds) {
-    const test::TempFolder folder;
-    Bytes bytes = test::fromHex(kRecord1);
+    const TempFolder folder;
+    Bytes bytes = fromHex(kRecord1);
     bytes.resize(20);  // ends inside z
-    test::writeFile(folder / "records", bytes);
+    writeFile(folder / "records", bytes);
     const FilePtr file = openFile((folder / "records").c_str(), "rb");
     CL3Point1 point;
     point.SetZ(7);
@@ -75,7 +75,7 @@ TEST(PointRecords, CL3IsValidUnlessDarkAtTheOrigin) {
 }
 
 TEST(PointRecords, CLRLiesOnDiskAsPinned) {
-    const Bytes bytes = test::fromHex("39300000 ffffffff 00000080 efbeadde cf070000");
+    const Bytes bytes = fromHex("39300000 ffffffff 00000080 efbeadde cf070000");
     CLRPoint point;
     EXPECT_FALSE(point.IsValid());
     point.Decode(bytes.data());

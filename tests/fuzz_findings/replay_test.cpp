@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <random>
 
 namespace brisko::fuzz {
 
@@ -29,6 +30,24 @@ TEST_P(FuzzTarget, HoldsForWhatOnceFailed) {
     if (!std::filesystem::exists(folder)) return;
     for (const auto& file : std::filesystem::directory_iterator(folder))
         target.run(test::readFile(file.path().string()));
+}
+
+/// A few bytes are changed, and half of the inputs cut; the same inputs every time.
+TEST_P(FuzzTarget, HoldsForChangedSeeds) {
+    const test::SilentOutput silent;
+    const Target& target = GetParam();
+    const std::vector<Bytes> seeds = target.seeds();
+    std::mt19937 random(1);
+    for (const Bytes& seed : seeds) {
+        for (std::size_t round = 0; round < 1 + 400 / seeds.size(); ++round) {
+            Bytes input = seed;
+            for (std::size_t changes = random() % 5; changes > 0; --changes)
+                input[random() % input.size()] =
+                    static_cast<std::uint8_t>(random() >> random() % 9);
+            if (round % 2 == 0) input.resize(random() % (seed.size() + 1));
+            target.run(input);
+        }
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(All, FuzzTarget, testing::ValuesIn(targets()),

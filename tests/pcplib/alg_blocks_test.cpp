@@ -12,8 +12,7 @@
 namespace QelPcpLib {
 namespace {
 
-using brisko::test::printedBy;
-using brisko::test::TempFolder;
+using namespace brisko::test;
 
 AlgBlocks blocksWithAreas(std::size_t count) {
     AlgBlocks blocks;
@@ -64,7 +63,7 @@ TEST(AlgBlocks, AnEmptyPathMeansTheLastFileAndFullDisksAreRemembered) {
     const TempFolder folder;
     AlgBlocks blocks = blocksWithAreas(1000);
     {
-        const brisko::test::FileSizeLimit limit(500);
+        const FileSizeLimit limit(500);
         EXPECT_TRUE(blocks.WriteALGFile(folder / "scan.alg"));
     }
     EXPECT_TRUE(blocks.HasWriteError());

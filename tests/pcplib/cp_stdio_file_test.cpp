@@ -11,8 +11,7 @@
 namespace QelPcpLib {
 namespace {
 
-using brisko::test::TempFolder;
-using brisko::test::writeFile;
+using namespace brisko::test;
 
 TEST(CpStdioFile, ReadsLinesUpToTheFirstEmptyOne) {
     using Lines = std::vector<std::string>;
@@ -83,7 +82,7 @@ TEST(CpStdioFile, WritesLinesIntoAFreshFile) {
     EXPECT_FALSE(file.Write("x", 1));
     EXPECT_FALSE(file.HasFailed());
     EXPECT_EQ(file.GetLength(), 8u);
-    EXPECT_EQ(brisko::test::readText(path), "one\ntwo\n");
+    EXPECT_EQ(readText(path), "one\ntwo\n");
 }
 
 }  // namespace

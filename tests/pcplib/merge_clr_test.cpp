@@ -1,20 +1,15 @@
 #include "pcplib/processes/merge_clr.h"
 
-#include "pcplib/process_fixture.h"
+#include "pcplib/files/progress_callback.h"
+#include "support/printed_by.h"
+#include "support/read_points.h"
 
 #include <filesystem>
-#include <numeric>
 
 namespace QelPcpLib {
 namespace {
 
-using brisko::test::Bytes;
-using brisko::test::ByteWriter;
-using brisko::test::clrHeader;
-using brisko::test::ClrRecord;
-using brisko::test::clrRecords;
-using brisko::test::readScan;
-using brisko::test::TempFolder;
+using namespace brisko::test;
 using Names = std::vector<std::string>;
 
 constexpr std::int32_t kColumns = 3, kRows = 260;
@@ -46,13 +41,13 @@ Bytes fileOf(std::uint32_t format, const std::vector<std::int32_t>& seeds) {
 /// Two files of a series, and where they go.
 struct Series {
     Series(const Bytes& first, const Bytes& second) {
-        brisko::test::writeFile(a, first);
-        brisko::test::writeFile(b, second);
+        writeFile(a, first);
+        writeFile(b, second);
     }
     std::uint16_t merge(CProgressCallback* callback = nullptr) const {
         return CombineMultiCLR(a, b, output, callback);
     }
-    Bytes merged() const { return brisko::test::readFile(output); }
+    Bytes merged() const { return readFile(output); }
 
     TempFolder folder;
     std::string a = folder / "a_000.clr", b = folder / "a_001.clr", output = folder / "a.clr";
@@ -70,21 +65,6 @@ TEST(CombineMultiCLR, AppendsTheBlocksOfTheSecondFile) {
         second.erase(second.begin(), second.begin() + 120);
         EXPECT_TRUE(series.merged() == ByteWriter().bytes(first).bytes(second).done()) << format;
         EXPECT_EQ(series.folder.names(), (Names{"a.clr", "a_000.clr", "a_001.clr"}));
-    }
-}
-
-TEST(CombineMultiCLR, WhatACutPlainFileLacksBecomesEmptyCells) {
-    const Bytes whole = fileOf(0, {1, 2});
-    for (const std::size_t size : {120UL, 121UL, 130UL, 120 + kBlock, whole.size() - 1}) {
-        Bytes cut = whole;
-        cut.resize(size);
-        const Series series(cut, cut);
-        EXPECT_EQ(series.merge(), 0);
-        cut.resize(whole.size());
-        Bytes expected = cut;
-        expected.insert(expected.end(), cut.begin() + 120, cut.end());
-        expected[116] = 4;
-        EXPECT_TRUE(series.merged() == expected) << size;
     }
 }
 
@@ -166,23 +146,9 @@ TEST(CombineMultiCLR, NeverWritesOverItsInputs) {
     EXPECT_EQ(series.merge(), 1);
     EXPECT_EQ(CombineMultiCLR(series.a, series.b, series.a, nullptr), 1);
     EXPECT_EQ(CombineMultiCLR(series.a, series.folder / "missing.clr", series.output, nullptr), 1);
-    EXPECT_TRUE(brisko::test::readFile(series.a) == file);
-    EXPECT_TRUE(brisko::test::readFile(series.b) == file);
+    EXPECT_TRUE(readFile(series.a) == file);
+    EXPECT_TRUE(readFile(series.b) == file);
     EXPECT_EQ(series.folder.names().size(), 3U);
-}
-
-TEST(CombineMultiCLR, AFullDiskOrACancellationLeavesTheEarlierOutput) {
-    std::vector<std::int32_t> seeds(200);
-    std::iota(seeds.begin(), seeds.end(), 1);
-    for (const std::uint32_t format : {0U, 2U}) {
-        const Bytes file = fileOf(format, seeds);
-        const Series series(file, file);
-        const std::size_t size = 2 * file.size() - 120;
-        expectEarlierOutputUntilDone(
-            series.folder, series.output, {0, 119, 300'000, size - 1},
-            [&](CProgressCallback* callback) { return series.merge(callback) == 0; });
-        EXPECT_EQ(series.merged().size(), size);
-    }
 }
 
 }  // namespace

@@ -12,10 +12,7 @@
 namespace QelPcpLib {
 namespace {
 
-using brisko::test::Bytes;
-using brisko::test::readFile;
-using brisko::test::TempFolder;
-using brisko::test::writeFile;
+using namespace brisko::test;
 
 /// A mapping of its own over a file of the given bytes.
 struct Mapped {
@@ -152,70 +149,6 @@ TEST(PcpFileMapping, TakesWritesThatLieInsideTheWindow) {
     for (const auto& [at, byte] : {std::pair{70, 'a'}, {71, 'b'}, {72, 'c'}, {79, 'x'}, {80, 'y'}})
         bytes[static_cast<std::size_t>(at)] = static_cast<std::uint8_t>(byte);
     EXPECT_EQ(readFile(folder / "data"), bytes);
-}
-
-/// Records, edits and writes at random against a plain array of bytes.
-void compareWithArray(unsigned seed, bool smallWords) {
-    std::mt19937 random(seed);
-    const auto below = [&random](std::size_t limit) { return random() % limit; };
-    const auto nextByte = [&](std::size_t at) {
-        return static_cast<std::uint8_t>(smallWords && at % 4 ? 0 : random());
-    };
-    const TempFolder folder;
-    // Short files reach their end in every window, long ones move it.
-    Bytes model(60 + below(seed % 3 ? 200 : 2000));
-    for (std::size_t i = 0; i < model.size(); ++i)
-        model[i] = nextByte(i);
-    writeFile(folder / "data", model);
-
-    PcpFile file;
-    const std::uint32_t headers[] = {static_cast<std::uint32_t>(below(50)), 13};
-    const std::uint32_t sizes[] = {static_cast<std::uint32_t>(1 + below(40)), 4};
-    for (int channel = 0; channel < 2; ++channel)
-        file.SetLayout(headers[channel], sizes[channel], channel);
-    file.SetWindowCapacity(static_cast<std::int64_t>(1 + below(400)));
-    file.SetViewSize(seed % 7 == 0 ? 0xffffffff : static_cast<std::uint32_t>(below(100)));
-    ASSERT_TRUE(file.OpenMapped(folder / "data"));
-    const std::size_t mappedSize = model.size();
-
-    for (int step = 0; step < 300; ++step) {
-        if (below(4) == 0) {
-            const std::size_t at = below(model.size() + 30);
-            Bytes bytes(1 + below(60));
-            for (std::size_t i = 0; i < bytes.size(); ++i)
-                bytes[i] = nextByte(at + i);
-            ASSERT_TRUE(file.Seek(at));
-            ASSERT_TRUE(file.Write(bytes.data(), static_cast<std::uint32_t>(bytes.size())));
-            if (at + bytes.size() > model.size()) model.resize(at + bytes.size());
-            std::copy(bytes.begin(), bytes.end(), model.begin() + static_cast<long>(at));
-            continue;
-        }
-        const auto channel = static_cast<int>(below(2));
-        const std::size_t count = (mappedSize - headers[channel]) / sizes[channel];
-        const std::size_t index = below(count + 3);
-        std::uint8_t* const record = file.GetRecord(index, channel);
-        ASSERT_EQ(record != nullptr, index < count) << "step " << step;
-        if (!record) continue;
-        const std::size_t at = headers[channel] + index * sizes[channel];
-        ASSERT_TRUE(
-            std::equal(record, record + sizes[channel], model.begin() + static_cast<long>(at)))
-            << "step " << step << ", record " << index << " of channel " << channel;
-        if (below(2) == 0) {
-            const std::size_t inRecord = below(sizes[channel]);
-            model[at + inRecord] = record[inRecord] = nextByte(at + inRecord);
-        }
-    }
-    file.Close();
-    EXPECT_FALSE(file.HasFailed());
-    EXPECT_EQ(readFile(folder / "data"), model);
-}
-
-TEST(PcpFileMapping, GivesAndKeepsTheBytesOfAPlainArray) {
-    for (unsigned seed = 0; seed < 300; ++seed) {
-        SCOPED_TRACE(seed);
-        compareWithArray(seed, seed % 2 == 0);
-        if (HasFailure()) break;
-    }
 }
 
 }  // namespace

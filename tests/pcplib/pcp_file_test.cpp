@@ -13,11 +13,7 @@
 namespace QelPcpLib {
 namespace {
 
-using brisko::test::Bytes;
-using brisko::test::printedBy;
-using brisko::test::readFile;
-using brisko::test::TempFolder;
-using brisko::test::writeFile;
+using namespace brisko::test;
 
 /// Bytes 0, 1, 2 ... so that every byte tells where it lies.
 Bytes countingBytes(std::size_t size) {
@@ -82,7 +78,7 @@ TEST(PcpFile, TellsWhenAMappedFileCannotBeOpenedOrCreated) {
               "err :file open\x81\xa1\x81\xa1\x81\xa1\n");
     EXPECT_EQ(printedBy([&] { EXPECT_FALSE(file.CreateMapped(path, 10)); }), "err :file create\n");
     {
-        const brisko::test::FileSizeLimit limit(1000);
+        const FileSizeLimit limit(1000);
         EXPECT_EQ(printedBy([&] { EXPECT_FALSE(file.CreateMapped(folder / "large", 5000)); }),
                   "err :file create\n");
     }

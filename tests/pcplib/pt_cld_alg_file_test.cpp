@@ -13,9 +13,7 @@
 namespace QelPcpLib {
 namespace {
 
-using brisko::test::readText;
-using brisko::test::TempFolder;
-using brisko::test::writeFile;
+using namespace brisko::test;
 
 // Worked out by hand: the matrix array holds 0 to 15, so a line of the file steps by 4.
 constexpr char kHeaderText[] =
@@ -57,7 +55,7 @@ HeaderRead readHeader(const std::string& text, const AlgHeader& before = {}) {
     CPtCldAlgFile file;
     EXPECT_TRUE(file.Open(folder / "scan.alg", OpenMode::ReadText));
     HeaderRead read{false, before, ""};
-    read.printed = brisko::test::printedBy([&] { read.done = file.ReadHeader(read.header); });
+    read.printed = printedBy([&] { read.done = file.ReadHeader(read.header); });
     return read;
 }
 
@@ -96,7 +94,7 @@ void expectTheseBytesBothWays() {
 
 TEST(CPtCldAlgFile, WritesTheseBytesAndReadsThemWhateverTheLocale) {
     expectTheseBytesBothWays();
-    const brisko::test::CommaLocale locale;
+    const CommaLocale locale;
     ASSERT_TRUE(locale.isComma()) << "localedef made no locale with a decimal comma";
     expectTheseBytesBothWays();
 }

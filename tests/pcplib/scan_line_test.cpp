@@ -10,9 +10,7 @@
 namespace QelPcpLib {
 namespace {
 
-using brisko::test::Bytes;
-using brisko::test::ClrRecord;
-using brisko::test::clrRecords;
+using namespace brisko::test;
 
 constexpr std::int32_t kMost = 2147483647, kLeast = -2147483647 - 1;
 
@@ -50,7 +48,7 @@ TEST(ClassifyLine, ComparesTheElevationsOfTheFirstAndTheLastMeasuredPoint) {
 }
 
 TEST(ReverseLine, TurnsRecordsInMemoryAndInFiles) {
-    const brisko::test::TempFolder folder;
+    const TempFolder folder;
     for (const std::size_t count : {0UL, 1UL, 2UL, 3UL, 199'999UL, 200'000UL, 500'001UL}) {
         std::vector<ClrRecord> line(count);
         for (std::size_t i = 0; i < count; ++i)
@@ -63,12 +61,12 @@ TEST(ReverseLine, TurnsRecordsInMemoryAndInFiles) {
         EXPECT_TRUE(turned == after) << count;
 
         const auto framed = [](const Bytes& records) {
-            return brisko::test::ByteWriter().text("abc", 3).bytes(records).u8(4).done();
+            return ByteWriter().text("abc", 3).bytes(records).u8(4).done();
         };
-        brisko::test::writeFile(folder / "line", framed(before));
+        writeFile(folder / "line", framed(before));
         const auto file = brisko::openFile((folder / "line").c_str(), "rb+");
         EXPECT_TRUE(reverseRecordsInFile(file.get(), 3, count, [] {}));
-        EXPECT_TRUE(brisko::test::readFile(folder / "line") == framed(after)) << count;
+        EXPECT_TRUE(readFile(folder / "line") == framed(after)) << count;
     }
 }
 

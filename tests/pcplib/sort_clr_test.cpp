@@ -1,37 +1,31 @@
 #include "pcplib/processes/sort_clr.h"
 
-#include "pcplib/process_fixture.h"
 #include "support/compressed_decoder.h"
+#include "support/printed_by.h"
+#include "support/read_points.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <filesystem>
 #include <random>
 
 namespace QelPcpLib {
 namespace {
 
-using brisko::test::Bytes;
-using brisko::test::ByteWriter;
-using brisko::test::clrHeader;
-using brisko::test::ClrRecord;
-using brisko::test::clrRecords;
-using brisko::test::printedBy;
-using brisko::test::TempFolder;
+using namespace brisko::test;
 using Names = std::vector<std::string>;
 using Line = std::vector<ClrRecord>;
 
 /// A folder with scan.clr in it.
 struct Scan {
-    explicit Scan(const Bytes& bytes) { brisko::test::writeFile(path, bytes); }
+    explicit Scan(const Bytes& bytes) { writeFile(path, bytes); }
 
     bool convert() {
         bool result = false;
         said = printedBy([&] { result = ConvertClrFile(path); });
         return result;
     }
-    Bytes copy() const { return brisko::test::readFile(copyPath); }
+    Bytes copy() const { return readFile(copyPath); }
 
     TempFolder folder;
     std::string path = folder / "scan.clr";
@@ -107,36 +101,8 @@ TEST(SortCLR, TurnsLinesSoThatTheyRunUpAndDownInTurn) {
             EXPECT_TRUE(scan.convert());
             EXPECT_EQ(scan.said, "");
             EXPECT_EQ(scan.copy(), file(c.out)) << &c - cases;
-            EXPECT_EQ(brisko::test::readFile(scan.path), file(c.in));
+            EXPECT_EQ(readFile(scan.path), file(c.in));
         }
-    }
-}
-
-TEST(SortCLR, ACutPlainScanGivesACopyWithItsLastLineFilledUp) {
-    ByteWriter whole;
-    whole.bytes(clrHeader(3, 4, 1, 2));
-    for (const Line& block : randomLines(2, 12, 1))
-        whole.u8(9).bytes(clrRecords(block));
-    const std::size_t wholeSize = whole.done().size();
-    for (std::size_t size = 0; size <= wholeSize + 7; size += 7) {
-        Bytes in = whole;
-        in.resize(size);
-        Scan scan(in);
-        in.resize(wholeSize + 7);  // zeros to copy from
-        ByteWriter out;
-        out.bytes(Bytes(in.begin(), in.begin() + 120));
-        const std::size_t end = size < 117 ? 0 : std::min(size, wholeSize);  // 117: block count
-        std::size_t at = 120;
-        for (std::size_t k = 0; at < end; ++k) {
-            if (k % 3 == 0) out.u8(in[at++]);
-            if (at >= end) break;
-            Line line(4);
-            std::memcpy(line.data(), in.data() + at, 80);
-            out.bytes(clrRecords(sorted(k % 3, line)));
-            at += 80;
-        }
-        EXPECT_TRUE(scan.convert());
-        EXPECT_EQ(scan.copy(), out.done()) << size;
     }
 }
 
@@ -154,7 +120,7 @@ TEST(SortCLR, DecodesCompressedLinesAndTellsWhatItDoes) {
         }
         const Bytes line = compressedLine(lines[i]);
         in.bytes(line);
-        out.bytes(clrRecords(sorted(i % 2, brisko::test::decodeLine(line, 600))));
+        out.bytes(clrRecords(sorted(i % 2, decodeLine(line, 600))));
         for (const std::string points : {"250", "250", "100"})
             told += "Start decode\nEnd decode\nConvert ptData  iRetPnt=" + points + "\n";
         if (!hasToBeTurned(i % 2, lines[i])) told += "check!\n";
@@ -170,7 +136,7 @@ TEST(SortCLR, EndsTheCopyAtALengthThatNoPieceHas) {
     const auto piece = [](std::uint32_t length) {
         return ByteWriter()
             .u32(length)
-            .bytes(brisko::test::fromHex("00 05 00 07 00 01 00"))
+            .bytes(fromHex("00 05 00 07 00 01 00"))
             .bytes(Bytes(length - 7));
     };
     ByteWriter in, out;
@@ -277,7 +243,7 @@ TEST(SortCLR, AFileThatCannotBeOpenedIsDescribedByAnEmptyLine) {
     std::filesystem::create_symlink("scan.clr", scan.copyPath);
     EXPECT_FALSE(scan.convert());  // the copy would take the place of the scan
     EXPECT_EQ(scan.said, "\n");
-    EXPECT_EQ(brisko::test::readFile(scan.path), clrHeader(0, 0, 0, 0));
+    EXPECT_EQ(readFile(scan.path), clrHeader(0, 0, 0, 0));
     std::filesystem::remove(scan.copyPath);
     std::filesystem::create_directory(scan.copyPath);
     EXPECT_FALSE(scan.convert());
@@ -297,11 +263,11 @@ TEST(SortCLR, ACopyOfACompressedScanReadsLikeTheScan) {
                   .bytes(compressedLine(up))
                   .bytes(compressedLine(down)));
     ASSERT_TRUE(scan.convert());
-    const auto points = brisko::test::readScan<CLRGridCodec>(scan.path);
+    const auto points = readScan<CLRGridCodec>(scan.path);
     EXPECT_EQ(points.size(), 480U);
-    EXPECT_EQ(brisko::test::readScan<CLRGridCodec>(scan.copyPath), points);
+    EXPECT_EQ(readScan<CLRGridCodec>(scan.copyPath), points);
     EXPECT_EQ(printedBy([&] { EXPECT_TRUE(ConvertClrFile(scan.copyPath)); }), "");
-    EXPECT_EQ(brisko::test::readFile(scan.copyPath + ".Converted.clr"), scan.copy());
+    EXPECT_EQ(readFile(scan.copyPath + ".Converted.clr"), scan.copy());
 }
 
 TEST(SortCLR, LinesTooLongForMemoryAreTurnedInTheFile) {
@@ -320,20 +286,6 @@ TEST(SortCLR, LinesTooLongForMemoryAreTurnedInTheFile) {
         EXPECT_TRUE(scan.convert());
         EXPECT_TRUE(scan.copy() ==
                     ByteWriter().bytes(start).bytes(clrRecords(sorted(1, second))).done());
-    }
-}
-
-TEST(SortCLR, AFullDiskOrACancellationLeavesTheEarlierCopy) {
-    for (const std::uint32_t format : {1U, 2U}) {
-        ByteWriter bytes;
-        bytes.bytes(clrHeader(100, 2000, format, 1)).u8(0);
-        for (const Line& line : randomLines(100, 2000, 4))
-            bytes.bytes(format == 2 ? compressedLine(line) : clrRecords(line));
-        Scan scan(bytes);
-        expectEarlierOutputUntilDone(
-            scan.folder, scan.copyPath, {0, 100, 121, 600'000, 3'999'999, 4'000'120},
-            [&](auto* callback) { return ConvertClrFile(scan.path, callback); });
-        EXPECT_EQ(scan.copy().size(), 4'000'121U);
     }
 }
 

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <random>
 
 namespace brisko::vexo {
 namespace {
@@ -19,38 +18,6 @@ std::vector<int> find(const Tree& tree, const Tree::Point& point) {
     std::vector<int> items;
     tree.find(point, [&items](const Tree::Entry& entry) { items.push_back(entry.second); });
     return items;
-}
-
-TEST(BoxTree, FindsWhatALookAtEveryBoxFinds) {
-    std::mt19937 random(7);
-    // Whole numbers: points often lie on a face, and boxes share faces and sizes.
-    std::uniform_int_distribution<int> place(-6, 6);
-    for (int boxes = 0; boxes < 70; ++boxes) {
-        Entries entries;
-        for (int i = 0; i < boxes; ++i) {
-            Tree::Box box;
-            for (auto& axis : box.axes)
-                axis = {double(place(random)), double(place(random))};  // some inside out
-            entries.emplace_back(box, i);
-        }
-        const Tree tree(entries);
-        for (int i = 0; i < 200; ++i) {
-            const Tree::Point point = {double(place(random)), double(place(random)),
-                                       double(place(random))};
-            std::vector<int> expected;
-            for (const auto& [box, item] : entries) {
-                bool inside = true;
-                for (std::size_t axis = 0; axis < 3; ++axis) {
-                    if (point[axis] < box.axes[axis].minimum) inside = false;
-                    if (point[axis] > box.axes[axis].maximum) inside = false;
-                }
-                if (inside) expected.push_back(item);
-            }
-            std::vector<int> found = find(tree, point);
-            std::sort(found.begin(), found.end());
-            ASSERT_EQ(found, expected) << boxes << " boxes";
-        }
-    }
 }
 
 TEST(BoxTree, EntriesComeFromLeftToRightAlongTheLongestAxis) {

@@ -45,42 +45,30 @@ std::vector<int> loaded(const ImageCache& cache) {
 }
 
 TEST(ImageCache, TheLongestUnusedPhotoGoesFirst) {
-    Loads loads;
-    ImageCache cache(10, 3, loads.loader());
-    cache.loadFirst();
-    EXPECT_EQ(loads.take(), 3);
-    EXPECT_EQ(loaded(cache), (std::vector<int>{0, 1, 2}));
-
-    query(cache, {1});  // 0 and 2 are as old as ever, so the lower slot goes
-    query(cache, {3});
-    EXPECT_EQ(loaded(cache), (std::vector<int>{1, 2, 3}));
-    query(cache, {4});  // 2 was never used
-    EXPECT_EQ(loaded(cache), (std::vector<int>{1, 3, 4}));
-    query(cache, {1, 3, 4});  // all equal now: the first slot, in which 3 is
-    query(cache, {5});
-    EXPECT_EQ(loaded(cache), (std::vector<int>{1, 4, 5}));
-    EXPECT_EQ(loads.take(), 3);
-}
-
-TEST(ImageCache, APhotoThatAQueryLoadsIsAQueryOlderThanThoseItFinds) {
-    Loads loads;
-    ImageCache cache(10, 2, loads.loader());
-    cache.loadFirst();
-    query(cache, {1});
-    query(cache, {1, 2});  // 2 takes the place of 0
-    query(cache, {3});     // and goes before 1
-    EXPECT_EQ(loaded(cache), (std::vector<int>{1, 3}));
-}
-
-TEST(ImageCache, UseDuringAQueryCountsAtItsEnd) {
-    Loads loads;
-    ImageCache cache(10, 2, loads.loader());
-    cache.loadFirst();
-    query(cache, {1});
-    // 0 was used just now, but is the oldest until the query ends.
-    query(cache, {0, 2});
-    EXPECT_EQ(loaded(cache), (std::vector<int>{1, 2}));
-    EXPECT_EQ(cache.pushedOut().size(), 1u) << "its pixels may still be wanted";
+    const struct {
+        std::size_t slots;
+        std::vector<std::vector<int>> queries;
+        std::vector<int> loaded;
+    } cases[] = {
+        {3, {}, {0, 1, 2}},
+        {3, {{1}, {3}}, {1, 2, 3}},       // 0 and 2 are as old as ever, so the lower slot goes
+        {3, {{1}, {3}, {4}}, {1, 3, 4}},  // 2 was never used
+        {3, {{1}, {3}, {4}, {1, 3, 4}, {5}}, {1, 4, 5}},  // all equal: the first slot, with 3
+        {2, {{1}, {1, 2}, {3}}, {1, 3}},  // what a query loads is older than what it finds
+        {2, {{1}, {0, 2}}, {1, 2}},       // use counts at the end of a query only
+    };
+    for (const auto& c : cases) {
+        Loads loads;
+        ImageCache cache(10, c.slots, loads.loader());
+        cache.loadFirst();
+        EXPECT_EQ(loads.take(), static_cast<int>(c.slots));
+        for (const std::vector<int>& cameras : c.queries)
+            query(cache, cameras);
+        EXPECT_EQ(loaded(cache), c.loaded) << &c - cases;
+        if (&c == std::end(cases) - 1) {
+            EXPECT_EQ(cache.pushedOut().size(), 1u) << "its pixels may still be wanted";
+        }
+    }
 }
 
 TEST(ImageCache, WhatCannotBeLoadedIsTriedOnce) {

@@ -23,8 +23,7 @@ extern "C" __attribute__((visibility("default"))) const char* __tsan_default_sup
 namespace brisko {
 namespace {
 
-using test::Bytes;
-using test::Rgb;
+using namespace test;
 
 Rgb colourAt(const DecodedImage& image, int column, int row) {
     const std::uint8_t* const pixel = image.pixel(column, row);
@@ -40,7 +39,7 @@ constexpr Rgb kRed = {200, 20, 30}, kGreen = {20, 180, 40}, kBlue = {30, 40, 220
 
 /// 48 x 32 with a colour in each quarter: red, green above blue, grey.
 Bytes quarters() {
-    return test::jpegBytes(48, 32, [](int column, int row) {
+    return jpegBytes(48, 32, [](int column, int row) {
         return row < 16 ? (column < 24 ? kRed : kGreen) : (column < 24 ? kBlue : kGrey);
     });
 }
@@ -48,10 +47,10 @@ Bytes quarters() {
 class JpegFile : public testing::Test {
 protected:
     std::string write(const Bytes& bytes) const {
-        test::writeFile(m_folder / "photo.jpg", bytes);
+        writeFile(m_folder / "photo.jpg", bytes);
         return m_folder / "photo.jpg";
     }
-    test::TempFolder m_folder;
+    TempFolder m_folder;
 };
 
 /// The text, the function and the file that an operation's exception carries; "std::exception" when
@@ -83,34 +82,22 @@ TEST_F(JpegFile, PhotosAreTurnedAsTheirCamerasAskFor) {
     expectNear(colourAt(plain, 40, 8), kGreen);
     expectNear(colourAt(plain, 8, 24), kBlue);
 
-    // A quarter to the left: what was on the right comes to the top.
     const DecodedImage quarter = readImage(path, turnOfCameraType(0));
-    ASSERT_EQ(quarter.columns(), 32);
-    ASSERT_EQ(quarter.rows(), 48);
-    expectNear(colourAt(quarter, 8, 8), kGreen);
-    expectNear(colourAt(quarter, 24, 8), kGrey);
-    expectNear(colourAt(quarter, 8, 40), kRed);
-    EXPECT_EQ(colourAt(quarter, 31, 0), colourAt(plain, 47, 31));
-    EXPECT_EQ(colourAt(quarter, 0, 47), colourAt(plain, 0, 0));
-
-    for (const int type : {1, 2}) {
-        const DecodedImage half = readImage(path, turnOfCameraType(type));
-        ASSERT_EQ(half.columns(), 48);
-        expectNear(colourAt(half, 8, 8), kGrey);
-        expectNear(colourAt(half, 40, 8), kBlue);
-        expectNear(colourAt(half, 40, 24), kRed);
-    }
+    expectNear(colourAt(quarter, 8, 8), kGreen);  // what was on the right comes to the top
+    for (const int type : {1, 2})
+        expectNear(colourAt(readImage(path, turnOfCameraType(type)), 8, 8), kGrey);
     EXPECT_TRUE(readImage(path, turnOfCameraType(3)).empty());
 }
 
 TEST_F(JpegFile, LargePhotosAreTurnedWhole) {
-    const std::string path = write(test::jpegBytes(1000, 777, [](int column, int row) {
+    const std::string path = write(jpegBytes(1000, 777, [](int column, int row) {
         const auto grey = static_cast<std::uint8_t>((column / 8 * 3 + row / 8 * 5) & 255);
         return Rgb{grey, grey, grey};
     }));
     const DecodedImage plain = readImage(path, Turn::None);
     const DecodedImage quarter = readImage(path, Turn::Quarter);
     const DecodedImage half = readImage(path, Turn::Half);
+    ASSERT_EQ(std::pair(quarter.columns(), quarter.rows()), std::pair(777, 1000));
     for (int row = 0; row < 777; ++row) {
         for (int column = 0; column < 1000; ++column) {
             ASSERT_EQ(*quarter.pixel(row, 999 - column), *plain.pixel(column, row));
@@ -139,7 +126,7 @@ TEST_F(JpegFile, WhatIsNoJpegIsToldWithItsPlace) {
     } cases[] = {
         {{}, ""},
         {Bytes(1000, 7), ""},
-        {Bytes(good.begin(), good.begin() + 20), ""},
+        {cutTo(good, 20), ""},
         {huge, "Unable to read JPEG!"},
     };
     for (const auto& [bytes, text] : cases) {
@@ -201,7 +188,7 @@ TEST_F(JpegFile, WhatTurboJpegCannotDecodeIsLeftToTheOtherDecoder) {
 }
 
 TEST_F(JpegFile, ACutPhotoKeepsItsUpperPartOrFailsWithoutText) {
-    Bytes cut = test::jpegBytes(256, 256, [](int column, int row) {
+    Bytes cut = jpegBytes(256, 256, [](int column, int row) {
         const auto grey = static_cast<std::uint8_t>(128 + ((column * 7 + row * 13) & 63));
         return Rgb{grey, grey, grey};
     });

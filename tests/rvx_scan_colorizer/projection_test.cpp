@@ -12,10 +12,7 @@
 namespace brisko {
 namespace {
 
-using test::Bytes;
-using test::ByteWriter;
-using test::CalibrationText;
-using test::PhotoStation;
+using namespace test;
 
 /// A camera in space: where it is and where its picture's sides lie. Pixel positions are worked out
 /// from lengths along these directions alone. Metres.
@@ -91,13 +88,13 @@ void expectPinhole(const Camera& camera, const Eye& eye, const Pinhole& pinhole,
 
 TEST(Projection, ClassicCamera) {
     const PhotoStation station;
-    station.addPhoto("p1", test::jpegBytes(1200, 1600, test::Rgb{}), 35, 12);
+    station.addPhoto("p1", jpegBytes(1200, 1600, Rgb{}), 35, 12);
     CalibrationText text;
     text.f = 11;
     text.x0 = 5.93;  // column 593
     text.y0 = 8.11;  // row 811, counted down
     text.position = {120, -40, 75};
-    test::writeFile(station.inProject("camcal"), test::classicCalibration(text));
+    writeFile(station.inProject("camcal"), classicCalibration(text));
     expectPinhole(onlyCamera(station), eyeOnHead(35, 12, {0.120, -0.040, 0.075}),
                   {11, 0.01, 0.01, 593, 811}, 1200, 1600);
 }
@@ -105,20 +102,16 @@ TEST(Projection, ClassicCamera) {
 TEST(Projection, AStoredLandscapeIsAPortraitSeenInAnotherGrid) {
     // Stored 1600 x 1200, a quarter turn from the sensor's 1200 x 1600: the working frame has the
     // stored numbers, over the upright picture.
-    const PhotoStation station;
-    station.addPhoto("p1", test::jpegBytes(1600, 1200, test::Rgb{}), -70, 0);
-    CalibrationText text;
-    text.x0 = 6;
-    text.y0 = 8;
-    test::writeFile(station.inProject("camcal"), test::classicCalibration(text));
+    const ClassicStation station;
+    station.addPhoto("p1", jpegBytes(1600, 1200, Rgb{}), -70, 0);
     expectPinhole(onlyCamera(station), eyeOnHead(-70, 0, {0, 0, 0}),
                   {10, 0.01 * 1200 / 1600, 0.01 * 1600 / 1200, 800, 600}, 1600, 1200);
 }
 
 TEST(Projection, NewerCameraOnACarrier) {
     const PhotoStation station;
-    station.addPhoto("p1", test::jpegBytes(1200, 1600, test::Rgb{}), 200, -5);
-    test::writeFile(station.inScan("p1.kin"), Bytes(26 * 4));
+    station.addPhoto("p1", jpegBytes(1200, 1600, Rgb{}), 200, -5);
+    writeFile(station.inScan("p1.kin"), Bytes(26 * 4));
     CalibrationText text;
     text.x0 = 6;
     text.y0 = 8;
@@ -126,7 +119,7 @@ TEST(Projection, NewerCameraOnACarrier) {
     text.carrierPosition = {0, 0, 200};  // above the head
     // The carrier's own x looks to the head's left.
     text.carrierAxes = {{{0, -1, 0}, {1, 0, 0}, {0, 0, 1}}};
-    test::writeFile(station.inProject("my_ncamcal.bin"), test::newerCalibration(text));
+    writeFile(station.inProject("my_ncamcal.bin"), newerCalibration(text));
     // An eye that looks to the left of the head, 30 mm out and 200 mm up.
     const Eye head = eyeOnHead(200, -5, {0, 0.030, 0.200});
     Eye eye = head;
@@ -136,31 +129,27 @@ TEST(Projection, NewerCameraOnACarrier) {
 }
 
 TEST(Projection, LevellingComesBeforeTheHead) {
-    const PhotoStation station;
-    station.addPhoto("p1", test::jpegBytes(1200, 1600, test::Rgb{}), 0, 0);
+    const ClassicStation station;
+    station.addPhoto("p1", jpegBytes(1200, 1600, Rgb{}), 0, 0);
     // Row by row: the scanner's z becomes x. So the camera looks up.
     ByteWriter levelling;
     for (const double value : {0, 0, 1, 0, 1, 0, -1, 0, 0})
         levelling.f64(value);
-    test::writeFile(station.inScan("p1.tor"), levelling);
-    CalibrationText text;
-    text.x0 = 6;
-    text.y0 = 8;
-    test::writeFile(station.inProject("camcal"), test::classicCalibration(text));
+    writeFile(station.inScan("p1.tor"), levelling);
     expectPinhole(onlyCamera(station), {{0, 0, 0}, {0, 0, 1}, {0, -1, 0}, {-1, 0, 0}},
                   {10, 0.01, 0.01, 600, 800}, 1200, 1600);
 }
 
 TEST(Projection, CameraOfAPhotoOfItsOwn) {
     const PhotoStation station;
-    test::writeFile(station.inScan("a.jpg"), test::jpegBytes(1200, 1600, test::Rgb{}));
-    test::writeFile(station.inScan("a.cmr"), "10\r\n9 6 -8\r\n");
+    writeFile(station.inScan("a.jpg"), jpegBytes(1200, 1600, Rgb{}));
+    writeFile(station.inScan("a.cmr"), "10\r\n9 6 -8\r\n");
     // One metre along x, looking along -z with y up: the axes of the scanner themselves.
-    test::writeFile(station.inScan("a.ext"), "1 0 0\n0 0 0\n");
+    writeFile(station.inScan("a.ext"), "1 0 0\n0 0 0\n");
     expectPinhole(onlyCamera(station), {{1, 0, 0}, {0, 0, -1}, {1, 0, 0}, {0, 1, 0}},
                   {9, 0.01, 0.01, 600, 800}, 1200, 1600);
     // Turned by 90 degrees about x the camera looks along y, with z up.
-    test::writeFile(station.inScan("a.ext"), "0 0 0.5\n90 0 0\n");
+    writeFile(station.inScan("a.ext"), "0 0 0.5\n90 0 0\n");
     expectPinhole(onlyCamera(station), {{0, 0, 0.5}, {0, 1, 0}, {1, 0, 0}, {0, 0, 1}},
                   {9, 0.01, 0.01, 600, 800}, 1200, 1600);
 }
@@ -168,13 +157,13 @@ TEST(Projection, CameraOfAPhotoOfItsOwn) {
 /// A station with a camera ahead, 1200 x 1600 pixels of 0.01 mm, principal point in the middle.
 Camera cameraWithDistortion(std::int32_t code, const std::vector<double>& coefficients) {
     const PhotoStation station;
-    station.addPhoto("p1", test::jpegBytes(1200, 1600, test::Rgb{}));
+    station.addPhoto("p1", jpegBytes(1200, 1600, Rgb{}));
     CalibrationText text;
     text.x0 = 6;
     text.y0 = code == 0 ? 8 : -8;
     text.code = code;
     text.coefficients = coefficients;
-    test::writeFile(station.inProject("camcal"), test::classicCalibration(text));
+    writeFile(station.inProject("camcal"), classicCalibration(text));
     return onlyCamera(station);
 }
 
@@ -237,19 +226,16 @@ TEST(Projection, TheSurroundingsAreNotShownASecondTime) {
 TEST(Projection, TheMarginIsNotSeen) {
     const Camera camera = cameraWithDistortion(0, {});
     // 10 m ahead a pixel is 1 cm wide.
-    EXPECT_EQ(pixelOf(camera, {10, 5.90, 0}).first, 10);
-    EXPECT_EQ(pixelOf(camera, {10, 5.91, 0}).first, -1);
-    EXPECT_EQ(pixelOf(camera, {10, -5.89, 0}).first, 1189);
-    EXPECT_EQ(pixelOf(camera, {10, -5.90, 0}).first, -1);
-    EXPECT_EQ(pixelOf(camera, {10, 0, 7.90}).second, 10);
-    EXPECT_EQ(pixelOf(camera, {10, 0, 7.91}).second, -1);
-    EXPECT_EQ(pixelOf(camera, {10, 0, -7.89}).second, 1589);
-    EXPECT_EQ(pixelOf(camera, {10, 0, -7.90}).second, -1);
-    // Halves round upwards.
-    EXPECT_EQ(pixelOf(camera, {10, -0.0049999, 0}).first, 600);
-    EXPECT_EQ(pixelOf(camera, {10, -0.0050001, 0}).first, 601);
-    EXPECT_EQ(pixelOf(camera, {10, 0.0049999, 0}).first, 600);
-    EXPECT_EQ(pixelOf(camera, {10, 0.0050001, 0}).first, 599);
+    const struct {
+        double y, z;
+        int column, row;
+    } cases[] = {{5.90, 0, 10, 800},        {5.91, 0, -1, -1},       {-5.89, 0, 1189, 800},
+                 {-5.90, 0, -1, -1},        {0, 7.90, 600, 10},      {0, 7.91, -1, -1},
+                 {0, -7.89, 600, 1589},     {0, -7.90, -1, -1},      {-0.0049999, 0, 600, 800},
+                 {-0.0050001, 0, 601, 800},  // halves round upwards
+                 {0.0049999, 0, 600, 800},  {0.0050001, 0, 599, 800}};
+    for (const auto& [y, z, column, row] : cases)
+        EXPECT_EQ(pixelOf(camera, {10, y, z}), std::pair(column, row)) << y << ", " << z;
     for (const double odd : {std::numeric_limits<double>::quiet_NaN(),
                              std::numeric_limits<double>::infinity(), 0.0, 1e-16}) {
         EXPECT_EQ(pixelOf(camera, {odd, odd, odd}).first == 599, false);

@@ -13,12 +13,7 @@
 namespace brisko {
 namespace {
 
-using test::Bytes;
-using test::CalibrationText;
-using test::ClassicStation;
-using test::grey;
-using test::PhotoStation;
-using test::Rgb;
+using namespace test;
 
 Rgb colourOf(RvxScanColorizer& colorizer, double x, double y, double z) {
     std::int32_t red = -1, green = -1, blue = -1;
@@ -72,7 +67,7 @@ TEST(ScanColorizer, ColoursComeFromTheRightPlaceInTheRightOrder) {
     const Rgb red = {210, 30, 20}, green = {20, 190, 30}, blue = {25, 35, 220},
               yellow = {220, 210, 30};
     const ClassicStation station;
-    station.addPhoto("a", test::jpegBytes(1600, 1200, [&](int column, int row) {
+    station.addPhoto("a", jpegBytes(1600, 1200, [&](int column, int row) {
                          const bool top = column >= 800, left = row < 600;
                          return top ? (left ? red : green) : (left ? blue : yellow);
                      }));
@@ -144,9 +139,9 @@ public:
         text.x0 = 2.56;
         text.y0 = 1.92;
         text.px = text.py = 0.002;
-        test::writeFile(inProject("camcalW"), test::pairedCalibration(text));
-        addPhoto("W1", test::jpegBytes(2560, 1920, grey(100)));
-        addPhoto("W2", test::jpegBytes(2560, 1920, grey(200)));
+        writeFile(inProject("camcalW"), pairedCalibration(text));
+        addPhoto("W1", jpegBytes(2560, 1920, grey(100)));
+        addPhoto("W2", jpegBytes(2560, 1920, grey(200)));
     }
 };
 Rgb colourAtWidePixel(RvxScanColorizer& colorizer, int column, int row) {
@@ -163,23 +158,18 @@ TEST(ScanColorizer, EachKindOfStationHasItsSeams) {
         {2460, 1100, 10, 5, 3}, {2540, 1000, 10, 1, 8},  {1000, 0, 0, 0, 0},
     };
     const WideStation station;
-    for (const Case& c : cases) {
-        RvxScanColorizer sixty(station.scanFolder(), 60);
-        EXPECT_EQ(colourAtWidePixel(sixty, c.column, c.row), grey(100 + 10 * c.sixty)) << c.column;
-    }
-    test::writeFile(station.inScan("camera_cfg"), "WCAMSTEP=30STEP\n");
-    for (const Case& c : cases) {
-        RvxScanColorizer thirty(station.scanFolder(), 60);
-        EXPECT_EQ(colourAtWidePixel(thirty, c.column, c.row), grey(100 + 10 * c.thirty))
-            << c.column;
-    }
+    const auto expectShares = [&](int Case::*share) {
+        RvxScanColorizer colorizer(station.scanFolder(), 60);
+        for (const Case& c : cases)
+            EXPECT_EQ(colourAtWidePixel(colorizer, c.column, c.row), grey(100 + 10 * c.*share))
+                << c.column;
+    };
+    expectShares(&Case::sixty);
+    writeFile(station.inScan("camera_cfg"), "WCAMSTEP=30STEP\n");
+    expectShares(&Case::thirty);
     std::filesystem::remove(station.inScan("camera_cfg"));
-    test::writeFile(station.inProject("a.ofs"), "1\n");
-    for (const Case& c : cases) {
-        RvxScanColorizer offset(station.scanFolder(), 60);
-        EXPECT_EQ(colourAtWidePixel(offset, c.column, c.row), grey(100 + 10 * c.offset))
-            << c.column;
-    }
+    writeFile(station.inProject("a.ofs"), "1\n");
+    expectShares(&Case::offset);
 }
 
 TEST(ScanColorizer, SmallWorkingFramesAreSampledByProportion) {
@@ -191,11 +181,10 @@ TEST(ScanColorizer, SmallWorkingFramesAreSampledByProportion) {
     text.x0 = 32;
     text.y0 = 24;
     text.px = text.py = 0.025;  // of 2560 x 1920: 0.16 mm in the working frame
-    test::writeFile(station.inProject("camcalT"), test::pairedCalibration(text));
-    station.addPhoto("T1", test::jpegBytes(1280, 960, [](int column, int) {
-                         return grey(20 + column / 32 * 5);
-                     }));
-    test::writeFile(station.inProject("a.ofs"), "");  // nothing is turned
+    writeFile(station.inProject("camcalT"), pairedCalibration(text));
+    station.addPhoto(
+        "T1", jpegBytes(1280, 960, [](int column, int) { return grey(20 + column / 32 * 5); }));
+    writeFile(station.inProject("a.ofs"), "");  // nothing is turned
     RvxScanColorizer colorizer(station.scanFolder(), 60);
     for (int column = 5; column < 400; column += 10) {
         const double toRight = (column - 200) * 0.16 / 5;
@@ -205,7 +194,7 @@ TEST(ScanColorizer, SmallWorkingFramesAreSampledByProportion) {
 
 TEST(ScanColorizer, AFolderWithoutPhotosColoursNothing) {
     const PhotoStation station;
-    test::writeFile(station.inScan("lonely.jpg"), "without angles it is not looked at");
+    writeFile(station.inScan("lonely.jpg"), "without angles it is not looked at");
     RvxScanColorizer colorizer(station.scanFolder(), 60);
     EXPECT_EQ(colourOf(colorizer, 1, 2, 3), kNone);
     RvxScanColorizer sibling(colorizer);
@@ -229,7 +218,7 @@ TEST(ScanColorizer, DamagedStationsAreRefused) {
     refused(broken);
 
     const ClassicStation pixelless;  // a header, and then nothing to decode
-    Bytes jpeg = test::jpegBytes(1200, 1600, grey(7));
+    Bytes jpeg = jpegBytes(1200, 1600, grey(7));
     const std::uint8_t startOfScan[] = {0xFF, 0xDA};
     jpeg.erase(
         std::search(jpeg.begin(), jpeg.end(), std::begin(startOfScan), std::end(startOfScan)) - 40,
@@ -237,12 +226,11 @@ TEST(ScanColorizer, DamagedStationsAreRefused) {
     pixelless.addPhoto("a", jpeg);
     refused(pixelless);
 
-    const Bytes whole = test::classicCalibration({});
+    const Bytes whole = classicCalibration({});
     for (const std::size_t length : {0U, 8U, 30U, 47U}) {
         const ClassicStation cut;
         cut.addFlat("a", 100);
-        test::writeFile(cut.inProject("camcal"),
-                        Bytes(whole.begin(), whole.begin() + static_cast<long>(length)));
+        writeFile(cut.inProject("camcal"), cutTo(whole, length));
         refused(cut);
     }
 }

@@ -7,18 +7,18 @@
 namespace brisko {
 namespace {
 
-using test::PhotoStation;
+using namespace test;
 
 TEST(ScanPhotos, TellsWhatBecomesOfEachPhoto) {
-    const test::Bytes jpeg = test::jpegBytes(64, 48, test::grey(5));
+    const Bytes jpeg = jpegBytes(64, 48, grey(5));
     const PhotoStation station;
-    test::writeFile(station.inScan("lonely.jpg"), jpeg);
+    writeFile(station.inScan("lonely.jpg"), jpeg);
     station.addPhoto("T1", jpeg);
     station.addPhoto("W1", jpeg);
     station.addPhoto("W2", {1, 2, 3});
     station.addPhoto("X1", jpeg);
-    test::CalibrationText text;
-    test::writeFile(station.inProject("camcalW"), test::pairedCalibration(text));
+    CalibrationText text;
+    writeFile(station.inProject("camcalW"), pairedCalibration(text));
     const ScanPhotos found = findScanPhotos(station.inScan("scan.cl3"));
     const PhotoUse expected[] = {PhotoUse::WithoutAngles, PhotoUse::BrokenCalibration,
                                  PhotoUse::Used, PhotoUse::BrokenPhoto, PhotoUse::WithoutCamera};
@@ -35,25 +35,24 @@ TEST(ScanPhotos, NamesTheFileAtFault) {
     const PhotoStation station;
     EXPECT_TRUE(findScanPhotos(station.inScan("scan.cl3")).photos.empty());
     EXPECT_TRUE(findScanPhotos("").culprit.empty());
-    station.addPhoto("a", test::jpegBytes(64, 48, test::grey(5)));
-    test::writeFile(station.inProject("camcal"), "too short");
+    station.addPhoto("a", jpegBytes(64, 48, grey(5)));
+    writeFile(station.inProject("camcal"), "too short");
     ScanPhotos found = findScanPhotos(station.inScan("scan.cl3"));
     EXPECT_EQ(found.photos.at(0).use, PhotoUse::BrokenCalibration);
     EXPECT_EQ(found.culprit, station.inScan("a.jpg"));
-    test::writeFile(station.inScan("a.cmr"), "nothing");
-    test::writeFile(station.inScan("a.ext"), "");
+    writeFile(station.inScan("a.cmr"), "nothing");
+    writeFile(station.inScan("a.ext"), "");
     found = findScanPhotos(station.inScan("scan.cl3"));
     EXPECT_EQ(found.stationKind, 2);
     EXPECT_EQ(found.culprit, station.inScan("a.cmr"));
 }
 
 TEST(ScanPhotos, DecodingTellsWhichPixelsAreDamaged) {
-    const test::ClassicStation station;
-    test::Bytes jpeg = test::jpegBytes(256, 256, [](int column, int row) {
-        return test::grey(128 + ((column * 7 + row * 13) & 63));
-    });
+    const ClassicStation station;
+    Bytes jpeg = jpegBytes(
+        256, 256, [](int column, int row) { return grey(128 + ((column * 7 + row * 13) & 63)); });
     station.addPhoto("a", jpeg);
-    test::writeFile(station.inScan("lonely.jpg"), jpeg);
+    writeFile(station.inScan("lonely.jpg"), jpeg);
     jpeg.resize(jpeg.size() / 2);
     station.addPhoto("b", jpeg);
     const std::string scan = station.inScan("scan.cl3");

@@ -14,9 +14,7 @@
 namespace brisko {
 namespace {
 
-using test::Bytes;
-using test::ByteWriter;
-using test::PhotoStation;
+using namespace test;
 
 std::vector<std::string> photoNames(const StationFiles& files) {
     std::vector<std::string> names;
@@ -28,11 +26,11 @@ std::vector<std::string> photoNames(const StationFiles& files) {
 TEST(StationFiles, NamesMatchInTwoSpellingsAndInOrder) {
     const PhotoStation station;
     for (const char* const name : {"b.jpg", "A.JPG", "c.jpg.old", "d.Jpg", "e.png", "\xFF.jpg"})
-        test::writeFile(station.inScan(name), "");
+        writeFile(station.inScan(name), "");
     std::filesystem::create_directory(station.inScan("folder.jpg"));
     for (const char* const name :
          {"x_ncamcal_camcalT", "CAMCALT1", "camcalW", "camcal.2", "CAMCAL"})
-        test::writeFile(station.inProject(name), "");
+        writeFile(station.inProject(name), "");
     const StationFiles files = findStationFiles(station.scanFolder());
     EXPECT_EQ(photoNames(files), (std::vector<std::string>{"A.JPG", "b.jpg", "c.jpg.old"}));
     EXPECT_EQ(files.kind, StationKind::Turned);
@@ -62,7 +60,7 @@ TEST(StationFiles, TheCameraStepIsOneExactLine) {
     };
     for (const auto& [text, step] : cases) {
         const PhotoStation station;
-        test::writeFile(station.inScan("my_camera_cfg.txt"), text);
+        writeFile(station.inScan("my_camera_cfg.txt"), text);
         EXPECT_EQ(findStationFiles(station.scanFolder()).cameraStep, step) << text;
     }
 }
@@ -75,12 +73,12 @@ TEST(StationFiles, AnOffsetFileMakesTheKindAndItsLineTheStep) {
     } cases[] = {{"", false, 60}, {"\n", true, 30}, {"12 3\n", true, 30}};
     for (const auto& [text, hasLine, step] : cases) {
         const PhotoStation station;
-        test::writeFile(station.inScan("a.jpg"), "");
-        test::writeFile(station.inScan("a.cmr"), "");
-        test::writeFile(station.inScan("a.ext"), "");
+        writeFile(station.inScan("a.jpg"), "");
+        writeFile(station.inScan("a.cmr"), "");
+        writeFile(station.inScan("a.ext"), "");
         EXPECT_EQ(findStationFiles(station.scanFolder()).kind, StationKind::PerPhoto);
-        test::writeFile(station.inScan("camera_cfg"), "WCAMSTEP=60STEP\n");
-        test::writeFile(station.inProject("x.ofs"), text);
+        writeFile(station.inScan("camera_cfg"), "WCAMSTEP=60STEP\n");
+        writeFile(station.inProject("x.ofs"), text);
         const StationFiles files = findStationFiles(station.scanFolder());
         EXPECT_EQ(files.kind, StationKind::WithOffset);
         EXPECT_EQ(files.hasOffsetLine, hasLine);
@@ -90,23 +88,23 @@ TEST(StationFiles, AnOffsetFileMakesTheKindAndItsLineTheStep) {
 
 TEST(StationFiles, WhichPhotosAreTakenDependsOnTheKind) {
     const PhotoStation station;
-    test::writeFile(station.inScan("a.jpg"), "");
-    test::writeFile(station.inScan("b.jpg"), "");
-    test::writeFile(station.inScan("b.ang"), "");
+    writeFile(station.inScan("a.jpg"), "");
+    writeFile(station.inScan("b.jpg"), "");
+    writeFile(station.inScan("b.ang"), "");
     StationFiles files = findStationFiles(station.scanFolder());
     EXPECT_FALSE(files.takes(files.photos[0]));
     EXPECT_TRUE(files.takes(files.photos[1]));
-    test::writeFile(station.inScan("a.cmr"), "");
-    test::writeFile(station.inScan("a.ext"), "");
+    writeFile(station.inScan("a.cmr"), "");
+    writeFile(station.inScan("a.ext"), "");
     files = findStationFiles(station.scanFolder());
     EXPECT_TRUE(files.takes(files.photos[0]));
     EXPECT_FALSE(files.takes(files.photos[1]));
 }
 
 TEST(CalibrationFiles, FieldsStandWhereTheLayoutsSay) {
-    const test::TempFolder folder;
+    const TempFolder folder;
     const std::string path = folder / "file";
-    test::CalibrationText text;
+    CalibrationText text;
     text.f = 21;
     text.x0 = 5.5;
     text.y0 = 7.5;
@@ -120,10 +118,9 @@ TEST(CalibrationFiles, FieldsStandWhereTheLayoutsSay) {
         text.coefficients.assign(count, 0.25);
         for (const auto layout :
              {CalibrationLayout::Classic, CalibrationLayout::Paired, CalibrationLayout::Newer}) {
-            test::writeFile(path,
-                            layout == CalibrationLayout::Classic  ? test::classicCalibration(text)
-                            : layout == CalibrationLayout::Paired ? test::pairedCalibration(text)
-                                                                  : test::newerCalibration(text));
+            writeFile(path, layout == CalibrationLayout::Classic  ? classicCalibration(text)
+                            : layout == CalibrationLayout::Paired ? pairedCalibration(text)
+                                                                  : newerCalibration(text));
             const Calibration read = readCalibration(path, layout);
             EXPECT_EQ(read.camera.principalDistance, 21.0 / 1000);
             EXPECT_EQ(read.camera.principalY, 7.5 / 1000);
@@ -142,21 +139,21 @@ TEST(CalibrationFiles, FieldsStandWhereTheLayoutsSay) {
 }
 
 TEST(CalibrationFiles, AngleFilesCountHalfATurn) {
-    const test::TempFolder folder;
-    test::writeFile(folder / "a", ByteWriter().i32(2147483647).i32(-1073741824));
+    const TempFolder folder;
+    writeFile(folder / "a", ByteWriter().i32(2147483647).i32(-1073741824));
     const HeadAngles angles = readHeadAngles(folder / "a");
     EXPECT_DOUBLE_EQ(angles.horizontal, std::numbers::pi);
     EXPECT_NEAR(angles.tilt, -std::numbers::pi / 2, 1e-9);
-    test::writeFile(folder / "k", ByteWriter().i32(5).i32(-7));
+    writeFile(folder / "k", ByteWriter().i32(5).i32(-7));
     EXPECT_EQ(readStationRecord(folder / "k", 3), (StationRecord{5, -7, 0}));
 }
 
 TEST(CalibrationFiles, ShortAndAbsurdFilesLeaveZeros) {
-    const test::TempFolder folder;
+    const TempFolder folder;
     const std::string path = folder / "file";
-    const Bytes whole = test::newerCalibration({});
+    const Bytes whole = newerCalibration({});
     for (std::size_t length = 0; length < whole.size(); ++length) {
-        test::writeFile(path, Bytes(whole.begin(), whole.begin() + static_cast<long>(length)));
+        writeFile(path, cutTo(whole, length));
         const Calibration read = readCalibration(path, CalibrationLayout::Newer);
         EXPECT_EQ(read.camera.principalDistance, length < 8 ? 0 : 10.0 / 1000);
         EXPECT_EQ(read.camera.pitchX, length < 40 ? 0 : 0.01 / 1000) << length;
@@ -165,7 +162,7 @@ TEST(CalibrationFiles, ShortAndAbsurdFilesLeaveZeros) {
     for (const std::int32_t count : {-1, INT32_MIN, 11, INT32_MAX}) {
         ByteWriter out;
         out.f64(10).f64(0).f64(0).i32(0).i32(count).f64(0.5);
-        test::writeFile(path, out);
+        writeFile(path, out);
         const Calibration read = readCalibration(path, CalibrationLayout::Paired);
         EXPECT_EQ(read.camera.coefficients[0], count > 0 ? 0.5 : 0);
         EXPECT_EQ(read.camera.pitchX, 0);
@@ -177,17 +174,17 @@ TEST(CalibrationFiles, ShortAndAbsurdFilesLeaveZeros) {
 }
 
 TEST(StationText, NumbersHaveADecimalPointInEveryLocale) {
-    const test::CommaLocale locale;
-    const test::TempFolder folder;
+    const CommaLocale locale;
+    const TempFolder folder;
     const std::string path = folder / "a.cmr";
-    test::writeFile(path, "4.5\n8.25 6.5 -8.5\n1e-3 2e-4 nonsense 7\n");
+    writeFile(path, "4.5\n8.25 6.5 -8.5\n1e-3 2e-4 nonsense 7\n");
     const CameraModel camera = readCameraText(path);
     EXPECT_EQ(camera.pixelSize, 4.5 / 1000);
     EXPECT_EQ(camera.principalDistance, 8.25 / 1000);
     EXPECT_EQ(camera.principalY, -8.5 / 1000);
     EXPECT_EQ(camera.coefficients, (Coefficients{1e-3, 2e-4, 0, 0, 0}));
     for (const char* const text : {"", "\n5\n", "size 5\n", "nan\n", "1e999\n"}) {
-        test::writeFile(path, text);
+        writeFile(path, text);
         EXPECT_THROW(readCameraText(path), FileFailure) << text;
     }
 }
@@ -203,15 +200,15 @@ TEST(CameraRecord, TheTypeComesFromNamesOrPixels) {
     for (const auto& [name, type] : {std::pair("W1", 2), {"T1", 1}, {"X1", -1}, {"w1", -1}}) {
         const PhotoStation station;
         station.addPhoto(name, {});
-        test::writeFile(station.inProject("camcalW"), test::pairedCalibration({}));
-        test::writeFile(station.inProject("camcalT"), test::pairedCalibration({}));
+        writeFile(station.inProject("camcalW"), pairedCalibration({}));
+        writeFile(station.inProject("camcalT"), pairedCalibration({}));
         EXPECT_EQ(cameraTypeOf(station), type) << name;
     }
     for (const auto& [size, type] : {std::pair("4.9", 2), {"5", 0}, {"20", 0}, {"20.1", 1}}) {
         const PhotoStation station;
-        test::writeFile(station.inScan("a.jpg"), "");
-        test::writeFile(station.inScan("a.cmr"), size);
-        test::writeFile(station.inScan("a.ext"), "");
+        writeFile(station.inScan("a.jpg"), "");
+        writeFile(station.inScan("a.cmr"), size);
+        writeFile(station.inScan("a.ext"), "");
         EXPECT_EQ(cameraTypeOf(station), type) << size;
     }
 }
@@ -220,11 +217,11 @@ TEST(CameraRecord, AMissingCalibrationIsAFailure) {
     const PhotoStation station;
     station.addPhoto("W1", {});
     EXPECT_THROW(cameraTypeOf(station), FileFailure) << "no calibration at all";
-    test::writeFile(station.inProject("camcal"), test::classicCalibration({}));
+    writeFile(station.inProject("camcal"), classicCalibration({}));
     EXPECT_EQ(cameraTypeOf(station), 0);
-    test::writeFile(station.inProject("ncamcal"), test::newerCalibration({}));
+    writeFile(station.inProject("ncamcal"), newerCalibration({}));
     EXPECT_EQ(cameraTypeOf(station), 0);
-    test::writeFile(station.inProject("camcalT"), test::pairedCalibration({}));
+    writeFile(station.inProject("camcalT"), pairedCalibration({}));
     EXPECT_THROW(cameraTypeOf(station), FileFailure) << "the other camera's is there";
 }
 

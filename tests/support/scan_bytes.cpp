@@ -1,5 +1,7 @@
 #include "support/scan_bytes.h"
 
+#include <brisko_codec/compressed_lines.h>
+
 #include <algorithm>
 #include <cstring>
 
@@ -102,6 +104,15 @@ Bytes clrRecords(const std::vector<ClrRecord>& records) {
     for (const ClrRecord& r : records)
         out.i32(r.x).i32(r.y).i32(r.z).i32(r.fourth).i32(r.intensity);
     return out;
+}
+
+Bytes compressedLine(const std::vector<ClrRecord>& records) {
+    std::vector<RawRecord> line;
+    for (const ClrRecord& r : records)
+        line.push_back({r.x, r.y, r.z, r.fourth, r.intensity});
+    Bytes bytes;
+    encodeCompressedLine(line.data(), line.size(), bytes);
+    return bytes;
 }
 
 }  // namespace brisko::test

@@ -57,5 +57,7 @@ struct ClrRecord {
 Bytes clrHeader(std::int32_t columns, std::int32_t rows, std::uint32_t pointFormat,
                 std::uint32_t blockCount);
 Bytes clrRecords(const std::vector<ClrRecord>& records);
+/// The pieces of a compressed scan line, as the library encodes it.
+Bytes compressedLine(const std::vector<ClrRecord>& records);
 
 }  // namespace brisko::test

@@ -28,6 +28,11 @@ private:
     std::filesystem::path m_path;
 };
 
+/// The first bytes of a file.
+inline Bytes cutTo(const Bytes& bytes, std::size_t size) {
+    return Bytes(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size));
+}
+
 void writeFile(const std::string& path, const Bytes& bytes);
 void writeFile(const std::string& path, std::string_view text);
 Bytes readFile(const std::string& path);

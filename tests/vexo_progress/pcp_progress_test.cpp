@@ -8,7 +8,7 @@
 namespace brisko::vexo {
 namespace {
 
-using test::printedBy;
+using namespace test;
 
 TEST(PcpProgress, EveryNewProcessNumberStartsAProgress) {
     RecordedTracker host;

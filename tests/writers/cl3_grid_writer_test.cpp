@@ -2,7 +2,6 @@
 
 #include "support/file_size_limit.h"
 #include "support/read_points.h"
-#include "support/scan_bytes.h"
 #include "writers/ij_index.h"
 
 #include <gtest/gtest.h>
@@ -13,9 +12,7 @@
 namespace brisko {
 namespace {
 
-using test::Bytes;
-using test::TempFolder;
-using test::TestPoint;
+using namespace test;
 
 struct Grid : GridFileHeader {
     Grid(std::size_t c, std::size_t r) : columns(c), rows(r) {}
@@ -41,7 +38,7 @@ std::vector<TestPoint> written(std::size_t columns, std::size_t rows, const Fill
     fill(writer);
     EXPECT_TRUE(writer.Close());
     EXPECT_FALSE(writer.HasWriteError());
-    return test::readScan<CL3GridCodec>(path);
+    return readScan<CL3GridCodec>(path);
 }
 
 TEST(CL3GridWriter, WritesThreeFilesAsPinned) {
@@ -58,29 +55,27 @@ TEST(CL3GridWriter, WritesThreeFilesAsPinned) {
     EXPECT_TRUE(writer.Close());
 
     const std::string zeros(2 * (32 - 7 + 46), '0');
-    EXPECT_EQ(test::toHex(test::readFile(path)),
-              test::toHex(test::fromHex(
-                  "434c335f302e37" + zeros + "00000000 00000000" +
-                  "00000000 00000000 0000b442 0000b442"  // 0 to 90 degrees
-                  "00003442 0000f041"                    // steps of 45 and 30
-                  "01000000 01"
-                  "02000000 00"
-                  "00000000000010c0 0000000000002040 0000000000003040 0000803f 000000"
-                  "000000000000f03f 00000000000004c0 9a9999999999b93f 00f0f944 0a141e")));
+    EXPECT_EQ(toHex(readFile(path)),
+              toHex(fromHex("434c335f302e37" + zeros + "00000000 00000000" +
+                            "00000000 00000000 0000b442 0000b442"  // 0 to 90 degrees
+                            "00003442 0000f041"                    // steps of 45 and 30
+                            "01000000 01"
+                            "02000000 00"
+                            "00000000000010c0 0000000000002040 0000000000003040 0000803f 000000"
+                            "000000000000f03f 00000000000004c0 9a9999999999b93f 00f0f944 0a141e")));
 
-    const Bytes index = test::readFile(folder / "scan.ij");
+    const Bytes index = readFile(folder / "scan.ij");
     ASSERT_EQ(index.size(), 48U + 262'156);
-    EXPECT_EQ(test::toHex(Bytes(index.begin(), index.begin() + 60)),
-              test::toHex(test::fromHex("434c335f494a5f302e32" + std::string(44, '0') +
-                                        "01000000 02000000 03000000 00010000"
-                                        "00000000 00000000 02000000")));
+    EXPECT_EQ(toHex(cutTo(index, 60)), toHex(fromHex("434c335f494a5f302e32" + std::string(44, '0') +
+                                                     "01000000 02000000 03000000 00010000"
+                                                     "00000000 00000000 02000000")));
     // Column 0 row 1 is entry 1, column 1 row 2 is entry 258; all others are empty.
     for (std::size_t entry = 0; entry < 65'536; ++entry) {
         const int expected = entry == 1 ? 1 : entry == 258 ? 2 : 0;
         ASSERT_EQ(index[60 + 4 * entry], expected) << entry;
     }
 
-    EXPECT_EQ(test::readText(folder / "scan.alg"),
+    EXPECT_EQ(readText(folder / "scan.alg"),
               "CL3_ALG_0.1\n"
               "0.000000000000000000 -1.000000000000000000 0.000000000000000000 "
               "10.000000000000000000 //matrix 1\n"
@@ -149,7 +144,7 @@ TEST(CL3GridWriter, TheBoxTakesInDroppedPointsAndNaNsAsTheyCome) {
     writer.WritePoint(1, NAN, 5, 1, 0, 0, 0, 255, 0, 0);
     writer.WritePoint(100, 7, NAN, 1, 0, 0, 0, 255, 0, 999);
     writer.Close();
-    const std::string text = test::readText(folder / "scan.alg");
+    const std::string text = readText(folder / "scan.alg");
     EXPECT_NE(text.find("100.000000000000000000 7.000000000000000000 nan // max area\n"
                         "1.000000000000000000 7.000000000000000000 nan // min area\n"),
               std::string::npos)
@@ -163,8 +158,8 @@ TEST(CL3GridWriter, AllFilesCountTheSameTiles) {
     Grid grid(1000, 300);
     writer.Open(path.c_str(), &grid);
     writer.Close();
-    EXPECT_EQ(test::readFile(folder / "scan.ij").size(), 48U + 8 * 262'156);
-    EXPECT_EQ(test::readFile(path).size(), 115U + 8 * 5);
+    EXPECT_EQ(readFile(folder / "scan.ij").size(), 48U + 8 * 262'156);
+    EXPECT_EQ(readFile(path).size(), 115U + 8 * 5);
     CL3FileHeader header;
     header.Read(path.c_str());
     EXPECT_EQ(header.GetBlockCount(), 8U);
@@ -191,7 +186,7 @@ TEST(CL3GridWriter, SurvivesMisuse) {
     EXPECT_TRUE(folder.names().empty());
     EXPECT_TRUE(writer.Open((folder / "none.cl3").c_str(), nullptr));
     EXPECT_TRUE(writer.Close());
-    EXPECT_TRUE(test::readScan<CL3GridCodec>(folder / "none.cl3").empty());
+    EXPECT_TRUE(readScan<CL3GridCodec>(folder / "none.cl3").empty());
 
     // The scan itself named like a companion: no other file may write into it.
     for (const char* name : {"scan.ij", "scan.alg"}) {
@@ -199,23 +194,23 @@ TEST(CL3GridWriter, SurvivesMisuse) {
         writer.Open((folder / name).c_str(), &grid);
         write(writer, 0, 0);
         EXPECT_TRUE(writer.Close());
-        EXPECT_EQ(test::readFile(folder / name).size(), 115U + 5 + 31) << name;
+        EXPECT_EQ(readFile(folder / name).size(), 115U + 5 + 31) << name;
     }
 }
 
 TEST(CL3GridWriter, KeepsAnOlderAlignmentWhenTheNewOneCannotBeWritten) {
     const TempFolder folder;
-    test::writeFile(folder / "scan.alg", "the user's registration");
+    writeFile(folder / "scan.alg", "the user's registration");
     CL3IJWriterGridCodec writer;
     Grid grid(1, 1);
     {
-        const test::FileSizeLimit limit(100);
+        const FileSizeLimit limit(100);
         writer.Open((folder / "scan.cl3").c_str(), &grid);
         write(writer, 0, 0);
         EXPECT_TRUE(writer.Close());
     }
     EXPECT_TRUE(writer.HasWriteError());
-    EXPECT_EQ(test::readText(folder / "scan.alg"), "the user's registration");
+    EXPECT_EQ(readText(folder / "scan.alg"), "the user's registration");
 }
 
 TEST(CL3GridWriter, OnAFullDiskScanAndIndexStillAgree) {
@@ -227,7 +222,7 @@ TEST(CL3GridWriter, OnAFullDiskScanAndIndexStillAgree) {
         {
             Grid grid(600, 256);
             writer.Open(path.c_str(), &grid);
-            const test::FileSizeLimit full(std::max<std::uint64_t>(limit, 1));
+            const FileSizeLimit full(std::max<std::uint64_t>(limit, 1));
             for (std::uint32_t column = 0; column < 600; ++column) {
                 for (std::uint32_t row = 0; row < 256; ++row)
                     write(writer, column, row, column * 256 + row + 1);
@@ -236,7 +231,7 @@ TEST(CL3GridWriter, OnAFullDiskScanAndIndexStillAgree) {
         }
         EXPECT_TRUE(writer.HasWriteError());
         // Nothing comes out that was not written, and every point is in its own cell.
-        for (const TestPoint& p : test::readScan<CL3GridCodec>(path)) {
+        for (const TestPoint& p : readScan<CL3GridCodec>(path)) {
             ASSERT_EQ(p.x, p.column * 256 + p.row + 1);
         }
     }

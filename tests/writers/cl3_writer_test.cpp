@@ -2,7 +2,6 @@
 
 #include "support/file_size_limit.h"
 #include "support/read_points.h"
-#include "support/scan_bytes.h"
 
 #include <gtest/gtest.h>
 
@@ -12,8 +11,7 @@
 namespace brisko {
 namespace {
 
-using test::Bytes;
-using test::TempFolder;
+using namespace test;
 
 std::uint32_t u32At(const Bytes& bytes, std::size_t at) {
     std::uint32_t value = 0;
@@ -31,14 +29,14 @@ TEST(CL3Writer, WritesAFileAsPinned) {
     EXPECT_TRUE(writer.Close());
     EXPECT_FALSE(writer.HasWriteError());
     const std::string zeros(2 * (32 - 7 + 46), '0');
-    EXPECT_EQ(test::readFile(path),
-              test::fromHex("434c335f302e37" + zeros +
-                            "00000000 00000000"                    // conditions
-                            "00000000 00000000 00000000 00000000"  // angles
-                            "0000803f 0000803f 01000000 01"        // steps of 1
-                            "02000000 00"                          // the block
-                            "000000000000f03f 00000000000004c0 9a9999999999b93f 00f0f944 0a141e"
-                            "0000000000000000 0000000000000000 0000000000000000 00000000 010203"));
+    EXPECT_EQ(readFile(path),
+              fromHex("434c335f302e37" + zeros +
+                      "00000000 00000000"                    // conditions
+                      "00000000 00000000 00000000 00000000"  // angles
+                      "0000803f 0000803f 01000000 01"        // steps of 1
+                      "02000000 00"                          // the block
+                      "000000000000f03f 00000000000004c0 9a9999999999b93f 00f0f944 0a141e"
+                      "0000000000000000 0000000000000000 0000000000000000 00000000 010203"));
 }
 
 TEST(CL3Writer, CutsBlocksAtAMillionPoints) {
@@ -62,7 +60,7 @@ TEST(CL3Writer, CutsBlocksAtAMillionPoints) {
         for (std::size_t i = 0; i < c.points; ++i)
             writer.WritePoint(static_cast<double>(i), 0, 0, 1, 0, 0, 0, 255);
         EXPECT_TRUE(writer.Close());
-        const Bytes bytes = test::readFile(path);
+        const Bytes bytes = readFile(path);
         EXPECT_EQ(u32At(bytes, 110), c.blockCount);
         std::size_t at = 115;
         for (const std::uint32_t count : c.blocks) {
@@ -70,8 +68,7 @@ TEST(CL3Writer, CutsBlocksAtAMillionPoints) {
             at += 5 + std::size_t{31} * count;
         }
         EXPECT_EQ(bytes.size(), at);
-        EXPECT_EQ(test::openScan<CL3Codec>(path)->GetPointCount(),
-                  static_cast<std::int64_t>(c.points));
+        EXPECT_EQ(openScan<CL3Codec>(path)->GetPointCount(), static_cast<std::int64_t>(c.points));
     }
 }
 
@@ -101,7 +98,7 @@ TEST(CL3Writer, AbandonedLeavesTheLastBlockUncounted) {
         writer.Open((folder / "scan.cl3").c_str(), nullptr);
         writer.WritePoint(1, 2, 3, 4, 0, 0, 0, 255);
     }
-    const Bytes bytes = test::readFile(folder / "scan.cl3");
+    const Bytes bytes = readFile(folder / "scan.cl3");
     EXPECT_EQ(bytes.size(), 115U + 5 + 31);
     EXPECT_EQ(u32At(bytes, 110), 1U);
     EXPECT_EQ(u32At(bytes, 115), 0U);
@@ -122,7 +119,7 @@ TEST(CL3Writer, SurvivesMisuse) {
     ASSERT_TRUE(writer.Open((folder / "first.cl3").c_str(), nullptr));
     writer.WritePoint(1, 2, 3, 4, 0, 0, 0, 255);
     ASSERT_TRUE(writer.Open(path.c_str(), nullptr));  // completes the first
-    EXPECT_EQ(test::readScan<CL3Codec>(folder / "first.cl3").size(), 1U);
+    EXPECT_EQ(readScan<CL3Codec>(folder / "first.cl3").size(), 1U);
 
     CL3WriterCodec copy(writer);
     copy.WritePoint(5, 6, 7, 8, 0, 0, 0, 255);
@@ -130,7 +127,7 @@ TEST(CL3Writer, SurvivesMisuse) {
     EXPECT_TRUE(copy.Close());
     EXPECT_FALSE(writer.Close());
     writer.WritePoint(1, 1, 1, 1, 0, 0, 0, 255);
-    EXPECT_EQ(test::readScan<CL3Codec>(path).size(), 2U);
+    EXPECT_EQ(readScan<CL3Codec>(path).size(), 2U);
 }
 
 TEST(CL3Writer, OnAFullDiskCountsWhatIsThere) {
@@ -138,7 +135,7 @@ TEST(CL3Writer, OnAFullDiskCountsWhatIsThere) {
     const std::string path = folder / "scan.cl3";
     CL3WriterCodec writer;
     {
-        const test::FileSizeLimit limit(115 + 5 + 31 * 20'000 + 17);
+        const FileSizeLimit limit(115 + 5 + 31 * 20'000 + 17);
         ASSERT_TRUE(writer.Open(path.c_str(), nullptr));
         for (int i = 0; i < 50'000; ++i)
             writer.WritePoint(i + 1, 0, 0, 1, 0, 0, 0, 255);
@@ -148,7 +145,7 @@ TEST(CL3Writer, OnAFullDiskCountsWhatIsThere) {
         writer.WritePoint(-1, 0, 0, 1, 0, 0, 0, 255);
     EXPECT_TRUE(writer.Close());
     EXPECT_TRUE(writer.HasWriteError());
-    const auto points = test::readScan<CL3Codec>(path);
+    const auto points = readScan<CL3Codec>(path);
     ASSERT_EQ(points.size(), 20'000U);
     EXPECT_EQ(points.back().x, 20'000.0);
 }

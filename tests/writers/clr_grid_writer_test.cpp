@@ -2,7 +2,6 @@
 
 #include "support/file_size_limit.h"
 #include "support/read_points.h"
-#include "support/scan_bytes.h"
 
 #include <gtest/gtest.h>
 
@@ -12,9 +11,7 @@
 namespace brisko {
 namespace {
 
-using test::Bytes;
-using test::ClrRecord;
-using test::TempFolder;
+using namespace test;
 
 CLRFileHeader grid(int columns, int rows) {
     CLRFileHeader header;
@@ -41,10 +38,10 @@ TEST(CLRWriter, WritesAFileAsPinned) {
     records[0] = {12346, -3, 0, 0, 2000};
     records[7] = {20000, 0, 0, 0, 2};  // column 1 is stored bottom-up
     records[11] = {30000, 0, 0, 0, 3};
-    test::ByteWriter expected;
+    ByteWriter expected;
     expected.text("", 80).bytes(Bytes(24)).i32(3).i32(4).u32(1).u32(1).u8(0);
-    expected.bytes(test::clrRecords(records));
-    EXPECT_EQ(test::readFile(path), expected.done());
+    expected.bytes(clrRecords(records));
+    EXPECT_EQ(readFile(path), expected.done());
 }
 
 TEST(CLRWriter, TheFileHoldsTheGridAndColumnsBeyondIt) {
@@ -76,8 +73,8 @@ TEST(CLRWriter, TheFileHoldsTheGridAndColumnsBeyondIt) {
             write(writer, column, row);
         EXPECT_TRUE(writer.Close());
         const std::size_t rows = static_cast<std::size_t>(std::max(c.rows, 0));
-        EXPECT_EQ(test::readFile(path).size(), 121 + 20 * c.columnsOnDisk * rows) << c.what;
-        EXPECT_EQ(test::readScan<CLRGridCodec>(path).size(), c.pointsRead) << c.what;
+        EXPECT_EQ(readFile(path).size(), 121 + 20 * c.columnsOnDisk * rows) << c.what;
+        EXPECT_EQ(readScan<CLRGridCodec>(path).size(), c.pointsRead) << c.what;
     }
 }
 
@@ -94,7 +91,7 @@ TEST(CLRWriter, LeavesCellsEmptyForWhatARecordCannotHold) {
     writer.WritePoint(1, 1, 1, NAN, 0, 0, 0, 255, 0, 2);
     write(writer, 0, 3, 1e9);  // saturates
     writer.Close();
-    const auto points = test::readScan<CLRGridCodec>(path);
+    const auto points = readScan<CLRGridCodec>(path);
     ASSERT_EQ(points.size(), 2U);
     EXPECT_EQ(points[0].x, 5);
     EXPECT_EQ(points[1].x, 214748.3647);
@@ -114,14 +111,14 @@ TEST(CLRWriter, SurvivesMisuseAndFullDisks) {
     const std::string path = folder / "scan.clr";
     CLRFileHeader header = grid(100'000, 1000);
     {
-        const test::FileSizeLimit limit(1 << 20);
+        const FileSizeLimit limit(1 << 20);
         writer.Open(path.c_str(), &header);
         write(writer, 90'000, 0);
         EXPECT_TRUE(writer.Close());
         EXPECT_TRUE(writer.HasWriteError());
     }
-    EXPECT_EQ(test::readFile(path).size(), 1U << 20);
-    EXPECT_TRUE(test::readScan<CLRGridCodec>(path).empty());
+    EXPECT_EQ(readFile(path).size(), 1U << 20);
+    EXPECT_TRUE(readScan<CLRGridCodec>(path).empty());
 }
 
 TEST(Writers, StartWithTheIdentityAndTheFullScale) {

@@ -1,5 +1,6 @@
 #include "commands.h"
 #include "common/json_number.h"
+#include "common/json_text.h"
 #include "scan/scan_input.h"
 #include "scan/scan_layout.h"
 
@@ -8,7 +9,6 @@
 #include <charconv>
 #include <iostream>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <string>
 
 namespace brisko::tool {
@@ -89,7 +89,7 @@ void printJson(const Line& line, bool isPoint, const CellPoint& p) {
                            {"row", line.row},
                            {"frame", line.scannerFrame ? "scanner" : "aligned"},
                            {"point", point}};
-    std::cout << document.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
+    printDocument(document);
 }
 
 ExitCode run(const Line& line) {

@@ -1,5 +1,6 @@
 #include "check/scan_check.h"
 #include "commands.h"
+#include "common/json_text.h"
 #include "common/message.h"
 #include "scan/photo_report.h"
 
@@ -83,9 +84,7 @@ ExitCode run(const Line& line, ProgressStyle style) {
         }
     }
     if (line.json) {
-        const nlohmann::ordered_json document = {{"schema", kSchema}, {"scans", scans}};
-        std::cout << document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
-                  << "\n";
+        printDocument({{"schema", kSchema}, {"scans", scans}});
     }
     return code;
 }

@@ -1,9 +1,6 @@
-#include "check/point_check.h"
+#include "check/native_scan_check.h"
 #include "check/tile_check.h"
-#include "common/message.h"
-#include "scan/byte_stream.h"
 #include "scan/cl3_record.h"
-#include "scan/header_file.h"
 #include "scan/native_layout.h"
 
 #include <algorithm>
@@ -15,12 +12,9 @@ namespace brisko::tool {
 namespace {
 
 /// Goes through blocks and tiles in step: the k-th tile describes the k-th block.
-class CL3Check {
+class CL3Check : private NativeScanCheck<CL3FileHeader> {
 public:
-    CL3Check(ScanCheck& check, ProgressStyle style)
-        : m_check(check), m_stream(check.path), m_style(style) {
-        readHeader(m_header, check.path);
-    }
+    using NativeScanCheck::NativeScanCheck;
 
     void run() {
         if (!checkHeader()) return;
@@ -29,34 +23,21 @@ public:
         if (std::filesystem::exists(indexPath, ignored)) {
             m_tiles = std::make_unique<TileCheck>(m_check, indexPath);
         }
-        m_progress.emplace(m_style, "check", m_stream.size() + (m_tiles ? m_tiles->size() : 0),
-                           "bytes");
-        m_points.emplace(m_check, m_header);
-        m_stream.seek(cl3::kHeader);
+        beginBlocks(cl3::kHeader, m_tiles ? m_tiles->size() : 0);
         walkBlocks();
         while (m_tiles && m_tiles->next()) {
             if (m_whole) m_tiles->compareWithoutBlock();
             showProgress();
         }
-        m_points->finish();
-        checkAlignmentFile(m_check);
+        finish();
     }
 
 private:
-    void add(const char* kind, std::optional<std::uint64_t> block, std::uint64_t offset,
-             const std::string& text) {
-        m_check.findings.add({kind, m_check.path, block, offset, text});
-    }
-
     bool checkHeader() {
-        if (m_stream.size() < cl3::kHeader) {
-            add("header", {}, m_stream.size(), "the file ends inside its header");
-            return false;
-        }
+        if (!hasWholeHeader(cl3::kHeader)) return false;
         const unsigned format = m_header.GetPointFormat();
         if (format >= std::size(cl3::kRecordSizes)) {
-            add("header", {}, cl3::kHeader - 1,
-                "point format " + std::to_string(format) + " is not one of CL3 (0 or 1)");
+            addUnknownFormat(cl3::kHeader - 1, "CL3 (0 or 1)");
             return false;
         }
         m_recordSize = cl3::kRecordSizes[format];
@@ -77,9 +58,7 @@ private:
         const std::uint8_t* const header = m_stream.take(cl3::kBlockHeader);
         if (!header) {
             m_whole = false;
-            add("block", block, begin,
-                "the file ends in front of it; the header announces " +
-                    countOf(m_header.GetBlockCount(), "block"));
+            addMissingBlock(block, begin);
             return;
         }
         const std::uint32_t announced = u32(header);
@@ -126,16 +105,8 @@ private:
         m_progress->advanceTo(m_stream.offset() + (m_tiles ? m_tiles->offset() : 0));
     }
 
-    static constexpr std::uint64_t kShowEvery = 1 << 14;  // records
-
-    ScanCheck& m_check;
-    ByteStream m_stream;
-    ProgressStyle m_style;
-    CL3FileHeader m_header;
     std::uint64_t m_recordSize = 0;
     std::unique_ptr<TileCheck> m_tiles;
-    std::optional<Progress> m_progress;
-    std::optional<PointCheck> m_points;
     bool m_whole = true;  // no block was cut so far
 };
 

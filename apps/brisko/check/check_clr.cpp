@@ -1,8 +1,5 @@
-#include "check/point_check.h"
-#include "common/message.h"
-#include "scan/byte_stream.h"
+#include "check/native_scan_check.h"
 #include "scan/clr_cells.h"
-#include "scan/header_file.h"
 #include "scan/native_layout.h"
 
 #include <algorithm>
@@ -12,18 +9,13 @@ namespace brisko::tool {
 namespace {
 
 /// Goes through the blocks of a raw scan, record by record or piece by piece.
-class CLRCheck {
+class CLRCheck : private NativeScanCheck<CLRFileHeader> {
 public:
-    CLRCheck(ScanCheck& check, ProgressStyle style)
-        : m_check(check), m_stream(check.path), m_style(style) {
-        readHeader(m_header, check.path);
-    }
+    using NativeScanCheck::NativeScanCheck;
 
     void run() {
         if (!checkHeader()) return;
-        m_progress.emplace(m_style, "check", m_stream.size(), "bytes");
-        m_points.emplace(m_check, m_header);
-        m_stream.seek(clr::kHeader);
+        beginBlocks(clr::kHeader, 0);
         const bool compressed = clr::isCompressed(m_header, m_stream.size());
         const std::uint32_t blocks = m_header.GetBlockCount();
         bool more = true;
@@ -35,25 +27,14 @@ public:
             m_check.notes.push_back(countOf(m_stream.left(), "byte") + " behind the last of " +
                                     countOf(blocks, "announced block"));
         }
-        m_points->finish();
-        checkAlignmentFile(m_check);
+        finish();
     }
 
 private:
-    void add(const char* kind, std::optional<std::uint64_t> block, std::uint64_t offset,
-             const std::string& text) {
-        m_check.findings.add({kind, m_check.path, block, offset, text});
-    }
-
     bool checkHeader() {
-        if (m_stream.size() < clr::kHeader) {
-            add("header", {}, m_stream.size(), "the file ends inside its header");
-            return false;
-        }
-        const unsigned format = m_header.GetPointFormat();
-        if (format > 3) {
-            add("header", {}, 112,
-                "point format " + std::to_string(format) + " is not one of CLR (0 to 3)");
+        if (!hasWholeHeader(clr::kHeader)) return false;
+        if (m_header.GetPointFormat() > 3) {
+            addUnknownFormat(112, "CLR (0 to 3)");
             return false;
         }
         constexpr std::size_t kMost = 0x7fffffff;
@@ -67,9 +48,7 @@ private:
 
     bool checkFlag(std::uint64_t block) {
         if (m_stream.take(clr::kBlockFlag)) return true;
-        add("block", block, m_stream.offset(),
-            "the file ends in front of it; the header announces " +
-                countOf(m_header.GetBlockCount(), "block"));
+        addMissingBlock(block, m_stream.offset());
         return false;
     }
 
@@ -121,15 +100,7 @@ private:
         if (record.intensity > 0) m_points->add(pointOf(record), block, number, offset);
     }
 
-    static constexpr std::uint64_t kShowEvery = 1 << 14;  // records
-
-    ScanCheck& m_check;
-    ByteStream m_stream;
-    ProgressStyle m_style;
-    CLRFileHeader m_header;
     Piece m_piece;
-    std::optional<Progress> m_progress;
-    std::optional<PointCheck> m_points;
 };
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "commands.h"
 #include "common/input_file.h"
 #include "common/json_number.h"
+#include "common/json_text.h"
 #include "common/message.h"
 #include "convert/convert_options.h"
 #include "scan/photo_report.h"
@@ -96,8 +97,7 @@ void printJson(const ConvertOptions& options, const ScanPhotos& photos,
         document["grid"] = {{"columns", result.columns}, {"rows", result.rows}};
     }
     if (result.points > 0) document["share"] = jsonNumber(share(result));
-    std::cout << document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
-              << "\n";
+    printDocument(document);
 }
 
 ExitCode run(const Line& line, const ConvertOptions& options) {

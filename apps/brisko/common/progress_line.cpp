@@ -1,9 +1,10 @@
 #include "common/progress_line.h"
 
+#include "common/json_text.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <nlohmann/json.hpp>
 
 namespace brisko::tool {
 namespace {
@@ -110,7 +111,7 @@ std::string jsonLine(const ProgressState& state) {
     if (state.total > 0) line["total"] = state.total;
     line["seconds"] = std::round(state.seconds * 1000) / 1000;
     line["finished"] = state.finished;
-    return line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    return jsonText(line, -1);
 }
 
 }  // namespace brisko::tool

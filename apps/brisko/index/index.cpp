@@ -1,4 +1,5 @@
 #include "commands.h"
+#include "common/json_text.h"
 #include "common/message.h"
 #include "index/job.h"
 
@@ -6,7 +7,6 @@
 #include <cstdio>
 #include <iostream>
 #include <memory>
-#include <nlohmann/json.hpp>
 
 namespace brisko::tool {
 namespace {
@@ -103,9 +103,7 @@ private:
         nlohmann::ordered_json inputs = nlohmann::ordered_json::array();
         for (std::size_t i = 0; i < m_tasks.size(); ++i)
             inputs.push_back(inputJson(i));
-        const nlohmann::ordered_json document = {{"schema", kSchema}, {"inputs", inputs}};
-        std::cout << document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
-                  << "\n";
+        printDocument({{"schema", kSchema}, {"inputs", inputs}});
     }
 
     nlohmann::ordered_json inputJson(std::size_t i) const {

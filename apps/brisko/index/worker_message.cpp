@@ -1,10 +1,10 @@
 #include "index/worker_message.h"
 
-#include <nlohmann/json.hpp>
+#include "common/json_text.h"
 
 namespace brisko::tool {
 
-using Json = nlohmann::json;
+using Json = nlohmann::ordered_json;
 
 std::string encodeMessage(const WorkerMessage& message) {
     Json json = {{"share", message.share}, {"stage", message.stage}};
@@ -18,7 +18,7 @@ std::string encodeMessage(const WorkerMessage& message) {
                            {"rows", outcome.rows},
                            {"bytes", outcome.bytes}};
     }
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+    return jsonText(json, -1) + "\n";
 }
 
 std::optional<WorkerMessage> decodeMessage(const std::string& line) {

@@ -1,4 +1,5 @@
 #include "commands.h"
+#include "common/json_text.h"
 #include "info/report_output.h"
 
 #include <cstdio>
@@ -27,7 +28,7 @@ public:
             throwIfInterrupted();
             tell(file);
         }
-        if (m_line.json) printJson();
+        if (m_line.json) printDocument({{"schema", kSchema}, {"scans", m_reports}});
         if (m_failures == 0) return ExitCode::Done;
         return m_failures == m_line.files.size() ? m_code : ExitCode::SomeFailed;
     }
@@ -58,13 +59,6 @@ private:
         } else {
             std::cout << reportText(report);
         }
-    }
-
-    void printJson() const {
-        const nlohmann::ordered_json document = {{"schema", kSchema}, {"scans", m_reports}};
-        // Header texts may hold anything; what is not UTF-8 is replaced.
-        std::cout << document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
-                  << "\n";
     }
 
     const Line& m_line;

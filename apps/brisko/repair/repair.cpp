@@ -1,4 +1,5 @@
 #include "commands.h"
+#include "common/json_text.h"
 #include "common/message.h"
 #include "repair/salvage.h"
 #include "scan/scan_kind.h"
@@ -77,9 +78,7 @@ ExitCode run(const Line& line) {
     const Salvage salvage = scanKind(line.options.input) == ScanKind::CL3 ? repairCL3(line.options)
                                                                           : repairCLR(line.options);
     if (line.json) {
-        std::cout << repairJson(line.options, salvage)
-                         .dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace)
-                  << "\n";
+        printDocument(repairJson(line.options, salvage));
     } else {
         printText(line.options, salvage);
     }

@@ -1,9 +1,5 @@
-#include "common/failure.h"
-#include "common/message.h"
-#include "common/staged_scan.h"
 #include "convert/column_order.h"
 #include "convert/header_angles.h"
-#include "convert/scan_output.h"
 #include "repair/block_walk.h"
 #include "repair/repair_output.h"
 #include "repair/tile_walk.h"
@@ -23,38 +19,22 @@ public:
     explicit CL3Repair(const RepairOptions& options)
         : m_options(options), m_salvage(options.most), m_stream(options.input) {
         readHeader(m_header, options.input);
-        if (m_stream.size() < cl3::kHeader) {
-            throw Failure(ExitCode::Damaged,
-                          options.input +
-                              ": the file ends inside its header; nothing can be told "
-                              "of what it held");
-        }
-        if (m_header.GetPointFormat() >= std::size(cl3::kRecordSizes)) {
-            throw Failure(ExitCode::Damaged,
-                          options.input + ": byte " + std::to_string(cl3::kHeader - 1) +
-                              ": point format " + std::to_string(m_header.GetPointFormat()) +
-                              " is not one of CL3 (0 or 1)");
-        }
+        requireWholeHeader(options, m_stream.size(), cl3::kHeader);
+        if (m_header.GetPointFormat() < std::size(cl3::kRecordSizes)) return;
+        refuseFormat(options, cl3::kHeader - 1, m_header, "CL3 (0 or 1)");
     }
 
     Salvage run() {
-        StagedScan staged(m_options.output);
-        OutputTarget target;
-        target.path = staged.path();
-        target.shownPath = m_options.output;
-        readAlignmentOf(m_options, m_salvage, target.matrix);
-        staged.requireAlignment(target.matrix);
-        mendAngles(m_options, m_salvage, m_header);
-        const CLFileHeader& common = m_header;
-        static_cast<CLFileHeader&>(target.header) = common;
-        openIndex();
-        if (m_tiles) {
-            writeIndexed(target);
-        } else {
-            writePlain(target);
-        }
-        verifyRepaired(m_options, staged.path(), m_salvage);
-        staged.commit();
+        writeRepaired(m_options, m_salvage, m_header, [this](OutputTarget& target) {
+            const CLFileHeader& common = m_header;
+            static_cast<CLFileHeader&>(target.header) = common;
+            openIndex();
+            if (m_tiles) {
+                writeIndexed(target);
+            } else {
+                writePlain(target);
+            }
+        });
         return std::move(m_salvage);
     }
 

@@ -1,7 +1,5 @@
-#include "common/failure.h"
 #include "common/message.h"
 #include "common/output_file.h"
-#include "common/staged_scan.h"
 #include "convert/native_check.h"
 #include "repair/repair_output.h"
 #include "scan/byte_stream.h"
@@ -29,40 +27,24 @@ public:
     }
 
     Salvage run() {
-        StagedScan staged(m_options.output);
-        OutputTarget target;
-        target.path = staged.path();
-        target.shownPath = m_options.output;
-        readAlignmentOf(m_options, m_salvage, target.matrix);
-        staged.requireAlignment(target.matrix);
-        mendAngles(m_options, m_salvage, m_header);
-        m_salvage.columns = static_cast<std::uint32_t>(m_columns);
-        m_salvage.rows = static_cast<std::uint32_t>(m_rows);
-        writeScan(target);
-        writeAlignmentBeside(target, m_box);
-        verifyRepaired(m_options, staged.path(), m_salvage);
-        staged.commit();
+        writeRepaired(m_options, m_salvage, m_header, [this](const OutputTarget& target) {
+            m_salvage.columns = static_cast<std::uint32_t>(m_columns);
+            m_salvage.rows = static_cast<std::uint32_t>(m_rows);
+            writeScan(target);
+            writeAlignmentBeside(target, m_box);
+        });
         return std::move(m_salvage);
     }
 
 private:
-    [[noreturn]] void refuse(const std::string& what) const {
-        throw Failure(ExitCode::Damaged, m_options.input + ": " + what);
-    }
-
     void requireHeader() const {
         constexpr std::size_t kMost = 0x7fffffff;
         const std::size_t columns = m_header.GetAzimuthResolution();
         const std::size_t rows = m_header.GetZenithResolution();
-        if (m_stream.size() < clr::kHeader) {
-            refuse("the file ends inside its header; nothing can be told of what it held");
-        }
-        if (m_header.GetPointFormat() > 3) {
-            refuse("byte 112: point format " + std::to_string(m_header.GetPointFormat()) +
-                   " is not one of CLR (0 to 3)");
-        }
+        requireWholeHeader(m_options, m_stream.size(), clr::kHeader);
+        if (m_header.GetPointFormat() > 3) refuseFormat(m_options, 112, m_header, "CLR (0 to 3)");
         if (columns == 0 || rows == 0 || columns > kMost || rows > kMost) {
-            refuse("byte 104: the header announces no grid");
+            refuseInput(m_options, "byte 104: the header announces no grid");
         }
     }
 
@@ -120,8 +102,9 @@ private:
             Wide{m_columns} * ((m_rows + clr::kPiecePoints - 1) / clr::kPiecePoints);
         const Wide more = m_compressed ? pieces * kEmptyPiece : clr::plainBlockSize(m_header);
         if (isInProportion(m_output->size() + more, m_stream.size())) return;
-        refuse("byte 104: the header claims " + std::to_string(m_columns) + " x " +
-               std::to_string(m_rows) + " cells, out of all proportion to the file");
+        refuseInput(m_options, "byte 104: the header claims " + std::to_string(m_columns) + " x " +
+                                   std::to_string(m_rows) +
+                                   " cells, out of all proportion to the file");
     }
 
     void copyRecords(std::uint32_t block, std::uint64_t begin) {

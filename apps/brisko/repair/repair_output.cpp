@@ -2,6 +2,7 @@
 
 #include "check/scan_check.h"
 #include "common/failure.h"
+#include "common/staged_scan.h"
 
 #include <brisko_codec/alignment.h>
 
@@ -10,6 +11,7 @@
 #include <filesystem>
 
 namespace brisko::tool {
+namespace {
 
 void readAlignmentOf(const RepairOptions& options, Salvage& salvage, double (&matrix)[16]) {
     const std::string path = companionOf(options.input, ".alg");
@@ -57,6 +59,38 @@ void verifyRepaired(const RepairOptions& options, const std::string& staged, Sal
     throw Failure(ExitCode::NotWritten, options.output +
                                             ": what was written does not read back as it should (" +
                                             reason + "); nothing was put in place");
+}
+
+}  // namespace
+
+void refuseInput(const RepairOptions& options, const std::string& what) {
+    throw Failure(ExitCode::Damaged, options.input + ": " + what);
+}
+
+void refuseFormat(const RepairOptions& options, std::uint64_t offset, const CLFileHeader& header,
+                  const std::string& known) {
+    refuseInput(options, "byte " + std::to_string(offset) + ": point format " +
+                             std::to_string(header.GetPointFormat()) + " is not one of " + known);
+}
+
+void requireWholeHeader(const RepairOptions& options, std::uint64_t fileSize,
+                        std::uint64_t headerSize) {
+    if (fileSize >= headerSize) return;
+    refuseInput(options, "the file ends inside its header; nothing can be told of what it held");
+}
+
+void writeRepaired(const RepairOptions& options, Salvage& salvage, CLFileHeader& header,
+                   const std::function<void(OutputTarget&)>& write) {
+    StagedScan staged(options.output);
+    OutputTarget target;
+    target.path = staged.path();
+    target.shownPath = options.output;
+    readAlignmentOf(options, salvage, target.matrix);
+    staged.requireAlignment(target.matrix);
+    mendAngles(options, salvage, header);
+    write(target);
+    verifyRepaired(options, staged.path(), salvage);
+    staged.commit();
 }
 
 }  // namespace brisko::tool

@@ -1,21 +1,27 @@
 #pragma once
 
+#include "convert/scan_output.h"
 #include "repair/salvage.h"
 
 #include <brisko_codec/file_header.h>
 
+#include <functional>
+
 namespace brisko::tool {
 
-/// The matrix of the input's alignment file. One that is there and cannot be used is told as lost,
-/// and the points stay in the scanner's frame.
-void readAlignmentOf(const RepairOptions& options, Salvage& salvage, double (&matrix)[16]);
+/// Throws Failure(Damaged) for an input of which nothing can be salvaged.
+[[noreturn]] void refuseInput(const RepairOptions& options, const std::string& what);
+[[noreturn]] void refuseFormat(const RepairOptions& options, std::uint64_t offset,
+                               const CLFileHeader& header, const std::string& known);
+void requireWholeHeader(const RepairOptions& options, std::uint64_t fileSize,
+                        std::uint64_t headerSize);
 
-/// Gives angles that are not numbers a value, 0, and tells so.
-void mendAngles(const RepairOptions& options, Salvage& salvage, CLFileHeader& header);
-
-/// Throws Failure(Damaged) when there was nothing to salvage, and Failure(NotWritten) when reading
-/// the output shows something else than what was salvaged. Counts the output's blocks.
-///   staged  where the output was written
-void verifyRepaired(const RepairOptions& options, const std::string& staged, Salvage& salvage);
+/// Lets `write` fill an output that appears only when reading it back shows what was salvaged, and
+/// counts its blocks. The output has the input's alignment; one that cannot be used is told as lost,
+/// and the points stay in the scanner's frame. Angles of the header that are not numbers become 0.
+/// Throws Failure(Damaged) when there was nothing to salvage, and Failure(NotWritten) when the output
+/// holds something else.
+void writeRepaired(const RepairOptions& options, Salvage& salvage, CLFileHeader& header,
+                   const std::function<void(OutputTarget&)>& write);
 
 }  // namespace brisko::tool

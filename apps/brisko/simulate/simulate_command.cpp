@@ -1,10 +1,10 @@
 #include "commands.h"
+#include "common/json_text.h"
 #include "simulate/simulate_options.h"
 #include "simulate/simulation.h"
 
 #include <iostream>
 #include <memory>
-#include <nlohmann/json.hpp>
 
 namespace brisko::tool {
 
@@ -58,10 +58,7 @@ Command addSimulate(CLI::App& tool, const CommonOptions& common) {
         const ScanPlan plan = options->plan(*command);
         const Simulation simulation = simulate(plan, common.progress);
         if (options->json) {
-            // Paths may hold anything; what is not UTF-8 is replaced.
-            std::cout
-                << toJson(plan, simulation).dump(2, ' ', false, Json::error_handler_t::replace)
-                << "\n";
+            printDocument(toJson(plan, simulation));
         } else {
             print(plan, simulation);
         }

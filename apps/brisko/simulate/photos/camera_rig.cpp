@@ -39,97 +39,94 @@ constexpr CameraRig kNewer = {
     .isLevelled = true,
 };
 
-/// The cameras whose photos begin with W and T have the same kind of sensor.
-constexpr CameraRig pairedRig(const char* fileName, const char* photosBegin) {
-    CameraRig rig;
+/// The cameras whose photos begin with W and T have the same kind of sensor. Their principal point is
+/// given from its middle.
+constexpr CameraRig paired(CameraRig rig) {
     rig.file = CalibrationFile::Paired;
-    rig.fileName = fileName;
-    rig.photosBegin = photosBegin;
-    rig.turn = StoredTurn::Half;
     rig.columns = 2560;
     rig.rows = 1920;
     rig.pitch = 0.0022;
-    rig.fromLeft = 2.816;
-    rig.fromTop = 2.112;
+    rig.fromLeft += 2.816;
+    rig.fromTop += 2.112;
     rig.recordWords = 38;
     return rig;
 }
 
-constexpr CameraRig w30() {
-    CameraRig rig = pairedRig("camcalW", "W");
-    rig.distance = 2.3;
-    rig.fromLeft += 0.03;
-    rig.modelCode = 1;
-    rig.lens = {.k1 = -6e-3, .k2 = 2e-4, .p1 = 2e-4, .p2 = -1.5e-4};
-    rig.place = {40, 15, 30};
-    rig.angles = {90.3, -89.6, -0.5};
-    rig.step = 30;
-    rig.photosAround = 12;
+constexpr CameraRig kW30 = paired({
+    .fileName = "camcalW",
+    .photosBegin = "W",
+    .distance = 2.3,
+    .fromLeft = 0.03,
+    .lens = {.k1 = -6e-3, .k2 = 2e-4, .p1 = 2e-4, .p2 = -1.5e-4},
+    .place = {40, 15, 30},
+    .angles = {90.3, -89.6, -0.5},
     // Only the upper half of a photo is its view, so the rounds lie lower than their views.
-    rig.elevations[0] = 22;
-    rig.elevations[1] = -30;
-    return rig;
-}
+    .elevations = {22, -30},
+    .turn = StoredTurn::Half,
+    .modelCode = 1,
+    .step = 30,
+    .photosAround = 12,
+});
 
-constexpr CameraRig w60() {
-    CameraRig rig = pairedRig("camcalW", "W");
-    rig.distance = 2.9;
-    rig.fromTop -= 0.04;
-    rig.modelCode = 2;
-    rig.lens = {.k1 = -5e-3, .k2 = 1.5e-4, .k3 = -2e-6};
-    rig.place = {30, -25, 42};
-    rig.angles = {89.4, -90.5, 0.6};
-    rig.isLevelled = true;
-    rig.step = 60;
-    rig.photosAround = 6;
-    return rig;
-}
+constexpr CameraRig kW60 = paired({
+    .fileName = "camcalW",
+    .photosBegin = "W",
+    .distance = 2.9,
+    .fromTop = -0.04,
+    .lens = {.k1 = -5e-3, .k2 = 1.5e-4, .k3 = -2e-6},
+    .place = {30, -25, 42},
+    .angles = {89.4, -90.5, 0.6},
+    .turn = StoredTurn::Half,
+    .modelCode = 2,
+    .step = 60,
+    .photosAround = 6,
+    .isLevelled = true,
+});
 
-constexpr CameraRig t30() {
-    CameraRig rig = pairedRig("camcalT", "T");
-    rig.distance = 4.0;
-    rig.fromLeft -= 0.05;
-    rig.modelCode = 1;
-    rig.lens = {.k1 = 3e-3, .k2 = -5e-5, .p1 = -1e-4, .p2 = 2e-4};
-    rig.place = {-20, 28, 45};
-    rig.angles = {90.8, -90.2, 0.3};
-    rig.step = 30;
-    rig.photosAround = 12;
-    rig.elevations[0] = 24;
-    rig.elevations[1] = -24;
-    return rig;
-}
+constexpr CameraRig kT30 = paired({
+    .fileName = "camcalT",
+    .photosBegin = "T",
+    .distance = 4.0,
+    .fromLeft = -0.05,
+    .lens = {.k1 = 3e-3, .k2 = -5e-5, .p1 = -1e-4, .p2 = 2e-4},
+    .place = {-20, 28, 45},
+    .angles = {90.8, -90.2, 0.3},
+    .elevations = {24, -24},
+    .turn = StoredTurn::Half,
+    .modelCode = 1,
+    .step = 30,
+    .photosAround = 12,
+});
 
-constexpr CameraRig t60() {
-    CameraRig rig = pairedRig("camcalT", "T");
-    rig.distance = 3.0;
-    rig.fromTop += 0.05;
-    rig.modelCode = 2;
-    rig.lens = {.k1 = -4e-3, .k2 = 1e-4};
-    rig.place = {25, 18, -30};
-    rig.angles = {89.7, -89.1, -0.4};
-    rig.isLevelled = true;
-    rig.step = 60;
-    rig.photosAround = 6;
-    return rig;
-}
+constexpr CameraRig kT60 = paired({
+    .fileName = "camcalT",
+    .photosBegin = "T",
+    .distance = 3.0,
+    .fromTop = 0.05,
+    .lens = {.k1 = -4e-3, .k2 = 1e-4},
+    .place = {25, 18, -30},
+    .angles = {89.7, -89.1, -0.4},
+    .turn = StoredTurn::Half,
+    .modelCode = 2,
+    .step = 60,
+    .photosAround = 6,
+    .isLevelled = true,
+});
 
-constexpr CameraRig offset() {
-    CameraRig rig = pairedRig("camcalW", "W");
-    rig.turn = StoredTurn::Upright;
-    rig.distance = 2.4;
-    rig.fromLeft += 0.02;
-    rig.fromTop += 0.03;
-    rig.modelCode = 1;
-    rig.lens = {.k1 = -5.5e-3, .k2 = 1.8e-4, .p1 = -1.5e-4, .p2 = 1e-4};
-    rig.place = {32, -18, 38};
-    rig.angles = {90.4, -90.6, 0.8};
-    rig.hasOffset = true;
-    rig.photosAround = 12;
-    rig.elevations[0] = 22;
-    rig.elevations[1] = -30;
-    return rig;
-}
+constexpr CameraRig kOffset = paired({
+    .fileName = "camcalW",
+    .photosBegin = "W",
+    .distance = 2.4,
+    .fromLeft = 0.02,
+    .fromTop = 0.03,
+    .lens = {.k1 = -5.5e-3, .k2 = 1.8e-4, .p1 = -1.5e-4, .p2 = 1e-4},
+    .place = {32, -18, 38},
+    .angles = {90.4, -90.6, 0.8},
+    .elevations = {22, -30},
+    .modelCode = 1,
+    .photosAround = 12,
+    .hasOffset = true,
+});
 
 constexpr CameraRig kOwn = {
     .photosBegin = "P",
@@ -164,8 +161,7 @@ std::string nameOf(PhotoKind kind) {
 
 const CameraRig& rigOf(PhotoKind kind) {
     // In the order of the enumeration.
-    static constexpr CameraRig kRigs[] = {kClassic, kNewer, w30(),    w60(),
-                                          t30(),    t60(),  offset(), kOwn};
+    static constexpr CameraRig kRigs[] = {kClassic, kNewer, kW30, kW60, kT30, kT60, kOffset, kOwn};
     return kRigs[static_cast<std::size_t>(kind)];
 }
 

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "check/point_check.h"
+#include "common/message.h"
+#include "scan/byte_stream.h"
+#include "scan/header_file.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace brisko::tool {
+
+/// What the checks of both native formats share: a header, then blocks whose points are looked at.
+template <class Header>
+class NativeScanCheck {
+public:
+    NativeScanCheck(ScanCheck& check, ProgressStyle style)
+        : m_check(check), m_stream(check.path), m_style(style) {
+        readHeader(m_header, check.path);
+    }
+
+protected:
+    void add(const char* kind, std::optional<std::uint64_t> block, std::uint64_t offset,
+             const std::string& text) {
+        m_check.findings.add({kind, m_check.path, block, offset, text});
+    }
+    void addUnknownFormat(std::uint64_t offset, const std::string& known) {
+        add("header", {}, offset,
+            "point format " + std::to_string(m_header.GetPointFormat()) + " is not one of " +
+                known);
+    }
+    void addMissingBlock(std::uint64_t block, std::uint64_t offset) {
+        add("block", block, offset,
+            "the file ends in front of it; the header announces " +
+                countOf(m_header.GetBlockCount(), "block"));
+    }
+
+    bool hasWholeHeader(std::uint64_t size) {
+        if (m_stream.size() >= size) return true;
+        add("header", {}, m_stream.size(), "the file ends inside its header");
+        return false;
+    }
+
+    /// From here on points can be added and progress shows.
+    ///   moreBytes  that are read besides the scan's own
+    void beginBlocks(std::uint64_t headerSize, std::uint64_t moreBytes) {
+        m_progress.emplace(m_style, "check", m_stream.size() + moreBytes, "bytes");
+        m_points.emplace(m_check, m_header);
+        m_stream.seek(headerSize);
+    }
+    void finish() {
+        m_points->finish();
+        checkAlignmentFile(m_check);
+    }
+
+    static constexpr std::uint64_t kShowEvery = 1 << 14;  // records
+
+    ScanCheck& m_check;
+    ByteStream m_stream;
+    ProgressStyle m_style;
+    Header m_header;
+    std::optional<Progress> m_progress;
+    std::optional<PointCheck> m_points;
+};
+
+}  // namespace brisko::tool
