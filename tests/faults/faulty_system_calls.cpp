@@ -270,6 +270,9 @@ void* operator new[](std::size_t size) {
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     return allocate(size);
 }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    return allocate(size);
+}
 void operator delete(void* memory) noexcept {
     std::free(memory);
 }

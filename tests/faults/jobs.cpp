@@ -13,9 +13,9 @@
 #include <gtest/gtest.h>
 
 #include <unistd.h>
+#include <cctype>
 #include <cstdlib>
 #include <ostream>
-#include <regex>
 
 namespace brisko::test {
 
@@ -152,9 +152,11 @@ const Contents& completeContents(const Job& job) {
     return contents;
 }
 
+/// "a.clr.PROCESS-NUMBER.tmp" of the library, ".brisko-NUMBER.cl3" of the tool; their companions.
 bool isTemporaryName(const std::string& name) {
-    static const std::regex kTemporary(R"(.*\.\d+-\d+\..*|\.brisko-\d+.*)");
-    return std::regex_match(name, kTemporary);
+    const std::size_t dash = name.rfind('-');
+    const bool hasNumber = dash < name.size() - 1 && std::isdigit(name[dash + 1]);
+    return hasNumber && (name.starts_with(".brisko-") || std::isdigit(name[dash - 1]));
 }
 
 bool isIn(const Contents& files, const Contents::value_type& file) {
