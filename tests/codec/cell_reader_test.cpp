@@ -82,11 +82,21 @@ TEST_F(CellReader, DeliversWindowsColumnByColumn) {
 }
 
 TEST_F(CellReader, ReportsPointsThatTheScanDoesNotHold) {
-    std::filesystem::resize_file(m_folder / "scan.ij", 1000);
-    CL3CellReader reader;
-    ASSERT_TRUE(reader.open(path().c_str()));
     CellPoint point;
     std::vector<CellPoint> points;
+    // One more than the first block has: its record would lie in the next block.
+    Bytes index = readFile(m_folder / "scan.ij");
+    const auto [column, row] = m_points.begin()->first;
+    std::copy_n(index.begin() + 48 + 8, 4, index.begin() + 60 + 4 * (256 * column + row));
+    ++index[60 + 4 * (256 * column + row)];
+    writeFile(m_folder / "scan.ij", index);
+    CL3CellReader reader;
+    ASSERT_TRUE(reader.open(path().c_str()));
+    EXPECT_EQ(reader.readCell(column, row, point), CellState::Damaged);
+    EXPECT_EQ(reader.readWindow({column, column + 1, row, row + 1}, points), CellState::Damaged);
+
+    std::filesystem::resize_file(m_folder / "scan.ij", 1000);
+    ASSERT_TRUE(reader.open(path().c_str()));
     EXPECT_EQ(reader.readCell(kColumns - 1, kRows - 1, point), CellState::Damaged);
     EXPECT_EQ(reader.readWindow({0, kColumns, 0, kRows}, points), CellState::Damaged);
 

@@ -149,6 +149,30 @@ TEST(PcpFileMapping, TakesWritesThatLieInsideTheWindow) {
     for (const auto& [at, byte] : {std::pair{70, 'a'}, {71, 'b'}, {72, 'c'}, {79, 'x'}, {80, 'y'}})
         bytes[static_cast<std::size_t>(at)] = static_cast<std::uint8_t>(byte);
     EXPECT_EQ(readFile(folder / "data"), bytes);
+    // One that covers the window lets it go: nothing older is written over it later.
+    ++*file.GetRecord(50, 0);
+    file.Seek(40);
+    EXPECT_TRUE(file.Write(std::string(41, 'z').data(), 41));
+    std::fill_n(bytes.begin() + 40, 41, std::uint8_t{'z'});
+    file.Close();
+    EXPECT_EQ(readFile(folder / "data"), bytes);
+}
+
+TEST(PcpFileMapping, AWindowAtTheEndGrowsWithWhatIsWrittenIntoIt) {
+    const TempFolder folder;
+    Bytes bytes(10, 1);
+    writeFile(folder / "data", bytes);
+    PcpFile file;
+    file.SetWindowCapacity(100);
+    file.SetViewSize(1);
+    ASSERT_TRUE(file.OpenMapped(folder / "data"));
+    ASSERT_TRUE(file.GetRecord(5, 0));
+    file.Seek(50);
+    EXPECT_TRUE(file.Write("abc", 3));
+    file.Close();
+    bytes.resize(50);
+    bytes.insert(bytes.end(), {'a', 'b', 'c'});
+    EXPECT_EQ(readFile(folder / "data"), bytes);
 }
 
 }  // namespace

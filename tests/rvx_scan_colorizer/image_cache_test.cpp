@@ -54,7 +54,7 @@ TEST(ImageCache, TheLongestUnusedPhotoGoesFirst) {
         {3, {{1}, {3}}, {1, 2, 3}},       // 0 and 2 are as old as ever, so the lower slot goes
         {3, {{1}, {3}, {4}}, {1, 3, 4}},  // 2 was never used
         {3, {{1}, {3}, {4}, {1, 3, 4}, {5}}, {1, 4, 5}},  // all equal: the first slot, with 3
-        {2, {{1}, {1, 2}, {3}}, {1, 3}},  // what a query loads is older than what it finds
+        {2, {{0}, {0, 2}, {3}}, {0, 3}},  // what a query loads is older than what it finds
         {2, {{1}, {0, 2}}, {1, 2}},       // use counts at the end of a query only
     };
     for (const auto& c : cases) {
