@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
 #include <limits>
 
 namespace brisko {
@@ -185,6 +186,7 @@ TEST(CL3GridWriter, SurvivesMisuse) {
         write(writer, 0, 0);
         EXPECT_TRUE(writer.Close());
         EXPECT_TRUE(writer.HasWriteError());
+        EXPECT_FALSE(std::filesystem::exists(".ij"));  // the companion of no name
     }
     EXPECT_TRUE(writer.Open((folder / "none.cl3").c_str(), nullptr));
     EXPECT_TRUE(writer.Close());
