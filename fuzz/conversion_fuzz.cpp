@@ -119,7 +119,8 @@ void convertIndexed(const ScanFolder& folder, ByteSpan alg, ByteSpan index, Byte
                      test::pointsByCell<CL3GridCodec>(folder / "scan_index.cl3"));
 }
 
-using PointBits = std::tuple<std::uint64_t, std::uint64_t, std::uint64_t, float, std::uint8_t>;
+using PointBits =
+    std::tuple<std::uint64_t, std::uint64_t, std::uint64_t, std::uint64_t, std::uint8_t>;
 
 /// All points in the frame of the scanner, in an order of their own.
 template <class Codec>
@@ -129,7 +130,7 @@ std::vector<PointBits> rawPoints(const std::string& path) {
     setFrame(*codec, Frame::Scanner);
     const auto bits = [](double value) { return std::bit_cast<std::uint64_t>(value); };
     for (const test::TestPoint& p : test::readAll(*codec))
-        points.emplace_back(bits(p.x), bits(p.y), bits(p.z), p.intensity, p.green);
+        points.emplace_back(bits(p.x), bits(p.y), bits(p.z), bits(p.intensity), p.green);
     std::sort(points.begin(), points.end());
     return points;
 }

@@ -34,7 +34,7 @@ public:
         m_path = m_folder / ("w" + std::to_string(m_count++) + extension);
         if (which == 1) m_path.clear();
         if (which == 2) m_path = "\xFF.cl3";
-        if (which == 3) m_path = m_folder.path().string();
+        if (which == 3) std::filesystem::create_directory(m_path);
         return m_path.c_str();
     }
     static bool isUsable(std::uint8_t which) { return which > 3; }

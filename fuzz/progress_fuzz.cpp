@@ -123,11 +123,11 @@ void run(ByteSpan input) {
         monitor->tracker = &tracker;
         tracker.addMonitor(monitor);
     }
-    while (!in.empty()) {
+    for (int steps = 0; !in.empty() && steps < 200; ++steps) {
         // What comes out of an operation ends it.
         Operation operation(tracker);
         try {
-            while (!in.empty())
+            for (; !in.empty() && steps < 200; ++steps)
                 operation.step(in);
         } catch (const vexo::CancelProgressRequest&) {
         } catch (const std::logic_error&) {  // misuse, as far as it was not met by name above

@@ -117,9 +117,9 @@ void CL3IJWriterGridCodec::State::createFiles(const char* path) {
     const std::string indexPath = companionForWriting(scanPath, ".ij");
     m_alignmentPath = companionForWriting(scanPath, ".alg");
     if (!m_scan.create(path)) m_failed = true;
-    // A companion of the scan's own name would overwrite it.
-    const bool hasIndex = !scanPath.empty() && indexPath != scanPath;
-    if (!hasIndex || !m_index.create(indexPath.c_str())) m_failed = true;
+    // A companion of the scan's own name would overwrite it; a scan without a name has none.
+    const bool mayHaveIndex = !scanPath.empty() && indexPath != scanPath;
+    if (!mayHaveIndex || !m_index.create(indexPath.c_str())) m_failed = true;
     if (scanPath.empty() || m_alignmentPath == scanPath) m_alignmentPath.clear();
 }
 

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
 #include <limits>
 
 namespace brisko {
@@ -181,6 +182,7 @@ TEST(CL3GridWriter, SurvivesMisuse) {
         write(writer, 0, 0);
         EXPECT_TRUE(writer.Close());
         EXPECT_TRUE(writer.HasWriteError());
+        EXPECT_FALSE(std::filesystem::exists(".ij"));  // the companion of no name
     }
     std::filesystem::current_path(before);
     EXPECT_TRUE(folder.names().empty());
