@@ -34,6 +34,8 @@ const Factory kFactories[] = {
                                                             -9, -9, 9, 9, 9);
     },
     [] { return ColorCodecCreator::CreateGridCodec(CLRGridCodec::Create(), false); },
+    [] { return ColorCodecCreator::CreateCL3GridCodec(); },
+    [] { return ColorCodecCreator::CreateCodec(CLRCodec::Create(), true); },
     [] { return SkipCodecCreator::CreateCodec(nullptr, 5); },
     [] { return ColorCodecCreator::CreateCodec(nullptr, false); },
 };

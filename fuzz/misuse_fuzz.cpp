@@ -24,14 +24,14 @@ public:
     bool Read(const char*) override { return false; }
 };
 
-/// A path that can be written, or one that cannot.
+/// A path of its own for each call; 0 to 3 are kinds that nothing can be written to.
 class Paths {
 public:
     explicit Paths(const ScanFolder& folder) : m_folder(folder) {}
 
-    const char* next(std::uint8_t which, const char* extension) {
+    const char* next(std::uint8_t which) {
         if (which == 0) return nullptr;
-        m_path = m_folder / ("w" + std::to_string(m_count++) + extension);
+        m_path = m_folder / ("w" + std::to_string(m_count++) + ".cl3");
         if (which == 1) m_path.clear();
         if (which == 2) m_path = "\xFF.cl3";
         if (which == 3) std::filesystem::create_directory(m_path);
@@ -48,7 +48,6 @@ private:
 struct Plain {
     using Writer = CL3WriterCodec;
     using Reader = CL3Codec;
-    static constexpr const char* kExtension = ".cl3";
     static constexpr bool kOpensWithoutFile = false;
     static void write(Writer& writer, std::uint32_t) {
         writer.WritePoint(1, 2, 3, 4, 5, 6, 7, 255);
@@ -58,7 +57,6 @@ template <class GridWriter, class GridReader>
 struct Gridded {
     using Writer = GridWriter;
     using Reader = GridReader;
-    static constexpr const char* kExtension = ".cl3";
     static constexpr bool kOpensWithoutFile = true;
     static void write(Writer& writer, std::uint32_t column) {
         writer.WritePoint(1, 2, 3, 4, 5, 6, 7, 255, column, 0);
@@ -106,7 +104,7 @@ private:
         Grid grid;
         const bool wasOpen = slot.file->isOpen;
         const std::shared_ptr<File> earlier = slot.file;
-        const char* const path = m_paths.next(which, Kind::kExtension);
+        const char* const path = m_paths.next(which);
         const bool usable = Paths::isUsable(which);
         expect(slot.writer.Open(path, withGrid ? &grid : nullptr) ==
                (usable || Kind::kOpensWithoutFile));
@@ -150,7 +148,7 @@ public:
         const std::uint8_t what = in.u8() % 5;
         if (what == 0) {
             m_isOpen = in.u8() % 2 == 0;
-            expect(m_reader.open(m_isOpen ? scan().c_str() : m_paths.next(in.u8() % 5, ".cl3")) ==
+            expect(m_reader.open(m_isOpen ? scan().c_str() : m_paths.next(in.u8() % 4)) ==
                    m_isOpen);
         } else if (what == 1) {
             m_reader.close();
@@ -206,7 +204,7 @@ public:
         } else if (what == 1) {
             expect(m_file.OpenMapped(path) == m_file.IsOpen());
         } else if (what == 2) {
-            const char* const bad = m_paths.next(size % 4, "");
+            const char* const bad = m_paths.next(size % 4);
             expect(!m_file.OpenMapped(bad ? bad : "") && !m_file.IsOpen());
         } else if (what == 3) {
             m_file.Close();
