@@ -1,4 +1,6 @@
 #include "base/output_file.h"
+#include "base/file.h"
+#include "base/output_limit.h"
 
 #include "support/file_size_limit.h"
 #include "support/temp_folder.h"
@@ -11,6 +13,16 @@ namespace brisko {
 namespace {
 
 using namespace test;
+
+TEST(OutputLimit, IsAShareOfTheInputAndWhatTheDiskHas) {
+    const TempFolder folder;
+    const std::string path = folder / "out";
+    constexpr std::uint64_t kGiB = std::uint64_t{1} << 30;
+    EXPECT_TRUE(isOutputReasonable(1, 0, path));
+    EXPECT_FALSE(isOutputReasonable(kGiB + 1, 0, path));
+    EXPECT_FALSE(isOutputReasonable(kGiB + 64 * 1000 + 1, 1000, path));
+    EXPECT_FALSE(isOutputReasonable(freeSpaceBeside(path) + kGiB, ~std::uint64_t{0}, path));
+}
 
 Bytes counting(std::size_t size) {
     Bytes bytes(size);

@@ -76,8 +76,8 @@ void forEachFault(const FaultCase& faultCase, const Prepare& prepare, const Run&
             happened = failing.happened();
             keptAFile = failing.keptAFile();
         }
-        check(*scene, wentWell, keptAFile);
         EXPECT_EQ(openDescriptors(), descriptors);
+        check(*scene, wentWell, keptAFile);
         if (!happened) {
             EXPECT_TRUE(wentWell);
             return;
@@ -171,6 +171,32 @@ INSTANTIATE_TEST_SUITE_P(All, ReadersUnderFaults,
                          testing::Combine(testing::ValuesIn(test::kReaders),
                                           testing::ValuesIn(kFaults)),
                          caseName<ReadersUnderFaults::ParamType>);
+
+class CellsUnderFaults : public testing::TestWithParam<FaultCase> {};
+
+TEST_P(CellsUnderFaults, AreAllThereOrReportedAsDamaged) {
+    struct Held {
+        CL3CellReader reader;
+        std::vector<CellPoint> points;
+    };
+    const std::string path = test::readersFolder() + "/grid.cl3";
+    const auto run = [&path](Held& held) {
+        const bool opened = held.reader.open(path.c_str());
+        const CellState state = held.reader.readWindow({0, 1000, 0, 1000}, held.points);
+        held.reader.close();
+        return opened && state == CellState::Point;
+    };
+    forEachFault(
+        GetParam(), [] { return std::make_unique<Held>(); }, run,
+        [&](Held& held, bool wentWell, bool) {
+            EXPECT_TRUE(!wentWell || held.points.size() == 300);
+            EXPECT_TRUE(run(held));
+            EXPECT_EQ(held.points.size(), 300U);
+        });
+}
+
+INSTANTIATE_TEST_SUITE_P(All, CellsUnderFaults, testing::ValuesIn(kFaults),
+                         [](const auto& one) { return std::string(one.param.name); });
 
 // --------------------------------------------------------------------------------------------- Headers
 

@@ -8,10 +8,12 @@
 
 #include <fcntl.h>
 #include <unistd.h>
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 // The linker's names for the calls as they are.
@@ -251,10 +253,17 @@ int __wrap_unlink(const char* path) {
 
 namespace {
 
+constexpr std::size_t kFilled = 1 << 16;  // the rest of large buffers would take the loops' time
+
 void* allocate(std::size_t size) {
     using brisko::test::state;
     const bool due = state.fault == brisko::test::Fault::Allocation && brisko::test::isDue();
-    return due ? nullptr : std::malloc(size > 0 ? size : 1);
+    if (due) return nullptr;
+    void* const memory = std::malloc(size > 0 ? size : 1);
+    // Never the same: what is written without having been set shows in the bytes of a file.
+    static std::atomic<unsigned> fill = 0;
+    if (memory) std::memset(memory, static_cast<int>(++fill & 0xFF), std::min(size, kFilled));
+    return memory;
 }
 
 }  // namespace

@@ -14,13 +14,23 @@ BriskoCodec* createReader() {
     return Codec::Create();
 }
 
-template <bool readAhead>
-BriskoCodec* createColourReader() {
+template <class Wrap>
+BriskoCodec* createWrapper(const Wrap& wrap) {
     CL3GridCodec* const codec = CL3GridCodec::Create();
     if (!codec) return nullptr;
-    BriskoCodec* const wrapper = ColorCodecCreator::CreateGridCodec(codec, readAhead);
+    BriskoCodec* const wrapper = wrap(codec);
     if (!wrapper) BriskoCodec::Destroy(codec);
     return wrapper;
+}
+
+template <bool readAhead>
+BriskoCodec* createColourReader() {
+    return createWrapper([](BriskoGridCodec* codec) {
+        return ColorCodecCreator::CreateGridCodec(codec, readAhead);
+    });
+}
+BriskoCodec* createSkipReader() {
+    return createWrapper(&SkipCodecCreator::CreateValidGridCodec);
 }
 
 }  // namespace
@@ -34,6 +44,7 @@ const Reader kReaders[] = {
     {"Cl3Grid", &createReader<CL3GridCodec>, "grid.cl3"},
     {"ClrBlocks", &createReader<CLRGridCodec>, "five.clr"},
     {"ClrCompressed", &createReader<CLRGridCodec>, "packed.clr"},
+    {"Skip", &createSkipReader, "grid.cl3"},
     {"Colour", &createColourReader<false>, "grid.cl3"},
     {"ColourAhead", &createColourReader<true>, "grid.cl3"},
 };

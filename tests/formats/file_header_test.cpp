@@ -1,5 +1,6 @@
 #include <brisko_codec/block_header.h>
 #include <brisko_codec/file_header.h>
+#include <brisko_codec/point_records.h>
 
 #include "base/file.h"
 #include "support/scan_bytes.h"
@@ -174,6 +175,25 @@ TEST(BlockHeader, CL3CountsAndCLRDerives) {
         EXPECT_EQ(CLRBlockHeader().GetPointCount(&header), c.count);
     }
     EXPECT_EQ(CLRBlockHeader().GetPointCount(), 0U);
+}
+
+TEST(Formats, WithoutAFileNothingIsReadOrWritten) {
+    std::FILE* const none = nullptr;
+    CL3FileHeader header;
+    header.SetBlockCount(7);
+    header.Read(none);
+    header.Write(none);
+    CL3BlockHeader block;
+    block.Read(none);
+    block.Write(none);
+    CL3Point1 coloured;
+    coloured.Read(none);
+    coloured.Write(none);
+    CLRPoint raw;
+    raw.Read(none);
+    raw.Write(none);
+    EXPECT_EQ(header.GetBlockCount(), 7U);
+    EXPECT_EQ(block.GetPointCount(), 0U);
 }
 
 }  // namespace
