@@ -189,11 +189,15 @@ std::vector<Bytes> seeds() {
         test::ByteWriter().bytes(test::ijHeader(2, 2, 2)).bytes(test::ijTile(0, 0, {0, 1, 2, 0}));
     const Bytes scan = test::ByteWriter().bytes(test::cl3Header(1)).bytes(test::cl3Block({a, b}));
     all.push_back(seed(1, pieces({alg, index, scan})));
-    // Azimuths from 0 to 360 by 10, zenith angles from 0 to 180 by 20 degrees.
-    const Bytes angles = test::ByteWriter().f32(0).f32(0).f32(360).f32(180).f32(10).f32(20);
-    Bytes lone = scan;
-    std::copy(angles.begin(), angles.end(), lone.begin() + 86);
-    all.push_back(seed(3, pieces({alg, lone})));
+    // Azimuths from 0 to 360, zenith angles from 0 to 180 degrees: a large grid, and small ones in which
+    // many points meet in a cell, more than there are cells in the end.
+    for (const auto& [step, count] : {std::pair(10.0F, 1), {90.0F, 3}, {90.0F, 4}, {90.0F, 9}}) {
+        const std::vector<test::TestPoint> points(static_cast<std::size_t>(count), a);
+        Bytes lone = test::ByteWriter().bytes(test::cl3Header(1)).bytes(test::cl3Block(points));
+        const Bytes angles = test::ByteWriter().f32(0).f32(0).f32(360).f32(180).f32(step).f32(step);
+        std::copy(angles.begin(), angles.end(), lone.begin() + 86);
+        all.push_back(seed(3, pieces({alg, lone})));
+    }
     return all;
 }
 
