@@ -84,3 +84,15 @@ def write_section(path, name, lines):
     body = "\n".join(lines)
     with open(path, "w") as text:
         text.write(f"{before}{begin}\n{body}\n{end}{after}")
+
+
+def replace_rows(path, lines):
+    """Puts rows that were measured anew in the place of those of the same name."""
+    with open(path) as text:
+        document = text.read()
+    for line in lines:
+        name = re.escape(line.split("|")[1].strip())
+        document = re.sub(rf"^\| {name} \|.*$", lambda _: line, document, count=1,
+                          flags=re.MULTILINE)
+    with open(path, "w") as text:
+        text.write(document)
