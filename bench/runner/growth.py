@@ -7,7 +7,7 @@ import subprocess
 from dataclasses import dataclass, replace
 
 from rows import GROWTH, GROWTH_TOLERANCE, ROWS
-from runs import run_pair
+from runs import run_pair, touch_memory
 
 SMALLEST = 1_000_000
 LARGE = 100_000_000  # a few pairs are enough
@@ -51,6 +51,8 @@ def _measure(setting, growing, row):
             generate(setting, "gen", "--file", growing.file)
         pairs = []
         for _ in range(count if points >= HUGE else count + 1):  # the first fills caches
+            if points >= LARGE:
+                touch_memory(points * growing.bytes_a_point)
             pairs.append(run_pair(setting, row))
         pairs = pairs[-count:]
     finally:

@@ -12,9 +12,6 @@ from dataclasses import dataclass
 from rows import Reference
 
 
-MOST_BYTES_A_POINT = 72  # that a job reads and writes
-
-
 class BenchFailure(Exception):
     """A run failed, or the two sides of a pair do not agree."""
 
@@ -83,9 +80,10 @@ def _run_job(setting, job):
                run["peak_mib"] - run["base_mib"], run["peak_mib"])
 
 
-def _touch_memory(size):
+def touch_memory(size):
     """A virtual machine gives free memory back to its host, and touching it again costs more than most
-    jobs do. A process that takes as much as the page cache will want pays for that beforehand."""
+    jobs do. A process that takes as much as the page cache will want pays for that beforehand. Helps
+    jobs of gigabytes; after smaller ones the host takes the memory back again at once."""
     size = min(size, os.sysconf("SC_AVPHYS_PAGES") * mmap.PAGESIZE * 3 // 4)
     subprocess.run([sys.executable, "-c",
                     f"import mmap; mmap.mmap(-1, {size}, flags=mmap.MAP_PRIVATE | "
@@ -93,7 +91,6 @@ def _touch_memory(size):
 
 
 def run_side(setting, side):
-    _touch_memory(setting.columns * setting.rows * MOST_BYTES_A_POINT)
     return (_run_reference if isinstance(side, Reference) else _run_job)(setting, side)
 
 
