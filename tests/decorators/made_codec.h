@@ -21,7 +21,9 @@ public:
         if (m_destroyed) ++*m_destroyed;
     }
 
-    bool Open(const char* path) override { return isOpen = std::strcmp(path, "missing") != 0; }
+    bool Open(const char* path) override {
+        return isOpen = path != nullptr && std::strcmp(path, "missing") != 0;
+    }
     void Close() override { isOpen = false; }
     void GetBounds(double& minX, double& minY, double& minZ, double& maxX, double& maxY,
                    double& maxZ, std::int64_t& count) override {
