@@ -235,15 +235,21 @@ TEST(ScanColorizer, DamagedStationsAreRefused) {
     }
 }
 
-TEST(ScanColorizer, APhotoThatFailsLaterLeavesItsPointsBlack) {
+TEST(ScanColorizer, PhotosMayChangeAfterOpening) {
     const ClassicStation station;
     station.addFlat("a", 100, 0);
     station.addFlat("b", 150, 180);
+    station.addFlat("c", 200, 90);
     RvxScanColorizer colorizer(station.scanFolder(), 1);
     EXPECT_EQ(colourOf(colorizer, 10, 0, 0), grey(100));
     std::filesystem::remove(station.inScan("b.jpg"));
     EXPECT_EQ(colourOf(colorizer, -10, 0, 0), kNone);
     EXPECT_EQ(colourOf(colorizer, 10, 0, 0), grey(100));
+    // A smaller photo, dark above and bright below, in the frame that was read at the start.
+    station.addPhoto(
+        "c", jpegBytes(30, 40, [](int column, int) { return grey(column < 15 ? 250 : 60); }), 90);
+    EXPECT_EQ(colourOf(colorizer, 0, 10, 4), grey(60));
+    EXPECT_EQ(colourOf(colorizer, 0, 10, -4), grey(250));
 }
 
 TEST(ScanColorizer, LogsOnlyWhenItIsSwitchedOn) {
