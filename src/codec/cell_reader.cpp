@@ -225,18 +225,18 @@ CellState CL3CellReader::State::readWindow(const CellWindow& window,
     const std::uint32_t tileSize = m_header.tileSize;
     const auto endColumn = std::min<std::uint64_t>(window.endColumn, m_columnEnd);
     const auto endRow = std::min<std::uint64_t>(window.endRow, m_rowEnd);
+    if (window.firstRow >= endRow) return CellState::Empty;
     bool damaged = false;
     const auto isMissing = [this](std::uint64_t column, std::uint64_t row) {
         return !tileStart(
             tileOf(static_cast<std::uint32_t>(column), static_cast<std::uint32_t>(row)));
     };
     for (std::uint64_t column = window.firstColumn; column < endColumn; ++column) {
-        // An index may announce 2^64 tiles and hold none.
-        if (window.firstRow < endRow && isMissing(column, window.firstRow)) {
-            damaged = true;
-            break;
-        }
-        for (std::uint64_t row = window.firstRow; row < endRow && !isMissing(column, row);) {
+        for (std::uint64_t row = window.firstRow; row < endRow;) {
+            if (isMissing(column, row)) {
+                damaged = true;
+                break;
+            }
             const std::uint64_t tileEnd = (row / tileSize + 1) * tileSize;
             const std::uint64_t runEnd = std::min(tileEnd, endRow);
             damaged |=
@@ -244,6 +244,8 @@ CellState CL3CellReader::State::readWindow(const CellWindow& window,
                         static_cast<std::uint32_t>(runEnd - row), points) == CellState::Damaged;
             row = runEnd;
         }
+        // An index may announce 2^64 tiles and hold none.
+        if (isMissing(column, window.firstRow)) break;
     }
     if (damaged) return CellState::Damaged;
     return points.empty() ? CellState::Empty : CellState::Point;
