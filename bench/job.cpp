@@ -43,12 +43,18 @@ std::uint32_t gridRows() {
     return count("BRISKO_BENCH_ROWS", "2500");
 }
 
+bool warmsUp() {
+    return std::getenv("BRISKO_BENCH_WARM_UP") != nullptr;
+}
+
 void removeFiles(std::initializer_list<std::string> paths) {
     for (const std::string& path : paths)
         std::remove(path.c_str());
 }
 
-JobMemory::JobMemory() : m_baseMiB(peakMiB()) {
+JobMemory::JobMemory() {
+    static const double beforeFirstRun = peakMiB();
+    m_baseMiB = beforeFirstRun;
 }
 
 void JobMemory::report(benchmark::State& state) const {

@@ -28,19 +28,23 @@ std::uint32_t gridRows();
 
 void removeFiles(std::initializer_list<std::string> paths);
 
+/// BRISKO_BENCH_WARM_UP: whether a job runs once before the run that counts.
+bool warmsUp();
+
 /// Adds a job to the program under a name. One run is one iteration; CPU time is that of all threads of
 /// the process.
 template <class Job, class... Arguments>
 void addJob(const char* name, Job job, Arguments... arguments) {
-    benchmark::RegisterBenchmark(name, job, arguments...)
-        ->Iterations(1)
-        ->MeasureProcessCPUTime()
-        ->Unit(benchmark::kMillisecond);
+    auto* const added = benchmark::RegisterBenchmark(name, job, arguments...)
+                            ->Iterations(1)
+                            ->MeasureProcessCPUTime()
+                            ->Unit(benchmark::kMillisecond);
+    if (warmsUp()) added->Repetitions(2);
 }
 /// Each program's own; called once, before any job runs.
 void addJobs();
 
-/// Peak memory of a job, above what the loaded library and the program had taken before it.
+/// Peak memory of a job, above what the loaded library and the program had taken before its first run.
 class JobMemory {
 public:
     JobMemory();

@@ -1,12 +1,10 @@
 """Runs of single processes, and pairs of them in turn."""
 
 import json
-import mmap
 import os
 import re
 import statistics
 import subprocess
-import sys
 from dataclasses import dataclass
 
 from rows import Reference
@@ -24,6 +22,7 @@ class Setting:
     columns: int
     rows: int
     image_width: int  # of the station's photos
+    warm_up: bool = False  # each side runs twice in its process, and the second run counts
 
 
 @dataclass(frozen=True)
@@ -48,7 +47,7 @@ def _finish(command, log, **more):
 def _run_reference(setting, reference):
     log = os.path.join(setting.output, "reference.log")
     _finish([os.path.join(setting.programs, "limits"), reference.mode, "--data", setting.data,
-             "--output", setting.output, "--runs", "0", "--columns", str(setting.columns),
+             "--output", setting.output, "--runs", "1" if setting.warm_up else "0", "--columns", str(setting.columns),
              "--rows", str(setting.rows),
              "--image-width", str(setting.image_width), *reference.options], log)
     with open(log) as lines:
@@ -57,37 +56,33 @@ def _run_reference(setting, reference):
                float(values["check"]), 0, float(values["peakMiB"]))
 
 
-def _run_job(setting, job):
-    result = os.path.join(setting.output, "library.json")
+def job_environment(setting, job):
     environment = dict(os.environ, BRISKO_BENCH_DATA=setting.data,
                        BRISKO_BENCH_OUTPUT=setting.output,
                        BRISKO_BENCH_COLUMNS=str(setting.columns),
                        BRISKO_BENCH_ROWS=str(setting.rows))
+    if setting.warm_up:
+        environment["BRISKO_BENCH_WARM_UP"] = "1"
     for name, value in job.environment:
         environment[name] = os.path.join(setting.programs, value)
+    return environment
+
+
+def _run_job(setting, job):
+    result = os.path.join(setting.output, "library.json")
     # What the processing library tells on standard output goes into a file.
     _finish([os.path.join(setting.programs, job.program), f"--benchmark_filter=^{job.name}/",
              f"--benchmark_out={result}", "--benchmark_out_format=json"],
-            os.path.join(setting.output, "library.log"), env=environment)
+            os.path.join(setting.output, "library.log"), env=job_environment(setting, job))
     with open(result) as text:
-        found = json.load(text)["benchmarks"]
-    if len(found) != 1:
+        found = [run for run in json.load(text)["benchmarks"] if run["run_type"] == "iteration"]
+    if not found:
         raise BenchFailure(f"{job.program} has no job {job.name}")
-    run = found[0]
+    run = found[-1]
     if run.get("error_occurred"):
         raise BenchFailure(f"{job.name}: {run['error_message']}")
     return Run(run["cpu_time"] / 1e3, run["real_time"] / 1e3, run["points"], run["check"],
                run["peak_mib"] - run["base_mib"], run["peak_mib"])
-
-
-def touch_memory(size):
-    """A virtual machine gives free memory back to its host, and touching it again costs more than most
-    jobs do. A process that takes as much as the page cache will want pays for that beforehand. Helps
-    jobs of gigabytes; after smaller ones the host takes the memory back again at once."""
-    size = min(size, os.sysconf("SC_AVPHYS_PAGES") * mmap.PAGESIZE * 3 // 4)
-    subprocess.run([sys.executable, "-c",
-                    f"import mmap; mmap.mmap(-1, {size}, flags=mmap.MAP_PRIVATE | "
-                    "mmap.MAP_ANONYMOUS | mmap.MAP_POPULATE)"], check=True)
 
 
 def run_side(setting, side):
