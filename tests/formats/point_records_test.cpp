@@ -1,3 +1,4 @@
+#include <brisko_codec/block_header.h>
 #include <brisko_codec/point_records.h>
 
 #include "base/file.h"
@@ -53,6 +54,27 @@ TEST(PointRecords, ReadWhatAStreamHolds) {
     EXPECT_EQ(point.GetY(), -2.5);
     EXPECT_EQ(point.GetZ(), 7);
     EXPECT_EQ(point.GetBlue(), 8);
+}
+
+/// Bytes that a record or header writes after it has read some.
+template <class Record>
+Bytes throughStreams(const Bytes& bytes) {
+    const TempFolder folder;
+    writeFile(folder / "in", bytes);
+    Record record;
+    record.Read(openFile((folder / "in").c_str(), "rb").get());
+    record.Write(openFile((folder / "out").c_str(), "wb").get());
+    return readFile(folder / "out");
+}
+
+TEST(PointRecords, StreamsGetWhatStreamsHeld) {
+    const Bytes cl3 = fromHex(kRecord1), withoutColour = cutTo(cl3, 28);
+    EXPECT_EQ(throughStreams<CL3Point1>(cl3), cl3);
+    EXPECT_EQ(throughStreams<CL3Point0>(withoutColour), withoutColour);
+    const Bytes clr = fromHex("01000000 feffffff 03000100 04000002 05060708");
+    EXPECT_EQ(throughStreams<CLRPoint>(clr), clr);
+    const Bytes block = fromHex("78563412 01");
+    EXPECT_EQ(throughStreams<CL3BlockHeader>(block), block);
 }
 
 TEST(PointRecords, CL3IsValidUnlessDarkAtTheOrigin) {
