@@ -5,7 +5,7 @@
 #include "scan_folder.h"
 #include "slow_clr.h"
 
-#include "formats/compressed_lines.h"
+#include "layouts/compressed_lines.h"
 
 namespace brisko::fuzz {
 

@@ -1,7 +1,7 @@
 #include "codec/actual_clr_codec.h"
 
 #include "base/or_failure.h"
-#include "formats/clr_record.h"
+#include "layouts/clr_record.h"
 
 #include <algorithm>
 

@@ -8,8 +8,8 @@
 #include "base/file.h"
 #include "base/or_failure.h"
 #include "codec/alignment_file.h"
-#include "formats/cl3_record.h"
-#include "writers/ij_index.h"
+#include "layouts/cl3_record.h"
+#include "layouts/ij_index.h"
 
 #include <algorithm>
 #include <limits>

@@ -6,8 +6,8 @@
 #include "base/bytes.h"
 #include "base/checked.h"
 #include "base/file.h"
-#include "formats/layout.h"
-#include "writers/ij_index.h"
+#include "layouts/ij_index.h"
+#include "layouts/layout.h"
 
 namespace brisko {
 

@@ -1,7 +1,7 @@
 #include "codec/cl3_record_stream.h"
 
 #include "base/bytes.h"
-#include "formats/layout.h"
+#include "layouts/layout.h"
 
 namespace brisko {
 

@@ -4,7 +4,7 @@
 #include "base/file.h"
 #include "codec/clr_compressed_cells.h"
 #include "codec/clr_plain_cells.h"
-#include "formats/layout.h"
+#include "layouts/layout.h"
 
 namespace brisko {
 

@@ -3,7 +3,7 @@
 #include "base/bytes.h"
 #include "base/checked.h"
 #include "base/file.h"
-#include "formats/layout.h"
+#include "layouts/layout.h"
 
 #include <algorithm>
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "codec/clr_cells.h"
-#include "formats/block_merge.h"
-#include "formats/compressed_lines.h"
+#include "layouts/block_merge.h"
+#include "layouts/compressed_lines.h"
 
 #include <optional>
 #include <vector>

@@ -2,7 +2,7 @@
 
 #include "base/checked.h"
 #include "base/file.h"
-#include "formats/clr_record.h"
+#include "layouts/clr_record.h"
 
 #include <algorithm>
 

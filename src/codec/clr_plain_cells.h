@@ -1,7 +1,7 @@
 #pragma once
 
 #include "codec/clr_cells.h"
-#include "formats/block_merge.h"
+#include "layouts/block_merge.h"
 
 #include <vector>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "codec/stale_batch.h"
-#include "writers/ij_index.h"
+#include "layouts/ij_index.h"
 
 #include <cstddef>
 #include <cstdint>

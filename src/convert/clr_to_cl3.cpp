@@ -12,7 +12,7 @@
 #include "convert/output_bounds.h"
 #include "convert/path_rules.h"
 #include "convert/staged_scan.h"
-#include "formats/layout.h"
+#include "layouts/layout.h"
 #include "pcplib/processes/indexed_output.h"
 
 #include <algorithm>

@@ -9,11 +9,11 @@
 #include "convert/conversion_progress.h"
 #include "convert/output_bounds.h"
 #include "convert/staged_scan.h"
+#include "layouts/ij_index.h"
 #include "pcplib/processes/indexing.h"
 #include "pcplib/processes/indexing_by_angles.h"
 #include "pcplib/processes/merge_clr.h"
 #include "pcplib/processes/sort_clr.h"
-#include "writers/ij_index.h"
 
 #include <brisko_codec/file_header.h>
 

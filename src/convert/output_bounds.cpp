@@ -3,8 +3,8 @@
 #include "base/checked.h"
 #include "base/file.h"
 #include "base/output_limit.h"
-#include "formats/layout.h"
-#include "writers/ij_index.h"
+#include "layouts/ij_index.h"
+#include "layouts/layout.h"
 
 #include <optional>
 

@@ -3,7 +3,7 @@
 #include <brisko_codec/file_header.h>
 
 #include "base/checked.h"
-#include "formats/field_io.h"
+#include "layouts/field_io.h"
 
 #include <istream>
 #include <limits>

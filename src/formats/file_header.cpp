@@ -2,7 +2,7 @@
 
 #include "base/checked.h"
 #include "base/file.h"
-#include "formats/field_io.h"
+#include "layouts/field_io.h"
 
 #include <cmath>
 #include <limits>

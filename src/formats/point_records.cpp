@@ -1,8 +1,8 @@
 #include <brisko_codec/point_records.h>
 
-#include "formats/cl3_record.h"
-#include "formats/clr_record.h"
-#include "formats/field_io.h"
+#include "layouts/cl3_record.h"
+#include "layouts/clr_record.h"
+#include "layouts/field_io.h"
 
 using namespace brisko;
 

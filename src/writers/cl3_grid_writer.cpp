@@ -3,9 +3,9 @@
 #include "base/bytes.h"
 #include "base/companion_path.h"
 #include "base/output_file.h"
+#include "layouts/ij_index.h"
 #include "writers/alg_text.h"
 #include "writers/header_output.h"
-#include "writers/ij_index.h"
 #include "writers/tile_band.h"
 
 #include <algorithm>

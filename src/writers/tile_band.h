@@ -1,7 +1,7 @@
 #pragma once
 
-#include "formats/cl3_record.h"
-#include "writers/ij_index.h"
+#include "layouts/cl3_record.h"
+#include "layouts/ij_index.h"
 
 #include <array>
 #include <cstdint>

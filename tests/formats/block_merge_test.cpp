@@ -1,4 +1,4 @@
-#include "formats/block_merge.h"
+#include "layouts/block_merge.h"
 
 #include <brisko_codec/file_header.h>
 

@@ -1,8 +1,8 @@
 #include <brisko_codec/writers.h>
 
+#include "layouts/ij_index.h"
 #include "support/file_size_limit.h"
 #include "support/read_points.h"
-#include "writers/ij_index.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "pcplib/processes/band_spill.h"
 
-#include "writers/ij_index.h"
+#include "layouts/ij_index.h"
 
 #include <span>
 #include <type_traits>

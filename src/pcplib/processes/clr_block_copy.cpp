@@ -3,8 +3,8 @@
 #include "base/bytes.h"
 #include "base/checked.h"
 #include "base/input_window.h"
-#include "formats/compressed_lines.h"
-#include "formats/layout.h"
+#include "layouts/compressed_lines.h"
+#include "layouts/layout.h"
 
 #include <algorithm>
 #include <vector>

@@ -4,7 +4,7 @@
 #include <brisko_codec/file_header.h>
 #include <brisko_codec/writers.h>
 
-#include "writers/ij_index.h"
+#include "layouts/ij_index.h"
 
 #include <string>
 

@@ -4,7 +4,7 @@
 #include "base/checked.h"
 #include "base/file.h"
 #include "base/output_limit.h"
-#include "formats/layout.h"
+#include "layouts/layout.h"
 #include "pcplib/processes/clr_block_copy.h"
 #include "pcplib/processes/staged_copy.h"
 

@@ -1,7 +1,7 @@
 #include "pcplib/processes/scan_line.h"
 
 #include "base/file.h"
-#include "formats/clr_record.h"
+#include "layouts/clr_record.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,8 +1,8 @@
 #include "pcplib/processes/sort_clr.h"
 
 #include "base/file.h"
-#include "formats/compressed_lines.h"
-#include "formats/layout.h"
+#include "layouts/compressed_lines.h"
+#include "layouts/layout.h"
 #include "pcplib/files/cp_file_exception.h"
 #include "pcplib/files/trace.h"
 #include "pcplib/processes/clr_copy.h"

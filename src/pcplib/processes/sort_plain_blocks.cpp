@@ -1,4 +1,4 @@
-#include "formats/layout.h"
+#include "layouts/layout.h"
 #include "pcplib/processes/clr_copy.h"
 #include "pcplib/processes/scan_line.h"
 #include "pcplib/processes/sorted_lines.h"

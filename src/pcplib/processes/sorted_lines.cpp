@@ -1,7 +1,7 @@
 #include "pcplib/processes/sorted_lines.h"
 
 #include "base/file.h"
-#include "formats/layout.h"
+#include "layouts/layout.h"
 
 #include <algorithm>
 #include <utility>

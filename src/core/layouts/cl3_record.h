@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/bytes.h"
-#include "formats/layout.h"
+#include "layouts/layout.h"
 
 /// CL3 records as plain values, for the loops that handle millions of them.
 namespace brisko {

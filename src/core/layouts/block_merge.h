@@ -2,7 +2,7 @@
 
 #include <brisko_codec/compressed_lines.h>
 
-#include "formats/range_table.h"
+#include "layouts/range_table.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,6 @@
-#include "formats/block_merge.h"
+#include "layouts/block_merge.h"
 
-#include "formats/clr_record.h"
+#include "layouts/clr_record.h"
 
 namespace brisko {
 

@@ -1,4 +1,4 @@
-#include "writers/ij_index.h"
+#include "layouts/ij_index.h"
 
 #include "base/bytes.h"
 #include "base/file.h"

@@ -1,4 +1,4 @@
-#include "formats/compressed_lines.h"
+#include "layouts/compressed_lines.h"
 
 #include "base/bytes.h"
 

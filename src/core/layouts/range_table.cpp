@@ -1,4 +1,4 @@
-#include "formats/range_table.h"
+#include "layouts/range_table.h"
 
 #include <iterator>
 

@@ -4,7 +4,7 @@
 
 #include "base/bytes.h"
 #include "base/checked.h"
-#include "formats/layout.h"
+#include "layouts/layout.h"
 
 #include <cmath>
 
