@@ -23,17 +23,17 @@ TileWalk::TileWalk(const std::string& scan, unsigned pointFormat, const std::str
 
 std::string TileWalk::readHeader() {
     constexpr std::uint32_t kLargestTile = 4096;  // cells; the entries of a tile are kept
-    const std::uint8_t* const header = m_index.take(ij::kHeader);
+    const std::uint8_t* const header = m_index.take(ij_header::kSize);
     if (!header) return "it ends inside its header";
-    m_columns = u32(header + 36);
-    m_rows = u32(header + 40);
-    m_tileSize = u32(header + 44);
+    m_columns = loadU32(header + 36);
+    m_rows = loadU32(header + 40);
+    m_tileSize = loadU32(header + 44);
     if (m_tileSize == 0 || m_tileSize > kLargestTile) {
         return "tile size " + std::to_string(m_tileSize);
     }
     // The number of tiles follows from the grid, whatever stands in its place.
-    m_tilesDown = ij::tilesAlong(m_rows, m_tileSize);
-    m_tiles = ij::tilesAlong(m_columns, m_tileSize) * m_tilesDown;
+    m_tilesDown = divideRoundingUp(m_rows, m_tileSize);
+    m_tiles = divideRoundingUp(m_columns, m_tileSize) * m_tilesDown;
     if (!isInProportion(static_cast<unsigned __int128>(m_tiles) * ij::tileBytes(m_tileSize),
                         bytes())) {
         return "it claims a grid of " + std::to_string(m_columns) + " x " + std::to_string(m_rows) +
@@ -43,27 +43,28 @@ std::string TileWalk::readHeader() {
 }
 
 std::uint64_t TileWalk::tileOffset(std::uint64_t tile) const {
-    return ij::kHeader + tile * ij::tileBytes(m_tileSize);
+    return ij_header::kSize + tile * ij::tileBytes(m_tileSize);
 }
 
 bool TileWalk::announcedPoints(std::uint64_t tile, std::uint32_t& points) {
     m_index.seek(tileOffset(tile));
-    const std::uint8_t* const header = tile < m_tiles ? m_index.peek(ij::kTileHeader) : nullptr;
-    if (header) points = u32(header + 8);
+    const std::uint8_t* const header =
+        tile < m_tiles ? m_index.peek(ij_tile::kHeaderSize) : nullptr;
+    if (header) points = loadU32(header + 8);
     return header != nullptr;
 }
 
 bool TileWalk::announcedRecords(std::uint64_t offset, std::uint32_t& records) {
     m_scan.seek(offset);
-    const std::uint8_t* const header = m_scan.peek(cl3::kBlockHeader);
-    if (header) records = u32(header);
+    const std::uint8_t* const header = m_scan.peek(cl3_block::kHeaderSize);
+    if (header) records = loadU32(header);
     return header != nullptr;
 }
 
 /// An index of another scan agrees with hardly any block.
 bool TileWalk::belongsToScan() {
     constexpr std::uint64_t kEnough = 64;  // tiles with points
-    std::uint64_t looked = 0, agreeing = 0, block = cl3::kHeader;
+    std::uint64_t looked = 0, agreeing = 0, block = cl3_header::kSize;
     for (std::uint64_t tile = 0; tile < m_tiles && looked < kEnough; ++tile) {
         std::uint32_t points = 0, records = 0;
         if (!announcedPoints(tile, points) || !announcedRecords(block, records)) break;
@@ -71,21 +72,21 @@ bool TileWalk::belongsToScan() {
             ++looked;
             agreeing += points == records;
         }
-        block += cl3::kBlockHeader + points * m_recordSize;
+        block += cl3_block::kHeaderSize + points * m_recordSize;
     }
     return looked <= 1 || 2 * agreeing >= looked;
 }
 
 std::uint64_t TileWalk::wholeRecords(std::uint64_t block) const {
-    const std::uint64_t first = block + cl3::kBlockHeader;
+    const std::uint64_t first = block + cl3_block::kHeaderSize;
     return first < m_scan.size() ? (m_scan.size() - first) / m_recordSize : 0;
 }
 
 /// Whether a block of so many records ends where the next one begins.
 bool TileWalk::leadsOn(std::uint64_t tile, std::uint64_t block, std::uint32_t records) {
-    const std::uint64_t end = block + cl3::kBlockHeader + records * m_recordSize;
+    const std::uint64_t end = block + cl3_block::kHeaderSize + records * m_recordSize;
     if (end > m_scan.size()) return false;
-    if (tile + 1 == m_tiles) return m_scan.size() - end <= cl3::kBlockHeader;
+    if (tile + 1 == m_tiles) return m_scan.size() - end <= cl3_block::kHeaderSize;
     std::uint32_t there = 0, expected = 0;
     return announcedRecords(end, there) && announcedPoints(tile + 1, expected) && there == expected;
 }
@@ -109,12 +110,12 @@ std::uint32_t TileWalk::chooseRecords(std::uint64_t tile, std::uint64_t block) {
 /// reach the tile's end.
 bool TileWalk::readEntries(std::uint64_t tile) {
     m_entries.clear();
-    m_index.seek(tileOffset(tile) + ij::kTileHeader);
+    m_index.seek(tileOffset(tile) + ij_tile::kHeaderSize);
     const std::uint32_t cells = m_tileSize * m_tileSize;
     for (std::uint32_t cell = 0; cell < cells; ++cell) {
-        const std::uint8_t* const bytes = m_index.take(ij::kEntry);
+        const std::uint8_t* const bytes = m_index.take(kEntrySize);
         if (!bytes) return false;
-        if (u32(bytes) != 0) m_entries.push_back({cell, u32(bytes)});
+        if (loadU32(bytes) != 0) m_entries.push_back({cell, loadU32(bytes)});
     }
     return true;
 }
@@ -152,7 +153,7 @@ void TileWalk::takeCells(std::uint64_t tile, std::uint64_t block, std::uint64_t 
             ++missing;
             continue;
         }
-        m_scan.seek(block + cl3::kBlockHeader + (entry.number - 1) * m_recordSize);
+        m_scan.seek(block + cl3_block::kHeaderSize + (entry.number - 1) * m_recordSize);
         CellPoint point;
         decodeCL3Record(m_scan.peek(m_recordSize), m_format, point);
         point.column = firstColumn + entry.cell / m_tileSize;
@@ -195,7 +196,7 @@ void TileWalk::loseRest(std::uint64_t tile) {
 
 void TileWalk::run(Salvage& salvage, Progress& progress, const Sink& sink) {
     m_salvage = &salvage;
-    std::uint64_t block = cl3::kHeader;
+    std::uint64_t block = cl3_header::kSize;
     for (std::uint64_t tile = 0; tile < m_tiles; ++tile) {
         if (block >= m_scan.size()) return loseRest(tile);
         m_badEntries = 0;
@@ -214,7 +215,7 @@ void TileWalk::run(Salvage& salvage, Progress& progress, const Sink& sink) {
         salvage.lostRecords += records - there;
         takeCells(tile, block, there);
         sink(m_points);
-        block += cl3::kBlockHeader + records * m_recordSize;
+        block += cl3_block::kHeaderSize + records * m_recordSize;
         progress.advanceTo(std::min(block, m_scan.size()) +
                            std::min(tileOffset(tile + 1), m_index.size()));
         if (!whole) return loseIndex(tile);
