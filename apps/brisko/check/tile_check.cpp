@@ -47,6 +47,11 @@ bool TileCheck::checkHeader() {
     return true;
 }
 
+void TileCheck::startAt(std::uint64_t tile) {
+    m_next = tile;
+    m_stream.seek(ij_header::kSize + tile * ij::tileBytes(m_tileSize));
+}
+
 bool TileCheck::next() {
     if (!m_walks || m_next == m_tiles) return false;
     m_begin = m_stream.offset();
