@@ -13,6 +13,7 @@
 #include <limits>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace brisko {
 
@@ -52,7 +53,7 @@ public:
     Frame frame() const override { return m_frame; }
     void setFrame(Frame frame) override;
     bool deliverAsMeasured() override;
-    ReadProblem readProblem() const override { return m_problem.describe(m_path); }
+    ReadProblem readProblem() const override { return m_problem.describe(m_path, m_later); }
 
 protected:
     std::FILE* stream() const { return m_stream.get(); }
@@ -66,7 +67,7 @@ protected:
         const MishapWatch mishaps;
         auto answer = orFailure(std::forward<Work>(work));
         if (!mishaps.sawNone()) {
-            m_problem.note(ReadProblemKind::Unreadable, FirstProblem::File::Scan, 0);
+            m_problem.note(ReadProblemKind::Unreadable, FirstProblem::kScan, 0);
         }
         return answer;
     }
@@ -75,6 +76,7 @@ protected:
     std::int32_t m_rows = 0;
     std::uint32_t m_tileSize = 0;
     FirstProblem m_problem;
+    std::vector<std::string> m_later;  // the later files of a series
 
 private:
     bool openAlignment(const char* path);

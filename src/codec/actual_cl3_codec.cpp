@@ -45,7 +45,7 @@ bool ActualCL3Codec::Rewind() {
     header.Read(stream());
     std::unique_ptr<CLPoint> record = createCL3Point(header.GetPointFormat());
     if (!record) {
-        m_problem.note(ReadProblemKind::BadHeader, FirstProblem::File::Scan, 0);
+        m_problem.note(ReadProblemKind::BadHeader, FirstProblem::kScan, 0);
         return false;
     }
     m_record = std::move(record);
@@ -60,8 +60,7 @@ bool ActualCL3Codec::Rewind() {
     }
     m_records.start(stream(), m_record->GetSize(), header.GetBlockCount(), m_problem);
     if (m_walkingIndex && m_entries.header().blockCount != header.GetBlockCount()) {
-        m_problem.note(ReadProblemKind::BadIndex, FirstProblem::File::Index,
-                       ij_header::kBlockCount);
+        m_problem.note(ReadProblemKind::BadIndex, FirstProblem::kIndex, ij_header::kBlockCount);
     }
     return true;
 }

@@ -14,7 +14,7 @@ void CL3RecordStream::start(std::FILE* file, std::size_t recordSize, std::uint32
     m_file = file;
     m_recordSize = recordSize;
     m_blockCount = m_blocksLeft = blockCount;
-    m_pass.start(file, cl3_header::kSize, problem, FirstProblem::File::Scan);
+    m_pass.start(file, cl3_header::kSize, problem, FirstProblem::kScan);
     m_batch.start(recordSize, 0);
 }
 

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <vector>
 
 namespace brisko {
 
@@ -24,9 +25,17 @@ public:
     virtual const RawRecord* cells() const = 0;
 };
 
-/// The cells of a file, from its header on. Null where the header cannot be followed. What is wrong
-/// with the blocks is noted as it is met.
-std::unique_ptr<CLRCells> openCLRCells(std::FILE* file, const CLRFileHeader& header,
+/// A file of a scan: the first, or a later one of a series.
+struct CLRSource {
+    std::FILE* file;
+    CLRFileHeader header;
+    FirstProblem::File name;  // in problems
+};
+
+/// The cells of a scan, from the header of each file on. Null where a header cannot be followed or the
+/// files do not fit together. What is wrong with the blocks is noted as it is met.
+///   sources  at least one; all with the same grid and kind of blocks
+std::unique_ptr<CLRCells> openCLRCells(const std::vector<CLRSource>& sources,
                                        FirstProblem& problem);
 
 /// The number of lines, and of cells in a line, that a header announces; both 0 where either is not

@@ -17,15 +17,16 @@ constexpr std::size_t kWindowSlack = kLengthSize + kPieceBuffer;
 
 }  // namespace
 
-CLRCompressedCells::CLRCompressedCells(std::FILE* file, const CLRFileHeader& header,
-                                       FirstProblem& problem)
-    : m_file(file),
-      m_problem(problem),
-      m_grid(gridOf(header)),
-      m_length(fileLength(file)),
-      m_merge(rangeTableFor(header.GetModelName())) {
-    if (m_grid.cells() == 0) return;
-    findBlocks(header.GetBlockCount());
+CLRCompressedCells::CLRCompressedCells(const std::vector<CLRSource>& sources, FirstProblem& problem)
+    : m_problem(problem),
+      m_grid(gridOf(sources.front().header)),
+      m_merge(rangeTableFor(sources.front().header.GetModelName())) {
+    for (const CLRSource& source : sources)
+        m_length = std::max(m_length, fileLength(source.file));
+    for (const CLRSource& source : sources) {
+        findBlocks({source.file, source.name, fileLength(source.file)},
+                   source.header.GetBlockCount());
+    }
     if (m_blocks.empty()) return;
     const std::size_t share = kWindowMemory / m_blocks.size();
     if (share >= kSmallestWindow)
@@ -37,17 +38,20 @@ std::size_t CLRCompressedCells::upToFile(std::size_t size) const {
     return static_cast<std::size_t>(std::min<std::uint64_t>(size, m_length));
 }
 
-void CLRCompressedCells::findBlocks(std::uint64_t count) {
+void CLRCompressedCells::findBlocks(const File& file, std::uint64_t count) {
     std::uint64_t start = clr_header::kSize;
-    SkimWindow window{std::vector<std::uint8_t>(upToFile(kLargestWindow))};
+    if (count == 0 && start < file.length) {
+        m_problem.note(ReadProblemKind::LeftOver, file.name, start);
+    }
+    SkimWindow window{file, std::vector<std::uint8_t>(upToFile(kLargestWindow))};
     while (count-- > 0) {
-        if (start >= m_length || m_blocks.size() == kMostBlocks) {
-            noteProblem(ReadProblemKind::CutShort, start);
-            if (start < m_length) m_blocks.clear();
+        if (start >= file.length || m_blocks.size() == kMostBlocks) {
+            m_problem.note(ReadProblemKind::CutShort, file.name, start);
+            if (start < file.length) m_blocks.clear();
             return;
         }
-        Block block;
-        readAt(m_file, start, &block.flag, sizeof block.flag);
+        Block block{.file = file, .isLastOfFile = count == 0};
+        readAt(file.file, start, &block.flag, sizeof block.flag);
         block.next = start + clr_block::kHeaderSize;
         m_blocks.push_back(block);
         if (count == 0) return;  // nobody asks where the last block ends
@@ -66,15 +70,16 @@ std::optional<std::uint64_t> CLRCompressedCells::skimBlock(std::uint64_t offset,
         for (std::uint64_t piece = 0; piece < piecesInLine; ++piece) {
             if (offset + kLengthSize > window.start + window.held) {
                 window.start = offset;
-                window.held = readAt(m_file, offset, window.bytes.data(), window.bytes.size());
+                window.held =
+                    readAt(window.file.file, offset, window.bytes.data(), window.bytes.size());
                 if (window.held < kLengthSize) {
-                    noteProblem(ReadProblemKind::CutShort, offset);
+                    m_problem.note(ReadProblemKind::CutShort, window.file.name, offset);
                     return std::nullopt;
                 }
             }
             const std::uint32_t length = loadU32(window.bytes.data() + (offset - window.start));
             if (length > kLongestPiece) {
-                noteProblem(ReadProblemKind::BadPiece, offset);
+                m_problem.note(ReadProblemKind::BadPiece, window.file.name, offset);
                 return std::nullopt;
             }
             offset += kLengthSize + length;
@@ -83,29 +88,31 @@ std::optional<std::uint64_t> CLRCompressedCells::skimBlock(std::uint64_t offset,
     return offset;
 }
 
-/// The file has no whole piece at the offset: it ends, or the length is one that no piece has.
-void CLRCompressedCells::noteMissingPiece(std::uint64_t offset, std::uint32_t length) {
-    noteProblem(length > kLongestPiece ? ReadProblemKind::BadPiece : ReadProblemKind::CutShort,
-                offset);
+/// The file has no whole piece where the block's next one is due: it ends, or the length is one that
+/// no piece has.
+void CLRCompressedCells::noteMissingPiece(const Block& block, std::uint32_t length) {
+    const bool isLength = length > kLongestPiece;
+    m_problem.note(isLength ? ReadProblemKind::BadPiece : ReadProblemKind::CutShort,
+                   block.file.name, block.next);
 }
 
 std::optional<CLRCompressedCells::Piece> CLRCompressedCells::pieceInWindow(std::size_t index) {
     Block& block = m_blocks[index];
     std::uint8_t* const memory = m_windows.data() + index * (m_windowSize + kWindowSlack);
     std::uint64_t windowEnd = block.windowStart + block.windowBytes;
-    if (block.next + kLengthSize + kLongestPiece > windowEnd && windowEnd < m_length) {
+    if (block.next + kLengthSize + kLongestPiece > windowEnd && windowEnd < block.file.length) {
         block.windowStart = block.next;
-        block.windowBytes = readAt(m_file, block.next, memory, m_windowSize);
+        block.windowBytes = readAt(block.file.file, block.next, memory, m_windowSize);
         windowEnd = block.windowStart + block.windowBytes;
     }
     if (block.next + kLengthSize > windowEnd) {
-        noteMissingPiece(block.next, 0);
+        noteMissingPiece(block, 0);
         return std::nullopt;
     }
     const std::uint8_t* const in = memory + (block.next - block.windowStart);
     const std::uint32_t length = loadU32(in);
     if (length > kLongestPiece || block.next + kLengthSize + length > windowEnd) {
-        noteMissingPiece(block.next, length);
+        noteMissingPiece(block, length);
         return std::nullopt;
     }
     return Piece{in + kLengthSize, length};
@@ -113,11 +120,11 @@ std::optional<CLRCompressedCells::Piece> CLRCompressedCells::pieceInWindow(std::
 
 std::optional<CLRCompressedCells::Piece> CLRCompressedCells::pieceFromFile(Block& block) {
     std::uint8_t lengthBytes[kLengthSize] = {};
-    const std::size_t got = readAt(m_file, block.next, lengthBytes, kLengthSize);
+    const std::size_t got = readAt(block.file.file, block.next, lengthBytes, kLengthSize);
     const std::uint32_t length = loadU32(lengthBytes);
     if (got < kLengthSize || length > kLongestPiece ||
-        readAt(m_file, block.next + kLengthSize, m_piece.data(), length) < length) {
-        noteMissingPiece(block.next, got < kLengthSize ? 0 : length);
+        readAt(block.file.file, block.next + kLengthSize, m_piece.data(), length) < length) {
+        noteMissingPiece(block, got < kLengthSize ? 0 : length);
         return std::nullopt;
     }
     return Piece{m_piece.data(), length};
@@ -139,7 +146,9 @@ bool CLRCompressedCells::decodeNextPiece(std::size_t index, std::size_t points, 
     if (!piece) return false;
     const std::size_t used = decodeWholePiece(piece->bytes, piece->length, points, out);
     if (!isWholePiece(piece->length, used)) [[unlikely]] {
-        noteProblem(ReadProblemKind::BadPiece, m_blocks[index].next - piece->length - kLengthSize);
+        const Block& block = m_blocks[index];
+        m_problem.note(ReadProblemKind::BadPiece, block.file.name,
+                       block.next - piece->length - kLengthSize);
     }
     return true;
 }
@@ -182,9 +191,10 @@ std::size_t CLRCompressedCells::nextRun() {
 
 /// After the last line of a pass that met all pieces.
 void CLRCompressedCells::checkEnd() {
-    const std::uint64_t end =
-        m_blocks.empty() ? std::uint64_t{clr_header::kSize} : m_blocks.back().next;
-    if (end < m_length) noteProblem(ReadProblemKind::LeftOver, end);
+    for (const Block& block : m_blocks) {
+        if (!block.isLastOfFile || block.next >= block.file.length) continue;
+        m_problem.note(ReadProblemKind::LeftOver, block.file.name, block.next);
+    }
 }
 
 }  // namespace brisko

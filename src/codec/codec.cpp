@@ -58,3 +58,13 @@ CLRCodec* CLRCodec::Create() {
 CLRGridCodec* CLRGridCodec::Create() {
     return createOrNull<brisko::ActualCLRCodec>();
 }
+
+CLRGridCodec* brisko::createCLRSeriesCodec(const std::vector<std::string>& later) {
+    try {
+        auto codec = std::make_unique<ActualCLRCodec>();
+        codec->addLaterFiles(later);
+        return codec.release();
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}

@@ -22,18 +22,23 @@ const char* textOf(ReadProblemKind kind) {
         case ReadProblemKind::BadIndex:
             return "the entries of the index are not those of the scan's points";
         case ReadProblemKind::BadPiece:
-            return "a compressed piece does not hold its points";
+            return "a compressed piece is not as long as its points are";
     }
     return "";
 }
 
 }  // namespace
 
-ReadProblem FirstProblem::describe(const std::string& scanPath) const {
+ReadProblem FirstProblem::describe(const std::string& scanPath,
+                                   const std::vector<std::string>& later) const {
     if (m_kind == ReadProblemKind::None) return {};
-    const bool inIndex = m_file == File::Index;
-    return {m_kind, inIndex ? companionForReading(scanPath, ".ij") : scanPath, m_offset,
-            textOf(m_kind)};
+    ReadProblem problem{m_kind, scanPath, m_offset, textOf(m_kind)};
+    if (m_file == kIndex) {
+        problem.file = companionForReading(scanPath, ".ij");
+    } else if (m_file != kScan) {
+        problem.file = later[m_file - 1];
+    }
+    return problem;
 }
 
 ReadProblem getReadProblem(const BriskoCodec& codec) {

@@ -3,6 +3,8 @@
 #include <brisko_codec/read_problem.h>
 
 #include <cstdint>
+#include <string>
+#include <vector>
 
 namespace brisko {
 
@@ -10,7 +12,10 @@ namespace brisko {
 /// text of. Later ones mostly follow from it.
 class FirstProblem {
 public:
-    enum class File : std::uint8_t { Scan, Index };
+    /// The scan, its index, or a later file of a series: the first of these is 1.
+    using File = std::uint32_t;
+    static constexpr File kScan = 0;
+    static constexpr File kIndex = 0xffffffff;
 
     void clear() { m_kind = ReadProblemKind::None; }
     void note(ReadProblemKind kind, File file, std::uint64_t offset) {
@@ -19,12 +24,13 @@ public:
         m_file = file;
         m_offset = offset;
     }
-    /// scanPath: as it was opened.
-    ReadProblem describe(const std::string& scanPath) const;
+    ///   scanPath  as it was opened
+    ///   later     the later files of a series
+    ReadProblem describe(const std::string& scanPath, const std::vector<std::string>& later) const;
 
 private:
     ReadProblemKind m_kind = ReadProblemKind::None;
-    File m_file = File::Scan;
+    File m_file = kScan;
     std::uint64_t m_offset = 0;
 };
 

@@ -11,7 +11,7 @@ bool IJEntryStream::start(std::FILE* file, FirstProblem& problem) {
     stop();
     if (!seekTo(file, ij_header::kSize)) return false;
     m_header = readIJHeader(file);
-    m_pass.start(file, ij_header::kSize, problem, FirstProblem::File::Index);
+    m_pass.start(file, ij_header::kSize, problem, FirstProblem::kIndex);
     // Beyond the largest edge the count of a tile's entries wraps around: there are none.
     const bool walkable = m_header.tileSize != 0 && m_header.tileSize <= kLargestTileSize;
     if (!walkable) m_pass.noteProblem(ReadProblemKind::BadIndex, ij_header::kTileSize);

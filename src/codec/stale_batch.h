@@ -41,7 +41,7 @@ public:
 
 private:
     FirstProblem* m_problem = nullptr;
-    FirstProblem::File m_which = FirstProblem::File::Scan;
+    FirstProblem::File m_which = FirstProblem::kScan;
     std::FILE* m_file = nullptr;
     std::uint64_t m_position = 0;
     std::uint64_t m_length = 0;

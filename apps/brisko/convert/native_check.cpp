@@ -31,11 +31,7 @@ void checkAlignment(const OutputTarget& target) {
     double matrix[16];
     const std::string path = companionOf(target.path, ".alg");
     require(readAlignmentFile(path.c_str(), matrix), target, "alignment");
-    for (int i = 0; i < 16; ++i) {
-        // Companions hold 18 decimals.
-        const double tolerance = 1e-15 * std::max(1.0, std::abs(target.matrix[i]));
-        require(std::abs(matrix[i] - target.matrix[i]) <= tolerance, target, "alignment");
-    }
+    require(isSameMatrix(target.matrix, matrix), target, "alignment");
 }
 
 /// The entries of each tile number its points 1, 2, 3 and so on.

@@ -13,13 +13,7 @@
 namespace brisko::tool {
 namespace {
 
-BriskoCodec* createCodec(const ScanFacts& facts) {
-    if (facts.kind == ScanKind::CLR) return CLRGridCodec::Create();
-    if (facts.hasGrid) return CL3GridCodec::Create();
-    return CL3Codec::Create();
-}
-
-/// The same, colouring on four threads while points are written.
+/// Codecs that colour on four threads while points are written.
 BriskoCodec* createColouringCodec(const ScanFacts& facts) {
     if (facts.kind == ScanKind::CLR) return ColorCodecCreator::CreateCLRGridCodec();
     if (facts.hasGrid) return ColorCodecCreator::CreateCL3GridCodec();
@@ -28,8 +22,10 @@ BriskoCodec* createColouringCodec(const ScanFacts& facts) {
 
 }  // namespace
 
-NativeInput::NativeInput(const std::string& path, ColourSource source)
+NativeInput::NativeInput(const std::string& path, ColourSource source,
+                         const std::vector<std::string>& later)
     : m_source(source),
+      m_later(later),
       m_positions(3 * kBatch),
       m_intensities(kBatch),
       m_colours(3 * kBatch),
@@ -38,7 +34,20 @@ NativeInput::NativeInput(const std::string& path, ColourSource source)
     ScanLayout layout = scanKind(path) == ScanKind::CL3 ? inspectCL3(path) : inspectCLR(path);
     requireSound(layout);
     takeFacts(std::move(layout));
+    for (const std::string& file : m_later) {
+        const ScanLayout next = inspectCLR(file);
+        requireSound(next);
+        m_facts.records += next.records;
+    }
     openCodec();
+}
+
+BriskoCodec* NativeInput::createCodec() const {
+    if (m_source == ColourSource::Photos) return createColouringCodec(m_facts);
+    if (!m_later.empty()) return createCLRSeriesCodec(m_later);
+    if (m_facts.kind == ScanKind::CLR) return CLRGridCodec::Create();
+    if (m_facts.hasGrid) return CL3GridCodec::Create();
+    return CL3Codec::Create();
 }
 
 void NativeInput::takeFacts(ScanLayout layout) {
@@ -58,8 +67,7 @@ void NativeInput::takeFacts(ScanLayout layout) {
 
 void NativeInput::openCodec() {
     m_reader.reset();
-    m_codec.reset(m_source == ColourSource::Photos ? createColouringCodec(m_facts)
-                                                   : createCodec(m_facts));
+    m_codec.reset(createCodec());
     if (!m_codec) throw std::bad_alloc();
     if (!m_codec->Open(m_facts.path.c_str())) failToOpen();
     setFrame(*m_codec, Frame::Scanner);
@@ -120,10 +128,10 @@ void NativeInput::read(std::vector<CellPoint>& points) {
 void NativeInput::requireWholePass() const {
     const ReadProblem problem = getReadProblem(*m_codec);
     if (!problem && !m_reader->hasReadError()) return;
-    failDamaged(m_facts.path, problem.file.empty()
-                                  ? m_facts.path + ": cannot be read to its end"
-                                  : problem.file + ": byte " + std::to_string(problem.offset) +
-                                        ": " + problem.text);
+    failDamaged(problem.file.ends_with(".ij") || problem.file.empty() ? m_facts.path : problem.file,
+                problem.file.empty() ? m_facts.path + ": cannot be read to its end"
+                                     : problem.file + ": byte " + std::to_string(problem.offset) +
+                                           ": " + problem.text);
 }
 
 void NativeInput::requireFinite(const std::vector<CellPoint>& points) const {
