@@ -2,9 +2,11 @@
 
 #include "common/failure.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
+#include <iterator>
 
 namespace brisko::tool {
 
@@ -14,10 +16,10 @@ void readHeader(CLFileHeader& header, const std::string& path) {
 }
 
 bool hasFiniteAngles(const CLFileHeader& header) {
-    return std::isfinite(header.GetStartAzimuthAngle()) &&
-           std::isfinite(header.GetStopAzimuthAngle()) &&
-           std::isfinite(header.GetStartZenithAngle()) &&
-           std::isfinite(header.GetStopZenithAngle());
+    const float angles[] = {header.GetStartAzimuthAngle(), header.GetStopAzimuthAngle(),
+                            header.GetStartZenithAngle(), header.GetStopZenithAngle()};
+    return std::all_of(std::begin(angles), std::end(angles),
+                       [](float angle) { return std::isfinite(angle); });
 }
 
 void rewriteHeader(const std::string& path, const CLFileHeader& header,
