@@ -99,16 +99,13 @@ void planCLR(IndexTask& task) {
     const std::string base = baseOf(task.input);
     task.output = base + (isIndexBase(base) ? ".cl3" : "_index.cl3");
     if (startsSeries(task.input)) task.members = seriesMembers(task.input);
-    std::uint64_t blocks = layout.header->GetBlockCount();
     for (const std::string& member : task.members) {
         const ScanLayout next = inspectSound(task, member);
-        blocks += next.header->GetBlockCount();
         if (!sameGrid(layout, next)) {
             fail(task, member + ": its grid or point format is not that of " + task.input +
                            "; they are no series");
         }
     }
-    if (blocks == 0) fail(task, task.input + ": it has no blocks; there is nothing to index");
 }
 
 /// One file may be named in several ways.
