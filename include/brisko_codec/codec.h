@@ -16,11 +16,11 @@ protected:
     virtual ~BriskoCodec();
 
 public:
-    BriskoCodec() = default;
-    BriskoCodec(const BriskoCodec&) = default;
-    BriskoCodec(BriskoCodec&&) = default;
-    BriskoCodec& operator=(const BriskoCodec&) = default;
-    BriskoCodec& operator=(BriskoCodec&&) = default;
+    BriskoCodec();
+    BriskoCodec(const BriskoCodec&);
+    BriskoCodec(BriskoCodec&&) noexcept;
+    BriskoCodec& operator=(const BriskoCodec&);
+    BriskoCodec& operator=(BriskoCodec&&) noexcept;
 
     /// The scanner's full-scale intensity, 2200. Intensities run from 0 to this value.
     static const float i_range;
@@ -76,11 +76,11 @@ protected:
     ~BriskoGridCodec() override;
 
 public:
-    BriskoGridCodec() = default;
-    BriskoGridCodec(const BriskoGridCodec&) = default;
-    BriskoGridCodec(BriskoGridCodec&&) = default;
-    BriskoGridCodec& operator=(const BriskoGridCodec&) = default;
-    BriskoGridCodec& operator=(BriskoGridCodec&&) = default;
+    BriskoGridCodec();
+    BriskoGridCodec(const BriskoGridCodec&);
+    BriskoGridCodec(BriskoGridCodec&&) noexcept;
+    BriskoGridCodec& operator=(const BriskoGridCodec&);
+    BriskoGridCodec& operator=(BriskoGridCodec&&) noexcept;
 
     /// The size of the scan grid and the edge of its index tiles (0 where there is no index).
     /// Indexed CL3 scans know it after Open, CLR scans after the first point was asked for.

@@ -36,9 +36,33 @@ struct CLFileHeader::Layout {
     }
 };
 
+// Copies and moves are here, not in the headers: hosts find them in the library.
+GridFileHeader::GridFileHeader() = default;
+GridFileHeader::GridFileHeader(const GridFileHeader&) = default;
+GridFileHeader::GridFileHeader(GridFileHeader&&) noexcept = default;
+GridFileHeader& GridFileHeader::operator=(const GridFileHeader&) = default;
+GridFileHeader& GridFileHeader::operator=(GridFileHeader&&) noexcept = default;
 GridFileHeader::~GridFileHeader() = default;
+
+CLFileHeader::CLFileHeader() = default;
+CLFileHeader::CLFileHeader(const CLFileHeader&) = default;
+CLFileHeader::CLFileHeader(CLFileHeader&&) noexcept = default;
+CLFileHeader& CLFileHeader::operator=(const CLFileHeader&) = default;
+CLFileHeader& CLFileHeader::operator=(CLFileHeader&&) noexcept = default;
 CLFileHeader::~CLFileHeader() = default;
+
+CL3FileHeader::CL3FileHeader() = default;
+CL3FileHeader::CL3FileHeader(const CL3FileHeader&) = default;
+CL3FileHeader::CL3FileHeader(CL3FileHeader&&) noexcept = default;
+CL3FileHeader& CL3FileHeader::operator=(const CL3FileHeader&) = default;
+CL3FileHeader& CL3FileHeader::operator=(CL3FileHeader&&) noexcept = default;
 CL3FileHeader::~CL3FileHeader() = default;
+
+CLRFileHeader::CLRFileHeader() = default;
+CLRFileHeader::CLRFileHeader(const CLRFileHeader&) = default;
+CLRFileHeader::CLRFileHeader(CLRFileHeader&&) noexcept = default;
+CLRFileHeader& CLRFileHeader::operator=(const CLRFileHeader&) = default;
+CLRFileHeader& CLRFileHeader::operator=(CLRFileHeader&&) noexcept = default;
 CLRFileHeader::~CLRFileHeader() = default;
 
 bool CLFileHeader::Read(const char* path) {
