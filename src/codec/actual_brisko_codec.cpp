@@ -1,7 +1,6 @@
 #include "codec/actual_brisko_codec.h"
 
 #include "base/companion_path.h"
-#include "base/or_failure.h"
 #include "codec/alignment_file.h"
 
 #include <algorithm>
@@ -14,7 +13,8 @@ bool ActualBriskoCodec::Open(const char* path) {
     Close();
     m_alignment = AlignmentMatrix();
     m_alignmentSource = AlignmentSource::None;
-    if (!orFailure([&] { return openAlignment(path); })) return false;
+    m_problem.clear();
+    if (!orProblem([&] { return openAlignment(path); })) return false;
     setFrame(m_frame);
     m_stream = openFile(path, "rb");
     return m_stream != nullptr;
@@ -22,6 +22,7 @@ bool ActualBriskoCodec::Open(const char* path) {
 
 /// Reads the alignment beside a scan, where there is one.
 bool ActualBriskoCodec::openAlignment(const char* path) {
+    m_path = path ? path : "";
     if (!path) return true;
     const std::string companion = companionForReading(path, ".alg");
     if (!companion.empty()) m_alignmentSource = loadAlignment(companion, m_alignment);
@@ -35,11 +36,12 @@ void ActualBriskoCodec::Close() {
 bool ActualBriskoCodec::Rewind() {
     m_columns = 0;
     m_rows = 0;
+    m_problem.clear();
     return m_stream && seekTo(m_stream.get(), 0);
 }
 
 bool ActualBriskoCodec::startPass() {
-    return orFailure([this] { return Rewind(); });
+    return orProblem([this] { return Rewind(); });
 }
 
 namespace {
@@ -79,7 +81,7 @@ bool ActualBriskoCodec::ReadNextGridPoint(double& x, double& y, double& z, float
     const CLPoint* record = nullptr;
     unsigned recordColumn = 0, recordRow = 0;
     do {
-        record = orFailure([&] { return NextRecord(recordColumn, recordRow); });
+        record = orProblem([&] { return NextRecord(recordColumn, recordRow); });
         if (convert(record, x, y, z, intensity, red, green, blue, alpha)) {
             m_applied.apply(x, y, z);
             column = recordColumn;

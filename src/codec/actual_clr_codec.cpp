@@ -1,6 +1,5 @@
 #include "codec/actual_clr_codec.h"
 
-#include "base/or_failure.h"
 #include "layouts/clr_record.h"
 
 #include <algorithm>
@@ -25,7 +24,7 @@ bool ActualCLRCodec::Rewind() {
     if (!ActualBriskoCodec::Rewind()) return false;
     CLRFileHeader header;
     header.Read(stream());
-    m_cells = openCLRCells(stream(), header);
+    m_cells = openCLRCells(stream(), header, m_problem);
     if (!m_cells) return false;
     m_columns = static_cast<std::int32_t>(header.GetAzimuthResolution());
     m_rows = static_cast<std::int32_t>(header.GetZenithResolution());
@@ -131,7 +130,7 @@ std::size_t ActualCLRCodec::readBatch(const PointArrays& arrays, std::size_t cap
     Point point;
     while (count < capacity) {
         if (!takeFromStretch(point)) {
-            if (!orFailure([this] { return nextStretch(); })) break;
+            if (!orProblem([this] { return nextStretch(); })) break;
             continue;
         }
         out.put(count, point.x, point.y, point.z, point.intensity);

@@ -35,12 +35,16 @@ bool hasPlainRecords(const CLRFileHeader& header, std::uint64_t fileSize) {
     return blockBytes && checkedAdd(*blockBytes, clr_header::kSize) == fileSize;
 }
 
-std::unique_ptr<CLRCells> openCLRCells(std::FILE* file, const CLRFileHeader& header) {
-    if (header.GetPointFormat() > kLastFormat) return nullptr;
-    if (hasPlainRecords(header, fileLength(file))) {
-        return std::make_unique<CLRPlainCells>(file, header);
+std::unique_ptr<CLRCells> openCLRCells(std::FILE* file, const CLRFileHeader& header,
+                                       FirstProblem& problem) {
+    if (header.GetPointFormat() > kLastFormat) {
+        problem.note(ReadProblemKind::BadHeader, FirstProblem::File::Scan, 0);
+        return nullptr;
     }
-    return std::make_unique<CLRCompressedCells>(file, header);
+    if (hasPlainRecords(header, fileLength(file))) {
+        return std::make_unique<CLRPlainCells>(file, header, problem);
+    }
+    return std::make_unique<CLRCompressedCells>(file, header, problem);
 }
 
 }  // namespace brisko

@@ -3,6 +3,8 @@
 #include <brisko_codec/compressed_lines.h>
 #include <brisko_codec/file_header.h>
 
+#include "codec/first_problem.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -22,8 +24,10 @@ public:
     virtual const RawRecord* cells() const = 0;
 };
 
-/// The cells of a file, from its header on. Null where the header cannot be followed.
-std::unique_ptr<CLRCells> openCLRCells(std::FILE* file, const CLRFileHeader& header);
+/// The cells of a file, from its header on. Null where the header cannot be followed. What is wrong
+/// with the blocks is noted as it is met.
+std::unique_ptr<CLRCells> openCLRCells(std::FILE* file, const CLRFileHeader& header,
+                                       FirstProblem& problem);
 
 /// The number of lines, and of cells in a line, that a header announces; both 0 where either is not
 /// above 0 or their product does not fit into a file.

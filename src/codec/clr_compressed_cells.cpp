@@ -17,8 +17,10 @@ constexpr std::size_t kWindowSlack = kLengthSize + kPieceBuffer;
 
 }  // namespace
 
-CLRCompressedCells::CLRCompressedCells(std::FILE* file, const CLRFileHeader& header)
+CLRCompressedCells::CLRCompressedCells(std::FILE* file, const CLRFileHeader& header,
+                                       FirstProblem& problem)
     : m_file(file),
+      m_problem(problem),
       m_grid(gridOf(header)),
       m_length(fileLength(file)),
       m_merge(rangeTableFor(header.GetModelName())) {
@@ -38,9 +40,10 @@ std::size_t CLRCompressedCells::upToFile(std::size_t size) const {
 void CLRCompressedCells::findBlocks(std::uint64_t count) {
     std::uint64_t start = clr_header::kSize;
     SkimWindow window{std::vector<std::uint8_t>(upToFile(kLargestWindow))};
-    while (count-- > 0 && start < m_length) {
-        if (m_blocks.size() == kMostBlocks) {
-            m_blocks.clear();
+    while (count-- > 0) {
+        if (start >= m_length || m_blocks.size() == kMostBlocks) {
+            noteProblem(ReadProblemKind::CutShort, start);
+            if (start < m_length) m_blocks.clear();
             return;
         }
         Block block;
@@ -57,21 +60,33 @@ void CLRCompressedCells::findBlocks(std::uint64_t count) {
 /// Follows the lengths of a block's pieces. Returns the offset behind the block; nothing when the
 /// block does not end well, so that what follows cannot be found.
 std::optional<std::uint64_t> CLRCompressedCells::skimBlock(std::uint64_t offset,
-                                                           SkimWindow& window) const {
+                                                           SkimWindow& window) {
     const std::uint64_t piecesInLine = divideRoundingUp(m_grid.rows, kPiecePoints);
     for (std::uint64_t line = 0; line < m_grid.columns; ++line) {
         for (std::uint64_t piece = 0; piece < piecesInLine; ++piece) {
             if (offset + kLengthSize > window.start + window.held) {
                 window.start = offset;
                 window.held = readAt(m_file, offset, window.bytes.data(), window.bytes.size());
-                if (window.held < kLengthSize) return std::nullopt;
+                if (window.held < kLengthSize) {
+                    noteProblem(ReadProblemKind::CutShort, offset);
+                    return std::nullopt;
+                }
             }
             const std::uint32_t length = loadU32(window.bytes.data() + (offset - window.start));
-            if (length > kLongestPiece) return std::nullopt;
+            if (length > kLongestPiece) {
+                noteProblem(ReadProblemKind::BadPiece, offset);
+                return std::nullopt;
+            }
             offset += kLengthSize + length;
         }
     }
     return offset;
+}
+
+/// The file has no whole piece at the offset: it ends, or the length is one that no piece has.
+void CLRCompressedCells::noteMissingPiece(std::uint64_t offset, std::uint32_t length) {
+    noteProblem(length > kLongestPiece ? ReadProblemKind::BadPiece : ReadProblemKind::CutShort,
+                offset);
 }
 
 std::optional<CLRCompressedCells::Piece> CLRCompressedCells::pieceInWindow(std::size_t index) {
@@ -83,21 +98,26 @@ std::optional<CLRCompressedCells::Piece> CLRCompressedCells::pieceInWindow(std::
         block.windowBytes = readAt(m_file, block.next, memory, m_windowSize);
         windowEnd = block.windowStart + block.windowBytes;
     }
-    if (block.next + kLengthSize > windowEnd) return std::nullopt;
+    if (block.next + kLengthSize > windowEnd) {
+        noteMissingPiece(block.next, 0);
+        return std::nullopt;
+    }
     const std::uint8_t* const in = memory + (block.next - block.windowStart);
     const std::uint32_t length = loadU32(in);
     if (length > kLongestPiece || block.next + kLengthSize + length > windowEnd) {
+        noteMissingPiece(block.next, length);
         return std::nullopt;
     }
     return Piece{in + kLengthSize, length};
 }
 
 std::optional<CLRCompressedCells::Piece> CLRCompressedCells::pieceFromFile(Block& block) {
-    std::uint8_t lengthBytes[kLengthSize];
-    if (readAt(m_file, block.next, lengthBytes, kLengthSize) < kLengthSize) return std::nullopt;
+    std::uint8_t lengthBytes[kLengthSize] = {};
+    const std::size_t got = readAt(m_file, block.next, lengthBytes, kLengthSize);
     const std::uint32_t length = loadU32(lengthBytes);
-    if (length > kLongestPiece) return std::nullopt;
-    if (readAt(m_file, block.next + kLengthSize, m_piece.data(), length) < length) {
+    if (got < kLengthSize || length > kLongestPiece ||
+        readAt(m_file, block.next + kLengthSize, m_piece.data(), length) < length) {
+        noteMissingPiece(block.next, got < kLengthSize ? 0 : length);
         return std::nullopt;
     }
     return Piece{m_piece.data(), length};
@@ -117,7 +137,10 @@ std::optional<CLRCompressedCells::Piece> CLRCompressedCells::nextPiece(std::size
 bool CLRCompressedCells::decodeNextPiece(std::size_t index, std::size_t points, RawRecord* out) {
     const auto piece = nextPiece(index);
     if (!piece) return false;
-    decodeWholePiece(piece->bytes, piece->length, points, out);
+    const std::size_t used = decodeWholePiece(piece->bytes, piece->length, points, out);
+    if (!isWholePiece(piece->length, used)) [[unlikely]] {
+        noteProblem(ReadProblemKind::BadPiece, m_blocks[index].next - piece->length - kLengthSize);
+    }
     return true;
 }
 
@@ -136,7 +159,10 @@ std::size_t CLRCompressedCells::nextRun() {
         return std::all_of(m_blocks.begin(), m_blocks.end(),
                            [](const Block& block) { return block.ended; });
     };
-    if (m_blocks.empty() || m_linesDone == m_grid.columns) return 0;
+    if (m_blocks.empty() || m_linesDone == m_grid.columns) {
+        checkEnd();
+        return 0;
+    }
     const auto points =
         static_cast<std::size_t>(std::min<std::uint64_t>(kPiecePoints, m_grid.rows - m_rowsDone));
     if (m_blocks.size() == 1) {
@@ -152,6 +178,13 @@ std::size_t CLRCompressedCells::nextRun() {
         ++m_linesDone;
     }
     return points;
+}
+
+/// After the last line of a pass that met all pieces.
+void CLRCompressedCells::checkEnd() {
+    const std::uint64_t end =
+        m_blocks.empty() ? std::uint64_t{clr_header::kSize} : m_blocks.back().next;
+    if (end < m_length) noteProblem(ReadProblemKind::LeftOver, end);
 }
 
 }  // namespace brisko

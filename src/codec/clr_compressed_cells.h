@@ -14,7 +14,7 @@ namespace brisko {
 /// skimmed once at the start.
 class CLRCompressedCells final : public CLRCells {
 public:
-    CLRCompressedCells(std::FILE* file, const CLRFileHeader& header);
+    CLRCompressedCells(std::FILE* file, const CLRFileHeader& header, FirstProblem& problem);
 
     std::size_t nextRun() override;
     const RawRecord* cells() const override { return m_cells; }
@@ -51,14 +51,20 @@ private:
     /// A size of a buffer, as far as the file can fill it.
     std::size_t upToFile(std::size_t size) const;
     void findBlocks(std::uint64_t count);
-    std::optional<std::uint64_t> skimBlock(std::uint64_t offset, SkimWindow& window) const;
+    std::optional<std::uint64_t> skimBlock(std::uint64_t offset, SkimWindow& window);
     std::optional<Piece> nextPiece(std::size_t block);
     std::optional<Piece> pieceInWindow(std::size_t block);
     std::optional<Piece> pieceFromFile(Block& block);
+    void noteProblem(ReadProblemKind kind, std::uint64_t offset) {
+        m_problem.note(kind, FirstProblem::File::Scan, offset);
+    }
+    void noteMissingPiece(std::uint64_t offset, std::uint32_t length);
+    void checkEnd();
     bool decodeNextPiece(std::size_t block, std::size_t points, RawRecord* out);
     void mergeRun(std::size_t points);
 
     std::FILE* m_file;
+    FirstProblem& m_problem;
     CLRGrid m_grid;
     std::uint64_t m_length;
     std::vector<Block> m_blocks;

@@ -8,10 +8,11 @@
 
 namespace brisko {
 
-CLRPlainCells::CLRPlainCells(std::FILE* file, const CLRFileHeader& header)
+CLRPlainCells::CLRPlainCells(std::FILE* file, const CLRFileHeader& header, FirstProblem& problem)
     : m_file(file), m_merge(rangeTableFor(header.GetModelName())) {
     const std::uint64_t length = fileLength(file);
     const std::uint64_t cells = gridOf(header).cells();
+    noteWrongLength(header, length, problem);
     if (cells == 0 || length <= blockStart(0)) return;
     // A block whose size does not even fit into a number is the only one that starts in the file.
     constexpr std::uint64_t kEndless = std::uint64_t{1} << 63;
@@ -23,6 +24,21 @@ CLRPlainCells::CLRPlainCells(std::FILE* file, const CLRFileHeader& header)
     m_blockCount = std::min<std::uint64_t>(header.GetBlockCount(), blocksInFile);
     const std::uint64_t recordBytes = length - blockStart(0) - clr_block::kHeaderSize;
     m_cellCount = std::min(cells, recordBytes / clr_record::kSize);
+}
+
+/// All blocks have the same size, so that the length of the file shows whether they are all there. A
+/// writer may leave a few bytes after the last block, but not as many as another block takes.
+void CLRPlainCells::noteWrongLength(const CLRFileHeader& header, std::uint64_t length,
+                                    FirstProblem& problem) {
+    using Wide = unsigned __int128;  // holds the product of three header fields
+    const Wide block = clr_block::kHeaderSize + clr_record::kSize * Wide{gridOf(header).cells()};
+    const Wide announced = clr_header::kSize + block * header.GetBlockCount();
+    if (length < announced) {
+        problem.note(ReadProblemKind::CutShort, FirstProblem::File::Scan, length);
+    } else if (length - announced >= block) {
+        problem.note(ReadProblemKind::LeftOver, FirstProblem::File::Scan,
+                     static_cast<std::uint64_t>(announced));
+    }
 }
 
 std::uint64_t CLRPlainCells::blockStart(std::uint64_t block) const {

@@ -11,7 +11,7 @@ namespace brisko {
 /// of blocks is walked in step with the memory of two runs.
 class CLRPlainCells final : public CLRCells {
 public:
-    CLRPlainCells(std::FILE* file, const CLRFileHeader& header);
+    CLRPlainCells(std::FILE* file, const CLRFileHeader& header, FirstProblem& problem);
 
     std::size_t nextRun() override;
     const RawRecord* cells() const override { return m_cells; }
@@ -19,6 +19,8 @@ public:
 private:
     static constexpr std::uint64_t kRunCells = 5000;
 
+    static void noteWrongLength(const CLRFileHeader& header, std::uint64_t length,
+                                FirstProblem& problem);
     std::uint64_t blockStart(std::uint64_t block) const;
     void readRun(std::uint64_t block, std::size_t cells, std::vector<RawRecord>& out);
     void mergeRun(std::size_t cells);

@@ -1,6 +1,7 @@
 #include "index/index_plan.h"
 
 #include "common/message.h"
+#include "scan/findings.h"
 #include "scan/scan_layout.h"
 
 #include <algorithm>
@@ -17,7 +18,6 @@ namespace fs = std::filesystem;
 constexpr std::size_t kExtension = 4;
 constexpr const char* kSeriesStart = "_000";
 constexpr const char* kSortedCopy = ".Converted.clr";
-constexpr const char* kRepairHint = "; 'brisko repair' salvages what is left";
 
 std::string baseOf(const std::string& path) {
     return path.substr(0, path.size() - kExtension);

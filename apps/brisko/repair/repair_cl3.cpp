@@ -19,9 +19,9 @@ public:
     explicit CL3Repair(const RepairOptions& options)
         : m_options(options), m_salvage(options.most), m_stream(options.input) {
         readHeader(m_header, options.input);
-        requireWholeHeader(options, m_stream.size(), cl3::kHeader);
+        requireWholeHeader(options, m_stream.size(), cl3_header::kSize);
         if (m_header.GetPointFormat() < std::size(cl3::kRecordSizes)) return;
-        refuseFormat(options, cl3::kHeader - 1, m_header, "CL3 (0 or 1)");
+        refuseFormat(options, cl3_header::kSize - 1, m_header, "CL3 (0 or 1)");
     }
 
     Salvage run() {

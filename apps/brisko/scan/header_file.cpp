@@ -3,6 +3,7 @@
 #include "common/failure.h"
 
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 
 namespace brisko::tool {
@@ -10,6 +11,13 @@ namespace brisko::tool {
 void readHeader(CLFileHeader& header, const std::string& path) {
     if (header.Read(path.c_str())) return;
     throw Failure(ExitCode::Damaged, path + ": cannot be read: " + std::strerror(errno));
+}
+
+bool hasFiniteAngles(const CLFileHeader& header) {
+    return std::isfinite(header.GetStartAzimuthAngle()) &&
+           std::isfinite(header.GetStopAzimuthAngle()) &&
+           std::isfinite(header.GetStartZenithAngle()) &&
+           std::isfinite(header.GetStopZenithAngle());
 }
 
 void rewriteHeader(const std::string& path, const CLFileHeader& header,

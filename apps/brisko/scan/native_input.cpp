@@ -1,5 +1,6 @@
 #include "scan/native_input.h"
 
+#include "check/scan_check.h"
 #include "common/failure.h"
 #include "scan/photo_report.h"
 
@@ -98,9 +99,7 @@ std::size_t NativeInput::readBatch() {
 
 void NativeInput::read(std::vector<CellPoint>& points) {
     points.resize(readBatch());
-    if (m_reader->hasReadError()) {
-        throw Failure(ExitCode::Damaged, m_facts.path + ": cannot be read to its end");
-    }
+    if (points.empty()) requireWholePass();
     for (std::size_t i = 0; i < points.size(); ++i) {
         CellPoint& point = points[i];
         point.x = m_positions[3 * i];
@@ -113,7 +112,27 @@ void NativeInput::read(std::vector<CellPoint>& points) {
         point.column = m_columns[i];
         point.row = m_rows[i];
     }
+    requireFinite(points);
     countSteps(points);
+}
+
+/// The library hands out what can be had of a damaged scan; here that is an error.
+void NativeInput::requireWholePass() const {
+    const ReadProblem problem = getReadProblem(*m_codec);
+    if (!problem && !m_reader->hasReadError()) return;
+    failDamaged(m_facts.path, problem.file.empty()
+                                  ? m_facts.path + ": cannot be read to its end"
+                                  : problem.file + ": byte " + std::to_string(problem.offset) +
+                                        ": " + problem.text);
+}
+
+void NativeInput::requireFinite(const std::vector<CellPoint>& points) const {
+    double sum = 0;  // 0, or not a number
+    for (const CellPoint& p : points)
+        sum += (p.x - p.x) + (p.y - p.y) + (p.z - p.z) +
+               static_cast<double>(p.intensity - p.intensity);
+    if (sum == 0) return;
+    failDamaged(m_facts.path, m_facts.path + ": a record is not finite in all its numbers");
 }
 
 void NativeInput::countSteps(const std::vector<CellPoint>& points) {

@@ -5,6 +5,7 @@
 
 #include <brisko_codec/codec.h>
 #include <brisko_codec/point_batch.h>
+#include <brisko_codec/read_problem.h>
 
 namespace brisko::tool {
 
@@ -31,6 +32,8 @@ private:
     void openCodec();
     [[noreturn]] void failToOpen() const;
     std::size_t readBatch();
+    void requireWholePass() const;
+    void requireFinite(const std::vector<CellPoint>& points) const;
     void countSteps(const std::vector<CellPoint>& points);
 
     ColourSource m_source;

@@ -43,6 +43,9 @@ struct ScanLayout {
 ScanLayout inspectCL3(const std::string& path);
 ScanLayout inspectCLR(const std::string& path);
 
+/// Adds what is wrong with the header's angles.
+void addAngleProblem(ScanLayout& layout);
+
 /// Throws Failure(Damaged) with the first problem, if there is one.
 void requireSound(const ScanLayout& layout);
 
