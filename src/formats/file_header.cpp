@@ -7,7 +7,7 @@
 #include <cmath>
 #include <limits>
 
-using brisko::readField;
+using brisko::FieldReader;
 using brisko::writeField;
 
 /// The order of the fields on disk, told once for reading and writing. Between identity and
@@ -74,12 +74,12 @@ bool CLFileHeader::Read(const char* path) {
 
 void CLFileHeader::Read(std::FILE* stream) {
     if (!stream) return;
-    const auto read = [stream](auto& field) { readField(stream, field); };
+    const FieldReader read(stream);
     Layout::identity(*this, read);
-    ReadBlanks(stream);
+    if (read.sawNoError()) ReadBlanks(stream);
     Layout::conditions(*this, read);
-    ReadResolutions(stream);
-    ReadBlocks(stream);
+    if (read.sawNoError()) ReadResolutions(stream);
+    if (read.sawNoError()) ReadBlocks(stream);
 }
 
 void CLFileHeader::Write(std::FILE* stream) const {
@@ -97,7 +97,8 @@ void CLFileHeader::ReadBlanks(std::FILE*) {
 void CLFileHeader::WriteBlanks(std::FILE*) const {
 }
 void CLFileHeader::ReadBlocks(std::FILE* stream) {
-    readField(stream, m_blockCount);
+    const FieldReader read(stream);
+    read(m_blockCount);
 }
 void CLFileHeader::WriteBlocks(std::FILE* stream) const {
     writeField(stream, m_blockCount);
@@ -248,8 +249,9 @@ void CL3FileHeader::SetDeltaZenithAngle(float angle) {
 }
 
 void CL3FileHeader::ReadResolutions(std::FILE* stream) {
-    readField(stream, m_deltaAzimuthAngle);  // offset 102
-    readField(stream, m_deltaZenithAngle);   //        106
+    const FieldReader read(stream);
+    read(m_deltaAzimuthAngle);  // offset 102
+    read(m_deltaZenithAngle);   //        106
 }
 
 void CL3FileHeader::WriteResolutions(std::FILE* stream) const {
@@ -258,8 +260,9 @@ void CL3FileHeader::WriteResolutions(std::FILE* stream) const {
 }
 
 void CL3FileHeader::ReadBlocks(std::FILE* stream) {
-    readField(stream, m_blockCount);   // offset 110
-    readField(stream, m_pointFormat);  //        114, one byte
+    const FieldReader read(stream);
+    read(m_blockCount);   // offset 110
+    read(m_pointFormat);  //        114, one byte
 }
 
 void CL3FileHeader::WriteBlocks(std::FILE* stream) const {
@@ -293,8 +296,9 @@ void CLRFileHeader::SetZenithResolution(int rows) {
 }
 
 void CLRFileHeader::ReadBlanks(std::FILE* stream) {
+    const FieldReader read(stream);
     std::array<char, 2> blanks{};
-    readField(stream, blanks);  // offset 78
+    read(blanks);  // offset 78
 }
 
 void CLRFileHeader::WriteBlanks(std::FILE* stream) const {
@@ -302,8 +306,9 @@ void CLRFileHeader::WriteBlanks(std::FILE* stream) const {
 }
 
 void CLRFileHeader::ReadResolutions(std::FILE* stream) {
-    readField(stream, m_azimuthResolution);  // offset 104
-    readField(stream, m_zenithResolution);   //        108
+    const FieldReader read(stream);
+    read(m_azimuthResolution);  // offset 104
+    read(m_zenithResolution);   //        108
 }
 
 void CLRFileHeader::WriteResolutions(std::FILE* stream) const {
@@ -312,11 +317,12 @@ void CLRFileHeader::WriteResolutions(std::FILE* stream) const {
 }
 
 void CLRFileHeader::ReadBlocks(std::FILE* stream) {
+    const FieldReader read(stream);
     // Four bytes on disk, of which only the lowest counts.
     std::uint32_t format = m_pointFormat;
-    readField(stream, format);  // offset 112
+    read(format);  // offset 112
     m_pointFormat = static_cast<std::uint8_t>(format & 0xFF);
-    readField(stream, m_blockCount);  //   116
+    read(m_blockCount);  //   116
 }
 
 void CLRFileHeader::WriteBlocks(std::FILE* stream) const {
