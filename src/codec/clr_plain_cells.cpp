@@ -55,11 +55,20 @@ void CLRPlainCells::readRun(std::uint64_t block, std::size_t cells, std::vector<
               RawRecord{});
 }
 
+/// The flag of a block, read when its first run is. Kept where more runs follow: such blocks are large,
+/// so that there are few.
+std::uint8_t CLRPlainCells::flagOf(std::uint64_t block) {
+    if (block < m_flags.size()) return m_flags[block];
+    std::uint8_t flag = 0;
+    readAt(m_file, blockStart(block), &flag, sizeof flag);
+    if (m_cellCount > kRunCells) m_flags.push_back(flag);
+    return flag;
+}
+
 void CLRPlainCells::mergeRun(std::size_t cells) {
     m_merge.start(cells);
     for (std::uint64_t block = 0; block < m_blockCount; ++block) {
-        std::uint8_t flag = 0;
-        readAt(m_file, blockStart(block), &flag, sizeof flag);
+        const std::uint8_t flag = flagOf(block);
         readRun(block, cells, m_run);
         m_merge.add(m_run.data(), flag);
     }

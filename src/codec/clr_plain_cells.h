@@ -23,6 +23,7 @@ private:
                                 FirstProblem& problem);
     std::uint64_t blockStart(std::uint64_t block) const;
     void readRun(std::uint64_t block, std::size_t cells, std::vector<RawRecord>& out);
+    std::uint8_t flagOf(std::uint64_t block);
     void mergeRun(std::size_t cells);
 
     std::FILE* m_file;
@@ -30,6 +31,7 @@ private:
     std::uint64_t m_blockCount = 0;  // of the blocks that start inside the file
     std::uint64_t m_cellCount = 0;   // of which the file holds a record at all
     std::uint64_t m_done = 0;
+    std::vector<std::uint8_t> m_flags;  // by block
     std::vector<RawRecord> m_run;
     BlockMerge m_merge;
     const RawRecord* m_cells = nullptr;
