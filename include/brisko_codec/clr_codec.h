@@ -12,11 +12,11 @@ protected:
     ~CLRCodec() override;
 
 public:
-    CLRCodec() = default;
-    CLRCodec(const CLRCodec&) = default;
-    CLRCodec(CLRCodec&&) = default;
-    CLRCodec& operator=(const CLRCodec&) = default;
-    CLRCodec& operator=(CLRCodec&&) = default;
+    CLRCodec();
+    CLRCodec(const CLRCodec&);
+    CLRCodec(CLRCodec&&) noexcept;
+    CLRCodec& operator=(const CLRCodec&);
+    CLRCodec& operator=(CLRCodec&&) noexcept;
 
     /// A new reader, or null when memory runs out. Free it with BriskoCodec::Destroy.
     static CLRCodec* Create();
@@ -28,11 +28,11 @@ protected:
     ~CLRGridCodec() override;
 
 public:
-    CLRGridCodec() = default;
-    CLRGridCodec(const CLRGridCodec&) = default;
-    CLRGridCodec(CLRGridCodec&&) = default;
-    CLRGridCodec& operator=(const CLRGridCodec&) = default;
-    CLRGridCodec& operator=(CLRGridCodec&&) = default;
+    CLRGridCodec();
+    CLRGridCodec(const CLRGridCodec&);
+    CLRGridCodec(CLRGridCodec&&) noexcept;
+    CLRGridCodec& operator=(const CLRGridCodec&);
+    CLRGridCodec& operator=(CLRGridCodec&&) noexcept;
 
     /// A new reader, or null when memory runs out. Free it with BriskoCodec::Destroy.
     static CLRGridCodec* Create();

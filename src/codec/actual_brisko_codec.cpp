@@ -131,18 +131,19 @@ ActualBriskoCodec::Bounds ActualBriskoCodec::findBounds() {
 
 void ActualBriskoCodec::GetBounds(double& minX, double& minY, double& minZ, double& maxX,
                                   double& maxY, double& maxZ, std::int64_t& count) {
-    if (m_bounds.count == 0) {
+    Bounds& bounds = m_frame == Frame::Scanner ? m_measuredBounds : m_alignedBounds;
+    if (bounds.count == 0) {
         m_applied = chosen();
-        m_bounds = findBounds();
+        bounds = findBounds();
         setFrame(m_frame);
     }
-    minX = m_bounds.min[0];
-    minY = m_bounds.min[1];
-    minZ = m_bounds.min[2];
-    maxX = m_bounds.max[0];
-    maxY = m_bounds.max[1];
-    maxZ = m_bounds.max[2];
-    count = m_bounds.count;
+    minX = bounds.min[0];
+    minY = bounds.min[1];
+    minZ = bounds.min[2];
+    maxX = bounds.max[0];
+    maxY = bounds.max[1];
+    maxZ = bounds.max[2];
+    count = bounds.count;
 }
 
 void ActualBriskoCodec::GetGridSize(std::size_t& columns, std::size_t& rows, unsigned& tileSize) {

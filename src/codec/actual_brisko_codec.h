@@ -103,7 +103,7 @@ private:
     Frame m_frame = Frame::Aligned;
     bool m_asMeasured = false;
     AlignmentMatrix m_applied;
-    Bounds m_bounds;
+    Bounds m_alignedBounds, m_measuredBounds;  // by the frame that they were asked for in
 };
 
 }  // namespace brisko

@@ -73,12 +73,21 @@ void CLRPlainCells::readRun(const Block& block, std::size_t cells, std::vector<R
               RawRecord{});
 }
 
+/// The flag of a block, read when its first run is. Kept where more runs follow: such blocks are large,
+/// so that there are few.
+std::uint8_t CLRPlainCells::flagOf(std::uint64_t number, const Block& block) {
+    if (number < m_flags.size()) return m_flags[number];
+    std::uint8_t flag = 0;
+    readAt(block.file, block.start, &flag, sizeof flag);
+    if (m_cellCount > kRunCells) m_flags.push_back(flag);
+    return flag;
+}
+
 void CLRPlainCells::mergeRun(std::size_t cells) {
     m_merge.start(cells);
     for (std::uint64_t number = 0; number < m_blockCount; ++number) {
         const Block block = blockAt(number);
-        std::uint8_t flag = 0;
-        readAt(block.file, block.start, &flag, sizeof flag);
+        const std::uint8_t flag = flagOf(number, block);
         readRun(block, cells, m_run);
         m_merge.add(m_run.data(), flag);
     }

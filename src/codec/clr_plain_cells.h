@@ -28,6 +28,7 @@ private:
     void addFile(const CLRSource& source, FirstProblem& problem);
     Block blockAt(std::uint64_t block) const;
     void readRun(const Block& block, std::size_t cells, std::vector<RawRecord>& out);
+    std::uint8_t flagOf(std::uint64_t number, const Block& block);
     void mergeRun(std::size_t cells);
 
     struct File {
@@ -39,6 +40,7 @@ private:
     std::uint64_t m_blockCount = 0;  // of the blocks that start inside their file
     std::uint64_t m_cellCount = 0;   // of which the first block holds a record at all
     std::uint64_t m_done = 0;
+    std::vector<std::uint8_t> m_flags;  // by block
     std::vector<RawRecord> m_run;
     BlockMerge m_merge;
     const RawRecord* m_cells = nullptr;

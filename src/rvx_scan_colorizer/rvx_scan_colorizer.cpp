@@ -4,8 +4,8 @@
 
 namespace brisko {
 
-RvxScanColorizer::RvxScanColorizer(const std::string& folder, std::size_t capacity)
-    : m_impl(RvxScanColorizerImpl::initialize(folder, capacity)) {
+RvxScanColorizer::RvxScanColorizer(const std::string& folder, std::size_t colorCacheCapacity)
+    : m_impl(RvxScanColorizerImpl::Initialize(folder, colorCacheCapacity)) {
 }
 
 RvxScanColorizer::RvxScanColorizer(const RvxScanColorizer& other)

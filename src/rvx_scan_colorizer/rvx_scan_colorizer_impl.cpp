@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 
 namespace brisko {
@@ -42,18 +43,18 @@ bool placeOnSphere(const double* point, std::array<double, 3>& onSphere) {
 }  // namespace
 
 RvxScanColorizerImpl::RvxScanColorizerImpl(std::shared_ptr<const Station> station,
-                                           std::size_t capacity)
+                                           std::size_t colorCacheCapacity)
     : m_station(std::move(station)),
-      m_capacity(capacity),
-      m_cache(m_station->cameras.size(), capacity, loaderOf(*m_station)),
+      m_colorCacheCapacity(colorCacheCapacity),
+      m_cache(m_station->cameras.size(), colorCacheCapacity, loaderOf(*m_station)),
       m_samples(kAhead * m_station->cameras.size()) {
     m_candidates.reserve(m_station->cameras.size());
 }
 
-std::unique_ptr<RvxScanColorizerImpl> RvxScanColorizerImpl::initialize(const std::string& folder,
-                                                                       std::size_t capacity) {
+std::unique_ptr<RvxScanColorizerImpl> RvxScanColorizerImpl::Initialize(
+    const std::string& folder, std::size_t colorCacheCapacity) {
     const auto station = std::make_shared<const Station>(readStation(folder));
-    auto impl = std::make_unique<RvxScanColorizerImpl>(station, capacity);
+    auto impl = std::make_unique<RvxScanColorizerImpl>(station, colorCacheCapacity);
     if (station->cameras.empty()) return impl;
     try {
         impl->loadFirst();
@@ -69,9 +70,7 @@ std::unique_ptr<RvxScanColorizerImpl> RvxScanColorizerImpl::initialize(const std
 /// The cameras that may show a point, in their order.
 const std::vector<int>& RvxScanColorizerImpl::candidates(const std::array<double, 3>& onSphere) {
     m_candidates.clear();
-    m_station->boxes.find(onSphere, [this](const CameraBoxTree::Entry& entry) {
-        m_candidates.push_back(entry.second);
-    });
+    m_station->boxes.find(onSphere, vexo::GenericItemFinder(std::back_inserter(m_candidates)));
     std::sort(m_candidates.begin(), m_candidates.end());
     return m_candidates;
 }

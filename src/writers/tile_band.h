@@ -22,11 +22,13 @@ public:
     static std::unique_ptr<Tile> create();
 
     /// Puts a point into a cell in the place of an earlier one. A point that does not count as
-    /// measured empties the cell.
-    void put(std::uint32_t columnOffset, std::uint32_t rowOffset, const CL3Record& record) {
+    /// measured empties the cell. Returns whether there was one.
+    bool put(std::uint32_t columnOffset, std::uint32_t rowOffset, const CL3Record& record) {
         const std::size_t cell = std::size_t{columnOffset} * kTileSize + rowOffset;
+        const bool replaces = m_live[cell] != 0;
         m_cells[cell] = record;
         m_live[cell] = isMeasured(record);
+        return replaces;
     }
     void clear() { m_live.fill(0); }
 
@@ -55,7 +57,7 @@ public:
         if (rowTile >= m_tiles.size() || !m_tiles[rowTile]) [[unlikely]] {
             if (!makeTile(rowTile)) return false;
         }
-        m_tiles[rowTile]->put(columnOffset, row % kTileSize, record);
+        m_replaced += m_tiles[rowTile]->put(columnOffset, row % kTileSize, record) ? 1 : 0;
         return true;
     }
 
@@ -64,9 +66,13 @@ public:
         return rowTile < m_tiles.size() ? m_tiles[rowTile].get() : nullptr;
     }
 
+    /// Points whose cell another one took later.
+    std::uint64_t replaced() const { return m_replaced; }
+
 private:
     bool makeTile(std::uint32_t rowTile);
 
+    std::uint64_t m_replaced = 0;
     std::vector<std::unique_ptr<Tile>> m_tiles;
 };
 

@@ -40,7 +40,7 @@ TEST_P(Interruption, AtEveryPerCentLeavesNoTrace) {
                 EXPECT_TRUE(scene.run());
             } catch (const vexo::CancelProgressRequest&) {
                 interrupted = scene.monitor.cancelAt == nth;
-            } catch (int) {
+            } catch (const test::HostOutOfMemory&) {
                 interrupted = scene.monitor.throwAt == nth;
             }
             EXPECT_EQ(interrupted, scene.monitor.updates >= nth);

@@ -80,7 +80,13 @@ bool mergeWithItself(Arguments& arguments) {
 /// Internal calls pass on a lack of memory; the test is their host.
 template <bool (*run)(Arguments&)>
 bool guarded(Arguments& arguments) {
-    return orNoMemory(run, arguments);
+    try {
+        return run(arguments);
+    } catch (const HostOutOfMemory&) {
+        throw;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 std::vector<Job> libraryJobs() {

@@ -50,8 +50,13 @@ public:
     /// The same, with every output complete.
     void expectDone(bool mayKeepTemporaries = false) const;
 
+    /// Does not allocate: a lack of memory in a monitor is the host's own exception.
+    struct Monitor : CountingMonitor {
+        void onStart(const std::string&) override { ++starts; }
+    };
+
     TempFolder folder;
-    CountingMonitor monitor;
+    Monitor monitor;
     Arguments arguments;
 
 private:

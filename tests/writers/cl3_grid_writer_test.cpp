@@ -110,12 +110,14 @@ TEST(CL3GridWriter, KeepsTheCellsInsideTheGridAndItsPadding) {
         {"a far column ends the scan", 300, 1, {{5, 0}, {100'000, 0}, {6, 0}}, {{5, 0}}},
         {"columns from 2^31 on are behind", 300, 1, {{0x80000000, 0}, {1, 0}}, {{1, 0}}},
         {"a grid without cells", 0, 0, {{0, 0}, {1, 1}}, {}},
+        {"a grid of less than no columns", static_cast<std::size_t>(-1), 5, {{0, 0}}, {}},
         {"bands without points", 1100, 1, {{1050, 0}}, {{1050, 0}}},
     };
     for (const auto& c : cases) {
         const auto points = written(c.columns, c.rows, [&](CL3IJWriterGridCodec& writer) {
             for (const auto& [column, row] : c.in)
                 write(writer, column, row);
+            EXPECT_EQ(getDroppedPoints(writer).total(), c.in.size() - c.out.size()) << c.what;
         });
         Cells cells;
         for (const TestPoint& p : points)
@@ -131,6 +133,8 @@ TEST(CL3GridWriter, LaterPointsReplaceEarlierOnes) {
         write(writer, 0, 1, 13);
         writer.WritePoint(0, 0, 0, 0, 9, 9, 9, 255, 0, 1);  // counts as empty
         writer.WritePoint(NAN, 0, 0, 0, 0, 0, 0, 255, 1, 0);
+        EXPECT_EQ(getDroppedPoints(writer).replaced, 2U);
+        EXPECT_EQ(getDroppedPoints(writer).wouldReadAsEmpty, 1U);
     });
     ASSERT_EQ(points.size(), 2U);
     EXPECT_EQ(points[0].x, 12);
@@ -171,7 +175,7 @@ TEST(CL3GridWriter, SurvivesMisuse) {
     CL3IJWriterGridCodec writer;
     write(writer, 0, 0);
     EXPECT_FALSE(writer.Close());
-    Grid huge(0xFFFFFFFF, 0xFFFFFFFF);
+    Grid huge(0x7FFFFFFF, 0x7FFFFFFF);
     EXPECT_FALSE(writer.Open((folder / "huge.cl3").c_str(), &huge));
     const std::filesystem::path before = std::filesystem::current_path();
     std::filesystem::current_path(folder.path());
