@@ -8,7 +8,7 @@
 #include "codec/cl3_completeness.h"
 #include "convert/conversion_progress.h"
 #include "convert/output_bounds.h"
-#include "convert/staged_scan.h"
+#include "convert/staged_conversion.h"
 #include "layouts/ij_index.h"
 #include "pcplib/processes/indexing.h"
 #include "pcplib/processes/indexing_by_angles.h"
@@ -26,7 +26,7 @@ template <class Driver>
 bool runStaged(const std::string& input, const std::string& output, vexo::ProgressTracker* tracker,
                const std::string& label, const OutputBounds& bounds, const Driver& driver) {
     const MishapWatch mishaps;
-    StagedScan staged(output, input);
+    StagedConversion staged(output, input);
     if (!staged.isReady() || !mayBeWritten(bounds, input, output)) return false;
     DriverProgress progress(tracker, label);
     return driver(staged.path(), &progress) == QelPcpLib::indexing_result::kDone &&

@@ -262,21 +262,22 @@ private:
 
 }  // namespace
 
-void requireTwoFiles(const ConvertOptions& options) {
+void requireOutput(const ConvertOptions& options) {
     std::error_code ignored;
     if (options.input == options.output ||
         std::filesystem::equivalent(options.input, options.output, ignored)) {
         throw Failure(ExitCode::Usage, options.output + ": input and output are the same file");
     }
+    requireNew(options.output, options.overwrite);
 }
 
 ConvertResult convertScan(const ConvertOptions& options) {
-    requireTwoFiles(options);
+    requireOutput(options);
     return convertScan(options, openScan(options.input));
 }
 
 ConvertResult convertScan(const ConvertOptions& options, std::unique_ptr<ScanInput> input) {
-    requireTwoFiles(options);
+    requireOutput(options);
     return Conversion(options, std::move(input)).run();
 }
 

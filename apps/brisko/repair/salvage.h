@@ -12,6 +12,7 @@ namespace brisko::tool {
 struct RepairOptions {
     std::string input;
     std::string output;
+    bool overwrite = false;
     bool plain = false;     // leave the index aside
     std::size_t most = 20;  // losses of a kind that are listed
     ProgressStyle progress = ProgressStyle::Auto;
