@@ -16,9 +16,11 @@
 ///           A file of the scan that is there but cannot be opened or read to its end (an I/O error, no
 ///           permission, no descriptors, no memory) makes the result false; it is never taken for a
 ///           missing one or for the end of the data.
-/// Outputs:  written under temporary names beside the output and put in place, flushed to the disk,
-///           when complete. An output that was there before stays until then, and for ever when the
-///           conversion fails. The input and its ".alg" are never written.
+/// Outputs:  written in a private folder (".brisko-" and 32 hexadecimal digits) beside the output and
+///           put in place, flushed to the disk, when complete. An output that was there before stays
+///           until then, and for ever when the conversion fails. The input and its ".alg" are never
+///           written. A process that is killed may leave its private folder, and, where it was just
+///           replacing an older scan, an ".alg" that readers report as AlignmentSource::Unreadable.
 /// Points:   every point keeps its coordinates to the bit and its cell; the alignment is passed on as
 ///           a matrix, so that reading the output gives the same points as reading the input.
 /// Threads:  several conversions may run side by side, each with a tracker of its own.

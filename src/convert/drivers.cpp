@@ -7,7 +7,7 @@
 #include "base/mishaps.h"
 #include "codec/cl3_completeness.h"
 #include "convert/conversion_progress.h"
-#include "convert/staged_scan.h"
+#include "convert/staged_conversion.h"
 #include "layouts/ij_index.h"
 #include "layouts/output_bounds.h"
 #include "pcplib/processes/indexing.h"
@@ -28,7 +28,7 @@ bool runStaged(const std::string& input, const std::string& output, vexo::Progre
                const std::string& label, const OutputBounds& bounds, std::uint64_t inputBytes,
                const Driver& driver) {
     const MishapWatch mishaps;
-    StagedScan staged(output, input);
+    StagedConversion staged(output, input);
     if (!staged.isReady() || !mayBeWritten(bounds, inputBytes, output)) return false;
     DriverProgress progress(tracker, label);
     return driver(staged.path(), &progress) == QelPcpLib::indexing_result::kDone &&

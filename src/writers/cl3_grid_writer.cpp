@@ -122,6 +122,7 @@ void CL3IJWriterGridCodec::State::createFiles(const char* path) {
     const std::string scanPath = path ? path : "";
     const std::string indexPath = companionForWriting(scanPath, ".ij");
     m_alignmentPath = companionForWriting(scanPath, ".alg");
+    m_band = TileBand(scanPath);
     if (!m_scan.create(path)) m_failed = true;
     // A companion of the scan's own name would overwrite it; a scan without a name has none.
     const bool mayHaveIndex = !scanPath.empty() && indexPath != scanPath;
@@ -174,11 +175,12 @@ void CL3IJWriterGridCodec::State::moveToBandOf(std::uint32_t column) {
 void CL3IJWriterGridCodec::State::finishBand() {
     for (std::uint32_t rowTile = 0; rowTile < m_rowTiles && takesTiles(); ++rowTile)
         writeTile(rowTile);
+    m_band.finish();
     ++m_bandIndex;
 }
 
 void CL3IJWriterGridCodec::State::writeTile(std::uint32_t rowTile) {
-    Tile* const tile = m_band.tile(rowTile);
+    Tile* const tile = m_band.tile(rowTile, m_failed);
     std::uint32_t points = 0;
     if (tile) {
         std::uint32_t* const entries = m_entries.data() + ij_tile::kHeaderSize / kEntrySize;

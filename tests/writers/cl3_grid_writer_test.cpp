@@ -141,6 +141,30 @@ TEST(CL3GridWriter, LaterPointsReplaceEarlierOnes) {
     EXPECT_TRUE(std::isnan(points[1].x));
 }
 
+TEST(CL3GridWriter, TallGridsWaitOnTheDiskInWhateverOrderTheirPointsCome) {
+    constexpr std::uint32_t kRows = 60 * 256, kColumns = 100;  // over a quarter million wait
+    const auto value = [](std::uint32_t column, std::uint32_t row) {
+        return 1.0 + column * kRows + row;
+    };
+    for (const bool byColumns : {true, false}) {
+        const auto points = written(300, kRows, [&](CL3IJWriterGridCodec& writer) {
+            write(writer, 7, kRows - 2, -1);  // replaced below
+            for (std::uint32_t i = 0; i < kColumns * kRows; ++i) {
+                const std::uint32_t column = byColumns ? i / kRows : i % kColumns;
+                const std::uint32_t row = byColumns ? i % kRows : i / kColumns;
+                write(writer, column, row, value(column, row));
+            }
+            write(writer, 5, kRows - 1, -2);
+            write(writer, 299, kRows - 1, -3);
+        });
+        ASSERT_EQ(points.size(), std::size_t{kColumns} * kRows + 1);
+        std::size_t wrong = 0;
+        for (const TestPoint& p : points)
+            wrong += p.x != value(p.column, p.row);
+        EXPECT_EQ(wrong, 2U);  // the two that came last
+    }
+}
+
 TEST(CL3GridWriter, TheBoxTakesInDroppedPointsAndNaNsAsTheyCome) {
     const TempFolder folder;
     CL3IJWriterGridCodec writer;

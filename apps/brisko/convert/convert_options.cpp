@@ -1,11 +1,14 @@
 #include "convert/convert_options.h"
 
+#include "common/overwrite.h"
+
 #include <algorithm>
 
 namespace brisko::tool {
 
 void addConvertOptions(CLI::App& app, ConvertLine& line) {
     app.add_flag("--plain", line.options.plain, "Write .cl3 without an index");
+    addOverwrite(app, line.options.overwrite);
     app.add_option("--max-distance", line.maxDistance,
                    "Only points at most D metres from the scanner")
         ->option_text("D")

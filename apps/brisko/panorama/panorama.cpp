@@ -1,5 +1,6 @@
 #include "commands.h"
 #include "common/choice.h"
+#include "common/overwrite.h"
 #include "common/staged_scan.h"
 #include "panorama/picture.h"
 #include "panorama/png_file.h"
@@ -33,6 +34,7 @@ struct Line {
     PictureMode mode = PictureMode::Range;
     std::string size;         // "WxH"
     std::uint32_t width = 0;  // 0: by the grid
+    bool overwrite = false;
 };
 
 /// 0 where it is left to be found.
@@ -177,6 +179,7 @@ ExitCode run(const Line& line, ProgressStyle progress) {
     if (extensionOf(line.output) != ".png") {
         throw Failure(ExitCode::Usage, line.output + ": the picture is named .png");
     }
+    requireNew(line.output, line.overwrite);
     return Panorama(line, progress).run();
 }
 
@@ -196,6 +199,7 @@ Command addPanorama(CLI::App& tool, const CommonOptions& common) {
     app->add_option("-o,--output", line->output, "Picture to write (.png)")
         ->required()
         ->option_text("OUT.png");
+    addOverwrite(*app, line->overwrite);
     addChoice(*app, "--mode", line->mode, kModes, "What to draw: range, intensity or colour")
         ->option_text("MODE");
     CLI::Option* size =

@@ -1,5 +1,6 @@
 #include "scan/native_input.h"
 
+#include "base/staged_output.h"
 #include "check/scan_check.h"
 #include "common/failure.h"
 #include "scan/photo_report.h"
@@ -73,9 +74,12 @@ void NativeInput::openCodec() {
     setFrame(*m_codec, Frame::Scanner);
     m_facts.alignment = getAlignment(*m_codec);
     if (m_facts.alignment.source == AlignmentSource::Unreadable) {
-        throw Failure(ExitCode::Damaged, companionOf(m_facts.path, ".alg") +
-                                             ": cannot be read as an alignment; move it away to "
-                                             "read the scan without one");
+        const std::string path = companionOf(m_facts.path, ".alg");
+        throw Failure(ExitCode::Damaged,
+                      path + (isReplacementMark(path)
+                                  ? ": the scan was not replaced to its end; write it again"
+                                  : ": cannot be read as an alignment; move it away to read the "
+                                    "scan without one"));
     }
     m_reader = std::make_unique<PointBatchReader>(*m_codec);
 }
