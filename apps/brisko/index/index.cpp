@@ -148,8 +148,7 @@ Command addIndex(CLI::App& tool, const CommonOptions& common) {
         "             points and its header\n"
         "Other copies of the scan may stay beside it: a.cl3, the merged series, and\n"
         "a.clr.Converted.clr with sorted lines. What is indexed already is passed over.\n"
-        "Each output is read back and compared with its input, point by point.\n"
-        "Exit codes: 1 when some inputs failed; 3 or 4 when all did.");
+        "Each output is read back and compared with its input, point by point.");
     const auto line = std::make_shared<Line>();
     app->add_option("INPUT", line->inputs, "Scans (.clr, .cl3)")->required();
     app->add_option("--jobs", line->jobs, "Index so many inputs at a time, each in its own process")
