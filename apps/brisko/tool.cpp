@@ -2,11 +2,13 @@
 
 #include "commands.h"
 #include "common/choice.h"
+#include "common/message.h"
 #include "common/results_channel.h"
+#include "usage.h"
 
 #include <brisko_codec/version.h>
 
-#include <cstdio>
+#include <iostream>
 #include <map>
 #include <vector>
 
@@ -22,32 +24,13 @@ int number(ExitCode code) {
     return static_cast<int>(code);
 }
 
-void complain(const std::string& text) {
-    std::fprintf(stderr, "brisko: %s\n", text.c_str());
-}
-
-/// What the command line lacks, in one line.
-std::string usageMessage(const CLI::App* tool, const CLI::Error& error) {
-    std::string reason = error.what();
-    const std::vector<std::string> rest = tool->remaining();
-    if (!rest.empty() && tool->get_subcommands().empty()) {
-        reason = "there is no command '" + rest.front() + "'";
-    }
-    return "brisko: " + reason + "; 'brisko --help' tells what there is\n";
-}
-
 void addCommonOptions(CLI::App& tool, CommonOptions& common) {
-    tool.set_version_flag("--version", "brisko " + briskoCodecVersion(), "Print the version");
+    tool.set_version_flag("-V,--version", "brisko " + briskoCodecVersion(), "Print the version");
     addChoice(tool, "--progress", common.progress, kStyles,
               "How progress is shown: auto (a bar on a terminal), plain, json or none")
         ->option_text("STYLE");
     tool.fallthrough();  // common options may follow the command
     tool.require_subcommand(1);
-    tool.failure_message(usageMessage);
-    tool.footer(
-        "Exit codes: 0 done, 1 some inputs failed, 2 the command line makes no sense,\n"
-        "3 an input is damaged or cannot be read, 4 an output could not be written,\n"
-        "130 stopped by Ctrl-C. 'brisko COMMAND --help' tells more of a command.");
 }
 
 ExitCode runParsed(const std::vector<Command>& commands) {
@@ -76,11 +59,27 @@ ExitCode runGuarded(const std::vector<Command>& commands) {
     }
 }
 
-/// Results that nobody received were not delivered.
-ExitCode delivered(ResultsChannel& results, ExitCode code) {
-    if (results.flush() || code != ExitCode::Done) return code;
+/// Results that nobody received were not delivered; a reader that went away had enough of them.
+int delivered(ResultsChannel& results, ExitCode code) {
+    const Delivery delivery = results.flush();
+    if (delivery == Delivery::Done || code != ExitCode::Done) return number(code);
+    if (delivery == Delivery::Closed) return kClosedPipe;
     complain("standard output: the results could not be written");
-    return ExitCode::NotWritten;
+    return number(ExitCode::NotWritten);
+}
+
+/// A line that could not be parsed; --help and --version end so, too, but are no errors.
+int endParsing(CLI::App& tool, const CLI::ParseError& error, ResultsChannel& results) {
+    if (error.get_exit_code() == 0) {
+        tool.exit(error, std::cout, std::cerr);
+        return delivered(results, ExitCode::Done);
+    }
+    if (isBare(tool)) {
+        std::cerr << helpOf(tool);
+    } else {
+        complain(usageMessage(tool, error));
+    }
+    return number(ExitCode::Usage);
 }
 
 }  // namespace
@@ -91,18 +90,18 @@ int runTool(int argc, const char* const* argv) {
                   "brisko");
     CommonOptions common;
     addCommonOptions(tool, common);
-    const std::vector<Command> commands = {
-        addInfo(tool, common),   addSimulate(tool, common), addConvert(tool, common),
-        addColour(tool, common), addPanorama(tool, common), addCell(tool, common),
-        addIndex(tool, common),  addCheck(tool, common),    addRepair(tool, common)};
+    const std::vector<Command> commands = {addInfo(tool, common),     addSimulate(tool, common),
+                                           addConvert(tool, common),  addColour(tool, common),
+                                           addPanorama(tool, common), addCell(tool, common),
+                                           addIndex(tool, common),    addCheck(tool, common),
+                                           addRepair(tool, common),   addHelp(tool)};
+    setUpHelp(tool);
     try {
         tool.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        // Also how --help and --version end; they are no errors.
-        return tool.exit(error) == 0 ? number(delivered(results, ExitCode::Done))
-                                     : number(ExitCode::Usage);
+        return endParsing(tool, error, results);
     }
-    return number(delivered(results, runGuarded(commands)));
+    return delivered(results, runGuarded(commands));
 }
 
 }  // namespace brisko::tool

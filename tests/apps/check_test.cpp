@@ -208,9 +208,24 @@ TEST(Check, EndsSoonWhateverAHeaderClaims) {
             run({"repair", folder / scan.name, folder / named("out", scan.name + 1)});
         EXPECT_EQ(repaired.code, 3) << repaired.err << scan.name;
     }
-    EXPECT_EQ(run({"check", folder / "a.ptx"}).code, 2);
+    EXPECT_EQ(run({"check", folder / "a.ptx"}).code, 3);
     EXPECT_EQ(run({"check", folder / "none.cl3"}).code, 3);
     EXPECT_EQ(folder.names().size(), std::size(cases));
+}
+
+TEST(Check, TextScansAreReadLineByLineBeyondWhatIsDamaged) {
+    const TempFolder folder;
+    const std::string path = folder / "a.ptx";
+    writeFile(path, ptxText(2, 3, "1 2 3 2\n0 0 0 0.5\n1 2 x 1\n4 5 6 1\n1 2 3\n7 8 9 1\n"));
+    const Json scan = check(path, 3);
+    EXPECT_EQ(scan["records"], 4);
+    EXPECT_EQ(scan["points"], 3);
+    EXPECT_EQ(scan["grid"], (Json{{"columns", 2}, {"rows", 3}}));
+    ASSERT_EQ(scan["findings"].size(), 2u);
+    EXPECT_EQ(scan["findings"][1]["text"], "line 15: not \"x y z intensity\"");
+    EXPECT_EQ(scan["notes"].size(), 1u) << "an intensity above 1";
+    writeFile(path, ptxText(1, 2, "1 2 3 0.5\n0 0 0 0.5\n"));
+    EXPECT_EQ(run({"check", path}).out, path + ": sound, 1 columns x 2 rows, 2 cells, 1 point\n");
 }
 
 }  // namespace

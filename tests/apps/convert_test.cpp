@@ -5,6 +5,7 @@
 
 #include <brisko_codec/file_header.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cstdlib>
@@ -164,6 +165,12 @@ TEST(Convert, FiltersPointsInTheirFrames) {
             EXPECT_EQ(rows, filter.rows) << filter.options.empty() << extension;
         }
     }
+    const ToolRun none =
+        run({"convert", "--json", folder / "a.ptx", folder / "n.ply", "--max-distance", "0"});
+    EXPECT_TRUE(contains(none.err, "n.ply: holds no point; none of the input's")) << none.err;
+    const auto told = nlohmann::json::parse(none.out);
+    EXPECT_EQ(told["schema"], "brisko.convert/1");
+    EXPECT_EQ(told["points"], 0);
 }
 
 TEST(Convert, AppliesTheAlignmentOnceAndOnlyWhenAsked) {

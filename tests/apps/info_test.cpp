@@ -6,9 +6,11 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 namespace brisko::tool {
 namespace {
@@ -52,6 +54,7 @@ TEST(Info, CountsAlignedPoints) {
     const TempFolder folder;
     writeFile(folder / "a.ptx", ptxText(1, 3, "1 2 3 0.5\n0 0 0 0.5\n-4 6 5 0.25\n", kTurnedLines));
     const Json expected = {{"points", 2},
+                           {"coloured", 0},
                            {"bounds", {{"min", {4, 16, 33}}, {"max", {8, 21, 35}}}},
                            {"intensity", {{"min", 550}, {"max", 1100}}}};
     convert(folder / "a.ptx", folder / "a.cl3");
@@ -70,14 +73,19 @@ TEST(Info, NumbersThatAreNotFiniteAreNullAndTextsLosePaddingAndBadBytes) {
     const TempFolder folder;
     CLRFileHeader header;
     header.SetModelName("RVX1000  ");
-    header.SetSerialNumber("\xff\xfe");
+    header.SetSerialNumber("\x1b[2J\n\xff\xc2\x9b");
     header.SetTemperature(std::numeric_limits<float>::quiet_NaN());
     header.SetPressure(std::numeric_limits<float>::infinity());
     header.SetStartAzimuthAngle(0.1f);
     std::FILE* file = std::fopen((folder / "a.clr").c_str(), "wb");
     header.Write(file);
     std::fclose(file);
-    const Json fields = info({"info", "--json", folder / "a.clr"})["scans"][0]["header"];
+    const std::string text = run({"info", folder / "a.clr"}).out;
+    EXPECT_TRUE(contains(text, R"(serial number \x1B[2J\x0A\xFF\xC2\x9B,)")) << text;
+    const ToolRun json = run({"info", "--json", folder / "a.clr"});
+    EXPECT_TRUE(contains(json.out, R"(\u001b[2J\n)")) << json.out;
+    EXPECT_TRUE(contains(json.out, R"(\u009b)")) << json.out;
+    const Json fields = Json::parse(json.out)["scans"][0]["header"];
     EXPECT_EQ(fields["modelName"], "RVX1000");
     EXPECT_TRUE(fields["temperature"].is_null());
     EXPECT_TRUE(fields["pressure"].is_null());
@@ -150,36 +158,80 @@ TEST(Cell, TellsThePointOfACell) {
     EXPECT_EQ(run({"cell", folder / "plain.cl3", "0", "0"}).code, 3);
 }
 
-TEST(Tool, ResultsThatCannotBeDeliveredAreAnError) {
+TEST(Tool, ResultsThatCannotBeDeliveredAreAnErrorUnlessNobodyWantsThem) {
     const TempFolder folder;
     writeFile(folder / "a.ptx", ptxText(1, 1, "1 2 3 0.5\n"));
-    const int before = dup(STDOUT_FILENO);
-    const int full = open("/dev/full", O_WRONLY);
-    dup2(full, STDOUT_FILENO);
     const std::string scan = folder / "a.ptx";
-    const char* line[] = {"brisko", "info", scan.c_str()};
-    testing::internal::CaptureStderr();
-    const int code = runTool(3, line);
-    const std::string message = testing::internal::GetCapturedStderr();
-    dup2(before, STDOUT_FILENO);
-    close(before);
-    close(full);
-    EXPECT_EQ(code, 4);
-    EXPECT_TRUE(contains(message, "standard output")) << message;
+    int pipe[2];
+    ASSERT_EQ(::pipe(pipe), 0);
+    close(pipe[0]);
+    std::signal(SIGPIPE, SIG_IGN);
+    const struct {
+        int output, code;
+        const char* message;
+    } cases[] = {
+        {open("/dev/full", O_WRONLY), 4, "brisko: standard output: the results could not be"},
+        {pipe[1], kClosedPipe, ""},
+    };
+    for (const auto& [output, expected, message] : cases) {
+        const int before = dup(STDOUT_FILENO);
+        dup2(output, STDOUT_FILENO);
+        const char* line[] = {"brisko", "info", scan.c_str()};
+        testing::internal::CaptureStderr();
+        const int code = runTool(3, line);
+        const std::string told = testing::internal::GetCapturedStderr();
+        dup2(before, STDOUT_FILENO);
+        close(before);
+        close(output);
+        EXPECT_EQ(code, expected);
+        EXPECT_TRUE(*message ? told.starts_with(message) : told.empty()) << told;
+    }
 }
 
-TEST(Tool, TellsItsVersionAndHelp) {
+TEST(Tool, HelpFitsItsLinesAndListsExitCodes) {
     EXPECT_EQ(run({"--version"}).out, "brisko 1.3.0\n");
-    for (const char* command :
-         {"info", "convert", "panorama", "cell", "simulate", "index", "check", "repair"}) {
+    EXPECT_EQ(run({"-V"}).out, "brisko 1.3.0\n");
+    for (const std::string command : {"info", "convert", "colour", "panorama", "cell", "simulate",
+                                      "index", "check", "repair", "help"}) {
         const ToolRun help = run({command, "--help"});
         EXPECT_EQ(help.code, 0) << command;
-        EXPECT_TRUE(contains(help.out, "Usage: brisko " + std::string(command))) << help.out;
+        EXPECT_EQ(run({"help", command}).out, help.out);
+        EXPECT_TRUE(contains(help.out, "Usage: brisko " + command)) << help.out;
+        EXPECT_TRUE(contains(help.out, "\n  130  stopped")) << help.out;
+        std::istringstream lines(help.out);
+        for (std::string line; std::getline(lines, line);)
+            EXPECT_LE(line.size(), 100u) << line;
     }
-    const ToolRun unknown = run({"convrt"});
-    EXPECT_EQ(unknown.code, 2);
-    EXPECT_TRUE(contains(unknown.err, "'convrt'")) << unknown.err;
-    EXPECT_EQ(run({}).code, 2);
+    const ToolRun bare = run({});
+    EXPECT_EQ(bare.code, 2);
+    EXPECT_EQ(bare.err, run({"help"}).out);
+}
+
+TEST(Tool, RefusesInAFewWordsAndNamesTheNearest) {
+    const struct {
+        std::vector<std::string> line;
+        const char* message;
+    } cases[] = {
+        {{"convrt"}, "no command 'convrt'; did you mean 'convert'? "},
+        {{"help", "inof"}, "no command 'inof'; did you mean 'info'?"},
+        {{"xylophone"}, "no command 'xylophone'; 'brisko --help'"},
+        {{"--verison"}, "no option '--verison'; did you mean '--version'? "},
+        {{"convert", "--colums=1:2", "a"}, "no option '--colums'; did you mean '--columns'? "},
+        {{"convert", "a", "b", "--max"}, "did you mean '--max-distance'? 'brisko convert --help'"},
+        {{"convert", "a", "b", "c"}, "'c' is more than 'convert' takes"},
+        {{"convert", "a", "b", "--max-distance", "5m"}, "--max-distance 5m: not a number;"},
+        {{"convert", "a", "b", "--max-distance", "-0"}, "--max-distance -0: less than 0;"},
+        {{"convert", "a", "b", "--max-distance", "inf"}, "--max-distance inf: not a finite"},
+        {{"convert", "a", "b", "--box", "0,0,nan,1,1,1"}, "--box nan: not a number;"},
+        {{"simulate", "a", "--noise", "1001"}, "--noise 1001: more than 1000;"},
+        {{"cell", "a", "x", "1"}, "COLUMN x: not a number"},
+    };
+    for (const auto& [line, message] : cases) {
+        const ToolRun result = run(line);
+        EXPECT_EQ(result.code, 2) << message;
+        EXPECT_TRUE(contains(result.err, message)) << result.err;
+        EXPECT_LT(result.err.size(), 140u) << result.err;
+    }
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #include <png.h>
+#include <nlohmann/json.hpp>
 
 #include <array>
 #include <cmath>
@@ -113,6 +114,13 @@ TEST(Panorama, IsAsHighAsItsAnglesSay) {
         EXPECT_EQ(image.width, 200u);
         EXPECT_NEAR(image.height, 150, 2);
     }
+    // Ten times as high as wide, but of few cells: both sides give way.
+    writeFile(folder / "high.ptx", madeScan(1200, 2, {0, 0.01, 0, 60}, false));
+    const ToolRun high = run({"panorama", "--json", folder / "high.ptx", "-o", folder / "a.png"});
+    const auto told = nlohmann::json::parse(high.out);
+    EXPECT_EQ(told["schema"], "brisko.panorama/1");
+    EXPECT_NEAR(told["width"].get<double>() * told["height"].get<double>(), 1 << 22, 20000);
+    EXPECT_EQ(told["height"], readPng(folder / "a.png").height);
 }
 
 TEST(Panorama, RefusesWhatCannotBeDrawnAndLeavesNothing) {
@@ -130,6 +138,8 @@ TEST(Panorama, RefusesWhatCannotBeDrawnAndLeavesNothing) {
     EXPECT_EQ(run({"panorama", a, "-o", out, "--size", "10"}).code, 2);
     EXPECT_EQ(run({"panorama", a, "-o", out, "--size", "0x10"}).code, 2);
     EXPECT_EQ(run({"panorama", a, "-o", out, "--size", "32767x32767"}).code, 2);
+    EXPECT_TRUE(
+        contains(run({"panorama", a, "-o", out, "--size", "3000x3000"}).err, "4 x 3 cells"));
     EXPECT_EQ(run({"panorama", a, "-o", out, "--width", "4000000000"}).code, 2);
     EXPECT_EQ(run({"panorama", folder / "plain.cl3", "-o", out}).code, 2);
     EXPECT_EQ(run({"panorama", folder / "none.cl3", "-o", out}).code, 3);
@@ -146,11 +156,13 @@ TEST(PictureGrid, TakesTheMeanOfWhatFallsIntoACell) {
     }
     points.push_back({.x = 1, .intensity = 1000, .column = 4});  // padding
     grid.add(points);
-    EXPECT_EQ(grid.mean(0, 0.5, 0, 1).channels[0], 0.5f);
-    EXPECT_EQ(grid.mean(0.5, 1, 0, 1).channels[0], 6.5f);
-    EXPECT_EQ(grid.mean(0, 1, 0, 1).channels[0], 3.5f);
-    EXPECT_EQ(grid.mean(0.9, 0.91, 0, 1).channels[0], 6.5f);
-    EXPECT_TRUE(PictureGrid(PictureMode::Range, 4, 4, 2, 2).mean(0, 1, 0, 1).isEmpty);
+    const struct {
+        double first, end;
+        float mean;
+    } cases[] = {{0, 0.5, 0.5f}, {0.5, 1, 6.5f}, {0, 1, 3.5f}, {0.9, 0.91, 6.5f}};
+    for (const auto& [first, end, mean] : cases)
+        EXPECT_EQ(grid.mean(grid.columnsOf(first, end), grid.rowsOf(0, 1)).channels[0], mean);
+    EXPECT_TRUE(PictureGrid(PictureMode::Range, 4, 4, 2, 2).mean({0, 2}, {0, 2}).isEmpty);
 }
 
 /// Points of a grid at 10 m, some columns left out.

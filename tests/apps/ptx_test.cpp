@@ -124,6 +124,9 @@ TEST(PtxReader, NamesTheLineThatIsDamaged) {
                 << bad.what << ": " << failure.what();
             EXPECT_TRUE(contains(failure.what(), "bad.ptx: ")) << failure.what();
         }
+        const ToolRun check = test::run({"check", folder / "bad.ptx"});
+        EXPECT_EQ(check.code, 3) << bad.what;
+        EXPECT_TRUE(contains(check.out + check.err, bad.message)) << bad.what << check.out;
     }
 }
 
@@ -186,6 +189,12 @@ TEST(PtxNumbers, IntensitiesHaveTheFewestDigitsThatGiveThemAgain) {
     EXPECT_EQ(intensityText(2200.0f / 4096), "0.00024414062");
     for (const float intensity : {2200.0f, 3300.0f, -550.0f, 0.22f, 0.21f, 22.0f}) {
         EXPECT_EQ(intensityText(intensity), shortestShare(intensity));
+    }
+    // Up to the largest that there is, what is written is read.
+    constexpr float kLargest = std::numeric_limits<float>::max();
+    for (const float intensity : {1e34f, kLargest, -kLargest}) {
+        const double share = std::stod(intensityText(intensity));
+        EXPECT_TRUE(fitsFullScale(share) && toFullScale(share) == intensity) << intensity;
     }
 }
 

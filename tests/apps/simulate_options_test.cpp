@@ -34,7 +34,6 @@ TEST(SimulateOptions, RefusesWhatMakesNoSenseAndNamesTheOption) {
         {"--colour", {"--colour"}},
         {"--name", {"--name a/b", "--name ..", "--photos own --name x.jpg"}},
         {"--model", {"--model ThirteenChars"}},
-        {"--noise", {"--noise=-1"}},
         {"--photo-scale", {"--photo-scale 2"}},
     };
     for (const auto& [named, lines] : cases) {
@@ -50,8 +49,9 @@ TEST(SimulateOptions, RefusesWhatMakesNoSenseAndNamesTheOption) {
         }
     }
     // What is no number or no choice at all is the parser's to refuse.
-    for (const char* line : {"--columns ten", "--format las", "--scene moon", "--photos w30",
-                             "--photos W30 --photo-scale 3"})
+    for (const char* line :
+         {"--columns ten", "--format las", "--scene moon", "--photos w30",
+          "--photos W30 --photo-scale 3", "--noise=-1", "--noise=-0", "--noise nan"})
         EXPECT_THROW(planOf(line), CLI::ParseError) << line;
 }
 

@@ -74,8 +74,11 @@ void printText(const Line& line, bool isPoint, const CellPoint& p) {
         return;
     }
     std::cout << shortest(p.x) << " " << shortest(p.y) << " " << shortest(p.z) << ", intensity "
-              << shortest(p.intensity) << ", colour " << int{p.red} << " " << int{p.green} << " "
-              << int{p.blue} << "\n";
+              << shortest(p.intensity);
+    if (p.red || p.green || p.blue) {
+        std::cout << ", colour " << int{p.red} << " " << int{p.green} << " " << int{p.blue};
+    }
+    std::cout << "\n";
 }
 
 void printJson(const Line& line, bool isPoint, const CellPoint& p) {

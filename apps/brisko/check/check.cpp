@@ -4,19 +4,21 @@
 #include "common/message.h"
 #include "scan/photo_report.h"
 
-#include <cstdio>
 #include <iostream>
 #include <memory>
 #include <vector>
 
 namespace brisko::tool {
 
-ScanCheck checkScan(const std::string& path, std::size_t most, ProgressStyle style) {
+ScanCheck checkScan(const std::string& path, std::size_t most, ProgressStyle style,
+                    const ProgressTask& task) {
     ScanCheck check(most);
     check.path = path;
+    check.task = task;
     check.kind = scanKind(path);
     if (check.kind == ScanKind::PTX) {
-        throw Failure(ExitCode::Usage, path + ": only .cl3 and .clr scans can be checked");
+        checkPtxScan(check, style);
+        return check;
     }
     if (check.kind == ScanKind::CL3) {
         checkCL3Scan(check, style);
@@ -62,8 +64,15 @@ void printText(const ScanCheck& check) {
         std::cout << check.path << ": note: " << note << "\n";
     std::cout << check.path << ": "
               << (check.findings.empty() ? "sound" : countOf(check.findings.count(), "finding"))
-              << ", " << countOf(check.blocks, "whole block") << ", "
-              << countOf(check.records, "record") << ", " << countOf(check.points, "point") << "\n";
+              << ", ";
+    if (check.kind == ScanKind::PTX) {
+        std::cout << check.grid.columns << " columns x " << check.grid.rows << " rows, "
+                  << countOf(check.records, "cell");
+    } else {
+        std::cout << countOf(check.blocks, "whole block") << ", "
+                  << countOf(check.records, "record");
+    }
+    std::cout << ", " << countOf(check.points, "point") << "\n";
 }
 
 nlohmann::ordered_json checkJson(const ScanCheck& check) {
@@ -77,6 +86,9 @@ nlohmann::ordered_json checkJson(const ScanCheck& check) {
                                    {"notes", check.notes},
                                    {"photos", photosJson(check.photos)},
                                    {"error", nullptr}};
+    if (check.kind == ScanKind::PTX) {
+        json["grid"] = {{"columns", check.grid.columns}, {"rows", check.grid.rows}};
+    }
     for (const Finding& finding : check.findings.kept())
         json["findings"].push_back(findingJson(finding));
     return json;
@@ -86,15 +98,18 @@ nlohmann::ordered_json checkJson(const ScanCheck& check) {
 ExitCode run(const Line& line, ProgressStyle style) {
     ExitCode code = ExitCode::Done;
     nlohmann::ordered_json scans = nlohmann::ordered_json::array();
+    ProgressTask task("check", 0, line.files.size());
     for (const std::string& file : line.files) {
+        ++task.number;
+        task.file = file;
         try {
             throwIfInterrupted();
-            const ScanCheck check = checkScan(file, line.most, style);
+            const ScanCheck check = checkScan(file, line.most, style, task);
             if (!check.findings.empty()) code = ExitCode::Damaged;
             if (line.json) scans.push_back(checkJson(check));
             if (!line.json) printText(check);
         } catch (const Failure& failure) {
-            std::fprintf(stderr, "brisko: %s\n", failure.what());
+            complain(failure.what());
             if (code == ExitCode::Done) code = failure.code();
             scans.push_back({{"path", file}, {"sound", false}, {"error", failure.what()}});
         }
@@ -115,12 +130,13 @@ Command addCheck(CLI::App& tool, const CommonOptions& common) {
         "blocks, its entries one by one; the alignment; compressed lines; every point for finite\n"
         "numbers and directions that the header speaks of, give or take two steps; the photos "
         "beside\n"
-        "the scan and the calibration of their cameras.\n"
-        "Blocks and bytes count from 0. Exit codes: 0 when all scans are sound, 3 when any is "
-        "not.\n"
+        "the scan and the calibration of their cameras. A .ptx scan: its header, every line, and "
+        "the\n"
+        "number of cells against the grid; places are lines.\n"
+        "Blocks and bytes count from 0.\n"
         "'brisko repair' salvages what is left of a damaged scan.");
     const auto line = std::make_shared<Line>();
-    app->add_option("FILE", line->files, "Scans (.cl3, .clr)")->required();
+    app->add_option("FILE", line->files, "Scans (.cl3, .clr, .ptx)")->required();
     app->add_option("--most", line->most, "List at most N findings of a kind; all are counted")
         ->option_text("N")
         ->check(CLI::Range(std::size_t{1}, std::size_t{1000000}))

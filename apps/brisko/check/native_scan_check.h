@@ -45,7 +45,7 @@ protected:
     /// From here on points can be added and progress shows.
     ///   moreBytes  that are read besides the scan's own
     void beginBlocks(std::uint64_t headerSize, std::uint64_t moreBytes) {
-        m_progress.emplace(m_style, "check", m_stream.size() + moreBytes, "bytes");
+        m_progress.emplace(m_style, m_check.task, m_stream.size() + moreBytes, "bytes");
         m_points.emplace(m_check, m_header);
         m_stream.seek(headerSize);
     }

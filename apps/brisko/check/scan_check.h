@@ -16,10 +16,15 @@ namespace brisko::tool {
 struct ScanCheck {
     std::string path;
     ScanKind kind = ScanKind::CL3;
-    std::uint64_t blocks = 0;   // that are whole
-    std::uint64_t records = 0;  // that are there
+    ProgressTask task = "check";
+    std::uint64_t blocks = 0;   // that are whole; a PTX scan has none
+    std::uint64_t records = 0;  // that are there; in a PTX scan: cells
     std::uint64_t points = 0;   // among them
     ScanPhotos photos;          // beside it
+    struct {
+        std::uint32_t columns = 0;
+        std::uint32_t rows = 0;
+    } grid;  // of a PTX scan
     Findings findings;
     /// What is no damage, but the user may want to know.
     std::vector<std::string> notes;
@@ -29,7 +34,8 @@ struct ScanCheck {
 
 /// Checks a scan with its companions. `most` findings of a kind are kept.
 /// Throws Failure only when a file cannot be read at all.
-ScanCheck checkScan(const std::string& path, std::size_t most, ProgressStyle style);
+ScanCheck checkScan(const std::string& path, std::size_t most, ProgressStyle style,
+                    const ProgressTask& task = "check");
 
 /// Reads a damaged native scan again and throws Failure(Damaged) with the first damage that shows, or
 /// with `otherwise` where none does.
@@ -38,6 +44,7 @@ ScanCheck checkScan(const std::string& path, std::size_t most, ProgressStyle sty
 // One of each, in files of their own.
 void checkCL3Scan(ScanCheck& check, ProgressStyle style);
 void checkCLRScan(ScanCheck& check, ProgressStyle style);
+void checkPtxScan(ScanCheck& check, ProgressStyle style);
 
 /// Checks the photos beside a scan, to their last pixel, and their calibration.
 void checkPhotos(ScanCheck& check);

@@ -6,8 +6,6 @@
 #include "convert/convert_options.h"
 #include "scan/photo_report.h"
 
-#include <cstdio>
-#include <filesystem>
 #include <iostream>
 #include <memory>
 
@@ -28,7 +26,6 @@ constexpr const char* kDetails =
 
 struct Line : ConvertLine {
     bool verbose = false;
-    bool json = false;
 };
 
 void requireFormats(const ConvertOptions& options) {
@@ -73,30 +70,17 @@ void printText(const Line& line, const ScanPhotos& photos, const ConvertResult& 
     }
     std::cout << resultText(options, result);
     if (result.points > 0) {
-        char percent[32];
-        std::snprintf(percent, sizeof percent, "%.1f", 100 * share(result));
-        std::cout << ", " << percent << " % coloured";
+        std::cout << ", " << percentOf(result.coloured, result.points) << " coloured";
     }
     std::cout << "\n";
 }
 
 void printJson(const ConvertOptions& options, const ScanPhotos& photos,
                const ConvertResult& result) {
-    std::error_code ignored;
-    nlohmann::ordered_json document = {
-        {"schema", kSchema},
-        {"input", options.input},
-        {"output", options.output},
-        {"bytes", std::filesystem::file_size(options.output, ignored)},
-        {"grid", nullptr},
-        {"points", result.points},
-        {"coloured", result.coloured},
-        {"share", nullptr},
-        {"photos", photosJson(photos)}};
-    if (result.columns > 0) {
-        document["grid"] = {{"columns", result.columns}, {"rows", result.rows}};
-    }
+    nlohmann::ordered_json document = resultJson(kSchema, options, result);
+    document["share"] = nullptr;
     if (result.points > 0) document["share"] = jsonNumber(share(result));
+    document["photos"] = photosJson(photos);
     printDocument(document);
 }
 
@@ -127,7 +111,7 @@ Command addColour(CLI::App& tool, const CommonOptions& common) {
     app->add_option("INPUT", line->options.input, "Scan to read (.cl3, .clr)")->required();
     app->add_option("OUTPUT", line->options.output, "Scan to write (.cl3, .ptx, .ply)")->required();
     addConvertOptions(*app, *line);
-    app->add_flag("--verbose", line->verbose, "Tell what becomes of each photo");
+    app->add_flag("--verbose", line->verbose, "Show what becomes of each photo");
     app->add_flag("--json", line->json, "Print JSON, schema " + std::string(kSchema));
     return {app, [app, line, &common] {
                 return run(*line, takeConvertOptions(*app, *line, common.progress));

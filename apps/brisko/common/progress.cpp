@@ -1,6 +1,7 @@
 #include "common/progress.h"
 
 #include "common/failure.h"
+#include "common/message.h"
 #include "common/progress_line.h"
 
 #include <sys/ioctl.h>
@@ -57,10 +58,15 @@ constexpr double kSilence = 1;  // seconds
 
 class Progress::Display {
 public:
-    Display(ProgressStyle style, const std::string& label, std::uint64_t total,
+    Display(ProgressStyle style, const ProgressTask& task, std::uint64_t total,
             const std::string& unit)
         : m_style(onThisTerminal(style)), m_exceptions(std::uncaught_exceptions()) {
-        m_state.label = label;
+        m_state.label = printable(task.name);
+        if (task.count > 1) {
+            m_state.fileNumber = task.number;
+            m_state.fileCount = task.count;
+            m_state.file = task.file;
+        }
         m_state.unit = unit;
         m_state.total = total;
     }
@@ -117,9 +123,9 @@ bool showsBar(ProgressStyle style) {
     return onThisTerminal(style) == ProgressStyle::Auto;
 }
 
-Progress::Progress(ProgressStyle style, const std::string& label, std::uint64_t total,
+Progress::Progress(ProgressStyle style, const ProgressTask& task, std::uint64_t total,
                    const std::string& unit)
-    : m_display(std::make_unique<Display>(style, label, total, unit)) {
+    : m_display(std::make_unique<Display>(style, task, total, unit)) {
 }
 
 Progress::~Progress() {

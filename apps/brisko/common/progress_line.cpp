@@ -1,6 +1,7 @@
 #include "common/progress_line.h"
 
 #include "common/json_text.h"
+#include "common/message.h"
 
 #include <algorithm>
 #include <cmath>
@@ -27,7 +28,23 @@ std::string rateText(const ProgressState& state) {
     return shortCount(rate(state)) + " " + state.unit + "/s";
 }
 
-/// Empty while nothing can be told.
+std::string labelOf(const ProgressState& state) {
+    if (state.fileCount == 0) return state.label;
+    const std::string name = state.file.substr(state.file.find_last_of('/') + 1);
+    return state.label + " " + std::to_string(state.fileNumber) + " of " +
+           std::to_string(state.fileCount) + (name.empty() ? "" : ", " + printable(name));
+}
+
+/// At most so many bytes, and no part of a character.
+void cutTo(std::string& line, std::size_t width) {
+    if (line.size() <= width) return;
+    const auto isContinuation = [](char c) { return (c & 0xC0) == 0x80; };
+    while (width > 0 && isContinuation(line[width]))
+        --width;
+    line.resize(width);
+}
+
+/// Empty while nothing is known.
 std::string timeLeft(const ProgressState& state) {
     const double share = fraction(state);
     if (share <= 0) return "";
@@ -68,7 +85,7 @@ std::string barLine(const ProgressState& state, std::size_t width) {
     const std::string left = timeLeft(state);
     if (!left.empty()) tail += "  " + left;
 
-    std::string line = state.label;
+    std::string line = labelOf(state);
     constexpr std::size_t kShortestBar = 10;
     constexpr std::size_t kLongestBar = 40;
     constexpr std::size_t kFrame = 4;  // blank blank [ ]
@@ -81,15 +98,15 @@ std::string barLine(const ProgressState& state, std::size_t width) {
         line += "  [" + std::string(full, '#') + std::string(bar - full, '.') + "]";
     }
     line += tail;
-    if (line.size() > width) line.resize(width);
+    cutTo(line, width);
     return line;
 }
 
 std::string plainLine(const ProgressState& state) {
     if (state.finished) {
-        return state.label + ": done in " + clockTime(state.seconds) + ", " + rateText(state);
+        return labelOf(state) + ": done in " + clockTime(state.seconds) + ", " + rateText(state);
     }
-    std::string line = state.label + ": ";
+    std::string line = labelOf(state) + ": ";
     if (state.total > 0) {
         line += percent(state);
     } else {
@@ -104,6 +121,11 @@ std::string plainLine(const ProgressState& state) {
 std::string jsonLine(const ProgressState& state) {
     nlohmann::ordered_json line;
     line["progress"] = state.label;
+    if (state.fileCount > 0) {
+        line["file"] = state.file;
+        line["number"] = state.fileNumber;
+        line["of"] = state.fileCount;
+    }
     if (!state.stage.empty()) line["stage"] = state.stage;
     line["unit"] = state.unit;
     line["done"] = state.done;

@@ -14,6 +14,10 @@ struct ProgressState {
     double seconds = 0;       // since the start
     bool finished = false;
     std::string stage = {};  // what is being done just now; empty where there is but one thing
+    // Where there are several files: which one, from 1, of how many, and its path.
+    std::size_t fileNumber = 0;
+    std::size_t fileCount = 0;
+    std::string file = {};
 };
 
 /// "12.3 M": a count with a decimal prefix.
@@ -23,10 +27,11 @@ std::string clockTime(double seconds);
 
 /// The text of a terminal line, with a bar where the total is known; at most `width` characters.
 std::string barLine(const ProgressState& state, std::size_t width);
-/// One line of a log: "convert: 45 %, 12.3 M points/s, 0:12 left".
+/// One line of a log: "convert: 45 %, 12.3 M points/s, 0:12 left". With several files its label is
+/// "check 2 of 5, scan_b.cl3".
 std::string plainLine(const ProgressState& state);
-/// One JSON object: label, stage (where there is one), unit, done, total (null where not known),
-/// seconds, finished.
+/// One JSON object: label, file, its number and their count (where there are several), stage (where
+/// there is one), unit, done, total (null where not known), seconds, finished.
 std::string jsonLine(const ProgressState& state);
 
 }  // namespace brisko::tool

@@ -1,13 +1,19 @@
 #include "common/results_channel.h"
 
+#include "base/utf8.h"
+#include "common/message.h"
+
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <iostream>
 #include <streambuf>
+#include <string>
+#include <string_view>
 
 namespace brisko::tool {
 
@@ -36,29 +42,66 @@ public:
         close(m_output);
     }
 
+    bool isClosed() const { return m_isClosed; }
+
 protected:
     int_type overflow(int_type c) override {
-        if (sync() != 0) return traits_type::eof();
+        if (!send(heldBack())) return traits_type::eof();
         if (!traits_type::eq_int_type(c, traits_type::eof())) {
             sputc(traits_type::to_char_type(c));
         }
         return traits_type::not_eof(c);
     }
 
-    int sync() override {
-        const char* begin = pbase();
-        while (begin < pptr()) {
-            const ssize_t put = write(m_output, begin, static_cast<std::size_t>(pptr() - begin));
-            if (put < 0 && errno == EINTR) continue;
-            if (put <= 0) return -1;
-            begin += put;
+    int sync() override { return send(0) ? 0 : -1; }
+
+private:
+    /// Bytes at the end that may be the beginning of a longer character.
+    std::size_t heldBack() const {
+        constexpr std::ptrdiff_t kMost = 3;
+        for (std::ptrdiff_t i = 1; i <= std::min(kMost, pptr() - pbase()); ++i) {
+            const auto byte = static_cast<unsigned char>(pptr()[-i]);
+            if (byte < 0x80) return 0;
+            if (byte >= 0xC0) {
+                const std::string_view tail(pptr() - i, static_cast<std::size_t>(i));
+                return utf8SequenceLength(tail) == 0 ? tail.size() : 0;
+            }
         }
-        setp(m_bytes.data(), m_bytes.data() + m_bytes.size());
         return 0;
     }
 
-private:
+    /// Sends all but the last so many bytes, line by line and printable.
+    bool send(std::size_t rest) {
+        std::string text;
+        std::string_view left(pbase(), static_cast<std::size_t>(pptr() - pbase()) - rest);
+        while (!left.empty()) {
+            const std::size_t end = std::min(left.find('\n'), left.size());
+            text += printable(left.substr(0, end));
+            if (end < left.size()) text += '\n';
+            left.remove_prefix(std::min(end + 1, left.size()));
+        }
+        if (!writeFully(text)) return false;
+        std::copy(pptr() - rest, pptr(), m_bytes.data());
+        setp(m_bytes.data(), m_bytes.data() + m_bytes.size());
+        pbump(static_cast<int>(rest));
+        return true;
+    }
+
+    bool writeFully(std::string_view text) {
+        while (!text.empty()) {
+            const ssize_t put = write(m_output, text.data(), text.size());
+            if (put < 0 && errno == EINTR) continue;
+            if (put <= 0) {
+                m_isClosed = put < 0 && errno == EPIPE;
+                return false;
+            }
+            text.remove_prefix(static_cast<std::size_t>(put));
+        }
+        return true;
+    }
+
     int m_output = -1;
+    bool m_isClosed = false;
     std::streambuf* m_before = nullptr;
     std::array<char, 4096> m_bytes{};
 };
@@ -68,11 +111,12 @@ ResultsChannel::ResultsChannel() : m_buffer(std::make_unique<Buffer>()) {
 
 ResultsChannel::~ResultsChannel() = default;
 
-bool ResultsChannel::flush() {
+Delivery ResultsChannel::flush() {
     std::cout.flush();
     const bool written = std::cout.good();
     std::cout.clear();
-    return written;
+    if (written) return Delivery::Done;
+    return m_buffer->isClosed() ? Delivery::Closed : Delivery::Failed;
 }
 
 }  // namespace brisko::tool

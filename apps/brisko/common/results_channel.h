@@ -4,9 +4,17 @@
 
 namespace brisko::tool {
 
-/// Keeps standard output for the tool's results, which go to std::cout. While the object lives, what
-/// the library prints on its own (diagnostics in several languages and encodings) goes nowhere: the
-/// tool says itself what the user has to know.
+/// What became of the results.
+enum class Delivery {
+    Done,
+    Closed,  // their reader went away: it has what it wanted
+    Failed,
+};
+
+/// Keeps standard output for the tool's results, which go to std::cout. They are shown printable, line
+/// by line, whatever the texts of a scan hold. While the object lives, what the library prints on its
+/// own (diagnostics in several languages and encodings) goes nowhere: the tool says itself what the
+/// user has to know.
 class ResultsChannel {
 public:
     ResultsChannel();
@@ -14,8 +22,8 @@ public:
     ResultsChannel(const ResultsChannel&) = delete;
     ResultsChannel& operator=(const ResultsChannel&) = delete;
 
-    /// Sends the results off. False when they could not all be written.
-    bool flush();
+    /// Sends the results off.
+    Delivery flush();
 
 private:
     class Buffer;

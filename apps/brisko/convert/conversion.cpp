@@ -82,10 +82,13 @@ CellWindow chooseWindow(const ConvertOptions& options, const ScanFacts& input,
     return window;
 }
 
+bool isColoured(const CellPoint& p) {
+    return (p.red | p.green | p.blue) != 0;
+}
+
 /// Whether any point has a colour other than black.
 bool hasColour(ScanInput& input, ProgressStyle style) {
     Progress progress(style, "look for colour", input.steps(), input.stepUnit());
-    const auto isColoured = [](const CellPoint& p) { return p.red || p.green || p.blue; };
     std::vector<CellPoint> points;
     bool found = false;
     do {
@@ -127,8 +130,9 @@ public:
         output->finish();
         completeHeader(target);
         staged.commit();
-        warnAboutPoints(output->leftOut());
-        return {output->points(), output->coloured(), target.columns, target.rows};
+        warnAboutPoints(*output);
+        return {output->points(), output->coloured(), target.columns, target.rows,
+                output->leftOut()};
     }
 
 private:
@@ -209,6 +213,7 @@ private:
         for (m_input->read(points); !points.empty(); m_input->read(points)) {
             m_delivered += points.size();
             noteIntensities(points);
+            noteColours(points);
             if (estimated) m_estimate.add(points);
             filter.apply(points);
             if (ordered) {
@@ -229,6 +234,12 @@ private:
         }
     }
 
+    /// Of points that the output has no place for.
+    void noteColours(const std::vector<CellPoint>& points) {
+        if (m_losesColour || m_format != OutputFormat::CLR || !facts().storesColour) return;
+        m_losesColour = std::any_of(points.begin(), points.end(), isColoured);
+    }
+
     void completeHeader(const OutputTarget& target) const {
         if (estimatesAngles()) {
             patchAngles(target, m_format, m_estimate, m_window);
@@ -243,12 +254,13 @@ private:
             !isIdentity(facts().alignment.matrix)) {
             warn(m_options.output + ": .ply has no place for a matrix; the points are aligned");
         }
-        if (m_format == OutputFormat::CLR && facts().storesColour) {
-            warn(m_options.output + ": .clr has no place for colours; they are left out");
-        }
     }
 
-    void warnAboutPoints(const LeftOut& leftOut) const {
+    void warnAboutPoints(const ScanOutput& output) const {
+        const LeftOut& leftOut = output.leftOut();
+        if (m_losesColour) {
+            warn(m_options.output + ": .clr has no place for colours; they are left out");
+        }
         if (m_foreignIntensity) {
             warn(facts().path +
                  ": some intensities are not from 0 to 1; all were taken times 2200 "
@@ -270,6 +282,10 @@ private:
             warn(facts().path + ": " + countOf(facts().records - m_delivered, "record") + " of " +
                  std::to_string(facts().records) + " hold no point that can be read");
         }
+        if (output.points() == 0) {
+            warn(m_options.output + ": holds no point; " +
+                 (m_delivered == 0 ? "the input has none" : "none of the input's passed"));
+        }
     }
 
     const ConvertOptions& m_options;
@@ -280,7 +296,14 @@ private:
     AngleEstimate m_estimate;
     std::uint64_t m_delivered = 0;
     bool m_foreignIntensity = false;
+    bool m_losesColour = false;
 };
+
+std::uint64_t sizeOf(const std::string& path) {
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(path, error);
+    return error ? 0 : size;
+}
 
 }  // namespace
 
@@ -303,15 +326,30 @@ ConvertResult convertScan(const ConvertOptions& options, std::unique_ptr<ScanInp
     return Conversion(options, std::move(input)).run();
 }
 
+nlohmann::ordered_json resultJson(const std::string& schema, const ConvertOptions& options,
+                                  const ConvertResult& result) {
+    nlohmann::ordered_json json = {{"schema", schema},
+                                   {"input", options.input},
+                                   {"output", options.output},
+                                   {"bytes", sizeOf(options.output)},
+                                   {"grid", nullptr},
+                                   {"points", result.points},
+                                   {"coloured", result.coloured},
+                                   {"leftOut",
+                                    {{"outsideGrid", result.leftOut.outsideGrid},
+                                     {"notFinite", result.leftOut.notFinite},
+                                     {"atScanner", result.leftOut.atScanner}}}};
+    if (result.columns > 0) json["grid"] = {{"columns", result.columns}, {"rows", result.rows}};
+    return json;
+}
+
 std::string resultText(const ConvertOptions& options, const ConvertResult& result) {
     std::string text = options.output + ": " + countOf(result.points, "point");
     if (result.columns > 0) {
         text += ", " + std::to_string(result.columns) + " columns x " +
                 std::to_string(result.rows) + " rows";
     }
-    std::error_code ignored;
-    return text + ", " + std::to_string(std::filesystem::file_size(options.output, ignored)) +
-           " bytes";
+    return text + ", " + std::to_string(sizeOf(options.output)) + " bytes";
 }
 
 }  // namespace brisko::tool

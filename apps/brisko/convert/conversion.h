@@ -5,6 +5,7 @@
 #include "convert/scan_output.h"
 #include "scan/scan_input.h"
 
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 
@@ -32,6 +33,7 @@ struct ConvertResult {
     std::uint64_t coloured = 0;  // of them, other than black; 0 where the output has no colours
     std::uint32_t columns = 0;   // 0 x 0 where the output has no grid
     std::uint32_t rows = 0;
+    LeftOut leftOut;
 };
 
 /// Converts a scan. The output appears when it is complete and was read back, or not at all.
@@ -46,5 +48,9 @@ void requireOutput(const ConvertOptions& options);
 
 /// "out.cl3: 12 points, 4 columns x 3 rows, 531 bytes".
 std::string resultText(const ConvertOptions& options, const ConvertResult& result);
+
+/// The same for programs, with the number of points left out, by reason.
+nlohmann::ordered_json resultJson(const std::string& schema, const ConvertOptions& options,
+                                  const ConvertResult& result);
 
 }  // namespace brisko::tool

@@ -1,4 +1,5 @@
 #include "commands.h"
+#include "common/json_text.h"
 #include "common/message.h"
 #include "convert/convert_options.h"
 #include "scan/photo_report.h"
@@ -8,6 +9,8 @@
 
 namespace brisko::tool {
 namespace {
+
+constexpr const char* kSchema = "brisko.convert/1";
 
 constexpr const char* kAbout = "Convert a scan: .cl3, .clr and .ptx to .cl3, .clr, .ptx and .ply";
 
@@ -28,9 +31,13 @@ void noteAboutPhotos(const std::string& scan, const ConvertResult& result) {
     if (!hint.empty()) note(scan + ": converted without colours; " + hint);
 }
 
-ExitCode run(const ConvertOptions& options) {
+ExitCode run(const ConvertOptions& options, bool json) {
     const ConvertResult result = convertScan(options);
-    std::cout << resultText(options, result) << "\n";
+    if (json) {
+        printDocument(resultJson(kSchema, options, result));
+    } else {
+        std::cout << resultText(options, result) << "\n";
+    }
     noteAboutPhotos(options.input, result);
     return ExitCode::Done;
 }
@@ -45,8 +52,10 @@ Command addConvert(CLI::App& tool, const CommonOptions& common) {
     app->add_option("OUTPUT", line->options.output, "Scan to write (.cl3, .clr, .ptx, .ply)")
         ->required();
     addConvertOptions(*app, *line);
-    return {app,
-            [app, line, &common] { return run(takeConvertOptions(*app, *line, common.progress)); }};
+    app->add_flag("--json", line->json, "Print JSON, schema " + std::string(kSchema));
+    return {app, [app, line, &common] {
+                return run(takeConvertOptions(*app, *line, common.progress), line->json);
+            }};
 }
 
 }  // namespace brisko::tool

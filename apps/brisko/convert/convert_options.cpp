@@ -1,5 +1,6 @@
 #include "convert/convert_options.h"
 
+#include "common/number_option.h"
 #include "common/overwrite.h"
 
 #include <algorithm>
@@ -9,13 +10,14 @@ namespace brisko::tool {
 void addConvertOptions(CLI::App& app, ConvertLine& line) {
     app.add_flag("--plain", line.options.plain, "Write .cl3 without an index");
     addOverwrite(app, line.options.overwrite);
-    app.add_option("--max-distance", line.maxDistance,
-                   "Only points at most D metres from the scanner")
-        ->option_text("D")
-        ->check(CLI::NonNegativeNumber);
-    app.add_option("--box", line.box,
-                   "Only points in this box of the aligned frame, as 'info --count' shows it; "
-                   "metres, faces included")
+    takeNumbers(app.add_option("--max-distance", line.maxDistance,
+                               "Only points at most D metres from the scanner"),
+                kLengths)
+        ->option_text("D");
+    takeNumbers(app.add_option("--box", line.box,
+                               "Only points in this box of the aligned frame, as 'info --count' "
+                               "shows it; metres, faces included; inf leaves a side open"),
+                {})
         ->option_text("X0,Y0,Z0,X1,Y1,Z1")
         ->delimiter(',')
         ->expected(6);

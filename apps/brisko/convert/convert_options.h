@@ -12,6 +12,7 @@ struct ConvertLine {
     ConvertOptions options;
     double maxDistance = 0;
     std::vector<double> box;
+    bool json = false;
 };
 
 /// Adds the options that choose points and how they are written.

@@ -149,8 +149,7 @@ Command addIndex(CLI::App& tool, const CommonOptions& common) {
         "             points and its header\n"
         "Nothing else is written. What is indexed already is passed over. Each output is read "
         "back\n"
-        "cell by cell and compared with its input before it is put in place.\n"
-        "Exit codes: 1 when some inputs failed; 3 or 4 when all did.");
+        "cell by cell and compared with its input before it is put in place.");
     const auto line = std::make_shared<Line>();
     app->add_option("INPUT", line->inputs, "Scans (.clr, .cl3)")->required();
     app->add_option("--jobs", line->jobs, "Index so many inputs at a time, each in its own process")

@@ -1,8 +1,8 @@
 #include "commands.h"
 #include "common/json_text.h"
+#include "common/message.h"
 #include "info/report_output.h"
 
-#include <cstdio>
 #include <iostream>
 #include <memory>
 #include <vector>
@@ -18,15 +18,15 @@ struct Line {
     bool json = false;
 };
 
-/// Looks at one input after the other; a bad one does not keep the others from being told.
+/// Looks at one input after the other; a bad one does not keep the others from being described.
 class Info {
 public:
     Info(const Line& line, ProgressStyle progress) : m_line(line), m_progress(progress) {}
 
     ExitCode run() {
-        for (const std::string& file : m_line.files) {
+        for (std::size_t i = 0; i < m_line.files.size(); ++i) {
             throwIfInterrupted();
-            tell(file);
+            describe(m_line.files[i], {"count", i + 1, m_line.files.size()});
         }
         if (m_line.json) printDocument({{"schema", kSchema}, {"scans", m_reports}});
         if (m_failures == 0) return ExitCode::Done;
@@ -34,11 +34,12 @@ public:
     }
 
 private:
-    void tell(const std::string& file) {
+    void describe(const std::string& file, ProgressTask task) {
+        task.file = file;
         try {
             ScanReport report = describeScan(file);
             if (m_line.count && report.problems.empty()) {
-                report.summary = summarizePoints(file, m_progress);
+                report.summary = summarizePoints(file, task, m_progress);
             }
             if (!report.problems.empty()) fail(ExitCode::Damaged, report.problems.front());
             print(report);
@@ -49,7 +50,7 @@ private:
     }
 
     void fail(ExitCode code, const std::string& text) {
-        std::fprintf(stderr, "brisko: %s\n", text.c_str());
+        complain(text);
         if (m_failures++ == 0) m_code = code;
     }
 
@@ -71,12 +72,11 @@ private:
 }  // namespace
 
 Command addInfo(CLI::App& tool, const CommonOptions& common) {
-    CLI::App* app = tool.add_subcommand(
-        "info", "Tell what a scan says of itself: header, grid, index, alignment, sizes");
+    CLI::App* app =
+        tool.add_subcommand("info", "Describe scans: header, grid, index, alignment, sizes");
     app->footer(
         "Points are not read unless --count asks for it, so this is quick however large the scan\n"
-        "is. A scan that was cut short is recognised all the same.\n"
-        "Exit codes: 3 when the scan (all scans) cannot be read, 1 when only some cannot.");
+        "is. A scan that was cut short is recognised all the same.");
     const auto line = std::make_shared<Line>();
     app->add_option("FILE", line->files, "Scans (.cl3, .clr, .ptx)")->required();
     app->add_flag("--count", line->count,

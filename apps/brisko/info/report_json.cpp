@@ -52,7 +52,10 @@ Json triple(const double (&values)[3]) {
 }
 
 Json summaryJson(const PointSummary& summary) {
-    Json json = {{"points", summary.points}, {"bounds", nullptr}, {"intensity", nullptr}};
+    Json json = {{"points", summary.points},
+                 {"coloured", summary.coloured},
+                 {"bounds", nullptr},
+                 {"intensity", nullptr}};
     if (summary.points == 0) return json;
     json["bounds"] = {{"min", triple(summary.min)}, {"max", triple(summary.max)}};
     json["intensity"] = {{"min", jsonNumber(summary.minIntensity)},

@@ -20,7 +20,7 @@ std::string text(double value, int digits = 9) {
 
 std::string orDash(const std::string& field) {
     const std::string stripped = withoutPadding(field);
-    return stripped.empty() ? "-" : stripped;
+    return stripped.empty() ? "-" : printable(stripped);
 }
 
 std::string span(float start, float stop, float step) {
@@ -50,6 +50,16 @@ void headerLines(std::ostream& out, const CLFileHeader& header) {
         << header.GetBlockCount() << "\n";
 }
 
+/// Whether a place for colours is used only the points show.
+std::string colourText(const ScanReport& report) {
+    if (!report.hasColour) return "none";
+    if (!report.summary) return "room for it; --count shows whether it is used";
+    const auto [points, coloured] = std::pair(report.summary->points, report.summary->coloured);
+    if (coloured == 0) return "none: all points are black";
+    return std::to_string(coloured) + " of " + countOf(points, "point") + ", " +
+           percentOf(coloured, points);
+}
+
 void alignmentLines(std::ostream& out, const Alignment& alignment) {
     out << "  alignment  " << sourceName(alignment.source) << "\n";
     if (alignment.source != AlignmentSource::File) return;
@@ -66,9 +76,9 @@ void photoLines(std::ostream& out, const ScanPhotos& photos) {
     if (photos.photos.empty()) return;
     out << "  photos     " << photosText(photos) << "\n";
     for (const std::string& reason : ignoredTexts(photos))
-        out << "             " << reason << "\n";
+        out << "             " << printable(reason) << "\n";
     for (const PhotoTrouble& trouble : troublesOf(photos))
-        out << "             " << troubleText(trouble) << "\n";
+        out << "             " << printable(troubleText(trouble)) << "\n";
 }
 
 void summaryLines(std::ostream& out, const PointSummary& summary) {
@@ -116,7 +126,8 @@ const char* sourceName(AlignmentSource source) {
 
 std::string reportText(const ScanReport& report) {
     std::ostringstream out;
-    out << report.path << ": " << kindName(report.kind) << ", " << report.bytes << " bytes\n";
+    out << printable(report.path) << ": " << kindName(report.kind) << ", " << report.bytes
+        << " bytes\n";
     if (report.hasGrid) {
         out << "  grid       " << report.columns << " columns x " << report.rows << " rows\n";
     } else {
@@ -127,16 +138,17 @@ std::string reportText(const ScanReport& report) {
         out << "  stored     " << report.records << " records\n";
     }
     if (report.index) {
-        out << "  index      " << report.index->path << ", " << report.index->bytes << " bytes, "
-            << countOf(report.index->tiles, "tile") << " of " << report.index->tileSize << " x "
-            << report.index->tileSize << ", " << countOf(report.index->points, "point") << "\n";
+        out << "  index      " << printable(report.index->path) << ", " << report.index->bytes
+            << " bytes, " << countOf(report.index->tiles, "tile") << " of "
+            << report.index->tileSize << " x " << report.index->tileSize << ", "
+            << countOf(report.index->points, "point") << "\n";
     }
-    out << "  colour     " << (report.hasColour ? "stored" : "none") << "\n";
+    out << "  colour     " << colourText(report) << "\n";
     photoLines(out, report.photos);
     alignmentLines(out, report.alignment);
     if (report.summary) summaryLines(out, *report.summary);
     for (const std::string& problem : report.problems)
-        out << "  problem    " << problem << "\n";
+        out << "  problem    " << printable(problem) << "\n";
     return out.str();
 }
 

@@ -64,6 +64,7 @@ private:
     void add(const CellPoint& point) {
         double place[3] = {point.x, point.y, point.z};
         applyAlignment(m_matrix, place[0], place[1], place[2]);
+        m_result.coloured += (point.red | point.green | point.blue) != 0;
         if (m_result.points++ == 0) {
             std::copy(std::begin(place), std::end(place), m_result.min);
             std::copy(std::begin(place), std::end(place), m_result.max);
@@ -95,10 +96,11 @@ ScanReport describeScan(const std::string& path) {
     }
 }
 
-PointSummary summarizePoints(const std::string& path, ProgressStyle style) {
+PointSummary summarizePoints(const std::string& path, const ProgressTask& task,
+                             ProgressStyle style) {
     const std::unique_ptr<ScanInput> input = openScan(path);
     Summary summary(input->facts().alignment.matrix);
-    Progress progress(style, "count " + path, input->steps(), input->stepUnit());
+    Progress progress(style, task, input->steps(), input->stepUnit());
     std::vector<CellPoint> points;
     for (input->read(points); !points.empty(); input->read(points)) {
         summary.add(points);

@@ -16,6 +16,7 @@ namespace brisko::tool {
 /// What a full pass over the points finds.
 struct PointSummary {
     std::uint64_t points = 0;
+    std::uint64_t coloured = 0;  // other than black
     // Without any point there is nothing below to look at.
     double min[3] = {0, 0, 0};  // metres, aligned frame
     double max[3] = {0, 0, 0};
@@ -23,7 +24,7 @@ struct PointSummary {
     float maxIntensity = 0;
 };
 
-/// Everything that `info` tells of a scan.
+/// Everything that `info` reports about a scan.
 struct ScanReport {
     std::string path;
     ScanKind kind = ScanKind::CL3;
@@ -45,7 +46,8 @@ struct ScanReport {
 /// be, with its problems. Throws Failure when there is nothing to describe.
 ScanReport describeScan(const std::string& path);
 
-/// Reads all points. Throws Failure(Damaged), Interrupted.
-PointSummary summarizePoints(const std::string& path, ProgressStyle progress);
+/// Reads all points; `task` says what the progress is of. Throws Failure(Damaged), Interrupted.
+PointSummary summarizePoints(const std::string& path, const ProgressTask& task,
+                             ProgressStyle progress);
 
 }  // namespace brisko::tool

@@ -1,5 +1,8 @@
 #include "commands.h"
 #include "common/choice.h"
+#include "common/json_number.h"
+#include "common/json_text.h"
+#include "common/message.h"
 #include "common/overwrite.h"
 #include "common/staged_scan.h"
 #include "panorama/picture.h"
@@ -11,6 +14,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <filesystem>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -22,11 +26,15 @@ constexpr std::uint32_t kSmallestDefaultWidth = 1024;  // pixels
 constexpr std::uint32_t kLargestDefaultWidth = 4096;
 constexpr std::uint32_t kMostPixelsAlong = 32767;
 constexpr std::uint64_t kMostPixels = 1 << 26;
+constexpr std::uint64_t kAlwaysFine = 1 << 22;  // pixels, however small the grid is
+constexpr std::uint64_t kMostPerCell = 16;      // pixels; more show nothing more
 constexpr double kMostAspect = 16;  // beyond it, the angles tell nothing that can be looked at
 
 const std::map<std::string, PictureMode> kModes = {{"range", PictureMode::Range},
                                                    {"intensity", PictureMode::Intensity},
                                                    {"colour", PictureMode::Colour}};
+
+constexpr const char* kSchema = "brisko.panorama/1";
 
 struct Line {
     std::string scan;
@@ -35,6 +43,7 @@ struct Line {
     std::string size;         // "WxH"
     std::uint32_t width = 0;  // 0: by the grid
     bool overwrite = false;
+    bool json = false;
 };
 
 /// 0 where it is left to be found.
@@ -68,6 +77,17 @@ void requireDrawable(const Size& size) {
                                        "million in all");
 }
 
+std::uint64_t pixelsOf(const Size& size) {
+    return std::uint64_t{size.width} * size.height;
+}
+
+/// The most pixels that a picture of a grid can have: beyond some a cell, it only grows.
+std::uint64_t mostPixelsFor(const ScanFacts& facts) {
+    const std::uint64_t cells = std::uint64_t{facts.columns} * facts.rows;
+    const std::uint64_t most = cells < kMostPixels ? kMostPerCell * cells : kMostPixels;
+    return std::clamp(most, kAlwaysFine, kMostPixels);
+}
+
 [[noreturn]] void failWithoutColour(const std::string& scan) {
     const std::string hint = hintAtPhotos(scan);
     throw Failure(ExitCode::Usage,
@@ -77,50 +97,70 @@ void requireDrawable(const Size& size) {
 
 class Panorama {
 public:
-    Panorama(const Line& line, ProgressStyle progress)
-        : m_line(line), m_progress(progress), m_input(openScan(line.scan)) {
+    Panorama(const Line& line, const Size& asked, ProgressStyle progress)
+        : m_line(line), m_progress(progress), m_input(openScan(line.scan)), m_size(asked) {
         if (!facts().hasGrid) {
             throw Failure(ExitCode::Usage, line.scan + ": the scan has no index (" +
                                                companionOf(line.scan, ".ij") +
                                                "), so the cells of its points are not known");
         }
         if (line.mode == PictureMode::Colour && !facts().storesColour) failWithoutColour(line.scan);
-        chooseSize();
+        if (m_size.width == 0) {
+            m_size.width = std::clamp(facts().columns, kSmallestDefaultWidth, kLargestDefaultWidth);
+        }
+        requireGridFor(m_size);
     }
 
     ExitCode run() {
         StagedScan staged(m_line.output);
+        PngFile file(staged.path(), m_line.output);
         PictureGrid grid(m_line.mode, facts().columns, facts().rows, m_size.width,
                          m_size.height > 0 ? m_size.height : m_size.width);
         AngleEstimate angles(facts().columns, facts().rows);
         gather(grid, angles);
-        if (m_size.height == 0) m_size.height = heightFor(angles);
-        requireDrawable(m_size);
+        if (m_size.height == 0) chooseHeight(angles);
 
-        PictureScale scale;
-        const Picture picture = paintPicture(grid, m_line.mode, orientation(angles), m_size.width,
-                                             m_size.height, scale);
-        if (m_line.mode == PictureMode::Colour && !scale.isEmpty && !m_sawColour) {
+        const Picture picture(grid, m_line.mode, orientation(angles), m_size.width, m_size.height);
+        if (m_line.mode == PictureMode::Colour && !picture.scale().isEmpty && !m_sawColour) {
             failWithoutColour(m_line.scan);
         }
-        writePng(picture, staged.path(), m_line.output);
+        file.begin(m_size.width, m_size.height);
+        picture.paint([&](const std::uint8_t* row) { file.writeRow(row); });
+        file.close();
         staged.commit();
-        report(scale);
+        if (picture.scale().isEmpty) {
+            warn(m_line.output + ": shows nothing; the scan has no point");
+        }
+        report(picture.scale());
         return ExitCode::Done;
     }
 
 private:
     const ScanFacts& facts() const { return m_input->facts(); }
 
-    void chooseSize() {
-        if (!m_line.size.empty()) {
-            m_size = parseSize(m_line.size);
-        } else if (m_line.width > 0) {
-            m_size.width = m_line.width;
-        } else {
-            m_size.width = std::clamp(facts().columns, kSmallestDefaultWidth, kLargestDefaultWidth);
+    /// A picture far larger than the grid shows nothing more, and takes the time and the disk of one.
+    void requireGridFor(const Size& size) const {
+        const std::uint64_t most = mostPixelsFor(facts());
+        if (pixelsOf({size.width, std::max(size.height, 1u)}) <= most) return;
+        throw Failure(ExitCode::Usage,
+                      std::to_string(size.width) + " x " + std::to_string(size.height) +
+                          " pixels are too many for the " + std::to_string(facts().columns) +
+                          " x " + std::to_string(facts().rows) + " cells of " + m_line.scan +
+                          "; at most " + std::to_string(most) + " are drawn");
+    }
+
+    /// As the angles ask for. A width that nobody asked for gives way where both are too much.
+    void chooseHeight(const AngleEstimate& angles) {
+        m_size.height = heightFor(angles);
+        const std::uint64_t most = mostPixelsFor(facts());
+        if (m_line.width == 0 && pixelsOf(m_size) > most) {
+            const double share =
+                std::sqrt(static_cast<double>(most) / static_cast<double>(pixelsOf(m_size)));
+            m_size.width = std::max(1u, static_cast<std::uint32_t>(m_size.width * share));
+            m_size.height = heightFor(angles);
         }
-        requireDrawable({m_size.width, std::max(m_size.height, 1u)});
+        requireDrawable(m_size);
+        if (m_line.width > 0) requireGridFor(m_size);
     }
 
     void gather(PictureGrid& grid, AngleEstimate& angles) {
@@ -157,6 +197,32 @@ private:
     }
 
     void report(const PictureScale& scale) const {
+        if (m_line.json) {
+            printJson(scale);
+        } else {
+            printText(scale);
+        }
+    }
+
+    void printJson(const PictureScale& scale) const {
+        std::error_code error;
+        const std::uintmax_t bytes = std::filesystem::file_size(m_line.output, error);
+        const auto mode = std::find_if(kModes.begin(), kModes.end(), [&](const auto& named) {
+            return named.second == m_line.mode;
+        });
+        nlohmann::ordered_json document = {{"schema", kSchema},       {"input", m_line.scan},
+                                           {"output", m_line.output}, {"bytes", error ? 0 : bytes},
+                                           {"mode", mode->first},     {"width", m_size.width},
+                                           {"height", m_size.height}, {"empty", scale.isEmpty},
+                                           {"low", nullptr},          {"high", nullptr}};
+        if (!scale.isEmpty && m_line.mode != PictureMode::Colour) {
+            document["low"] = jsonNumber(scale.low);
+            document["high"] = jsonNumber(scale.high);
+        }
+        printDocument(document);
+    }
+
+    void printText(const PictureScale& scale) const {
         std::cout << m_line.output << ": " << m_size.width << " x " << m_size.height << " pixels";
         if (scale.isEmpty) {
             std::cout << ", no point to show";
@@ -179,8 +245,12 @@ ExitCode run(const Line& line, ProgressStyle progress) {
     if (extensionOf(line.output) != ".png") {
         throw Failure(ExitCode::Usage, line.output + ": the picture is named .png");
     }
+    // Before anything is opened.
+    Size asked{line.width, 0};
+    if (!line.size.empty()) asked = parseSize(line.size);
+    requireDrawable({asked.width, std::max(asked.height, 1u)});
     requireNew(line.output, line.overwrite);
-    return Panorama(line, progress).run();
+    return Panorama(line, asked, progress).run();
 }
 
 }  // namespace
@@ -192,7 +262,8 @@ Command addPanorama(CLI::App& tool, const CommonOptions& common) {
         "from\n"
         "above, however the scan's columns and rows run. Cells without a point are dark blue.\n"
         "range: near is bright, far is dark, on a logarithmic scale. intensity: weak is dark.\n"
-        "The outermost hundredth of the values on either side is clipped.");
+        "The outermost hundredth of the values on either side is clipped. A picture has at most\n"
+        "16 pixels for a cell of the scan, or 4 million, and 67 million in all.");
     const auto line = std::make_shared<Line>();
     app->add_option("SCAN", line->scan, "Scan with a grid (.cl3 with index, .clr, .ptx)")
         ->required();
@@ -207,8 +278,9 @@ Command addPanorama(CLI::App& tool, const CommonOptions& common) {
             ->option_text("WxH");
     app->add_option("--width", line->width, "Width in pixels; the height follows from the angles")
         ->option_text("W")
-        ->check(CLI::PositiveNumber)
+        ->check(CLI::Range(1u, kMostPixelsAlong))
         ->excludes(size);
+    app->add_flag("--json", line->json, "Print JSON, schema " + std::string(kSchema));
     return {app, [line, &common] { return run(*line, common.progress); }};
 }
 

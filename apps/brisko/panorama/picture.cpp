@@ -1,6 +1,9 @@
 #include "panorama/picture.h"
 
+#include "common/progress.h"
+
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
 namespace brisko::tool {
@@ -12,46 +15,37 @@ constexpr double kBrightest = 255;
 constexpr double kNearest = 0.001;  // metres; keeps logarithms finite
 constexpr double kCutOff = 0.01;    // share of the pixels beyond either end of the scale
 
-/// The values of all pixels, upright.
-std::vector<PictureValue> collect(const PictureGrid& grid, const PictureOrientation& orientation,
-                                  std::uint32_t width, std::uint32_t height) {
-    std::vector<PictureValue> values;
-    values.reserve(std::size_t{width} * height);
-    for (std::uint32_t y = 0; y < height; ++y) {
-        const std::uint32_t row = orientation.mirrorRows ? height - 1 - y : y;
-        for (std::uint32_t x = 0; x < width; ++x) {
-            const std::uint32_t column = orientation.mirrorColumns ? width - 1 - x : x;
-            values.push_back(grid.mean(
-                static_cast<double>(column) / width, static_cast<double>(column + 1) / width,
-                static_cast<double>(row) / height, static_cast<double>(row + 1) / height));
-        }
-    }
-    return values;
+/// A number that orders as its float does, from the lowest to the highest.
+std::uint32_t orderOf(float value) {
+    const auto bits = std::bit_cast<std::uint32_t>(value);
+    return bits >> 31 ? ~bits : bits | 0x80000000u;
 }
 
-float percentile(std::vector<float>& sorted, double share) {
-    const auto last = static_cast<double>(sorted.size() - 1);
-    const auto place = sorted.begin() + std::lround(share * last);
-    std::nth_element(sorted.begin(), place, sorted.end());
-    return *place;
+float valueOf(std::uint32_t order) {
+    return std::bit_cast<float>(order >> 31 ? order & 0x7fffffffu : ~order);
 }
 
-PictureScale findScale(const std::vector<PictureValue>& values) {
-    std::vector<float> shown;
-    for (const PictureValue& value : values) {
-        if (!value.isEmpty) shown.push_back(value.channels[0]);
+/// How many values have each of the 65,536 halves of an order.
+class Histogram {
+public:
+    void add(std::uint32_t half, std::uint64_t count) { m_counts[half] += count; }
+
+    /// The half in which a place lies, counted from the lowest value; the place becomes the one in it.
+    std::uint32_t find(std::uint64_t& place) const {
+        std::uint32_t half = 0;
+        while (half + 1 < m_counts.size() && place >= m_counts[half])
+            place -= m_counts[half++];
+        return half;
     }
-    PictureScale scale;
-    if (shown.empty()) return scale;
-    scale.isEmpty = false;
-    scale.low = percentile(shown, kCutOff);
-    scale.high = percentile(shown, 1 - kCutOff);
-    return scale;
-}
+
+private:
+    std::vector<std::uint64_t> m_counts = std::vector<std::uint64_t>(1 << 16);
+};
 
 /// 0 at one end of the scale, 1 at the other.
 double place(double value, double low, double high) {
-    return high > low ? std::clamp((value - low) / (high - low), 0.0, 1.0) : 0.5;
+    if (!(high > low) || std::isnan(value)) return 0.5;
+    return std::clamp((value - low) / (high - low), 0.0, 1.0);
 }
 
 std::uint8_t grey(double share) {
@@ -81,16 +75,82 @@ void paintPixel(const PictureValue& value, PictureMode mode, const PictureScale&
 
 }  // namespace
 
-Picture paintPicture(const PictureGrid& grid, PictureMode mode,
-                     const PictureOrientation& orientation, std::uint32_t width,
-                     std::uint32_t height, PictureScale& scale) {
-    const std::vector<PictureValue> values = collect(grid, orientation, width, height);
-    scale = findScale(values);
-    Picture picture{width, height, std::vector<std::uint8_t>(3 * values.size())};
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        paintPixel(values[i], mode, scale, picture.pixels.data() + 3 * i);
+Picture::Picture(const PictureGrid& grid, PictureMode mode, const PictureOrientation& orientation,
+                 std::uint32_t width, std::uint32_t height)
+    : m_grid(grid), m_mode(mode), m_orientation(orientation), m_height(height) {
+    for (std::uint32_t x = 0; x < width; ++x) {
+        const std::uint32_t column = orientation.mirrorColumns ? width - 1 - x : x;
+        m_columns.push_back(grid.columnsOf(static_cast<double>(column) / width,
+                                           static_cast<double>(column + 1) / width));
     }
-    return picture;
+    m_scale = findScale();
+}
+
+CellRange Picture::rowsAt(std::uint32_t y) const {
+    const std::uint32_t row = m_orientation.mirrorRows ? m_height - 1 - y : y;
+    return m_grid.rowsOf(static_cast<double>(row) / m_height,
+                         static_cast<double>(row + 1) / m_height);
+}
+
+template <class Visit>
+void Picture::forEachRow(const Visit& visit) const {
+    Values values(m_columns.size());
+    for (std::uint32_t y = 0, next = 0; y < m_height; y = next) {
+        throwIfInterrupted();
+        const CellRange rows = rowsAt(y);
+        next = y + 1;
+        // A picture with more rows than the grid shows the same ones several times.
+        while (next < m_height && rowsAt(next) == rows)
+            ++next;
+        for (std::size_t x = 0; x < values.size(); ++x)
+            values[x] = m_grid.mean(m_columns[x], rows);
+        visit(values, next - y);
+    }
+}
+
+/// Looks at all pixels twice rather than keep them: first for the upper half of the values sought, then
+/// for the lower half of each.
+PictureScale Picture::findScale() const {
+    constexpr std::uint32_t kHalf = 16;
+    const auto forEachOrder = [this](const auto& visit) {
+        forEachRow([&](const Values& values, std::uint32_t rows) {
+            for (const PictureValue& value : values) {
+                if (!value.isEmpty) visit(orderOf(value.channels[0]), rows);
+            }
+        });
+    };
+    Histogram upper;
+    std::uint64_t count = 0;
+    forEachOrder([&](std::uint32_t order, std::uint32_t rows) {
+        upper.add(order >> kHalf, rows);
+        count += rows;
+    });
+    PictureScale scale;
+    if (count == 0) return scale;
+    scale.isEmpty = false;
+    const auto last = static_cast<double>(count - 1);
+    auto lowPlace = static_cast<std::uint64_t>(std::llround(kCutOff * last));
+    auto highPlace = static_cast<std::uint64_t>(std::llround((1 - kCutOff) * last));
+    const std::uint32_t low = upper.find(lowPlace), high = upper.find(highPlace);
+    Histogram lowHalves, highHalves;
+    forEachOrder([&](std::uint32_t order, std::uint32_t rows) {
+        constexpr std::uint32_t kLower = (1u << kHalf) - 1;
+        if (order >> kHalf == low) lowHalves.add(order & kLower, rows);
+        if (order >> kHalf == high) highHalves.add(order & kLower, rows);
+    });
+    scale.low = valueOf(low << kHalf | lowHalves.find(lowPlace));
+    scale.high = valueOf(high << kHalf | highHalves.find(highPlace));
+    return scale;
+}
+
+void Picture::paint(const std::function<void(const std::uint8_t*)>& takeRow) const {
+    std::vector<std::uint8_t> row(3 * m_columns.size());
+    forEachRow([&](const Values& values, std::uint32_t rows) {
+        for (std::size_t x = 0; x < values.size(); ++x)
+            paintPixel(values[x], m_mode, m_scale, row.data() + 3 * x);
+        for (; rows > 0; --rows)
+            takeRow(row.data());
+    });
 }
 
 }  // namespace brisko::tool

@@ -1,6 +1,5 @@
 #include "ptx/ptx_reader.h"
 
-#include "common/failure.h"
 #include "ptx/number_text.h"
 
 #include <cmath>
@@ -12,10 +11,16 @@ namespace {
 /// The shortest line of a cell: "0 0 0 0" and its end.
 constexpr std::uint64_t kShortestCell = 8;  // bytes
 
-/// Beyond it, an intensity does not fit a float.
-constexpr double kStrongest = 1e30;
-
 }  // namespace
+
+PtxDamage::PtxDamage(const std::string& path, std::uint64_t line, const std::string& reason,
+                     bool isCell)
+    : Failure(ExitCode::Damaged,
+              path + ": " + (line > 0 ? "line " + std::to_string(line) + ": " : "") + reason),
+      m_line(line),
+      m_reason(reason),
+      m_isCell(isCell) {
+}
 
 PtxReader::PtxReader(const std::string& path) : m_lines(path) {
     readHeader();
@@ -23,16 +28,17 @@ PtxReader::PtxReader(const std::string& path) : m_lines(path) {
     countFields();
 }
 
-void PtxReader::fail(const std::string& reason) const {
-    throw Failure(ExitCode::Damaged,
-                  m_lines.path() + ": line " + std::to_string(m_lines.number()) + ": " + reason);
+void PtxReader::fail(const std::string& reason, bool isCell) const {
+    throw PtxDamage(m_lines.path(), m_lines.number(), reason, isCell);
 }
 
 std::string_view PtxReader::nextLine(const char* what) {
     std::string_view line;
     if (!m_lines.next(line)) {
-        throw Failure(ExitCode::Damaged, m_lines.path() + ": the file ends after line " +
-                                             std::to_string(m_lines.number()) + ", before " + what);
+        throw PtxDamage(
+            m_lines.path(), 0,
+            "the file ends after line " + std::to_string(m_lines.number()) + ", before " + what,
+            false);
     }
     return line;
 }
@@ -80,10 +86,11 @@ void PtxReader::requireRoomForCells() {
     const std::uint64_t cells = std::uint64_t{m_header.columns} * m_header.rows;
     const std::uint64_t left = m_lines.size() - m_lines.position();
     if ((left + 1) / kShortestCell >= cells) return;  // the last line may lack its end
-    throw Failure(ExitCode::Damaged, m_lines.path() + ": lines 1 and 2 announce " +
-                                         std::to_string(m_header.columns) + " x " +
-                                         std::to_string(m_header.rows) +
-                                         " cells, but the file is too short for them");
+    throw PtxDamage(m_lines.path(), 0,
+                    "lines 1 and 2 announce " + std::to_string(m_header.columns) + " x " +
+                        std::to_string(m_header.rows) +
+                        " cells, but the file is too short for them",
+                    false);
 }
 
 /// All lines of cells have as many fields as the first.
@@ -99,10 +106,10 @@ void PtxReader::countFields() {
 /// Reads one line; whether a point is in the cell.
 bool PtxReader::readCell(CellPoint& point) {
     std::string_view line = nextLine("all cells were read");
+    passCell();
     double share = 0;
     bool fits = takeNumber(line, point.x) && takeNumber(line, point.y) &&
-                takeNumber(line, point.z) && takeNumber(line, share) &&
-                std::abs(share) <= kStrongest;
+                takeNumber(line, point.z) && takeNumber(line, share) && fitsFullScale(share);
     if (m_fields == kPtxColourFields) {
         fits = fits && takeColour(line, point.red) && takeColour(line, point.green) &&
                takeColour(line, point.blue);
@@ -110,7 +117,8 @@ bool PtxReader::readCell(CellPoint& point) {
     if (!fits || !isBlank(line)) {
         fail(m_fields == kPtxColourFields
                  ? "not \"x y z intensity red green blue\" with colours from 0 to 255"
-                 : "not \"x y z intensity\"");
+                 : "not \"x y z intensity\"",
+             true);
     }
     point.intensity = toFullScale(share);
     return point.x != 0 || point.y != 0 || point.z != 0;
@@ -137,11 +145,14 @@ void PtxReader::read(std::vector<CellPoint>& points, std::size_t capacity) {
         point.column = m_column;
         point.row = m_row;
         if (readCell(point)) points.push_back(point);
-        if (++m_row < m_header.rows) continue;
-        m_row = 0;
-        ++m_column;
     }
     if (m_column == m_header.columns) requireEnd();
+}
+
+void PtxReader::passCell() {
+    if (++m_row < m_header.rows) return;
+    m_row = 0;
+    ++m_column;
 }
 
 }  // namespace brisko::tool

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/failure.h"
 #include "ptx/line_reader.h"
 #include "ptx/ptx_header.h"
 
@@ -12,8 +13,25 @@
 
 namespace brisko::tool {
 
+/// Something in a PTX file that does not fit the layout.
+class PtxDamage : public Failure {
+public:
+    /// line: where it is, from 1; 0 where it is in none.
+    PtxDamage(const std::string& path, std::uint64_t line, const std::string& reason, bool isCell);
+
+    std::uint64_t line() const { return m_line; }
+    const std::string& reason() const { return m_reason; }
+    /// Whether it is the line of a single cell, behind which reading can go on.
+    bool isCell() const { return m_isCell; }
+
+private:
+    std::uint64_t m_line;
+    std::string m_reason;
+    bool m_isCell;
+};
+
 /// Reads a PTX file of one scan, whatever its size, with the memory of one block.
-/// Everything that does not fit the layout is a Failure(Damaged) that names the line.
+/// Everything that does not fit the layout is a PtxDamage, a Failure(Damaged) that names the line.
 class PtxReader {
 public:
     /// Opens the file and reads its header.
@@ -24,8 +42,11 @@ public:
 
     /// Replaces the points by the next ones, at most `capacity`, column by column with rising rows;
     /// empty cells are passed over. Scanner's frame; intensity 0 to 2200. No points: the scan is at
-    /// its end, and the file held exactly one.
+    /// its end, and the file held exactly one. Where the line of a cell is damaged, `points` holds those
+    /// before it, and the next call goes on with the next cell.
     void read(std::vector<CellPoint>& points, std::size_t capacity);
+    /// Cells passed so far, with and without a point.
+    std::uint64_t cells() const { return std::uint64_t{m_column} * m_header.rows + m_row; }
 
     std::uint64_t bytesRead() const { return m_lines.position(); }
     std::uint64_t bytes() const { return m_lines.size(); }
@@ -35,11 +56,12 @@ private:
     void requireRoomForCells();
     void countFields();
     bool readCell(CellPoint& point);
+    void passCell();
     void requireEnd();
     std::string_view nextLine(const char* what);
     std::uint32_t readCount(const char* what);
     void readNumbers(double* numbers, int count, const char* what);
-    [[noreturn]] void fail(const std::string& reason) const;
+    [[noreturn]] void fail(const std::string& reason, bool isCell = false) const;
 
     LineReader m_lines;
     PtxHeader m_header;

@@ -4,6 +4,7 @@
 
 #include <charconv>
 #include <initializer_list>
+#include <string>
 #include <string_view>
 
 namespace brisko::tool {
@@ -33,8 +34,7 @@ void PtxWriter::writeHeader(const PtxHeader& header) {
         m_file.commit(static_cast<std::size_t>(out - line));
     };
     const double* m = header.matrix;
-    writeLine({static_cast<double>(header.columns)});
-    writeLine({static_cast<double>(header.rows)});
+    m_file.write(std::to_string(header.columns) + "\n" + std::to_string(header.rows) + "\n");
     writeLine({m[3], m[7], m[11]});
     for (int axis = 0; axis < 3; ++axis)
         writeLine({m[axis], m[4 + axis], m[8 + axis]});

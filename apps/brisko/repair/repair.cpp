@@ -100,7 +100,7 @@ Command addRepair(CLI::App& tool, const CommonOptions& common) {
         "keeps\n"
         "its grid: missing cells become empty ones. What was lost is listed with its block and\n"
         "byte; points outside the header's angles are kept. INPUT is never touched.\n"
-        "Exit code: 3 when nothing can be salvaged; no OUTPUT appears then.");
+        "Where nothing can be salvaged, no OUTPUT appears.");
     const auto line = std::make_shared<Line>();
     app->add_option("INPUT", line->options.input, "Scan to read (.cl3, .clr)")->required();
     app->add_option("OUTPUT", line->options.output, "Scan to write, of the same format")

@@ -2,6 +2,7 @@
 
 #include "common/choice.h"
 #include "common/failure.h"
+#include "common/number_option.h"
 #include "common/overwrite.h"
 
 #include <charconv>
@@ -17,6 +18,7 @@ constexpr std::int64_t kMostColumns = 1000000000;
 constexpr std::int64_t kMostCells = 10000000000;
 constexpr std::int64_t kMostBlocks = 1000;
 constexpr std::int64_t kMostFiles = 1000;
+constexpr double kMostNoise = 1000;  // millimetres
 
 [[noreturn]] void refuse(const std::string& text) {
     throw Failure(ExitCode::Usage, text);
@@ -59,9 +61,6 @@ void requireSizes(const SimulateOptions& options) {
     requireWithin("--series", options.series, 0, kMostFiles);
     for (const std::int64_t flag : options.flags)
         requireWithin("--flags", flag, 0, 255);
-    if (!(options.noise >= 0 && options.noise <= 1000)) {
-        refuse("--noise must be 0 to 1000 millimetres");
-    }
 }
 
 void requireFitsPhotos(const CLI::App& command, const std::string& name) {
@@ -154,7 +153,8 @@ void SimulateOptions::addTo(CLI::App& command) {
                     "Photos: a camera's columns and rows are divided by 1, 2, 4 or 8")
         ->check(CLI::IsMember({1, 2, 4, 8}))
         ->capture_default_str();
-    command.add_option("--noise", noise, "Range noise, millimetres")->capture_default_str();
+    takeNumbers(command.add_option("--noise", noise, "Range noise, millimetres"), {0, kMostNoise})
+        ->capture_default_str();
     command.add_option("--seed", seed, "Another seed, another noise")->capture_default_str();
     addOverwrite(command, overwrite);
     command.add_flag("--json", json, "Print JSON, schema " + std::string(kSimulateSchema));

@@ -28,20 +28,6 @@ bool within(char c, std::uint8_t from, std::uint8_t to) {
     return byte >= from && byte <= to;
 }
 
-/// Bytes of the well-formed sequence at the start of the text, or 0.
-std::size_t sequenceLength(std::string_view text) {
-    if (within(text[0], 0x00, 0x7F)) return 1;
-    for (const SequenceForm& form : kForms) {
-        if (!within(text[0], form.leadFrom, form.leadTo)) continue;
-        if (text.size() < form.length || !within(text[1], form.secondFrom, form.secondTo)) return 0;
-        for (std::size_t i = 2; i < form.length; ++i) {
-            if (!within(text[i], 0x80, 0xBF)) return 0;
-        }
-        return form.length;
-    }
-    return 0;
-}
-
 bool isHighSurrogate(std::uint32_t unit) {
     return unit >= 0xD800 && unit <= 0xDBFF;
 }
@@ -70,9 +56,22 @@ void append(std::string& out, std::uint32_t codePoint) {
 
 }  // namespace
 
+std::size_t utf8SequenceLength(std::string_view text) {
+    if (within(text[0], 0x00, 0x7F)) return 1;
+    for (const SequenceForm& form : kForms) {
+        if (!within(text[0], form.leadFrom, form.leadTo)) continue;
+        if (text.size() < form.length || !within(text[1], form.secondFrom, form.secondTo)) return 0;
+        for (std::size_t i = 2; i < form.length; ++i) {
+            if (!within(text[i], 0x80, 0xBF)) return 0;
+        }
+        return form.length;
+    }
+    return 0;
+}
+
 bool isUtf8(std::string_view text) {
     while (!text.empty()) {
-        const std::size_t length = sequenceLength(text);
+        const std::size_t length = utf8SequenceLength(text);
         if (length == 0) return false;
         text.remove_prefix(length);
     }
