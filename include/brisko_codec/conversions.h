@@ -2,6 +2,7 @@
 
 #include <brisko_codec/export.h>
 #include <brisko_codec/progress.h>
+#include <brisko_codec/read_problem.h>
 
 #include <string>
 
@@ -67,6 +68,35 @@ BRISKO_CODEC_EXPORT bool ConvertClrToCl3Indexed(std::string path);
 
 namespace brisko {
 
+/// Why a conversion failed.
+enum class ConversionProblem {
+    None,
+    BadName,     // the path does not end like a scan's
+    NotFound,    // nothing is there
+    CannotRead,  // a file is there and cannot be read, or describes nothing that can be read
+    Damaged,     // points and cells do not belong together, or a file is not whole
+    TooLarge,  // the output would be out of proportion to the input, or does not fit onto the disk
+    CannotWrite,
+    OutOfMemory,
+};
+
+/// How a conversion ended. It belongs to the call that returned it: calls in other threads do not show.
+struct ConversionResult {
+    ConversionProblem problem = ConversionProblem::None;
+    std::string file;  // at fault, UTF-8
+    std::string text;  // what is wrong, in English; does not name the file
+    /// What was wrong with the scan that the points came from, with file and place. Also set where the
+    /// conversion went through: the output then holds the points that could be had.
+    ReadProblem damage;
+
+    explicit operator bool() const { return problem == ConversionProblem::None; }
+};
+
+/// ClrToCl3IjIndexed or Cl3IjIndexed, by the ending of the path, with the reason for a failure. The one
+/// conversion that answers true whatever happens reports its failure here.
+BRISKO_CODEC_EXPORT ConversionResult indexScan(const std::string& path,
+                                               vexo::ProgressTracker* tracker);
+
 /// Indexes a CL3 scan that has no index, by the directions of its points: azimuth counter-clockwise
 /// from +x and zenith angle from +z, degrees, from the start angles and steps of its header (or
 /// elevations, where the header's numbers leave 0 to 180). Points of one cell are all kept: the later
@@ -78,5 +108,10 @@ namespace brisko {
 /// Returns: false also when the header gives no usable grid, or the points do not fit into it.
 BRISKO_CODEC_EXPORT bool indexCL3ByAngles(const std::string& input, const std::string& output,
                                           vexo::ProgressTracker* tracker);
+
+/// The same, with the reason for a failure.
+BRISKO_CODEC_EXPORT ConversionResult indexScanByAngles(const std::string& input,
+                                                       const std::string& output,
+                                                       vexo::ProgressTracker* tracker);
 
 }  // namespace brisko

@@ -105,36 +105,50 @@ bool transfer(RawScan& scan, Output& output, ConversionSteps& steps) {
 
 template <class Output>
 bool convert(const std::string& input, const std::string& aligned, const std::string& output,
-             vexo::ProgressTracker* tracker, const std::string& label, bool indexed) {
+             vexo::ProgressTracker* tracker, const std::string& label, bool indexed,
+             ConversionReport& report) {
     const MishapWatch mishaps;
     RawScan scan;
-    if (!isCLRName(input) || !isCL3Name(output) || !scan.open(input, aligned)) return false;
+    if (!isCLRName(input) || !isCL3Name(output)) {
+        return report.fail(ConversionProblem::BadName, input, "it is not named like a CLR scan");
+    }
+    if (!scan.open(input, aligned)) return report.failToRead(input);
     const OutputBounds bounds{scan.grid.columns, scan.grid.rows, mostPoints(scan, input), indexed};
-    if (!mayBeWritten(bounds, fileLength(input.c_str()), output)) return false;
+    if (!mayBeWritten(bounds, fileLength(input.c_str()), output)) return report.failToFit(output);
     StagedConversion staged(output, input);
     Output out;
-    if (!staged.isReady() || !out.open(staged.path(), scan)) return false;
+    if (!staged.isReady() || !out.open(staged.path(), scan)) return report.failToWrite(output);
     ConversionSteps steps(tracker, label, scan.grid.cells());
-    if (!transfer(scan, out, steps) || !out.close() || !mishaps.sawNone()) return false;
+    const bool transferred = transfer(scan, out, steps);
+    report.noteDamage(scan.reader.readProblem());
+    if (!out.close()) return report.failToWrite(output);
+    if (!mishaps.sawNone()) return report.failToRead(input);
+    if (!transferred) {
+        return report.fail(ConversionProblem::Damaged, input,
+                           "a point lies in no cell of its grid");
+    }
     steps.advanceTo(scan.grid.cells());
-    return staged.commit([&] { steps.poll(); }) && mishaps.sawNone();
+    return (staged.commit([&] { steps.poll(); }) && mishaps.sawNone()) ||
+           report.failToWrite(output);
 }
 
 }  // namespace
 
 bool convertClrToCl3(const std::string& input, const std::string& aligned,
-                     const std::string& output, vexo::ProgressTracker* tracker) {
+                     const std::string& output, vexo::ProgressTracker* tracker,
+                     ConversionReport& report) {
     const std::string label = getBriskoCodecDictionary()->convertClrToCl3;
     if (isIndexBase(withoutLastFour(output))) {
-        return convert<GridOutput>(input, aligned, output, tracker, label, true);
+        return convert<GridOutput>(input, aligned, output, tracker, label, true, report);
     }
-    return convert<PlainOutput>(input, aligned, output, tracker, label, false);
+    return convert<PlainOutput>(input, aligned, output, tracker, label, false, report);
 }
 
 bool convertClrToCl3Ij(const std::string& input, const std::string& aligned,
-                       const std::string& output, vexo::ProgressTracker* tracker) {
+                       const std::string& output, vexo::ProgressTracker* tracker,
+                       ConversionReport& report) {
     const std::string label = getBriskoCodecDictionary()->convertClrToCl3Ij;
-    return convert<GridOutput>(input, aligned, output, tracker, label, true);
+    return convert<GridOutput>(input, aligned, output, tracker, label, true, report);
 }
 
 }  // namespace brisko

@@ -6,33 +6,37 @@
 #include "base/mishaps.h"
 #include "convert/clr_decision.h"
 #include "convert/clr_to_cl3.h"
+#include "convert/conversion_report.h"
 #include "convert/drivers.h"
 #include "convert/host_interrupt.h"
 #include "convert/path_rules.h"
 
 using brisko::ClrRoute;
+using brisko::ConversionProblem;
+using brisko::ConversionReport;
 using brisko::vexo::ProgressTracker;
 
 namespace {
 
 /// Merges the series that the base starts, file by file. The path becomes that of the merged scan;
 /// where there is no series it stays as it is.
-bool mergeSeries(const std::string& base, std::string& path, ProgressTracker* tracker) {
+bool mergeSeries(const std::string& base, std::string& path, ProgressTracker* tracker,
+                 ConversionReport& report) {
     if (!brisko::isSeriesStart(base)) return true;
     const brisko::MishapWatch mishaps;
     for (unsigned n = 1;; ++n) {
         const std::string next = brisko::seriesMember(base, n);
-        if (!brisko::fileExists(next)) return mishaps.sawNone();
+        if (!brisko::fileExists(next)) return mishaps.sawNone() || report.failToRead(next);
         const std::string merged = brisko::seriesMerge(base, n);
-        if (!brisko::runMerge(path, next, merged, tracker)) return false;
+        if (!brisko::runMerge(path, next, merged, tracker, report)) return false;
         path = merged;
     }
 }
 
 bool convertThroughCL3(const std::string& raw, const std::string& plain, const std::string& indexed,
-                       ProgressTracker* tracker) {
-    return brisko::convertClrToCl3(raw, raw, plain, tracker) &&
-           brisko::runIndexing(plain, raw, indexed, tracker);
+                       ProgressTracker* tracker, ConversionReport& report) {
+    return brisko::convertClrToCl3(raw, raw, plain, tracker, report) &&
+           brisko::runIndexing(plain, raw, indexed, tracker, report);
 }
 
 /// A path with a null character would name another file than its ending promises.
@@ -45,57 +49,78 @@ bool exists(const std::string& path) {
     return isPath(path) && brisko::fileExists(path);
 }
 
-bool convertClr(std::string path, ProgressTracker* tracker) {
-    if (!exists(path) || !brisko::isCLRName(path)) return false;
+/// Whether a path is one that the conversion takes; whether it can be read shows when it is.
+bool isInput(const std::string& path, bool (*isNamed)(std::string_view), ConversionReport& report) {
+    if (!exists(path)) return report.fail(ConversionProblem::NotFound, path, "it is not there");
+    return isNamed(path) ||
+           report.fail(ConversionProblem::BadName, path, "it is not named like such a scan");
+}
+
+bool convertClr(std::string path, ProgressTracker* tracker, ConversionReport& report) {
+    if (!isInput(path, brisko::isCLRName, report)) return false;
     // Names come from the input as it was given, not from what a series is merged to.
     const std::string given = path;
     const std::string base = brisko::withoutLastFour(path);
     const std::string plain = base + ".cl3";
     const std::string indexed = base + "_index.cl3";
-    if (brisko::isIndexBase(base)) return brisko::convertClrToCl3(path, path, plain, tracker);
-    if (!mergeSeries(base, path, tracker)) return false;
+    if (brisko::isIndexBase(base)) {
+        return brisko::convertClrToCl3(path, path, plain, tracker, report);
+    }
+    if (!mergeSeries(base, path, tracker, report)) return false;
 
     CLRFileHeader header;
-    if (!header.Read(path.c_str())) return false;
+    if (!header.Read(path.c_str())) return report.failToRead(path);
     switch (brisko::chooseRoute(header.GetModelName(), header.GetPointFormat(),
                                 header.GetBlockCount())) {
         case ClrRoute::Nothing:
             return true;
         case ClrRoute::OnePass:
-            return brisko::convertClrToCl3Ij(path, given, indexed, tracker);
+            return brisko::convertClrToCl3Ij(path, given, indexed, tracker, report);
         case ClrRoute::OnePassUnjudged:
-            brisko::convertClrToCl3Ij(path, given, indexed, tracker);
+            brisko::convertClrToCl3Ij(path, given, indexed, tracker, report);
             return true;
         case ClrRoute::OnePassByPoints:
-            return brisko::convertClrToCl3(path, given, indexed, tracker);
+            return brisko::convertClrToCl3(path, given, indexed, tracker, report);
         case ClrRoute::ThroughCL3:
-            return convertThroughCL3(path, plain, indexed, tracker);
+            return convertThroughCL3(path, plain, indexed, tracker, report);
         case ClrRoute::SortedThroughCL3:
             // Deliberate: the sorted copy is left beside the input, and the conversion reads the
             // input itself, whether the copy could be made or not.
-            brisko::runSortClr(path, tracker);
-            return convertThroughCL3(path, plain, indexed, tracker);
+            ConversionReport ofCopy;
+            brisko::runSortClr(path, tracker, ofCopy);
+            return convertThroughCL3(path, plain, indexed, tracker, report);
     }
     return false;
 }
 
-bool convertCL3(const std::string& path, ProgressTracker* tracker) {
-    if (!exists(path) || !brisko::isCL3Name(path)) return false;
+bool convertCL3(const std::string& path, ProgressTracker* tracker, ConversionReport& report) {
+    if (!isInput(path, brisko::isCL3Name, report)) return false;
     const std::string base = brisko::withoutLastFour(path);
     if (brisko::isIndexBase(base)) return true;  // no companion is looked at
     const brisko::MishapWatch mishaps;
-    if (!brisko::fileExists(base + ".ij")) return mishaps.sawNone();
-    return brisko::runIndexing2(path, base + "_index.cl3", tracker);
+    if (!brisko::fileExists(base + ".ij"))
+        return mishaps.sawNone() || report.failToRead(base + ".ij");
+    return brisko::runIndexing2(path, base + "_index.cl3", tracker, report);
+}
+
+bool convertByAngles(const std::string& input, const std::string& output, ProgressTracker* tracker,
+                     ConversionReport& report) {
+    if (!isInput(input, brisko::isCL3Name, report)) return false;
+    if (!isPath(output) || !brisko::isCL3Name(output)) {
+        return report.fail(ConversionProblem::BadName, output, "it is not named like a CL3 scan");
+    }
+    return brisko::runIndexingByAngles(input, output, tracker, report);
 }
 
 /// What the host's monitors throw goes on to the host; everything else is a false result.
 template <class Conversion>
-bool guarded(const Conversion& conversion) {
+bool guarded(ConversionReport& report, const Conversion& conversion) {
     try {
         return conversion();
     } catch (const brisko::HostInterrupt& interrupt) {
         std::rethrow_exception(interrupt.cause);
     } catch (...) {
+        report.failForMemory();
         return false;
     }
 }
@@ -103,11 +128,13 @@ bool guarded(const Conversion& conversion) {
 }  // namespace
 
 bool Cl3IjIndexed(std::string path, ProgressTracker* tracker) {
-    return guarded([&] { return convertCL3(path, tracker); });
+    ConversionReport report;
+    return guarded(report, [&] { return convertCL3(path, tracker, report); });
 }
 
 bool ClrToCl3IjIndexed(std::string path, ProgressTracker* tracker) {
-    return guarded([&] { return convertClr(path, tracker); });
+    ConversionReport report;
+    return guarded(report, [&] { return convertClr(path, tracker, report); });
 }
 
 bool ConvertCl3ToCl3Indexed(std::string path) {
@@ -118,10 +145,26 @@ bool ConvertClrToCl3Indexed(std::string path) {
     return ClrToCl3IjIndexed(std::move(path), nullptr);
 }
 
+brisko::ConversionResult brisko::indexScan(const std::string& path,
+                                           vexo::ProgressTracker* tracker) {
+    ConversionReport report;
+    guarded(report, [&] {
+        return isCLRName(path) ? convertClr(path, tracker, report)
+                               : convertCL3(path, tracker, report);
+    });
+    return report.take();
+}
+
 bool brisko::indexCL3ByAngles(const std::string& input, const std::string& output,
                               vexo::ProgressTracker* tracker) {
-    return guarded([&] {
-        return exists(input) && isCL3Name(input) && isPath(output) && isCL3Name(output) &&
-               runIndexingByAngles(input, output, tracker);
-    });
+    ConversionReport report;
+    return guarded(report, [&] { return convertByAngles(input, output, tracker, report); });
+}
+
+brisko::ConversionResult brisko::indexScanByAngles(const std::string& input,
+                                                   const std::string& output,
+                                                   vexo::ProgressTracker* tracker) {
+    ConversionReport report;
+    guarded(report, [&] { return convertByAngles(input, output, tracker, report); });
+    return report.take();
 }

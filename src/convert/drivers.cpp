@@ -21,18 +21,37 @@ namespace brisko {
 
 namespace {
 
+/// What the result of a driver means.
+bool judge(std::uint16_t result, const QelPcpLib::IndexingTrouble& trouble,
+           const std::string& input, const std::string& output, ConversionReport& report) {
+    report.noteDamage(trouble.damage);
+    if (result == QelPcpLib::indexing_result::kDone) return true;
+    if (trouble.isOutput || result == QelPcpLib::indexing_result::kBadOutput) {
+        return report.failToWrite(output);
+    }
+    const bool isBadInput = result == QelPcpLib::indexing_result::kBadInput;
+    return report.fail(ConversionProblem::Damaged, input,
+                       isBadInput ? "the scan or its index is not whole, or gives no usable grid"
+                                  : "its points and their cells do not belong together");
+}
+
 /// Runs a driver that writes an indexed scan, and puts its output in place.
 ///   inputBytes  of all files that the driver takes points and cells from
 template <class Driver>
 bool runStaged(const std::string& input, const std::string& output, vexo::ProgressTracker* tracker,
                const std::string& label, const OutputBounds& bounds, std::uint64_t inputBytes,
-               const Driver& driver) {
+               ConversionReport& report, const Driver& driver) {
     const MishapWatch mishaps;
     StagedConversion staged(output, input);
-    if (!staged.isReady() || !mayBeWritten(bounds, inputBytes, output)) return false;
+    if (!staged.isReady()) return report.failToWrite(output);
+    if (!mayBeWritten(bounds, inputBytes, output)) return report.failToFit(output);
     DriverProgress progress(tracker, label);
-    return driver(staged.path(), &progress) == QelPcpLib::indexing_result::kDone &&
-           mishaps.sawNone() && staged.commit([&] { progress.Poll(); }) && mishaps.sawNone();
+    QelPcpLib::IndexingTrouble trouble;
+    const std::uint16_t result = driver(staged.path(), &progress, &trouble);
+    if (!judge(result, trouble, input, output, report)) return false;
+    if (!mishaps.sawNone()) return report.failToRead(input);
+    return (staged.commit([&] { progress.Poll(); }) && mishaps.sawNone()) ||
+           report.failToWrite(output);
 }
 
 std::uint64_t recordsOf(const std::string& path) {
@@ -43,58 +62,67 @@ std::uint64_t recordsOf(const std::string& path) {
 }  // namespace
 
 bool runIndexing(const std::string& input, const std::string& rawScan, const std::string& output,
-                 vexo::ProgressTracker* tracker) {
+                 vexo::ProgressTracker* tracker, ConversionReport& report) {
     CLRFileHeader raw;
-    if (!raw.Read(rawScan.c_str())) return false;
+    if (!raw.Read(rawScan.c_str())) return report.failToRead(rawScan);
     const OutputBounds bounds{raw.GetAzimuthResolution(), raw.GetZenithResolution(),
                               recordsOf(input), true};
     // The plain copy is an output itself: what the scanner recorded is the measure.
     const std::uint64_t inputBytes = fileLength(rawScan.c_str());
     return runStaged(input, output, tracker, getBriskoCodecDictionary()->pcpIndexing1, bounds,
-                     inputBytes,
-                     [&](const std::string& staged, QelPcpLib::CProgressCallback* progress) {
-                         return QelPcpLib::Indexing(input, rawScan, staged, progress);
+                     inputBytes, report,
+                     [&](const std::string& staged, QelPcpLib::CProgressCallback* progress,
+                         QelPcpLib::IndexingTrouble* trouble) {
+                         return QelPcpLib::Indexing(input, rawScan, staged, progress, trouble);
                      });
 }
 
 bool runIndexing2(const std::string& input, const std::string& output,
-                  vexo::ProgressTracker* tracker) {
-    const FilePtr index = openFile(companionForReading(input, ".ij").c_str(), "rb");
-    if (!index) return false;
+                  vexo::ProgressTracker* tracker, ConversionReport& report) {
+    const std::string indexPath = companionForReading(input, ".ij");
+    const FilePtr index = openFile(indexPath.c_str(), "rb");
+    if (!index) return report.failToRead(indexPath);
     const IJHeader grid = readIJHeader(index.get());
     const OutputBounds bounds{grid.columns, grid.rows, recordsOf(input), true};
     const std::uint64_t inputBytes = fileLength(input.c_str()) + fileLength(index.get());
     return runStaged(input, output, tracker, getBriskoCodecDictionary()->pcpIndexing2, bounds,
-                     inputBytes,
-                     [&](const std::string& staged, QelPcpLib::CProgressCallback* progress) {
-                         return QelPcpLib::Indexing2(input, staged, progress);
+                     inputBytes, report,
+                     [&](const std::string& staged, QelPcpLib::CProgressCallback* progress,
+                         QelPcpLib::IndexingTrouble* trouble) {
+                         return QelPcpLib::Indexing2(input, staged, progress, trouble);
                      });
 }
 
 bool runIndexingByAngles(const std::string& input, const std::string& output,
-                         vexo::ProgressTracker* tracker) {
+                         vexo::ProgressTracker* tracker, ConversionReport& report) {
     CL3FileHeader header;
-    if (!header.Read(input.c_str())) return false;
+    if (!header.Read(input.c_str())) return report.failToRead(input);
     const OutputBounds bounds{header.GetAzimuthResolution(), header.GetZenithResolution(),
                               recordsOf(input), true};
     const std::uint64_t inputBytes = fileLength(input.c_str());
     return runStaged(input, output, tracker, getBriskoCodecDictionary()->pcpIndexing3, bounds,
-                     inputBytes,
-                     [&](const std::string& staged, QelPcpLib::CProgressCallback* progress) {
+                     inputBytes, report,
+                     [&](const std::string& staged, QelPcpLib::CProgressCallback* progress,
+                         QelPcpLib::IndexingTrouble* trouble) {
                          const std::string spill = companionForWriting(staged, ".spill");
-                         return QelPcpLib::IndexingByAngles(input, staged, spill, progress);
+                         return QelPcpLib::IndexingByAngles(input, staged, spill, progress,
+                                                            trouble);
                      });
 }
 
-bool runSortClr(const std::string& input, vexo::ProgressTracker* tracker) {
+bool runSortClr(const std::string& input, vexo::ProgressTracker* tracker,
+                ConversionReport& report) {
     DriverProgress progress(tracker, getBriskoCodecDictionary()->pcpSortClr);
-    return QelPcpLib::SortCLR(input, &progress) == 0;
+    return QelPcpLib::SortCLR(input, &progress) == 0 ||
+           report.fail(ConversionProblem::Damaged, input, "its lines cannot be sorted");
 }
 
 bool runMerge(const std::string& first, const std::string& second, const std::string& output,
-              vexo::ProgressTracker* tracker) {
+              vexo::ProgressTracker* tracker, ConversionReport& report) {
     DriverProgress progress(tracker, getBriskoCodecDictionary()->pcpCombineMultiClr);
-    return QelPcpLib::CombineMultiCLR(first, second, output, &progress) == 0;
+    return QelPcpLib::CombineMultiCLR(first, second, output, &progress) == 0 ||
+           report.fail(ConversionProblem::Damaged, second,
+                       "it cannot be merged with the scans before it in the series");
 }
 
 }  // namespace brisko

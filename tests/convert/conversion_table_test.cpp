@@ -298,5 +298,43 @@ TEST(Cl3Conversion, RefusesScansThatAreNotWhole) {
     }
 }
 
+TEST(Conversion, SaysWhyItFailedAndWhichFileIsAtFault) {
+    using enum ConversionProblem;
+    const SilentOutput silent;
+    const TempFolder folder;
+    writeFile(folder / "a.txt", "");
+    writeFile(folder / "whole.clr", rawScan({.model = "RVX2000", .format = 3}));
+    writeFile(folder / "shut.clr", rawScan({.model = "RVX2000", .format = 3}));
+    std::filesystem::create_directory(folder / "shut_index.cl3");
+    writeFile(folder / "huge.clr",
+              ByteWriter().text("", 32).text("RXL1000", 72).i32(1 << 21).i32(256).u32(3).u32(1));
+    writeTiles(folder, 310, 290, 256);
+    std::filesystem::resize_file(folder / "scan.ij", 1000);
+    for (const char* name : {"a_000.clr", "a_001.clr"})
+        writeFile(folder / name, rawScan({.rows = name[4] == '1' ? 16 : 8}));
+    const struct {
+        const char* name;
+        ConversionProblem problem;
+        const char* file;
+    } cases[] = {
+        {"whole.clr", None, ""},
+        {"missing.clr", NotFound, "missing.clr"},
+        {"a.txt", BadName, "a.txt"},
+        {"shut.clr", CannotWrite, "shut_index.cl3"},
+        {"scan.cl3", Damaged, "scan.cl3"},
+        {"huge.clr", TooLarge, "huge_index.cl3"},
+        {"a_000.clr", Damaged, "a_001.clr"},
+    };
+    for (const auto& c : cases) {
+        const ConversionResult result = indexScan(folder / c.name, nullptr);
+        EXPECT_EQ(result.problem, c.problem) << c.name;
+        EXPECT_EQ(result.file, *c.file ? folder / c.file : "") << c.name;
+        EXPECT_EQ(result.text.empty(), c.problem == None) << c.name;
+    }
+    EXPECT_TRUE(ConvertClrToCl3Indexed(folder / "shut.clr")) << "true whatever happens";
+    writeFile(folder / "scan.cl3", cutTo(readFile(folder / "scan.cl3"), 500));
+    EXPECT_EQ(indexScanByAngles(folder / "scan.cl3", folder / "b.cl3", nullptr).problem, Damaged);
+}
+
 }  // namespace
 }  // namespace brisko

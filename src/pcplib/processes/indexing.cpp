@@ -98,8 +98,11 @@ bool followsBands(std::uint32_t tileSize) {
     return tileSize != 0 && brisko::kTileSize % tileSize == 0;
 }
 
-std::uint16_t closeOutput(IndexedOutput& output, bool transferred, ProcessProgress& steps) {
-    if (!output.Close() || !transferred) return indexing_result::kNotConverted;
+std::uint16_t closeOutput(IndexedOutput& output, bool transferred, ProcessProgress& steps,
+                          const ActualCL3Codec& scan, IndexingTrouble* trouble) {
+    const bool closed = output.Close();
+    if (trouble) *trouble = {!closed, scan.readProblem()};
+    if (!closed || !transferred) return indexing_result::kNotConverted;
     steps.finish();
     return indexing_result::kDone;
 }
@@ -113,7 +116,8 @@ CL3FileHeader readHeader(const std::string& path) {
 }  // namespace
 
 std::uint16_t Indexing(const std::string& input, const std::string& rawScan,
-                       const std::string& output, CProgressCallback* callback) {
+                       const std::string& output, CProgressCallback* callback,
+                       IndexingTrouble* trouble) {
     const auto contents = brisko::findCompleteCL3(input);
     ActualCL3Codec scan;
     ActualCLRCodec raw;
@@ -132,11 +136,11 @@ std::uint16_t Indexing(const std::string& input, const std::string& rawScan,
     if (callback) callback->MarkStarted();
     ProcessProgress steps(callback, contents->records * kRecordBytes);
     const bool transferred = transferInStep(scan, raw, out, steps);
-    return closeOutput(out, transferred, steps);
+    return closeOutput(out, transferred, steps, scan, trouble);
 }
 
 std::uint16_t Indexing2(const std::string& input, const std::string& output,
-                        CProgressCallback* callback) {
+                        CProgressCallback* callback, IndexingTrouble* trouble) {
     const std::string index = brisko::companionForReading(input, ".ij");
     const auto contents = brisko::findCompleteCL3(input);
     ActualCL3Codec scan;
@@ -157,7 +161,7 @@ std::uint16_t Indexing2(const std::string& input, const std::string& output,
     ProcessProgress steps(callback, contents->records * kRecordBytes);
     const bool transferred = followsBands(tileSize) ? transferStreaming(scan, out, steps)
                                                     : transferByColumn(input, scan, out, steps);
-    return closeOutput(out, transferred, steps);
+    return closeOutput(out, transferred, steps, scan, trouble);
 }
 
 }  // namespace QelPcpLib

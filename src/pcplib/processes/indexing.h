@@ -1,11 +1,19 @@
 #pragma once
 
+#include <brisko_codec/read_problem.h>
+
 #include "pcplib/files/progress_callback.h"
 
 #include <cstdint>
 #include <string>
 
 namespace QelPcpLib {
+
+/// More about a failure, for who wants to report it.
+struct IndexingTrouble {
+    bool isOutput = false;       // it could not be written
+    brisko::ReadProblem damage;  // of the scan with the points
+};
 
 /// Results of the indexing drivers; anything but 0 is a failure.
 namespace indexing_result {
@@ -22,11 +30,13 @@ inline constexpr std::uint16_t kBadOutput = 102;
 ///             own cell, whatever the coordinates are
 ///   output    the new scan.cl3; its ".ij" and ".alg" are written beside it
 ///   callback  may be null; what it throws comes out, with the output half-written
+///   trouble   null where nobody asks
 std::uint16_t Indexing(const std::string& input, const std::string& rawScan,
-                       const std::string& output, CProgressCallback* callback);
+                       const std::string& output, CProgressCallback* callback,
+                       IndexingTrouble* trouble = nullptr);
 
 /// "Indexing2": the same for an indexed CL3 scan; cells come from its index, whatever its tile size.
 std::uint16_t Indexing2(const std::string& input, const std::string& output,
-                        CProgressCallback* callback);
+                        CProgressCallback* callback, IndexingTrouble* trouble = nullptr);
 
 }  // namespace QelPcpLib

@@ -91,7 +91,8 @@ bool placeAll(const AngleGrid& grid, BandSpill& spill, IndexedOutput& output, st
 }  // namespace
 
 std::uint16_t IndexingByAngles(const std::string& input, const std::string& output,
-                               const std::string& spillPath, CProgressCallback* callback) {
+                               const std::string& spillPath, CProgressCallback* callback,
+                               IndexingTrouble* trouble) {
     const auto contents = brisko::findCompleteCL3(input);
     CL3FileHeader header;
     header.Read(input.c_str());
@@ -113,7 +114,9 @@ std::uint16_t IndexingByAngles(const std::string& input, const std::string& outp
     ProcessProgress steps(callback, 2 * contents->records * kRecordBytes);
     const bool placed = sortByBands(scan, *grid, spill, steps) &&
                         placeAll(*grid, spill, out, contents->records, steps);
-    if (!out.Close() || !placed) return indexing_result::kNotConverted;
+    const bool closed = out.Close();
+    if (trouble) *trouble = {!closed, scan.readProblem()};
+    if (!closed || !placed) return indexing_result::kNotConverted;
     steps.finish();
     return indexing_result::kDone;
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "pcplib/files/progress_callback.h"
+#include "pcplib/processes/indexing.h"
 
 #include <cstdint>
 #include <string>
@@ -13,6 +13,7 @@ namespace QelPcpLib {
 /// lost. Results as in indexing.h: bad input also where the header gives no usable grid.
 ///   spill  a file of this name is made for the time of the call: 40 bytes for every point
 std::uint16_t IndexingByAngles(const std::string& input, const std::string& output,
-                               const std::string& spill, CProgressCallback* callback);
+                               const std::string& spill, CProgressCallback* callback,
+                               IndexingTrouble* trouble = nullptr);
 
 }  // namespace QelPcpLib
