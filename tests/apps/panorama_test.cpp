@@ -3,8 +3,8 @@
 #include "scan/angle_estimate.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 #include <png.h>
+#include <nlohmann/json.hpp>
 
 #include <array>
 #include <cmath>
