@@ -14,7 +14,7 @@ double cells() {
 }
 
 bool convert(const std::string& input, const std::string& output) {
-    const char* const line[] = {"brisko", "convert", input.c_str(), output.c_str()};
+    const char* const line[] = {"brisko", "convert", input.c_str(), output.c_str(), "--overwrite"};
     return tool::runTool(4, line) == 0;
 }
 

@@ -40,7 +40,7 @@ void run(ByteSpan input) {
             }
             if (inside) expected.push_back(i);
         }
-        tree.find(point, [&](const Tree::Entry& entry) { found.push_back(entry.second); });
+        tree.find(point, vexo::GenericItemFinder(std::back_inserter(found)));
         std::sort(found.begin(), found.end());
         expect(found == expected);
     } while (!in.empty() && ++questions < 20);

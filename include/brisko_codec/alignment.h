@@ -43,8 +43,10 @@ struct AlignmentBox {
     double min[3] = {1e20, 1e20, 1e20};
 };
 
-/// Writes an ALG file, complete or not at all. Returns false, with errno set, when it cannot be
-/// written; an older file of that name then stays.
+/// Writes an ALG file, complete or not at all. In a folder that takes no new files, an older file of
+/// that name that may be written is rewritten in its place; a process killed meanwhile leaves a file
+/// that is not read as an alignment. Returns false, with errno set, when it cannot be written; an
+/// older file of that name then stays, or, where it was being rewritten, is not read any more.
 BRISKO_CODEC_EXPORT bool writeAlignmentFile(const char* path, const double (&matrix)[16],
                                             const AlignmentBox& box);
 

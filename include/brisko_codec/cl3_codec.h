@@ -8,11 +8,11 @@ protected:
     ~CL3Codec() override;
 
 public:
-    CL3Codec() = default;
-    CL3Codec(const CL3Codec&) = default;
-    CL3Codec(CL3Codec&&) = default;
-    CL3Codec& operator=(const CL3Codec&) = default;
-    CL3Codec& operator=(CL3Codec&&) = default;
+    CL3Codec();
+    CL3Codec(const CL3Codec&);
+    CL3Codec(CL3Codec&&) noexcept;
+    CL3Codec& operator=(const CL3Codec&);
+    CL3Codec& operator=(CL3Codec&&) noexcept;
 
     /// A new reader, or null when memory runs out. Free it with BriskoCodec::Destroy.
     /// When an ".ij" index lies beside the scan the reader walks it in step and ends where it ends.
@@ -25,11 +25,11 @@ protected:
     ~CL3GridCodec() override;
 
 public:
-    CL3GridCodec() = default;
-    CL3GridCodec(const CL3GridCodec&) = default;
-    CL3GridCodec(CL3GridCodec&&) = default;
-    CL3GridCodec& operator=(const CL3GridCodec&) = default;
-    CL3GridCodec& operator=(CL3GridCodec&&) = default;
+    CL3GridCodec();
+    CL3GridCodec(const CL3GridCodec&);
+    CL3GridCodec(CL3GridCodec&&) noexcept;
+    CL3GridCodec& operator=(const CL3GridCodec&);
+    CL3GridCodec& operator=(CL3GridCodec&&) noexcept;
 
     /// A new reader, or null when memory runs out. Free it with BriskoCodec::Destroy.
     static CL3GridCodec* Create();

@@ -16,11 +16,11 @@ protected:
     virtual ~BriskoCodec();
 
 public:
-    BriskoCodec() = default;
-    BriskoCodec(const BriskoCodec&) = default;
-    BriskoCodec(BriskoCodec&&) = default;
-    BriskoCodec& operator=(const BriskoCodec&) = default;
-    BriskoCodec& operator=(BriskoCodec&&) = default;
+    BriskoCodec();
+    BriskoCodec(const BriskoCodec&);
+    BriskoCodec(BriskoCodec&&) noexcept;
+    BriskoCodec& operator=(const BriskoCodec&);
+    BriskoCodec& operator=(BriskoCodec&&) noexcept;
 
     /// The scanner's full-scale intensity, 2200. Intensities run from 0 to this value.
     static const float i_range;
@@ -39,9 +39,10 @@ public:
     /// The number of valid points: the count that GetBounds finds.
     virtual std::int64_t GetPointCount();
 
-    /// The extent of the aligned points, in metres, and their number.
-    /// Source:  a full pass over the scan at the first call; later calls return what that pass
-    ///          found, also after another scan was opened with the same object.
+    /// The extent of the points, in metres, and their number: of the aligned points, or of those in the
+    /// scanner's frame where brisko::setFrame chose that.
+    /// Source:  a full pass over the scan at the first call for a frame; later calls return what that
+    ///          pass found, also after another scan was opened with the same object.
     /// Leaves:  the reader at the end of the data: start again with a first-point call.
     /// Without any point: count 0, minima 1.797...e308, maxima 2.225...e-308, and every call looks
     /// again.
@@ -50,12 +51,14 @@ public:
 
     /// Starts a pass and delivers its first valid point.
     ///   x, y, z           metres, after the alignment of the scan
-    ///   intensity         0 to i_range
+    ///   intensity         0 to i_range; a file may hold any number, negative ones included, and it is
+    ///                     delivered as it is
     ///   red, green, blue  0 where the scan has no colour
     ///   alpha             always 255
     /// Returns: false when the scan cannot be read (closed, header of an unknown point format, no
-    ///          usable index where one is needed) or holds no valid point. Nothing is thrown,
-    ///          whatever the file holds.
+    ///          usable index where one is needed) or holds no valid point; brisko::getReadProblem
+    ///          says which. The arguments are untouched where the scan cannot be read, and all 0 with
+    ///          alpha 255 where it holds no point. Nothing is thrown, whatever the file holds.
     virtual bool ReadFirstPoint(double& x, double& y, double& z, float& intensity,
                                 std::uint8_t& red, std::uint8_t& green, std::uint8_t& blue,
                                 std::uint8_t& alpha) = 0;
@@ -76,11 +79,11 @@ protected:
     ~BriskoGridCodec() override;
 
 public:
-    BriskoGridCodec() = default;
-    BriskoGridCodec(const BriskoGridCodec&) = default;
-    BriskoGridCodec(BriskoGridCodec&&) = default;
-    BriskoGridCodec& operator=(const BriskoGridCodec&) = default;
-    BriskoGridCodec& operator=(BriskoGridCodec&&) = default;
+    BriskoGridCodec();
+    BriskoGridCodec(const BriskoGridCodec&);
+    BriskoGridCodec(BriskoGridCodec&&) noexcept;
+    BriskoGridCodec& operator=(const BriskoGridCodec&);
+    BriskoGridCodec& operator=(BriskoGridCodec&&) noexcept;
 
     /// The size of the scan grid and the edge of its index tiles (0 where there is no index).
     /// Indexed CL3 scans know it after Open, CLR scans after the first point was asked for.

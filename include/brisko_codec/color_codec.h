@@ -32,6 +32,11 @@
 /// Threads: one thread at a time per object; distinct objects are independent.
 class BRISKO_CODEC_EXPORT ColorCodecCreator {
 public:
+    ColorCodecCreator() = default;
+    ColorCodecCreator(const ColorCodecCreator&) = default;
+    ColorCodecCreator& operator=(const ColorCodecCreator&);
+    ColorCodecCreator& operator=(ColorCodecCreator&&) noexcept;
+
     /// Wraps a codec; null when memory runs out (the codec then still belongs to the caller).
     ///   readAhead  false: each point is coloured as it is read, in the calling thread
     static BriskoCodec* CreateCodec(BriskoCodec* codec, bool readAhead);

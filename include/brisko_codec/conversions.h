@@ -16,9 +16,11 @@
 ///           A file of the scan that is there but cannot be opened or read to its end (an I/O error, no
 ///           permission, no descriptors, no memory) makes the result false; it is never taken for a
 ///           missing one or for the end of the data.
-/// Outputs:  written under temporary names beside the output and put in place, flushed to the disk,
-///           when complete. An output that was there before stays until then, and for ever when the
-///           conversion fails. The input and its ".alg" are never written.
+/// Outputs:  written in a private folder (".brisko-" and 32 hexadecimal digits) beside the output and
+///           put in place, flushed to the disk, when complete. An output that was there before stays
+///           until then, and for ever when the conversion fails. The input and its ".alg" are never
+///           written. A process that is killed may leave its private folder, and, where it was just
+///           replacing an older scan, an ".alg" that readers report as AlignmentSource::Unreadable.
 /// Points:   every point keeps its coordinates to the bit and its cell; the alignment is passed on as
 ///           a matrix, so that reading the output gives the same points as reading the input.
 /// Threads:  several conversions may run side by side, each with a tracker of its own.
@@ -27,6 +29,7 @@
 /// Indexes a CL3 scan anew: scan.cl3 with scan.ij beside it becomes scan_index.cl3. A scan that is
 /// indexed by its name, and one without an index, are left as they are, with true.
 ///   tracker  may be null
+/// Writes, and replaces where they are there: NAME_index.cl3, NAME_index.ij, NAME_index.alg.
 BRISKO_CODEC_EXPORT bool Cl3IjIndexed(std::string path, brisko::vexo::ProgressTracker* tracker);
 
 /// Converts a CLR scan. "a_000.clr" stands for the whole series a_000.clr, a_001.clr and so on, which
@@ -40,6 +43,21 @@ BRISKO_CODEC_EXPORT bool Cl3IjIndexed(std::string path, brisko::vexo::ProgressTr
 ///                                       blocks also scan.clr.Converted.clr, the same scan with its
 ///                                       lines sorted; no blocks: nothing, with true
 /// An input that is indexed by its name becomes an indexed scan.cl3.
+///
+/// CAUTION: files that the caller did not name are written, and REPLACE files of these names without a
+/// question; intermediate ones stay when all is done, and also after a failure:
+///   NAME_index.cl3, .ij, .alg  the indexed scan
+///   NAME.cl3                   the plain scan, for scanners of the third row above. An older scan of
+///                              that name is lost, one with colours too, and its index NAME.ij is
+///                              removed, as it would not fit any more. NAME.alg, the alignment of the
+///                              input, stays.
+///   NAME.clr.Converted.clr     the copy with sorted lines
+///   PREFIX.clr, PREFIXm.clr    the merged series, for an input PREFIX_000.clr: a raw scan that happens
+///                              to have one of these names is lost
+///   NAME.cl3, .ij              for an input NAME.clr whose NAME ends in "_index" or "_INDEX"; its
+///                              alignment stays the file NAME.alg of the input
+/// NAME is the path without its last four characters. Outputs end in ".cl3" whatever the spelling of the
+/// input, so scan.CLR and scan.clr, or scan.CLR and scan.CL3, share theirs.
 BRISKO_CODEC_EXPORT bool ClrToCl3IjIndexed(std::string path,
                                            brisko::vexo::ProgressTracker* tracker);
 
@@ -55,6 +73,8 @@ namespace brisko {
 /// ones go to the nearest free cells. An index that lies beside the input is not looked at.
 ///   output   a name that ends in ".cl3" or ".CL3"; its ".ij" and ".alg" go beside it
 ///   tracker  may be null
+/// Writes, and replaces where they are there: the output, its ".ij" and its ".alg"; a ".spill" file of a
+/// temporary name, 40 bytes for every point, exists during the call.
 /// Returns: false also when the header gives no usable grid, or the points do not fit into it.
 BRISKO_CODEC_EXPORT bool indexCL3ByAngles(const std::string& input, const std::string& output,
                                           vexo::ProgressTracker* tracker);

@@ -14,11 +14,11 @@ class BRISKO_CODEC_EXPORT GridFileHeader {
 public:
     virtual ~GridFileHeader();
 
-    GridFileHeader() = default;
-    GridFileHeader(const GridFileHeader&) = default;
-    GridFileHeader(GridFileHeader&&) = default;
-    GridFileHeader& operator=(const GridFileHeader&) = default;
-    GridFileHeader& operator=(GridFileHeader&&) = default;
+    GridFileHeader();
+    GridFileHeader(const GridFileHeader&);
+    GridFileHeader(GridFileHeader&&) noexcept;
+    GridFileHeader& operator=(const GridFileHeader&);
+    GridFileHeader& operator=(GridFileHeader&&) noexcept;
 
     /// Columns of the grid: azimuth steps, one column per scan line.
     virtual std::size_t GetAzimuthResolution() const = 0;
@@ -41,11 +41,11 @@ class BRISKO_CODEC_EXPORT CLFileHeader : public GridFileHeader {
 public:
     ~CLFileHeader() override;
 
-    CLFileHeader() = default;
-    CLFileHeader(const CLFileHeader&) = default;
-    CLFileHeader(CLFileHeader&&) = default;
-    CLFileHeader& operator=(const CLFileHeader&) = default;
-    CLFileHeader& operator=(CLFileHeader&&) = default;
+    CLFileHeader();
+    CLFileHeader(const CLFileHeader&);
+    CLFileHeader(CLFileHeader&&) noexcept;
+    CLFileHeader& operator=(const CLFileHeader&);
+    CLFileHeader& operator=(CLFileHeader&&) noexcept;
 
     /// Opens the file and reads its header. Returns false, and changes nothing, when the file
     /// cannot be opened; false also after a read error. Fields that a short file does not hold keep
@@ -139,11 +139,11 @@ class BRISKO_CODEC_EXPORT CL3FileHeader : public CLFileHeader {
 public:
     ~CL3FileHeader() override;
 
-    CL3FileHeader() = default;
-    CL3FileHeader(const CL3FileHeader&) = default;
-    CL3FileHeader(CL3FileHeader&&) = default;
-    CL3FileHeader& operator=(const CL3FileHeader&) = default;
-    CL3FileHeader& operator=(CL3FileHeader&&) = default;
+    CL3FileHeader();
+    CL3FileHeader(const CL3FileHeader&);
+    CL3FileHeader(CL3FileHeader&&) noexcept;
+    CL3FileHeader& operator=(const CL3FileHeader&);
+    CL3FileHeader& operator=(CL3FileHeader&&) noexcept;
 
     using CLFileHeader::Read;
     std::size_t GetAzimuthResolution() const override;
@@ -170,11 +170,11 @@ class BRISKO_CODEC_EXPORT CLRFileHeader : public CLFileHeader {
 public:
     ~CLRFileHeader() override;
 
-    CLRFileHeader() = default;
-    CLRFileHeader(const CLRFileHeader&) = default;
-    CLRFileHeader(CLRFileHeader&&) = default;
-    CLRFileHeader& operator=(const CLRFileHeader&) = default;
-    CLRFileHeader& operator=(CLRFileHeader&&) = default;
+    CLRFileHeader();
+    CLRFileHeader(const CLRFileHeader&);
+    CLRFileHeader(CLRFileHeader&&) noexcept;
+    CLRFileHeader& operator=(const CLRFileHeader&);
+    CLRFileHeader& operator=(CLRFileHeader&&) noexcept;
 
     using CLFileHeader::Read;
     /// The stored counts; a negative one comes out sign-extended to 64 bits.

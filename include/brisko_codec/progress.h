@@ -18,6 +18,7 @@
 ///         (boost::throw_function, boost::throw_file, boost::throw_line).
 namespace brisko::vexo {
 
+class MonitorErrorWatch;
 class Progress;
 
 class Noncopyable {
@@ -71,7 +72,9 @@ public:
 /// Knows the progresses that are open and the monitors that follow them. One operation at a time;
 /// operations that run side by side take a tracker each.
 /// Threads: the first group of calls may come from any thread at any time, except from a monitor
-///          (std::logic_error). They wait while monitors are being called.
+///          (std::logic_error). resume, requestCancel and clearCancel never wait for a monitor, so a
+///          monitor may itself wait for the thread that calls them; the others wait while monitors
+///          are being called.
 /// Needs:   to outlive every operation it was passed to, a paused one included.
 class BRISKO_CODEC_EXPORT ProgressTracker : private Noncopyable {
 public:
@@ -83,12 +86,16 @@ public:
     void addMonitor(ProgressMonitor* monitor);
     /// Removes a monitor: it is not called any more once this returns. Unknown ones are passed over.
     void removeMonitor(ProgressMonitor* monitor);
-    /// Lets a paused operation go on. Does nothing when none is paused.
+    /// Lets a paused operation go on, and one whose monitors are being asked and are about to pause
+    /// it. Does nothing otherwise.
     void resume();
     /// Asks for cancellation without waiting for the next per cent, also of a paused operation: the
     /// next cancellable progress that looks ends with CancelProgressRequest, which uses the request
-    /// up. One that came too late stays for the next operation on this tracker.
+    /// up. A request that comes after the end of an operation stays, and cancels the next one on this
+    /// tracker unless it is withdrawn: call clearCancel before an operation that shall not inherit it.
     void requestCancel();
+    /// Withdraws a request for cancellation that nothing has followed yet.
+    void clearCancel();
     /// The name of the progress that was started last; it stays when that progress finishes.
     std::string currentName() const;
 
@@ -102,6 +109,7 @@ public:
 
 private:
     class BRISKO_CODEC_LOCAL Implementation;
+    friend class MonitorErrorWatch;
     std::unique_ptr<Implementation> m_implementation;
 };
 

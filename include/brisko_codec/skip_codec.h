@@ -13,8 +13,8 @@ class BRISKO_CODEC_EXPORT SkipCodecCreator {
 public:
     SkipCodecCreator() = default;
     SkipCodecCreator(const SkipCodecCreator&) = default;
-    SkipCodecCreator& operator=(const SkipCodecCreator&) { return *this; }
-    SkipCodecCreator& operator=(SkipCodecCreator&&) noexcept { return *this; }
+    SkipCodecCreator& operator=(const SkipCodecCreator&);
+    SkipCodecCreator& operator=(SkipCodecCreator&&) noexcept;
 
     /// Keeps points at most maximumDistance metres from the origin; the sign does not matter.
     static BriskoCodec* CreateCodec(BriskoCodec* codec, double maximumDistance);

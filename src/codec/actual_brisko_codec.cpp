@@ -1,7 +1,6 @@
 #include "codec/actual_brisko_codec.h"
 
 #include "base/companion_path.h"
-#include "base/or_failure.h"
 #include "codec/alignment_file.h"
 
 #include <algorithm>
@@ -14,7 +13,8 @@ bool ActualBriskoCodec::Open(const char* path) {
     Close();
     m_alignment = AlignmentMatrix();
     m_alignmentSource = AlignmentSource::None;
-    if (!orFailure([&] { return openAlignment(path); })) return false;
+    m_problem.clear();
+    if (!orProblem([&] { return openAlignment(path); })) return false;
     setFrame(m_frame);
     m_stream = openFile(path, "rb");
     return m_stream != nullptr;
@@ -22,6 +22,7 @@ bool ActualBriskoCodec::Open(const char* path) {
 
 /// Reads the alignment beside a scan, where there is one.
 bool ActualBriskoCodec::openAlignment(const char* path) {
+    m_path = path ? path : "";
     if (!path) return true;
     const std::string companion = companionForReading(path, ".alg");
     if (!companion.empty()) m_alignmentSource = loadAlignment(companion, m_alignment);
@@ -35,11 +36,12 @@ void ActualBriskoCodec::Close() {
 bool ActualBriskoCodec::Rewind() {
     m_columns = 0;
     m_rows = 0;
+    m_problem.clear();
     return m_stream && seekTo(m_stream.get(), 0);
 }
 
 bool ActualBriskoCodec::startPass() {
-    return orFailure([this] { return Rewind(); });
+    return orProblem([this] { return Rewind(); });
 }
 
 namespace {
@@ -79,7 +81,7 @@ bool ActualBriskoCodec::ReadNextGridPoint(double& x, double& y, double& z, float
     const CLPoint* record = nullptr;
     unsigned recordColumn = 0, recordRow = 0;
     do {
-        record = orFailure([&] { return NextRecord(recordColumn, recordRow); });
+        record = orProblem([&] { return NextRecord(recordColumn, recordRow); });
         if (convert(record, x, y, z, intensity, red, green, blue, alpha)) {
             m_applied.apply(x, y, z);
             column = recordColumn;
@@ -129,18 +131,19 @@ ActualBriskoCodec::Bounds ActualBriskoCodec::findBounds() {
 
 void ActualBriskoCodec::GetBounds(double& minX, double& minY, double& minZ, double& maxX,
                                   double& maxY, double& maxZ, std::int64_t& count) {
-    if (m_bounds.count == 0) {
+    Bounds& bounds = m_frame == Frame::Scanner ? m_measuredBounds : m_alignedBounds;
+    if (bounds.count == 0) {
         m_applied = chosen();
-        m_bounds = findBounds();
+        bounds = findBounds();
         setFrame(m_frame);
     }
-    minX = m_bounds.min[0];
-    minY = m_bounds.min[1];
-    minZ = m_bounds.min[2];
-    maxX = m_bounds.max[0];
-    maxY = m_bounds.max[1];
-    maxZ = m_bounds.max[2];
-    count = m_bounds.count;
+    minX = bounds.min[0];
+    minY = bounds.min[1];
+    minZ = bounds.min[2];
+    maxX = bounds.max[0];
+    maxY = bounds.max[1];
+    maxZ = bounds.max[2];
+    count = bounds.count;
 }
 
 void ActualBriskoCodec::GetGridSize(std::size_t& columns, std::size_t& rows, unsigned& tileSize) {

@@ -4,10 +4,16 @@
 #include <brisko_codec/point_records.h>
 
 #include "base/file.h"
+#include "base/mishaps.h"
+#include "base/or_failure.h"
 #include "codec/aligned_reader.h"
 #include "codec/alignment_matrix.h"
+#include "codec/first_problem.h"
 
 #include <limits>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace brisko {
 
@@ -47,15 +53,30 @@ public:
     Frame frame() const override { return m_frame; }
     void setFrame(Frame frame) override;
     bool deliverAsMeasured() override;
+    ReadProblem readProblem() const override { return m_problem.describe(m_path, m_later); }
 
 protected:
     std::FILE* stream() const { return m_stream.get(); }
     /// What points go through in the frame that was chosen.
     const AlignmentMatrix& applied() const { return m_applied; }
 
+    /// Runs what reads on; false, null or 0 when memory runs out. What could not be read is noted as a
+    /// problem of the pass.
+    template <class Work>
+    auto orProblem(Work&& work) {
+        const MishapWatch mishaps;
+        auto answer = orFailure(std::forward<Work>(work));
+        if (!mishaps.sawNone()) {
+            m_problem.note(ReadProblemKind::Unreadable, FirstProblem::kScan, 0);
+        }
+        return answer;
+    }
+
     std::int32_t m_columns = 0;
     std::int32_t m_rows = 0;
     std::uint32_t m_tileSize = 0;
+    FirstProblem m_problem;
+    std::vector<std::string> m_later;  // the later files of a series
 
 private:
     bool openAlignment(const char* path);
@@ -74,6 +95,7 @@ private:
     Bounds findBounds();
 
     FilePtr m_stream;
+    std::string m_path;
     AlignmentMatrix m_alignment;
     AlignmentSource m_alignmentSource = AlignmentSource::None;
     AlignmentMatrix chosen() const;
@@ -81,7 +103,7 @@ private:
     Frame m_frame = Frame::Aligned;
     bool m_asMeasured = false;
     AlignmentMatrix m_applied;
-    Bounds m_bounds;
+    Bounds m_alignedBounds, m_measuredBounds;  // by the frame that they were asked for in
 };
 
 }  // namespace brisko

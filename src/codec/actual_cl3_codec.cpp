@@ -39,31 +39,58 @@ bool ActualCL3Codec::Rewind() {
     m_records.stop();
     m_entries.stop();
     m_walkingIndex = false;
+    m_endedInStep = true;
     if (!ActualBriskoCodec::Rewind()) return false;
     CL3FileHeader header;
     header.Read(stream());
     std::unique_ptr<CLPoint> record = createCL3Point(header.GetPointFormat());
-    if (!record) return false;
+    if (!record) {
+        m_problem.note(ReadProblemKind::BadHeader, FirstProblem::kScan, 0);
+        return false;
+    }
     m_record = std::move(record);
     m_hasColour = m_record->GetSize() == cl3_record::kSize1;
     if (m_indexFile) {
-        m_walkingIndex = m_entries.start(m_indexFile.get());
+        m_walkingIndex = m_entries.start(m_indexFile.get(), m_problem);
         // An index without a tile size cannot be walked; where it is optional it is left aside.
         if (!m_walkingIndex && !m_indexOptional) return false;
         m_columns = static_cast<std::int32_t>(m_entries.header().columns);
         m_rows = static_cast<std::int32_t>(m_entries.header().rows);
         m_tileSize = m_entries.header().tileSize;
     }
-    m_records.start(stream(), m_record->GetSize(), header.GetBlockCount());
+    m_records.start(stream(), m_record->GetSize(), header.GetBlockCount(), m_problem);
+    if (m_walkingIndex && m_entries.header().blockCount != header.GetBlockCount()) {
+        m_problem.note(ReadProblemKind::BadIndex, FirstProblem::kIndex, ij_header::kBlockCount);
+    }
     return true;
 }
 
+/// Blocks and tiles go in step: the n-th record of a block has the entry n of its tile. Inside a batch
+/// the entries follow each other, so it is enough to look where one begins.
+void ActualCL3Codec::compareWithEntry() {
+    if (m_entries.tile() != m_records.block() || m_entries.entry() != m_records.numberInBlock()) {
+        m_entries.noteMismatch();
+    }
+}
+
+void ActualCL3Codec::endOutOfStep() {
+    m_endedInStep = false;
+    m_entries.noteMismatch();
+}
+
 CLPoint* ActualCL3Codec::NextRecord(unsigned& column, unsigned& row) {
-    if (!m_records.advance()) return nullptr;
+    if (!m_records.advance()) {
+        if (m_walkingIndex && m_entries.advance()) endOutOfStep();
+        return nullptr;
+    }
     m_record->Decode(m_records.record());
     Cell cell;
     if (m_walkingIndex) {
-        if (!m_entries.advance()) return nullptr;
+        if (!m_entries.advance()) {
+            endOutOfStep();
+            return nullptr;
+        }
+        compareWithEntry();
         cell = m_entries.cell();
     }
     column = cell.column;

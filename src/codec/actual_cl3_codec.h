@@ -34,15 +34,17 @@ public:
     bool Rewind() override;
     CLPoint* NextRecord(unsigned& column, unsigned& row) override;
 
-    /// Behind the end of a pass: whether records and index entries ended together. Where they do not,
+    /// After the end of a pass: whether records and index entries ended together. Where they do not,
     /// the index is not that of the scan.
-    bool endedInStep() { return !m_records.advance() && !(m_walkingIndex && m_entries.advance()); }
+    bool endedInStep() const { return m_endedInStep; }
 
     bool startPass() override { return ActualBriskoCodec::startPass(); }
     std::size_t readBatch(const PointArrays& arrays, std::size_t capacity) override;
 
 private:
     bool openIndex(const char* path);
+    void compareWithEntry();
+    void endOutOfStep();
     bool takeFromBatch(CL3Record& record, Cell& cell);
     std::size_t takePlainBatch(const PointArraysWriter& out, std::size_t first,
                                std::size_t capacity);
@@ -53,6 +55,7 @@ private:
     bool m_indexIgnored = false;
     FilePtr m_indexFile;
     bool m_walkingIndex = false;
+    bool m_endedInStep = true;
     bool m_hasColour = false;
     std::unique_ptr<CLPoint> m_record;
     CL3RecordStream m_records;

@@ -26,6 +26,7 @@ public:
     Frame frame() const override { return m_reader.frame(); }
     void setFrame(Frame frame) override { m_reader.setFrame(frame); }
     bool deliverAsMeasured() override { return m_reader.deliverAsMeasured(); }
+    ReadProblem readProblem() const override { return m_reader.readProblem(); }
     bool startPass() override { return m_reader.startPass(); }
     std::size_t readBatch(const PointArrays& arrays, std::size_t capacity) override;
 

@@ -1,6 +1,5 @@
 #include "codec/actual_clr_codec.h"
 
-#include "base/or_failure.h"
 #include "layouts/clr_record.h"
 
 #include <algorithm>
@@ -15,8 +14,27 @@ void ActualCLRCodec::stopPass() {
     m_column = m_stretchRow = 0;
 }
 
+bool ActualCLRCodec::Open(const char* path) {
+    if (ActualBriskoCodec::Open(path) && orProblem([this] { return openLaterFiles(); }))
+        return true;
+    Close();
+    return false;
+}
+
+bool ActualCLRCodec::openLaterFiles() {
+    for (const std::string& path : m_later) {
+        m_laterFiles.push_back(openFile(path.c_str(), "rb"));
+        if (m_laterFiles.back()) continue;
+        m_problem.note(ReadProblemKind::Unreadable,
+                       static_cast<FirstProblem::File>(m_laterFiles.size()), 0);
+        return false;
+    }
+    return true;
+}
+
 void ActualCLRCodec::Close() {
     stopPass();
+    m_laterFiles.clear();
     ActualBriskoCodec::Close();
 }
 
@@ -25,7 +43,14 @@ bool ActualCLRCodec::Rewind() {
     if (!ActualBriskoCodec::Rewind()) return false;
     CLRFileHeader header;
     header.Read(stream());
-    m_cells = openCLRCells(stream(), header);
+    std::vector<CLRSource> sources{{stream(), header, FirstProblem::kScan}};
+    for (const FilePtr& file : m_laterFiles) {
+        CLRSource source{file.get(), {}, static_cast<FirstProblem::File>(sources.size())};
+        if (!seekTo(file.get(), 0)) return false;
+        source.header.Read(file.get());
+        sources.push_back(std::move(source));
+    }
+    m_cells = openCLRCells(sources, m_problem);
     if (!m_cells) return false;
     m_columns = static_cast<std::int32_t>(header.GetAzimuthResolution());
     m_rows = static_cast<std::int32_t>(header.GetZenithResolution());
@@ -131,7 +156,7 @@ std::size_t ActualCLRCodec::readBatch(const PointArrays& arrays, std::size_t cap
     Point point;
     while (count < capacity) {
         if (!takeFromStretch(point)) {
-            if (!orFailure([this] { return nextStretch(); })) break;
+            if (!orProblem([this] { return nextStretch(); })) break;
             continue;
         }
         out.put(count, point.x, point.y, point.z, point.intensity);

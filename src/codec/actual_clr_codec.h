@@ -17,6 +17,10 @@ public:
     ActualCLRCodec() = default;
     ~ActualCLRCodec() override;
 
+    /// Reads more files after the one that Open is given, as one scan.
+    void addLaterFiles(const std::vector<std::string>& paths) { m_later = paths; }
+
+    bool Open(const char* path) override;
     void Close() override;
     bool ReadNextPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
                        std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha) override;
@@ -37,11 +41,13 @@ private:
         Cell cell;
     };
 
+    bool openLaterFiles();
     void stopPass();
     bool takeFromStretch(Point& point);
     bool nextStretch();
     Cell cellOf(const RawRecord* record) const;
 
+    std::vector<FilePtr> m_laterFiles;
     std::unique_ptr<CLRCells> m_cells;
     bool m_turnsOddLines = true;     // whether odd columns are stored from their last row up
     std::uint32_t m_lineLength = 0;  // records in a line

@@ -1,10 +1,11 @@
 #pragma once
 
 #include <brisko_codec/alignment.h>
+#include <brisko_codec/read_problem.h>
 
 namespace brisko {
 
-/// A reader that keeps an alignment, or wraps one that does.
+/// A reader of this library, or a wrapper around one: what it knows besides the documented interface.
 class AlignedReader {
 public:
     virtual Alignment alignment() const = 0;
@@ -16,6 +17,8 @@ public:
     /// them in the frame that was chosen. Holds from the next read on.
     /// Returns: false when the points have no known frame and come as they are.
     virtual bool deliverAsMeasured() = 0;
+    /// What is wrong with the scan, as far as the pass has come.
+    virtual ReadProblem readProblem() const = 0;
 
 protected:
     ~AlignedReader() = default;

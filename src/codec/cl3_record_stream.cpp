@@ -1,21 +1,27 @@
 #include "codec/cl3_record_stream.h"
 
 #include "base/bytes.h"
+#include "base/file.h"
 #include "layouts/layout.h"
+
+#include <algorithm>
 
 namespace brisko {
 
-void CL3RecordStream::start(std::FILE* file, std::size_t recordSize, std::uint32_t blockCount) {
+void CL3RecordStream::start(std::FILE* file, std::size_t recordSize, std::uint32_t blockCount,
+                            FirstProblem& problem) {
     stop();
+    m_file = file;
     m_recordSize = recordSize;
-    m_blocksLeft = blockCount;
-    m_pass.start(file, cl3_header::kSize);
+    m_blockCount = m_blocksLeft = blockCount;
+    m_pass.start(file, cl3_header::kSize, problem, FirstProblem::kScan);
     m_batch.start(recordSize, 0);
 }
 
 void CL3RecordStream::stop() {
+    m_file = nullptr;
     m_next = m_end = m_record = nullptr;
-    m_blocksLeft = m_pointCount = m_pointsLeft = 0;
+    m_blockCount = m_blocksLeft = m_pointCount = m_pointsLeft = 0;
 }
 
 bool CL3RecordStream::nextBatch() {
@@ -34,7 +40,10 @@ bool CL3RecordStream::nextBatch() {
 }
 
 bool CL3RecordStream::nextBlock() {
-    if (m_blocksLeft == 0) return false;
+    if (m_blocksLeft == 0) {
+        checkEnd();
+        return false;
+    }
     --m_blocksLeft;
     std::uint8_t header[cl3_block::kHeaderSize];
     const std::size_t got = m_pass.read(header, sizeof header);
@@ -45,6 +54,17 @@ bool CL3RecordStream::nextBlock() {
     if (!hasCount && m_pointCount == 0) m_blocksLeft = 0;
     m_pointsLeft = m_pointCount;
     return true;
+}
+
+/// A plain writer leaves one empty block header after a last block that is full.
+void CL3RecordStream::checkEnd() {
+    if (!m_file || m_pass.atEnd()) return;
+    std::uint8_t rest[cl3_block::kHeaderSize + 1] = {};
+    const std::size_t size = readAt(m_file, m_pass.position(), rest, sizeof rest);
+    const bool isEmptyHeader =
+        size == cl3_block::kHeaderSize &&
+        std::all_of(rest, rest + size, [](std::uint8_t byte) { return byte == 0; });
+    if (!isEmptyHeader) m_pass.noteProblem(ReadProblemKind::LeftOver, m_pass.position());
 }
 
 }  // namespace brisko

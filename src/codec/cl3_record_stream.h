@@ -13,7 +13,8 @@ namespace brisko {
 class CL3RecordStream {
 public:
     /// Starts a pass. The stream stands at the first block header.
-    void start(std::FILE* file, std::size_t recordSize, std::uint32_t blockCount);
+    void start(std::FILE* file, std::size_t recordSize, std::uint32_t blockCount,
+               FirstProblem& problem);
     /// Ends the pass.
     void stop();
 
@@ -25,6 +26,12 @@ public:
         return true;
     }
     const std::uint8_t* record() const { return m_record; }
+    /// The block of the record, from 0, and its number in the block, from 1.
+    std::uint32_t block() const { return m_blockCount - m_blocksLeft - 1; }
+    std::uint32_t numberInBlock() const {
+        const auto later = static_cast<std::size_t>(m_end - m_record) / m_recordSize;
+        return m_pointCount - m_pointsLeft - static_cast<std::uint32_t>(later) + 1;
+    }
 
     /// The records of the batch that were not taken yet, for loops that take many: start at next(),
     /// and tell take() how far they came.
@@ -36,11 +43,14 @@ public:
 private:
     bool nextBatch();
     bool nextBlock();
+    void checkEnd();
 
     const std::uint8_t* m_next = nullptr;
     const std::uint8_t* m_end = nullptr;
     std::size_t m_recordSize = 0;
     const std::uint8_t* m_record = nullptr;
+    std::FILE* m_file = nullptr;
+    std::uint32_t m_blockCount = 0;
     std::uint32_t m_blocksLeft = 0;
     std::uint32_t m_pointCount = 0;  // of the last block header that was read
     std::uint32_t m_pointsLeft = 0;  // of the block, behind the batch

@@ -35,12 +35,32 @@ bool hasPlainRecords(const CLRFileHeader& header, std::uint64_t fileSize) {
     return blockBytes && checkedAdd(*blockBytes, clr_header::kSize) == fileSize;
 }
 
-std::unique_ptr<CLRCells> openCLRCells(std::FILE* file, const CLRFileHeader& header) {
-    if (header.GetPointFormat() > kLastFormat) return nullptr;
-    if (hasPlainRecords(header, fileLength(file))) {
-        return std::make_unique<CLRPlainCells>(file, header);
+namespace {
+
+/// Files without a block fit to any kind.
+bool fitsTo(const CLRSource& first, const CLRSource& other, bool plain) {
+    const CLRFileHeader &a = first.header, &b = other.header;
+    return a.GetAzimuthResolution() == b.GetAzimuthResolution() &&
+           a.GetZenithResolution() == b.GetZenithResolution() &&
+           a.GetPointFormat() == b.GetPointFormat() &&
+           (b.GetBlockCount() == 0 || gridOf(b).cells() == 0 ||
+            hasPlainRecords(b, fileLength(other.file)) == plain);
+}
+
+}  // namespace
+
+std::unique_ptr<CLRCells> openCLRCells(const std::vector<CLRSource>& sources,
+                                       FirstProblem& problem) {
+    const CLRSource& first = sources.front();
+    const bool plain =
+        gridOf(first.header).cells() == 0 || hasPlainRecords(first.header, fileLength(first.file));
+    for (const CLRSource& source : sources) {
+        if (source.header.GetPointFormat() <= kLastFormat && fitsTo(first, source, plain)) continue;
+        problem.note(ReadProblemKind::BadHeader, source.name, 0);
+        return nullptr;
     }
-    return std::make_unique<CLRCompressedCells>(file, header);
+    if (plain) return std::make_unique<CLRPlainCells>(sources, problem);
+    return std::make_unique<CLRCompressedCells>(sources, problem);
 }
 
 }  // namespace brisko

@@ -3,10 +3,13 @@
 #include <brisko_codec/compressed_lines.h>
 #include <brisko_codec/file_header.h>
 
+#include "codec/first_problem.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <vector>
 
 namespace brisko {
 
@@ -22,8 +25,18 @@ public:
     virtual const RawRecord* cells() const = 0;
 };
 
-/// The cells of a file, from its header on. Null where the header cannot be followed.
-std::unique_ptr<CLRCells> openCLRCells(std::FILE* file, const CLRFileHeader& header);
+/// A file of a scan: the first, or a later one of a series.
+struct CLRSource {
+    std::FILE* file;
+    CLRFileHeader header;
+    FirstProblem::File name;  // in problems
+};
+
+/// The cells of a scan, from the header of each file on. Null where a header cannot be followed or the
+/// files do not fit together. What is wrong with the blocks is noted as it is met.
+///   sources  at least one; all with the same grid and kind of blocks
+std::unique_ptr<CLRCells> openCLRCells(const std::vector<CLRSource>& sources,
+                                       FirstProblem& problem);
 
 /// The number of lines, and of cells in a line, that a header announces; both 0 where either is not
 /// above 0 or their product does not fit into a file.

@@ -17,13 +17,16 @@ constexpr std::size_t kWindowSlack = kLengthSize + kPieceBuffer;
 
 }  // namespace
 
-CLRCompressedCells::CLRCompressedCells(std::FILE* file, const CLRFileHeader& header)
-    : m_file(file),
-      m_grid(gridOf(header)),
-      m_length(fileLength(file)),
-      m_merge(rangeTableFor(header.GetModelName())) {
-    if (m_grid.cells() == 0) return;
-    findBlocks(header.GetBlockCount());
+CLRCompressedCells::CLRCompressedCells(const std::vector<CLRSource>& sources, FirstProblem& problem)
+    : m_problem(problem),
+      m_grid(gridOf(sources.front().header)),
+      m_merge(rangeTableFor(sources.front().header.GetModelName())) {
+    for (const CLRSource& source : sources)
+        m_length = std::max(m_length, fileLength(source.file));
+    for (const CLRSource& source : sources) {
+        findBlocks({source.file, source.name, fileLength(source.file)},
+                   source.header.GetBlockCount());
+    }
     if (m_blocks.empty()) return;
     const std::size_t share = kWindowMemory / m_blocks.size();
     if (share >= kSmallestWindow)
@@ -35,16 +38,20 @@ std::size_t CLRCompressedCells::upToFile(std::size_t size) const {
     return static_cast<std::size_t>(std::min<std::uint64_t>(size, m_length));
 }
 
-void CLRCompressedCells::findBlocks(std::uint64_t count) {
+void CLRCompressedCells::findBlocks(const File& file, std::uint64_t count) {
     std::uint64_t start = clr_header::kSize;
-    SkimWindow window{std::vector<std::uint8_t>(upToFile(kLargestWindow))};
-    while (count-- > 0 && start < m_length) {
-        if (m_blocks.size() == kMostBlocks) {
-            m_blocks.clear();
+    if (count == 0 && start < file.length) {
+        m_problem.note(ReadProblemKind::LeftOver, file.name, start);
+    }
+    SkimWindow window{file, std::vector<std::uint8_t>(upToFile(kLargestWindow))};
+    while (count-- > 0) {
+        if (start >= file.length || m_blocks.size() == kMostBlocks) {
+            m_problem.note(ReadProblemKind::CutShort, file.name, start);
+            if (start < file.length) m_blocks.clear();
             return;
         }
-        Block block;
-        readAt(m_file, start, &block.flag, sizeof block.flag);
+        Block block{.file = file, .isLastOfFile = count == 0};
+        readAt(file.file, start, &block.flag, sizeof block.flag);
         block.next = start + clr_block::kHeaderSize;
         m_blocks.push_back(block);
         if (count == 0) return;  // nobody asks where the last block ends
@@ -57,47 +64,67 @@ void CLRCompressedCells::findBlocks(std::uint64_t count) {
 /// Follows the lengths of a block's pieces. Returns the offset behind the block; nothing when the
 /// block does not end well, so that what follows cannot be found.
 std::optional<std::uint64_t> CLRCompressedCells::skimBlock(std::uint64_t offset,
-                                                           SkimWindow& window) const {
+                                                           SkimWindow& window) {
     const std::uint64_t piecesInLine = divideRoundingUp(m_grid.rows, kPiecePoints);
     for (std::uint64_t line = 0; line < m_grid.columns; ++line) {
         for (std::uint64_t piece = 0; piece < piecesInLine; ++piece) {
             if (offset + kLengthSize > window.start + window.held) {
                 window.start = offset;
-                window.held = readAt(m_file, offset, window.bytes.data(), window.bytes.size());
-                if (window.held < kLengthSize) return std::nullopt;
+                window.held =
+                    readAt(window.file.file, offset, window.bytes.data(), window.bytes.size());
+                if (window.held < kLengthSize) {
+                    m_problem.note(ReadProblemKind::CutShort, window.file.name, offset);
+                    return std::nullopt;
+                }
             }
             const std::uint32_t length = loadU32(window.bytes.data() + (offset - window.start));
-            if (length > kLongestPiece) return std::nullopt;
+            if (length > kLongestPiece) {
+                m_problem.note(ReadProblemKind::BadPiece, window.file.name, offset);
+                return std::nullopt;
+            }
             offset += kLengthSize + length;
         }
     }
     return offset;
 }
 
+/// The file has no whole piece where the block's next one is due: it ends, or the length is one that
+/// no piece has.
+void CLRCompressedCells::noteMissingPiece(const Block& block, std::uint32_t length) {
+    const bool isLength = length > kLongestPiece;
+    m_problem.note(isLength ? ReadProblemKind::BadPiece : ReadProblemKind::CutShort,
+                   block.file.name, block.next);
+}
+
 std::optional<CLRCompressedCells::Piece> CLRCompressedCells::pieceInWindow(std::size_t index) {
     Block& block = m_blocks[index];
     std::uint8_t* const memory = m_windows.data() + index * (m_windowSize + kWindowSlack);
     std::uint64_t windowEnd = block.windowStart + block.windowBytes;
-    if (block.next + kLengthSize + kLongestPiece > windowEnd && windowEnd < m_length) {
+    if (block.next + kLengthSize + kLongestPiece > windowEnd && windowEnd < block.file.length) {
         block.windowStart = block.next;
-        block.windowBytes = readAt(m_file, block.next, memory, m_windowSize);
+        block.windowBytes = readAt(block.file.file, block.next, memory, m_windowSize);
         windowEnd = block.windowStart + block.windowBytes;
     }
-    if (block.next + kLengthSize > windowEnd) return std::nullopt;
+    if (block.next + kLengthSize > windowEnd) {
+        noteMissingPiece(block, 0);
+        return std::nullopt;
+    }
     const std::uint8_t* const in = memory + (block.next - block.windowStart);
     const std::uint32_t length = loadU32(in);
     if (length > kLongestPiece || block.next + kLengthSize + length > windowEnd) {
+        noteMissingPiece(block, length);
         return std::nullopt;
     }
     return Piece{in + kLengthSize, length};
 }
 
 std::optional<CLRCompressedCells::Piece> CLRCompressedCells::pieceFromFile(Block& block) {
-    std::uint8_t lengthBytes[kLengthSize];
-    if (readAt(m_file, block.next, lengthBytes, kLengthSize) < kLengthSize) return std::nullopt;
+    std::uint8_t lengthBytes[kLengthSize] = {};
+    const std::size_t got = readAt(block.file.file, block.next, lengthBytes, kLengthSize);
     const std::uint32_t length = loadU32(lengthBytes);
-    if (length > kLongestPiece) return std::nullopt;
-    if (readAt(m_file, block.next + kLengthSize, m_piece.data(), length) < length) {
+    if (got < kLengthSize || length > kLongestPiece ||
+        readAt(block.file.file, block.next + kLengthSize, m_piece.data(), length) < length) {
+        noteMissingPiece(block, got < kLengthSize ? 0 : length);
         return std::nullopt;
     }
     return Piece{m_piece.data(), length};
@@ -117,7 +144,12 @@ std::optional<CLRCompressedCells::Piece> CLRCompressedCells::nextPiece(std::size
 bool CLRCompressedCells::decodeNextPiece(std::size_t index, std::size_t points, RawRecord* out) {
     const auto piece = nextPiece(index);
     if (!piece) return false;
-    decodeWholePiece(piece->bytes, piece->length, points, out);
+    const std::size_t used = decodeWholePiece(piece->bytes, piece->length, points, out);
+    if (!isWholePiece(piece->length, used)) [[unlikely]] {
+        const Block& block = m_blocks[index];
+        m_problem.note(ReadProblemKind::BadPiece, block.file.name,
+                       block.next - piece->length - kLengthSize);
+    }
     return true;
 }
 
@@ -136,7 +168,10 @@ std::size_t CLRCompressedCells::nextRun() {
         return std::all_of(m_blocks.begin(), m_blocks.end(),
                            [](const Block& block) { return block.ended; });
     };
-    if (m_blocks.empty() || m_linesDone == m_grid.columns) return 0;
+    if (m_blocks.empty() || m_linesDone == m_grid.columns) {
+        checkEnd();
+        return 0;
+    }
     const auto points =
         static_cast<std::size_t>(std::min<std::uint64_t>(kPiecePoints, m_grid.rows - m_rowsDone));
     if (m_blocks.size() == 1) {
@@ -152,6 +187,14 @@ std::size_t CLRCompressedCells::nextRun() {
         ++m_linesDone;
     }
     return points;
+}
+
+/// After the last line of a pass that met all pieces.
+void CLRCompressedCells::checkEnd() {
+    for (const Block& block : m_blocks) {
+        if (!block.isLastOfFile || block.next >= block.file.length) continue;
+        m_problem.note(ReadProblemKind::LeftOver, block.file.name, block.next);
+    }
 }
 
 }  // namespace brisko

@@ -14,7 +14,7 @@ namespace brisko {
 /// skimmed once at the start.
 class CLRCompressedCells final : public CLRCells {
 public:
-    CLRCompressedCells(std::FILE* file, const CLRFileHeader& header);
+    CLRCompressedCells(const std::vector<CLRSource>& sources, FirstProblem& problem);
 
     std::size_t nextRun() override;
     const RawRecord* cells() const override { return m_cells; }
@@ -29,7 +29,15 @@ private:
     /// Below this a window holds too few pieces to be worth having.
     static constexpr std::size_t kSmallestWindow = std::size_t{16} << 10;
 
+    /// One of the files.
+    struct File {
+        std::FILE* file = nullptr;
+        FirstProblem::File name = FirstProblem::kScan;
+        std::uint64_t length = 0;
+    };
     struct Block {
+        File file;
+        bool isLastOfFile = false;
         std::uint64_t next = 0;         // offset of the next piece
         std::uint64_t windowStart = 0;  // offset of the first byte in the block's window
         std::size_t windowBytes = 0;
@@ -38,6 +46,7 @@ private:
     };
     /// A part of the file for a walk that goes forward only.
     struct SkimWindow {
+        File file;
         std::vector<std::uint8_t> bytes;
         std::uint64_t start = 0;
         std::size_t held = 0;
@@ -50,17 +59,19 @@ private:
 
     /// A size of a buffer, as far as the file can fill it.
     std::size_t upToFile(std::size_t size) const;
-    void findBlocks(std::uint64_t count);
-    std::optional<std::uint64_t> skimBlock(std::uint64_t offset, SkimWindow& window) const;
+    void findBlocks(const File& file, std::uint64_t count);
+    std::optional<std::uint64_t> skimBlock(std::uint64_t offset, SkimWindow& window);
     std::optional<Piece> nextPiece(std::size_t block);
     std::optional<Piece> pieceInWindow(std::size_t block);
     std::optional<Piece> pieceFromFile(Block& block);
+    void noteMissingPiece(const Block& block, std::uint32_t length);
+    void checkEnd();
     bool decodeNextPiece(std::size_t block, std::size_t points, RawRecord* out);
     void mergeRun(std::size_t points);
 
-    std::FILE* m_file;
+    FirstProblem& m_problem;
     CLRGrid m_grid;
-    std::uint64_t m_length;
+    std::uint64_t m_length = 0;  // of the longest file
     std::vector<Block> m_blocks;
     std::size_t m_windowSize = 0;  // 0: pieces are read one at a time
     std::vector<std::uint8_t> m_windows;

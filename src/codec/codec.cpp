@@ -8,11 +8,72 @@
 
 const float BriskoCodec::i_range = 2200.0F;
 
+// Copies and moves are here, not in the headers: hosts find them in the library. There is nothing to
+// assign; and a defaulted assignment would reach virtual bases twice.
+BriskoCodec::BriskoCodec() = default;
+BriskoCodec::BriskoCodec(const BriskoCodec&) = default;
+BriskoCodec::BriskoCodec(BriskoCodec&&) noexcept = default;
+BriskoCodec& BriskoCodec::operator=(const BriskoCodec&) {
+    return *this;
+}
+BriskoCodec& BriskoCodec::operator=(BriskoCodec&&) noexcept {
+    return *this;
+}
 BriskoCodec::~BriskoCodec() = default;
+
+BriskoGridCodec::BriskoGridCodec() = default;
+BriskoGridCodec::BriskoGridCodec(const BriskoGridCodec&) = default;
+BriskoGridCodec::BriskoGridCodec(BriskoGridCodec&&) noexcept = default;
+BriskoGridCodec& BriskoGridCodec::operator=(const BriskoGridCodec&) {
+    return *this;
+}
+BriskoGridCodec& BriskoGridCodec::operator=(BriskoGridCodec&&) noexcept {
+    return *this;
+}
 BriskoGridCodec::~BriskoGridCodec() = default;
+
+CL3Codec::CL3Codec() = default;
+CL3Codec::CL3Codec(const CL3Codec&) = default;
+CL3Codec::CL3Codec(CL3Codec&&) noexcept = default;
+CL3Codec& CL3Codec::operator=(const CL3Codec&) {
+    return *this;
+}
+CL3Codec& CL3Codec::operator=(CL3Codec&&) noexcept {
+    return *this;
+}
 CL3Codec::~CL3Codec() = default;
+
+CL3GridCodec::CL3GridCodec() = default;
+CL3GridCodec::CL3GridCodec(const CL3GridCodec&) = default;
+CL3GridCodec::CL3GridCodec(CL3GridCodec&&) noexcept = default;
+CL3GridCodec& CL3GridCodec::operator=(const CL3GridCodec&) {
+    return *this;
+}
+CL3GridCodec& CL3GridCodec::operator=(CL3GridCodec&&) noexcept {
+    return *this;
+}
 CL3GridCodec::~CL3GridCodec() = default;
+
+CLRCodec::CLRCodec() = default;
+CLRCodec::CLRCodec(const CLRCodec&) = default;
+CLRCodec::CLRCodec(CLRCodec&&) noexcept = default;
+CLRCodec& CLRCodec::operator=(const CLRCodec&) {
+    return *this;
+}
+CLRCodec& CLRCodec::operator=(CLRCodec&&) noexcept {
+    return *this;
+}
 CLRCodec::~CLRCodec() = default;
+
+CLRGridCodec::CLRGridCodec() = default;
+CLRGridCodec::CLRGridCodec(const CLRGridCodec&) = default;
+CLRGridCodec::CLRGridCodec(CLRGridCodec&&) noexcept = default;
+CLRGridCodec& CLRGridCodec::operator=(const CLRGridCodec&) {
+    return *this;
+}
+CLRGridCodec& CLRGridCodec::operator=(CLRGridCodec&&) noexcept {
+    return *this;
+}
 CLRGridCodec::~CLRGridCodec() = default;
 
 std::int64_t BriskoCodec::GetPointCount() {
@@ -57,4 +118,14 @@ CLRCodec* CLRCodec::Create() {
 }
 CLRGridCodec* CLRGridCodec::Create() {
     return createOrNull<brisko::ActualCLRCodec>();
+}
+
+CLRGridCodec* brisko::createCLRSeriesCodec(const std::vector<std::string>& later) {
+    try {
+        auto codec = std::make_unique<ActualCLRCodec>();
+        codec->addLaterFiles(later);
+        return codec.release();
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
 }

@@ -7,18 +7,22 @@
 
 namespace brisko {
 
-bool IJEntryStream::start(std::FILE* file) {
+bool IJEntryStream::start(std::FILE* file, FirstProblem& problem) {
     stop();
     if (!seekTo(file, ij_header::kSize)) return false;
     m_header = readIJHeader(file);
-    if (m_header.tileSize == 0) return false;
+    m_pass.start(file, ij_header::kSize, problem, FirstProblem::kIndex);
     // Beyond the largest edge the count of a tile's entries wraps around: there are none.
-    const bool walkable = m_header.tileSize <= kLargestTileSize;
+    const bool walkable = m_header.tileSize != 0 && m_header.tileSize <= kLargestTileSize;
+    if (!walkable) m_pass.noteProblem(ReadProblemKind::BadIndex, ij_header::kTileSize);
+    if (m_header.tileSize == 0) return false;
     m_tilesLeft = walkable ? m_header.columnTiles() * m_header.rowTiles() : 0;
+    if (m_tilesLeft != m_header.blockCount) {
+        m_pass.noteProblem(ReadProblemKind::BadIndex, ij_header::kBlockCount);
+    }
     m_shift = std::has_single_bit(m_header.tileSize)
                   ? static_cast<unsigned>(std::countr_zero(m_header.tileSize))
                   : 0;
-    m_pass.start(file, ij_header::kSize);
     m_batch.start(kEntrySize, sizeof(std::uint32_t));
     return true;
 }
@@ -26,7 +30,8 @@ bool IJEntryStream::start(std::FILE* file) {
 void IJEntryStream::stop() {
     m_next = m_end = m_begin = nullptr;
     m_header = {};
-    m_tilesLeft = 0;
+    m_tilesLeft = m_tilesSeen = m_tileStart = 0;
+    m_pointsAnnounced = m_entriesSeen = m_outOfOrder = 0;
     m_columnTile = m_rowTile = 0;
     m_firstColumn = m_firstRow = 0;
     m_entriesLeft = 0;
@@ -57,19 +62,40 @@ void IJEntryStream::uncover() {
 }
 
 bool IJEntryStream::nextTile() {
-    if (m_tilesLeft == 0) return false;
+    checkTile();
+    if (m_tilesLeft == 0) {
+        checkEnd();
+        return false;
+    }
     --m_tilesLeft;
+    ++m_tilesSeen;
     m_firstColumn = m_columnTile * m_header.tileSize;
     m_firstRow = m_rowTile * m_header.tileSize;
+    m_tileStart = m_pass.position();
+    std::uint8_t bytes[ij_tile::kHeaderSize] = {};
+    m_pass.read(bytes, sizeof bytes);
+    // The tile's place in the file says which tile it is, whatever it says itself.
+    const IJTile tile = decodeIJTile(bytes);
+    if (tile.columnTile != m_columnTile || tile.rowTile != m_rowTile) noteMismatch();
+    m_pointsAnnounced = tile.pointCount;
+    m_entriesSeen = m_outOfOrder = 0;
     if (++m_rowTile == m_header.rowTiles()) {
         m_rowTile = 0;
         ++m_columnTile;
     }
-    // The tile's own words are not looked at: its place in the file says which tile it is.
-    std::uint8_t tileHeader[ij_tile::kHeaderSize];
-    m_pass.read(tileHeader, sizeof tileHeader);
     m_entriesLeft = m_header.tileSize * m_header.tileSize;
     return true;
+}
+
+/// The entries of a tile number its points 1, 2, 3 ... and are as many as it announces.
+void IJEntryStream::checkTile() {
+    if (m_outOfOrder != 0 || m_entriesSeen != m_pointsAnnounced) noteMismatch();
+    m_pointsAnnounced = m_entriesSeen = m_outOfOrder = 0;
+}
+
+void IJEntryStream::checkEnd() {
+    if (m_pass.atEnd()) return;
+    m_pass.noteProblem(ReadProblemKind::LeftOver, m_pass.position());
 }
 
 }  // namespace brisko

@@ -18,9 +18,11 @@ struct Cell {
 /// tile rows fastest.
 class IJEntryStream {
 public:
-    /// Starts a pass: rewinds the index and reads its header anew.
+    /// Starts a pass: rewinds the index and reads its header anew. Tiles that stand elsewhere than they
+    /// say and entries that are not 1, 2, 3 ... are walked as they come, and noted as a problem when
+    /// their tile ends.
     /// Returns false when the tile size is 0: such an index cannot be walked.
-    bool start(std::FILE* file);
+    bool start(std::FILE* file, FirstProblem& problem);
     /// Ends the pass.
     void stop();
 
@@ -41,9 +43,16 @@ public:
         while (*m_next == 0)
             ++m_next;
         if (m_next == m_end) return false;
+        m_outOfOrder |= *m_next ^ ++m_entriesSeen;
         ++m_next;
         return true;
     }
+    /// The number that the entry moved to gives its point, and the tile that it stands in, from 0.
+    std::uint32_t entry() const { return m_next[-1]; }
+    std::uint64_t tile() const { return m_tilesSeen - 1; }
+    /// Notes that the entries are not those of the scan's points.
+    void noteMismatch() { m_pass.noteProblem(ReadProblemKind::BadIndex, m_tileStart); }
+
     /// The cell moved to.
     Cell cell() const {
         const auto entry = m_firstEntry + static_cast<std::uint32_t>(m_next - m_begin) - 1;
@@ -54,6 +63,8 @@ public:
 private:
     bool nextBatch();
     bool nextTile();
+    void checkTile();
+    void checkEnd();
     void uncover();
 
     const std::uint32_t* m_next = nullptr;
@@ -66,6 +77,11 @@ private:
     unsigned m_shift = 0;  // log2 of the tile size; 0 where that is no power of two above 1
     IJHeader m_header;
     std::uint64_t m_tilesLeft = 0;
+    std::uint64_t m_tilesSeen = 0;
+    std::uint64_t m_tileStart = 0;        // offset of the tile in the file
+    std::uint32_t m_pointsAnnounced = 0;  // by the tile
+    std::uint32_t m_entriesSeen = 0;      // in the tile
+    std::uint32_t m_outOfOrder = 0;       // not 0: an entry was not the next number
     std::uint32_t m_columnTile = 0;
     std::uint32_t m_rowTile = 0;
     std::uint32_t m_entriesLeft = 0;  // of the tile, behind the batch

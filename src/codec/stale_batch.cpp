@@ -8,7 +8,10 @@
 
 namespace brisko {
 
-void PassLimits::start(std::FILE* file, std::uint64_t offset) {
+void PassLimits::start(std::FILE* file, std::uint64_t offset, FirstProblem& problem,
+                       FirstProblem::File which) {
+    m_problem = &problem;
+    m_which = which;
     m_file = file;
     m_position = offset;
     m_length = fileLength(file);
@@ -19,8 +22,16 @@ std::uint64_t PassLimits::wholeItemsLeft(std::uint64_t wanted, std::uint64_t ite
     return atEnd() ? 0 : std::min(wanted, (m_length - m_position) / itemSize);
 }
 
+void PassLimits::finish() {
+    noteProblem(ReadProblemKind::CutShort, m_position);
+    m_position = m_length;
+}
+
 std::size_t PassLimits::read(void* out, std::size_t size) {
-    if (atEnd()) return 0;
+    if (atEnd()) {
+        finish();
+        return 0;
+    }
     const std::size_t got = system_calls::fread(out, 1, size, m_file);
     m_position += got;
     if (got < size) {

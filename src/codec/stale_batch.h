@@ -1,5 +1,7 @@
 #pragma once
 
+#include "codec/first_problem.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -16,20 +18,30 @@ class PassLimits {
 public:
     static constexpr std::uint64_t kMostStale = 1'048'576;
 
-    /// Starts a pass at an offset; the stream stands there.
-    void start(std::FILE* file, std::uint64_t offset);
+    /// Starts a pass at an offset; the stream stands there. Where the file ends too early is noted as
+    /// a problem.
+    void start(std::FILE* file, std::uint64_t offset, FirstProblem& problem,
+               FirstProblem::File which);
 
     /// Whole items of a size that the file still holds, at most `wanted`.
     std::uint64_t wholeItemsLeft(std::uint64_t wanted, std::uint64_t itemSize) const;
     /// Reads from the stream's position; answers the bytes read, 0 once the file has ended.
     std::size_t read(void* out, std::size_t size);
-    /// The file has ended, whatever bytes of a cut item may be left in it.
-    void finish() { m_position = m_length; }
+    /// The file has ended too early, whatever bytes of a cut item may be left in it.
+    void finish();
     /// How many of so many stale items the pass may take; they then count as taken.
     std::uint64_t takeStale(std::uint64_t wanted);
     bool atEnd() const { return m_position >= m_length; }
 
+    std::uint64_t position() const { return m_position; }
+    std::uint64_t length() const { return m_length; }
+    void noteProblem(ReadProblemKind kind, std::uint64_t offset) {
+        m_problem->note(kind, m_which, offset);
+    }
+
 private:
+    FirstProblem* m_problem = nullptr;
+    FirstProblem::File m_which = FirstProblem::kScan;
     std::FILE* m_file = nullptr;
     std::uint64_t m_position = 0;
     std::uint64_t m_length = 0;

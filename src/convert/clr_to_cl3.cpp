@@ -9,10 +9,10 @@
 #include "codec/alignment_file.h"
 #include "codec/point_buffers.h"
 #include "convert/conversion_progress.h"
-#include "convert/output_bounds.h"
 #include "convert/path_rules.h"
-#include "convert/staged_scan.h"
+#include "convert/staged_conversion.h"
 #include "layouts/layout.h"
+#include "layouts/output_bounds.h"
 #include "pcplib/processes/indexed_output.h"
 
 #include <algorithm>
@@ -110,8 +110,8 @@ bool convert(const std::string& input, const std::string& aligned, const std::st
     RawScan scan;
     if (!isCLRName(input) || !isCL3Name(output) || !scan.open(input, aligned)) return false;
     const OutputBounds bounds{scan.grid.columns, scan.grid.rows, mostPoints(scan, input), indexed};
-    if (!mayBeWritten(bounds, input, output)) return false;
-    StagedScan staged(output, input);
+    if (!mayBeWritten(bounds, fileLength(input.c_str()), output)) return false;
+    StagedConversion staged(output, input);
     Output out;
     if (!staged.isReady() || !out.open(staged.path(), scan)) return false;
     ConversionSteps steps(tracker, label, scan.grid.cells());

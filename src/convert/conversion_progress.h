@@ -16,9 +16,9 @@ namespace brisko {
 class ConversionSteps {
 public:
     ConversionSteps(vexo::ProgressTracker* tracker, const std::string& label, std::uint64_t total)
-        : m_total(std::max<std::uint64_t>(total, 1)) {
+        : m_tracker(tracker), m_total(std::max<std::uint64_t>(total, 1)) {
         if (!tracker) return;
-        callHost([&] {
+        callHost(*tracker, [&] {
             m_progress = std::make_unique<vexo::DefiniteProgress>(tracker, label, m_total);
         });
         m_progress->setPausable(true);
@@ -28,7 +28,7 @@ public:
     /// Cheap enough for every batch of points.
     void advanceTo(std::uint64_t done) {
         if (!m_progress) return;
-        callHost([&] {
+        callHost(*m_tracker, [&] {
             m_progress->setStepIndex(std::min(done, m_total));
             m_progress->checkCancel();
         });
@@ -36,10 +36,11 @@ public:
 
     /// Follows a request for cancellation, in work that has no steps.
     void poll() {
-        if (m_progress) callHost([&] { m_progress->checkCancel(); });
+        if (m_progress) callHost(*m_tracker, [&] { m_progress->checkCancel(); });
     }
 
 private:
+    vexo::ProgressTracker* m_tracker;
     std::uint64_t m_total;
     std::unique_ptr<vexo::DefiniteProgress> m_progress;
 };
@@ -48,19 +49,25 @@ private:
 class DriverProgress final : public QelPcpLib::CProgressCallback {
 public:
     DriverProgress(vexo::ProgressTracker* tracker, const std::string& label)
-        : m_bridge(tracker, label) {}
+        : m_tracker(tracker), m_bridge(tracker, label) {}
 
     void SetPos(std::uint16_t position) override {
-        callHost([&] { m_bridge.SetPos(position); });
+        tell([&] { m_bridge.SetPos(position); });
     }
     void SetProcNo(std::uint16_t number) override {
-        callHost([&] { m_bridge.SetProcNo(number); });
+        tell([&] { m_bridge.SetProcNo(number); });
     }
     void Poll() override {
-        callHost([&] { m_bridge.Poll(); });
+        tell([&] { m_bridge.Poll(); });
     }
 
 private:
+    template <class Call>
+    void tell(const Call& call) {
+        if (m_tracker) callHost(*m_tracker, call);  // without a tracker nothing comes of it
+    }
+
+    vexo::ProgressTracker* m_tracker;
     vexo::PcpProgress m_bridge;
 };
 

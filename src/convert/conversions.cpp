@@ -40,13 +40,13 @@ bool isPath(const std::string& path) {
     return path.find('\0') == std::string::npos;
 }
 
-/// Whether there is a regular file that can be read.
-bool isInput(const std::string& path) {
-    return isPath(path) && brisko::openFile(path.c_str(), "rb") != nullptr;
+/// Whether anything is there. Whether it can be read shows when it is.
+bool exists(const std::string& path) {
+    return isPath(path) && brisko::fileExists(path);
 }
 
 bool convertClr(std::string path, ProgressTracker* tracker) {
-    if (!isInput(path) || !brisko::isCLRName(path)) return false;
+    if (!exists(path) || !brisko::isCLRName(path)) return false;
     // Names come from the input as it was given, not from what a series is merged to.
     const std::string given = path;
     const std::string base = brisko::withoutLastFour(path);
@@ -80,11 +80,11 @@ bool convertClr(std::string path, ProgressTracker* tracker) {
 }
 
 bool convertCL3(const std::string& path, ProgressTracker* tracker) {
-    if (!isInput(path) || !brisko::isCL3Name(path)) return false;
+    if (!exists(path) || !brisko::isCL3Name(path)) return false;
     const std::string base = brisko::withoutLastFour(path);
+    if (brisko::isIndexBase(base)) return true;  // no companion is looked at
     const brisko::MishapWatch mishaps;
-    const bool hasIndex = brisko::fileExists(base + ".ij");
-    if (brisko::isIndexBase(base) || !hasIndex) return mishaps.sawNone();
+    if (!brisko::fileExists(base + ".ij")) return mishaps.sawNone();
     return brisko::runIndexing2(path, base + "_index.cl3", tracker);
 }
 
@@ -121,7 +121,7 @@ bool ConvertClrToCl3Indexed(std::string path) {
 bool brisko::indexCL3ByAngles(const std::string& input, const std::string& output,
                               vexo::ProgressTracker* tracker) {
     return guarded([&] {
-        return isInput(input) && isCL3Name(input) && isPath(output) && isCL3Name(output) &&
+        return exists(input) && isCL3Name(input) && isPath(output) && isCL3Name(output) &&
                runIndexingByAngles(input, output, tracker);
     });
 }

@@ -7,9 +7,9 @@
 #include "base/mishaps.h"
 #include "codec/cl3_completeness.h"
 #include "convert/conversion_progress.h"
-#include "convert/output_bounds.h"
-#include "convert/staged_scan.h"
+#include "convert/staged_conversion.h"
 #include "layouts/ij_index.h"
+#include "layouts/output_bounds.h"
 #include "pcplib/processes/indexing.h"
 #include "pcplib/processes/indexing_by_angles.h"
 #include "pcplib/processes/merge_clr.h"
@@ -22,12 +22,14 @@ namespace brisko {
 namespace {
 
 /// Runs a driver that writes an indexed scan, and puts its output in place.
+///   inputBytes  of all files that the driver takes points and cells from
 template <class Driver>
 bool runStaged(const std::string& input, const std::string& output, vexo::ProgressTracker* tracker,
-               const std::string& label, const OutputBounds& bounds, const Driver& driver) {
+               const std::string& label, const OutputBounds& bounds, std::uint64_t inputBytes,
+               const Driver& driver) {
     const MishapWatch mishaps;
-    StagedScan staged(output, input);
-    if (!staged.isReady() || !mayBeWritten(bounds, input, output)) return false;
+    StagedConversion staged(output, input);
+    if (!staged.isReady() || !mayBeWritten(bounds, inputBytes, output)) return false;
     DriverProgress progress(tracker, label);
     return driver(staged.path(), &progress) == QelPcpLib::indexing_result::kDone &&
            mishaps.sawNone() && staged.commit([&] { progress.Poll(); }) && mishaps.sawNone();
@@ -46,7 +48,10 @@ bool runIndexing(const std::string& input, const std::string& rawScan, const std
     if (!raw.Read(rawScan.c_str())) return false;
     const OutputBounds bounds{raw.GetAzimuthResolution(), raw.GetZenithResolution(),
                               recordsOf(input), true};
+    // The plain copy is an output itself: what the scanner recorded is the measure.
+    const std::uint64_t inputBytes = fileLength(rawScan.c_str());
     return runStaged(input, output, tracker, getBriskoCodecDictionary()->pcpIndexing1, bounds,
+                     inputBytes,
                      [&](const std::string& staged, QelPcpLib::CProgressCallback* progress) {
                          return QelPcpLib::Indexing(input, rawScan, staged, progress);
                      });
@@ -58,7 +63,9 @@ bool runIndexing2(const std::string& input, const std::string& output,
     if (!index) return false;
     const IJHeader grid = readIJHeader(index.get());
     const OutputBounds bounds{grid.columns, grid.rows, recordsOf(input), true};
+    const std::uint64_t inputBytes = fileLength(input.c_str()) + fileLength(index.get());
     return runStaged(input, output, tracker, getBriskoCodecDictionary()->pcpIndexing2, bounds,
+                     inputBytes,
                      [&](const std::string& staged, QelPcpLib::CProgressCallback* progress) {
                          return QelPcpLib::Indexing2(input, staged, progress);
                      });
@@ -70,7 +77,9 @@ bool runIndexingByAngles(const std::string& input, const std::string& output,
     if (!header.Read(input.c_str())) return false;
     const OutputBounds bounds{header.GetAzimuthResolution(), header.GetZenithResolution(),
                               recordsOf(input), true};
+    const std::uint64_t inputBytes = fileLength(input.c_str());
     return runStaged(input, output, tracker, getBriskoCodecDictionary()->pcpIndexing3, bounds,
+                     inputBytes,
                      [&](const std::string& staged, QelPcpLib::CProgressCallback* progress) {
                          const std::string spill = companionForWriting(staged, ".spill");
                          return QelPcpLib::IndexingByAngles(input, staged, spill, progress);

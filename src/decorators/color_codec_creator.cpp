@@ -33,6 +33,9 @@ Wrapper* readingAheadOf(BriskoCodec* reader) {
 
 }  // namespace
 
+ColorCodecCreator& ColorCodecCreator::operator=(const ColorCodecCreator&) = default;
+ColorCodecCreator& ColorCodecCreator::operator=(ColorCodecCreator&&) noexcept = default;
+
 BriskoCodec* ColorCodecCreator::CreateCodec(BriskoCodec* codec, bool readAhead) {
     if (readAhead) return readingAhead<ActualColorCodec8<BriskoCodec>>(codec);
     return new (std::nothrow) ActualColorCodec1<BriskoCodec>(codec);

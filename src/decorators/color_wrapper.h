@@ -33,6 +33,10 @@ public:
 
     Alignment alignment() const override { return m_codec ? getAlignment(*m_codec) : Alignment{}; }
 
+    ReadProblem readProblem() const override {
+        return m_codec ? getReadProblem(*m_codec) : ReadProblem{};
+    }
+
     Frame frame() const override { return m_codec ? frameOf(*m_codec) : Frame::Aligned; }
 
     void setFrame(Frame frame) override {

@@ -11,6 +11,9 @@ using brisko::BbPointValidator;
 using brisko::DistanceValidator;
 using brisko::InvalidPointValidator;
 
+SkipCodecCreator& SkipCodecCreator::operator=(const SkipCodecCreator&) = default;
+SkipCodecCreator& SkipCodecCreator::operator=(SkipCodecCreator&&) noexcept = default;
+
 BriskoCodec* SkipCodecCreator::CreateCodec(BriskoCodec* codec, double maximumDistance) {
     using Wrapper = ActualSkipCodec<BriskoCodec, DistanceValidator>;
     return new (std::nothrow) Wrapper(codec, {maximumDistance});

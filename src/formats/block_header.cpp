@@ -18,7 +18,7 @@ void CLBlockHeader::Read(std::istream& stream) {
 }
 
 void CLBlockHeader::Read(std::FILE* stream) {
-    if (stream) brisko::readField(stream, m_flag);
+    if (stream) brisko::FieldReader{stream}(m_flag);
 }
 
 void CLBlockHeader::Write(std::FILE* stream) const {
@@ -31,8 +31,9 @@ std::uint32_t CL3BlockHeader::GetPointCount(const CLFileHeader*) const {
 
 void CL3BlockHeader::Read(std::FILE* stream) {
     if (!stream) return;
-    brisko::readField(stream, m_pointCount);
-    CLBlockHeader::Read(stream);
+    const brisko::FieldReader read(stream);
+    read(m_pointCount);
+    if (read.sawNoError()) CLBlockHeader::Read(stream);
 }
 
 void CL3BlockHeader::Write(std::FILE* stream) const {

@@ -7,7 +7,7 @@
 #include <cmath>
 #include <limits>
 
-using brisko::readField;
+using brisko::FieldReader;
 using brisko::writeField;
 
 /// The order of the fields on disk, told once for reading and writing. Between identity and
@@ -36,9 +36,33 @@ struct CLFileHeader::Layout {
     }
 };
 
+// Copies and moves are here, not in the headers: hosts find them in the library.
+GridFileHeader::GridFileHeader() = default;
+GridFileHeader::GridFileHeader(const GridFileHeader&) = default;
+GridFileHeader::GridFileHeader(GridFileHeader&&) noexcept = default;
+GridFileHeader& GridFileHeader::operator=(const GridFileHeader&) = default;
+GridFileHeader& GridFileHeader::operator=(GridFileHeader&&) noexcept = default;
 GridFileHeader::~GridFileHeader() = default;
+
+CLFileHeader::CLFileHeader() = default;
+CLFileHeader::CLFileHeader(const CLFileHeader&) = default;
+CLFileHeader::CLFileHeader(CLFileHeader&&) noexcept = default;
+CLFileHeader& CLFileHeader::operator=(const CLFileHeader&) = default;
+CLFileHeader& CLFileHeader::operator=(CLFileHeader&&) noexcept = default;
 CLFileHeader::~CLFileHeader() = default;
+
+CL3FileHeader::CL3FileHeader() = default;
+CL3FileHeader::CL3FileHeader(const CL3FileHeader&) = default;
+CL3FileHeader::CL3FileHeader(CL3FileHeader&&) noexcept = default;
+CL3FileHeader& CL3FileHeader::operator=(const CL3FileHeader&) = default;
+CL3FileHeader& CL3FileHeader::operator=(CL3FileHeader&&) noexcept = default;
 CL3FileHeader::~CL3FileHeader() = default;
+
+CLRFileHeader::CLRFileHeader() = default;
+CLRFileHeader::CLRFileHeader(const CLRFileHeader&) = default;
+CLRFileHeader::CLRFileHeader(CLRFileHeader&&) noexcept = default;
+CLRFileHeader& CLRFileHeader::operator=(const CLRFileHeader&) = default;
+CLRFileHeader& CLRFileHeader::operator=(CLRFileHeader&&) noexcept = default;
 CLRFileHeader::~CLRFileHeader() = default;
 
 bool CLFileHeader::Read(const char* path) {
@@ -50,12 +74,12 @@ bool CLFileHeader::Read(const char* path) {
 
 void CLFileHeader::Read(std::FILE* stream) {
     if (!stream) return;
-    const auto read = [stream](auto& field) { readField(stream, field); };
+    const FieldReader read(stream);
     Layout::identity(*this, read);
-    ReadBlanks(stream);
+    if (read.sawNoError()) ReadBlanks(stream);
     Layout::conditions(*this, read);
-    ReadResolutions(stream);
-    ReadBlocks(stream);
+    if (read.sawNoError()) ReadResolutions(stream);
+    if (read.sawNoError()) ReadBlocks(stream);
 }
 
 void CLFileHeader::Write(std::FILE* stream) const {
@@ -73,7 +97,8 @@ void CLFileHeader::ReadBlanks(std::FILE*) {
 void CLFileHeader::WriteBlanks(std::FILE*) const {
 }
 void CLFileHeader::ReadBlocks(std::FILE* stream) {
-    readField(stream, m_blockCount);
+    const FieldReader read(stream);
+    read(m_blockCount);
 }
 void CLFileHeader::WriteBlocks(std::FILE* stream) const {
     writeField(stream, m_blockCount);
@@ -224,8 +249,9 @@ void CL3FileHeader::SetDeltaZenithAngle(float angle) {
 }
 
 void CL3FileHeader::ReadResolutions(std::FILE* stream) {
-    readField(stream, m_deltaAzimuthAngle);  // offset 102
-    readField(stream, m_deltaZenithAngle);   //        106
+    const FieldReader read(stream);
+    read(m_deltaAzimuthAngle);  // offset 102
+    read(m_deltaZenithAngle);   //        106
 }
 
 void CL3FileHeader::WriteResolutions(std::FILE* stream) const {
@@ -234,8 +260,9 @@ void CL3FileHeader::WriteResolutions(std::FILE* stream) const {
 }
 
 void CL3FileHeader::ReadBlocks(std::FILE* stream) {
-    readField(stream, m_blockCount);   // offset 110
-    readField(stream, m_pointFormat);  //        114, one byte
+    const FieldReader read(stream);
+    read(m_blockCount);   // offset 110
+    read(m_pointFormat);  //        114, one byte
 }
 
 void CL3FileHeader::WriteBlocks(std::FILE* stream) const {
@@ -269,8 +296,9 @@ void CLRFileHeader::SetZenithResolution(int rows) {
 }
 
 void CLRFileHeader::ReadBlanks(std::FILE* stream) {
+    const FieldReader read(stream);
     std::array<char, 2> blanks{};
-    readField(stream, blanks);  // offset 78
+    read(blanks);  // offset 78
 }
 
 void CLRFileHeader::WriteBlanks(std::FILE* stream) const {
@@ -278,8 +306,9 @@ void CLRFileHeader::WriteBlanks(std::FILE* stream) const {
 }
 
 void CLRFileHeader::ReadResolutions(std::FILE* stream) {
-    readField(stream, m_azimuthResolution);  // offset 104
-    readField(stream, m_zenithResolution);   //        108
+    const FieldReader read(stream);
+    read(m_azimuthResolution);  // offset 104
+    read(m_zenithResolution);   //        108
 }
 
 void CLRFileHeader::WriteResolutions(std::FILE* stream) const {
@@ -288,11 +317,12 @@ void CLRFileHeader::WriteResolutions(std::FILE* stream) const {
 }
 
 void CLRFileHeader::ReadBlocks(std::FILE* stream) {
+    const FieldReader read(stream);
     // Four bytes on disk, of which only the lowest counts.
     std::uint32_t format = m_pointFormat;
-    readField(stream, format);  // offset 112
+    read(format);  // offset 112
     m_pointFormat = static_cast<std::uint8_t>(format & 0xFF);
-    readField(stream, m_blockCount);  //   116
+    read(m_blockCount);  //   116
 }
 
 void CLRFileHeader::WriteBlocks(std::FILE* stream) const {

@@ -67,10 +67,11 @@ void CL3Point0::Encode(std::uint8_t* bytes) const {
 
 void CL3Point0::Read(std::FILE* stream) {
     if (!stream) return;
-    readField(stream, m_x);
-    readField(stream, m_y);
-    readField(stream, m_z);
-    readField(stream, m_intensity);
+    const FieldReader read(stream);
+    read(m_x);
+    read(m_y);
+    read(m_z);
+    read(m_intensity);
 }
 
 void CL3Point0::Write(std::FILE* stream) const {
@@ -108,10 +109,11 @@ void CL3Point1::Encode(std::uint8_t* bytes) const {
 
 void CL3Point1::Read(std::FILE* stream) {
     if (!stream) return;
+    const FieldReader read(stream);
     CL3Point0::Read(stream);
-    readField(stream, m_red);
-    readField(stream, m_green);
-    readField(stream, m_blue);
+    read(m_red);
+    read(m_green);
+    read(m_blue);
 }
 
 void CL3Point1::Write(std::FILE* stream) const {
@@ -163,11 +165,12 @@ void CLRPoint::Encode(std::uint8_t* bytes) const {
 
 void CLRPoint::Read(std::FILE* stream) {
     if (!stream) return;
-    readField(stream, m_x);
-    readField(stream, m_y);
-    readField(stream, m_z);
-    readField(stream, m_fourth);
-    readField(stream, m_intensity);
+    const FieldReader read(stream);
+    read(m_x);
+    read(m_y);
+    read(m_z);
+    read(m_fourth);
+    read(m_intensity);
 }
 
 void CLRPoint::Write(std::FILE* stream) const {

@@ -36,6 +36,21 @@ struct BoxTreeBox {
     }
 };
 
+/// Writes the items that a query finds through an output iterator.
+template <class OutputIterator>
+class GenericItemFinder {
+public:
+    explicit GenericItemFinder(OutputIterator output) : m_output(output) {}
+
+    template <class Entry>
+    void found(const Entry& entry) {
+        *m_output++ = entry.second;
+    }
+
+private:
+    OutputIterator m_output;
+};
+
 /// Finds all boxes that hold a point. A binary tree over the boxes, laid out flat: a branch is
 /// followed by its first child and all below that, then by its second child. A query walks the array
 /// forwards and jumps over what it need not see; it allocates nothing.
@@ -52,6 +67,13 @@ public:
         std::size_t leaf;  // number of the entry, or kBranch
     };
     static constexpr std::size_t kBranch = static_cast<std::size_t>(-1);
+    struct Leaf : Node {
+        Leaf(const Entry& entry, std::size_t place, std::size_t number)
+            : Node{entry.first, place + 1, number} {}
+    };
+    struct Branch : Node {
+        Branch() : Node{Box{}, 0, kBranch} {}  // box and end follow from what is below it
+    };
 
     /// Empty: queries find nothing.
     BoxTreeTree() = default;
@@ -68,10 +90,11 @@ public:
         layOut(0, height);
     }
 
-    /// Calls found(entry) for every entry whose box holds the point, from the left of the tree to its
-    /// right.
-    template <class Found>
-    void find(const Point& point, Found&& found) const {
+    /// Calls finder.found(entry) for every entry whose box holds the point, from the left of the tree
+    /// to its right. The finder is no interface with virtual operations: queries are made for every
+    /// point of a scan.
+    template <class ItemFinder>
+    void find(const Point& point, ItemFinder finder) const {
         const Node* const nodes = m_nodes.data();
         const std::size_t count = m_nodes.size();
         for (std::size_t i = 0; i < count;) {
@@ -80,7 +103,7 @@ public:
                 i = node.end;
                 continue;
             }
-            if (node.leaf != kBranch) found(m_entries[node.leaf]);
+            if (node.leaf != kBranch) finder.found(m_entries[node.leaf]);
             ++i;
         }
     }
@@ -133,13 +156,13 @@ private:
     /// are any, and is no node of its own where its second half is empty.
     Box layOut(std::size_t first, std::size_t height) {
         if (height == 0) {
-            m_nodes.push_back({m_entries[first].first, m_nodes.size() + 1, first});
+            m_nodes.push_back(Leaf(m_entries[first], m_nodes.size(), first));
             return m_nodes.back().box;
         }
         const std::size_t second = first + (std::size_t{1} << (height - 1));
         if (second >= m_entries.size()) return layOut(first, height - 1);
         const std::size_t own = m_nodes.size();
-        m_nodes.push_back({Box{}, 0, kBranch});
+        m_nodes.push_back(Branch());
         Box box = layOut(first, height - 1);
         box.extend(layOut(second, height - 1));
         m_nodes[own].box = box;

@@ -9,18 +9,20 @@ namespace brisko {
 
 namespace {
 
-/// The folder of the binary that holds this very code: the shared library, as a rule.
+/// The folder of the binary that holds this very code: the shared library, as a rule. Empty when the
+/// system does not know it.
 std::string ownFolder() {
     static const char anchor = 0;
     Dl_info info{};
     if (!dladdr(&anchor, &info) || !info.dli_fname) return {};
     const std::string path = info.dli_fname;
     const std::size_t slash = path.rfind('/');
-    return slash == std::string::npos ? "." : path.substr(0, slash);
+    return slash == std::string::npos ? "" : path.substr(0, slash);
 }
 
 /// The module's function, null when there is no module. What was loaded is never unloaded.
 FallbackDecode loadModule(const std::string& folder) {
+    if (folder.empty()) return nullptr;  // never from the current folder
     void* const module =
         dlopen((folder + "/" + kFallbackModule).c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     if (!module) return nullptr;

@@ -45,8 +45,16 @@ bool holdsEntryNamed(const std::string& folder, std::string_view part) {
 
 std::string folderOf(const std::string& path) {
     std::error_code error;
-    const std::filesystem::path absolute = std::filesystem::absolute(path, error);
-    return absolute.lexically_normal().parent_path().string();
+    std::filesystem::path folder;
+    for (const auto& part : std::filesystem::absolute(path, error).parent_path()) {
+        if (part == "..") {
+            // Of the folder that a symbolic link leads to, as for the system.
+            folder = std::filesystem::weakly_canonical(folder, error).parent_path();
+        } else if (part != ".") {
+            folder /= part;
+        }
+    }
+    return folder.string();
 }
 
 }  // namespace brisko

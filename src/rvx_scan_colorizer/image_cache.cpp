@@ -32,7 +32,7 @@ std::size_t ImageCache::oldestSlot() const {
     return static_cast<std::size_t>(oldest - m_slots.begin());
 }
 
-const DecodedImage* ImageCache::loadInto(std::size_t place, int camera) {
+const DecodedImage* ImageCache::setImage(std::size_t place, int camera) {
     int& slotOfCamera = m_slotOf[static_cast<std::size_t>(camera)];
     if (m_slots.empty()) return nullptr;
     const auto failed = m_unloadable.find(camera);

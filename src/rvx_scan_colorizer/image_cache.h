@@ -36,7 +36,7 @@ public:
     const DecodedImage* use(int camera) {
         const int slot = m_slotOf[static_cast<std::size_t>(camera)];
         if (slot < 0) [[unlikely]]
-            return loadInto(oldestSlot(), camera);
+            return setImage(oldestSlot(), camera);
         m_used.push_back(slot);
         return m_slots[static_cast<std::size_t>(slot)].image.get();
     }
@@ -68,7 +68,7 @@ private:
     };
 
     std::size_t oldestSlot() const;
-    const DecodedImage* loadInto(std::size_t slot, int camera);
+    const DecodedImage* setImage(std::size_t slot, int camera);
 
     Loader m_loader;
     Stamper m_stamper;

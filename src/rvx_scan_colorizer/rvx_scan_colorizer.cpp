@@ -4,9 +4,9 @@
 
 namespace brisko {
 
-RvxScanColorizer::RvxScanColorizer(const std::string& folder, std::size_t capacity,
+RvxScanColorizer::RvxScanColorizer(const std::string& folder, std::size_t colorCacheCapacity,
                                    PhotoOutlines outlines)
-    : m_impl(RvxScanColorizerImpl::initialize(folder, capacity, outlines)) {
+    : m_impl(RvxScanColorizerImpl::Initialize(folder, colorCacheCapacity, outlines)) {
 }
 
 RvxScanColorizer::RvxScanColorizer(const RvxScanColorizer& other)

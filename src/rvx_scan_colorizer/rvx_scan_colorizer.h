@@ -19,12 +19,12 @@ public:
     static constexpr std::size_t kCapacity = 60;
 
     /// Reads the station around a scan, and its first photos.
-    ///   folder    the folder of the scan, absolute
-    ///   capacity  how many decoded photos the handle may keep
-    ///   outlines  how it is found out which photos may show a point
+    ///   folder              the folder of the scan, absolute
+    ///   colorCacheCapacity  how many decoded photos the handle may keep
+    ///   outlines            how it is found out which photos may show a point
     /// Throws: std::exception, without a message, when the station cannot be used. A folder without
     ///         photos is no failure: everything is then 0, 0, 0.
-    RvxScanColorizer(const std::string& folder, std::size_t capacity,
+    RvxScanColorizer(const std::string& folder, std::size_t colorCacheCapacity,
                      PhotoOutlines outlines = PhotoOutlines::Corners);
     /// A handle for another thread, on the same station.
     RvxScanColorizer(const RvxScanColorizer& other);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 
 namespace brisko {
@@ -59,20 +60,19 @@ bool placeOnSphere(const double* point, std::array<double, 3>& onSphere) {
 }  // namespace
 
 RvxScanColorizerImpl::RvxScanColorizerImpl(std::shared_ptr<const Station> station,
-                                           std::size_t capacity)
+                                           std::size_t colorCacheCapacity)
     : m_station(std::move(station)),
-      m_capacity(capacity),
-      m_cache(m_station->cameras.size(), slotsFor(*m_station, capacity), loaderOf(*m_station),
-              stamperOf(*m_station)),
+      m_colorCacheCapacity(colorCacheCapacity),
+      m_cache(m_station->cameras.size(), slotsFor(*m_station, colorCacheCapacity),
+              loaderOf(*m_station), stamperOf(*m_station)),
       m_samples(kAhead * m_station->cameras.size()) {
     m_candidates.reserve(m_station->cameras.size());
 }
 
-std::unique_ptr<RvxScanColorizerImpl> RvxScanColorizerImpl::initialize(const std::string& folder,
-                                                                       std::size_t capacity,
-                                                                       PhotoOutlines outlines) {
+std::unique_ptr<RvxScanColorizerImpl> RvxScanColorizerImpl::Initialize(
+    const std::string& folder, std::size_t colorCacheCapacity, PhotoOutlines outlines) {
     const auto station = std::make_shared<const Station>(readStation(folder, outlines));
-    auto impl = std::make_unique<RvxScanColorizerImpl>(station, capacity);
+    auto impl = std::make_unique<RvxScanColorizerImpl>(station, colorCacheCapacity);
     impl->loadFirst(true);
     return impl;
 }
@@ -80,7 +80,7 @@ std::unique_ptr<RvxScanColorizerImpl> RvxScanColorizerImpl::initialize(const std
 void RvxScanColorizerImpl::loadFirst(bool isFirstHandle) {
     if (m_station->cameras.empty()) return;
     try {
-        m_cache.loadFirst(isFirstHandle ? m_capacity : m_cache.slots());
+        m_cache.loadFirst(isFirstHandle ? m_colorCacheCapacity : m_cache.slots());
     } catch (...) {
         logRecord(vexo::kInformation, log_text::kFailed);
         throw;
@@ -92,9 +92,7 @@ void RvxScanColorizerImpl::loadFirst(bool isFirstHandle) {
 /// The cameras that may show a point, in their order.
 const std::vector<int>& RvxScanColorizerImpl::candidates(const std::array<double, 3>& onSphere) {
     m_candidates.clear();
-    m_station->boxes.find(onSphere, [this](const CameraBoxTree::Entry& entry) {
-        m_candidates.push_back(entry.second);
-    });
+    m_station->boxes.find(onSphere, vexo::GenericItemFinder(std::back_inserter(m_candidates)));
     std::sort(m_candidates.begin(), m_candidates.end());
     return m_candidates;
 }

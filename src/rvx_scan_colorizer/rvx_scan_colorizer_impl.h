@@ -13,13 +13,13 @@ namespace brisko {
 /// memory; when they are blended a moment later, the pixels are there.
 class RvxScanColorizerImpl {
 public:
-    RvxScanColorizerImpl(std::shared_ptr<const Station> station, std::size_t capacity);
+    RvxScanColorizerImpl(std::shared_ptr<const Station> station, std::size_t colorCacheCapacity);
     RvxScanColorizerImpl(const RvxScanColorizerImpl& other)
-        : RvxScanColorizerImpl(other.m_station, other.m_capacity) {}
+        : RvxScanColorizerImpl(other.m_station, other.m_colorCacheCapacity) {}
 
     /// Reads a station and loads its first photos; logs how that went.
-    static std::unique_ptr<RvxScanColorizerImpl> initialize(const std::string& folder,
-                                                            std::size_t capacity,
+    static std::unique_ptr<RvxScanColorizerImpl> Initialize(const std::string& folder,
+                                                            std::size_t colorCacheCapacity,
                                                             PhotoOutlines outlines);
 
     /// Loads the photos that the handle keeps at first, and logs how that went: once a handle. The
@@ -42,7 +42,7 @@ private:
     static void blend(const Sample* samples, std::size_t count, std::uint8_t* colour);
 
     std::shared_ptr<const Station> m_station;
-    std::size_t m_capacity;
+    std::size_t m_colorCacheCapacity;
     ImageCache m_cache;
     std::vector<int> m_candidates;
     std::vector<Sample> m_samples;

@@ -1,5 +1,6 @@
 #include <brisko_codec/progress.h>
 
+#include "vexo_progress/monitor_error_watch.h"
 #include "vexo_progress/progress_error.h"
 
 #include <boost/thread/condition_variable.hpp>
@@ -32,6 +33,10 @@ struct ProgressInfo {
     ProgressRequest request = ProgressRequest::Continue;
 };
 
+[[noreturn]] void cancel() {
+    boost::throw_exception(CancelProgressRequest(), BOOST_CURRENT_LOCATION);
+}
+
 void validateMonitor(const ProgressMonitor* monitor) {
     if (!monitor) {
         raise<std::invalid_argument>(progress_text::kInvalidMonitor, BOOST_CURRENT_LOCATION);
@@ -46,29 +51,40 @@ public:
     void removeMonitor(ProgressMonitor* monitor);
     void resume();
     void requestCancel();
+    void clearCancel();
     std::string nameOfLastStarted();
 
     void start(const Progress* progress);
     void update(const Progress* progress);
     void finish(const Progress* progress);
     void checkCancel(const Progress* progress);
+    std::uint64_t monitorErrors() const { return m_monitorErrors; }
 
 private:
     class Lock;
+    using Requests = boost::unique_lock<boost::mutex>;  // while m_requestMutex is held
 
     void validateTopmost(const Progress* progress) const;
-    void askMonitors(ProgressInfo& info) const;
-    [[noreturn]] void cancel();
-    void pause(Lock& lock, bool cancellable);
+    void validateCaller() const;
+    template <class Call>
+    auto call(ProgressMonitor* monitor, const Call& operation) -> decltype(operation());
+    void askMonitors(ProgressInfo& info);
+    void followRequest(bool cancellable);
+    std::uint64_t resumesSoFar();
+    void pause(Lock& lock, std::uint64_t resumesBefore, bool cancellable);
 
     std::deque<const Progress*> m_stack;    // back: topmost
     std::set<ProgressMonitor*> m_monitors;  // called in this order
-    boost::mutex m_mutex;                   // guards all but the two atomics
-    boost::condition_variable m_resumed;
-    bool m_paused = false;
     std::string m_currentName;
-    std::atomic<std::thread::id> m_holder{};  // the thread that holds the mutex
+    std::uint64_t m_monitorErrors = 0;
+    boost::mutex m_mutex;                     // guards the above, also while monitors are called
+    std::atomic<std::thread::id> m_holder{};  // the thread that holds it
+
+    // What hosts ask for from outside has a mutex of its own, which is never held for long.
+    std::uint64_t m_resumes = 0;
     std::atomic<bool> m_cancelRequested = false;
+    boost::condition_variable m_requested;
+    boost::mutex m_requestMutex;
 };
 
 /// The mutex for a scope. Knows the thread that holds it, so that a monitor that calls back gets an
@@ -77,9 +93,7 @@ class ProgressTracker::Implementation::Lock {
 public:
     explicit Lock(Implementation& owner)
         : m_owner(owner), m_lock(owner.m_mutex, boost::defer_lock) {
-        if (m_owner.m_holder == std::this_thread::get_id()) {
-            raise<std::logic_error>(progress_text::kCalledByMonitor, BOOST_CURRENT_LOCATION);
-        }
+        m_owner.validateCaller();
         m_lock.lock();
         m_owner.m_holder = std::this_thread::get_id();
     }
@@ -87,17 +101,22 @@ public:
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;
 
-    /// Waits without the mutex. An interruption point of Boost.Thread.
-    void wait(boost::condition_variable& condition) {
+    /// Runs what may take long without the mutex.
+    template <class Wait>
+    void without(const Wait& wait) {
         struct Away {
-            explicit Away(std::atomic<std::thread::id>& id) : holder(id) {
-                holder = std::thread::id();
+            explicit Away(Lock& held) : lock(held) {
+                lock.m_owner.m_holder = std::thread::id();
+                lock.m_lock.unlock();
             }
-            ~Away() { holder = std::this_thread::get_id(); }
-            std::atomic<std::thread::id>& holder;
+            ~Away() {
+                lock.m_lock.lock();
+                lock.m_owner.m_holder = std::this_thread::get_id();
+            }
+            Lock& lock;
         };
-        const Away away(m_owner.m_holder);
-        condition.wait(m_lock);
+        const Away away(*this);
+        wait();
     }
 
 private:
@@ -116,16 +135,30 @@ void ProgressTracker::Implementation::removeMonitor(ProgressMonitor* monitor) {
     m_monitors.erase(monitor);
 }
 
+/// Refuses calls by a monitor, on the thread that is calling it.
+void ProgressTracker::Implementation::validateCaller() const {
+    if (m_holder == std::this_thread::get_id()) {
+        raise<std::logic_error>(progress_text::kCalledByMonitor, BOOST_CURRENT_LOCATION);
+    }
+}
+
 void ProgressTracker::Implementation::resume() {
-    const Lock lock(*this);
-    m_paused = false;
-    m_resumed.notify_all();
+    validateCaller();
+    const Requests requests(m_requestMutex);
+    ++m_resumes;
+    m_requested.notify_all();
 }
 
 void ProgressTracker::Implementation::requestCancel() {
-    const Lock lock(*this);
+    validateCaller();
+    const Requests requests(m_requestMutex);
     m_cancelRequested = true;
-    m_resumed.notify_all();
+    m_requested.notify_all();
+}
+
+void ProgressTracker::Implementation::clearCancel() {
+    validateCaller();
+    m_cancelRequested = false;
 }
 
 std::string ProgressTracker::Implementation::nameOfLastStarted() {
@@ -140,8 +173,7 @@ void ProgressTracker::Implementation::start(const Progress* progress) {
     const Lock lock(*this);
     m_stack.push_back(progress);
     for (ProgressMonitor* const monitor : m_monitors) {
-        validateMonitor(monitor);
-        monitor->onStart(progress->name());
+        call(monitor, [&] { monitor->onStart(progress->name()); });
     }
     m_currentName = progress->name();
 }
@@ -151,8 +183,10 @@ void ProgressTracker::Implementation::update(const Progress* progress) {
     validateTopmost(progress);
     ProgressInfo info{progress->name(), progress->percentage(), progress->isPausable(),
                       progress->isCancellable()};
+    // A resume that comes while the monitors answer belongs to the pause that they ask for.
+    const std::uint64_t resumesBefore = resumesSoFar();
     askMonitors(info);
-    if (m_cancelRequested && info.cancellable) cancel();
+    followRequest(info.cancellable);
     if (info.request == ProgressRequest::Cancel) {
         if (info.cancellable) cancel();
         raise<std::logic_error>(progress_text::kNotCancellable, BOOST_CURRENT_LOCATION);
@@ -161,8 +195,8 @@ void ProgressTracker::Implementation::update(const Progress* progress) {
         if (!info.pausable) {
             raise<std::logic_error>(progress_text::kNotPausable, BOOST_CURRENT_LOCATION);
         }
-        pause(lock, info.cancellable);
-        if (m_cancelRequested && info.cancellable) cancel();
+        pause(lock, resumesBefore, info.cancellable);
+        followRequest(info.cancellable);
     }
 }
 
@@ -172,15 +206,13 @@ void ProgressTracker::Implementation::finish(const Progress* progress) {
     m_stack.pop_back();
     for (ProgressMonitor* const monitor : m_monitors) {
         validateMonitor(monitor);
-        monitor->onFinish();
+        monitor->onFinish();  // what it throws goes no further than the destructor of the progress
     }
 }
 
+/// Any open progress may look, also one with others inside it.
 void ProgressTracker::Implementation::checkCancel(const Progress* progress) {
-    if (!m_cancelRequested.load(std::memory_order_relaxed)) return;
-    const Lock lock(*this);
-    validateTopmost(progress);
-    if (m_cancelRequested && progress->isCancellable()) cancel();
+    if (m_cancelRequested.load(std::memory_order_relaxed)) followRequest(progress->isCancellable());
 }
 
 void ProgressTracker::Implementation::validateTopmost(const Progress* progress) const {
@@ -189,31 +221,47 @@ void ProgressTracker::Implementation::validateTopmost(const Progress* progress) 
     }
 }
 
-void ProgressTracker::Implementation::askMonitors(ProgressInfo& info) const {
+/// Calls a monitor and counts what it throws.
+template <class Call>
+auto ProgressTracker::Implementation::call(ProgressMonitor* monitor, const Call& operation)
+    -> decltype(operation()) {
+    validateMonitor(monitor);
+    try {
+        return operation();
+    } catch (...) {
+        ++m_monitorErrors;
+        throw;
+    }
+}
+
+void ProgressTracker::Implementation::askMonitors(ProgressInfo& info) {
     for (ProgressMonitor* const monitor : m_monitors) {
-        validateMonitor(monitor);
-        const ProgressRequest answer =
-            monitor->onUpdate(info.name, info.percentage, info.pausable, info.cancellable);
+        const ProgressRequest answer = call(monitor, [&] {
+            return monitor->onUpdate(info.name, info.percentage, info.pausable, info.cancellable);
+        });
         info.request = std::max(info.request, answer);
     }
 }
 
-void ProgressTracker::Implementation::cancel() {
-    m_cancelRequested = false;
-    boost::throw_exception(CancelProgressRequest(), BOOST_CURRENT_LOCATION);
+/// Uses a request for cancellation up, if there is one that can be followed.
+void ProgressTracker::Implementation::followRequest(bool cancellable) {
+    if (cancellable && m_cancelRequested.exchange(false)) cancel();
+}
+
+std::uint64_t ProgressTracker::Implementation::resumesSoFar() {
+    const Requests requests(m_requestMutex);
+    return m_resumes;
 }
 
 /// Blocks until resume, without a time-out. A request for cancellation ends the pause of a progress
-/// that can follow it.
-void ProgressTracker::Implementation::pause(Lock& lock, bool cancellable) {
-    struct Pausing {
-        explicit Pausing(bool& paused) : flag(paused) { flag = true; }
-        ~Pausing() { flag = false; }  // also when the thread is interrupted
-        bool& flag;
-    };
-    const Pausing pausing(m_paused);
-    while (m_paused && !(m_cancelRequested && cancellable))
-        lock.wait(m_resumed);
+/// that can follow it. An interruption point of Boost.Thread.
+void ProgressTracker::Implementation::pause(Lock& lock, std::uint64_t resumesBefore,
+                                            bool cancellable) {
+    lock.without([&] {
+        Requests requests(m_requestMutex);
+        while (m_resumes == resumesBefore && !(m_cancelRequested && cancellable))
+            m_requested.wait(requests);
+    });
 }
 
 ProgressTracker::ProgressTracker() : m_implementation(std::make_unique<Implementation>()) {
@@ -232,6 +280,9 @@ void ProgressTracker::resume() {
 void ProgressTracker::requestCancel() {
     m_implementation->requestCancel();
 }
+void ProgressTracker::clearCancel() {
+    m_implementation->clearCancel();
+}
 std::string ProgressTracker::currentName() const {
     return m_implementation->nameOfLastStarted();
 }
@@ -246,6 +297,13 @@ void ProgressTracker::finish(const Progress* progress) {
 }
 void ProgressTracker::checkCancel(const Progress* progress) {
     m_implementation->checkCancel(progress);
+}
+
+MonitorErrorWatch::MonitorErrorWatch(const ProgressTracker& tracker)
+    : m_tracker(*tracker.m_implementation), m_before(m_tracker.monitorErrors()) {
+}
+bool MonitorErrorWatch::sawNone() const {
+    return m_tracker.monitorErrors() == m_before;
 }
 
 }  // namespace brisko::vexo

@@ -1,7 +1,7 @@
 #include "writers/alg_text.h"
 
 #include "base/or_failure.h"
-#include "base/staged_file.h"
+#include "base/staged_output.h"
 #include "base/text.h"
 
 #include <cmath>

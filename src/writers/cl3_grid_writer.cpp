@@ -59,13 +59,18 @@ public:
     bool failed() const { return m_failed || m_scan.failed() || m_index.failed(); }
     void write(const CL3Record& record, std::uint32_t column, std::uint32_t row);
     void close(const double (&matrix)[16]);
+    DroppedPoints dropped() const {
+        DroppedPoints all = m_dropped;
+        all.replaced += m_band.replaced();
+        return all;
+    }
 
 private:
     void createFiles(const char* path);
     void writeHeaders();
     void writeIndexHeader(std::uint32_t blocks);
     bool takesTiles() const;
-    bool moveToBandOf(std::uint32_t column);
+    void moveToBandOf(std::uint32_t column);
     void finishBand();
     void writeTile(std::uint32_t rowTile);
     std::uint32_t appendBlock(std::uint32_t points);
@@ -90,11 +95,12 @@ private:
     std::vector<std::uint32_t> m_entries;     // tile header and entries of a tile
     std::uint32_t m_blocksOnDisk = 0;
     std::uint32_t m_indexTilesOnDisk = 0;
+    DroppedPoints m_dropped;
 };
 
 bool CL3IJWriterGridCodec::State::open(const char* path, const GridFileHeader* header) {
-    m_columns = header ? static_cast<std::uint32_t>(header->GetAzimuthResolution()) : 0;
-    m_rows = header ? static_cast<std::uint32_t>(header->GetZenithResolution()) : 0;
+    m_columns = header ? gridResolution(header->GetAzimuthResolution()) : 0;
+    m_rows = header ? gridResolution(header->GetZenithResolution()) : 0;
     m_columnTiles = static_cast<std::uint32_t>(divideRoundingUp(m_columns, kTileSize));
     m_rowTiles = static_cast<std::uint32_t>(divideRoundingUp(m_rows, kTileSize));
     const std::uint64_t tiles = std::uint64_t{m_columnTiles} * m_rowTiles;
@@ -116,6 +122,7 @@ void CL3IJWriterGridCodec::State::createFiles(const char* path) {
     const std::string scanPath = path ? path : "";
     const std::string indexPath = companionForWriting(scanPath, ".ij");
     m_alignmentPath = companionForWriting(scanPath, ".alg");
+    m_band = TileBand(scanPath);
     if (!m_scan.create(path)) m_failed = true;
     // A companion of the scan's own name would overwrite it; a scan without a name has none.
     const bool mayHaveIndex = !scanPath.empty() && indexPath != scanPath;
@@ -137,10 +144,19 @@ inline void CL3IJWriterGridCodec::State::write(const CL3Record& record, std::uin
     // As a signed number: columns from 2^31 on count as behind the band.
     auto offset = static_cast<std::int32_t>(column - kTileSize * m_bandIndex);
     if (offset < 0 || offset >= static_cast<std::int32_t>(kTileSize)) [[unlikely]] {
-        if (offset < 0 || !moveToBandOf(column)) return;
+        const bool isBeyond = column / kTileSize >= m_columnTiles;
+        if (offset < 0) {
+            ++(isBeyond ? m_dropped.outsideGrid : m_dropped.bandPassed);
+            return;
+        }
+        moveToBandOf(column);
         offset = static_cast<std::int32_t>(column - kTileSize * m_bandIndex);
     }
-    if (row / kTileSize >= m_rowTiles || m_bandIndex >= m_columnTiles) return;
+    if (row / kTileSize >= m_rowTiles || m_bandIndex >= m_columnTiles) [[unlikely]] {
+        ++m_dropped.outsideGrid;
+        return;
+    }
+    if (!isMeasured(record)) ++m_dropped.wouldReadAsEmpty;
     if (!m_band.put(static_cast<std::uint32_t>(offset), row, record)) m_failed = true;
 }
 
@@ -149,22 +165,22 @@ bool CL3IJWriterGridCodec::State::takesTiles() const {
     return (m_scan.isOpen() || m_index.isOpen()) && !m_scan.failed() && !m_index.failed();
 }
 
-/// Writes out every band before the column's. Returns false when the grid ends first.
-bool CL3IJWriterGridCodec::State::moveToBandOf(std::uint32_t column) {
+/// Writes out every band before the column's, or all where the grid ends first.
+void CL3IJWriterGridCodec::State::moveToBandOf(std::uint32_t column) {
     while (takesTiles() && m_bandIndex < m_columnTiles && column / kTileSize > m_bandIndex)
         finishBand();
     m_bandIndex = std::max(m_bandIndex, std::min(column / kTileSize, m_columnTiles));
-    return m_bandIndex < m_columnTiles;
 }
 
 void CL3IJWriterGridCodec::State::finishBand() {
     for (std::uint32_t rowTile = 0; rowTile < m_rowTiles && takesTiles(); ++rowTile)
         writeTile(rowTile);
+    m_band.finish();
     ++m_bandIndex;
 }
 
 void CL3IJWriterGridCodec::State::writeTile(std::uint32_t rowTile) {
-    Tile* const tile = m_band.tile(rowTile);
+    Tile* const tile = m_band.tile(rowTile, m_failed);
     std::uint32_t points = 0;
     if (tile) {
         std::uint32_t* const entries = m_entries.data() + ij_tile::kHeaderSize / kEntrySize;
@@ -226,6 +242,7 @@ void CL3IJWriterGridCodec::State::close(const double (&matrix)[16]) {
     if (m_scan.isOpen() && !m_scan.close()) m_failed = true;
     if (m_index.isOpen() && !m_index.close()) m_failed = true;
     m_open = false;
+    m_dropped = dropped();
     m_band = TileBand();
 }
 
@@ -268,4 +285,8 @@ void CL3IJWriterGridCodec::WritePoint(double x, double y, double z, float intens
 
 bool CL3IJWriterGridCodec::HasWriteError() const {
     return m_state && m_state->failed();
+}
+
+DroppedPoints CL3IJWriterGridCodec::GetDroppedPoints() const {
+    return m_state ? m_state->dropped() : DroppedPoints{};
 }

@@ -31,6 +31,7 @@ public:
     bool failed() const { return m_failed || m_file.failed(); }
     void write(const CL3Record& record);
     void close();
+    const DroppedPoints& dropped() const { return m_dropped; }
 
 private:
     void endBlock();
@@ -43,6 +44,7 @@ private:
     std::uint32_t m_blockCount = 0;  // begun so far
     std::uint64_t m_blockHeaderPosition = 0;
     bool m_failed = false;
+    DroppedPoints m_dropped;
 };
 
 bool CL3WriterCodec::State::open(const char* path, const GridFileHeader* header) {
@@ -73,6 +75,8 @@ inline void CL3WriterCodec::State::write(const CL3Record& record) {
     std::uint8_t* const out = m_file.reserve(cl3_record::kSize1);
     encodeCL3Position(record, out);
     encodeCL3Colour(record, out);
+    if (!isMeasured(record)) [[unlikely]]
+        ++m_dropped.wouldReadAsEmpty;
     if (++m_pointsInBlock == kBlockPoints) [[unlikely]]
         endBlock();
 }
@@ -143,4 +147,8 @@ void CL3WriterCodec::WritePoint(double x, double y, double z, float intensity, s
 
 bool CL3WriterCodec::HasWriteError() const {
     return m_state && m_state->failed();
+}
+
+DroppedPoints CL3WriterCodec::GetDroppedPoints() const {
+    return m_state ? m_state->dropped() : DroppedPoints{};
 }

@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
 #include <new>
 #include <vector>
 
@@ -18,12 +17,6 @@ using namespace brisko;
 namespace {
 
 constexpr std::uint32_t kBandColumns = 256;
-
-/// A resolution as a CLR header can hold it; anything else counts as 0.
-std::uint32_t storable(std::size_t resolution) {
-    constexpr std::size_t kMost = std::numeric_limits<std::int32_t>::max();
-    return resolution <= kMost ? static_cast<std::uint32_t>(resolution) : 0;
-}
 
 /// Without a scan header of ours the grid covers a quarter of the sphere.
 CLRFileHeader fileHeader(const GridFileHeader* source, std::uint32_t columns, std::uint32_t rows) {
@@ -52,6 +45,7 @@ public:
     void write(double x, double y, double z, float intensity, std::uint32_t column,
                std::uint32_t row);
     void close();
+    const DroppedPoints& dropped() const { return m_dropped; }
 
 private:
     using Column = std::vector<RawRecord>;  // empty until its first point comes
@@ -60,6 +54,7 @@ private:
     void writeBandsBefore(std::uint64_t band);
     void writeColumns(std::uint64_t count);
     void store(const RawRecord& record, std::uint32_t column, std::uint32_t storedRow);
+    static void drop(std::uint64_t& reason) { ++reason; }
 
     bool m_open = false;
     bool m_failed = false;
@@ -69,13 +64,14 @@ private:
     std::uint64_t m_bandIndex = 0;
     std::int64_t m_lastColumn = -1;  // of the last point passed in
     std::array<Column, kBandColumns> m_band;
+    DroppedPoints m_dropped;
 };
 
 void CLRWriterGridCodec::State::open(const char* path, const GridFileHeader* header) {
     m_open = true;
     if (!m_file.create(path)) m_failed = true;
-    m_columns = header ? storable(header->GetAzimuthResolution()) : 0;
-    m_rows = header ? storable(header->GetZenithResolution()) : 0;
+    m_columns = header ? gridResolution(header->GetAzimuthResolution()) : 0;
+    m_rows = header ? gridResolution(header->GetZenithResolution()) : 0;
     writeScanHeader(m_file, fileHeader(header, m_columns, m_rows), clr_header::kSize);
     const std::array<std::uint8_t, clr_block::kHeaderSize> flag{};
     if (m_file.isOpen()) m_file.append(flag);
@@ -84,19 +80,26 @@ void CLRWriterGridCodec::State::open(const char* path, const GridFileHeader* hea
 inline void CLRWriterGridCodec::State::write(double x, double y, double z, float intensity,
                                              std::uint32_t column, std::uint32_t row) {
     if (!m_open) return;
-    m_lastColumn = column;
+    // A point that is dropped moves nothing on: the file must not grow for it.
     // Odd columns are stored from their last row up, as the scanner records them.
     const std::uint32_t storedRow = (column & 1) != 0 ? m_rows - row - 1 : row;
+    if (storedRow >= m_rows) [[unlikely]]
+        return drop(m_dropped.outsideGrid);
+    if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(z) || !std::isfinite(intensity))
+        [[unlikely]] {
+        return drop(m_dropped.notFinite);
+    }
     auto offset =
         static_cast<std::int32_t>(column - kBandColumns * static_cast<std::uint32_t>(m_bandIndex));
     if (offset < 0 || offset >= static_cast<std::int32_t>(kBandColumns)) [[unlikely]] {
-        if (offset < 0 || !moveToBandOf(column)) return;
+        if (offset < 0) return drop(m_dropped.bandPassed);
+        if (!moveToBandOf(column)) return;  // the file failed
         offset = static_cast<std::int32_t>(column % kBandColumns);
     }
-    if (storedRow >= m_rows) return;
-    if (!std::isfinite(x) || !std::isfinite(y) || !std::isfinite(z) || !std::isfinite(intensity)) {
-        return;
-    }
+    m_lastColumn = column;
+    // Deliberate: written all the same, though the header speaks of fewer columns.
+    if (column >= m_columns) [[unlikely]]
+        ++m_dropped.outsideGrid;
     store(
         {toStoredLength(x), toStoredLength(y), toStoredLength(z), 0, toStoredIntensity(intensity)},
         static_cast<std::uint32_t>(offset), storedRow);
@@ -113,7 +116,10 @@ inline void CLRWriterGridCodec::State::store(const RawRecord& record, std::uint3
             return;
         }
     }
-    cells[storedRow] = record;
+    RawRecord& cell = cells[storedRow];
+    if (cell.intensity > 0) ++m_dropped.replaced;
+    if (record.intensity <= 0) ++m_dropped.wouldReadAsEmpty;
+    cell = record;
 }
 
 /// Writes out every band before the column's; columns beyond the grid are written too. Returns false
@@ -151,7 +157,8 @@ void CLRWriterGridCodec::State::close() {
     writeBandsBefore(lastBand);
     const auto columns = std::max<std::int64_t>(m_columns, m_lastColumn + 1);
     const std::int64_t left = columns - static_cast<std::int64_t>(kBandColumns * m_bandIndex);
-    writeColumns(static_cast<std::uint64_t>(std::clamp<std::int64_t>(left, 0, kBandColumns)));
+    const auto count = static_cast<std::size_t>(std::clamp<std::int64_t>(left, 0, kBandColumns));
+    writeColumns(count);
     if (m_file.isOpen() && !m_file.close()) m_failed = true;
     m_open = false;
     m_band = {};
@@ -188,4 +195,8 @@ void CLRWriterGridCodec::WritePoint(double x, double y, double z, float intensit
 
 bool CLRWriterGridCodec::HasWriteError() const {
     return m_state && m_state->failed();
+}
+
+DroppedPoints CLRWriterGridCodec::GetDroppedPoints() const {
+    return m_state ? m_state->dropped() : DroppedPoints{};
 }

@@ -32,6 +32,22 @@ void expectFinding(const Json& scan, const Expected& expected) {
     EXPECT_EQ(found["offset"], number(expected.offset)) << found;
 }
 
+/// What `check` calls damage, no other command takes for a scan.
+void expectRefused(const TempFolder& folder, const std::string& scan) {
+    const std::vector<std::string> before = folder.names();
+    const std::string out = folder / "out";
+    const std::vector<std::string> commands[] = {{"convert", scan, out + ".ply"},
+                                                 {"index", scan},
+                                                 {"panorama", scan, "--output", out + ".png"},
+                                                 {"info", "--count", scan}};
+    for (const std::vector<std::string>& command : commands) {
+        const ToolRun result = run(command);
+        EXPECT_EQ(result.code, 3) << command[0] << result.err;
+        EXPECT_TRUE(contains(result.err, folder.path().string())) << result.err;
+        EXPECT_EQ(folder.names(), before) << command[0];
+    }
+}
+
 TEST(Check, WhatTheToolWritesIsSound) {
     const TempFolder folder;
     const ScanFiles files = writeTiledScan(folder, "a");
@@ -91,6 +107,8 @@ TEST(Check, TellsFileBlockAndByteOfEveryDamage) {
          {"points", "entry", "a.ij", 1, tile1 + 8}},
         {index(patched(good.index, entry, {9})), {"an entry", "entry", "a.ij", 1, entry}},
         {index(swapped), {"place of tile 1", "index", "a.ij", 1, tile1}},
+        {scan(patched(good.scan, 110, {0, 0, 0, 0})), {"no blocks", "index", "a.ij", kNone, 32}},
+        {index(patched(good.index, 44, {0, 0, 1, 0})), {"tile size", "index", "a.ij", kNone, 44}},
         {{good.scan, good.index, {'x'}}, {"alignment", "alignment", "a.alg", kNone, kNone}},
     };
     for (const auto& damaged : cases) {
@@ -99,6 +117,8 @@ TEST(Check, TellsFileBlockAndByteOfEveryDamage) {
         writeFile(folder / "a.ij", damaged.files.index);
         writeFile(folder / "a.alg", damaged.files.alignment);
         expectFinding(check(folder / "a.cl3", 3), damaged.expected);
+        // A point outside the header's angles is a doubt, and no damage of the file.
+        if (damaged.expected.kind != std::string("angle")) expectRefused(folder, folder / "a.cl3");
     }
 }
 
@@ -125,6 +145,10 @@ TEST(Check, RawScansAreReadRecordByRecordAndPieceByPiece) {
         {cutTo(plain, 201), {"no second block", "block", "a.clr", 1, 201}},
         {patched(compressed, column1 + 2, {1}), {"length", "piece", "a.clr", 0, column1}},
         {patched(compressed, 121, {9}), {"short stream", "piece", "a.clr", 0, 121}},
+        {patched(compressed, 121, {0, 0}), {"length 0", "piece", "a.clr", 0, 121}},
+        {patched(compressed, 125, {0xfe}), {"other sizes", "piece", "a.clr", 0, 121}},
+        {patched(plain, 116, {1}), {"too few blocks", "block", "a.clr", kNone, 201}},
+        {patched(compressed, 116, {0}), {"no blocks", "block", "a.clr", kNone, 120}},
         {cutTo(compressed, compressed.size() - 9), {"cut", "piece", "a.clr", 0, kAnywhere}},
     };
     writeFile(folder / "a.clr", plain);
@@ -134,6 +158,7 @@ TEST(Check, RawScansAreReadRecordByRecordAndPieceByPiece) {
     for (const auto& [bytes, expected] : cases) {
         writeFile(folder / "a.clr", bytes);
         expectFinding(check(folder / "a.clr", 3), expected);
+        expectRefused(folder, folder / "a.clr");
     }
 }
 
@@ -179,8 +204,9 @@ TEST(Check, EndsSoonWhateverAHeaderClaims) {
     for (const auto& scan : cases) {
         writeFile(folder / scan.name, scan.bytes);
         EXPECT_EQ(run({"check", folder / scan.name}).code, 3) << scan.name;
-        EXPECT_EQ(run({"repair", folder / scan.name, folder / named("out", scan.name + 1)}).code, 3)
-            << scan.name;
+        const ToolRun repaired =
+            run({"repair", folder / scan.name, folder / named("out", scan.name + 1)});
+        EXPECT_EQ(repaired.code, 3) << repaired.err << scan.name;
     }
     EXPECT_EQ(run({"check", folder / "a.ptx"}).code, 3);
     EXPECT_EQ(run({"check", folder / "none.cl3"}).code, 3);

@@ -128,7 +128,7 @@ TEST(Colour, TakesColoursWhereTheScannerMeasuredWhateverTheAlignment) {
         if (alignment == std::string("gone")) std::filesystem::remove(station.inScan("scan.alg"));
         const bool isApplied = alignment == std::string("applied");
         const ToolRun result = run({"colour", "--json", station.scan(), station.out("c.ptx"),
-                                    isApplied ? "--apply-alignment" : "--verbose"});
+                                    "--overwrite", isApplied ? "--apply-alignment" : "--verbose"});
         ASSERT_EQ(result.code, 0) << result.err;
         std::uint64_t coloured = 0;
         const PtxScan scan = readPtx(station.out("c.ptx"));

@@ -25,6 +25,17 @@ TEST(ConvertFailure, RefusesPointsThatARawScanCannotHold) {
     EXPECT_EQ(folder.names(), std::vector<std::string>{"a.ptx"});
 }
 
+TEST(ConvertFailure, AGridOutOfProportionToItsFileIsRefusedBeforeAnyWork) {
+    const TempFolder folder;
+    writeFile(folder / "a.clr", clrHeader(60'000, 60'000, 1, 0));
+    for (const char* output : {"b.cl3", "b.clr", "b.ptx"}) {
+        const ToolRun result = run({"convert", folder / "a.clr", folder / output});
+        EXPECT_EQ(result.code, 3) << output;
+        EXPECT_TRUE(contains(result.err, "out of proportion")) << result.err;
+    }
+    EXPECT_EQ(folder.names(), std::vector<std::string>{"a.clr"});
+}
+
 TEST(ConvertFailure, AFailureLeavesOldOutputsAndNothingElse) {
     const TempFolder folder;
     writeFile(folder / "a.ptx", madeScan(400, 300, kAngles, false));
@@ -42,7 +53,7 @@ TEST(ConvertFailure, AFailureLeavesOldOutputsAndNothingElse) {
             ToolRun result;
             {
                 const FileSizeLimit full(limit);
-                result = run({"convert", folder / "a.ptx", folder / output});
+                result = run({"convert", "--overwrite", folder / "a.ptx", folder / output});
             }
             EXPECT_EQ(result.code, 4) << output << " within " << limit << ": " << result.err;
             EXPECT_TRUE(contains(result.err, output)) << result.err;

@@ -1,5 +1,6 @@
 #include "apps/made_scan.h"
 #include "apps/ptx_scan.h"
+#include "convert/column_order.h"
 #include "support/scan_bytes.h"
 
 #include <brisko_codec/file_header.h>
@@ -75,6 +76,32 @@ TEST(Convert, RoundTripsRealScans) {
         const TempFolder folder;
         if (entry.path().extension() == ".ptx") expectRoundTrips(entry.path().string(), folder);
     }
+}
+
+TEST(ColumnOrder, HandsOutColumnByColumnWhateverWaitsOnTheDisk) {
+    const TempFolder folder;
+    constexpr std::uint32_t kColumns = 300, kRows = 5000;  // more points than stay in memory
+    std::uint64_t next = 0;
+    std::uint64_t wrong = 0;
+    ColumnOrder order(kColumns, "scan", folder / "out.ptx", [&](std::span<CellPoint> points) {
+        for (const CellPoint& p : points)
+            wrong +=
+                std::uint64_t{p.column % kColumns} * kRows + p.row != next++ % (kColumns * kRows);
+    });
+    for (const std::uint32_t band : {0U, 1U}) {
+        for (std::uint32_t row = 0; row < kRows; ++row) {
+            std::vector<CellPoint> points(kColumns);
+            for (std::uint32_t column = 0; column < kColumns; ++column) {
+                points[column].column = band * kColumns + column;
+                points[column].row = row;
+            }
+            order.add(points);
+        }
+    }
+    order.finish();
+    EXPECT_EQ(next, 2U * kColumns * kRows);
+    EXPECT_EQ(wrong, 0U);
+    EXPECT_TRUE(folder.names().empty());
 }
 
 TEST(Convert, WindowsTakeTilesApartAndBecomeTheGrid) {

@@ -23,7 +23,7 @@ inline Bytes patched(Bytes bytes, std::size_t offset, const Bytes& with) {
 
 inline std::uint32_t wordAt(const Bytes& bytes, std::size_t offset) {
     EXPECT_LE(offset + 4, bytes.size());
-    return tool::u32(bytes.data() + offset);
+    return loadU32(bytes.data() + offset);
 }
 
 /// A point and its cell, in a form that can be compared and sorted.

@@ -3,6 +3,7 @@
 #include "index/worker_message.h"
 #include "support/file_size_limit.h"
 
+#include <brisko_codec/conversions.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,6 +11,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <functional>
 #include <thread>
 
 namespace brisko::tool {
@@ -84,34 +86,80 @@ TEST(Index, ALoneScanIsIndexedByItsAnglesAndAnIndexedOneAnew) {
     EXPECT_EQ(told[0]["grid"], (Json{{"columns", 300}, {"rows", 270}}));
 }
 
+std::string statesOf(const Json& inputs) {
+    std::string text;
+    for (const Json& input : inputs)
+        text += input["state"].get<std::string>().substr(0, 1);
+    return text;
+}
+
 TEST(Index, PassesOverWhatIsDoneOrBelongsToAnother) {
     const TempFolder folder;
     simulate(folder, "a", {"--flags", "0,0"});
-    simulate(folder, "s", {"--series", "3"});
+    simulate(folder, "s", {"--series", "3", "--alignment"});
     const std::string a = folder / "a.clr", s = folder / "s_000.clr";
-    const auto states = [](const Json& inputs) {
-        std::string text;
-        for (const Json& input : inputs)
-            text += input["state"].get<std::string>().substr(0, 1);
-        return text;
-    };
-    EXPECT_EQ(states(index({folder / "s_001.clr", a, s, a, folder / "s_002.clr"}, 0)), "siis");
-    EXPECT_EQ(pointsIn(folder / "s_000_index.cl3"), pointsIn(folder / "sm.clr"));
+    const std::string otherName = folder.path().string() + "/./a.clr";
+    EXPECT_EQ(statesOf(index({folder / "s_001.clr", a, s, a, otherName, folder / "s_002.clr"}, 0)),
+              "siis");
     const Bytes before = readFile(folder / "a_index.cl3");
-    // All that lies there now: copies, merged scans, plain ones, and indexed ones.
-    EXPECT_EQ(states(index({a, a + ".Converted.clr", folder / "a.cl3", folder / "a_index.cl3", s,
-                            folder / "s.clr", folder / "sm.clr"},
-                           0)),
-              "sssssss");
-    EXPECT_EQ(states(index({"--force", folder / "a.cl3", a}, 0)), "si");
+    EXPECT_EQ(statesOf(index({a, folder / "a_index.cl3", s}, 0)), "sss");
+    writeFile(folder / "a.cl3", readFile(folder / "a_index.cl3"));
+    EXPECT_EQ(statesOf(index({"--force", folder / "a.cl3", a}, 0)), "si");
     EXPECT_EQ(readFile(folder / "a_index.cl3"), before);
-    // An older or damaged output is made anew.
-    fs::last_write_time(a, fs::file_time_type::clock::now() + std::chrono::hours(1));
-    EXPECT_EQ(states(index({a}, 0)), "i");
-    fs::last_write_time(a, fs::file_time_type::clock::now() - std::chrono::hours(1));
-    writeFile(folder / "a_index.cl3", cutTo(before, 5000));
-    EXPECT_EQ(states(index({a}, 0)), "i");
-    EXPECT_EQ(readFile(folder / "a_index.cl3"), before);
+    // The library merges a series file by file; the points are the same.
+    const Bytes series = readFile(folder / "s_000_index.cl3");
+    ASSERT_TRUE(ConvertClrToCl3Indexed(s));
+    EXPECT_EQ(pointsIn(folder / "s_000_index.cl3"), pointsIn(folder / "sm.clr"));
+    EXPECT_EQ(readFile(folder / "s_000_index.cl3"), series);
+}
+
+TEST(Index, MakesAnewWhatIsNoLongerThatOfItsInput) {
+    const TempFolder folder;
+    simulate(folder, "a");
+    simulate(folder, "b", {"--alignment", "--seed", "2"});
+    const std::string a = folder / "a.clr", output = folder / "a_index.cl3";
+    const Bytes raw = readFile(a), other = readFile(folder / "b.clr");
+    const auto wait = [] { std::this_thread::sleep_for(std::chrono::milliseconds(20)); };
+    const auto old = fs::file_time_type::clock::now() - std::chrono::hours(1);
+    const std::function<void()> changes[] = {
+        [&] { fs::last_write_time(a, fs::file_time_type::clock::now() + std::chrono::hours(1)); },
+        [&] { writeFile(output, cutTo(readFile(output), 5000)); },
+        [&] { fs::copy(folder / "b.alg", folder / "a.alg"); },
+        [&] { fs::remove(folder / "a.alg"); },
+        [&] {
+            writeFile(a, other);
+            fs::last_write_time(a, old);
+        },
+    };
+    index({a}, 0);
+    for (const auto& change : changes) {
+        wait();
+        change();
+        EXPECT_EQ(statesOf(index({a}, 0)), "i") << &change - changes;
+        fs::last_write_time(a, old);
+        wait();
+        EXPECT_EQ(statesOf(index({"--force", a}, 0)), "i");
+        EXPECT_EQ(statesOf(index({a}, 0)), "s") << &change - changes;
+    }
+    EXPECT_EQ(pointsIn(output), pointsIn(folder / "b.clr"));
+}
+
+TEST(Index, TouchesNothingButItsOwnOutput) {
+    const TempFolder folder;
+    simulate(folder, "s");
+    simulate(folder, "y", {"--series", "2"});
+    simulate(folder, "o", {"--model", "RXL1000"});
+    convert(folder / "s.clr", folder / "o_index.cl3");
+    for (const char* name : {"s.cl3", "s.ij", "y.clr", "ym.clr", "s.clr.Converted.clr"})
+        writeFile(folder / name, Bytes{1, 2, 3});
+    index({folder / "s.clr", folder / "y_000.clr"}, 0);
+    for (const char* name : {"s.cl3", "s.ij", "y.clr", "ym.clr", "s.clr.Converted.clr"})
+        EXPECT_EQ(readFile(folder / name), (Bytes{1, 2, 3})) << name;
+    // The output's name is taken by another scan.
+    const Bytes before = readFile(folder / "o_index.cl3");
+    EXPECT_TRUE(contains(index({folder / "o.clr"}, 4)[0]["reason"], "--overwrite"));
+    EXPECT_EQ(readFile(folder / "o_index.cl3"), before);
+    EXPECT_EQ(statesOf(index({"--overwrite", folder / "o.clr"}, 0)), "i");
 }
 
 TEST(Index, NeverReportsSuccessThatTheFilesDoNotShow) {
@@ -166,14 +214,14 @@ TEST(Index, JobsRunSideBySideAndOneThatFailsStopsNoOther) {
 }
 
 TEST(Index, WorkersTellNoMoreThanTheyMean) {
-    WorkerMessage message{0.25, "Pcp Indexing1", IndexOutcome{}};
+    WorkerMessage message{0.25, "reading", IndexOutcome{}};
     message.outcome->text = "a\nb";
     message.outcome->code = ExitCode::NotWritten;
     const std::string line = encodeMessage(message);
     EXPECT_EQ(line.find('\n'), line.size() - 1);
     const auto back = decodeMessage(line);
     ASSERT_TRUE(back && back->outcome);
-    EXPECT_EQ(back->stage, "Pcp Indexing1");
+    EXPECT_EQ(back->stage, "reading");
     EXPECT_EQ(back->outcome->text, "a\nb");
     EXPECT_EQ(back->outcome->code, ExitCode::NotWritten);
     EXPECT_FALSE(decodeMessage("{\"share\":"));

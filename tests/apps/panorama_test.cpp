@@ -74,7 +74,10 @@ TEST(Panorama, IsUprightAndAsSeenFromTheScanner) {
             writeFile(folder / "a.ptx", smallScan(clockwise, falling));
             for (const std::string& scan :
                  {folder / "a.ptx", convert(folder / "a.ptx", folder / "a.cl3")}) {
-                ASSERT_EQ(run({"panorama", scan, "-o", folder / "r.png", "--size", "6x4"}).code, 0);
+                ASSERT_EQ(
+                    run({"panorama", scan, "-o", folder / "r.png", "--size", "6x4", "--overwrite"})
+                        .code,
+                    0);
                 const Image range = readPng(folder / "r.png");
                 ASSERT_EQ(range.width, 6u);
                 ASSERT_EQ(range.height, 4u);
@@ -86,13 +89,13 @@ TEST(Panorama, IsUprightAndAsSeenFromTheScanner) {
                 // 5 m is half way from 1 m to 25 m on a logarithmic scale.
                 EXPECT_NEAR(range.at(3, 0)[0], 139.5, 1);
                 EXPECT_NEAR(range.at(5, 3)[0], 139.5, 1);
-                run({"panorama", scan, "-o", folder / "c.png", "--mode", "colour", "--size",
-                     "3x2"});
+                run({"panorama", scan, "-o", folder / "c.png", "--overwrite", "--mode", "colour",
+                     "--size", "3x2"});
                 const Image colour = readPng(folder / "c.png");
                 EXPECT_EQ(colour.at(1, 0), (Pixel{100, 0, 0}));
                 EXPECT_EQ(colour.at(2, 1), (Pixel{200, 0, 200}));
-                run({"panorama", scan, "-o", folder / "i.png", "--mode", "intensity", "--width",
-                     "3"});
+                run({"panorama", scan, "-o", folder / "i.png", "--overwrite", "--mode", "intensity",
+                     "--width", "3"});
                 const Image intensity = readPng(folder / "i.png");
                 EXPECT_EQ(intensity.at(0, 0), (Pixel{24, 24, 24}));
                 EXPECT_EQ(intensity.at(2, intensity.height - 1), (Pixel{255, 255, 255}));
@@ -106,7 +109,7 @@ TEST(Panorama, IsAsHighAsItsAnglesSay) {
     writeFile(folder / "a.ptx", madeScan(60, 90, {30, -1, 40, -0.5}, false));
     convert(folder / "a.ptx", folder / "a.clr");
     for (const char* scan : {"a.ptx", "a.clr"}) {
-        run({"panorama", folder / scan, "-o", folder / "a.png", "--width", "200"});
+        run({"panorama", folder / scan, "-o", folder / "a.png", "--overwrite", "--width", "200"});
         const Image image = readPng(folder / "a.png");
         EXPECT_EQ(image.width, 200u);
         EXPECT_NEAR(image.height, 150, 2);

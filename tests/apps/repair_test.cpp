@@ -14,7 +14,7 @@ using Json = nlohmann::json;
 Json repair(const std::string& input, const std::string& output,
             const std::string& option = "--most=20") {
     const Bytes before = readFile(input);
-    const ToolRun result = run({"repair", "--json", input, output, option});
+    const ToolRun result = run({"repair", "--json", "--overwrite", input, output, option});
     EXPECT_EQ(result.code, 0) << result.err;
     EXPECT_EQ(readFile(input), before);
     EXPECT_EQ(run({"check", output}).code, 0) << run({"check", output}).out;

@@ -164,7 +164,7 @@ TEST(SimulatedCLR, SeriesIsRefusedWhereAnOlderOneWouldContinueIt) {
     writeFile(folder / "scan_002.clr", "of an older series");
     EXPECT_EQ(simulateInto(folder, {"--series", "2"}).code, 4);
     EXPECT_EQ(folder.names(), std::vector<std::string>{"scan_002.clr"});
-    simulateInto(folder, {"--series", "3"});
+    EXPECT_EQ(simulateInto(folder, {"--series", "3", "--overwrite"}).code, 0);
     EXPECT_EQ(folder.names().size(), 3u);
 }
 
@@ -182,7 +182,7 @@ TEST(SimulatedCL3, HoldsEveryPointWithItsColourAndEveryCell) {
     EXPECT_EQ(header.GetZenithResolution(), kGrid.rows);
     EXPECT_EQ(header.GetStartAzimuthAngle(), 360);
 
-    simulateInto(folder, {"--format", "cl3-indexed", "--scene", "room"});
+    simulateInto(folder, {"--format", "cl3-indexed", "--scene", "room", "--overwrite"});
     expectSame(readCells<CL3GridCodec>(path), truth("room", {}), 0);
     EXPECT_EQ(folder.names(), (std::vector<std::string>{"scan.alg", "scan.cl3", "scan.ij"}));
 }

@@ -1,5 +1,7 @@
 #include "common/staged_scan.h"
+#include "apps/tool_run.h"
 #include "common/failure.h"
+#include "support/conversion_fixture.h"
 #include "support/temp_folder.h"
 
 #include <brisko_codec/alignment.h>
@@ -17,50 +19,6 @@ constexpr double kShifted[16] = {1, 0, 0, 5, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}
 
 void writeAlignment(const std::string& path, const double (&matrix)[16]) {
     ASSERT_TRUE(writeAlignmentFile(path.c_str(), matrix, {}));
-}
-
-TEST(StagedScan, AppearsWithItsCompanionsAtCommitAndReplacesOlderOnes) {
-    const TempFolder folder;
-    for (const char* name : {"a.cl3", "a.ij"})
-        writeFile(folder / name, "old");
-    StagedScan staged(folder / "a.cl3");
-    writeFile(staged.path(), "scan");
-    writeFile(staged.companion(".ij"), "index");
-    writeAlignment(staged.companion(".alg"), kShifted);
-    EXPECT_EQ(readText(folder / "a.cl3"), "old");
-    staged.commit();
-    EXPECT_EQ(folder.names(), (Names{"a.alg", "a.cl3", "a.ij"}));
-    EXPECT_EQ(readText(folder / "a.cl3"), "scan");
-    EXPECT_EQ(readText(folder / "a.ij"), "index");
-}
-
-TEST(StagedScan, LeavesNothingAndChangesNothingWithoutCommit) {
-    const TempFolder folder;
-    for (const char* name : {"a.cl3", "a.ij", "a.alg"})
-        writeFile(folder / name, "old");
-    {
-        StagedScan staged(folder / "a.cl3");
-        for (const char* extension : {".ij", ".alg"})
-            writeFile(staged.companion(extension), "new");
-    }
-    EXPECT_EQ(folder.names(), (Names{"a.alg", "a.cl3", "a.ij"}));
-    EXPECT_EQ(readText(folder / "a.ij"), "old");
-}
-
-TEST(StagedScan, RemovesOlderCompanionsOfTheScanThatItReplaces) {
-    const struct {
-        const char* output;
-        Names left;
-    } cases[] = {
-        {"a.cl3", {"a.cl3"}}, {"a.clr", {"a.clr", "a.ij"}}, {"a.ply", {"a.alg", "a.ij", "a.ply"}}};
-    for (const auto& scan : cases) {
-        const TempFolder folder;
-        for (const char* name : {"a.ij", "a.alg"})
-            writeFile(folder / name, "old");
-        StagedScan staged(folder / scan.output);
-        staged.commit();
-        EXPECT_EQ(folder.names(), scan.left) << scan.output;
-    }
 }
 
 TEST(StagedScan, SharesAnAlignmentWithANeighbourOnlyWhenItIsTheSame) {
@@ -85,26 +43,6 @@ TEST(StagedScan, SharesAnAlignmentWithANeighbourOnlyWhenItIsTheSame) {
     EXPECT_EQ(readText(folder / "a.alg"), alignment);
 }
 
-TEST(StagedScan, FollowsALinkAndKeepsIt) {
-    const TempFolder folder;
-    std::filesystem::create_directory(folder / "far");
-    writeFile(folder / "far/real.ply", "old");
-    std::filesystem::create_symlink("far/real.ply", folder / "a.ply");
-    StagedScan staged(folder / "a.ply");
-    writeFile(staged.path(), "new");
-    staged.commit();
-    EXPECT_TRUE(std::filesystem::is_symlink(folder / "a.ply"));
-    EXPECT_EQ(readText(folder / "far/real.ply"), "new");
-}
-
-TEST(StagedScan, TakesTheLongestNameThatTheFileSystemAllows) {
-    const TempFolder folder;
-    const std::string name = std::string(251, 'n') + ".cl3";
-    StagedScan staged(folder / name);
-    staged.commit();
-    EXPECT_EQ(folder.names(), Names{name});
-}
-
 TEST(StagedScan, RefusesWhatItCouldNotPutInPlace) {
     const TempFolder folder;
     std::filesystem::create_directory(folder / "a.cl3");
@@ -118,6 +56,49 @@ TEST(StagedScan, RefusesWhatItCouldNotPutInPlace) {
         }
     }
     EXPECT_EQ(folder.names(), (Names{"a.cl3", "b.CL3"}));
+}
+
+TEST(StagedScan, AnOutputIsNewWhenNeitherItNorACompanionOfItsOwnIsThere) {
+    const struct {
+        const char* there;
+        const char* output;
+        bool isNew;
+    } cases[] = {{"a.cl3", "a.cl3", false}, {"a.ij", "a.cl3", false}, {"a.alg", "a.clr", false},
+                 {"a.ij", "a.clr", true},   {"a.alg", "a.ply", true}, {"a.clr", "a.cl3", true}};
+    for (const auto& c : cases) {
+        const TempFolder folder;
+        writeFile(folder / c.there, "old");
+        if (c.isNew) {
+            EXPECT_NO_THROW(requireNew(folder / c.output, false)) << c.output;
+            continue;
+        }
+        EXPECT_THROW(requireNew(folder / c.output, false), Failure) << c.output;
+        EXPECT_NO_THROW(requireNew(folder / c.output, true)) << c.output;
+    }
+}
+
+TEST(StagedScan, EveryCommandReplacesAnOutputOnlyWhenToldTo) {
+    const TempFolder folder;
+    simulate(folder, {"--format", "cl3-indexed", "--columns", "6", "--rows", "5"});
+    const std::string scan = folder / "scan.cl3";
+    const std::vector<std::string> commands[] = {
+        {"convert", scan, folder / "b.cl3"},
+        {"convert", scan, folder / "b.ply"},
+        {"repair", scan, folder / "c.cl3"},
+        {"panorama", scan, "-o", folder / "d.png"},
+        {"simulate", folder.path().string(), "--name", "e", "--series", "2", "--columns", "6"},
+    };
+    for (std::vector<std::string> command : commands) {
+        const ToolRun first = run(command);
+        ASSERT_EQ(first.code, 0) << first.err;
+        const auto before = contentsOf(folder);
+        const ToolRun again = run(command);
+        EXPECT_EQ(again.code, 4) << command.front();
+        EXPECT_TRUE(contains(again.err, "--overwrite")) << again.err;
+        EXPECT_EQ(contentsOf(folder), before);
+        command.push_back("--overwrite");
+        EXPECT_EQ(run(command).code, 0) << command.front();
+    }
 }
 
 }  // namespace

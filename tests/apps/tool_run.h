@@ -36,7 +36,7 @@ inline ToolRun run(const std::vector<std::string>& arguments) {
 /// Runs `convert`, which must succeed. Returns the output's path.
 inline std::string convert(const std::string& input, const std::string& output,
                            std::vector<std::string> more = {}) {
-    more.insert(more.begin(), {"convert", input, output});
+    more.insert(more.begin(), {"convert", input, output, "--overwrite"});
     const ToolRun result = run(more);
     EXPECT_EQ(result.code, 0) << input << " to " << output << ": " << result.err;
     return output;

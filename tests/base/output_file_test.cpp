@@ -1,6 +1,8 @@
 #include "base/output_file.h"
 #include "base/file.h"
 #include "base/output_limit.h"
+#include "layouts/ij_index.h"
+#include "layouts/output_bounds.h"
 
 #include "support/file_size_limit.h"
 #include "support/temp_folder.h"
@@ -22,6 +24,10 @@ TEST(OutputLimit, IsAShareOfTheInputAndWhatTheDiskHas) {
     EXPECT_FALSE(isOutputReasonable(kGiB + 1, 0, path));
     EXPECT_FALSE(isOutputReasonable(kGiB + 64 * 1000 + 1, 1000, path));
     EXPECT_FALSE(isOutputReasonable(freeSpaceBeside(path) + kGiB, ~std::uint64_t{0}, path));
+    // One point on 65 x 64 tiles: its new index is as large as the one it is made from.
+    const OutputBounds bounds{65 * 256, 64 * 256, 1, true};
+    EXPECT_TRUE(mayBeWritten(bounds, 65 * 64 * ijTileBytes(kTileSize), path));
+    EXPECT_FALSE(mayBeWritten(bounds, 200, path));
 }
 
 Bytes counting(std::size_t size) {

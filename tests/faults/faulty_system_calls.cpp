@@ -23,7 +23,6 @@ int __real_close(int descriptor);
 int __real_fstat(int descriptor, struct stat* status);
 ssize_t __real_pread(int descriptor, void* out, std::size_t size, off_t offset);
 ssize_t __real_pwrite(int descriptor, const void* bytes, std::size_t size, off_t offset);
-int __real_rename(const char* from, const char* to);
 int __real_unlink(const char* path);
 }
 
@@ -151,6 +150,9 @@ using namespace brisko::test;
 int open(const char* path, int flags, mode_t mode) noexcept {
     return fails(kOpens) ? -1 : __real_open(path, flags, mode);
 }
+int openat(int folder, const char* name, int flags, mode_t mode) noexcept {
+    return fails(kOpens) ? -1 : ::openat(folder, name, flags, mode);
+}
 int close(int descriptor) noexcept {
     // A close that fails has closed all the same.
     const int closed = __real_close(descriptor);
@@ -161,6 +163,9 @@ int fstat(int descriptor, struct stat* status) noexcept {
 }
 int stat(const char* path, struct stat* status) noexcept {
     return fails(kOther) ? -1 : ::stat(path, status);
+}
+int fstatat(int folder, const char* name, struct stat* status) noexcept {
+    return fails(kOther) ? -1 : ::fstatat(folder, name, status, AT_SYMLINK_NOFOLLOW);
 }
 int statvfs(const char* path, struct statvfs* status) noexcept {
     return fails(kOther) ? -1 : ::statvfs(path, status);
@@ -192,13 +197,31 @@ int syncRange(int, off_t, off_t) noexcept {
 DIR* opendir(const char* path) noexcept {
     return fails(kOpens) ? nullptr : ::opendir(path);
 }
-int rename(const char* from, const char* to) noexcept {
-    return fails(kNames) ? -1 : __real_rename(from, to);
-}
 int unlink(const char* path) noexcept {
     if (!fails(kNames)) return __real_unlink(path);
     state.keptAFile = true;
     return -1;
+}
+int unlinkat(int folder, const char* name, int flags) noexcept {
+    if (!fails(kNames)) return ::unlinkat(folder, name, flags);
+    struct stat status {};
+    if (::fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0) state.keptAFile = true;
+    return -1;
+}
+int mkdirat(int folder, const char* name, mode_t mode) noexcept {
+    return fails(kNames) ? -1 : ::mkdirat(folder, name, mode);
+}
+int renameat(int fromFolder, const char* from, int toFolder, const char* to) noexcept {
+    if (!fails(kNames)) return ::renameat(fromFolder, from, toFolder, to);
+    // What was done before cannot be taken back either.
+    if (state.forever) state.keptAFile = true;
+    return -1;
+}
+int linkat(int fromFolder, const char* from, int toFolder, const char* to) noexcept {
+    return fails(kNames) ? -1 : ::linkat(fromFolder, from, toFolder, to, 0);
+}
+int getentropy(void* out, std::size_t size) noexcept {
+    return fails(kOther) ? -1 : ::getentropy(out, size);
 }
 std::FILE* fdopen(int descriptor, const char* mode) noexcept {
     return fails(kOther) ? nullptr : ::fdopen(descriptor, mode);
@@ -242,9 +265,6 @@ ssize_t __wrap_pwrite(int descriptor, const void* bytes, std::size_t size, off_t
 }
 int __wrap_fsync(int descriptor) {
     return brisko::system_calls::fsync(descriptor);
-}
-int __wrap_rename(const char* from, const char* to) {
-    return brisko::system_calls::rename(from, to);
 }
 int __wrap_unlink(const char* path) {
     return brisko::system_calls::unlink(path);

@@ -1,5 +1,6 @@
 #include "faults/jobs.h"
 
+#include "base/staged_output.h"
 #include "faults/faults.h"
 #include "pcplib/processes/merge_clr.h"
 #include "pcplib/processes/sort_clr.h"
@@ -8,12 +9,15 @@
 #ifdef BRISKO_FAULTS_IN_TOOL
 #include "common/failure.h"
 #include "convert/conversion.h"
+#include "faults/readers.h"
+#include "repair/salvage.h"
+#include "simulate/simulation.h"
+#include "tool.h"
 #endif
 
 #include <gtest/gtest.h>
 
 #include <unistd.h>
-#include <cctype>
 #include <cstdlib>
 #include <ostream>
 
@@ -80,7 +84,13 @@ bool mergeWithItself(Arguments& arguments) {
 /// Internal calls pass on a lack of memory; the test is their host.
 template <bool (*run)(Arguments&)>
 bool guarded(Arguments& arguments) {
-    return orNoMemory(run, arguments);
+    try {
+        return run(arguments);
+    } catch (const HostOutOfMemory&) {
+        throw;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 std::vector<Job> libraryJobs() {
@@ -103,17 +113,66 @@ std::vector<Job> libraryJobs() {
 
 #ifdef BRISKO_FAULTS_IN_TOOL
 
-bool convertWithTool(Arguments& arguments) {
+/// What the tool's commands do, without their command line.
+template <class Work>
+bool withTool(const Work& work) {
     try {
-        tool::ConvertOptions options;
-        options.input = arguments.input;
-        options.output = arguments.output;
-        options.progress = tool::ProgressStyle::None;
-        tool::convertScan(options);
+        work();
         return true;
     } catch (const tool::Failure&) {
         return false;
     }
+}
+
+template <class Options>
+Options optionsFor(const Arguments& arguments) {
+    Options options;
+    options.input = arguments.input;
+    options.output = arguments.output;
+    options.overwrite = true;
+    options.progress = tool::ProgressStyle::None;
+    return options;
+}
+
+bool convertWithTool(Arguments& arguments) {
+    return withTool([&] { convertScan(optionsFor<tool::ConvertOptions>(arguments)); });
+}
+
+bool colourWithTool(Arguments& arguments) {
+    return withTool([&] {
+        auto options = optionsFor<tool::ConvertOptions>(arguments);
+        options.input = readersFolder() + "/grid.cl3";
+        convertScan(options, tool::openColouredScan(options.input));
+    });
+}
+
+template <tool::Salvage (*repair)(const tool::RepairOptions&)>
+bool repairWithTool(Arguments& arguments) {
+    return withTool([&] { repair(optionsFor<tool::RepairOptions>(arguments)); });
+}
+
+bool simulateWithTool(Arguments& arguments) {
+    return withTool([&] {
+        tool::ScanPlan plan;
+        plan.folder = std::filesystem::path(arguments.output).parent_path().string();
+        plan.name = "b";
+        plan.scene = "room";
+        plan.model = "RVX2000";
+        plan.series = 2;
+        plan.alignment = plan.overwrite = true;
+        plan.grid = {6, 5, 0, 90, 60, 100};
+        simulate(plan, tool::ProgressStyle::None);
+    });
+}
+
+bool drawWithTool(Arguments& arguments) {
+    const char* const line[] = {
+        "brisko", "panorama", arguments.input.c_str(), "-o",         arguments.output.c_str(),
+        "--size", "8x8",      "--overwrite",           "--progress", "none"};
+    return tool::runTool(static_cast<int>(std::size(line)), line) == 0;
+}
+
+void nothing(const TempFolder&) {
 }
 
 void ptxScan(const TempFolder& folder) {
@@ -124,9 +183,18 @@ void ptxScan(const TempFolder& folder) {
 }
 
 std::vector<Job> toolJobs() {
+    // A photo that cannot be read gives no colour, which is a result as well.
+    const std::vector<Fault> kInput = {Fault::Allocation, Fault::InputOutput, Fault::TooMany,
+                                       Fault::NotAllowed};
     return {
         {"PtxImport", ptxScan, guarded<convertWithTool>, "a.ptx", "a.cl3"},
         {"PtxExport", indexedScan, guarded<convertWithTool>, "a.cl3", "b.ptx"},
+        {"ToClr", indexedScan, guarded<convertWithTool>, "a.cl3", "b.clr"},
+        {"Colour", nothing, guarded<colourWithTool>, "", "b.cl3", "", kInput},
+        {"RepairCl3", indexedScan, guarded<repairWithTool<tool::repairCL3>>, "a.cl3", "b.cl3"},
+        {"RepairClr", rawScans({}), guarded<repairWithTool<tool::repairCLR>>, "a.clr", "b.clr"},
+        {"Simulate", nothing, guarded<simulateWithTool>, "", "b.clr"},
+        {"Panorama", indexedScan, drawWithTool, "a.cl3", "b.png", "", {Fault::Allocation}, true},
     };
 }
 
@@ -152,20 +220,23 @@ const Contents& completeContents(const Job& job) {
     return contents;
 }
 
-/// "a.clr.PROCESS-NUMBER.tmp" of the library, ".brisko-NUMBER.cl3" of the tool; their companions.
-bool isTemporaryName(const std::string& name) {
-    const std::size_t dash = name.rfind('-');
-    const bool hasNumber = dash < name.size() - 1 && std::isdigit(name[dash + 1]);
-    return hasNumber && (name.starts_with(".brisko-") || std::isdigit(name[dash - 1]));
-}
-
 bool isIn(const Contents& files, const Contents::value_type& file) {
     const auto same = files.find(file.first);
     return same != files.end() && same->second == file.second;
 }
 
+bool isScan(const std::string& name) {
+    return name.ends_with(".cl3") || name.ends_with(".clr");
+}
+
 bool isIndex(const std::string& name) {
     return name.ends_with(".ij");
+}
+
+/// An older file; an alignment is one that readers take.
+std::string olderText(const std::string& name) {
+    if (!name.ends_with(".alg")) return "an older " + name;
+    return "CL3_ALG_0.1\n0 -1 0 7\n1 0 0 8\n0 0 1 9\n0 0 0 1\n2200\n1\n1\n";
 }
 
 /// In memory where the system offers that: thousands of scans are written.
@@ -210,29 +281,55 @@ Scene::Scene(const Job& job, Outputs outputs) : m_job(job), m_complete(completeC
     m_inputs = contentsOf(folder);
     if (outputs == Outputs::Old) {
         for (const auto& [name, bytes] : m_complete) {
-            if (!m_inputs.contains(name)) writeFile(folder / name, "an older " + name);
+            if (!m_inputs.contains(name)) writeFile(folder / name, olderText(name));
         }
     }
     m_before = contentsOf(folder);
 }
 
-Contents Scene::contents(bool withTemporaries) const {
-    Contents found = contentsOf(folder);
-    if (!withTemporaries) {
-        std::erase_if(found, [](const auto& file) { return isTemporaryName(file.first); });
+Contents Scene::contents(bool mayBeStopped) const {
+    Contents found;
+    for (const std::string& name : folder.names()) {
+        if (!name.starts_with(".brisko-")) {
+            found[name] = readFile(folder / name);
+        } else {
+            EXPECT_TRUE(mayBeStopped) << name;
+        }
     }
     return found;
 }
 
-void Scene::expectWholeOrNothing(bool mayKeepTemporaries) const {
-    const Contents found = contents(!mayKeepTemporaries);
+/// Neither an index nor an alignment ever stands beside a scan that it does not describe, unless the
+/// alignment is a mark that no reader takes for one.
+void Scene::expectOwnCompanions(const std::string& scan, const Contents& found,
+                                bool mayBeStopped) const {
+    const auto content = found.find(scan);
+    if (content == found.end()) return;
+    const bool isComplete = isIn(m_complete, *content);
+    const std::string stem = scan.substr(0, scan.size() - 4);
+    const auto index = found.find(stem + ".ij");
+    if (index != found.end()) {
+        EXPECT_EQ(isIn(m_complete, *index), isComplete) << index->first;
+    }
+    const std::string name = stem + ".alg";
+    double matrix[16];
+    const bool isMarked =
+        found.contains(name) && !readAlignmentFile((folder / name).c_str(), matrix);
+    EXPECT_EQ(isMarked, found.contains(name) && isReplacementMark(folder / name)) << name;
+    EXPECT_TRUE(!isMarked || mayBeStopped) << name;
+    if (isMarked || !m_complete.contains(name) || m_inputs.contains(name)) return;
+    const Contents& whole = isComplete ? m_complete : m_before;
+    EXPECT_EQ(found.contains(name), whole.contains(name)) << name;
+    EXPECT_TRUE(!found.contains(name) || isIn(whole, *found.find(name))) << name;
+}
+
+void Scene::expectWholeOrNothing(bool mayBeStopped) const {
+    const Respite respite;
+    const Contents found = contents(mayBeStopped);
     for (const auto& file : found) {
-        EXPECT_TRUE(isIn(m_before, file) || isIn(m_complete, file)) << file.first;
-        if (!isIndex(file.first)) continue;
-        // An index never stands beside a scan that it does not describe.
-        const std::string scan = file.first.substr(0, file.first.size() - 3) + ".cl3";
-        ASSERT_TRUE(found.contains(scan)) << file.first;
-        EXPECT_EQ(isIn(m_complete, file), isIn(m_complete, *found.find(scan))) << file.first;
+        const bool mayBeMark = mayBeStopped && file.first.ends_with(".alg");
+        EXPECT_TRUE(isIn(m_before, file) || isIn(m_complete, file) || mayBeMark) << file.first;
+        if (isScan(file.first)) expectOwnCompanions(file.first, found, mayBeStopped);
     }
     for (const auto& file : m_before) {
         EXPECT_TRUE(found.contains(file.first) || isIndex(file.first)) << file.first;
@@ -241,9 +338,9 @@ void Scene::expectWholeOrNothing(bool mayKeepTemporaries) const {
     EXPECT_EQ(monitor.starts, monitor.finishes);
 }
 
-void Scene::expectDone(bool mayKeepTemporaries) const {
-    expectWholeOrNothing(mayKeepTemporaries);
-    const Contents found = contents(!mayKeepTemporaries);
+void Scene::expectDone(bool mayBeStopped) const {
+    expectWholeOrNothing(mayBeStopped);
+    const Contents found = contents(mayBeStopped);
     for (const auto& file : m_complete)
         EXPECT_TRUE(isIn(found, file) || file.first == m_job.optional) << file.first;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "faults/faults.h"
 #include "support/conversion_fixture.h"
 
 #include <functional>
@@ -25,10 +26,13 @@ struct Job {
     const char* input;
     const char* output = "";    // where the call takes one
     const char* optional = "";  // an output without which the job is done, too
+    // What it is not tried with: faults that may change its result, or take too long to go through.
+    std::vector<Fault> exempt = {};
+    bool needsProcess = false;  // a whole command, which is alone in its process
 };
 std::ostream& operator<<(std::ostream& out, const Job& job);
 
-/// The conversions by every route, the processes under them, ALG files, and the tool's PTX files.
+/// The conversions by every route, the processes under them, ALG files, and what the tool writes.
 const std::vector<Job>& jobs();
 
 /// A scan of 300 points with its index.
@@ -44,18 +48,27 @@ public:
 
     bool run() { return m_job.run(arguments); }
 
-    /// Inputs are as they were; every output is the old one, absent, or complete; nothing else is
-    /// there but, where it may be, unfinished files under temporary names.
-    void expectWholeOrNothing(bool mayKeepTemporaries = false) const;
+    /// Inputs are as they were; every output is the old one, absent, or complete, and no scan stands
+    /// beside companions of another one.
+    ///   mayBeStopped  private folders may be left, and an alignment that marks a scan which is
+    ///                 being replaced
+    void expectWholeOrNothing(bool mayBeStopped = false) const;
     /// The same, with every output complete.
-    void expectDone(bool mayKeepTemporaries = false) const;
+    void expectDone(bool mayBeStopped = false) const;
+
+    /// Does not allocate: a lack of memory in a monitor is the host's own exception.
+    struct Monitor : CountingMonitor {
+        void onStart(const std::string&) override { ++starts; }
+    };
 
     TempFolder folder;
-    CountingMonitor monitor;
+    Monitor monitor;
     Arguments arguments;
 
 private:
-    Contents contents(bool withTemporaries) const;
+    Contents contents(bool mayBeStopped) const;
+    void expectOwnCompanions(const std::string& scan, const Contents& found,
+                             bool mayBeStopped) const;
 
     const Job& m_job;
     const Contents& m_complete;  // what a run that nothing disturbs leaves

@@ -69,12 +69,30 @@ TEST(Permissions, AFolderThatTakesNoFilesStaysAsItIs) {
     const test::SilentOutput silent;
     for (const Job& job : test::jobs()) {
         Scene scene(job);
+        for (const std::string& name : scene.folder.names())
+            EXPECT_EQ(chmod((scene.folder / name).c_str(), 0444), 0);
         {
             const ReadOnly folder(scene.folder.path().string());
             const OrdinaryUser user;
             EXPECT_FALSE(scene.run()) << job;
         }
         scene.expectWholeOrNothing();
+    }
+}
+
+TEST(Permissions, AnAlignmentIsRewrittenInAFolderThatTakesNoFiles) {
+    const test::TempFolder folder;
+    const std::string path = folder / "scan.alg";
+    const double turned[16] = {0, -1, 0, 5, 1, 0, 0, 6, 0, 0, 1, 7, 0, 0, 0, 1};
+    ASSERT_TRUE(writeAlignmentFile(path.c_str(), turned, {}));
+    const test::Bytes whole = test::readFile(path);
+    for (const char* older : {"short", "long"}) {
+        test::writeFile(path, std::string(*older == 's' ? 10 : 10'000, 'x'));
+        ASSERT_EQ(chmod(path.c_str(), 0666), 0);
+        const ReadOnly readOnly(folder.path().string());
+        const OrdinaryUser user;
+        EXPECT_TRUE(writeAlignmentFile(path.c_str(), turned, {}));
+        EXPECT_EQ(test::readFile(path), whole) << older;
     }
 }
 

@@ -21,6 +21,7 @@ constexpr int kRounds = 4;
 TEST(SideBySide, TwoThreadsAtOneJobGiveOneWholeResult) {
     const test::SilentOutput silent;
     for (const Job& job : test::jobs()) {
+        if (job.needsProcess) continue;
         SCOPED_TRACE(job.name);
         for (int round = 0; round < kRounds; ++round) {
             Scene scene(job);

@@ -24,10 +24,6 @@ for line in lines:
     _, kind, symbol = line.split(None, 2)
     symbol = re.sub(r"^(vtable|VTT|typeinfo name|typeinfo|construction vtable|non-virtual thunk|"
                     r"virtual thunk|guard variable) (for|to) ", "", symbol)
-    # Templates of the standard library, and what Boost marks as visible everywhere (exceptions have
-    # to be), come out wherever they are used.
-    if kind in "WVu" and re.search(r"\b(std|boost)::", symbol.split("(")[0]):
-        continue
     own = re.match(r"(?:brisko::(?:vexo::)?)?(\w+)", symbol)
     if own and own.group(1) in names:
         exported.add(own.group(1))

@@ -1,6 +1,7 @@
 #include "pcplib/files/pcp_file_mapping.h"
 
 #include "pcplib/files/pcp_file.h"
+#include "support/scan_bytes.h"
 #include "support/temp_folder.h"
 
 #include <gtest/gtest.h>
@@ -173,6 +174,27 @@ TEST(PcpFileMapping, AWindowAtTheEndGrowsWithWhatIsWrittenIntoIt) {
     bytes.resize(50);
     bytes.insert(bytes.end(), {'a', 'b', 'c'});
     EXPECT_EQ(readFile(folder / "data"), bytes);
+}
+
+TEST(PcpFileMapping, AnIndexIsSeenATileAtATime) {
+    const struct {
+        std::uint32_t tileSize;
+        std::uint64_t fileSize;
+        std::uint32_t viewSize;
+    } cases[] = {{256, 300'000, 2'000'000},
+                 {1100, 10'000'000, 4'840'000},
+                 {4096, 20'000'000, 16'000'000},
+                 {0xFFFFFFFF, 100, 2'000'000}};
+    for (const auto& c : cases) {
+        const TempFolder folder;
+        writeFile(folder / "scan.ij", ijHeader(1, 1, c.tileSize));
+        std::filesystem::resize_file(folder / "scan.ij", c.fileSize);
+        PcpFile file;
+        ASSERT_TRUE(file.OpenMappedIndex(folder / "scan.ij"));
+        EXPECT_EQ(file.GetViewSize(), c.viewSize) << c.tileSize;
+        EXPECT_TRUE(file.GetRecord(c.fileSize - 48 - 1, 0));
+        EXPECT_FALSE(file.GetRecord(c.fileSize - 48, 0));
+    }
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ Tree::Box cube(double minimum, double maximum) {
 
 std::vector<int> find(const Tree& tree, const Tree::Point& point) {
     std::vector<int> items;
-    tree.find(point, [&items](const Tree::Entry& entry) { items.push_back(entry.second); });
+    tree.find(point, GenericItemFinder(std::back_inserter(items)));
     return items;
 }
 

@@ -46,6 +46,12 @@ TEST(StationFiles, NamesMatchInTwoSpellingsAndInOrder) {
 TEST(StationFiles, AFolderThatIsNotThereHasNoFiles) {
     EXPECT_TRUE(findStationFiles("/no/such/folder").photos.empty());
     EXPECT_EQ(folderOf("/a/b/../c/./scan.cl3"), "/a/c");
+    const test::TempFolder folder;  // ".." leads to the parent of the folder behind the link
+    const std::filesystem::path root = std::filesystem::canonical(folder.path());
+    std::filesystem::create_directories(root / "far/below");
+    std::filesystem::create_symlink(root / "far/below", root / "near");
+    EXPECT_EQ(folderOf((root / "near/../scan.cl3").string()), (root / "far").string());
+    EXPECT_EQ(folderOf((root / "near/scan.cl3").string()), (root / "near").string());
     EXPECT_EQ(folderOf("scan.cl3"), std::filesystem::current_path().string());
 }
 

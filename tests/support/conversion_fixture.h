@@ -38,6 +38,9 @@ PointsByCell pointsByCell(const std::string& path) {
 /// Names and bytes of all files of a folder.
 std::map<std::string, Bytes> contentsOf(const TempFolder& folder);
 
+/// What a monitor throws when its own memory runs out.
+struct HostOutOfMemory : std::bad_alloc {};
+
 /// A monitor that counts, and answers or throws at its n-th update, or pauses at each.
 class CountingMonitor : public vexo::ProgressMonitor {
 public:
@@ -51,7 +54,7 @@ public:
         ++updates;
         last = percentage;
         mayStop = mayStop && pausable && cancellable;
-        if (updates == throwAt) throw 42;
+        if (updates == throwAt) throw HostOutOfMemory();
         if (updates == cancelAt) return vexo::ProgressRequest::Cancel;
         return pauses ? vexo::ProgressRequest::Pause : vexo::ProgressRequest::Continue;
     }

@@ -108,6 +108,7 @@ TEST(ProgressTracker, AMonitorThatCallsBackGetsAnError) {
         const std::function<void()> calls[] = {
             [&] { tracker.resume(); },
             [&] { tracker.requestCancel(); },
+            [&] { tracker.clearCancel(); },
             [&] { tracker.addMonitor(&other); },
             [&] { tracker.removeMonitor(&other); },
             [&] { static_cast<void>(tracker.currentName()); },
@@ -131,7 +132,7 @@ TEST(ProgressTracker, AMonitorThatCallsBackGetsAnError) {
         DefiniteProgress progress(&tracker, "work", 1);
         progress.setStepIndex(1);
     }
-    EXPECT_EQ(errors, 3 * 6);
+    EXPECT_EQ(errors, 3 * 7);
     EXPECT_EQ(host.events, (Events{"start work", "work 100", "finish"}));
 }
 
@@ -236,6 +237,29 @@ TEST(ProgressTracker, ARequestedCancellationNeedsNoPerCentAndIsUsedUp) {
     tracker.requestCancel();
     EXPECT_THROW(progress.setStepIndex(1'000'000'000), CancelProgressRequest);
     EXPECT_NO_THROW(progress.checkCancel());
+    tracker.requestCancel();  // withdrawn before anything looks
+    tracker.clearCancel();
+    EXPECT_NO_THROW(progress.checkCancel());
+    const DefiniteProgress inner(&tracker, "inner", 1);  // an outer one may look, too
+    progress.setCancellable(false);
+    tracker.requestCancel();
+    EXPECT_NO_THROW(progress.setStepIndex(5));
+    progress.setCancellable(true);
+    EXPECT_THROW(progress.setStepIndex(6), CancelProgressRequest);
+}
+
+TEST(ProgressTracker, AMonitorMayWaitForTheThreadThatResumesOrCancels) {
+    for (const char* const end : {"1 done", "0 cancelled"}) {
+        RecordedTracker host;
+        const bool cancels = end[0] == '0';
+        host.answer = [&](float) {
+            std::thread([&] {
+                cancels ? host.tracker.requestCancel() : host.tracker.resume();
+            }).join();
+            return ProgressRequest::Pause;  // a resume before this answer ends the pause
+        };
+        EXPECT_EQ(work(host.tracker, 1), end);
+    }
 }
 
 TEST(ProgressTracker, AnyThreadMayAskWhileWorkGoesOn) {

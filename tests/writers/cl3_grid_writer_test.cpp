@@ -110,12 +110,14 @@ TEST(CL3GridWriter, KeepsTheCellsInsideTheGridAndItsPadding) {
         {"a far column ends the scan", 300, 1, {{5, 0}, {100'000, 0}, {6, 0}}, {{5, 0}}},
         {"columns from 2^31 on are behind", 300, 1, {{0x80000000, 0}, {1, 0}}, {{1, 0}}},
         {"a grid without cells", 0, 0, {{0, 0}, {1, 1}}, {}},
+        {"a grid of less than no columns", static_cast<std::size_t>(-1), 5, {{0, 0}}, {}},
         {"bands without points", 1100, 1, {{1050, 0}}, {{1050, 0}}},
     };
     for (const auto& c : cases) {
         const auto points = written(c.columns, c.rows, [&](CL3IJWriterGridCodec& writer) {
             for (const auto& [column, row] : c.in)
                 write(writer, column, row);
+            EXPECT_EQ(getDroppedPoints(writer).total(), c.in.size() - c.out.size()) << c.what;
         });
         Cells cells;
         for (const TestPoint& p : points)
@@ -131,10 +133,36 @@ TEST(CL3GridWriter, LaterPointsReplaceEarlierOnes) {
         write(writer, 0, 1, 13);
         writer.WritePoint(0, 0, 0, 0, 9, 9, 9, 255, 0, 1);  // counts as empty
         writer.WritePoint(NAN, 0, 0, 0, 0, 0, 0, 255, 1, 0);
+        EXPECT_EQ(getDroppedPoints(writer).replaced, 2U);
+        EXPECT_EQ(getDroppedPoints(writer).wouldReadAsEmpty, 1U);
     });
     ASSERT_EQ(points.size(), 2U);
     EXPECT_EQ(points[0].x, 12);
     EXPECT_TRUE(std::isnan(points[1].x));
+}
+
+TEST(CL3GridWriter, TallGridsWaitOnTheDiskInWhateverOrderTheirPointsCome) {
+    constexpr std::uint32_t kRows = 60 * 256, kColumns = 100;  // over a quarter million wait
+    const auto value = [](std::uint32_t column, std::uint32_t row) {
+        return 1.0 + column * kRows + row;
+    };
+    for (const bool byColumns : {true, false}) {
+        const auto points = written(300, kRows, [&](CL3IJWriterGridCodec& writer) {
+            write(writer, 7, kRows - 2, -1);  // replaced below
+            for (std::uint32_t i = 0; i < kColumns * kRows; ++i) {
+                const std::uint32_t column = byColumns ? i / kRows : i % kColumns;
+                const std::uint32_t row = byColumns ? i % kRows : i / kColumns;
+                write(writer, column, row, value(column, row));
+            }
+            write(writer, 5, kRows - 1, -2);
+            write(writer, 299, kRows - 1, -3);
+        });
+        ASSERT_EQ(points.size(), std::size_t{kColumns} * kRows + 1);
+        std::size_t wrong = 0;
+        for (const TestPoint& p : points)
+            wrong += p.x != value(p.column, p.row);
+        EXPECT_EQ(wrong, 2U);  // the two that came last
+    }
 }
 
 TEST(CL3GridWriter, TheBoxTakesInDroppedPointsAndNaNsAsTheyCome) {
@@ -171,7 +199,7 @@ TEST(CL3GridWriter, SurvivesMisuse) {
     CL3IJWriterGridCodec writer;
     write(writer, 0, 0);
     EXPECT_FALSE(writer.Close());
-    Grid huge(0xFFFFFFFF, 0xFFFFFFFF);
+    Grid huge(0x7FFFFFFF, 0x7FFFFFFF);
     EXPECT_FALSE(writer.Open((folder / "huge.cl3").c_str(), &huge));
     const std::filesystem::path before = std::filesystem::current_path();
     std::filesystem::current_path(folder.path());

@@ -124,6 +124,8 @@ TEST(CL3Writer, SurvivesMisuse) {
     CL3WriterCodec copy(writer);
     copy.WritePoint(5, 6, 7, 8, 0, 0, 0, 255);
     writer.WritePoint(9, 10, 11, 12, 0, 0, 0, 255);
+    copy.WritePoint(0, 0, 0, 0, 1, 2, 3, 255);  // no reader takes it for a point
+    EXPECT_EQ(getDroppedPoints(writer).total(), 1U);
     EXPECT_TRUE(copy.Close());
     EXPECT_FALSE(writer.Close());
     writer.WritePoint(1, 1, 1, 1, 0, 0, 0, 255);

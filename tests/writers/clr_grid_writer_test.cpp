@@ -59,7 +59,8 @@ TEST(CLRWriter, TheFileHoldsTheGridAndColumnsBeyondIt) {
         {"behind the band", 600, 2, {{300, 0}, {5, 0}}, 600, 1},
         {"below the grid", 10, 2, {{0, 2}, {1, 2}, {1, 0xFFFFFFFF}}, 10, 0},
         {"no columns", 0, 2, {}, 0, 0},
-        {"behind a band that a lost point closed", 600, 2, {{300, 9}, {5, 0}}, 600, 0},
+        {"a lost point closes no band and adds no column", 600, 2, {{5, 0}, {900, 9}}, 600, 1},
+        {"columns behind that of the last point", 260, 2, {{300, 0}, {270, 0}}, 271, 0},
         {"no rows", 5, 0, {{1, 0}, {4'000'000'000, 0}}, 5, 0},
         {"a header that says less than nothing", -1, -1, {{0, 0}}, 1, 0},
     };
@@ -75,6 +76,7 @@ TEST(CLRWriter, TheFileHoldsTheGridAndColumnsBeyondIt) {
         const std::size_t rows = static_cast<std::size_t>(std::max(c.rows, 0));
         EXPECT_EQ(readFile(path).size(), 121 + 20 * c.columnsOnDisk * rows) << c.what;
         EXPECT_EQ(readScan<CLRGridCodec>(path).size(), c.pointsRead) << c.what;
+        EXPECT_EQ(getDroppedPoints(writer).total(), c.points.size() - c.pointsRead) << c.what;
     }
 }
 
@@ -91,6 +93,7 @@ TEST(CLRWriter, LeavesCellsEmptyForWhatARecordCannotHold) {
     writer.WritePoint(1, 1, 1, NAN, 0, 0, 0, 255, 0, 2);
     write(writer, 0, 3, 1e9);  // saturates
     writer.Close();
+    EXPECT_EQ(getDroppedPoints(writer).notFinite, 3U);
     const auto points = readScan<CLRGridCodec>(path);
     ASSERT_EQ(points.size(), 2U);
     EXPECT_EQ(points[0].x, 5);

@@ -1,6 +1,10 @@
+#include "base/checked.h"
+#include "check/scan_check.h"
+#include "check/tile_check.h"
 #include "commands.h"
 #include "common/json_number.h"
 #include "common/json_text.h"
+#include "scan/cl3_record.h"
 #include "scan/scan_input.h"
 #include "scan/scan_layout.h"
 
@@ -24,7 +28,7 @@ struct Line {
     bool json = false;
 };
 
-void open(CL3CellReader& reader, const Line& line) {
+IndexLayout open(CL3CellReader& reader, const Line& line) {
     if (scanKind(line.scan) != ScanKind::CL3) {
         throw Failure(ExitCode::Usage,
                       line.scan +
@@ -53,6 +57,7 @@ void open(CL3CellReader& reader, const Line& line) {
                                            " and rows 0 to " +
                                            std::to_string(std::int64_t{reader.rows()} - 1));
     }
+    return *layout.index;
 }
 
 /// The shortest text that reads back to the same number.
@@ -95,9 +100,21 @@ void printJson(const Line& line, bool isPoint, const CellPoint& p) {
     printDocument(document);
 }
 
+/// The entries of the cell's tile number its points one by one, or any of them may be another's.
+void requireSoundTile(const Line& line, const IndexLayout& index) {
+    ScanCheck check(1);
+    check.path = line.scan;
+    TileCheck tiles(check, index.path);
+    const std::uint64_t tilesDown = divideRoundingUp(index.rows, index.tileSize);
+    tiles.startAt(line.column / index.tileSize * tilesDown + line.row / index.tileSize);
+    tiles.next();
+    if (check.findings.empty()) return;
+    throw Failure(ExitCode::Damaged, findingText(check.findings.kept().front()) + kRepairHint);
+}
+
 ExitCode run(const Line& line) {
     CL3CellReader reader;
-    open(reader, line);
+    requireSoundTile(line, open(reader, line));
     CellPoint point;
     const CellState state = reader.readCell(line.column, line.row, point);
     if (state == CellState::Damaged) {
@@ -107,6 +124,9 @@ ExitCode run(const Line& line) {
                                              "hold");
     }
     const bool isPoint = state == CellState::Point;
+    if (isPoint && !isFinite(point)) {
+        failDamaged(line.scan, line.scan + ": the point is not finite in all its numbers");
+    }
     if (line.json) {
         printJson(line, isPoint, point);
     } else {

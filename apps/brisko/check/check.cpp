@@ -29,6 +29,22 @@ ScanCheck checkScan(const std::string& path, std::size_t most, ProgressStyle sty
     return check;
 }
 
+void failDamaged(const std::string& path, const std::string& otherwise) {
+    ScanCheck check(1);
+    check.path = path;
+    check.kind = scanKind(path);
+    if (check.kind == ScanKind::CL3) {
+        checkCL3Scan(check, ProgressStyle::None);
+    } else {
+        checkCLRScan(check, ProgressStyle::None);
+    }
+    for (const Finding& finding : check.findings.kept()) {
+        if (finding.kind == kAngleFinding) continue;  // a doubt about points, no damage of the file
+        throw Failure(ExitCode::Damaged, findingText(finding) + kRepairHint);
+    }
+    throw Failure(ExitCode::Damaged, otherwise + kRepairHint);
+}
+
 namespace {
 
 constexpr const char* kSchema = "brisko.check/1";

@@ -23,7 +23,7 @@ public:
         if (std::filesystem::exists(indexPath, ignored)) {
             m_tiles = std::make_unique<TileCheck>(m_check, indexPath);
         }
-        beginBlocks(cl3::kHeader, m_tiles ? m_tiles->size() : 0);
+        beginBlocks(cl3_header::kSize, m_tiles ? m_tiles->size() : 0);
         walkBlocks();
         while (m_tiles && m_tiles->next()) {
             if (m_whole) m_tiles->compareWithoutBlock();
@@ -34,10 +34,10 @@ public:
 
 private:
     bool checkHeader() {
-        if (!hasWholeHeader(cl3::kHeader)) return false;
+        if (!hasWholeHeader(cl3_header::kSize)) return false;
         const unsigned format = m_header.GetPointFormat();
         if (format >= std::size(cl3::kRecordSizes)) {
-            addUnknownFormat(cl3::kHeader - 1, "CL3 (0 or 1)");
+            addUnknownFormat(cl3_header::kSize - 1, "CL3 (0 or 1)");
             return false;
         }
         m_recordSize = cl3::kRecordSizes[format];
@@ -55,19 +55,19 @@ private:
 
     void checkBlock(std::uint64_t block) {
         const std::uint64_t begin = m_stream.offset();
-        const std::uint8_t* const header = m_stream.take(cl3::kBlockHeader);
+        const std::uint8_t* const header = m_stream.take(cl3_block::kHeaderSize);
         if (!header) {
             m_whole = false;
             addMissingBlock(block, begin);
             return;
         }
-        const std::uint32_t announced = u32(header);
+        const std::uint32_t announced = loadU32(header);
         const std::uint64_t there =
             std::min<std::uint64_t>(announced, m_stream.left() / m_recordSize);
         if (there < announced) {
             m_whole = false;
             add("block", block, begin,
-                "it announces " + countOf(announced, "record") + ", the file ends behind " +
+                "it announces " + countOf(announced, "record") + ", the file ends after " +
                     std::to_string(there));
         }
         if (m_tiles && m_tiles->next()) m_tiles->compareWithBlock(announced);
@@ -90,14 +90,12 @@ private:
     /// A plain writer leaves one empty block header behind a last block that is full.
     void checkEnd() {
         if (m_tiles) m_tiles->compareCount(m_header.GetBlockCount());
+        const std::uint64_t left = m_stream.left();
         const std::uint8_t* const rest =
-            m_stream.peek(std::min(m_stream.left(), cl3::kBlockHeader));
-        const bool isEmptyHeader = m_stream.left() == cl3::kBlockHeader &&
-                                   std::all_of(rest, rest + cl3::kBlockHeader,
-                                               [](std::uint8_t byte) { return byte == 0; });
-        if (m_stream.left() == 0 || isEmptyHeader) return;
+            m_stream.peek(std::min(left, std::uint64_t{cl3_block::kHeaderSize}));
+        if (left == 0 || cl3::isEmptyBlockHeader(rest, left)) return;
         add("block", {}, m_stream.offset(),
-            countOf(m_stream.left(), "byte") + " behind the last of " +
+            countOf(m_stream.left(), "byte") + " after the last of " +
                 countOf(m_header.GetBlockCount(), "announced block"));
     }
 

@@ -1,4 +1,5 @@
 #include "check/native_scan_check.h"
+#include "layouts/clr_record.h"
 #include "scan/clr_cells.h"
 #include "scan/native_layout.h"
 
@@ -15,7 +16,7 @@ public:
 
     void run() {
         if (!checkHeader()) return;
-        beginBlocks(clr::kHeader, 0);
+        beginBlocks(clr_header::kSize, 0);
         const bool compressed = clr::isCompressed(m_header, m_stream.size());
         const std::uint32_t blocks = m_header.GetBlockCount();
         bool more = true;
@@ -23,16 +24,13 @@ public:
             more = checkFlag(block) && (compressed ? checkLines(block) : checkRecords(block));
             m_check.blocks += more;
         }
-        if (more && m_stream.left() > 0) {
-            m_check.notes.push_back(countOf(m_stream.left(), "byte") + " behind the last of " +
-                                    countOf(blocks, "announced block"));
-        }
+        if (more) checkEnd(compressed);
         finish();
     }
 
 private:
     bool checkHeader() {
-        if (!hasWholeHeader(clr::kHeader)) return false;
+        if (!hasWholeHeader(clr_header::kSize)) return false;
         if (m_header.GetPointFormat() > 3) {
             addUnknownFormat(112, "CLR (0 to 3)");
             return false;
@@ -46,8 +44,19 @@ private:
         return true;
     }
 
+    void checkEnd(bool compressed) {
+        const std::uint64_t left = m_stream.left();
+        const std::string text = countOf(left, "byte") + " after the last of " +
+                                 countOf(m_header.GetBlockCount(), "announced block");
+        if (clr::isLeftOver(m_header, compressed, left)) {
+            add("block", {}, m_stream.offset(), text);
+        } else if (left > 0) {
+            m_check.notes.push_back(text);
+        }
+    }
+
     bool checkFlag(std::uint64_t block) {
-        if (m_stream.take(clr::kBlockFlag)) return true;
+        if (m_stream.take(clr_block::kHeaderSize)) return true;
         addMissingBlock(block, m_stream.offset());
         return false;
     }
@@ -56,15 +65,15 @@ private:
         const std::uint64_t begin = m_stream.offset();
         const std::uint64_t announced =
             std::uint64_t{m_header.GetAzimuthResolution()} * m_header.GetZenithResolution();
-        const std::uint64_t there = std::min(announced, m_stream.left() / clr::kRecord);
+        const std::uint64_t there = std::min(announced, m_stream.left() / clr_record::kSize);
         if (there < announced) {
-            add("block", block, begin - clr::kBlockFlag,
-                "the grid has " + countOf(announced, "cell") + ", the file ends behind " +
+            add("block", block, begin - clr_block::kHeaderSize,
+                "the grid has " + countOf(announced, "cell") + ", the file ends after " +
                     std::to_string(there));
         }
         for (std::uint64_t i = 0; i < there; ++i) {
             const std::uint64_t offset = m_stream.offset();
-            checkRecord(decodeCLRRecord(m_stream.take(clr::kRecord)), block, i, offset);
+            checkRecord(decodeRawRecord(m_stream.take(clr_record::kSize)), block, i, offset);
         }
         m_check.records += there;
         return there == announced;
@@ -73,8 +82,8 @@ private:
     bool checkLines(std::uint64_t block) {
         const std::uint64_t rows = m_header.GetZenithResolution();
         for (std::uint64_t column = 0; column < m_header.GetAzimuthResolution(); ++column) {
-            for (std::uint64_t row = 0; row < rows; row += clr::kPiecePoints) {
-                readPiece(m_stream, std::min(rows - row, clr::kPiecePoints), m_piece);
+            for (std::uint64_t row = 0; row < rows; row += kPiecePoints) {
+                readPiece(m_stream, std::min(rows - row, kPiecePoints), m_piece);
                 if (!checkPiece(block, column, column * rows + row)) return false;
             }
         }

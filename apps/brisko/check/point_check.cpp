@@ -3,6 +3,7 @@
 #include "common/input_file.h"
 #include "common/message.h"
 #include "scan/cl3_record.h"
+#include "scan/header_file.h"
 
 #include <brisko_codec/alignment.h>
 
@@ -13,7 +14,6 @@ namespace brisko::tool {
 namespace {
 
 constexpr const char* kCoordinate = "coordinate";
-constexpr const char* kAngle = "angle";
 constexpr std::uint64_t kShare = 10;  // one in ten
 
 std::string positionText(const CellPoint& p) {
@@ -46,25 +46,20 @@ void PointCheck::add(const CellPoint& point, std::uint64_t block, std::uint64_t 
         note(kCoordinate, point, block, number, offset, "is not finite in all its numbers");
     } else if (m_range && !m_range->contains(point.x, point.y, point.z)) {
         ++m_outside;
-        note(kAngle, point, block, number, offset, "lies outside the header's angles");
+        note(kAngleFinding, point, block, number, offset, "lies outside the header's angles");
     }
 }
 
 void PointCheck::finish() {
     if (m_outside == 0 || m_outside < m_check.points / kShare) return;
-    m_check.findings.drop(kAngle);
+    m_check.findings.drop(kAngleFinding);
     m_check.notes.push_back(countOf(m_outside, "point") + " of " + std::to_string(m_check.points) +
                             " outside the header's angles: they count in another way than degrees, "
                             "counter-clockwise from +x and down from +z");
 }
 
 void checkHeaderAngles(ScanCheck& check, const CLFileHeader& header) {
-    for (const float angle : {header.GetStartAzimuthAngle(), header.GetStopAzimuthAngle(),
-                              header.GetStartZenithAngle(), header.GetStopZenithAngle()}) {
-        if (std::isfinite(angle)) continue;
-        check.findings.add({"header", check.path, {}, 0, "an angle of the header is not a number"});
-        return;
-    }
+    if (!hasFiniteAngles(header)) check.findings.add({"header", check.path, {}, 0, kBadAngle});
 }
 
 void checkAlignmentFile(ScanCheck& check) {

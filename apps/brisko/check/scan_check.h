@@ -36,6 +36,10 @@ struct ScanCheck {
 ScanCheck checkScan(const std::string& path, std::size_t most, ProgressStyle style,
                     const ProgressTask& task = "check");
 
+/// Reads a damaged native scan again and throws Failure(Damaged) with the first damage that shows, or
+/// with `otherwise` where none does.
+[[noreturn]] void failDamaged(const std::string& path, const std::string& otherwise);
+
 // One of each, in files of their own.
 void checkCL3Scan(ScanCheck& check, ProgressStyle style);
 void checkCLRScan(ScanCheck& check, ProgressStyle style);

@@ -17,54 +17,59 @@ void TileCheck::add(const char* kind, std::optional<std::uint64_t> tile, std::ui
 }
 
 bool TileCheck::checkHeader() {
-    const std::uint8_t* const header = m_stream.take(ij::kHeader);
+    const std::uint8_t* const header = m_stream.take(ij_header::kSize);
     if (!header) {
         add("index", {}, m_stream.size(), "the file ends inside its header");
         return false;
     }
-    m_tiles = u32(header + 32);
-    const std::uint32_t columns = u32(header + 36);
-    const std::uint32_t rows = u32(header + 40);
-    m_tileSize = u32(header + 44);
+    m_tiles = loadU32(header + 32);
+    const std::uint32_t columns = loadU32(header + 36);
+    const std::uint32_t rows = loadU32(header + 40);
+    m_tileSize = loadU32(header + 44);
     const std::uint64_t bytesOfTile = ij::tileBytes(m_tileSize);
     if (bytesOfTile == 0) {
         add("index", {}, 44, "tile size " + std::to_string(m_tileSize));
         return false;
     }
-    m_tilesDown = ij::tilesAlong(rows, m_tileSize);
-    const std::uint64_t tiles = ij::tilesAlong(columns, m_tileSize) * m_tilesDown;
+    m_tilesDown = divideRoundingUp(rows, m_tileSize);
+    const std::uint64_t tiles = divideRoundingUp(columns, m_tileSize) * m_tilesDown;
     if (tiles != m_tiles) {
         add("index", {}, 32,
             "it announces " + countOf(m_tiles, "tile") + ", a grid of " + std::to_string(columns) +
                 " x " + std::to_string(rows) + " has " + std::to_string(tiles));
         return false;
     }
-    if (m_stream.size() > ij::kHeader + tiles * bytesOfTile) {
-        add("index", {}, ij::kHeader + tiles * bytesOfTile,
-            countOf(m_stream.size() - ij::kHeader - tiles * bytesOfTile, "byte") +
+    if (m_stream.size() > ij_header::kSize + tiles * bytesOfTile) {
+        add("index", {}, ij_header::kSize + tiles * bytesOfTile,
+            countOf(m_stream.size() - ij_header::kSize - tiles * bytesOfTile, "byte") +
                 " behind its last tile");
     }
     return true;
 }
 
+void TileCheck::startAt(std::uint64_t tile) {
+    m_next = tile;
+    m_stream.seek(ij_header::kSize + tile * ij::tileBytes(m_tileSize));
+}
+
 bool TileCheck::next() {
     if (!m_walks || m_next == m_tiles) return false;
     m_begin = m_stream.offset();
-    const std::uint8_t* const header = m_stream.peek(ij::kTileHeader);
+    const std::uint8_t* const header = m_stream.peek(ij_tile::kHeaderSize);
     if (!header || m_stream.left() < ij::tileBytes(m_tileSize)) {
         add("index", m_next, m_begin,
             "the file ends inside its tile; the index has " + countOf(m_tiles, "tile"));
         m_walks = false;
         return false;
     }
-    if (u32(header) != m_next / m_tilesDown || u32(header + 4) != m_next % m_tilesDown) {
+    if (loadU32(header) != m_next / m_tilesDown || loadU32(header + 4) != m_next % m_tilesDown) {
         add("index", m_next, m_begin,
-            "its tile claims the place " + std::to_string(u32(header)) + ", " +
-                std::to_string(u32(header + 4)) + ", it stands at " +
+            "its tile claims the place " + std::to_string(loadU32(header)) + ", " +
+                std::to_string(loadU32(header + 4)) + ", it stands at " +
                 std::to_string(m_next / m_tilesDown) + ", " + std::to_string(m_next % m_tilesDown));
     }
-    const std::uint32_t announced = u32(header + 8);
-    m_stream.take(ij::kTileHeader);
+    const std::uint32_t announced = loadU32(header + 8);
+    m_stream.take(ij_tile::kHeaderSize);
     checkEntries(announced);
     ++m_next;
     return true;
@@ -75,13 +80,13 @@ bool TileCheck::next() {
 void TileCheck::checkEntries(std::uint32_t announced) {
     m_entries = 0;
     bool inOrder = true;
-    std::uint64_t left = ij::tileBytes(m_tileSize) - ij::kTileHeader;
+    std::uint64_t left = ij::tileBytes(m_tileSize) - ij_tile::kHeaderSize;
     while (left > 0) {
         const std::uint64_t some = std::min<std::uint64_t>(left, ByteStream::kMost / 2);
         const std::uint64_t begin = m_stream.offset();
         const std::uint8_t* const bytes = m_stream.take(some);
-        for (std::uint64_t at = 0; at < some; at += ij::kEntry) {
-            const std::uint32_t entry = u32(bytes + at);
+        for (std::uint64_t at = 0; at < some; at += kEntrySize) {
+            const std::uint32_t entry = loadU32(bytes + at);
             if (entry == 0) continue;
             ++m_entries;
             if (entry == m_entries || !inOrder) continue;

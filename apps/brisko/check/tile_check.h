@@ -21,6 +21,8 @@ public:
     /// Goes on to the next tile and checks it in itself. False behind the last one, or when what
     /// follows cannot be walked.
     bool next();
+    /// Makes a tile the next one.
+    void startAt(std::uint64_t tile);
     /// The tile against the record count of its block.
     void compareWithBlock(std::uint32_t records);
     /// The tile has no block.

@@ -38,7 +38,7 @@ void requireFormats(const ConvertOptions& options) {
                                            ": .clr has no place for colours; name the output "
                                            ".cl3, .ptx or .ply");
     }
-    requireTwoFiles(options);
+    requireOutput(options);
 }
 
 /// Throws where colouring would give black points only, or none.

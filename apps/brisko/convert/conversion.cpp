@@ -2,10 +2,12 @@
 
 #include "common/failure.h"
 #include "common/message.h"
+#include "common/output_size.h"
 #include "common/staged_scan.h"
 #include "convert/column_order.h"
 #include "convert/grid_window.h"
 #include "convert/header_angles.h"
+#include "layouts/clr_record.h"
 
 #include <brisko_codec/codec.h>
 
@@ -118,6 +120,7 @@ public:
     }
 
     ConvertResult run() {
+        requireSize();
         StagedScan staged(m_options.output);
         const OutputTarget target = makeTarget(staged.path());
         staged.requireAlignment(target.matrix);
@@ -136,6 +139,25 @@ private:
     const ScanFacts& facts() const { return m_input->facts(); }
     bool isWindow() const { return !m_options.columns.empty() || !m_options.rows.empty(); }
     bool estimatesAngles() const { return facts().kind == ScanKind::PTX && isNative(m_format); }
+
+    /// A header of a few bytes can claim a grid of any size.
+    void requireSize() const {
+        constexpr std::uint64_t kPtxCell = 8;  // "0 0 0 0" and the line's end
+        const unsigned __int128 cells =
+            static_cast<unsigned __int128>(m_window.endColumn - m_window.firstColumn) *
+            (m_window.endRow - m_window.firstRow);
+        unsigned __int128 bytes = 0;
+        if (m_format == OutputFormat::IndexedCL3) {
+            bytes = leastIndexedBytes(m_window.endColumn - m_window.firstColumn,
+                                      m_window.endRow - m_window.firstRow);
+        } else if (m_format == OutputFormat::CLR) {
+            bytes = clr_record::kSize * cells;
+        } else if (m_format == OutputFormat::PTX) {
+            bytes = kPtxCell * cells;
+        }
+        requireReasonableSize(facts().path, m_options.output, bytes,
+                              bytesOf(facts().path) + bytesOf(companionOf(facts().path, ".ij")));
+    }
 
     OutputTarget makeTarget(const std::string& path) {
         OutputTarget target;
@@ -181,7 +203,7 @@ private:
             }
             output.write(points);
         };
-        ColumnOrder order(facts().bandColumns, facts().path, write);
+        ColumnOrder order(facts().bandColumns, facts().path, m_options.output, write);
         const bool ordered = needsOrder();
         const bool estimated = estimatesAngles();
 
@@ -285,21 +307,22 @@ std::uint64_t sizeOf(const std::string& path) {
 
 }  // namespace
 
-void requireTwoFiles(const ConvertOptions& options) {
+void requireOutput(const ConvertOptions& options) {
     std::error_code ignored;
     if (options.input == options.output ||
         std::filesystem::equivalent(options.input, options.output, ignored)) {
         throw Failure(ExitCode::Usage, options.output + ": input and output are the same file");
     }
+    requireNew(options.output, options.overwrite);
 }
 
 ConvertResult convertScan(const ConvertOptions& options) {
-    requireTwoFiles(options);
+    requireOutput(options);
     return convertScan(options, openScan(options.input));
 }
 
 ConvertResult convertScan(const ConvertOptions& options, std::unique_ptr<ScanInput> input) {
-    requireTwoFiles(options);
+    requireOutput(options);
     return Conversion(options, std::move(input)).run();
 }
 

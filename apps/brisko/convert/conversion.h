@@ -20,6 +20,7 @@ struct ConvertOptions {
     bool validOnly = false;
     std::optional<double> maxDistance;  // metres
     std::optional<Box> box;
+    bool overwrite = false;
     std::string columns;  // "A:B", empty for all
     std::string rows;
     std::string task = "convert";  // how the progress names it
@@ -41,8 +42,9 @@ ConvertResult convertScan(const ConvertOptions& options);
 /// The same with the points of an input that was opened before.
 ConvertResult convertScan(const ConvertOptions& options, std::unique_ptr<ScanInput> input);
 
-/// Throws Failure(Usage) when the input and the output are one.
-void requireTwoFiles(const ConvertOptions& options);
+/// Throws Failure(Usage) when the input and the output are one, Failure(NotWritten) when the output is
+/// there already and may not be replaced.
+void requireOutput(const ConvertOptions& options);
 
 /// "out.cl3: 12 points, 4 columns x 3 rows, 531 bytes".
 std::string resultText(const ConvertOptions& options, const ConvertResult& result);

@@ -1,6 +1,7 @@
 #include "convert/convert_options.h"
 
 #include "common/number_option.h"
+#include "common/overwrite.h"
 
 #include <algorithm>
 
@@ -8,6 +9,7 @@ namespace brisko::tool {
 
 void addConvertOptions(CLI::App& app, ConvertLine& line) {
     app.add_flag("--plain", line.options.plain, "Write .cl3 without an index");
+    addOverwrite(app, line.options.overwrite);
     takeNumbers(app.add_option("--max-distance", line.maxDistance,
                                "Only points at most D metres from the scanner"),
                 kLengths)

@@ -31,18 +31,14 @@ void checkAlignment(const OutputTarget& target) {
     double matrix[16];
     const std::string path = companionOf(target.path, ".alg");
     require(readAlignmentFile(path.c_str(), matrix), target, "alignment");
-    for (int i = 0; i < 16; ++i) {
-        // Companions hold 18 decimals.
-        const double tolerance = 1e-15 * std::max(1.0, std::abs(target.matrix[i]));
-        require(std::abs(matrix[i] - target.matrix[i]) <= tolerance, target, "alignment");
-    }
+    require(isSameMatrix(target.matrix, matrix), target, "alignment");
 }
 
 /// The entries of each tile number its points 1, 2, 3 and so on.
 void checkEntries(const OutputTarget& target, const IndexLayout& index) {
     InputFile file(index.path);
-    std::vector<std::uint8_t> tile(ij::kTileHeader + 4 * kEntriesOfTile);
-    std::uint8_t header[ij::kHeader];
+    std::vector<std::uint8_t> tile(ij_tile::kHeaderSize + 4 * kEntriesOfTile);
+    std::uint8_t header[ij_header::kSize];
     require(file.read(header, sizeof header) == sizeof header, target, "index header");
     for (std::uint32_t k = 0; k < index.tiles; ++k) {
         throwIfInterrupted();
@@ -52,7 +48,7 @@ void checkEntries(const OutputTarget& target, const IndexLayout& index) {
         std::uint32_t points = 0;
         for (std::uint64_t i = 0; i < kEntriesOfTile; ++i) {
             std::uint32_t entry = 0;
-            std::memcpy(&entry, tile.data() + ij::kTileHeader + 4 * i, sizeof entry);
+            std::memcpy(&entry, tile.data() + ij_tile::kHeaderSize + 4 * i, sizeof entry);
             if (entry == 0) continue;
             require(entry == ++points, target, "index entries");
         }

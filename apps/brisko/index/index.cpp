@@ -18,6 +18,7 @@ struct Line {
     std::vector<std::string> inputs;
     unsigned jobs = 1;
     bool force = false;
+    bool overwrite = false;
     bool json = false;
 };
 
@@ -27,7 +28,7 @@ public:
     Index(const Line& line, ProgressStyle style)
         : m_line(line),
           m_style(style),
-          m_tasks(planIndexing(line.inputs, line.force)),
+          m_tasks(planIndexing(line.inputs, line.force, line.overwrite)),
           m_outcomes(m_tasks.size()) {}
 
     ExitCode run() {
@@ -143,12 +144,12 @@ Command addIndex(CLI::App& tool, const CommonOptions& common) {
         "index", "Turn raw and plain scans into indexed ones, each beside its input");
     app->footer(
         "  a.clr      becomes a_index.cl3 with its index (.ij) and alignment (.alg)\n"
-        "  a_000.clr  and a_001.clr, a_002.clr ... beside it: one series, merged first\n"
+        "  a_000.clr  and a_001.clr, a_002.clr ... beside it: one scan in several files\n"
         "  a.cl3      with an index: indexed anew; without: cells come from the angles of its\n"
         "             points and its header\n"
-        "Other copies of the scan may stay beside it: a.cl3, the merged series, and\n"
-        "a.clr.Converted.clr with sorted lines. What is indexed already is passed over.\n"
-        "Each output is read back and compared with its input, point by point.");
+        "Nothing else is written. What is indexed already is passed over. Each output is read "
+        "back\n"
+        "cell by cell and compared with its input before it is put in place.");
     const auto line = std::make_shared<Line>();
     app->add_option("INPUT", line->inputs, "Scans (.clr, .cl3)")->required();
     app->add_option("--jobs", line->jobs, "Index so many inputs at a time, each in its own process")
@@ -156,6 +157,7 @@ Command addIndex(CLI::App& tool, const CommonOptions& common) {
         ->check(CLI::Range(1u, kMostJobs))
         ->capture_default_str();
     app->add_flag("--force", line->force, "Also what is indexed already");
+    app->add_flag("--overwrite", line->overwrite, "Replace outputs that hold another scan, too");
     app->add_flag("--json", line->json, "Print JSON, schema " + std::string(kSchema));
     return {app, [line, &common] { return Index(*line, common.progress).run(); }};
 }

@@ -2,105 +2,71 @@
 
 #include "check/tile_check.h"
 #include "common/message.h"
-#include "common/progress.h"
-#include "scan/scan_input.h"
 #include "scan/scan_layout.h"
 
 #include <algorithm>
-#include <bit>
-#include <cmath>
 
 namespace brisko::tool {
 namespace {
 
 [[noreturn]] void failCheck(const IndexTask& task, const std::string& what) {
-    throw Failure(ExitCode::NotWritten, task.output + ": does not hold what " + task.merged +
-                                            " does (" + what + "); do not use it");
+    throw Failure(ExitCode::NotWritten, task.output + ": what was written does not hold what " +
+                                            task.input + " does (" + what +
+                                            "); nothing was put in place");
 }
 
-std::uint64_t mixed(std::uint64_t sum, std::uint64_t bits) {
-    // Odd factors of no structure; the shift brings high bits down.
-    sum = (sum ^ bits) * 0x9e3779b97f4a7c15u;
-    return sum ^ sum >> 29;
-}
-
-/// All points of a scan in one number that does not depend on their order.
-struct Tally {
-    std::uint64_t points = 0;
-    std::uint64_t sum = 0;
-
-    void add(const CellPoint& p, bool withCell) {
-        std::uint64_t one = mixed(1, std::bit_cast<std::uint64_t>(p.x));
-        one = mixed(one, std::bit_cast<std::uint64_t>(p.y));
-        one = mixed(one, std::bit_cast<std::uint64_t>(p.z));
-        const std::uint32_t colour =
-            p.red | std::uint32_t{p.green} << 8 | std::uint32_t{p.blue} << 16;
-        one = mixed(one, std::uint64_t{std::bit_cast<std::uint32_t>(p.intensity)} << 32 | colour);
-        if (withCell) one = mixed(one, std::uint64_t{p.column} << 32 | p.row);
-        ++points;
-        sum += one;
-    }
-};
-
-/// A part of a task's progress.
-struct Stretch {
-    const TaskProgress& progress;
-    double begin, end;
-
-    void reach(std::uint64_t done, std::uint64_t total) const {
-        const double part = total == 0 ? 1 : static_cast<double>(done) / static_cast<double>(total);
-        progress(begin + (end - begin) * std::min(part, 1.0), "Check");
-    }
-};
-
-Tally tallyOf(ScanInput& scan, bool withCell, const Stretch& stretch) {
-    Tally tally;
-    std::vector<CellPoint> points;
-    for (scan.read(points); !points.empty(); scan.read(points)) {
-        for (const CellPoint& point : points)
-            tally.add(point, withCell);
-        throwIfInterrupted();
-        stretch.reach(scan.stepsDone(), scan.steps());
-    }
-    return tally;
-}
-
-void checkEntries(const IndexTask& task) {
+void checkEntries(const IndexTask& task, const std::string& indexPath) {
     ScanCheck check(1);
     check.path = task.output;
-    TileCheck tiles(check, companionOf(task.output, ".ij"));
+    TileCheck tiles(check, indexPath);
     while (tiles.next())
         throwIfInterrupted();
     if (!check.findings.empty()) failCheck(task, findingText(check.findings.kept().front()));
 }
 
-void checkAlignment(const IndexTask& task, const Alignment& from, const Alignment& to) {
-    for (int i = 0; i < 16; ++i) {
-        // Companions hold 18 decimals.
-        const double tolerance = 1e-15 * std::max(1.0, std::abs(from.matrix[i]));
-        if (!(std::abs(from.matrix[i] - to.matrix[i]) <= tolerance)) failCheck(task, "alignment");
+/// The points of all cells, a few columns at a time.
+PointTally tallyOfCells(const IndexTask& task, CL3CellReader& reader, bool withCells,
+                        const std::function<void(double)>& reach) {
+    constexpr std::uint64_t kCells = 1 << 16;  // of a window; its points are kept
+    const std::uint64_t endColumn = reader.endColumn(), endRow = reader.endRow();
+    const std::uint64_t width =
+        std::max<std::uint64_t>(1, kCells / std::max<std::uint64_t>(endRow, 1));
+    PointTally tally;
+    std::vector<CellPoint> points;
+    for (std::uint64_t column = 0; column < endColumn; column += width) {
+        const CellWindow window{static_cast<std::uint32_t>(column),
+                                static_cast<std::uint32_t>(std::min(endColumn, column + width)), 0,
+                                static_cast<std::uint32_t>(endRow)};
+        if (reader.readWindow(window, points) == CellState::Damaged) failCheck(task, "cells");
+        for (const CellPoint& point : points)
+            tally.add(point, withCells);
+        throwIfInterrupted();
+        reach(static_cast<double>(column) / static_cast<double>(endColumn));
     }
+    return tally;
 }
 
 }  // namespace
 
-IndexOutcome checkIndexed(const IndexTask& task, double share, const TaskProgress& progress) {
-    const ScanLayout layout = inspectCL3(task.output);
+IndexOutcome checkIndexed(const IndexTask& task, const std::string& staged,
+                          const IndexedPoints& given, const std::function<void(double)>& reach) {
+    const ScanLayout layout = inspectCL3(staged);
     if (!layout.problems.empty()) failCheck(task, layout.problems.front());
     if (!layout.index) failCheck(task, "index");
-    checkEntries(task);
+    checkEntries(task, layout.index->path);
 
-    const bool withCell = task.route != IndexRoute::ByAngles;
-    const double half = (1 + share) / 2;
-    const std::unique_ptr<ScanInput> input = openScan(task.merged);
-    const Tally given = tallyOf(*input, withCell, {progress, share, half});
-    const std::unique_ptr<ScanInput> output = openScan(task.output);
-    const Tally made = tallyOf(*output, withCell, {progress, half, 1});
-    if (given.points != made.points) {
-        failCheck(task, std::to_string(made.points) + " of " + countOf(given.points, "point"));
+    CL3CellReader reader;
+    if (!reader.open(staged.c_str())) failCheck(task, "index");
+    reader.setFrame(Frame::Scanner);
+    const PointTally made = tallyOfCells(task, reader, given.withCells, reach);
+    if (made.points != given.tally.points) {
+        failCheck(task,
+                  std::to_string(made.points) + " of " + countOf(given.tally.points, "point"));
     }
-    if (given.sum != made.sum) failCheck(task, "points differ");
-    checkAlignment(task, input->facts().alignment, output->facts().alignment);
+    if (made.sum != given.tally.sum) failCheck(task, "points differ");
+    if (!isSameMatrix(given.alignment.matrix, reader.alignment().matrix)) {
+        failCheck(task, "alignment");
+    }
 
     IndexOutcome outcome;
     outcome.state = IndexOutcome::State::Indexed;

@@ -1,6 +1,8 @@
 #include "index/index_plan.h"
 
 #include "common/message.h"
+#include "index/index_state.h"
+#include "scan/findings.h"
 #include "scan/scan_layout.h"
 
 #include <algorithm>
@@ -17,7 +19,6 @@ namespace fs = std::filesystem;
 constexpr std::size_t kExtension = 4;
 constexpr const char* kSeriesStart = "_000";
 constexpr const char* kSortedCopy = ".Converted.clr";
-constexpr const char* kRepairHint = "; 'brisko repair' salvages what is left";
 
 std::string baseOf(const std::string& path) {
     return path.substr(0, path.size() - kExtension);
@@ -49,24 +50,15 @@ std::vector<std::string> seriesMembers(const std::string& first) {
     }
 }
 
-/// The library merges file by file, to a.clr and am.clr in turn.
-std::string mergedName(const std::string& first, std::size_t merges) {
-    const std::string base = baseOf(first);
-    return base.substr(0, base.size() - 4) + (merges % 2 == 1 ? ".clr" : "m.clr");
-}
-
-/// Files that indexing another input reads or leaves, by the reason to pass them over.
+/// Files that belong to another input, by the reason to pass them over.
 std::map<std::string, std::string> relatives(const std::vector<std::string>& inputs) {
     std::map<std::string, std::string> found;
     for (const std::string& input : inputs) {
         if (scanKind(input) != ScanKind::CLR) continue;
         found[input + kSortedCopy] = "it is the sorted copy of " + input;
         if (!startsSeries(input)) continue;
-        const std::vector<std::string> members = seriesMembers(input);
-        for (const std::string& member : members)
+        for (const std::string& member : seriesMembers(input))
             found[member] = "it belongs to the series that " + input + " starts";
-        for (std::size_t n = 1; n <= members.size(); ++n)
-            found[mergedName(input, n)] = "the series that " + input + " starts is merged to it";
     }
     return found;
 }
@@ -107,46 +99,38 @@ void planCLR(IndexTask& task) {
     const std::string base = baseOf(task.input);
     task.output = base + (isIndexBase(base) ? ".cl3" : "_index.cl3");
     if (startsSeries(task.input)) task.members = seriesMembers(task.input);
-    std::uint64_t blocks = layout.header->GetBlockCount();
     for (const std::string& member : task.members) {
         const ScanLayout next = inspectSound(task, member);
-        blocks += next.header->GetBlockCount();
         if (!sameGrid(layout, next)) {
             fail(task, member + ": its grid or point format is not that of " + task.input +
                            "; they are no series");
         }
     }
-    if (!task.members.empty()) task.merged = mergedName(task.input, task.members.size());
-    // A copy with sorted lines, a plain CL3 scan, the indexed one.
-    task.stages = static_cast<unsigned>(task.members.size()) + (blocks > 1 ? 3 : 2);
-    if (blocks == 0) fail(task, task.input + ": it has no blocks; there is nothing to index");
 }
 
-bool isUpToDate(const IndexTask& task) {
+/// One file may be named in several ways.
+std::string identityOf(const std::string& path) {
     std::error_code error;
-    const fs::file_time_type made = fs::last_write_time(task.output, error);
-    if (error || fs::last_write_time(task.input, error) > made || error) return false;
-    for (const std::string& member : task.members) {
-        if (fs::last_write_time(member, error) > made || error) return false;
-    }
-    const ScanLayout output = inspectCL3(task.output);
-    return output.problems.empty() && output.index;
+    const fs::path real = fs::canonical(path, error);
+    return error ? path : real.string();
 }
 
-IndexTask planInput(const std::string& input, bool force) {
+IndexTask planInput(const std::string& input, bool force, bool overwrite) {
     IndexTask task;
     task.input = input;
-    task.merged = input;
+    task.force = force;
     try {
         if (scanKind(input) == ScanKind::CL3) {
             planCL3(task);
         } else {
             planCLR(task);
         }
-        if (task.isOpen() && !force && isUpToDate(task)) {
-            task.skipped = "it is indexed already: " + task.output +
-                           " is newer and sound; --force makes it anew";
+        if (task.isOpen() && !overwrite && isAnothersFile(task)) {
+            task.problemCode = ExitCode::NotWritten;
+            fail(task,
+                 task.output + ": holds another scan than " + input + "; --overwrite replaces it");
         }
+        if (task.isOpen() && !force && isUpToDate(task)) task.skipped = upToDateText(task);
     } catch (const Failure& failure) {
         fail(task, failure.what());
         task.problemCode = failure.code();
@@ -173,7 +157,12 @@ void keepOneOfEachOutput(std::vector<IndexTask>& tasks) {
 
 }  // namespace
 
-std::vector<IndexTask> planIndexing(const std::vector<std::string>& inputs, bool force) {
+std::string upToDateText(const IndexTask& task) {
+    return "it is indexed already: " + task.output + " is newer and sound; --force makes it anew";
+}
+
+std::vector<IndexTask> planIndexing(const std::vector<std::string>& inputs, bool force,
+                                    bool overwrite) {
     for (const std::string& input : inputs) {
         if (scanKind(input) != ScanKind::PTX) continue;
         throw Failure(ExitCode::Usage,
@@ -185,10 +174,10 @@ std::vector<IndexTask> planIndexing(const std::vector<std::string>& inputs, bool
     std::vector<IndexTask> tasks;
     std::set<std::string> seen;
     for (const std::string& input : inputs) {
-        if (!seen.insert(input).second) continue;
+        if (!seen.insert(identityOf(input)).second) continue;
         const auto reason = passedOver.find(input);
         if (reason == passedOver.end()) {
-            tasks.push_back(planInput(input, force));
+            tasks.push_back(planInput(input, force, overwrite));
         } else {
             tasks.emplace_back();
             tasks.back().input = input;

@@ -1,89 +1,158 @@
 #include "index/index_task.h"
 
 #include "common/progress.h"
+#include "common/staged_scan.h"
+#include "convert/column_order.h"
+#include "convert/header_angles.h"
 #include "index/cancel_watch.h"
 #include "index/index_check.h"
+#include "index/index_state.h"
+#include "index/input_lock.h"
 #include "index/stage_monitor.h"
 
 #include <brisko_codec/conversions.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <filesystem>
+#include <algorithm>
 
 namespace brisko::tool {
 namespace {
 
-/// Tells a new file from the one that was there before.
-struct FileIdentity {
-    bool exists = false;
-    ino_t node = 0;
-    timespec changed{};
+constexpr std::uint32_t kBand = 256;  // columns that the indexed writer keeps at a time
+constexpr double kWriting = 0.6;      // share of the work; the rest is reading back
 
-    static FileIdentity of(const std::string& path) {
-        struct stat status {};
-        if (stat(path.c_str(), &status) != 0) return {};
-        return {true, status.st_ino, status.st_ctim};
+/// Follows a pass over a scan, as a part of a task's progress.
+class Pass {
+public:
+    Pass(ScanInput& scan, const TaskProgress& progress, double end, const char* stage)
+        : m_scan(scan), m_progress(progress), m_end(end), m_stage(stage) {}
+
+    /// Throws Interrupted after Ctrl-C.
+    void reach() const {
+        throwIfInterrupted();
+        const double share = static_cast<double>(m_scan.stepsDone()) /
+                             static_cast<double>(std::max<std::uint64_t>(m_scan.steps(), 1));
+        m_progress(m_end * std::min(share, 1.0), m_stage);
     }
-    bool operator==(const FileIdentity& other) const {
-        return exists == other.exists && node == other.node &&
-               changed.tv_sec == other.changed.tv_sec && changed.tv_nsec == other.changed.tv_nsec;
-    }
+
+private:
+    ScanInput& m_scan;
+    const TaskProgress& m_progress;
+    double m_end;
+    const char* m_stage;
 };
 
-bool convertByRoute(const IndexTask& task, vexo::ProgressTracker& tracker) {
-    switch (task.route) {
-        case IndexRoute::RawScan:
-            return ClrToCl3IjIndexed(task.input, &tracker);
-        case IndexRoute::Again:
-            return Cl3IjIndexed(task.input, &tracker);
-        case IndexRoute::ByAngles:
-            return indexCL3ByAngles(task.input, task.output, &tracker);
-    }
-    return false;
+OutputTarget makeTarget(const IndexTask& task, const ScanFacts& facts, const StagedScan& staged) {
+    OutputTarget target;
+    target.path = staged.path();
+    target.shownPath = task.output;
+    target.columns = facts.columns;
+    target.rows = facts.rows;
+    std::copy(std::begin(facts.alignment.matrix), std::end(facts.alignment.matrix), target.matrix);
+    target.header = outputHeader(facts, {0, facts.columns, 0, facts.rows});
+    return target;
 }
 
-/// The library answers no more than false.
-Failure conversionFailure(const IndexTask& task) {
-    namespace fs = std::filesystem;
-    const fs::path parent = fs::path(task.output).parent_path();
-    const std::string folder = parent.empty() ? "." : parent.string();
-    if (access(folder.c_str(), W_OK) != 0) {
-        return {ExitCode::NotWritten, task.output + ": the folder " + folder + " takes no files"};
+/// Writes the points of a scan that knows their cells, in one pass.
+IndexedPoints writeByCells(const IndexTask& task, const StagedScan& staged,
+                           const TaskProgress& progress) {
+    const std::unique_ptr<ScanInput> input =
+        task.members.empty() ? openScan(task.input) : openSeries(task.input, task.members);
+    const ScanFacts& facts = input->facts();
+    const OutputTarget target = makeTarget(task, facts, staged);
+    staged.requireAlignment(target.matrix);
+    const std::unique_ptr<ScanOutput> output = createIndexedCL3Output(target);
+    const auto write = [&](std::span<const CellPoint> points) { output->write(points); };
+    ColumnOrder order(facts.bandColumns, facts.path, write);
+    const bool inBands = facts.bandColumns == 1 || facts.bandColumns == kBand;
+
+    IndexedPoints given;
+    given.alignment = facts.alignment;
+    const Pass pass(*input, progress, kWriting, "writing the indexed scan");
+    std::vector<CellPoint> points;
+    for (input->read(points); !points.empty(); input->read(points)) {
+        for (const CellPoint& point : points)
+            given.tally.add(point, true);
+        if (inBands) {
+            write(points);
+        } else {
+            order.add(points);
+        }
+        pass.reach();
     }
-    if (task.route == IndexRoute::ByAngles) {
-        return {ExitCode::Damaged,
-                task.input +
-                    ": the angles and steps of its header make no grid for its points, or "
-                    "there is no room for " +
-                    task.output};
+    if (!inBands) order.finish();
+    output->finish();
+    if (task.route == IndexRoute::Again) {
+        patchSteps(target, dynamic_cast<const CL3FileHeader&>(*facts.header));
     }
-    return {ExitCode::NotWritten,
-            task.output +
-                ": cannot be written; is there room for it, and is the grid that the "
-                "header of " +
-                task.input + " announces a real one?"};
+    return given;
 }
 
-void convert(const IndexTask& task, StageMonitor& monitor) {
-    const FileIdentity before = FileIdentity::of(task.output);
+void convertByAngles(const IndexTask& task, const StagedScan& staged,
+                     const TaskProgress& progress) {
     vexo::ProgressTracker tracker;
+    const TaskProgress half = [&](double share, const std::string&) {
+        progress(kWriting * share, "finding cells by angles");
+    };
+    StageMonitor monitor(1, half);
     tracker.addMonitor(&monitor);
     bool done = false;
     try {
         const CancelWatch watch(tracker);
-        done = convertByRoute(task, tracker);
+        done = indexCL3ByAngles(task.input, staged.path(), &tracker);
     } catch (const vexo::CancelProgressRequest&) {
         throw Interrupted{};
     }
     throwIfInterrupted();  // a driver may answer false to a cancellation
-    if (!done) throw conversionFailure(task);
-    if (FileIdentity::of(task.output) == before) {
-        throw Failure(ExitCode::NotWritten,
-                      task.output +
-                          ": was not written, although the conversion reported no "
-                          "failure; is there room for it?");
+    if (done) return;
+    throw Failure(ExitCode::Damaged,
+                  task.input +
+                      ": the angles and steps of its header make no grid for its points, or there "
+                      "is no room for " +
+                      task.output);
+}
+
+/// Finds the cells of a scan without index. The input is read once more, strictly: the conversion takes
+/// what it can get.
+IndexedPoints writeByAngles(const IndexTask& task, const StagedScan& staged,
+                            const TaskProgress& progress) {
+    const std::unique_ptr<ScanInput> input = openScan(task.input);
+    IndexedPoints given;
+    given.withCells = false;
+    given.alignment = input->facts().alignment;
+    const Pass pass(*input, progress, 0, "reading the scan");
+    std::vector<CellPoint> points;
+    for (input->read(points); !points.empty(); input->read(points)) {
+        for (const CellPoint& point : points)
+            given.tally.add(point, false);
+        pass.reach();
     }
+    convertByAngles(task, staged, progress);
+    return given;
+}
+
+IndexOutcome skipped(const std::string& why) {
+    IndexOutcome outcome;
+    outcome.state = IndexOutcome::State::Skipped;
+    outcome.text = why;
+    return outcome;
+}
+
+IndexOutcome makeIndexed(const IndexTask& task, const TaskProgress& progress) {
+    const InputLock lock(task.input, [&] {
+        throwIfInterrupted();
+        progress(0, "waiting for another process");
+    });
+    // Another process may have done it since the inputs were looked at.
+    if (!task.force && isUpToDate(task)) return skipped(upToDateText(task));
+    StagedScan staged(task.output);
+    const bool byAngles = task.route == IndexRoute::ByAngles;
+    const IndexedPoints given =
+        byAngles ? writeByAngles(task, staged, progress) : writeByCells(task, staged, progress);
+    const IndexOutcome outcome = checkIndexed(task, staged.path(), given, [&](double share) {
+        progress(kWriting + (1 - kWriting) * share, "comparing it with its input");
+    });
+    staged.commit();
+    return outcome;
 }
 
 IndexOutcome failed(const std::string& text, ExitCode code) {
@@ -97,9 +166,7 @@ IndexOutcome failed(const std::string& text, ExitCode code) {
 
 IndexOutcome runIndexTask(const IndexTask& task, const TaskProgress& progress) {
     try {
-        StageMonitor monitor(task.stages, progress);
-        convert(task, monitor);
-        return checkIndexed(task, monitor.share(), progress);
+        return makeIndexed(task, progress);
     } catch (const Interrupted&) {
         IndexOutcome outcome;
         outcome.state = IndexOutcome::State::Stopped;

@@ -22,8 +22,8 @@ struct IndexOutcome {
 /// How far an input has come, 0 to 1, and what is being done. May throw Interrupted.
 using TaskProgress = std::function<void(double share, const std::string& stage)>;
 
-/// Indexes an input and compares what was written with what was read. Ctrl-C cancels through the
-/// library's tracker. Nothing is thrown.
+/// Indexes an input, compares what was written with what was read, and then puts it in place. Nothing
+/// is thrown.
 IndexOutcome runIndexTask(const IndexTask& task, const TaskProgress& progress);
 
 }  // namespace brisko::tool

@@ -26,16 +26,6 @@ ScanReport describePtx(const std::string& path) {
     return report;
 }
 
-Alignment alignmentBeside(const std::string& scan) {
-    Alignment alignment;
-    const std::string path = companionOf(scan, ".alg");
-    if (std::error_code ignored; !std::filesystem::exists(path, ignored)) return alignment;
-    alignment.source = readAlignmentFile(path.c_str(), alignment.matrix)
-                           ? AlignmentSource::File
-                           : AlignmentSource::Unreadable;
-    return alignment;
-}
-
 ScanReport describeNative(ScanLayout layout) {
     ScanReport report;
     report.path = layout.path;
@@ -45,7 +35,7 @@ ScanReport describeNative(ScanLayout layout) {
     report.columns = layout.columns;
     report.rows = layout.rows;
     report.index = layout.index;
-    report.alignment = alignmentBeside(layout.path);
+    report.alignment = alignmentOf(layout.path);
     report.records = layout.records;
     report.hasColour = layout.kind == ScanKind::CL3 && layout.header->GetPointFormat() == 1;
     report.photos = findStationPhotos(layout.path);

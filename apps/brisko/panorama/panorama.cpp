@@ -3,6 +3,7 @@
 #include "common/json_number.h"
 #include "common/json_text.h"
 #include "common/message.h"
+#include "common/overwrite.h"
 #include "common/staged_scan.h"
 #include "panorama/picture.h"
 #include "panorama/png_file.h"
@@ -41,6 +42,7 @@ struct Line {
     PictureMode mode = PictureMode::Range;
     std::string size;         // "WxH"
     std::uint32_t width = 0;  // 0: by the grid
+    bool overwrite = false;
     bool json = false;
 };
 
@@ -247,6 +249,7 @@ ExitCode run(const Line& line, ProgressStyle progress) {
     Size asked{line.width, 0};
     if (!line.size.empty()) asked = parseSize(line.size);
     requireDrawable({asked.width, std::max(asked.height, 1u)});
+    requireNew(line.output, line.overwrite);
     return Panorama(line, asked, progress).run();
 }
 
@@ -267,6 +270,7 @@ Command addPanorama(CLI::App& tool, const CommonOptions& common) {
     app->add_option("-o,--output", line->output, "Picture to write (.png)")
         ->required()
         ->option_text("OUT.png");
+    addOverwrite(*app, line->overwrite);
     addChoice(*app, "--mode", line->mode, kModes, "What to draw: range, intensity or colour")
         ->option_text("MODE");
     CLI::Option* size =

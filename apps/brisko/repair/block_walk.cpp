@@ -39,13 +39,13 @@ BlockWalk::BlockWalk(ByteStream& stream, const std::string& path, unsigned point
 }
 
 void BlockWalk::run(std::uint32_t announcedBlocks) {
-    m_next = cl3::kHeader;
+    m_next = cl3_header::kSize;
     bool more = true;
     while (more && m_next < m_stream.size()) {
         const bool isExpected = m_block < announcedBlocks;
         const std::uint64_t left = m_stream.size() - m_next;
         // Behind the last block a plain writer may leave the header of an empty one.
-        if (!isExpected && left <= cl3::kBlockHeader) break;
+        if (!isExpected && left <= cl3_block::kHeaderSize) break;
         std::uint32_t count = 0;
         const bool fits = headerFits(m_next, count) && !isUnclosed(m_next);
         if (fits && (isBlock(m_next) || (isExpected && count == 0))) {
@@ -68,10 +68,10 @@ void BlockWalk::lose(const char* kind, std::uint64_t offset, const std::string& 
 
 bool BlockWalk::headerFits(std::uint64_t offset, std::uint32_t& count) {
     m_stream.seek(offset);
-    const std::uint8_t* const header = m_stream.peek(cl3::kBlockHeader);
+    const std::uint8_t* const header = m_stream.peek(cl3_block::kHeaderSize);
     if (!header) return false;
-    count = u32(header);
-    return count * m_recordSize <= m_stream.left() - cl3::kBlockHeader;
+    count = loadU32(header);
+    return count * m_recordSize <= m_stream.left() - cl3_block::kHeaderSize;
 }
 
 bool BlockWalk::isRecord(std::uint64_t offset) {
@@ -90,28 +90,28 @@ bool BlockWalk::isRecord(std::uint64_t offset) {
 bool BlockWalk::isBlock(std::uint64_t offset) {
     std::uint32_t count = 0;
     if (!headerFits(offset, count) || count == 0) return false;
-    const std::uint64_t first = offset + cl3::kBlockHeader;
+    const std::uint64_t first = offset + cl3_block::kHeaderSize;
     return isRecord(first) || isRecord(first + (count - 1) * m_recordSize);
 }
 
 /// A writer that was never closed leaves a count of 0 in front of its last records.
 bool BlockWalk::isUnclosed(std::uint64_t offset) {
     std::uint32_t count = 0;
-    const std::uint64_t first = offset + cl3::kBlockHeader;
+    const std::uint64_t first = offset + cl3_block::kHeaderSize;
     return headerFits(offset, count) && count == 0 && isRecord(first) && !isBlock(first);
 }
 
 /// Where records go on after a block header that makes no sense: behind it, or, when the block
 /// before it announced too few, in its place.
 std::uint64_t BlockWalk::startOfRecords(std::uint64_t offset) {
-    if (isRecord(offset + cl3::kBlockHeader)) return offset + cl3::kBlockHeader;
+    if (isRecord(offset + cl3_block::kHeaderSize)) return offset + cl3_block::kHeaderSize;
     return m_block > 0 && isRecord(offset) ? offset : kNone;
 }
 
 void BlockWalk::takeBlock(std::uint64_t offset) {
     std::uint32_t count = 0;
     headerFits(offset, count);
-    const std::uint64_t first = offset + cl3::kBlockHeader;
+    const std::uint64_t first = offset + cl3_block::kHeaderSize;
     const std::uint64_t taken = takeRecords(first, count, true);
     if (taken < count) {
         lose("block", offset,

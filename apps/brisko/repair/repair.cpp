@@ -1,6 +1,8 @@
 #include "commands.h"
 #include "common/json_text.h"
 #include "common/message.h"
+#include "common/overwrite.h"
+#include "common/staged_scan.h"
 #include "repair/salvage.h"
 #include "scan/scan_kind.h"
 
@@ -75,6 +77,7 @@ nlohmann::ordered_json repairJson(const RepairOptions& options, const Salvage& s
 
 ExitCode run(const Line& line) {
     requireNames(line.options);
+    requireNew(line.options.output, line.options.overwrite);
     const Salvage salvage = scanKind(line.options.input) == ScanKind::CL3 ? repairCL3(line.options)
                                                                           : repairCLR(line.options);
     if (line.json) {
@@ -102,6 +105,7 @@ Command addRepair(CLI::App& tool, const CommonOptions& common) {
     app->add_option("INPUT", line->options.input, "Scan to read (.cl3, .clr)")->required();
     app->add_option("OUTPUT", line->options.output, "Scan to write, of the same format")
         ->required();
+    addOverwrite(*app, line->options.overwrite);
     app->add_flag("--plain", line->options.plain,
                   "Leave the index of a .cl3 aside and keep every record, without cells");
     app->add_option("--most", line->options.most,

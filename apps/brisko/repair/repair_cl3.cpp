@@ -1,3 +1,4 @@
+#include "common/output_size.h"
 #include "convert/column_order.h"
 #include "convert/header_angles.h"
 #include "repair/block_walk.h"
@@ -19,9 +20,9 @@ public:
     explicit CL3Repair(const RepairOptions& options)
         : m_options(options), m_salvage(options.most), m_stream(options.input) {
         readHeader(m_header, options.input);
-        requireWholeHeader(options, m_stream.size(), cl3::kHeader);
+        requireWholeHeader(options, m_stream.size(), cl3_header::kSize);
         if (m_header.GetPointFormat() < std::size(cl3::kRecordSizes)) return;
-        refuseFormat(options, cl3::kHeader - 1, m_header, "CL3 (0 or 1)");
+        refuseFormat(options, cl3_header::kSize - 1, m_header, "CL3 (0 or 1)");
     }
 
     Salvage run() {
@@ -56,12 +57,15 @@ private:
     void writeIndexed(OutputTarget& target) {
         target.columns = m_tiles->columns();
         target.rows = m_tiles->rows();
+        requireReasonableSize(m_options.input, m_options.output,
+                              leastIndexedBytes(target.columns, target.rows),
+                              m_stream.size() + bytesOf(companionOf(m_options.input, ".ij")));
         m_salvage.columns = target.columns;
         m_salvage.rows = target.rows;
         target.header.SetAzimuthResolution(static_cast<int>(target.columns));
         target.header.SetZenithResolution(static_cast<int>(target.rows));
         const std::unique_ptr<ScanOutput> output = createIndexedCL3Output(target);
-        ColumnOrder order(m_tiles->tileSize(), m_options.input,
+        ColumnOrder order(m_tiles->tileSize(), m_options.input, m_options.output,
                           [&](std::span<const CellPoint> points) { output->write(points); });
         const bool inBands = m_tiles->tileSize() == kBand;
         Progress progress(m_options.progress, "repair", m_tiles->bytes(), "bytes");

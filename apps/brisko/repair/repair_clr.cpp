@@ -1,6 +1,7 @@
 #include "common/message.h"
 #include "common/output_file.h"
 #include "convert/native_check.h"
+#include "layouts/clr_record.h"
 #include "repair/repair_output.h"
 #include "scan/byte_stream.h"
 #include "scan/clr_cells.h"
@@ -41,7 +42,7 @@ private:
         constexpr std::size_t kMost = 0x7fffffff;
         const std::size_t columns = m_header.GetAzimuthResolution();
         const std::size_t rows = m_header.GetZenithResolution();
-        requireWholeHeader(m_options, m_stream.size(), clr::kHeader);
+        requireWholeHeader(m_options, m_stream.size(), clr_header::kSize);
         if (m_header.GetPointFormat() > 3) refuseFormat(m_options, 112, m_header, "CLR (0 to 3)");
         if (columns == 0 || rows == 0 || columns > kMost || rows > kMost) {
             refuseInput(m_options, "byte 104: the header announces no grid");
@@ -59,7 +60,7 @@ private:
         m_output = &file;
         Progress progress(m_options.progress, "repair", m_stream.size(), "bytes");
         m_progress = &progress;
-        file.write(m_stream.take(clr::kHeader), clr::kHeader);
+        file.write(m_stream.take(clr_header::kSize), clr_header::kSize);
         const std::uint32_t blocks = writeBlocks();
         file.close();
         m_header.SetBlockCount(blocks);
@@ -74,7 +75,7 @@ private:
         while (block < announced && m_whole && hasCells()) {
             requireProportion();
             const std::uint64_t begin = m_stream.offset();
-            m_output->write(m_stream.take(clr::kBlockFlag), clr::kBlockFlag);
+            m_output->write(m_stream.take(clr_block::kHeaderSize), clr_block::kHeaderSize);
             if (m_compressed) {
                 copyLines(block);
             } else {
@@ -91,15 +92,14 @@ private:
     }
 
     bool hasCells() const {
-        const std::uint64_t least = m_compressed ? clr::kPieceLength + 1 : clr::kRecord;
-        return m_stream.left() >= clr::kBlockFlag + least;
+        const std::uint64_t least = m_compressed ? clr::kPieceLength + 1 : clr_record::kSize;
+        return m_stream.left() >= clr_block::kHeaderSize + least;
     }
 
     /// What one more block would take at most.
     void requireProportion() const {
-        constexpr std::uint64_t kEmptyPiece = clr::kPieceLength + 6 * clr::kPiecePoints + 1;
-        const Wide pieces =
-            Wide{m_columns} * ((m_rows + clr::kPiecePoints - 1) / clr::kPiecePoints);
+        constexpr std::uint64_t kEmptyPiece = clr::kPieceLength + 6 * kPiecePoints + 1;
+        const Wide pieces = Wide{m_columns} * ((m_rows + kPiecePoints - 1) / kPiecePoints);
         const Wide more = m_compressed ? pieces * kEmptyPiece : clr::plainBlockSize(m_header);
         if (isInProportion(m_output->size() + more, m_stream.size())) return;
         refuseInput(m_options, "byte 104: the header claims " + std::to_string(m_columns) + " x " +
@@ -109,16 +109,16 @@ private:
 
     void copyRecords(std::uint32_t block, std::uint64_t begin) {
         const std::uint64_t cells = m_columns * m_rows;
-        const std::uint64_t there = std::min(cells, m_stream.left() / clr::kRecord);
+        const std::uint64_t there = std::min(cells, m_stream.left() / clr_record::kSize);
         for (std::uint64_t i = 0; i < there; ++i) {
-            const std::uint8_t* const record = m_stream.take(clr::kRecord);
-            count(decodeCLRRecord(record));
-            m_output->write(record, clr::kRecord);
+            const std::uint8_t* const record = m_stream.take(clr_record::kSize);
+            count(decodeRawRecord(record));
+            m_output->write(record, clr_record::kSize);
             if (i % kShowEvery == 0) m_progress->advanceTo(m_stream.offset());
         }
         m_whole = there == cells;
         if (m_whole) return;
-        constexpr std::uint8_t kEmpty[clr::kRecord] = {};
+        constexpr std::uint8_t kEmpty[clr_record::kSize] = {};
         for (std::uint64_t i = there; i < cells; ++i) {
             m_output->write(kEmpty, sizeof kEmpty);
             if (i % kShowEvery == 0) throwIfInterrupted();
@@ -130,7 +130,7 @@ private:
 
     void copyLines(std::uint32_t block) {
         for (std::uint64_t column = 0; column < m_columns; ++column) {
-            for (std::uint64_t row = 0; row < m_rows; row += clr::kPiecePoints) {
+            for (std::uint64_t row = 0; row < m_rows; row += kPiecePoints) {
                 copyPiece(block, column, row);
             }
             m_progress->advanceTo(m_stream.offset());
@@ -138,7 +138,7 @@ private:
     }
 
     void copyPiece(std::uint32_t block, std::uint64_t column, std::uint64_t row) {
-        const std::uint64_t points = std::min(m_rows - row, clr::kPiecePoints);
+        const std::uint64_t points = std::min(m_rows - row, kPiecePoints);
         m_piece.records.clear();
         if (m_whole) {
             readPiece(m_stream, points, m_piece);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/output_limit.h"
 #include "common/progress.h"
 #include "scan/findings.h"
 
@@ -12,6 +13,7 @@ namespace brisko::tool {
 struct RepairOptions {
     std::string input;
     std::string output;
+    bool overwrite = false;
     bool plain = false;     // leave the index aside
     std::size_t most = 20;  // losses of a kind that are listed
     ProgressStyle progress = ProgressStyle::Auto;
@@ -35,10 +37,10 @@ struct Salvage {
 Salvage repairCL3(const RepairOptions& options);
 Salvage repairCLR(const RepairOptions& options);
 
-/// Whether an output of so many bytes stands in a proportion to an input: a damaged header can claim
-/// a grid of any size.
+/// Whether an output of so many bytes stands in a proportion to an input (base/output_limit.h): a
+/// damaged header can claim a grid of any size.
 inline bool isInProportion(unsigned __int128 output, std::uint64_t input) {
-    return output <= (std::uint64_t{1} << 30) + 64 * static_cast<unsigned __int128>(input);
+    return output <= largestOutputFor(input);
 }
 
 }  // namespace brisko::tool

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/progress.h"
+#include "repair/tile_entries.h"
 #include "scan/byte_stream.h"
 
 #include <brisko_codec/cell_reader.h>
@@ -34,11 +35,6 @@ public:
     std::uint64_t bytes() const { return m_scan.size() + m_index.size(); }
 
 private:
-    struct Entry {
-        std::uint32_t cell;    // within the tile
-        std::uint32_t number;  // of the record, from 1
-    };
-
     std::string readHeader();
     bool belongsToScan();
     std::uint64_t tileOffset(std::uint64_t tile) const;
@@ -47,11 +43,14 @@ private:
     std::uint64_t wholeRecords(std::uint64_t block) const;
     bool leadsOn(std::uint64_t tile, std::uint64_t block, std::uint32_t records);
     std::uint32_t chooseRecords(std::uint64_t tile, std::uint64_t block);
-    bool readEntries(std::uint64_t tile);
-    void putInSequence();
+    template <class Visit>
+    bool forEachEntry(std::uint64_t tile, const Visit& visit);
+    void countEntries(std::uint64_t tile);
     void loseRest(std::uint64_t tile);
     void loseIndex(std::uint64_t tile);
-    void takeCells(std::uint64_t tile, std::uint64_t block, std::uint64_t records);
+    void takeCells(std::uint64_t tile, std::uint64_t block, std::uint64_t records,
+                   const Sink& sink);
+    bool takeCell(std::uint64_t tile, std::uint64_t block, const TileEntries::Entry& entry);
 
     std::string m_scanPath, m_indexPath;
     ByteStream m_scan, m_index;
@@ -60,8 +59,8 @@ private:
     std::string m_problem;
     std::uint32_t m_columns = 0, m_rows = 0, m_tileSize = 0;
     std::uint64_t m_tiles = 0, m_tilesDown = 0;
-    std::vector<Entry> m_entries;  // of a tile
-    std::uint64_t m_badEntries = 0;
+    std::uint32_t m_entries = 0;  // of a tile that stand for a point, as far as the index goes
+    bool m_tileIsWhole = false;   // the index reaches its end
     std::vector<CellPoint> m_points;
     Salvage* m_salvage = nullptr;
 };

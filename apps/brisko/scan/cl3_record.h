@@ -2,30 +2,29 @@
 
 #include <brisko_codec/cell_reader.h>
 
-#include <bit>
+#include "layouts/cl3_record.h"
+
 #include <cmath>
-#include <cstdint>
-#include <cstring>
 
 namespace brisko::tool {
 
-static_assert(std::endian::native == std::endian::little, "numbers are copied as they stand");
-
 /// A record of a CL3 file; format 1 has a colour. Column and row are left alone.
-inline void decodeCL3Record(const std::uint8_t* record, unsigned pointFormat, CellPoint& point) {
-    std::memcpy(&point.x, record, sizeof point.x);
-    std::memcpy(&point.y, record + 8, sizeof point.y);
-    std::memcpy(&point.z, record + 16, sizeof point.z);
-    std::memcpy(&point.intensity, record + 24, sizeof point.intensity);
-    if (pointFormat == 0) return;
-    point.red = record[28];
-    point.green = record[29];
-    point.blue = record[30];
+inline void decodeCL3Record(const std::uint8_t* bytes, unsigned pointFormat, CellPoint& point) {
+    CL3Record record;
+    decodeCL3Position(bytes, record);
+    if (pointFormat != 0) decodeCL3Colour(bytes, record);
+    point.x = record.x;
+    point.y = record.y;
+    point.z = record.z;
+    point.intensity = record.intensity;
+    point.red = record.red;
+    point.green = record.green;
+    point.blue = record.blue;
 }
 
 /// Whether a record holds a point: the others are passed over by readers.
 inline bool isPoint(const CellPoint& p) {
-    return p.intensity > 0 || p.x != 0 || p.y != 0 || p.z != 0;
+    return isMeasured(p.x, p.y, p.z, p.intensity);
 }
 
 inline bool isFinite(const CellPoint& p) {

@@ -1,30 +1,17 @@
 #include "scan/clr_cells.h"
 
-#include "scan/compressed_piece.h"
+#include "layouts/clr_record.h"
+#include "layouts/compressed_lines.h"
 #include "scan/native_layout.h"
 
 #include <algorithm>
 
 namespace brisko::tool {
-namespace {
-
-constexpr double kUnits = 10000;  // a metre
-
-std::int32_t i32(const std::uint8_t* bytes) {
-    return static_cast<std::int32_t>(u32(bytes));
-}
-
-}  // namespace
-
-RawRecord decodeCLRRecord(const std::uint8_t* record) {
-    return {i32(record), i32(record + 4), i32(record + 8), i32(record + 12), i32(record + 16)};
-}
-
 CellPoint pointOf(const RawRecord& record) {
     CellPoint point;
-    point.x = record.x / kUnits;
-    point.y = record.y / kUnits;
-    point.z = record.z / kUnits;
+    point.x = toMetres(record.x);
+    point.y = toMetres(record.y);
+    point.z = toMetres(record.z);
     point.intensity = static_cast<float>(record.intensity);
     return point;
 }
@@ -36,8 +23,8 @@ void readPiece(ByteStream& stream, std::size_t points, Piece& piece) {
     piece.state = PieceState::CutShort;
     const std::uint8_t* const length = stream.peek(clr::kPieceLength);
     if (!length) return;
-    const std::uint32_t size = u32(length);
-    if (size > clr::kLongestPiece) {
+    const std::uint32_t size = loadU32(length);
+    if (size > kLongestPiece) {
         piece.state = PieceState::BadLength;
         return;
     }
@@ -46,17 +33,17 @@ void readPiece(ByteStream& stream, std::size_t points, Piece& piece) {
     const std::uint8_t* const bytes = stream.take(there);
     piece.bytes.assign(bytes, bytes + there);
     piece.records.resize(points);
-    piece.records.resize(decodePieceWithin(bytes + clr::kPieceLength, there - clr::kPieceLength,
-                                           points, piece.records.data()));
+    const CutPiece decoded = decodeCutPiece(bytes + clr::kPieceLength, there - clr::kPieceLength,
+                                            points, piece.records.data());
+    piece.records.resize(decoded.points);
     if (there < whole) return;
-    const bool sound = piece.records.size() == points;
-    piece.state = sound ? PieceState::Sound : PieceState::BadStream;
+    piece.state = isWholePiece(size, decoded.used) ? PieceState::Sound : PieceState::BadStream;
 }
 
 const char* pieceProblem(PieceState state) {
     switch (state) {
         case PieceState::BadStream:
-            return "the compressed piece ends before its points do";
+            return "the compressed piece is not as long as its points are";
         case PieceState::BadLength:
             return "the compressed piece has an impossible length";
         case PieceState::CutShort:

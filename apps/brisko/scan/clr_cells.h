@@ -10,9 +10,7 @@
 
 namespace brisko::tool {
 
-/// A record of a CLR file, from its 20 bytes.
-RawRecord decodeCLRRecord(const std::uint8_t* record);
-/// Its point, metres; column and row stay 0.
+/// The point of a record, metres; column and row stay 0.
 CellPoint pointOf(const RawRecord& record);
 
 /// How a piece of a compressed line was found.

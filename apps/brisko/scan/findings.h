@@ -9,6 +9,12 @@
 
 namespace brisko::tool {
 
+/// What to say at the end of a message about damage.
+inline constexpr const char* kRepairHint = "; 'brisko repair' salvages what is left";
+
+/// The kind of a point outside the header's angles: a doubt, and no damage of the file.
+inline constexpr const char* kAngleFinding = "angle";
+
 /// Something that is not as it should be, and where.
 struct Finding {
     std::string kind;  // "block", "entry", "coordinate" and so on

@@ -2,14 +2,24 @@
 
 #include "common/failure.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
+#include <iterator>
 
 namespace brisko::tool {
 
 void readHeader(CLFileHeader& header, const std::string& path) {
     if (header.Read(path.c_str())) return;
     throw Failure(ExitCode::Damaged, path + ": cannot be read: " + std::strerror(errno));
+}
+
+bool hasFiniteAngles(const CLFileHeader& header) {
+    const float angles[] = {header.GetStartAzimuthAngle(), header.GetStopAzimuthAngle(),
+                            header.GetStartZenithAngle(), header.GetStopZenithAngle()};
+    return std::all_of(std::begin(angles), std::end(angles),
+                       [](float angle) { return std::isfinite(angle); });
 }
 
 void rewriteHeader(const std::string& path, const CLFileHeader& header,

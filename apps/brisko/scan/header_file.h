@@ -17,6 +17,11 @@ using Stream = std::unique_ptr<std::FILE, StreamCloser>;
 /// Throws Failure(Damaged) when it cannot be read.
 void readHeader(CLFileHeader& header, const std::string& path);
 
+/// Whether the angles that a header gives are numbers, and what to say when not. The steps of a CL3
+/// header do not count: writers that know no grid leave what a division by 0 gives.
+bool hasFiniteAngles(const CLFileHeader& header);
+inline constexpr const char* kBadAngle = "an angle of the header is not a number";
+
 /// Replaces the header at the start of a scan file that a writer has completed.
 /// Throws Failure(NotWritten).
 void rewriteHeader(const std::string& path, const CLFileHeader& header,

@@ -17,10 +17,10 @@ public:
 
     /// The point count of the next block; false when the file ends before the block does.
     bool next(std::uint32_t& points) {
-        std::uint8_t header[cl3::kBlockHeader];
+        std::uint8_t header[cl3_block::kHeaderSize];
         if (!m_file.readAt(m_offset, header, sizeof header)) return false;
-        points = u32(header);
-        const std::uint64_t end = m_offset + cl3::kBlockHeader + points * m_recordSize;
+        points = loadU32(header);
+        const std::uint64_t end = m_offset + cl3_block::kHeaderSize + points * m_recordSize;
         if (end > m_file.size()) return false;
         m_offset = end;
         ++m_count;
@@ -32,28 +32,28 @@ public:
 private:
     InputFile& m_file;
     std::uint64_t m_recordSize;
-    std::uint64_t m_offset = cl3::kHeader;
+    std::uint64_t m_offset = cl3_header::kSize;
     std::uint64_t m_count = 0;
 };
 
 /// Reads the header of the index; empty, or what is wrong with it.
 std::string readIndexHeader(InputFile& file, IndexLayout& index) {
-    std::uint8_t header[ij::kHeader];
+    std::uint8_t header[ij_header::kSize];
     if (!file.readAt(0, header, sizeof header)) return "it ends inside its header";
-    index.tiles = u32(header + 32);
-    index.columns = u32(header + 36);
-    index.rows = u32(header + 40);
-    index.tileSize = u32(header + 44);
+    index.tiles = loadU32(header + 32);
+    index.columns = loadU32(header + 36);
+    index.rows = loadU32(header + 40);
+    index.tileSize = loadU32(header + 44);
     const std::uint64_t bytesOfTile = ij::tileBytes(index.tileSize);
     if (bytesOfTile == 0) return "tile size " + std::to_string(index.tileSize);
-    const std::uint64_t tiles =
-        ij::tilesAlong(index.columns, index.tileSize) * ij::tilesAlong(index.rows, index.tileSize);
+    const std::uint64_t tiles = divideRoundingUp(index.columns, index.tileSize) *
+                                divideRoundingUp(index.rows, index.tileSize);
     const std::string grid = std::to_string(index.columns) + " x " + std::to_string(index.rows);
     if (tiles != index.tiles) {
         return "it announces " + countOf(index.tiles, "tile") + ", a grid of " + grid + " has " +
                std::to_string(tiles);
     }
-    const std::uint64_t expected = ij::kHeader + tiles * bytesOfTile;
+    const std::uint64_t expected = ij_header::kSize + tiles * bytesOfTile;
     if (file.size() != expected) {
         return "it has " + std::to_string(file.size()) + " bytes, a grid of " + grid + " takes " +
                std::to_string(expected);
@@ -61,11 +61,30 @@ std::string readIndexHeader(InputFile& file, IndexLayout& index) {
     return "";
 }
 
-/// The points that a tile announces; the index's size was compared with its grid before.
-std::uint32_t tilePoints(InputFile& file, const IndexLayout& index, std::uint64_t tile) {
-    std::uint8_t count[4];
-    const std::uint64_t offset = ij::kHeader + tile * ij::tileBytes(index.tileSize) + 8;
-    return file.readAt(offset, count, sizeof count) ? u32(count) : 0;
+/// What a tile says of itself; the index's size was compared with its grid before.
+IJTile readTile(InputFile& file, const IndexLayout& index, std::uint64_t tile) {
+    std::uint8_t bytes[ij_tile::kHeaderSize] = {};
+    file.readAt(ij_header::kSize + tile * ij::tileBytes(index.tileSize), bytes, sizeof bytes);
+    return decodeIJTile(bytes);
+}
+
+/// Compares a tile with its place and with the block of the same number; empty, or what is wrong.
+std::string tileProblem(InputFile& file, const IndexLayout& index, std::uint64_t tile,
+                        std::uint32_t records) {
+    if (tile >= index.tiles) {
+        return "it has " + countOf(index.tiles, "tile") + ", the scan has a block " +
+               std::to_string(tile);
+    }
+    const IJTile found = readTile(file, index, tile);
+    const std::string name = "tile " + std::to_string(tile);
+    const std::uint64_t tilesDown = divideRoundingUp(index.rows, index.tileSize);
+    if (found.columnTile != tile / tilesDown || found.rowTile != tile % tilesDown) {
+        return name + " claims the place " + std::to_string(found.columnTile) + ", " +
+               std::to_string(found.rowTile) + " of another one";
+    }
+    if (found.pointCount == records) return "";
+    return name + " has " + countOf(found.pointCount, "point") + ", block " + std::to_string(tile) +
+           " of the scan has " + std::to_string(records) + "; the index belongs to another scan";
 }
 
 std::unique_ptr<CLFileHeader> headerOf(const std::string& path) {
@@ -80,21 +99,18 @@ void walk(InputFile& file, InputFile* indexFile, ScanLayout& layout) {
     const std::uint32_t announced = layout.header->GetBlockCount();
     Blocks blocks(file, recordSize);
     std::uint32_t points = 0;
-    bool tilesFit = true;
+    std::string indexProblem;
     while (blocks.count() < announced && blocks.next(points)) {
         layout.records += points;
         if (!indexFile) continue;
-        const std::uint64_t tile = blocks.count() - 1;
-        const bool isTile = tile < layout.index->tiles;
-        const std::uint32_t indexed = isTile ? tilePoints(*indexFile, *layout.index, tile) : 0;
-        layout.index->points += indexed;
-        if (indexed == points || !tilesFit) continue;
-        tilesFit = false;
-        layout.problems.push_back(layout.index->path + ": tile " + std::to_string(tile) + " has " +
-                                  countOf(indexed, "point") + ", block " + std::to_string(tile) +
-                                  " of the scan has " + std::to_string(points) +
-                                  "; the index belongs to another scan: remove it to read this one "
-                                  "without a grid");
+        layout.index->points += points;
+        if (indexProblem.empty()) {
+            indexProblem = tileProblem(*indexFile, *layout.index, blocks.count() - 1, points);
+        }
+    }
+    if (!indexProblem.empty()) {
+        layout.problems.push_back(layout.index->path + ": " + indexProblem +
+                                  "; remove it to read the scan without a grid");
     }
     if (blocks.count() < announced) {
         layout.problems.insert(
@@ -102,11 +118,21 @@ void walk(InputFile& file, InputFile* indexFile, ScanLayout& layout) {
             layout.path + ": the file ends inside block " + std::to_string(blocks.count()) +
                 " of " + std::to_string(announced) + ", which begins at byte " +
                 std::to_string(blocks.offset()) + "; it was not written to its end");
-    } else if (indexFile && layout.index->tiles > announced) {
+        return;
+    }
+    if (indexFile && layout.index->tiles > announced) {
         layout.problems.push_back(layout.index->path + ": it has " +
                                   countOf(layout.index->tiles, "tile") + ", the scan has " +
                                   countOf(announced, "block"));
     }
+    const std::uint64_t left = file.size() - blocks.offset();
+    std::uint8_t rest[cl3_block::kHeaderSize];
+    const bool isShort = file.readAt(blocks.offset(), rest, sizeof rest);
+    if (left == 0 || (isShort && cl3::isEmptyBlockHeader(rest, left))) return;
+    layout.problems.insert(layout.problems.begin(),
+                           layout.path + ": byte " + std::to_string(blocks.offset()) + ": " +
+                               countOf(left, "byte") + " after the last of " +
+                               countOf(announced, "announced block"));
 }
 
 }  // namespace
@@ -136,7 +162,7 @@ ScanLayout inspectCL3(const std::string& path) {
         layout.rows = layout.index->rows;
     }
     const unsigned format = layout.header->GetPointFormat();
-    if (file.size() < cl3::kHeader) {
+    if (file.size() < cl3_header::kSize) {
         layout.problems.insert(layout.problems.begin(), path + ": the file ends inside its header");
     } else if (format >= std::size(cl3::kRecordSizes)) {
         layout.problems.insert(layout.problems.begin(),
@@ -145,7 +171,13 @@ ScanLayout inspectCL3(const std::string& path) {
     } else {
         walk(file, indexFile.get(), layout);
     }
+    addAngleProblem(layout);
     return layout;
+}
+
+void addAngleProblem(ScanLayout& layout) {
+    if (hasFiniteAngles(*layout.header)) return;
+    layout.problems.push_back(layout.path + ": " + kBadAngle);
 }
 
 void requireSound(const ScanLayout& layout) {

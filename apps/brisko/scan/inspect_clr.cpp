@@ -1,4 +1,6 @@
 #include "common/input_file.h"
+#include "common/message.h"
+#include "scan/clr_cells.h"
 #include "scan/header_file.h"
 #include "scan/native_layout.h"
 #include "scan/scan_layout.h"
@@ -14,39 +16,76 @@ std::string cutShort(const std::string& path, const std::string& place) {
     return path + ": the file ends " + place + "; it was not written to its end";
 }
 
-/// Plain blocks all have the same size, so the size of the file tells.
-std::string plainProblem(const ScanLayout& layout, Wide expected) {
-    if (layout.bytes >= expected) return "";
-    const Wide block = clr::kBlockFlag + clr::kRecord * Wide{layout.columns} * layout.rows;
-    const auto complete = static_cast<std::uint64_t>((layout.bytes - clr::kHeader) / block);
-    return cutShort(layout.path, "inside block " + std::to_string(complete) + " of " +
-                                     std::to_string(layout.header->GetBlockCount()));
+std::string leftOver(const ScanLayout& layout, std::uint64_t offset) {
+    return layout.path + ": byte " + std::to_string(offset) + ": " +
+           countOf(layout.bytes - offset, "byte") + " after the last of " +
+           countOf(layout.header->GetBlockCount(), "announced block");
 }
 
-/// Compressed lines are walked piece by piece. Each step takes bytes of the file, so the walk ends
-/// however large the grid is said to be.
-std::string compressedProblem(InputFile& file, const ScanLayout& layout) {
-    const std::uint64_t pieces =
-        (std::uint64_t{layout.rows} + clr::kPiecePoints - 1) / clr::kPiecePoints;
-    std::uint64_t offset = clr::kHeader;
-    for (std::uint32_t block = 0; block < layout.header->GetBlockCount(); ++block) {
-        offset += clr::kBlockFlag;
-        for (std::uint32_t column = 0; column < layout.columns; ++column) {
-            for (std::uint64_t piece = 0; piece < pieces; ++piece) {
-                std::uint8_t length[clr::kPieceLength];
-                const bool isThere = file.readAt(offset, length, sizeof length);
-                if (isThere) offset += clr::kPieceLength + u32(length);
-                if (isThere && offset <= file.size()) continue;
-                return cutShort(layout.path, "inside column " + std::to_string(column) +
-                                                 " of block " + std::to_string(block));
+/// Plain blocks all have the same size, so the size of the file shows what is there.
+std::string walkPlain(const CLRFileHeader& header, ScanLayout& layout) {
+    const Wide cells = Wide{layout.columns} * layout.rows;
+    const Wide block = clr::plainBlockSize(header);
+    const Wide end = clr_header::kSize + block * header.GetBlockCount();
+    if (layout.bytes >= end) {
+        layout.records = static_cast<std::uint64_t>(cells * header.GetBlockCount());
+        const auto offset = static_cast<std::uint64_t>(end);
+        return clr::isLeftOver(header, false, layout.bytes - offset) ? leftOver(layout, offset)
+                                                                     : "";
+    }
+    const std::uint64_t there = layout.bytes - clr_header::kSize;
+    const auto complete = static_cast<std::uint64_t>(there / block);
+    const auto rest = static_cast<std::uint64_t>(there % block);
+    layout.records = complete * static_cast<std::uint64_t>(cells);
+    if (rest > 0) layout.records += (rest - clr_block::kHeaderSize) / clr_record::kSize;
+    return cutShort(layout.path, "inside block " + std::to_string(complete) + " of " +
+                                     std::to_string(header.GetBlockCount()));
+}
+
+/// Compressed lines are walked piece by piece, without decoding them. Each step takes bytes of the
+/// file, so the walk ends however large the grid is said to be.
+class PieceWalk {
+public:
+    PieceWalk(InputFile& file, ScanLayout& layout) : m_file(file), m_layout(layout) {}
+
+    std::string run() {
+        const std::uint32_t blocks = m_layout.header->GetBlockCount();
+        for (std::uint32_t block = 0; block < blocks; ++block) {
+            m_offset += clr_block::kHeaderSize;
+            for (std::uint32_t column = 0; column < m_layout.columns; ++column) {
+                const std::string problem = walkLine();
+                if (problem.empty()) continue;
+                return m_layout.path + ": column " + std::to_string(column) + " of block " +
+                       std::to_string(block) + ", byte " + std::to_string(m_offset) + ": " +
+                       problem;
             }
         }
+        return m_offset < m_file.size() ? leftOver(m_layout, m_offset) : "";
     }
-    return offset <= file.size() ? "" : cutShort(layout.path, "inside its last block");
-}
+
+private:
+    std::string walkLine() {
+        for (std::uint64_t row = 0; row < m_layout.rows; row += kPiecePoints) {
+            std::uint8_t bytes[clr::kPieceLength];
+            if (!m_file.readAt(m_offset, bytes, sizeof bytes)) return kCutShort;
+            const std::uint32_t length = loadU32(bytes);
+            if (length == 0 || length > kLongestPiece) return pieceProblem(PieceState::BadLength);
+            if (length > m_file.size() - m_offset - clr::kPieceLength) return kCutShort;
+            m_offset += clr::kPieceLength + length;
+            m_layout.records += std::min<std::uint64_t>(kPiecePoints, m_layout.rows - row);
+        }
+        return "";
+    }
+
+    static constexpr const char* kCutShort = "the file ends here; it was not written to its end";
+
+    InputFile& m_file;
+    ScanLayout& m_layout;
+    std::uint64_t m_offset = clr_header::kSize;
+};
 
 std::string findProblem(InputFile& file, const CLRFileHeader& header, ScanLayout& layout) {
-    if (file.size() < clr::kHeader) return layout.path + ": the file ends inside its header";
+    if (file.size() < clr_header::kSize) return layout.path + ": the file ends inside its header";
     if (header.GetPointFormat() > 3) {
         return layout.path + ": point format " + std::to_string(header.GetPointFormat()) +
                " is not one of CLR (0 to 3); is this a CLR file?";
@@ -57,14 +96,8 @@ std::string findProblem(InputFile& file, const CLRFileHeader& header, ScanLayout
     }
     layout.columns = static_cast<std::uint32_t>(header.GetAzimuthResolution());
     layout.rows = static_cast<std::uint32_t>(header.GetZenithResolution());
-    const Wide cells = Wide{layout.columns} * layout.rows;
-    const Wide records = cells * header.GetBlockCount();
-    const Wide plainSize =
-        clr::kHeader + header.GetBlockCount() * Wide{clr::kBlockFlag} + records * clr::kRecord;
-    std::string problem = clr::isCompressed(header, file.size()) ? compressedProblem(file, layout)
-                                                                 : plainProblem(layout, plainSize);
-    if (problem.empty()) layout.records = static_cast<std::uint64_t>(records);
-    return problem;
+    return clr::isCompressed(header, file.size()) ? PieceWalk(file, layout).run()
+                                                  : walkPlain(header, layout);
 }
 
 }  // namespace
@@ -81,6 +114,7 @@ ScanLayout inspectCLR(const std::string& path) {
     layout.header = std::move(header);
     const std::string problem = findProblem(file, fields, layout);
     if (!problem.empty()) layout.problems.push_back(problem);
+    addAngleProblem(layout);
     return layout;
 }
 

@@ -1,5 +1,7 @@
 #include "scan/native_input.h"
 
+#include "base/staged_output.h"
+#include "check/scan_check.h"
 #include "common/failure.h"
 #include "scan/photo_report.h"
 
@@ -12,13 +14,7 @@
 namespace brisko::tool {
 namespace {
 
-BriskoCodec* createCodec(const ScanFacts& facts) {
-    if (facts.kind == ScanKind::CLR) return CLRGridCodec::Create();
-    if (facts.hasGrid) return CL3GridCodec::Create();
-    return CL3Codec::Create();
-}
-
-/// The same, colouring on four threads while points are written.
+/// Codecs that colour on four threads while points are written.
 BriskoCodec* createColouringCodec(const ScanFacts& facts) {
     if (facts.kind == ScanKind::CLR) return ColorCodecCreator::CreateCLRGridCodec();
     if (facts.hasGrid) return ColorCodecCreator::CreateCL3GridCodec();
@@ -27,8 +23,10 @@ BriskoCodec* createColouringCodec(const ScanFacts& facts) {
 
 }  // namespace
 
-NativeInput::NativeInput(const std::string& path, ColourSource source)
+NativeInput::NativeInput(const std::string& path, ColourSource source,
+                         const std::vector<std::string>& later)
     : m_source(source),
+      m_later(later),
       m_positions(3 * kBatch),
       m_intensities(kBatch),
       m_colours(3 * kBatch),
@@ -37,7 +35,20 @@ NativeInput::NativeInput(const std::string& path, ColourSource source)
     ScanLayout layout = scanKind(path) == ScanKind::CL3 ? inspectCL3(path) : inspectCLR(path);
     requireSound(layout);
     takeFacts(std::move(layout));
+    for (const std::string& file : m_later) {
+        const ScanLayout next = inspectCLR(file);
+        requireSound(next);
+        m_facts.records += next.records;
+    }
     openCodec();
+}
+
+BriskoCodec* NativeInput::createCodec() const {
+    if (m_source == ColourSource::Photos) return createColouringCodec(m_facts);
+    if (!m_later.empty()) return createCLRSeriesCodec(m_later);
+    if (m_facts.kind == ScanKind::CLR) return CLRGridCodec::Create();
+    if (m_facts.hasGrid) return CL3GridCodec::Create();
+    return CL3Codec::Create();
 }
 
 void NativeInput::takeFacts(ScanLayout layout) {
@@ -57,17 +68,19 @@ void NativeInput::takeFacts(ScanLayout layout) {
 
 void NativeInput::openCodec() {
     m_reader.reset();
-    m_codec.reset(m_source == ColourSource::Photos ? createColouringCodec(m_facts)
-                                                   : createCodec(m_facts));
+    m_codec.reset(createCodec());
     if (!m_codec) throw std::bad_alloc();
     if (m_source == ColourSource::Photos) setPhotoOutlines(*m_codec, PhotoOutlines::Whole);
     if (!m_codec->Open(m_facts.path.c_str())) failToOpen();
     setFrame(*m_codec, Frame::Scanner);
     m_facts.alignment = getAlignment(*m_codec);
     if (m_facts.alignment.source == AlignmentSource::Unreadable) {
-        throw Failure(ExitCode::Damaged, companionOf(m_facts.path, ".alg") +
-                                             ": cannot be read as an alignment; move it away to "
-                                             "read the scan without one");
+        const std::string path = companionOf(m_facts.path, ".alg");
+        throw Failure(ExitCode::Damaged,
+                      path + (isReplacementMark(path)
+                                  ? ": the scan was not replaced to its end; write it again"
+                                  : ": cannot be read as an alignment; move it away to read the "
+                                    "scan without one"));
     }
     m_reader = std::make_unique<PointBatchReader>(*m_codec);
 }
@@ -99,9 +112,7 @@ std::size_t NativeInput::readBatch() {
 
 void NativeInput::read(std::vector<CellPoint>& points) {
     points.resize(readBatch());
-    if (m_reader->hasReadError()) {
-        throw Failure(ExitCode::Damaged, m_facts.path + ": cannot be read to its end");
-    }
+    if (points.empty()) requireWholePass();
     for (std::size_t i = 0; i < points.size(); ++i) {
         CellPoint& point = points[i];
         point.x = m_positions[3 * i];
@@ -114,7 +125,27 @@ void NativeInput::read(std::vector<CellPoint>& points) {
         point.column = m_columns[i];
         point.row = m_rows[i];
     }
+    requireFinite(points);
     countSteps(points);
+}
+
+/// The library hands out what can be had of a damaged scan; here that is an error.
+void NativeInput::requireWholePass() const {
+    const ReadProblem problem = getReadProblem(*m_codec);
+    if (!problem && !m_reader->hasReadError()) return;
+    failDamaged(problem.file.ends_with(".ij") || problem.file.empty() ? m_facts.path : problem.file,
+                problem.file.empty() ? m_facts.path + ": cannot be read to its end"
+                                     : problem.file + ": byte " + std::to_string(problem.offset) +
+                                           ": " + problem.text);
+}
+
+void NativeInput::requireFinite(const std::vector<CellPoint>& points) const {
+    double sum = 0;  // 0, or not a number
+    for (const CellPoint& p : points)
+        sum += (p.x - p.x) + (p.y - p.y) + (p.z - p.z) +
+               static_cast<double>(p.intensity - p.intensity);
+    if (sum == 0) return;
+    failDamaged(m_facts.path, m_facts.path + ": a record is not finite in all its numbers");
 }
 
 void NativeInput::countSteps(const std::vector<CellPoint>& points) {

@@ -5,6 +5,7 @@
 
 #include <brisko_codec/codec.h>
 #include <brisko_codec/point_batch.h>
+#include <brisko_codec/read_problem.h>
 
 namespace brisko::tool {
 
@@ -14,7 +15,9 @@ enum class ColourSource { Scan, Photos };
 /// A CL3 or CLR scan, read by the library many points at a time.
 class NativeInput : public ScanInput {
 public:
-    NativeInput(const std::string& path, ColourSource source);
+    /// later: the other files of a CLR series, whose blocks are merged with the first one's
+    NativeInput(const std::string& path, ColourSource source,
+                const std::vector<std::string>& later = {});
 
     void read(std::vector<CellPoint>& points) override;
     void rewind() override;
@@ -28,12 +31,16 @@ private:
     };
 
     void takeFacts(ScanLayout layout);
+    BriskoCodec* createCodec() const;
     void openCodec();
     [[noreturn]] void failToOpen() const;
     std::size_t readBatch();
+    void requireWholePass() const;
+    void requireFinite(const std::vector<CellPoint>& points) const;
     void countSteps(const std::vector<CellPoint>& points);
 
     ColourSource m_source;
+    std::vector<std::string> m_later;
     std::unique_ptr<BriskoCodec, CodecDestroyer> m_codec;
     std::unique_ptr<PointBatchReader> m_reader;
     bool m_started = false;

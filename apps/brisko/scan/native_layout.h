@@ -2,63 +2,57 @@
 
 #include <brisko_codec/file_header.h>
 
+#include "base/bytes.h"
+#include "layouts/compressed_lines.h"
+#include "layouts/ij_index.h"
+#include "layouts/layout.h"
+
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
-/// Where things stand in native files; docs/formats tells the whole of it. All sizes are bytes.
+/// What the walks through native files need besides the layouts themselves. All sizes are bytes.
 namespace brisko::tool {
 
-inline std::uint32_t u32(const std::uint8_t* bytes) {
-    return bytes[0] | std::uint32_t{bytes[1]} << 8 | std::uint32_t{bytes[2]} << 16 |
-           std::uint32_t{bytes[3]} << 24;
-}
-
 namespace cl3 {
-inline constexpr std::uint64_t kHeader = 115;
-inline constexpr std::uint64_t kBlockHeader = 5;           // point count (4), flag (1)
-inline constexpr std::uint64_t kRecordSizes[] = {28, 31};  // by point format
+inline constexpr std::uint64_t kRecordSizes[] = {cl3_record::kSize0,
+                                                 cl3_record::kSize1};  // by point format
+
+/// Whether a plain writer left these bytes after a last block that is full: one empty block header.
+inline bool isEmptyBlockHeader(const std::uint8_t* bytes, std::uint64_t size) {
+    return size == cl3_block::kHeaderSize && loadU32(bytes) == 0 && bytes[cl3_block::kFlag] == 0;
+}
 }  // namespace cl3
 
 namespace ij {
-inline constexpr std::uint64_t kHeader = 48;  // tag (32), tiles, columns, rows, tile size (4 each)
-inline constexpr std::uint64_t kTileHeader = 12;  // column tile, row tile, point count (4 each)
-inline constexpr std::uint64_t kEntry = 4;
-
-/// The bytes of one tile; 0 when its edge makes no sense.
+/// The bytes of one tile; 0 when no index can have tiles of that edge.
 inline std::uint64_t tileBytes(std::uint32_t tileSize) {
-    constexpr std::uint32_t kLargest = 1 << 16;  // beyond it, entry numbers would not fit
-    if (tileSize == 0 || tileSize > kLargest) return 0;
-    return kTileHeader + kEntry * tileSize * tileSize;
-}
-
-inline std::uint64_t tilesAlong(std::uint32_t cells, std::uint32_t tileSize) {
-    return (std::uint64_t{cells} + tileSize - 1) / tileSize;
+    return tileSize == 0 || tileSize > kLargestTileSize ? 0 : ijTileBytes(tileSize);
 }
 }  // namespace ij
 
 namespace clr {
-inline constexpr std::uint64_t kHeader = 120;
-inline constexpr std::uint64_t kBlockFlag = 1;
-inline constexpr std::uint64_t kRecord = 20;
-inline constexpr unsigned kCompressed = 2;        // point format
-inline constexpr std::uint64_t kPieceLength = 4;  // in front of each piece of a compressed line
-inline constexpr std::uint64_t kPiecePoints = 250;
-inline constexpr std::uint32_t kLongestPiece = 5000;
+inline constexpr unsigned kCompressed = 2;                            // point format
+inline constexpr std::uint64_t kPieceLength = sizeof(std::uint32_t);  // before each piece
 
 using Wide = unsigned __int128;  // a product of three header fields does not overflow it
 
 inline Wide plainBlockSize(const CLRFileHeader& header) {
-    return kBlockFlag +
-           Wide{header.GetAzimuthResolution()} * header.GetZenithResolution() * kRecord;
+    return clr_block::kHeaderSize +
+           Wide{header.GetAzimuthResolution()} * header.GetZenithResolution() * clr_record::kSize;
 }
 
 /// Whether the lines are compressed. A sorted copy keeps the header of compressed lines but holds
-/// plain records, which its size tells.
+/// plain records, which its size shows.
 inline bool isCompressed(const CLRFileHeader& header, std::uint64_t fileSize) {
     return header.GetPointFormat() == kCompressed && header.GetAzimuthResolution() > 0 &&
            header.GetZenithResolution() > 0 &&
-           kHeader + header.GetBlockCount() * plainBlockSize(header) != fileSize;
+           clr_header::kSize + header.GetBlockCount() * plainBlockSize(header) != fileSize;
+}
+
+/// Whether bytes after the last announced block are damage. A writer may leave a few after plain
+/// records, but not as many as another block takes.
+inline bool isLeftOver(const CLRFileHeader& header, bool compressed, std::uint64_t bytes) {
+    return compressed ? bytes > 0 : bytes >= plainBlockSize(header);
 }
 }  // namespace clr
 

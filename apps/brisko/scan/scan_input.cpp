@@ -10,6 +10,11 @@ std::unique_ptr<ScanInput> openScan(const std::string& path) {
     return std::make_unique<NativeInput>(path, ColourSource::Scan);
 }
 
+std::unique_ptr<ScanInput> openSeries(const std::string& first,
+                                      const std::vector<std::string>& later) {
+    return std::make_unique<NativeInput>(first, ColourSource::Scan, later);
+}
+
 std::unique_ptr<ScanInput> openColouredScan(const std::string& path) {
     return std::make_unique<NativeInput>(path, ColourSource::Photos);
 }

@@ -64,6 +64,11 @@ protected:
 /// Throws Failure(Usage) for a name that is not a scan's, Failure(Damaged) for everything else.
 std::unique_ptr<ScanInput> openScan(const std::string& path);
 
+/// The same for a raw scan that lies in several files.
+///   later  the files after the first, in their order
+std::unique_ptr<ScanInput> openSeries(const std::string& first,
+                                      const std::vector<std::string>& later);
+
 /// The same for native scans, with the points coloured from the photos beside the scan.
 std::unique_ptr<ScanInput> openColouredScan(const std::string& path);
 

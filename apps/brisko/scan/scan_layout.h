@@ -2,6 +2,7 @@
 
 #include "scan/scan_kind.h"
 
+#include <brisko_codec/alignment.h>
 #include <brisko_codec/file_header.h>
 
 #include <cstdint>
@@ -42,6 +43,15 @@ struct ScanLayout {
 /// Throws Failure(Damaged) only when the scan file itself cannot be read.
 ScanLayout inspectCL3(const std::string& path);
 ScanLayout inspectCLR(const std::string& path);
+
+/// Adds what is wrong with the header's angles.
+void addAngleProblem(ScanLayout& layout);
+
+/// The alignment beside a scan.
+Alignment alignmentOf(const std::string& scan);
+
+/// Whether two matrices differ by no more than the 18 decimals of a companion can keep.
+bool isSameMatrix(const double (&a)[16], const double (&b)[16]);
 
 /// Throws Failure(Damaged) with the first problem, if there is one.
 void requireSound(const ScanLayout& layout);

@@ -32,6 +32,7 @@ struct ScanPlan {
     std::uint32_t series = 0;         // numbered files; 0 for a single one without number
     bool alignment = false;
     bool colour = false;
+    bool overwrite = false;
     std::optional<PhotoKind> photos;
     std::uint32_t photoDivisor = 1;  // of the camera's columns and rows
     ScanGrid grid;

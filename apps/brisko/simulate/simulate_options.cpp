@@ -3,6 +3,7 @@
 #include "common/choice.h"
 #include "common/failure.h"
 #include "common/number_option.h"
+#include "common/overwrite.h"
 
 #include <charconv>
 #include <cmath>
@@ -155,6 +156,7 @@ void SimulateOptions::addTo(CLI::App& command) {
     takeNumbers(command.add_option("--noise", noise, "Range noise, millimetres"), {0, kMostNoise})
         ->capture_default_str();
     command.add_option("--seed", seed, "Another seed, another noise")->capture_default_str();
+    addOverwrite(command, overwrite);
     command.add_flag("--json", json, "Print JSON, schema " + std::string(kSimulateSchema));
 }
 
@@ -186,6 +188,7 @@ ScanPlan SimulateOptions::plan(const CLI::App& command) const {
     plan.series = static_cast<std::uint32_t>(series);
     plan.alignment = alignment;
     plan.colour = colour;
+    plan.overwrite = overwrite;
     if (command.count("--photos") > 0) plan.photos = photos;
     plan.photoDivisor = photoDivisor;
     plan.grid = {static_cast<std::uint32_t>(columns),

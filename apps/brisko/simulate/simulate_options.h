@@ -32,6 +32,7 @@ struct SimulateOptions {
     double noise = 1.5;  // millimetres
     bool alignment = false;
     bool colour = false;
+    bool overwrite = false;
     PhotoKind photos = PhotoKind::Classic;
     std::uint32_t photoDivisor = 2;
     bool json = false;

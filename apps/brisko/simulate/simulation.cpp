@@ -56,7 +56,9 @@ std::vector<std::unique_ptr<StagedScan>> stageFiles(const ScanPlan& plan, const 
     if (plan.alignment) pose.fillMatrix(alignment.matrix);
     std::vector<std::unique_ptr<StagedScan>> staged;
     for (std::uint32_t file = 0; file < plan.files(); ++file) {
-        staged.push_back(std::make_unique<StagedScan>(plan.path(file)));
+        // One private folder for all: a long series would need more descriptors than there are.
+        const StagedScan* const first = staged.empty() ? nullptr : staged.front().get();
+        staged.push_back(std::make_unique<StagedScan>(plan.path(file), first));
         staged.back()->requireAlignment(alignment.matrix);
     }
     return staged;
@@ -81,7 +83,7 @@ public:
     PhotoSession(const ScanPlan& plan, const Pose& pose) {
         if (!plan.photos) return;
         m_plan.emplace(*plan.photos, plan.photoDivisor, pose);
-        m_output.emplace(*m_plan, plan.folder, plan.scanFolder());
+        m_output.emplace(*m_plan, plan.folder, plan.scanFolder(), plan.overwrite);
     }
 
     void write(const Station& station, ProgressStyle style) {
@@ -111,6 +113,8 @@ Simulation simulate(const ScanPlan& plan, ProgressStyle style) {
 
     Simulation done;
     station.pose.fillMatrix(done.pose);
+    for (std::uint32_t file = 0; file < plan.files(); ++file)
+        requireNew(plan.path(file), plan.overwrite);
     OutputFolder folder(plan.scanFolder());
     requireSeriesEnds(plan);
     requireSpace(plan);

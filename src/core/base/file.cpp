@@ -1,5 +1,6 @@
 #include "base/file.h"
 
+#include "base/errno_keeper.h"
 #include "base/mishaps.h"
 #include "base/system_calls.h"
 #include "base/utf8.h"
@@ -18,18 +19,6 @@
 namespace brisko {
 
 namespace {
-
-/// Keeps errno over clean-up calls that may change it.
-class ErrnoKeeper {
-public:
-    ErrnoKeeper() : m_saved(errno) {}
-    ~ErrnoKeeper() { errno = m_saved; }
-    ErrnoKeeper(const ErrnoKeeper&) = delete;
-    ErrnoKeeper& operator=(const ErrnoKeeper&) = delete;
-
-private:
-    int m_saved;
-};
 
 /// The flags of open() for a mode of fopen(); -1 for a mode that fopen does not know.
 int openFlags(const char* mode) {
@@ -181,17 +170,6 @@ bool closeFile(FilePtr file) {
     return !file || system_calls::fclose(file.release()) == 0;
 }
 
-bool createNewFile(const std::string& path) {
-    if (!isUsablePath(path.c_str())) return false;
-    const int descriptor =
-        system_calls::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (descriptor < 0) return false;
-    if (system_calls::close(descriptor) == 0) return true;
-    const ErrnoKeeper keeper;
-    system_calls::unlink(path.c_str());
-    return false;
-}
-
 bool isReplaceable(const std::string& path) {
     struct stat status {};
     if (!isUsablePath(path.c_str())) return false;
@@ -222,11 +200,6 @@ bool isSameFile(const std::string& a, const std::string& b) {
            first.st_ino == second.st_ino;
 }
 
-void copyPermissions(const std::string& from, const std::string& to) {
-    struct stat status {};
-    if (look(from.c_str(), status)) static_cast<void>(chmod(to.c_str(), status.st_mode & 0777));
-}
-
 bool syncFile(const std::string& path, const std::function<void()>& between) {
     constexpr std::uint64_t kPart = std::uint64_t{4} << 20;
     const FilePtr file = openFile(path.c_str(), "rb");
@@ -244,24 +217,9 @@ bool syncFile(const std::string& path, const std::function<void()>& between) {
     return system_calls::fsync(descriptor) == 0;
 }
 
-namespace {
-
-std::string folderOf(const std::string& path) {
+std::string parentFolder(const std::string& path) {
     const std::size_t slash = path.rfind('/');
     return slash == std::string::npos ? "." : path.substr(0, slash + 1);
-}
-
-}  // namespace
-
-bool syncFolderOf(const std::string& path) {
-    const int descriptor =
-        system_calls::open(folderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0);
-    if (descriptor < 0) return false;
-    // Some file systems have no fsync for folders; there is nothing to do then.
-    const bool synced = system_calls::fsync(descriptor) == 0 || errno == EINVAL || errno == EROFS;
-    const ErrnoKeeper keeper;
-    system_calls::close(descriptor);
-    return synced;
 }
 
 bool fileExists(const std::string& path) {
@@ -288,14 +246,10 @@ std::vector<std::string> filesIn(const std::string& folder) {
 
 std::uint64_t freeSpaceBeside(const std::string& path) {
     struct statvfs status {};
-    if (system_calls::statvfs(folderOf(path).c_str(), &status) != 0) {
+    if (system_calls::statvfs(parentFolder(path).c_str(), &status) != 0) {
         return std::numeric_limits<std::uint64_t>::max();
     }
     return std::uint64_t{status.f_bavail} * status.f_frsize;
-}
-
-bool renameFile(const std::string& from, const std::string& to) {
-    return system_calls::rename(from.c_str(), to.c_str()) == 0;
 }
 
 bool removeFile(const std::string& path) {

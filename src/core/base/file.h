@@ -62,10 +62,6 @@ bool seekTo(std::FILE* file, std::uint64_t offset);
 /// Closes the file; false with errno set when its last bytes could not be written.
 bool closeFile(FilePtr file);
 
-/// Creates an empty file. Returns false with errno set on failure: EEXIST where something of that
-/// name is there already.
-bool createNewFile(const std::string& path);
-
 /// Whether a file can be put there: nothing is there, or a regular file that may be written. Sets
 /// errno when not.
 bool isReplaceable(const std::string& path);
@@ -74,20 +70,16 @@ bool isReplaceable(const std::string& path);
 /// itself when it is no link.
 std::string resolveLinks(const std::string& path);
 
+/// The folder of a path, with its last '/'; "." where the path has none.
+std::string parentFolder(const std::string& path);
+
 /// Whether two names lead to one file.
 bool isSameFile(const std::string& a, const std::string& b);
-
-/// Gives a file the permissions of another one. Failure leaves them as they are.
-void copyPermissions(const std::string& from, const std::string& to);
 
 /// Brings a closed file from the system's memory to the disk.
 ///   between  called at least every few megabytes; what it throws ends the call
 /// Returns false with errno set when the disk did not take it.
 bool syncFile(const std::string& path, const std::function<void()>& between);
-
-/// Sees that the names in the folder of a path are on the disk. Returns false with errno set when
-/// the disk did not take them.
-bool syncFolderOf(const std::string& path);
 
 /// Whether anything is there, of whatever kind.
 bool fileExists(const std::string& path);
@@ -99,9 +91,6 @@ std::vector<std::string> filesIn(const std::string& folder);
 /// Bytes that can still be written in the folder of a path; the largest number when that cannot be
 /// told.
 std::uint64_t freeSpaceBeside(const std::string& path);
-
-/// Puts a finished file in the place of another. Returns false with errno set on failure.
-bool renameFile(const std::string& from, const std::string& to);
 
 /// Removes a file; a missing one counts as removed.
 bool removeFile(const std::string& path);

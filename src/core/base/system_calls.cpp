@@ -9,6 +9,10 @@ int open(const char* path, int flags, mode_t mode) noexcept {
     return ::open(path, flags, mode);
 }
 
+int openat(int folder, const char* name, int flags, mode_t mode) noexcept {
+    return ::openat(folder, name, flags, mode);
+}
+
 int close(int descriptor) noexcept {
     return ::close(descriptor);
 }
@@ -19,6 +23,10 @@ int fstat(int descriptor, struct stat* status) noexcept {
 
 int stat(const char* path, struct stat* status) noexcept {
     return ::stat(path, status);
+}
+
+int fstatat(int folder, const char* name, struct stat* status) noexcept {
+    return ::fstatat(folder, name, status, AT_SYMLINK_NOFOLLOW);
 }
 
 int statvfs(const char* path, struct statvfs* status) noexcept {
@@ -59,12 +67,28 @@ DIR* opendir(const char* path) noexcept {
     return ::opendir(path);
 }
 
-int rename(const char* from, const char* to) noexcept {
-    return std::rename(from, to);
-}
-
 int unlink(const char* path) noexcept {
     return ::unlink(path);
+}
+
+int unlinkat(int folder, const char* name, int flags) noexcept {
+    return ::unlinkat(folder, name, flags);
+}
+
+int mkdirat(int folder, const char* name, mode_t mode) noexcept {
+    return ::mkdirat(folder, name, mode);
+}
+
+int renameat(int fromFolder, const char* from, int toFolder, const char* to) noexcept {
+    return ::renameat(fromFolder, from, toFolder, to);
+}
+
+int linkat(int fromFolder, const char* from, int toFolder, const char* to) noexcept {
+    return ::linkat(fromFolder, from, toFolder, to, 0);
+}
+
+int getentropy(void* out, std::size_t size) noexcept {
+    return ::getentropy(out, size);
 }
 
 std::FILE* fdopen(int descriptor, const char* mode) noexcept {

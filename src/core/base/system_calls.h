@@ -13,9 +13,12 @@
 namespace brisko::system_calls {
 
 int open(const char* path, int flags, mode_t mode) noexcept;
+int openat(int folder, const char* name, int flags, mode_t mode) noexcept;
 int close(int descriptor) noexcept;
 int fstat(int descriptor, struct stat* status) noexcept;
 int stat(const char* path, struct stat* status) noexcept;
+/// Does not follow a link.
+int fstatat(int folder, const char* name, struct stat* status) noexcept;
 int statvfs(const char* path, struct statvfs* status) noexcept;
 int access(const char* path, int mode) noexcept;
 int setFlags(int descriptor, int flags) noexcept;  // fcntl with F_SETFL
@@ -26,8 +29,12 @@ int fsync(int descriptor) noexcept;
 /// Brings a part to the disk and waits for it: sync_file_range.
 int syncRange(int descriptor, off_t offset, off_t length) noexcept;
 DIR* opendir(const char* path) noexcept;
-int rename(const char* from, const char* to) noexcept;
 int unlink(const char* path) noexcept;
+int unlinkat(int folder, const char* name, int flags) noexcept;
+int mkdirat(int folder, const char* name, mode_t mode) noexcept;
+int renameat(int fromFolder, const char* from, int toFolder, const char* to) noexcept;
+int linkat(int fromFolder, const char* from, int toFolder, const char* to) noexcept;
+int getentropy(void* out, std::size_t size) noexcept;
 
 std::FILE* fdopen(int descriptor, const char* mode) noexcept;
 int fclose(std::FILE* file) noexcept;

@@ -73,29 +73,52 @@ void encodePiece(const RawRecord* points, std::size_t count, std::vector<std::ui
     out.push_back(0);
 }
 
+/// Takes the next point: a control byte, then the five values.
+inline void takePoint(const std::uint8_t*& in, RawRecord& point) {
+    const unsigned control = *in++;
+    point.x = takeValue(in, control >> 6, 3, point.x);
+    point.y = takeValue(in, control >> 4 & 3, 3, point.y);
+    point.z = takeValue(in, control >> 2 & 3, 3, point.z);
+    point.fourth = takeValue(in, control >> 1 & 1, 1, point.fourth);
+    point.intensity = takeValue(in, control & 1, 1, point.intensity);
+}
+
 }  // namespace
 
 std::size_t decodePiece(const std::uint8_t* piece, std::size_t count, RawRecord* out) {
     const std::uint8_t* in = piece;
     RawRecord point;
     for (std::size_t i = 0; i < count; ++i) {
-        const unsigned control = *in++;
-        point.x = takeValue(in, control >> 6, 3, point.x);
-        point.y = takeValue(in, control >> 4 & 3, 3, point.y);
-        point.z = takeValue(in, control >> 2 & 3, 3, point.z);
-        point.fourth = takeValue(in, control >> 1 & 1, 1, point.fourth);
-        point.intensity = takeValue(in, control & 1, 1, point.intensity);
+        takePoint(in, point);
         out[i] = point;
     }
     return static_cast<std::size_t>(in - piece) + 1;
 }
 
-void decodeWholePiece(const std::uint8_t* piece, std::uint32_t length, std::size_t count,
-                      RawRecord* out) {
-    if (decodePiece(piece, count, out) <= length) return;
+CutPiece decodeCutPiece(const std::uint8_t* bytes, std::size_t size, std::size_t count,
+                        RawRecord* out) {
+    std::array<std::uint8_t, kPieceBuffer> padded{};
+    std::copy_n(bytes, std::min<std::size_t>(size, kLongestPiece), padded.begin());
+    const std::uint8_t* in = padded.data();
+    CutPiece piece;
+    RawRecord point;
+    for (std::size_t i = 0; i < count; ++i) {
+        takePoint(in, point);
+        out[i] = point;
+        if (static_cast<std::size_t>(in - padded.data()) <= size) ++piece.points;
+    }
+    piece.used = static_cast<std::size_t>(in - padded.data()) + 1;
+    return piece;
+}
+
+std::size_t decodeWholePiece(const std::uint8_t* piece, std::uint32_t length, std::size_t count,
+                             RawRecord* out) {
+    const std::size_t used = decodePiece(piece, count, out);
+    if (used <= length) return used;
     std::array<std::uint8_t, kPieceBuffer> padded{};
     std::copy_n(piece, length, padded.begin());
     decodePiece(padded.data(), count, out);
+    return used;
 }
 
 void encodeCompressedLine(const RawRecord* line, std::size_t count,

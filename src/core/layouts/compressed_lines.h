@@ -26,9 +26,26 @@ inline constexpr std::size_t kPieceBuffer = kLongestPiece + 8;
 ///          length means that bytes behind it were taken for data.
 std::size_t decodePiece(const std::uint8_t* piece, std::size_t count, RawRecord* out);
 
-/// The same for a piece of a known length in front of other bytes: values that it lacks come from
-/// zeros, not from what happens to lie behind it.
-void decodeWholePiece(const std::uint8_t* piece, std::uint32_t length, std::size_t count,
-                      RawRecord* out);
+/// The same for a piece of a known length before other bytes: values that it lacks come from zeros,
+/// not from what happens to lie after it.
+/// Returns: the bytes that its points take, which isWholePiece compares with its length.
+std::size_t decodeWholePiece(const std::uint8_t* piece, std::uint32_t length, std::size_t count,
+                             RawRecord* out);
+
+/// Decodes a piece of which the file may hold only the first `size` bytes.
+struct CutPiece {
+    std::size_t points =
+        0;                 // that lie whole within these bytes; the others were decoded from zeros
+    std::size_t used = 0;  // as decodePiece answers
+};
+CutPiece decodeCutPiece(const std::uint8_t* bytes, std::size_t size, std::size_t count,
+                        RawRecord* out);
+
+/// Whether a piece held its points and nothing else. The byte after the last point has no meaning, so
+/// that a piece without it lost nothing.
+///   used  bytes that its points take, that byte included
+inline bool isWholePiece(std::uint32_t length, std::size_t used) {
+    return used == length || used == length + std::size_t{1};
+}
 
 }  // namespace brisko

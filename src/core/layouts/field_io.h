@@ -9,19 +9,32 @@
 /// Single fields of a header, to and from a stream.
 namespace brisko {
 
-/// Reads one field. A stream that ends inside it leaves the field as it was, and so does one with an
-/// error: what comes next in it would not be this field.
-template <class Field>
-void readField(std::FILE* stream, Field& field) {
-    static_assert(std::is_trivially_copyable_v<Field>);
-    if (std::ferror(stream) != 0) return;
-    Field read{};
-    if (system_calls::fread(&read, sizeof read, 1, stream) == 1) {
-        field = read;
-    } else if (std::ferror(stream) != 0) {
-        noteMishap();
+/// Reads the fields of one header or record, one after the other. A stream that ends inside a field
+/// leaves it as it was. After a read error the rest stays as it was, too: what comes next in the stream
+/// would not be these fields. An error from before, which the stream's flag keeps, stops nothing.
+class FieldReader {
+public:
+    explicit FieldReader(std::FILE* stream) : m_stream(stream) {}
+
+    template <class Field>
+    void operator()(Field& field) const {
+        static_assert(std::is_trivially_copyable_v<Field>);
+        if (!sawNoError()) return;
+        Field read{};
+        if (system_calls::fread(&read, sizeof read, 1, m_stream) == 1) {
+            field = read;
+        } else if (std::feof(m_stream) == 0) {
+            noteMishap();
+        }
     }
-}
+
+    /// Also about what other readers read in between.
+    bool sawNoError() const { return m_mishaps.sawNone(); }
+
+private:
+    std::FILE* m_stream;
+    MishapWatch m_mishaps;
+};
 
 /// Writes one field. Errors stay in the stream's error flag.
 template <class Field>

@@ -1,9 +1,12 @@
 #include "pcplib/files/pcp_file.h"
 
+#include "base/checked.h"
 #include "base/system_calls.h"
+#include "layouts/ij_index.h"
 #include "pcplib/files/messages.h"
 #include "pcplib/files/trace.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <new>
 #include <utility>
@@ -24,6 +27,18 @@ const char* streamMode(OpenMode mode) {
             return "wb+";
     }
     return "";
+}
+
+/// Bytes of a view of a grid index: the entries of a tile or the whole file, whichever is less; at least
+/// 2 MB where that makes the view smaller, at most 16 MB where it does not.
+std::uint32_t indexViewSize(std::uint32_t tileSize, std::uint64_t fileSize, std::uint32_t before) {
+    constexpr std::uint64_t kLeast = 2'000'000, kMost = 16'000'000;
+    const std::uint64_t cells = std::uint64_t{tileSize} * tileSize;
+    const std::uint64_t entries =
+        brisko::checkedMultiply(cells, brisko::kEntrySize).value_or(fileSize);
+    const std::uint64_t wanted = std::min(entries, fileSize);
+    return static_cast<std::uint32_t>(wanted < before ? std::max(wanted, kLeast)
+                                                      : std::min(wanted, kMost));
 }
 
 bool isMapped(OpenMode mode) {
@@ -102,6 +117,14 @@ bool PcpFile::OpenMapped(const std::string& path) {
         return false;
     }
     return openView(GetLength());
+}
+
+bool PcpFile::OpenMappedIndex(const std::string& path) {
+    SetLayout(brisko::ij_header::kSize, 1, 0);
+    if (!OpenMapped(path)) return false;
+    const std::uint32_t edge = brisko::readIJHeader(GetStream()).tileSize;
+    SetViewSize(indexViewSize(edge, GetLength(), m_view.GetViewSize()));
+    return true;
 }
 
 bool PcpFile::CreateMapped(const std::string& path, std::uint64_t size) {

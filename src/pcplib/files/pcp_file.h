@@ -58,6 +58,9 @@ public:
     /// Prints and returns false when the file cannot be opened; false, with nothing left open, for a
     /// file shorter than the header of channel 0.
     bool OpenMapped(const std::string& path);
+    /// The same for a grid index: its bytes behind the header are the records of channel 0. A view covers
+    /// the entries of one tile, within limits.
+    bool OpenMappedIndex(const std::string& path);
     /// Creates a file of zeros with a view of its records. Prints and returns false when that fails;
     /// a file that could not get its size is removed.
     bool CreateMapped(const std::string& path, std::uint64_t size);
@@ -68,6 +71,7 @@ public:
     void SetLayout(std::uint32_t headerSize, std::uint32_t recordSize, int channel);
     /// Bytes that one view covers.
     void SetViewSize(std::uint32_t bytes);
+    std::uint32_t GetViewSize() const { return m_view.GetViewSize(); }
     /// The bytes of a record. They may be changed in place, and are written back when the sum of the
     /// window's words has changed.
     /// Returns: null at the end of the data, and when the record cannot be read. The pointer holds

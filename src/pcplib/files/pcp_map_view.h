@@ -17,6 +17,7 @@ public:
 
     void SetLayout(std::uint32_t headerSize, std::uint32_t recordSize, int channel);
     void SetViewSize(std::uint32_t bytes) { m_viewSize = bytes; }
+    std::uint32_t GetViewSize() const { return m_viewSize; }
     std::uint32_t GetHeaderSize(int channel) const;
 
     /// Null behind the last whole record, and when the record cannot be read.

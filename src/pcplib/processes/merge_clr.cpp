@@ -6,11 +6,11 @@
 #include "base/output_limit.h"
 #include "layouts/layout.h"
 #include "pcplib/processes/clr_block_copy.h"
+#include "pcplib/processes/process_progress.h"
 #include "pcplib/processes/staged_copy.h"
 
 #include <array>
 #include <limits>
-#include <new>
 #include <optional>
 
 namespace QelPcpLib {
@@ -104,11 +104,9 @@ bool merge(const std::string& firstPath, const std::string& secondPath,
 
 std::uint16_t CombineMultiCLR(const std::string& first, const std::string& second,
                               const std::string& output, CProgressCallback* callback) {
-    try {
-        return merge(first, second, output, callback) ? 0 : kMergeClrFailed;
-    } catch (const std::bad_alloc&) {
-        return kMergeClrFailed;
-    }
+    return runProcess(callback, kMergeClrFailed, [&](CProgressCallback* watched) {
+        return merge(first, second, output, watched);
+    });
 }
 
 }  // namespace QelPcpLib

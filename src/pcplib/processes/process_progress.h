@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <new>
+#include <optional>
 
 namespace QelPcpLib {
 
@@ -52,5 +54,49 @@ private:
     std::uint64_t m_interval;
     std::uint64_t m_next = 0;
 };
+
+/// Passes everything on to another callback, and knows whether that one threw.
+class WatchedCallback final : public CProgressCallback {
+public:
+    explicit WatchedCallback(CProgressCallback& callback) : m_callback(callback) {}
+
+    void SetPos(std::uint16_t position) override {
+        watch([&] { m_callback.SetPos(position); });
+    }
+    void SetProcNo(std::uint16_t number) override {
+        watch([&] { m_callback.SetProcNo(number); });
+    }
+    void Poll() override {
+        watch([&] { m_callback.Poll(); });
+    }
+    bool hasThrown() const { return m_hasThrown; }
+
+private:
+    template <class Call>
+    void watch(const Call& call) {
+        m_hasThrown = true;
+        call();
+        m_hasThrown = false;
+    }
+
+    CProgressCallback& m_callback;
+    bool m_hasThrown = false;
+};
+
+/// Runs a process that answers whether it went well. A lack of memory is a failure; what the callback
+/// throws comes out, a lack of memory of its own included.
+/// Returns: 0, or the code for failure.
+template <class Process>
+std::uint16_t runProcess(CProgressCallback* callback, std::uint16_t failed,
+                         const Process& process) {
+    std::optional<WatchedCallback> watched;
+    if (callback) watched.emplace(*callback);
+    try {
+        return process(watched ? &*watched : nullptr) ? std::uint16_t{0} : failed;
+    } catch (const std::bad_alloc&) {
+        if (watched && watched->hasThrown()) throw;
+        return failed;
+    }
+}
 
 }  // namespace QelPcpLib

@@ -6,11 +6,11 @@
 #include "pcplib/files/cp_file_exception.h"
 #include "pcplib/files/trace.h"
 #include "pcplib/processes/clr_copy.h"
+#include "pcplib/processes/process_progress.h"
 #include "pcplib/processes/staged_copy.h"
 
 #include <algorithm>
 #include <array>
-#include <new>
 
 namespace QelPcpLib {
 
@@ -39,11 +39,8 @@ void copyHeader(brisko::InputWindow& input, brisko::OutputFile& output) {
 
 std::uint16_t SortCLR(const std::string& path, CProgressCallback* callback) {
     TraceOut("SortCLR\n");
-    try {
-        return ConvertClrFile(path, callback) ? 0 : kSortClrFailed;
-    } catch (const std::bad_alloc&) {
-        return kSortClrFailed;
-    }
+    return runProcess(callback, kSortClrFailed,
+                      [&](CProgressCallback* watched) { return ConvertClrFile(path, watched); });
 }
 
 bool ConvertClrFile(const std::string& path, CProgressCallback* callback) {

@@ -3,7 +3,7 @@
 #include "base/file.h"
 #include "base/mishaps.h"
 #include "base/output_file.h"
-#include "base/staged_file.h"
+#include "base/staged_output.h"
 #include "pcplib/processes/process_progress.h"
 
 #include <initializer_list>
@@ -17,7 +17,8 @@ class StagedCopy {
 public:
     /// Returns: false when the target leads to one of the inputs, or nothing can be written there.
     bool create(const std::string& target, std::initializer_list<std::string> inputs) {
-        if (!m_staged.create(target)) return false;
+        // A merged or sorted scan leaves the companions of its name alone.
+        if (!m_staged.create(target, brisko::StagedOutput::Companions::None)) return false;
         for (const std::string& input : inputs) {
             if (brisko::isSameFile(m_staged.target(), input)) return false;
         }
@@ -36,7 +37,7 @@ public:
 
 private:
     brisko::MishapWatch m_mishaps;
-    brisko::StagedFile m_staged;
+    brisko::StagedOutput m_staged;
     brisko::OutputFile m_output;  // closed before the staged file is removed
 };
 

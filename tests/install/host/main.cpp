@@ -3,6 +3,14 @@
 #include <cstdio>
 #include <string>
 
+/// Members that hosts may need of the classes which have no other code of theirs.
+template <class Class>
+bool assigns() {
+    Class& (Class::*const copy)(const Class&) = &Class::operator=;
+    Class& (Class::*const move)(Class &&) = &Class::operator=;
+    return copy != nullptr && move != nullptr;
+}
+
 /// Writes a scan with the installed library and reads it back.
 int main(int, char** argv) {
     const std::string path = std::string(argv[0]) + ".cl3";
@@ -29,5 +37,8 @@ int main(int, char** argv) {
     BriskoCodec::Destroy(reader);
     std::printf("brisko_codec %s: cell %u %u at %g %g %g\n", briskoCodecVersion().c_str(), column,
                 row, x, y, z);
-    return found && count == 1 && column == 1 && row == 2 && z == 3.0 ? 0 : 1;
+    const bool linked = assigns<BriskoCodec>() && assigns<BriskoGridCodec>() &&
+                        assigns<CL3GridCodec>() && assigns<CLRFileHeader>() &&
+                        assigns<SkipCodecCreator>() && assigns<ColorCodecCreator>();
+    return linked && found && count == 1 && column == 1 && row == 2 && z == 3.0 ? 0 : 1;
 }

@@ -59,13 +59,14 @@ void requireNoStranger(const std::string& folder, Parts parts,
 
 }  // namespace
 
-PhotoOutput::Output PhotoOutput::stage(const std::string& path) {
+PhotoOutput::Output PhotoOutput::stage(const std::string& path) const {
+    requireNew(path, m_mayOverwrite);
     return {path, std::make_unique<StagedScan>(path)};
 }
 
 PhotoOutput::PhotoOutput(const PhotoPlan& plan, const std::string& projectFolder,
-                         const std::string& scanFolder)
-    : m_plan(plan) {
+                         const std::string& scanFolder, bool mayOverwrite)
+    : m_plan(plan), m_mayOverwrite(mayOverwrite) {
     const auto project = projectFiles(plan), besideScan = scanFolderFiles(plan);
     std::vector<std::string> scanFolderNames = namesOf(besideScan);
     for (const PlannedPhoto& photo : plan.photos)

@@ -15,10 +15,10 @@ namespace brisko::tool {
 /// The photos of a station and their calibration, on the disk. Nothing appears before commit().
 class PhotoOutput {
 public:
-    /// Both folders must be there. Throws Failure(NotWritten) when a file cannot be written, or one
-    /// that is already there would be taken for a part of the station.
+    /// Both folders must be there. Throws Failure(NotWritten) when a file cannot be written, is there
+    /// already and may not be replaced, or one would be taken for a part of the station.
     PhotoOutput(const PhotoPlan& plan, const std::string& projectFolder,
-                const std::string& scanFolder);
+                const std::string& scanFolder, bool mayOverwrite);
 
     /// Takes the photos; one at a time is kept in memory. Throws Failure(NotWritten) or Interrupted.
     void write(const Station& station, ProgressStyle style);
@@ -34,10 +34,11 @@ private:
         std::unique_ptr<StagedScan> staged;
     };
 
-    static Output stage(const std::string& path);
+    Output stage(const std::string& path) const;
     void addCalibration(const std::string& folder, const std::vector<CalibrationBytes>& files);
 
     const PhotoPlan& m_plan;
+    bool m_mayOverwrite;
     std::vector<Output> m_calibration;
     std::vector<Output> m_photos;
     std::uint64_t m_bytes = 0;

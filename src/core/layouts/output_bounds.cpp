@@ -1,7 +1,6 @@
-#include "convert/output_bounds.h"
+#include "layouts/output_bounds.h"
 
 #include "base/checked.h"
-#include "base/file.h"
 #include "base/output_limit.h"
 #include "layouts/ij_index.h"
 #include "layouts/layout.h"
@@ -24,9 +23,9 @@ std::optional<std::uint64_t> outputBytes(const OutputBounds& bounds) {
 
 }  // namespace
 
-bool mayBeWritten(const OutputBounds& bounds, const std::string& input, const std::string& output) {
+bool mayBeWritten(const OutputBounds& bounds, std::uint64_t inputBytes, const std::string& output) {
     const auto bytes = outputBytes(bounds);
-    return bytes && isOutputReasonable(*bytes, fileLength(input.c_str()), output);
+    return bytes && isOutputReasonable(*bytes, inputBytes, output);
 }
 
 }  // namespace brisko
