@@ -23,7 +23,12 @@
 /// GetPointCount and GetBounds before the first point or behind the last: they move the wrapped codec.
 /// In a thread of Boost.Thread, reading is an interruption point; what was read stays.
 ///
-/// Memory: up to 60 decoded photos a reader. Readers in one process share those of the same file.
+/// Memory: up to 60 decoded photos a reader, 3 bytes a pixel; fewer where 60 would pass 2 GiB, or a
+/// quarter of the machine's memory. The colours do not depend on that. Readers in one process share
+/// the photos of the same file. Photos are decoded side by side as long as all of the process take at
+/// most 1 GiB meanwhile, and one after the other beyond that. A JPEG may have up to 2^27 pixels, 256
+/// MiB and 500 passes; one whose header claims more than 2^22 pixels must have a byte for every 512 of
+/// them. Others count as damaged; findPhotoFaults (scan_photos.h) names them.
 /// Threads: one thread at a time per object; distinct objects are independent.
 class BRISKO_CODEC_EXPORT ColorCodecCreator {
 public:
@@ -43,3 +48,22 @@ public:
     static CLRCodec* CreateCLRCodec();
     static CLRGridCodec* CreateCLRGridCodec();
 };
+
+namespace brisko {
+
+/// How a colour codec finds out which photos may show a point. Either way a photo colours only points
+/// that it really shows.
+enum class PhotoOutlines {
+    /// By a box around the four corners of each photo; what a new codec does. The middle of a photo may
+    /// bulge out of the box: where a wide view faces an axis of the scanner, points near that axis stay
+    /// black, or take the colour of another photo.
+    Corners,
+    /// By a box around the whole photo, without such holes.
+    Whole,
+};
+
+/// Chooses that for a codec made by ColorCodecCreator, from its next Open on.
+/// Returns: false for any other codec, one that wraps a colour codec among them.
+BRISKO_CODEC_EXPORT bool setPhotoOutlines(BriskoCodec& codec, PhotoOutlines outlines);
+
+}  // namespace brisko

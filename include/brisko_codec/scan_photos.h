@@ -14,12 +14,13 @@ enum class PhotoUse {
     WithoutCamera,  // no camera is known for it: its name begins with neither "T" nor "W", or it
                     // has no ".ext" where photos have cameras of their own
     BrokenCalibration,  // a file that its camera needs is missing, unreadable or makes no sense
-    BrokenPhoto,        // the JPEG has no readable header or is beyond the limits
+    BrokenPhoto,        // the JPEG has no readable header, or claims more pixels than its bytes can
+                        // hold or than are read (ColorCodecCreator says how many)
 };
 
 /// What decoding a photo has shown.
 enum class PhotoPixels {
-    NotDecoded,  // nobody asked for it, or no colour is taken from the photo
+    NotDecoded,  // nobody asked for it, or colour codecs do not load the photo
     Whole,
     Mended,      // damaged behind its header; what could not be decoded is grey or torn
     Unreadable,  // damaged beyond use: points that the photo may show stay black
@@ -55,8 +56,22 @@ struct ScanPhotos {
 /// their headers and calibration, but decodes none. A scan without photos gives an empty list.
 BRISKO_CODEC_EXPORT ScanPhotos findScanPhotos(const std::string& scanPath);
 
-/// The same, and decodes the photos that are used, one after the other. Those that an open colour codec
-/// of this process holds are not decoded again.
+/// The same, and decodes the photos that colour codecs load, one after the other. Those that an open
+/// colour codec of this process holds are not decoded again.
 BRISKO_CODEC_EXPORT ScanPhotos decodeScanPhotos(const std::string& scanPath);
+
+/// What is wrong with the files of a photo, or odd about them.
+struct PhotoFault {
+    std::string photo;  // its path
+    std::string file;   // the file at fault: the photo, or one that describes its camera
+    std::string
+        text;  // which field, and why: "the vertical pixel pitch is 0 mm; it must be above 0"
+    /// Whether the photo cannot be used, and so keeps colour codecs from opening. Otherwise it is used:
+    /// a corner of it lies beyond the reach of its lens, so its outline ends before that corner.
+    bool isFatal = true;
+};
+
+/// Looks at the photos as findScanPhotos does, and says what is wrong with each, in plain words.
+BRISKO_CODEC_EXPORT std::vector<PhotoFault> findPhotoFaults(const std::string& scanPath);
 
 }  // namespace brisko

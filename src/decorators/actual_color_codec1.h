@@ -19,8 +19,8 @@ public:
         this->findGrid();
         if (!this->codec() || !path) return false;
         try {
-            m_colorizer =
-                std::make_unique<RvxScanColorizer>(folderOf(path), RvxScanColorizer::kCapacity);
+            m_colorizer = std::make_unique<RvxScanColorizer>(
+                folderOf(path), RvxScanColorizer::kCapacity, this->outlines());
         } catch (...) {
             return false;
         }

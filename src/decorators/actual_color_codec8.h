@@ -25,7 +25,7 @@ public:
         this->findGrid();
         if (!this->codec() || !path) return false;
         try {
-            m_readAhead->start(*this->codec(), folderOf(path));
+            m_readAhead->start(*this->codec(), folderOf(path), this->outlines());
         } catch (...) {
             m_readAhead->stop();
             return false;

@@ -58,3 +58,13 @@ CLRCodec* ColorCodecCreator::CreateCLRCodec() {
 CLRGridCodec* ColorCodecCreator::CreateCLRGridCodec() {
     return readingAheadOf<ActualColorGridCodec8<CLRGridCodec>>(CLRGridCodec::Create());
 }
+
+namespace brisko {
+
+bool setPhotoOutlines(BriskoCodec& codec, PhotoOutlines outlines) {
+    auto* const chooser = dynamic_cast<OutlineChooser*>(&codec);
+    if (chooser) chooser->setOutlines(outlines);
+    return chooser != nullptr;
+}
+
+}  // namespace brisko

@@ -4,6 +4,7 @@
 
 #include "codec/aligned_reader.h"
 #include "decorators/measured_points.h"
+#include "decorators/outline_chooser.h"
 #include "decorators/owned_codec.h"
 
 #include <limits>
@@ -13,7 +14,7 @@ namespace brisko {
 /// What both colour codecs do alike: they own a codec, pass on what they do not change, and take its
 /// points as measured. Codec is the interface that the wrapper shows.
 template <class Codec>
-class ColorWrapper : public Codec, public AlignedReader {
+class ColorWrapper : public Codec, public AlignedReader, public OutlineChooser {
 public:
     /// Takes the codec over; a null one gives a wrapper that never opens.
     explicit ColorWrapper(BriskoCodec* codec) noexcept : m_codec(codec) {}

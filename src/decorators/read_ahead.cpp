@@ -8,9 +8,10 @@
 
 namespace brisko {
 
-void ReadAhead::start(BriskoCodec& codec, const std::string& folder) {
+void ReadAhead::start(BriskoCodec& codec, const std::string& folder, PhotoOutlines outlines) {
     stop();
-    m_handles[0] = std::make_unique<RvxScanColorizer>(folder, RvxScanColorizer::kCapacity);
+    m_handles[0] =
+        std::make_unique<RvxScanColorizer>(folder, RvxScanColorizer::kCapacity, outlines);
     for (std::size_t i = 1; i < kWorkers; ++i)
         m_handles[i] = std::make_unique<RvxScanColorizer>(*m_handles[0]);
     // Codecs of others are asked point by point, so that an interruption comes between two points.

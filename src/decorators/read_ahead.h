@@ -49,7 +49,7 @@ public:
 
     /// Makes the handles for a scan's folder; the codec is read from the next call on. Throws what
     /// RvxScanColorizer throws; the object is then as after stop.
-    void start(BriskoCodec& codec, const std::string& folder);
+    void start(BriskoCodec& codec, const std::string& folder, PhotoOutlines outlines);
 
     /// Stops and joins the workers, and forgets all points. Harmless at any time.
     void stop();

@@ -49,14 +49,15 @@ View viewOf(const CameraRecord& record, const Projection& projection, const Imag
     return {{x, y}, {size.width - x - 1, size.height - y - 1}};
 }
 
-/// The corners of the view, from the lower left one towards the lower right one. Then a grid over it:
-/// in between, a view bulges out of the box around its corners, all the more the wider it is and the
-/// better it faces an axis.
-std::vector<Pixel> outlineOf(const View& view) {
+/// The corners of the view, from the lower left one towards the lower right one. For whole outlines a
+/// grid over it follows: in between, a view bulges out of the box around its corners, all the more the
+/// wider it is and the better it faces an axis.
+std::vector<Pixel> outlineOf(const View& view, PhotoOutlines outlines) {
     constexpr int kCells = 8;
     const auto [left, top] = view.upperLeft;
     const auto [right, bottom] = view.lowerRight;
     std::vector<Pixel> pixels = {{left, bottom}, {right, bottom}, {right, top}, {left, top}};
+    if (outlines == PhotoOutlines::Corners) return pixels;
     for (int i = 0; i <= kCells; ++i) {
         for (int k = 0; k <= kCells; ++k) {
             pixels.push_back(
@@ -68,18 +69,20 @@ std::vector<Pixel> outlineOf(const View& view) {
 
 }  // namespace
 
-Camera prepareCamera(const CameraRecord& record, StationKind kind) {
+Camera prepareCamera(const CameraRecord& record, StationKind kind, PhotoOutlines outlines) {
     Camera camera;
     camera.path = record.path;
     if (kind == StationKind::Turned) camera.turn = turnOfCameraType(record.cameraType);
-    if (!record.model) return camera;
     const ImageSize nominal = getImageDimention(record.path);
+    camera.pixels =
+        static_cast<std::uint64_t>(nominal.width) * static_cast<std::uint64_t>(nominal.height);
+    if (!record.model) return camera;
     camera.size = workingSize(record.cameraType, nominal);
     camera.projection = Projection(*record.model, record.cameraType, nominal, camera.size);
     camera.blending = Blending(edgesOf(record, kind), camera.size,
                                blendWidth(*record.model, nominal, camera.size));
-    for (const Pixel& pixel : outlineOf(viewOf(record, camera.projection, camera.size))) {
-        camera.outline.push_back(camera.projection.directionTo(pixel));
+    for (const Pixel& pixel : outlineOf(viewOf(record, camera.projection, camera.size), outlines)) {
+        camera.outline.push_back(camera.projection.directionTo(pixel, camera.isBeyondReach));
     }
     camera.seesAnything = true;
     return camera;

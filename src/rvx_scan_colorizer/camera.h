@@ -1,5 +1,7 @@
 #pragma once
 
+#include <brisko_codec/color_codec.h>
+
 #include "rvx_scan_colorizer/blending.h"
 #include "rvx_scan_colorizer/camera_record.h"
 #include "rvx_scan_colorizer/decoded_image.h"
@@ -18,7 +20,9 @@ struct Camera {
     Projection projection;
     Blending blending;
     ImageSize size;                // of the working frame
+    std::uint64_t pixels = 0;      // as stored
     std::vector<Vector3> outline;  // unit vectors to the corners of the view, then into it; scanner
+    bool isBeyondReach = false;    // a corner of the view is, so the outline ends before it
 
     /// The decoded pixel that a pixel of the working frame stands for: the same share of the way.
     const std::uint8_t* sample(const DecodedImage& image, const Pixel& pixel) const {
@@ -36,6 +40,6 @@ private:
 
 /// Reads the header of the photo and works out the rest. Throws what getImageDimention and
 /// Projection::directionTo throw.
-Camera prepareCamera(const CameraRecord& record, StationKind kind);
+Camera prepareCamera(const CameraRecord& record, StationKind kind, PhotoOutlines outlines);
 
 }  // namespace brisko

@@ -31,28 +31,27 @@ CameraModel placedOnHead(const Calibration& calibration, const PhotoFiles& photo
     return camera;
 }
 
-CameraModel readSingleCamera(const StationFiles& station, const PhotoFiles& photo) {
-    const bool newer = !station.calibration(ProjectFile::NewSingleCamera).empty();
-    if (newer && !photo.stationRecord.empty()) {
-        readStationRecord(photo.stationRecord, kNewerStationRecord);
-        return placedOnHead(
-            readProjectCalibration(station, ProjectFile::NewSingleCamera, CalibrationLayout::Newer),
-            photo);
-    }
-    return placedOnHead(readProjectCalibration(station, ProjectFile::ClassicSingleCamera,
-                                               CalibrationLayout::Classic),
-                        photo);
+void readSingleCamera(const StationFiles& station, const PhotoFiles& photo, CameraRecord& record) {
+    const bool newer =
+        !station.calibration(ProjectFile::NewSingleCamera).empty() && !photo.stationRecord.empty();
+    if (newer) readStationRecord(photo.stationRecord, kNewerStationRecord);
+    const ProjectFile file =
+        newer ? ProjectFile::NewSingleCamera : ProjectFile::ClassicSingleCamera;
+    const auto layout = newer ? CalibrationLayout::Newer : CalibrationLayout::Classic;
+    record.model = placedOnHead(readProjectCalibration(station, file, layout), photo);
+    record.modelPath = station.calibration(file);
 }
 
-CameraModel readPairedCamera(const StationFiles& station, const PhotoFiles& photo,
-                             ProjectFile calibration) {
+void readPairedCamera(const StationFiles& station, const PhotoFiles& photo, ProjectFile calibration,
+                      CameraRecord& record) {
     // At a station with an offset line the record of a "W" photo is not looked at.
     const bool readsRecord = calibration == ProjectFile::ImagesNamedT || !station.hasOffsetLine;
     if (readsRecord && !photo.stationRecord.empty()) {
         readStationRecord(photo.stationRecord, kPairedStationRecord);
     }
-    return placedOnHead(readProjectCalibration(station, calibration, CalibrationLayout::Paired),
-                        photo);
+    record.model = placedOnHead(
+        readProjectCalibration(station, calibration, CalibrationLayout::Paired), photo);
+    record.modelPath = station.calibration(calibration);
 }
 
 /// A camera that comes with each photo: its type shows in the size of its pixels.
@@ -61,6 +60,7 @@ CameraRecord readOwnCamera(const PhotoFiles& photo) {
     CameraModel model = readCameraText(photo.camera);
     const double size = model.pixelSize;
     record.cameraType = size < 0.005 ? 2 : size > 0.02 ? 1 : 0;
+    record.modelPath = photo.camera;
     if (photo.exterior.empty()) return record;
     model.pose = readExteriorText(photo.exterior);
     record.model = model;
@@ -73,13 +73,13 @@ CameraRecord readStationCamera(const StationFiles& station, const PhotoFiles& ph
     const bool paired = !station.calibration(ProjectFile::ImagesNamedT).empty() ||
                         !station.calibration(ProjectFile::ImagesNamedW).empty();
     if (!paired) {
-        record.model = readSingleCamera(station, photo);
+        readSingleCamera(station, photo, record);
     } else if (photo.name.starts_with('W')) {
         record.cameraType = 2;
-        record.model = readPairedCamera(station, photo, ProjectFile::ImagesNamedW);
+        readPairedCamera(station, photo, ProjectFile::ImagesNamedW, record);
     } else if (photo.name.starts_with('T')) {
         record.cameraType = 1;
-        record.model = readPairedCamera(station, photo, ProjectFile::ImagesNamedT);
+        readPairedCamera(station, photo, ProjectFile::ImagesNamedT, record);
     }
     return record;
 }

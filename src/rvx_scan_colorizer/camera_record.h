@@ -13,7 +13,9 @@ struct CameraRecord {
     std::string path;
     int cameraType = 0;
     int cameraStep = 60;
-    std::optional<CameraModel> model;  // without one the photo sees nothing
+    std::optional<CameraModel>
+        model;              // without one the photo sees nothing, but is loaded like others
+    std::string modelPath;  // the file that describes the camera
 };
 
 /// Reads the calibration of a photo that the station takes. Throws FileFailure when a file that the

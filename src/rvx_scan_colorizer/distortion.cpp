@@ -73,4 +73,13 @@ bool Distortion::invert(double& x, double& y, double tolerance) const {
     return false;
 }
 
+bool Distortion::moveToReach(double& x, double& y) const {
+    const double radius = std::hypot(x, y);
+    if (!(radius > 0) || !(m_limit > 0) || !std::isfinite(m_limit)) return false;
+    const double scale = std::sqrt(m_limit) / radius;
+    x *= scale;
+    y *= scale;
+    return true;
+}
+
 }  // namespace brisko

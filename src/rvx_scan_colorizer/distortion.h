@@ -50,6 +50,10 @@ public:
     /// none.
     bool invert(double& x, double& y, double tolerance) const;
 
+    /// The outermost place that the lens shows on the way to one that it does not reach. Returns false
+    /// when it shows nothing at all.
+    bool moveToReach(double& x, double& y) const;
+
 private:
     enum class Kind { None, Table, Polynomial, Unknown };
 

@@ -34,6 +34,15 @@ std::vector<std::string> listFiles(const std::string& folder) {
     return names;
 }
 
+bool holdsEntryNamed(const std::string& folder, std::string_view part) {
+    std::error_code error;
+    std::filesystem::directory_iterator entry(folder, error);
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+        if (entry->path().filename().string().find(part) != std::string::npos) return true;
+    }
+    return false;
+}
+
 std::string folderOf(const std::string& path) {
     std::error_code error;
     std::filesystem::path folder;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace brisko {
@@ -9,6 +10,9 @@ namespace brisko {
 /// their upper-case letters (ASCII), then by bytes. So results do not depend on the file system.
 /// Names that are not UTF-8 are passed over. A folder that cannot be read has no files.
 std::vector<std::string> listFiles(const std::string& folder);
+
+/// Whether the name of any entry of a folder holds a text: file, folder or whatever it is.
+bool holdsEntryNamed(const std::string& folder, std::string_view part);
 
 /// The folder that holds a file, as an absolute path without "." and "..".
 std::string folderOf(const std::string& path);

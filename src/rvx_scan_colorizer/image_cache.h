@@ -1,9 +1,12 @@
 #pragma once
 
+#include "base/file.h"
 #include "rvx_scan_colorizer/shared_images.h"
 
 #include <cstdint>
 #include <functional>
+#include <map>
+#include <optional>
 #include <vector>
 
 namespace brisko {
@@ -16,16 +19,20 @@ namespace brisko {
 class ImageCache {
 public:
     using Loader = std::function<SharedImage(int camera)>;
+    /// The state of a camera's file now; nothing when it is not there.
+    using Stamper = std::function<std::optional<FileStamp>(int camera)>;
 
     /// Empty slots. They count as long unused, the first as the oldest.
-    ImageCache(std::size_t cameras, std::size_t capacity, Loader loader);
+    ImageCache(std::size_t cameras, std::size_t capacity, Loader loader, Stamper stamper);
 
-    /// Loads photo after photo, as far as there are slots; in several threads. The loader may answer
-    /// null for a photo that is not needed. Throws what the loader throws.
-    void loadFirst();
+    /// Loads the first photos, at most so many, in several threads, and keeps as many as there are
+    /// slots. The others are loaded to see that they can be. Throws what the loader throws.
+    void loadFirst(std::size_t photos);
+    std::size_t slots() const { return m_slots.size(); }
 
     /// The photo of a camera, for the query that is running. Loads it when it is not there, into the
-    /// slot of the one longest unused. Null when it cannot be loaded; that is not tried again.
+    /// slot of the one longest unused. Null when it cannot be loaded; that is tried again when its
+    /// file is another one, or has changed.
     const DecodedImage* use(int camera) {
         const int slot = m_slotOf[static_cast<std::size_t>(camera)];
         if (slot < 0) [[unlikely]]
@@ -52,7 +59,6 @@ public:
 
 private:
     static constexpr int kNoSlot = -1;
-    static constexpr int kUnloadable = -2;
     static constexpr std::int64_t kLongAgo = -100;
 
     struct Slot {
@@ -65,9 +71,12 @@ private:
     const DecodedImage* setImage(std::size_t slot, int camera);
 
     Loader m_loader;
+    Stamper m_stamper;
     std::vector<Slot> m_slots;
     std::vector<int> m_slotOf;  // by camera
     std::vector<int> m_used;    // slots, in the query that is running
+    std::map<int, std::optional<FileStamp>>
+        m_unloadable;  // cameras, and their files as they failed
     std::vector<SharedImage> m_pushedOut;
     std::int64_t m_query = 1;
 };

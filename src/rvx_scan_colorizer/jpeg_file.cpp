@@ -1,6 +1,7 @@
 #include "rvx_scan_colorizer/jpeg_file.h"
 
 #include "base/file.h"
+#include "rvx_scan_colorizer/decoding_budget.h"
 #include "rvx_scan_colorizer/fallback_decoder.h"
 
 #include <turbojpeg.h>
@@ -62,7 +63,8 @@ public:
         if (!m_decompressor) raise(jpeg_text::kNoHandle, function, __LINE__);
     }
 
-    ImageSize size() const {
+    /// As the header claims. Throws when there is none.
+    ImageSize claimedSize() const {
         ImageSize size;
         int subsampling = 0;
         // The decoder's interface of old takes bytes that it may change; it does not.
@@ -70,7 +72,13 @@ public:
                                 &subsampling) != 0) {
             raise(tjGetErrorStr2(m_decompressor.get()), m_function, __LINE__);
         }
-        if (!isWithinLimits(size)) raise(jpeg_text::kUnreadable, m_function, __LINE__);
+        return size;
+    }
+
+    ImageSize size() const {
+        const ImageSize size = claimedSize();
+        if (!isWithinLimits(size) || !isPlausible(size))
+            raise(jpeg_text::kUnreadable, m_function, __LINE__);
         return size;
     }
 
@@ -93,13 +101,18 @@ public:
 
     const FileBytes& file() const { return m_bytes; }
 
-private:
-    static bool isWithinLimits(const ImageSize& size) {
-        if (size.width <= 0 || size.height <= 0) return false;
-        const auto pixels =
-            static_cast<std::uint64_t>(size.width) * static_cast<std::uint64_t>(size.height);
-        return pixels <= kMaxJpegPixels;
+    static std::uint64_t pixelsOf(const ImageSize& size) {
+        return static_cast<std::uint64_t>(size.width) * static_cast<std::uint64_t>(size.height);
     }
+    static bool isWithinLimits(const ImageSize& size) {
+        return size.width > 0 && size.height > 0 && pixelsOf(size) <= kMaxJpegPixels;
+    }
+    bool isPlausible(const ImageSize& size) const {
+        const std::uint64_t pixels = pixelsOf(size);
+        return pixels <= kAnyJpegPixels || pixels <= kMostPixelsPerByte * m_bytes.size();
+    }
+
+private:
     std::uint8_t* bytes() const { return const_cast<std::uint8_t*>(m_bytes.data()); }
     unsigned long length() const { return static_cast<unsigned long>(m_bytes.size()); }
 
@@ -120,13 +133,22 @@ auto withTexts(const char* function, Operation operation) {
     }
 }
 
-DecodedImage decode(const std::string& path) {
+DecodedImage decode(const std::string& path, Turn turn) {
     const JpegReader reader(path, jpeg_text::kDecodeFunction);
+    const DecodingTurn its(decodingBytes(JpegReader::pixelsOf(reader.size())));
     DecodedImage image = reader.decode();
-    if (!image.empty()) return image;
-    image = decodeWithFallback(reader.file());
-    if (image.empty()) throw std::exception();
-    image.setMended(reader.metDamage());
+    if (image.empty()) {
+        image = decodeWithFallback(reader.file());
+        if (image.empty()) throw std::exception();
+        image.setMended(reader.metDamage());
+    }
+    const bool isMended = image.isMended();
+    try {
+        image = turned(std::move(image), turn);
+    } catch (const std::bad_alloc&) {
+        raise(jpeg_text::kNotRotated, jpeg_text::kDecodeFunction, __LINE__);
+    }
+    image.setMended(isMended);
     return image;
 }
 
@@ -137,16 +159,28 @@ ImageSize getImageDimention(const std::string& path) {
                      [&path] { return JpegReader(path, jpeg_text::kSizeFunction).size(); });
 }
 
-DecodedImage readImage(const std::string& path, Turn turn) {
-    DecodedImage image = withTexts(jpeg_text::kDecodeFunction, [&path] { return decode(path); });
-    const bool isMended = image.isMended();
+std::string jpegFault(const std::string& path) {
     try {
-        image = turned(std::move(image), turn);
+        const JpegReader reader(path, jpeg_text::kSizeFunction);
+        const ImageSize size = reader.claimedSize();
+        const std::string claim = "its header claims " + std::to_string(size.width) + " x " +
+                                  std::to_string(size.height) + " pixels, more than ";
+        if (!JpegReader::isWithinLimits(size)) {
+            return claim + "the " + std::to_string(kMaxJpegPixels) + " that are read";
+        }
+        if (!reader.isPlausible(size)) {
+            return claim + "its " + std::to_string(reader.file().size()) + " bytes can hold";
+        }
+        return {};
     } catch (const std::bad_alloc&) {
-        raise(jpeg_text::kNotRotated, jpeg_text::kDecodeFunction, __LINE__);
+        throw;
+    } catch (const std::exception&) {
+        return "cannot be read as JPEG";
     }
-    image.setMended(isMended);
-    return image;
+}
+
+DecodedImage readImage(const std::string& path, Turn turn) {
+    return withTexts(jpeg_text::kDecodeFunction, [&] { return decode(path, turn); });
 }
 
 }  // namespace brisko

@@ -12,9 +12,15 @@ struct ImageSize {
 };
 
 /// Photos above these are refused: decoding one must not take the host's memory.
-inline constexpr std::uint64_t kMaxJpegPixels = std::uint64_t{1} << 28;
+inline constexpr std::uint64_t kMaxJpegPixels = std::uint64_t{1} << 27;
 inline constexpr std::uint64_t kMaxJpegBytes = std::uint64_t{256} << 20;
 inline constexpr int kMaxJpegScans = 500;
+
+/// A header may claim any size. From 2^22 pixels on it must be one that the file's bytes can hold:
+/// Huffman codes take at least a bit for each square of 8 x 8 pixels, so a byte holds 512 pixels at the
+/// very most. Photos have 2 to 50.
+inline constexpr std::uint64_t kAnyJpegPixels = std::uint64_t{1} << 22;
+inline constexpr std::uint64_t kMostPixelsPerByte = 512;
 
 namespace jpeg_text {
 inline constexpr const char* kNoHandle = "Unable to create JPEG handle!";
@@ -33,6 +39,10 @@ inline constexpr const char* kDecodeFunction = "void __cdecl ImageData::setImage
 /// Throws: std::exception, without a message, when the file cannot be opened; std::runtime_error with
 /// a text (of jpeg_text, or the decoder's own) when it holds no header or is beyond the limits.
 ImageSize getImageDimention(const std::string& path);
+
+/// Why getImageDimention refuses a file, for people: "its header claims 16384 x 16384 pixels, more than
+/// its 631 bytes can hold". Empty where its header is well.
+std::string jpegFault(const std::string& path);
 
 /// Decodes and turns a JPEG. What TurboJPEG cannot decode is left to the fallback decoder; the
 /// image is then a mended one.

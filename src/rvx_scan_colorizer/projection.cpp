@@ -50,11 +50,15 @@ Projection::Projection(const CameraModel& model, int cameraType, const ImageSize
                               std::hypot(width * m_pitchX, height * m_pitchY) / 2);
 }
 
-Vector3 Projection::directionTo(const Pixel& pixel) const {
+Vector3 Projection::directionTo(const Pixel& pixel, bool& isBeyondReach) const {
     if (!(m_pitchX > 0 && m_pitchY > 0 && m_principalDistance > 0)) throw std::exception();
     double x = pixel.column * m_pitchX - m_originX;
     double y = m_originY - pixel.row * m_pitchY;
-    if (!m_distortion.isKnown() || !m_distortion.invert(x, y, m_tolerance)) throw std::exception();
+    if (!m_distortion.isKnown()) throw std::exception();
+    if (!m_distortion.invert(x, y, m_tolerance)) {
+        if (!m_distortion.moveToReach(x, y)) throw std::exception();
+        isBeyondReach = true;
+    }
     const Vector3 direction = m_pose.toScanner({x, y, -m_principalDistance});
     const double length = std::sqrt(dot(direction, direction));
     if (!(length > 0) || !std::isfinite(length)) throw std::exception();

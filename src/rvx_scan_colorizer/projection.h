@@ -59,9 +59,11 @@ public:
         return true;
     }
 
-    /// The direction, a unit vector in the scanner's frame, from the camera to what a pixel shows.
-    /// Throws std::exception, without a message, when the calibration gives none.
-    Vector3 directionTo(const Pixel& pixel) const;
+    /// The direction, a unit vector in the scanner's frame, from the camera to what a pixel shows. A
+    /// pixel beyond the reach of the lens shows nothing; it gets the last direction before it, and
+    /// `isBeyondReach` becomes true. Throws std::exception, without a message, when the calibration
+    /// gives no direction.
+    Vector3 directionTo(const Pixel& pixel, bool& isBeyondReach) const;
 
     int marginX() const { return m_marginX; }
     int marginY() const { return m_marginY; }

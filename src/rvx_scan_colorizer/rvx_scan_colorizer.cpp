@@ -4,13 +4,14 @@
 
 namespace brisko {
 
-RvxScanColorizer::RvxScanColorizer(const std::string& folder, std::size_t colorCacheCapacity)
-    : m_impl(RvxScanColorizerImpl::Initialize(folder, colorCacheCapacity)) {
+RvxScanColorizer::RvxScanColorizer(const std::string& folder, std::size_t colorCacheCapacity,
+                                   PhotoOutlines outlines)
+    : m_impl(RvxScanColorizerImpl::Initialize(folder, colorCacheCapacity, outlines)) {
 }
 
 RvxScanColorizer::RvxScanColorizer(const RvxScanColorizer& other)
     : m_impl(std::make_unique<RvxScanColorizerImpl>(*other.m_impl)) {
-    m_impl->loadFirst();
+    m_impl->loadFirst(false);
 }
 
 RvxScanColorizer::~RvxScanColorizer() = default;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <brisko_codec/color_codec.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -19,9 +21,11 @@ public:
     /// Reads the station around a scan, and its first photos.
     ///   folder              the folder of the scan, absolute
     ///   colorCacheCapacity  how many decoded photos the handle may keep
+    ///   outlines            how it is found out which photos may show a point
     /// Throws: std::exception, without a message, when the station cannot be used. A folder without
     ///         photos is no failure: everything is then 0, 0, 0.
-    RvxScanColorizer(const std::string& folder, std::size_t colorCacheCapacity);
+    RvxScanColorizer(const std::string& folder, std::size_t colorCacheCapacity,
+                     PhotoOutlines outlines = PhotoOutlines::Corners);
     /// A handle for another thread, on the same station.
     RvxScanColorizer(const RvxScanColorizer& other);
     RvxScanColorizer& operator=(const RvxScanColorizer&) = delete;

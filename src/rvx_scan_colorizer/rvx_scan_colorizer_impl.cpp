@@ -1,6 +1,8 @@
 #include "rvx_scan_colorizer/rvx_scan_colorizer_impl.h"
 
+#include "base/file.h"
 #include "logging/log.h"
+#include "rvx_scan_colorizer/decoding_budget.h"
 
 #include <algorithm>
 #include <cmath>
@@ -23,8 +25,23 @@ constexpr std::size_t kAhead = 16;
 ImageCache::Loader loaderOf(const Station& station) {
     return [&station](int place) -> SharedImage {
         const Camera& camera = station.cameras[static_cast<std::size_t>(place)];
-        return camera.seesAnything ? loadSharedImage(camera.path, camera.turn) : nullptr;
+        return loadSharedImage(camera.path, camera.turn);
     };
+}
+
+ImageCache::Stamper stamperOf(const Station& station) {
+    return [&station](int place) {
+        return fileStamp(station.cameras[static_cast<std::size_t>(place)].path.c_str());
+    };
+}
+
+/// How many photos a handle keeps: as many as it may, but no more than the memory for photos holds.
+std::size_t slotsFor(const Station& station, std::size_t capacity) {
+    constexpr std::uint64_t kFewest = 4;  // so many may show a point
+    std::uint64_t largest = 1;
+    for (const Camera& camera : station.cameras)
+        largest = std::max(largest, kBytesPerPixel * camera.pixels);
+    return std::min<std::uint64_t>(capacity, std::max(kFewest, heldPhotoBytes() / largest));
 }
 
 /// The point moved to the sphere on which boxes are looked up. Returns false for points too close to
@@ -46,25 +63,30 @@ RvxScanColorizerImpl::RvxScanColorizerImpl(std::shared_ptr<const Station> statio
                                            std::size_t colorCacheCapacity)
     : m_station(std::move(station)),
       m_colorCacheCapacity(colorCacheCapacity),
-      m_cache(m_station->cameras.size(), colorCacheCapacity, loaderOf(*m_station)),
+      m_cache(m_station->cameras.size(), slotsFor(*m_station, colorCacheCapacity),
+              loaderOf(*m_station), stamperOf(*m_station)),
       m_samples(kAhead * m_station->cameras.size()) {
     m_candidates.reserve(m_station->cameras.size());
 }
 
 std::unique_ptr<RvxScanColorizerImpl> RvxScanColorizerImpl::Initialize(
-    const std::string& folder, std::size_t colorCacheCapacity) {
-    const auto station = std::make_shared<const Station>(readStation(folder));
+    const std::string& folder, std::size_t colorCacheCapacity, PhotoOutlines outlines) {
+    const auto station = std::make_shared<const Station>(readStation(folder, outlines));
     auto impl = std::make_unique<RvxScanColorizerImpl>(station, colorCacheCapacity);
-    if (station->cameras.empty()) return impl;
+    impl->loadFirst(true);
+    return impl;
+}
+
+void RvxScanColorizerImpl::loadFirst(bool isFirstHandle) {
+    if (m_station->cameras.empty()) return;
     try {
-        impl->loadFirst();
+        m_cache.loadFirst(isFirstHandle ? m_colorCacheCapacity : m_cache.slots());
     } catch (...) {
         logRecord(vexo::kInformation, log_text::kFailed);
         throw;
     }
     logRecord(vexo::kInformation, log_text::kLoaded);
     logRecord(vexo::kInformation, log_text::kFinished);
-    return impl;
 }
 
 /// The cameras that may show a point, in their order.

@@ -19,9 +19,12 @@ public:
 
     /// Reads a station and loads its first photos; logs how that went.
     static std::unique_ptr<RvxScanColorizerImpl> Initialize(const std::string& folder,
-                                                            std::size_t colorCacheCapacity);
+                                                            std::size_t colorCacheCapacity,
+                                                            PhotoOutlines outlines);
 
-    void loadFirst() { m_cache.loadFirst(); }
+    /// Loads the photos that the handle keeps at first, and logs how that went: once a handle. The
+    /// first handle of a station looks at the others, too, that the prescribed number of photos loads.
+    void loadFirst(bool isFirstHandle);
 
     void colourPoints(const double* positions, std::size_t count, std::uint8_t* colours);
 

@@ -1,7 +1,9 @@
 #include <brisko_codec/scan_photos.h>
 
+#include "base/file.h"
 #include "rvx_scan_colorizer/calibration_files.h"
 #include "rvx_scan_colorizer/camera.h"
+#include "rvx_scan_colorizer/camera_fault.h"
 #include "rvx_scan_colorizer/camera_record.h"
 #include "rvx_scan_colorizer/folder_listing.h"
 #include "rvx_scan_colorizer/shared_images.h"
@@ -22,14 +24,7 @@ std::optional<ImageSize> sizeOf(const std::string& path) {
     }
 }
 
-ScanPhoto broken(ScanPhoto photo, PhotoUse how, std::string culprit) {
-    photo.use = how;
-    photo.culprit = std::move(culprit);
-    return photo;
-}
-
 PhotoPixels decode(const Camera& camera) {
-    if (!camera.seesAnything) return PhotoPixels::NotDecoded;
     try {
         return loadSharedImage(camera.path, camera.turn)->isMended() ? PhotoPixels::Mended
                                                                      : PhotoPixels::Whole;
@@ -42,51 +37,103 @@ PhotoPixels decode(const Camera& camera) {
 
 enum class Depth { Headers, Pixels };
 
-ScanPhoto examine(const StationFiles& station, const PhotoFiles& files, Depth depth) {
-    ScanPhoto photo;
-    photo.path = files.path;
-    if (!station.takes(files)) {
-        photo.use = PhotoUse::WithoutAngles;
-        return photo;
+/// A photo and what is wrong with its files.
+class Examination {
+public:
+    Examination(const StationFiles& station, const PhotoFiles& files)
+        : m_station(station), m_files(files) {
+        photo.path = files.path;
     }
-    try {
-        const CameraRecord record = readCameraRecord(station, files);
-        if (!record.model) {
-            photo.use = PhotoUse::WithoutCamera;
-            return photo;
+
+    void run(Depth depth) {
+        if (!m_station.takes(m_files)) {
+            photo.use = PhotoUse::WithoutAngles;
+            return;
         }
-        const std::optional<ImageSize> size = sizeOf(files.path);
-        if (!size) return broken(photo, PhotoUse::BrokenPhoto, files.path);
+        try {
+            const CameraRecord record = readCameraRecord(m_station, m_files);
+            if (findSize()) look(record, depth);
+        } catch (const FileFailure& failure) {
+            const bool isThere = fileStamp(failure.path().c_str()).has_value();
+            breakBy(PhotoUse::BrokenCalibration, failure.path(),
+                    isThere ? "cannot be read" : "is missing");
+        }
+    }
+
+    ScanPhoto photo;
+    std::optional<PhotoFault> fault;
+
+private:
+    bool findSize() {
+        const std::optional<ImageSize> size = sizeOf(m_files.path);
+        if (!size) {
+            breakBy(PhotoUse::BrokenPhoto, m_files.path, jpegFault(m_files.path));
+            return false;
+        }
         photo.width = size->width;
         photo.height = size->height;
-        const Camera camera = prepareCamera(record, station.kind);
-        if (depth == Depth::Pixels) photo.pixels = decode(camera);
-    } catch (const std::bad_alloc&) {
-        throw;
-    } catch (const FileFailure& failure) {
-        return broken(photo, PhotoUse::BrokenCalibration, failure.path());
-    } catch (const std::exception&) {
-        return broken(photo, PhotoUse::BrokenCalibration, {});
+        return true;
     }
-    return photo;
-}
 
-ScanPhotos examineAll(const std::string& scanPath, Depth depth) {
-    ScanPhotos found;
+    void look(const CameraRecord& record, Depth depth) {
+        if (!record.model) photo.use = PhotoUse::WithoutCamera;
+        try {
+            const Camera camera = prepareCamera(record, m_station.kind, PhotoOutlines::Corners);
+            if (camera.isBeyondReach) {
+                fault = {m_files.path, record.modelPath,
+                         "its lens does not reach the corners of the photo; these colour nothing",
+                         false};
+            }
+            if (depth == Depth::Pixels) photo.pixels = decode(camera);
+        } catch (const std::bad_alloc&) {
+            throw;
+        } catch (const std::exception&) {
+            if (!record.model) return breakBy(PhotoUse::BrokenPhoto, m_files.path, "has changed");
+            const CameraFault found = findCameraFault(record, m_files);
+            breakBy(PhotoUse::BrokenCalibration, found.file, found.text);
+        }
+    }
+
+    void breakBy(PhotoUse how, const std::string& file, const std::string& text) {
+        photo.use = how;
+        photo.culprit = file;
+        fault = {m_files.path, file, text, true};
+    }
+
+    const StationFiles& m_station;
+    const PhotoFiles& m_files;
+};
+
+/// Calls take(examination) for each photo. Returns the file that keeps from looking at any, if there
+/// is one.
+template <class Take>
+std::string examineAll(const std::string& scanPath, Depth depth, StationKind& kind,
+                       const Take& take) {
     try {
         const StationFiles station = findStationFiles(folderOf(scanPath));
-        found.stationKind = static_cast<int>(station.kind);
-        for (const PhotoFiles& photo : station.photos)
-            found.photos.push_back(examine(station, photo, depth));
+        kind = station.kind;
+        for (const PhotoFiles& files : station.photos) {
+            Examination examination(station, files);
+            examination.run(depth);
+            take(examination);
+        }
     } catch (const FileFailure& failure) {
-        found.culprit = failure.path();
+        return failure.path();
     }
+    return {};
+}
+
+ScanPhotos scanPhotos(const std::string& scanPath, Depth depth) {
+    ScanPhotos found;
+    StationKind kind = StationKind::Turned;
+    found.culprit = examineAll(scanPath, depth, kind, [&](const Examination& examination) {
+        found.photos.push_back(examination.photo);
+    });
+    found.stationKind = static_cast<int>(kind);
     for (const ScanPhoto& photo : found.photos) {
         const bool isBroken =
             photo.use == PhotoUse::BrokenCalibration || photo.use == PhotoUse::BrokenPhoto;
-        if (isBroken && found.culprit.empty()) {
-            found.culprit = photo.culprit.empty() ? photo.path : photo.culprit;
-        }
+        if (isBroken && found.culprit.empty()) found.culprit = photo.culprit;
     }
     return found;
 }
@@ -94,11 +141,20 @@ ScanPhotos examineAll(const std::string& scanPath, Depth depth) {
 }  // namespace
 
 ScanPhotos findScanPhotos(const std::string& scanPath) {
-    return examineAll(scanPath, Depth::Headers);
+    return scanPhotos(scanPath, Depth::Headers);
 }
 
 ScanPhotos decodeScanPhotos(const std::string& scanPath) {
-    return examineAll(scanPath, Depth::Pixels);
+    return scanPhotos(scanPath, Depth::Pixels);
+}
+
+std::vector<PhotoFault> findPhotoFaults(const std::string& scanPath) {
+    std::vector<PhotoFault> faults;
+    StationKind kind = StationKind::Turned;
+    examineAll(scanPath, Depth::Headers, kind, [&](const Examination& examination) {
+        if (examination.fault) faults.push_back(*examination.fault);
+    });
+    return faults;
 }
 
 }  // namespace brisko

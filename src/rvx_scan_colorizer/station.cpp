@@ -27,13 +27,14 @@ CameraBoxTree buildTree(const std::vector<Camera>& cameras) {
 
 }  // namespace
 
-Station readStation(const std::string& scanFolder) {
+Station readStation(const std::string& scanFolder, PhotoOutlines outlines) {
     const StationFiles files = findStationFiles(scanFolder);
     const std::vector<CameraRecord> records = readRecords(files);
     Station station;
     station.cameras.resize(records.size());
-    parallelFor(records.size(),
-                [&](std::size_t i) { station.cameras[i] = prepareCamera(records[i], files.kind); });
+    parallelFor(records.size(), [&](std::size_t i) {
+        station.cameras[i] = prepareCamera(records[i], files.kind, outlines);
+    });
     station.boxes = buildTree(station.cameras);
     return station;
 }

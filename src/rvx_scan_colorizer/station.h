@@ -17,6 +17,6 @@ struct Station {
 
 /// Reads the files around a scan. Throws std::exception or what is derived from it when a file that
 /// the station needs is missing or damaged.
-Station readStation(const std::string& scanFolder);
+Station readStation(const std::string& scanFolder, PhotoOutlines outlines);
 
 }  // namespace brisko

@@ -78,12 +78,13 @@ void lookThroughScanFolder(const std::string& folder, StationFiles& station) {
 }
 
 void lookThroughProjectFolder(StationFiles& station) {
+    // Whatever else the name says, and were it a folder.
+    if (holdsEntryNamed(station.projectFolder, ".ofs")) station.kind = StationKind::WithOffset;
     for (const std::string& name : listFiles(station.projectFolder)) {
         const std::string path = inFolder(station.projectFolder, name);
         const std::optional<ProjectRole> role = roleOf(name, kProjectFiles);
         if (!role) continue;
         if (role == ProjectRole::Offset) {
-            station.kind = StationKind::WithOffset;
             if (readFirstLine(path)) station.hasOffsetLine = true;
         } else {
             station.calibrations[static_cast<std::size_t>(*role)] = path;

@@ -199,9 +199,13 @@ TEST(Colour, WhatKeepsItFromColouringIsNamedAndNothingIsWritten) {
         {photos, {}, "c.cl3", 2, {"no photos", "scan.cl3"}},
         {angles, {}, "c.cl3", 2, {"2 photos not used, without an angle", "ahead.jpg, behind.jpg"}},
         {{"camcal"}, {}, "c.cl3", 3, {"camcal: is missing", "ahead.jpg"}},
-        {{}, {"camcal", text("too short")}, "c.ply", 3, {"ahead.jpg: the calibration of its"}},
+        {{},
+         {"camcal", text("too short")},
+         "c.ply",
+         3,
+         {"camcal: the horizontal pixel pitch is 0", "ahead.jpg"}},
         {{}, {photos[1], text("no photo")}, "c.ptx", 3, {"behind.jpg: cannot be read as JPEG"}},
-        {{}, {photos[1], undecodable()}, "c.cl3", 3, {"behind.jpg: damaged behind its header"}},
+        {{}, {photos[1], undecodable()}, "c.cl3", 3, {"behind.jpg: damaged after its header"}},
         {{}, {"scan/scan.cl3", cutTo(scan, 5000)}, "c.cl3", 3, {"scan.cl3: "}},
         {{}, {}, "c.cl3", 3, {"other.cl3"}, "other.cl3"},
         {{}, {}, "c.clr", 2, {"c.clr"}},
@@ -232,7 +236,7 @@ TEST(Colour, APhotoCutBehindItsHeaderIsTold) {
     cut.resize(cut.size() / 2);
     writeFile(station.inScan("behind.jpg"), cut);
     const ToolRun result = run({"colour", station.scan(), station.out("c.cl3")});
-    EXPECT_TRUE(contains(result.err, "behind.jpg: damaged behind its header")) << result.err;
+    EXPECT_TRUE(contains(result.err, "behind.jpg: damaged after its header")) << result.err;
     // Without the module that decodes what is damaged there are no colours at all.
     EXPECT_EQ(result.code, std::filesystem::exists(station.out("c.cl3")) ? 0 : 3);
 }
@@ -245,7 +249,7 @@ TEST(Colour, APhotoThatIsOpenedLateAndCannotBeDecodedLeavesItsPointsBlack) {
     station.addPhoto("z", undecodable(), 0);
     const ToolRun result = run({"colour", "--json", station.scan(), station.out("c.ptx")});
     ASSERT_EQ(result.code, 0) << result.err;
-    EXPECT_TRUE(contains(result.err, "z.jpg: damaged behind its header; cannot be decoded"))
+    EXPECT_TRUE(contains(result.err, "z.jpg: damaged after its header; cannot be decoded"))
         << result.err;
     EXPECT_EQ(Json::parse(result.out)["photos"]["list"][62]["pixels"], "unreadable");
     for (const CellPoint& p : readPtx(station.out("c.ptx")).points) {

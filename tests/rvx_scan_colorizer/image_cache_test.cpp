@@ -19,10 +19,15 @@ public:
         return [this](int camera) {
             const std::lock_guard lock(m_mutex);
             ++m_count;
-            if (camera == 9) throw std::runtime_error("no such photo");
+            if (camera == 9 && changes == 0) throw std::runtime_error("no such photo");
             return std::make_shared<const DecodedImage>(1, 1);
         };
     }
+    /// Camera 9 gets its photo with the first change.
+    ImageCache::Stamper stamper() {
+        return [this](int) { return FileStamp{.length = static_cast<std::uint64_t>(changes)}; };
+    }
+    int changes = 0;
     int take() { return std::exchange(m_count, 0); }
 
 private:
@@ -59,9 +64,9 @@ TEST(ImageCache, TheLongestUnusedPhotoGoesFirst) {
     };
     for (const auto& c : cases) {
         Loads loads;
-        ImageCache cache(10, c.slots, loads.loader());
-        cache.loadFirst();
-        EXPECT_EQ(loads.take(), static_cast<int>(c.slots));
+        ImageCache cache(10, c.slots, loads.loader(), loads.stamper());
+        cache.loadFirst(9);
+        EXPECT_EQ(loads.take(), 9) << "the others are looked at";
         for (const std::vector<int>& cameras : c.queries)
             query(cache, cameras);
         EXPECT_EQ(loaded(cache), c.loaded) << &c - cases;
@@ -71,10 +76,10 @@ TEST(ImageCache, TheLongestUnusedPhotoGoesFirst) {
     }
 }
 
-TEST(ImageCache, WhatCannotBeLoadedIsTriedOnce) {
+TEST(ImageCache, WhatCannotBeLoadedIsTriedAgainWhenItsFileChanged) {
     Loads loads;
-    ImageCache cache(10, 2, loads.loader());
-    cache.loadFirst();
+    ImageCache cache(10, 2, loads.loader(), loads.stamper());
+    cache.loadFirst(9);
     loads.take();
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(cache.use(9), nullptr);
@@ -85,20 +90,23 @@ TEST(ImageCache, WhatCannotBeLoadedIsTriedOnce) {
     EXPECT_EQ(loads.take(), 2) << "the slot that was given up for it counts as new";
     query(cache, {0, 1});
     EXPECT_EQ(loads.take(), 0);
+    loads.changes = 1;
+    query(cache, {9});
+    EXPECT_TRUE(cache.isLoaded(9));
 }
 
 TEST(ImageCache, WithoutSlotsNothingIsSeen) {
     Loads loads;
-    ImageCache cache(10, 0, loads.loader());
-    cache.loadFirst();
+    ImageCache cache(10, 0, loads.loader(), loads.stamper());
+    cache.loadFirst(0);
     EXPECT_EQ(cache.use(0), nullptr);
     EXPECT_EQ(loads.take(), 0);
 }
 
 TEST(ImageCache, FirstLoadsThatFailAreTold) {
     Loads loads;
-    ImageCache cache(10, 10, loads.loader());
-    EXPECT_THROW(cache.loadFirst(), std::runtime_error);
+    ImageCache cache(10, 10, loads.loader(), loads.stamper());
+    EXPECT_THROW(cache.loadFirst(10), std::runtime_error);
 }
 
 TEST(SharedImages, OneFileIsDecodedOnce) {

@@ -120,6 +120,9 @@ TEST_F(JpegFile, WhatIsNoJpegIsToldWithItsPlace) {
     ASSERT_NE(frame, huge.end());
     for (const int place : {5, 7})
         frame[place] = 0x80;  // 32,768 and some
+    Bytes claimed = huge;
+    for (const int place : {5, 7})
+        claimed[static_cast<std::size_t>(frame - huge.begin() + place)] = 0x20;  // 8,192 and some
     const struct {
         Bytes bytes;
         std::string text;
@@ -128,6 +131,7 @@ TEST_F(JpegFile, WhatIsNoJpegIsToldWithItsPlace) {
         {Bytes(1000, 7), ""},
         {cutTo(good, 20), ""},
         {huge, "Unable to read JPEG!"},
+        {claimed, "Unable to read JPEG!"},
     };
     for (const auto& [bytes, text] : cases) {
         const std::string path = write(bytes);
@@ -136,6 +140,7 @@ TEST_F(JpegFile, WhatIsNoJpegIsToldWithItsPlace) {
         EXPECT_FALSE(size.starts_with(" |")) << "the decoder's own text";
         const std::string decode = failureOf([&] { readImage(path, Turn::None); });
         EXPECT_TRUE(decode.ends_with(kDecodePlace)) << decode;
+        EXPECT_FALSE(jpegFault(path).empty());
         if (!text.empty()) {
             EXPECT_EQ(size, text + kSizePlace);
             EXPECT_EQ(decode, text + kDecodePlace);

@@ -43,7 +43,8 @@ Eye eyeOnHead(double azimuth, double elevation, const Vector3& mounted) {
 Camera onlyCamera(const PhotoStation& station) {
     const StationFiles files = findStationFiles(station.scanFolder());
     EXPECT_EQ(files.photos.size(), 1u);
-    return prepareCamera(readCameraRecord(files, files.photos.at(0)), files.kind);
+    return prepareCamera(readCameraRecord(files, files.photos.at(0)), files.kind,
+                         PhotoOutlines::Whole);
 }
 
 /// The pixel of a point, {-1, -1} where it is not seen.
@@ -248,7 +249,12 @@ TEST(Projection, UnknownLensesAndEmptyCalibrationsAreRefused) {
     EXPECT_THROW(cameraWithDistortion(-1, {-0.1}), std::exception);
     EXPECT_THROW(cameraWithDistortion(1, {std::numeric_limits<double>::quiet_NaN()}),
                  std::exception);
-    EXPECT_THROW(cameraWithDistortion(1, {-1}), std::exception) << "no way back from the corners";
+    EXPECT_FALSE(cameraWithDistortion(1, {-1e-9}).isBeyondReach);
+    const Camera narrow = cameraWithDistortion(1, {-1});
+    EXPECT_TRUE(narrow.isBeyondReach) << "no way back from the corners";
+    // The lens turns back at 1 / sqrt(3) mm, 10 mm before which the outline ends.
+    const double reach = std::atan(1 / std::sqrt(3.0) / 10);
+    EXPECT_NEAR(std::acos(narrow.outline[0][0]), reach, 0.03 * reach);
 }
 
 }  // namespace

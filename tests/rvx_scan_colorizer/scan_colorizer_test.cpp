@@ -32,7 +32,7 @@ TEST(ScanColorizer, LaterPhotosGrowOverEarlierOnes) {
     const ClassicStation station;
     station.addFlat("b", 200);
     station.addFlat("a", 100);
-    RvxScanColorizer colorizer(station.scanFolder(), 60);
+    RvxScanColorizer colorizer(station.scanFolder(), 60, PhotoOutlines::Whole);
     const struct {
         int column, row, value;
     } cases[] = {{600, 800, 200}, {250, 800, 200},  {100, 800, 150},  {50, 800, 125},
@@ -47,7 +47,7 @@ TEST(ScanColorizer, BlackCountsAsNoColour) {
     const ClassicStation station;
     station.addFlat("a", 0);
     station.addFlat("b", 200);
-    RvxScanColorizer colorizer(station.scanFolder(), 60);
+    RvxScanColorizer colorizer(station.scanFolder(), 60, PhotoOutlines::Whole);
     EXPECT_EQ(colourAtPixel(colorizer, 20, 800), grey(200)) << "and not a tenth of it";
 }
 
@@ -56,7 +56,7 @@ TEST(ScanColorizer, ThreePhotosAreBlendedInTheirOrder) {
     station.addFlat("a", 40);
     station.addFlat("b", 240);
     station.addFlat("C", 100);
-    RvxScanColorizer colorizer(station.scanFolder(), 60);
+    RvxScanColorizer colorizer(station.scanFolder(), 60, PhotoOutlines::Whole);
     // A quarter of b over a: 90. A quarter of c over that: 92.5, rounded up.
     EXPECT_EQ(colourAtPixel(colorizer, 50, 800), grey(93));
 }
@@ -71,7 +71,7 @@ TEST(ScanColorizer, ColoursComeFromTheRightPlaceInTheRightOrder) {
                          const bool top = column >= 800, left = row < 600;
                          return top ? (left ? red : green) : (left ? blue : yellow);
                      }));
-    RvxScanColorizer colorizer(station.scanFolder(), 60);
+    RvxScanColorizer colorizer(station.scanFolder(), 60, PhotoOutlines::Whole);
     const auto expectNear = [&](double y, double z, const Rgb& expected) {
         const Rgb seen = colourOf(colorizer, 10, y, z);
         for (std::size_t i = 0; i < 3; ++i)
@@ -89,7 +89,7 @@ TEST(ScanColorizer, ColoursComeFromTheRightPlaceInTheRightOrder) {
 TEST(ScanColorizer, PointsThatNoPhotoShowsStayBlack) {
     const ClassicStation station;
     station.addFlat("a", 50);
-    RvxScanColorizer colorizer(station.scanFolder(), 60);
+    RvxScanColorizer colorizer(station.scanFolder(), 60, PhotoOutlines::Whole);
     constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
     constexpr double kInfinity = std::numeric_limits<double>::infinity();
     const double points[][3] = {
@@ -113,7 +113,7 @@ TEST(ScanColorizer, ManyPointsAreColouredAsOneByOneHoweverSmallTheCache) {
     }
     std::vector<std::vector<std::uint8_t>> results;
     for (const std::size_t capacity : {60U, 12U, 3U, 1U}) {
-        RvxScanColorizer colorizer(station.scanFolder(), capacity);
+        RvxScanColorizer colorizer(station.scanFolder(), capacity, PhotoOutlines::Whole);
         auto& colours = results.emplace_back(positions.size());
         colorizer.colourPoints(positions.data(), kPoints, colours.data());
         for (std::size_t i = 0; i < kPoints; i += capacity < 12 ? 97 : 1) {
@@ -126,7 +126,7 @@ TEST(ScanColorizer, ManyPointsAreColouredAsOneByOneHoweverSmallTheCache) {
         EXPECT_EQ(colours, results[0]);
     EXPECT_GT(std::count_if(results[0].begin(), results[0].end(), [](int v) { return v != 0; }),
               5900);
-    RvxScanColorizer none(station.scanFolder(), 0);
+    RvxScanColorizer none(station.scanFolder(), 0, PhotoOutlines::Whole);
     EXPECT_EQ(colourOf(none, 10, 0, 0), kNone);
 }
 
@@ -159,7 +159,7 @@ TEST(ScanColorizer, EachKindOfStationHasItsSeams) {
     };
     const WideStation station;
     const auto expectShares = [&](int Case::*share) {
-        RvxScanColorizer colorizer(station.scanFolder(), 60);
+        RvxScanColorizer colorizer(station.scanFolder(), 60, PhotoOutlines::Whole);
         for (const Case& c : cases)
             EXPECT_EQ(colourAtWidePixel(colorizer, c.column, c.row), grey(100 + 10 * c.*share))
                 << c.column;
@@ -185,7 +185,7 @@ TEST(ScanColorizer, SmallWorkingFramesAreSampledByProportion) {
     station.addPhoto(
         "T1", jpegBytes(1280, 960, [](int column, int) { return grey(20 + column / 32 * 5); }));
     writeFile(station.inProject("a.ofs"), "");  // nothing is turned
-    RvxScanColorizer colorizer(station.scanFolder(), 60);
+    RvxScanColorizer colorizer(station.scanFolder(), 60, PhotoOutlines::Whole);
     for (int column = 5; column < 400; column += 10) {
         const double toRight = (column - 200) * 0.16 / 5;
         EXPECT_EQ(colourOf(colorizer, 1, -toRight, 0), grey(20 + column / 10 * 5)) << column;
@@ -195,16 +195,28 @@ TEST(ScanColorizer, SmallWorkingFramesAreSampledByProportion) {
 TEST(ScanColorizer, AFolderWithoutPhotosColoursNothing) {
     const PhotoStation station;
     writeFile(station.inScan("lonely.jpg"), "without angles it is not looked at");
-    RvxScanColorizer colorizer(station.scanFolder(), 60);
+    RvxScanColorizer colorizer(station.scanFolder(), 60, PhotoOutlines::Whole);
     EXPECT_EQ(colourOf(colorizer, 1, 2, 3), kNone);
     RvxScanColorizer sibling(colorizer);
     EXPECT_EQ(colourOf(sibling, 1, 2, 3), kNone);
 }
 
-TEST(ScanColorizer, PhotosOfNoKnownCameraSeeNothing) {
+TEST(ScanColorizer, FourCornersLeaveAHoleWhereAViewFacesAnAxis) {
+    const ClassicStation station;
+    station.addFlat("a", 100);
+    RvxScanColorizer corners(station.scanFolder(), 60);
+    EXPECT_EQ(colourAtPixel(corners, 600, 800), kNone);
+    EXPECT_EQ(colourAtPixel(corners, 30, 1550), grey(100));
+    RvxScanColorizer whole(station.scanFolder(), 60, PhotoOutlines::Whole);
+    EXPECT_EQ(colourAtPixel(whole, 600, 800), grey(100));
+}
+
+TEST(ScanColorizer, PhotosOfNoKnownCameraAreLoadedAndSeeNothing) {
     const WideStation station;
-    station.addPhoto("X1", {1, 2, 3});
-    RvxScanColorizer colorizer(station.scanFolder(), 60);
+    station.addPhoto("X0", {1, 2, 3});
+    EXPECT_THROW(RvxScanColorizer(station.scanFolder(), 60), std::exception);
+    station.addPhoto("X0", jpegBytes(64, 48, grey(7)));
+    RvxScanColorizer colorizer(station.scanFolder(), 60, PhotoOutlines::Whole);
     EXPECT_EQ(colourAtWidePixel(colorizer, 1000, 500), grey(200));
 }
 
@@ -240,10 +252,13 @@ TEST(ScanColorizer, PhotosMayChangeAfterOpening) {
     station.addFlat("a", 100, 0);
     station.addFlat("b", 150, 180);
     station.addFlat("c", 200, 90);
-    RvxScanColorizer colorizer(station.scanFolder(), 1);
+    RvxScanColorizer colorizer(station.scanFolder(), 1, PhotoOutlines::Whole);
     EXPECT_EQ(colourOf(colorizer, 10, 0, 0), grey(100));
+    const Bytes b = readFile(station.inScan("b.jpg"));
     std::filesystem::remove(station.inScan("b.jpg"));
     EXPECT_EQ(colourOf(colorizer, -10, 0, 0), kNone);
+    writeFile(station.inScan("b.jpg"), b);
+    EXPECT_EQ(colourOf(colorizer, -10, 0, 0), grey(150)) << "it is there again";
     EXPECT_EQ(colourOf(colorizer, 10, 0, 0), grey(100));
     // A smaller photo, dark above and bright below, in the frame that was read at the start.
     station.addPhoto(
@@ -257,14 +272,17 @@ TEST(ScanColorizer, LogsOnlyWhenItIsSwitchedOn) {
     station.addFlat("a", 100);
     testing::internal::CaptureStderr();
     testing::internal::CaptureStdout();
-    const RvxScanColorizer silent(station.scanFolder(), 60);
+    const RvxScanColorizer silent(station.scanFolder(), 60, PhotoOutlines::Whole);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     testing::internal::CaptureStderr();
     vexo::switchLoggingOn();
-    const RvxScanColorizer logged(station.scanFolder(), 60);
+    const RvxScanColorizer logged(station.scanFolder(), 60, PhotoOutlines::Whole);
+    const RvxScanColorizer second(logged);
     vexo::switchLoggingOff();
-    const RvxScanColorizer silentAgain(station.scanFolder(), 60);
+    const RvxScanColorizer silentAgain(station.scanFolder(), 60, PhotoOutlines::Whole);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "brisko_codec: setImage without error\n"
+              "brisko_codec: Finished RvxScanColorizerImpl::Initialize\n"
               "brisko_codec: setImage without error\n"
               "brisko_codec: Finished RvxScanColorizerImpl::Initialize\n");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");

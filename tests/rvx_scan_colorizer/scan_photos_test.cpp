@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <functional>
+
 namespace brisko {
 namespace {
 
@@ -39,7 +42,27 @@ TEST(ScanPhotos, NamesTheFileAtFault) {
     writeFile(station.inProject("camcal"), "too short");
     ScanPhotos found = findScanPhotos(station.inScan("scan.cl3"));
     EXPECT_EQ(found.photos.at(0).use, PhotoUse::BrokenCalibration);
-    EXPECT_EQ(found.culprit, station.inScan("a.jpg"));
+    EXPECT_EQ(found.culprit, station.inProject("camcal"));
+    CalibrationText text;
+    const std::pair<std::function<void()>, const char*> wrong[] = {
+        {[&] { text.py = 0; }, "vertical pixel pitch is 0 mm"},
+        {[&] { text.px = -0.01; }, "horizontal pixel pitch is -0.01 mm"},
+        {[&] { text.f = 0; }, "principal distance is 0 mm"},
+        {[&] { text.code = 7; }, "model code is 7"},
+        {[&] { text.coefficients = {NAN}; }, "distortion coefficient"},
+        {[&] {
+             text.angles = {NAN, 0, 0};
+         },
+         "rotation"},
+    };
+    for (const auto& [breakIt, field] : wrong) {
+        text = {};
+        breakIt();
+        writeFile(station.inProject("camcal"), classicCalibration(text));
+        const PhotoFault fault = findPhotoFaults(station.inScan("scan.cl3")).at(0);
+        EXPECT_EQ(fault.file, station.inProject("camcal"));
+        EXPECT_NE(fault.text.find(field), std::string::npos) << fault.text;
+    }
     writeFile(station.inScan("a.cmr"), "nothing");
     writeFile(station.inScan("a.ext"), "");
     found = findScanPhotos(station.inScan("scan.cl3"));

@@ -92,6 +92,17 @@ TEST(StationFiles, AnOffsetFileMakesTheKindAndItsLineTheStep) {
     }
 }
 
+TEST(StationFiles, AnyEntryWithAnOffsetsNameMakesTheKind) {
+    const PhotoStation folder, calibration;
+    std::filesystem::create_directory(folder.inProject("a.ofs.old"));
+    writeFile(calibration.inProject("camcal.ofs"), "1\n");
+    for (const PhotoStation* station : {&folder, &calibration}) {
+        const StationFiles files = findStationFiles(station->scanFolder());
+        EXPECT_EQ(files.kind, StationKind::WithOffset);
+        EXPECT_FALSE(files.hasOffsetLine);
+    }
+}
+
 TEST(StationFiles, WhichPhotosAreTakenDependsOnTheKind) {
     const PhotoStation station;
     writeFile(station.inScan("a.jpg"), "");

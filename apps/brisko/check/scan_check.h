@@ -2,9 +2,8 @@
 
 #include "common/progress.h"
 #include "scan/findings.h"
+#include "scan/photo_report.h"
 #include "scan/scan_kind.h"
-
-#include <brisko_codec/scan_photos.h>
 
 #include <cstdint>
 #include <string>
@@ -20,7 +19,7 @@ struct ScanCheck {
     std::uint64_t blocks = 0;   // that are whole; a PTX scan has none
     std::uint64_t records = 0;  // that are there; in a PTX scan: cells
     std::uint64_t points = 0;   // among them
-    ScanPhotos photos;          // beside it
+    StationPhotos photos;       // beside it
     struct {
         std::uint32_t columns = 0;
         std::uint32_t rows = 0;

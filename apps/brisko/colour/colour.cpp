@@ -44,7 +44,7 @@ void requireFormats(const ConvertOptions& options) {
 /// Throws where colouring would give black points only, or none.
 void requirePhotos(const std::string& scan) {
     const InputFile there(scan);  // a scan that is missing has no photos for another reason
-    const ScanPhotos photos = findScanPhotos(scan);
+    const StationPhotos photos = findStationPhotos(scan);
     requireUsable(photos);
     if (photos.count(PhotoUse::Used) > 0) return;
     if (photos.photos.empty()) {
@@ -89,10 +89,12 @@ ExitCode run(const Line& line, const ConvertOptions& options) {
     requirePhotos(options.input);
     std::unique_ptr<ScanInput> input = openColouredScan(options.input);
     // The input holds most of the photos now, so this decodes little.
-    const ScanPhotos photos = decodeScanPhotos(options.input);
+    const StationPhotos photos = decodeStationPhotos(options.input);
     const ConvertResult result = convertScan(options, std::move(input));
     for (const PhotoTrouble& trouble : troublesOf(photos))
         warn(troubleText(trouble));
+    for (const std::string& remark : remarksOn(photos))
+        note(remark);
     if (line.json) {
         printJson(options, photos, result);
     } else {

@@ -72,13 +72,15 @@ void alignmentLines(std::ostream& out, const Alignment& alignment) {
     }
 }
 
-void photoLines(std::ostream& out, const ScanPhotos& photos) {
+void photoLines(std::ostream& out, const StationPhotos& photos) {
     if (photos.photos.empty()) return;
     out << "  photos     " << photosText(photos) << "\n";
     for (const std::string& reason : ignoredTexts(photos))
         out << "             " << printable(reason) << "\n";
     for (const PhotoTrouble& trouble : troublesOf(photos))
         out << "             " << printable(troubleText(trouble)) << "\n";
+    for (const std::string& remark : remarksOn(photos))
+        out << "             " << printable(remark) << "\n";
 }
 
 void summaryLines(std::ostream& out, const PointSummary& summary) {

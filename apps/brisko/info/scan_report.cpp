@@ -38,7 +38,7 @@ ScanReport describeNative(ScanLayout layout) {
     report.alignment = alignmentOf(layout.path);
     report.records = layout.records;
     report.hasColour = layout.kind == ScanKind::CL3 && layout.header->GetPointFormat() == 1;
-    report.photos = findScanPhotos(layout.path);
+    report.photos = findStationPhotos(layout.path);
     report.problems = std::move(layout.problems);
     report.header = std::move(layout.header);
     if (report.alignment.source == AlignmentSource::Unreadable) {

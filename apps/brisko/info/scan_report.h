@@ -1,10 +1,10 @@
 #pragma once
 
 #include "common/progress.h"
+#include "scan/photo_report.h"
 #include "scan/scan_layout.h"
 
 #include <brisko_codec/alignment.h>
-#include <brisko_codec/scan_photos.h>
 
 #include <cstdint>
 #include <optional>
@@ -37,7 +37,7 @@ struct ScanReport {
     Alignment alignment;
     std::uint64_t records = 0;  // native scans: with and without a point
     bool hasColour = false;     // a place for it
-    ScanPhotos photos;          // beside a native scan
+    StationPhotos photos;       // beside a native scan
     std::vector<std::string> problems;
     std::optional<PointSummary> summary;
 };

@@ -70,6 +70,7 @@ void NativeInput::openCodec() {
     m_reader.reset();
     m_codec.reset(createCodec());
     if (!m_codec) throw std::bad_alloc();
+    if (m_source == ColourSource::Photos) setPhotoOutlines(*m_codec, PhotoOutlines::Whole);
     if (!m_codec->Open(m_facts.path.c_str())) failToOpen();
     setFrame(*m_codec, Frame::Scanner);
     m_facts.alignment = getAlignment(*m_codec);
@@ -84,9 +85,9 @@ void NativeInput::openCodec() {
     m_reader = std::make_unique<PointBatchReader>(*m_codec);
 }
 
-/// Tells the photo that keeps a scan from being coloured, if it is one: a scan that got here is sound.
+/// Names the photo that keeps a scan from being coloured, if it is one: a scan that got here is sound.
 void NativeInput::failToOpen() const {
-    if (m_source == ColourSource::Photos) requireUsable(decodeScanPhotos(m_facts.path));
+    if (m_source == ColourSource::Photos) requireUsable(decodeStationPhotos(m_facts.path));
     throw Failure(ExitCode::Damaged, m_facts.path + ": cannot be opened as a scan");
 }
 

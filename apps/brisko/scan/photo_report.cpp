@@ -31,7 +31,7 @@ constexpr UseText kUses[] = {
     {PhotoUse::WithoutAngles, "withoutAngles", "without an angle file (.ang)",
      "without a camera file (.cmr)"},
     {PhotoUse::WithoutCamera, "withoutCamera", "of no known camera: named neither T... nor W...",
-     "without a file that tells the camera's place (.ext)"},
+     "without a file that gives the camera's place (.ext)"},
     {PhotoUse::BrokenCalibration, "brokenCalibration", "with a calibration that cannot be used",
      "with a calibration that cannot be used"},
     {PhotoUse::BrokenPhoto, "brokenPhoto", "that cannot be read as JPEG",
@@ -88,30 +88,30 @@ std::string namesOf(const ScanPhotos& photos, PhotoUse use) {
     return count > kMost ? names + " and " + std::to_string(count - kMost) + " more" : names;
 }
 
-PhotoTrouble calibrationTrouble(const ScanPhoto& photo) {
-    if (photo.culprit.empty()) {
-        return {kCalibration, photo.path, "the calibration of its camera makes no sense"};
-    }
-    std::error_code ignored;
-    const bool isThere = std::filesystem::exists(photo.culprit, ignored);
-    return {kCalibration, photo.culprit,
-            (isThere ? "cannot be read; it describes the camera of "
-                     : "is missing; it describes the camera of ") +
-                nameOf(photo)};
+/// Why a photo is broken; without words where its files changed meanwhile.
+std::string faultOf(const StationPhotos& photos, const ScanPhoto& photo) {
+    const auto fault =
+        std::find_if(photos.faults.begin(), photos.faults.end(),
+                     [&](const PhotoFault& f) { return f.isFatal && f.photo == photo.path; });
+    return fault == photos.faults.end() ? "cannot be used" : fault->text;
 }
 
-std::optional<PhotoTrouble> troubleOf(const ScanPhoto& photo) {
-    if (photo.use == PhotoUse::BrokenCalibration) return calibrationTrouble(photo);
+std::optional<PhotoTrouble> troubleOf(const StationPhotos& photos, const ScanPhoto& photo) {
+    if (photo.use == PhotoUse::BrokenCalibration) {
+        return PhotoTrouble{
+            kCalibration, photo.culprit,
+            faultOf(photos, photo) + "; it describes the camera of " + nameOf(photo)};
+    }
     if (photo.use == PhotoUse::BrokenPhoto) {
-        return PhotoTrouble{kPhoto, photo.path, "cannot be read as JPEG"};
+        return PhotoTrouble{kPhoto, photo.path, faultOf(photos, photo)};
     }
     if (photo.pixels == PhotoPixels::Mended) {
         return PhotoTrouble{kPhoto, photo.path,
-                            "damaged behind its header; what is lost of it gives wrong colours",
+                            "damaged after its header; what is lost of it gives wrong colours",
                             false};
     }
     if (photo.pixels == PhotoPixels::Unreadable) {
-        return PhotoTrouble{kPhoto, photo.path, "damaged behind its header; cannot be decoded"};
+        return PhotoTrouble{kPhoto, photo.path, "damaged after its header; cannot be decoded"};
     }
     return std::nullopt;
 }
@@ -130,6 +130,14 @@ Json photoJson(const ScanPhoto& photo) {
 }
 
 }  // namespace
+
+StationPhotos findStationPhotos(const std::string& scan) {
+    return {findScanPhotos(scan), findPhotoFaults(scan)};
+}
+
+StationPhotos decodeStationPhotos(const std::string& scan) {
+    return {decodeScanPhotos(scan), findPhotoFaults(scan)};
+}
 
 std::string photosText(const ScanPhotos& photos) {
     return std::to_string(photos.photos.size()) + " found, " +
@@ -158,7 +166,7 @@ std::string photoText(const ScanPhotos& station, const ScanPhoto& photo) {
     }
     const bool isDamaged =
         photo.pixels == PhotoPixels::Mended || photo.pixels == PhotoPixels::Unreadable;
-    return isDamaged ? text + ", damaged behind its header" : text;
+    return isDamaged ? text + ", damaged after its header" : text;
 }
 
 Json photosJson(const ScanPhotos& photos) {
@@ -174,10 +182,10 @@ Json photosJson(const ScanPhotos& photos) {
     return json;
 }
 
-std::vector<PhotoTrouble> troublesOf(const ScanPhotos& photos) {
+std::vector<PhotoTrouble> troublesOf(const StationPhotos& photos) {
     std::vector<PhotoTrouble> troubles;
     for (const ScanPhoto& photo : photos.photos) {
-        const std::optional<PhotoTrouble> trouble = troubleOf(photo);
+        const std::optional<PhotoTrouble> trouble = troubleOf(photos, photo);
         const bool isNew = trouble && std::none_of(troubles.begin(), troubles.end(),
                                                    [&](const PhotoTrouble& known) {
                                                        return known.file == trouble->file;
@@ -196,7 +204,17 @@ std::string troubleText(const PhotoTrouble& trouble) {
     return trouble.file + ": " + trouble.text;
 }
 
-void requireUsable(const ScanPhotos& photos) {
+std::vector<std::string> remarksOn(const StationPhotos& photos) {
+    std::vector<std::string> remarks;
+    for (const PhotoFault& fault : photos.faults) {
+        const std::string remark = fault.file + ": " + fault.text;
+        const bool isKnown = std::find(remarks.begin(), remarks.end(), remark) != remarks.end();
+        if (!fault.isFatal && !isKnown) remarks.push_back(remark);
+    }
+    return remarks;
+}
+
+void requireUsable(const StationPhotos& photos) {
     for (const PhotoTrouble& trouble : troublesOf(photos)) {
         if (!trouble.isFatal) continue;
         const bool isPhoto = trouble.kind == kPhoto;

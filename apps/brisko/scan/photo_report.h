@@ -8,10 +8,19 @@
 
 namespace brisko::tool {
 
+/// The photos beside a scan, and what is wrong with them in words.
+struct StationPhotos : ScanPhotos {
+    std::vector<PhotoFault> faults;
+};
+
+/// Without decoding any, and with all decoded that are loaded for colours.
+StationPhotos findStationPhotos(const std::string& scan);
+StationPhotos decodeStationPhotos(const std::string& scan);
+
 /// "14 found, 12 used, station kind 1 (stored turned)".
 std::string photosText(const ScanPhotos& photos);
 
-/// Photos that are left aside for want of angles or a camera, a line a reason: "2 photos not used,
+/// Photos that are left aside without angles or a camera, a line a reason: "2 photos not used,
 /// without an angle file (.ang): a.jpg, b.jpg".
 std::vector<std::string> ignoredTexts(const ScanPhotos& photos);
 
@@ -31,13 +40,16 @@ struct PhotoTrouble {
 
 /// What is wrong with the files of a station, each file once. Photos that are merely not used are
 /// no trouble.
-std::vector<PhotoTrouble> troublesOf(const ScanPhotos& photos);
+std::vector<PhotoTrouble> troublesOf(const StationPhotos& photos);
+
+/// What is odd about the photos that are used, each file once.
+std::vector<std::string> remarksOn(const StationPhotos& photos);
 
 /// "a.jpg: ...".
 std::string troubleText(const PhotoTrouble& trouble);
 
 /// Throws Failure(Damaged) with the first trouble that is fatal, if there is one.
-void requireUsable(const ScanPhotos& photos);
+void requireUsable(const StationPhotos& photos);
 
 /// How a scan without colours gets some: empty when no photo beside it can be used.
 std::string hintAtPhotos(const std::string& scan);

@@ -38,6 +38,7 @@ struct FileStamp {
     std::uint64_t device = 0, number = 0, length = 0;
     std::int64_t seconds = 0, nanoseconds = 0;  // of the last change of its content
 
+    bool operator==(const FileStamp&) const = default;
     bool operator<(const FileStamp& other) const {
         return std::tie(device, number, length, seconds, nanoseconds) <
                std::tie(other.device, other.number, other.length, other.seconds, other.nanoseconds);
