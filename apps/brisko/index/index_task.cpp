@@ -1,5 +1,6 @@
 #include "index/index_task.h"
 
+#include "common/output_size.h"
 #include "common/progress.h"
 #include "common/staged_scan.h"
 #include "convert/column_order.h"
@@ -52,17 +53,27 @@ OutputTarget makeTarget(const IndexTask& task, const ScanFacts& facts, const Sta
     return target;
 }
 
+std::uint64_t inputBytes(const IndexTask& task) {
+    std::uint64_t sum = bytesOf(task.input);
+    if (task.route == IndexRoute::Again) sum += bytesOf(companionOf(task.input, ".ij"));
+    for (const std::string& member : task.members)
+        sum += bytesOf(member);
+    return sum;
+}
+
 /// Writes the points of a scan that knows their cells, in one pass.
 IndexedPoints writeByCells(const IndexTask& task, const StagedScan& staged,
                            const TaskProgress& progress) {
     const std::unique_ptr<ScanInput> input =
         task.members.empty() ? openScan(task.input) : openSeries(task.input, task.members);
     const ScanFacts& facts = input->facts();
+    requireReasonableSize(task.input, task.output, leastIndexedBytes(facts.columns, facts.rows),
+                          inputBytes(task));
     const OutputTarget target = makeTarget(task, facts, staged);
     staged.requireAlignment(target.matrix);
     const std::unique_ptr<ScanOutput> output = createIndexedCL3Output(target);
     const auto write = [&](std::span<const CellPoint> points) { output->write(points); };
-    ColumnOrder order(facts.bandColumns, facts.path, write);
+    ColumnOrder order(facts.bandColumns, facts.path, task.output, write);
     const bool inBands = facts.bandColumns == 1 || facts.bandColumns == kBand;
 
     IndexedPoints given;
