@@ -35,12 +35,11 @@ std::vector<std::string> listFiles(const std::string& folder) {
 }
 
 bool holdsEntryNamed(const std::string& folder, std::string_view part) {
-    std::error_code error;
-    std::filesystem::directory_iterator entry(folder, error);
-    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-        if (entry->path().filename().string().find(part) != std::string::npos) return true;
-    }
-    return false;
+    bool holds = false;
+    forEachEntry(folder, [&](std::string_view name) {
+        holds = holds || name.find(part) != std::string_view::npos;
+    });
+    return holds;
 }
 
 std::string folderOf(const std::string& path) {

@@ -116,7 +116,8 @@ TEST(Panorama, IsAsHighAsItsAnglesSay) {
     }
     // Ten times as high as wide, but of few cells: both sides give way.
     writeFile(folder / "high.ptx", madeScan(1200, 2, {0, 0.01, 0, 60}, false));
-    const ToolRun high = run({"panorama", "--json", folder / "high.ptx", "-o", folder / "a.png"});
+    const ToolRun high =
+        run({"panorama", "--json", "--overwrite", folder / "high.ptx", "-o", folder / "a.png"});
     const auto told = nlohmann::json::parse(high.out);
     EXPECT_EQ(told["schema"], "brisko.panorama/1");
     EXPECT_NEAR(told["width"].get<double>() * told["height"].get<double>(), 1 << 22, 20000);

@@ -10,34 +10,31 @@
 
 namespace brisko::tool {
 
-ScanCheck checkScan(const std::string& path, std::size_t most, ProgressStyle style,
-                    const ProgressTask& task) {
+ScanCheck checkFiles(const std::string& path, std::size_t most, ProgressStyle style,
+                     const ProgressTask& task) {
     ScanCheck check(most);
     check.path = path;
     check.task = task;
     check.kind = scanKind(path);
     if (check.kind == ScanKind::PTX) {
         checkPtxScan(check, style);
-        return check;
-    }
-    if (check.kind == ScanKind::CL3) {
+    } else if (check.kind == ScanKind::CL3) {
         checkCL3Scan(check, style);
     } else {
         checkCLRScan(check, style);
     }
-    checkPhotos(check);
+    return check;
+}
+
+ScanCheck checkScan(const std::string& path, std::size_t most, ProgressStyle style,
+                    const ProgressTask& task) {
+    ScanCheck check = checkFiles(path, most, style, task);
+    if (check.kind != ScanKind::PTX) checkPhotos(check);
     return check;
 }
 
 void failDamaged(const std::string& path, const std::string& otherwise) {
-    ScanCheck check(1);
-    check.path = path;
-    check.kind = scanKind(path);
-    if (check.kind == ScanKind::CL3) {
-        checkCL3Scan(check, ProgressStyle::None);
-    } else {
-        checkCLRScan(check, ProgressStyle::None);
-    }
+    const ScanCheck check = checkFiles(path, 1, ProgressStyle::None);
     for (const Finding& finding : check.findings.kept()) {
         if (finding.kind == kAngleFinding) continue;  // a doubt about points, no damage of the file
         throw Failure(ExitCode::Damaged, findingText(finding) + kRepairHint);

@@ -33,6 +33,10 @@ struct ScanCheck {
 
 /// Checks a scan with its companions. `most` findings of a kind are kept.
 /// Throws Failure only when a file cannot be read at all.
+ScanCheck checkFiles(const std::string& path, std::size_t most, ProgressStyle style,
+                     const ProgressTask& task = "check");
+
+/// The same, and the photos beside the scan.
 ScanCheck checkScan(const std::string& path, std::size_t most, ProgressStyle style,
                     const ProgressTask& task = "check");
 

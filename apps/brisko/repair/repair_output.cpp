@@ -47,7 +47,7 @@ void verifyRepaired(const RepairOptions& options, const std::string& staged, Sal
         throw Failure(ExitCode::Damaged, options.input + ": no point can be salvaged; " +
                                              findingText(salvage.losses.kept().front()));
     }
-    ScanCheck check = checkScan(staged, 1, options.progress);
+    ScanCheck check = checkFiles(staged, 1, options.progress);
     // Points in directions that the header does not speak of are kept: they are points.
     check.findings.drop("angle");
     salvage.blocks = check.blocks;

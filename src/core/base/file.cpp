@@ -228,19 +228,22 @@ bool fileExists(const std::string& path) {
 }
 
 // By hand: the iterators of <filesystem> end the process when memory runs out.
-std::vector<std::string> filesIn(const std::string& folder) {
+void forEachEntry(const std::string& folder, const std::function<void(std::string_view)>& visit) {
     struct Closer {
         void operator()(DIR* opened) const { closedir(opened); }
     };
-    std::vector<std::string> names;
     const std::unique_ptr<DIR, Closer> opened(system_calls::opendir(folder.c_str()));
-    while (const dirent* const entry = opened ? readdir(opened.get()) : nullptr) {
-        std::string name = entry->d_name;
+    while (const dirent* const entry = opened ? readdir(opened.get()) : nullptr)
+        visit(entry->d_name);
+}
+
+std::vector<std::string> filesIn(const std::string& folder) {
+    std::vector<std::string> names;
+    forEachEntry(folder, [&](std::string_view name) {
         struct stat status {};
-        if (look((folder + "/").append(name).c_str(), status) && S_ISREG(status.st_mode)) {
-            names.push_back(std::move(name));
-        }
-    }
+        const std::string path = (folder + "/").append(name);
+        if (look(path.c_str(), status) && S_ISREG(status.st_mode)) names.emplace_back(name);
+    });
     return names;
 }
 

@@ -8,6 +8,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <vector>
 
@@ -83,6 +84,9 @@ bool syncFile(const std::string& path, const std::function<void()>& between);
 
 /// Whether anything is there, of whatever kind.
 bool fileExists(const std::string& path);
+
+/// Visits the names of all entries of a folder, in no order. One that cannot be read has none.
+void forEachEntry(const std::string& folder, const std::function<void(std::string_view)>& visit);
 
 /// The names of the regular files in a folder, links to such included, in no order. A folder that
 /// cannot be read has none.
