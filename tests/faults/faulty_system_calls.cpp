@@ -50,6 +50,8 @@ unsigned kindsOf(Fault fault) {
             return kOpens;
         case Fault::NotAllowed:
             return kOpens | kNames;
+        case Fault::Killed:  // before a call that only reads the disk is as it was
+            return kOpens | kWrites | kNames;
         case Fault::Short:
         case Fault::Interrupted:
             return kReads | kWrites;

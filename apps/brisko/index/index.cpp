@@ -75,7 +75,8 @@ private:
         const IndexTask& task = m_tasks[i];
         if (outcome.state == IndexOutcome::State::Failed) {
             // A progress bar may stand in the line.
-            std::fprintf(stderr, "%sbrisko: %s\n", clearLine(), outcome.text.c_str());
+            std::fputs(clearLine(), stderr);
+            complain(outcome.text);
         } else if (m_line.json) {
             return;
         } else if (outcome.state == IndexOutcome::State::Skipped) {
