@@ -170,6 +170,11 @@ public:
                     std::uint8_t green, std::uint8_t blue, std::uint8_t alpha, std::uint32_t column,
                     std::uint32_t row) override;
 
+    /// Says that no more points come for the columns before `end`: they are written out and their
+    /// memory is given back. The writer keeps 256 columns otherwise, which takes 5 KiB a row. A point
+    /// for such a column is dropped as one of a band already written.
+    void FinishColumns(std::uint32_t end);
+
     /// Whether the file could not be created or written since the last Open.
     bool HasWriteError() const;
     brisko::DroppedPoints GetDroppedPoints() const;

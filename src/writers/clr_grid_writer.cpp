@@ -44,6 +44,7 @@ public:
     bool failed() const { return m_failed || m_file.failed(); }
     void write(double x, double y, double z, float intensity, std::uint32_t column,
                std::uint32_t row);
+    void finishColumns(std::uint32_t end);
     void close();
     const DroppedPoints& dropped() const { return m_dropped; }
 
@@ -53,6 +54,7 @@ private:
     bool moveToBandOf(std::uint32_t column);
     void writeBandsBefore(std::uint64_t band);
     void writeColumns(std::uint64_t count);
+    void writeBand(std::uint64_t count);
     void store(const RawRecord& record, std::uint32_t column, std::uint32_t storedRow);
     static void drop(std::uint64_t& reason) { ++reason; }
 
@@ -62,6 +64,7 @@ private:
     std::uint32_t m_columns = 0;
     std::uint32_t m_rows = 0;
     std::uint64_t m_bandIndex = 0;
+    std::int32_t m_written = 0;      // columns of the band that are on disk
     std::int64_t m_lastColumn = -1;  // of the last point passed in
     std::array<Column, kBandColumns> m_band;
     DroppedPoints m_dropped;
@@ -91,8 +94,8 @@ inline void CLRWriterGridCodec::State::write(double x, double y, double z, float
     }
     auto offset =
         static_cast<std::int32_t>(column - kBandColumns * static_cast<std::uint32_t>(m_bandIndex));
-    if (offset < 0 || offset >= static_cast<std::int32_t>(kBandColumns)) [[unlikely]] {
-        if (offset < 0) return drop(m_dropped.bandPassed);
+    if (offset < m_written || offset >= static_cast<std::int32_t>(kBandColumns)) [[unlikely]] {
+        if (offset < m_written) return drop(m_dropped.bandPassed);
         if (!moveToBandOf(column)) return;  // the file failed
         offset = static_cast<std::int32_t>(column % kBandColumns);
     }
@@ -133,12 +136,12 @@ void CLRWriterGridCodec::State::writeBandsBefore(std::uint64_t band) {
     // Columns without rows take no bytes, however many there are.
     if (m_rows == 0) m_bandIndex = std::max(m_bandIndex, band);
     while (m_bandIndex < band && m_file.isOpen() && !m_file.failed())
-        writeColumns(kBandColumns);
+        writeBand(kBandColumns);
 }
 
-/// Writes out the first columns of the band and moves on to the next band.
+/// Writes out the first columns of the band, as far as they are not on disk.
 void CLRWriterGridCodec::State::writeColumns(std::uint64_t count) {
-    for (std::uint64_t i = 0; i < count && m_file.isOpen(); ++i) {
+    for (auto i = static_cast<std::uint64_t>(m_written); i < count && m_file.isOpen(); ++i) {
         Column& cells = m_band[i];
         if (cells.empty()) {
             m_file.appendZeros(std::uint64_t{m_rows} * clr_record::kSize);
@@ -147,9 +150,26 @@ void CLRWriterGridCodec::State::writeColumns(std::uint64_t count) {
                            cells.size() * clr_record::kSize});
         }
     }
+}
+
+/// Writes out the first columns of the band and moves on to the next band.
+void CLRWriterGridCodec::State::writeBand(std::uint64_t count) {
+    writeColumns(count);
+    m_written = 0;
     for (Column& cells : m_band)
         std::fill(cells.begin(), cells.end(), RawRecord{});
     ++m_bandIndex;
+}
+
+void CLRWriterGridCodec::State::finishColumns(std::uint32_t end) {
+    if (!m_open) return;
+    writeBandsBefore(end / kBandColumns);
+    const auto count = static_cast<std::int32_t>(end % kBandColumns);
+    if (m_bandIndex != end / kBandColumns || count <= m_written) return;
+    writeColumns(static_cast<std::uint64_t>(count));
+    for (std::int32_t i = m_written; i < count; ++i)
+        Column().swap(m_band[static_cast<std::size_t>(i)]);
+    m_written = count;
 }
 
 void CLRWriterGridCodec::State::close() {
@@ -158,7 +178,7 @@ void CLRWriterGridCodec::State::close() {
     const auto columns = std::max<std::int64_t>(m_columns, m_lastColumn + 1);
     const std::int64_t left = columns - static_cast<std::int64_t>(kBandColumns * m_bandIndex);
     const auto count = static_cast<std::size_t>(std::clamp<std::int64_t>(left, 0, kBandColumns));
-    writeColumns(count);
+    writeBand(count);
     if (m_file.isOpen() && !m_file.close()) m_failed = true;
     m_open = false;
     m_band = {};
@@ -191,6 +211,10 @@ void CLRWriterGridCodec::WritePoint(double x, double y, double z, float intensit
                                     std::uint8_t, std::uint8_t, std::uint8_t, std::uint32_t column,
                                     std::uint32_t row) {
     if (m_state) m_state->write(x, y, z, intensity, column, row);
+}
+
+void CLRWriterGridCodec::FinishColumns(std::uint32_t end) {
+    if (m_state) m_state->finishColumns(end);
 }
 
 bool CLRWriterGridCodec::HasWriteError() const {

@@ -153,7 +153,9 @@ void tryAllCommands(const TempFolder& folder, const std::string& scan, bool dama
         // Without an index the header's angles have to make a grid of the points, and these do not.
         if (command[0] == "index" && !damaged && !hasGrid) continue;
         const ToolRun result = run(command);
-        EXPECT_TRUE(damaged ? result.code != 0 : result.code != 3)
+        // A sound header may still claim a grid that no output can be made of.
+        const bool refused = result.code == 3 && !contains(result.err, "out of proportion");
+        EXPECT_TRUE(damaged ? result.code != 0 : !refused)
             << command[0] << " ended with " << result.code << ": " << result.err;
         if (result.code != 0) {
             EXPECT_EQ(folder.names(), before) << command[0];

@@ -80,6 +80,30 @@ TEST(CLRWriter, TheFileHoldsTheGridAndColumnsBeyondIt) {
     }
 }
 
+TEST(CLRWriter, FinishedColumnsAreTheSameAndTakeNoMorePoints) {
+    const TempFolder folder;
+    CLRFileHeader header = grid(600, 3);
+    const auto writeAll = [&](const std::string& path, std::uint32_t step) {
+        CLRWriterGridCodec writer;
+        EXPECT_TRUE(writer.Open(path.c_str(), &header));
+        for (std::uint32_t column = 0; column < 600; column += 7) {
+            write(writer, column, column % 3, column);
+            if (step != 0 && column % step == 0) writer.FinishColumns(column);
+        }
+        const bool accepts = writer.GetDroppedPoints().bandPassed == 0;
+        write(writer, 589, 0, 9);  // of the band at hand, but finished where columns are
+        EXPECT_TRUE(accepts);
+        EXPECT_EQ(writer.GetDroppedPoints().bandPassed, step == 0 ? 0u : 1u);
+        EXPECT_TRUE(writer.Close());
+    };
+    writeAll(folder / "one.clr", 1);
+    EXPECT_EQ(readFile(folder / "one.clr").size(), 121u + 600 * 3 * 20);
+    writeAll(folder / "band.clr", 0);
+    Bytes band = readFile(folder / "band.clr");
+    std::fill_n(band.begin() + 121 + (589 * 3 + 2) * 20, 20, std::uint8_t{0});
+    EXPECT_EQ(readFile(folder / "one.clr"), band);
+}
+
 TEST(CLRWriter, LeavesCellsEmptyForWhatARecordCannotHold) {
     const TempFolder folder;
     const std::string path = folder / "scan.clr";

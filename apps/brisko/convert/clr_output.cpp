@@ -4,6 +4,7 @@
 
 #include <brisko_codec/writers.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -48,6 +49,10 @@ public:
     void write(std::span<const CellPoint> points) override {
         for (const CellPoint& p : points)
             writePoint(p);
+        // What is complete goes out, so that a tall grid does not wait in memory.
+        if (m_target.inColumnOrder && !points.empty()) {
+            m_writer.FinishColumns(std::min(points.back().column, m_target.columns));
+        }
         if (m_writer.HasWriteError()) failToWrite(m_target.shownPath);
     }
 

@@ -170,6 +170,7 @@ private:
                       target.matrix);
         }
         target.withColour = chooseColour(*m_input, m_format, m_options.progress);
+        target.inColumnOrder = facts().bandColumns == 1 || needsOrder();
         target.header = outputHeader(facts(), m_window);
         return target;
     }
@@ -187,11 +188,13 @@ private:
     }
 
     /// The native writers keep bands of 256 columns, as tiles come; only a window that begins inside
-    /// a tile takes these apart.
+    /// a tile takes these apart. A band of a tall CLR grid takes more memory than its points.
     bool needsOrder() const {
+        constexpr std::uint32_t kTall = 12'000;  // rows; a band of them takes 60 MB
         if (facts().bandColumns == 1 || !needsGrid(m_format)) return false;
-        return m_format == OutputFormat::PTX || facts().bandColumns != kBand ||
-               m_window.firstColumn % kBand != 0;
+        const bool isTall = m_window.endRow - m_window.firstRow > kTall;
+        return m_format == OutputFormat::PTX || (m_format == OutputFormat::CLR && isTall) ||
+               facts().bandColumns != kBand || m_window.firstColumn % kBand != 0;
     }
 
     void transfer(ScanOutput& output) {

@@ -19,8 +19,9 @@ struct OutputTarget {
     std::uint32_t columns = 0;
     std::uint32_t rows = 0;
     double matrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-    bool withColour = false;  // where the format leaves a choice
-    CLRFileHeader header;     // grid, angles and texts of native formats
+    bool withColour = false;     // where the format leaves a choice
+    bool inColumnOrder = false;  // points come column by column, not only band by band
+    CLRFileHeader header;        // grid, angles and texts of native formats
 };
 
 /// Why points could not be stored.
