@@ -138,7 +138,7 @@ ExitCode run(const Line& line) {
 }  // namespace
 
 Command addCell(CLI::App& tool, const CommonOptions&) {
-    CLI::App* app = tool.add_subcommand("cell", "Tell the point of one cell, by random access");
+    CLI::App* app = tool.add_subcommand("cell", "Show the point of one cell, by random access");
     app->footer("An empty cell is no error. The scan needs its index (.ij) beside it.");
     const auto line = std::make_shared<Line>();
     app->add_option("SCAN", line->scan, "Indexed CL3 scan")->required();

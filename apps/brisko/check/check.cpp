@@ -121,7 +121,7 @@ ExitCode run(const Line& line, ProgressStyle style) {
 
 Command addCheck(CLI::App& tool, const CommonOptions& common) {
     CLI::App* app = tool.add_subcommand(
-        "check", "Read a scan to its last byte and tell everything that is wrong with it");
+        "check", "Read a scan to its last byte and report everything that is wrong with it");
     app->footer(
         "Looked at: the header; block sizes against the size of the file; the index against the\n"
         "blocks, its entries one by one; the alignment; compressed lines; every point for finite\n"

@@ -26,7 +26,7 @@ std::string positionText(const CellPoint& p) {
 
 PointCheck::PointCheck(ScanCheck& check, const CLFileHeader& header)
     : m_check(check), m_range(DirectionRange::fromHeader(header)) {
-    if (!m_range) check.notes.push_back("the header tells no angles to compare the points with");
+    if (!m_range) check.notes.push_back("the header gives no angles to compare the points with");
 }
 
 void PointCheck::note(const char* kind, const CellPoint& point, std::uint64_t block,
