@@ -159,7 +159,7 @@ IndexOutcome makeIndexed(const IndexTask& task, const TaskProgress& progress) {
     const bool byAngles = task.route == IndexRoute::ByAngles;
     const IndexedPoints given =
         byAngles ? writeByAngles(task, staged, progress) : writeByCells(task, staged, progress);
-    const IndexOutcome outcome = checkIndexed(task, staged.path(), given, [&](double share) {
+    IndexOutcome outcome = checkIndexed(task, staged.path(), given, [&](double share) {
         progress(kWriting + (1 - kWriting) * share, "comparing it with its input");
     });
     staged.commit();

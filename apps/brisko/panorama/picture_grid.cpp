@@ -1,6 +1,7 @@
 #include "panorama/picture_grid.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 namespace brisko::tool {
@@ -110,7 +111,8 @@ CellRange PictureGrid::rowsOf(double first, double end) const {
 PictureValue PictureGrid::mean(const CellRange& columns, const CellRange& rows) const {
     PictureValue value;
     double count = 0;
-    double sums[3] = {0, 0, 0};
+    std::array<double, 3> sums{};
+    const std::size_t channels = std::min(m_channels, sums.size());
     for (std::uint32_t y = rows.first; y < rows.end; ++y) {
         const Tile* const tiles = m_tiles.data() + y / kTile * m_tilesAcross;
         for (std::uint32_t x = columns.first; x < columns.end; ++x) {
@@ -118,14 +120,14 @@ PictureValue PictureGrid::mean(const CellRange& columns, const CellRange& rows) 
             if (tile.sums.empty()) continue;
             const std::size_t cell = placeInTile(x, y);
             count += m_hasFew ? tile.few[cell] : tile.many[cell];
-            for (std::size_t c = 0; c < m_channels; ++c) {
+            for (std::size_t c = 0; c < channels; ++c) {
                 sums[c] += static_cast<double>(tile.sums[cell * m_channels + c]);
             }
         }
     }
     if (count == 0) return value;
     value.isEmpty = false;
-    for (std::size_t c = 0; c < m_channels; ++c) {
+    for (std::size_t c = 0; c < channels; ++c) {
         value.channels[c] = static_cast<float>(sums[c] / count);
     }
     return value;
