@@ -187,6 +187,83 @@ TEST(Alignment, TellsItsSourceAndCanBeLeftAside) {
     ASSERT_TRUE(setFrame(*codec, Frame::Aligned));
     ASSERT_TRUE(readFirst(*codec, point));
     EXPECT_EQ(point.y, (1 - 20.5) / 2.25);
+    // Bounds are those of the frame that is chosen when they are asked for.
+    for (const Frame frame : {Frame::Aligned, Frame::Scanner, Frame::Aligned}) {
+        ASSERT_TRUE(setFrame(*codec, frame));
+        EXPECT_EQ(boundsOf(*codec).min[1], frame == Frame::Scanner ? -0.0 : (1 - 20.5) / 2.25);
+    }
+}
+
+TEST(ReadProblem, ShowsWhyAPassWasNotWholeAndSound) {
+    using Kind = ReadProblemKind;
+    const TempFolder folder;
+    const TestPoint point{.x = 1, .intensity = 5};
+    const Bytes block = ByteWriter().bytes(cl3Block({point, point, point}));
+    const Bytes scan = ByteWriter().bytes(cl3Header(1)).bytes(block);
+    const auto index = [](const std::vector<std::uint32_t>& entries) {
+        return ByteWriter().bytes(ijHeader(2, 2, 2)).bytes(ijTile(0, 0, entries)).done();
+    };
+    const Bytes line = compressedLine({3, ClrRecord{1000, 2000, 3000, 0, 9}});
+    const Bytes raw = ByteWriter().bytes(clrHeader(1, 3, 2, 1)).u8(0).bytes(line);
+    Bytes longer = raw;
+    longer.push_back(0);
+    Bytes zeroLength = raw;
+    std::fill_n(zeroLength.begin() + 121, 2, std::uint8_t{0});
+    const struct {
+        const char *what, *name;
+        Bytes scan, index;
+        Kind kind;
+        const char* file;
+        std::uint64_t offset;
+    } cases[] = {
+        {"sound", "a.cl3", scan, index({1, 0, 2, 3}), Kind::None, "", 0},
+        {"cut", "a.cl3", cutTo(scan, 150), {}, Kind::CutShort, "a.cl3", 120},
+        {"goes on",
+         "a.cl3",
+         ByteWriter().bytes(scan).bytes(block),
+         {},
+         Kind::LeftOver,
+         "a.cl3",
+         213},
+        {"an empty header after it",
+         "a.cl3",
+         ByteWriter().bytes(scan).u32(0).u8(0),
+         {},
+         Kind::None,
+         "",
+         0},
+        {"exchanged entries", "a.cl3", scan, index({2, 1, 3, 0}), Kind::BadIndex, "a.ij", 48},
+        {"an entry too few", "a.cl3", scan, index({1, 0, 2, 0}), Kind::BadIndex, "a.ij", 48},
+        {"an entry too many", "a.cl3", scan, index({1, 2, 3, 4}), Kind::BadIndex, "a.ij", 48},
+        {"cut index", "a.cl3", scan, cutTo(index({1, 2, 3, 0}), 70), Kind::CutShort, "a.ij", 68},
+        {"sound lines", "a.clr", raw, {}, Kind::None, "", 0},
+        {"a byte more", "a.clr", longer, {}, Kind::LeftOver, "a.clr", raw.size()},
+        {"length 0", "a.clr", zeroLength, {}, Kind::BadPiece, "a.clr", 121},
+        {"cut line", "a.clr", cutTo(raw, raw.size() - 5), {}, Kind::CutShort, "a.clr", 121},
+        {"cut records",
+         "a.clr",
+         ByteWriter().bytes(clrHeader(1, 3, 1, 1)).u8(0),
+         {},
+         Kind::CutShort,
+         "a.clr",
+         121},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        writeFile(folder / c.name, c.scan);
+        std::filesystem::remove(folder / "a.ij");
+        if (!c.index.empty()) writeFile(folder / "a.ij", c.index);
+        const bool isRaw = c.name[2] == 'c' && c.name[4] == 'r';
+        const CodecPtr<BriskoCodec> codec(isRaw ? static_cast<BriskoCodec*>(CLRCodec::Create())
+                                                : CL3Codec::Create());
+        ASSERT_TRUE(codec->Open((folder / c.name).c_str()));
+        readAll(*codec);
+        const ReadProblem problem = getReadProblem(*codec);
+        EXPECT_EQ(static_cast<int>(problem.kind), static_cast<int>(c.kind)) << problem.text;
+        if (!problem) continue;
+        EXPECT_EQ(problem.file, folder / c.file);
+        EXPECT_EQ(problem.offset, c.offset);
+    }
 }
 
 }  // namespace
