@@ -22,21 +22,21 @@ bool TileCheck::checkHeader() {
         add("index", {}, m_stream.size(), "the file ends inside its header");
         return false;
     }
-    m_tiles = loadU32(header + 32);
-    const std::uint32_t columns = loadU32(header + 36);
-    const std::uint32_t rows = loadU32(header + 40);
-    m_tileSize = loadU32(header + 44);
+    const IJHeader fields = decodeIJHeader(header);
+    m_tiles = fields.blockCount;
+    m_tileSize = fields.tileSize;
     const std::uint64_t bytesOfTile = ij::tileBytes(m_tileSize);
     if (bytesOfTile == 0) {
         add("index", {}, 44, "tile size " + std::to_string(m_tileSize));
         return false;
     }
-    m_tilesDown = divideRoundingUp(rows, m_tileSize);
-    const std::uint64_t tiles = divideRoundingUp(columns, m_tileSize) * m_tilesDown;
+    m_tilesDown = fields.rowTiles();
+    const std::uint64_t tiles = fields.columnTiles() * m_tilesDown;
     if (tiles != m_tiles) {
         add("index", {}, 32,
-            "it announces " + countOf(m_tiles, "tile") + ", a grid of " + std::to_string(columns) +
-                " x " + std::to_string(rows) + " has " + std::to_string(tiles));
+            "it announces " + countOf(m_tiles, "tile") + ", a grid of " +
+                std::to_string(fields.columns) + " x " + std::to_string(fields.rows) + " has " +
+                std::to_string(tiles));
         return false;
     }
     if (m_stream.size() > ij_header::kSize + tiles * bytesOfTile) {
@@ -62,15 +62,15 @@ bool TileCheck::next() {
         m_walks = false;
         return false;
     }
-    if (loadU32(header) != m_next / m_tilesDown || loadU32(header + 4) != m_next % m_tilesDown) {
+    const IJTile tile = decodeIJTile(header);
+    if (tile.columnTile != m_next / m_tilesDown || tile.rowTile != m_next % m_tilesDown) {
         add("index", m_next, m_begin,
-            "its tile claims the place " + std::to_string(loadU32(header)) + ", " +
-                std::to_string(loadU32(header + 4)) + ", it stands at " +
+            "its tile claims the place " + std::to_string(tile.columnTile) + ", " +
+                std::to_string(tile.rowTile) + ", it stands at " +
                 std::to_string(m_next / m_tilesDown) + ", " + std::to_string(m_next % m_tilesDown));
     }
-    const std::uint32_t announced = loadU32(header + 8);
     m_stream.take(ij_tile::kHeaderSize);
-    checkEntries(announced);
+    checkEntries(tile.pointCount);
     ++m_next;
     return true;
 }
@@ -120,6 +120,16 @@ void TileCheck::compareCount(std::uint32_t blocks) {
     if (!m_walks || m_tiles == blocks) return;
     add("index", {}, 32,
         countOf(m_tiles, "tile") + " for " + countOf(blocks, "block") + " of the scan");
+}
+
+std::optional<Finding> firstTileFinding(const std::string& scan, const std::string& index) {
+    ScanCheck check(1);
+    check.path = scan;
+    TileCheck tiles(check, index);
+    while (tiles.next())
+        throwIfInterrupted();
+    if (check.findings.empty()) return {};
+    return check.findings.kept().front();
 }
 
 }  // namespace brisko::tool

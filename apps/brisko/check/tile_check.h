@@ -4,6 +4,7 @@
 #include "scan/byte_stream.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace brisko::tool {
@@ -47,5 +48,9 @@ private:
     std::uint32_t m_entries = 0;  // of the tile that stand for a point
     bool m_walks;                 // the last member: the header fills in what stands above
 };
+
+/// The first thing that is wrong with the tiles of an index in themselves; nothing in a sound one.
+/// Throws Interrupted after Ctrl-C.
+std::optional<Finding> firstTileFinding(const std::string& scan, const std::string& index);
 
 }  // namespace brisko::tool

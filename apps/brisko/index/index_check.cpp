@@ -15,15 +15,6 @@ namespace {
                                             "); nothing was put in place");
 }
 
-void checkEntries(const IndexTask& task, const std::string& indexPath) {
-    ScanCheck check(1);
-    check.path = task.output;
-    TileCheck tiles(check, indexPath);
-    while (tiles.next())
-        throwIfInterrupted();
-    if (!check.findings.empty()) failCheck(task, findingText(check.findings.kept().front()));
-}
-
 /// The points of all cells, a few columns at a time.
 PointTally tallyOfCells(const IndexTask& task, CL3CellReader& reader, bool withCells,
                         const std::function<void(double)>& reach) {
@@ -53,7 +44,10 @@ IndexOutcome checkIndexed(const IndexTask& task, const std::string& staged,
     const ScanLayout layout = inspectCL3(staged);
     if (!layout.problems.empty()) failCheck(task, layout.problems.front());
     if (!layout.index) failCheck(task, "index");
-    checkEntries(task, layout.index->path);
+    if (!given.withCells) {  // else the output was looked at as it was finished
+        const auto finding = firstTileFinding(task.output, layout.index->path);
+        if (finding) failCheck(task, findingText(*finding));
+    }
 
     CL3CellReader reader;
     if (!reader.open(staged.c_str())) failCheck(task, "index");

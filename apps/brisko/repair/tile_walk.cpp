@@ -24,9 +24,10 @@ TileWalk::TileWalk(const std::string& scan, unsigned pointFormat, const std::str
 std::string TileWalk::readHeader() {
     const std::uint8_t* const header = m_index.take(ij_header::kSize);
     if (!header) return "it ends inside its header";
-    m_columns = loadU32(header + 36);
-    m_rows = loadU32(header + 40);
-    m_tileSize = loadU32(header + 44);
+    const IJHeader fields = decodeIJHeader(header);
+    m_columns = fields.columns;
+    m_rows = fields.rows;
+    m_tileSize = fields.tileSize;
     if (ij::tileBytes(m_tileSize) == 0) {
         return "tile size " + std::to_string(m_tileSize);
     }
@@ -49,7 +50,7 @@ bool TileWalk::announcedPoints(std::uint64_t tile, std::uint32_t& points) {
     m_index.seek(tileOffset(tile));
     const std::uint8_t* const header =
         tile < m_tiles ? m_index.peek(ij_tile::kHeaderSize) : nullptr;
-    if (header) points = loadU32(header + 8);
+    if (header) points = decodeIJTile(header).pointCount;
     return header != nullptr;
 }
 

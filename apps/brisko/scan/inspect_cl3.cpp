@@ -40,14 +40,14 @@ private:
 std::string readIndexHeader(InputFile& file, IndexLayout& index) {
     std::uint8_t header[ij_header::kSize];
     if (!file.readAt(0, header, sizeof header)) return "it ends inside its header";
-    index.tiles = loadU32(header + 32);
-    index.columns = loadU32(header + 36);
-    index.rows = loadU32(header + 40);
-    index.tileSize = loadU32(header + 44);
+    const IJHeader fields = decodeIJHeader(header);
+    index.tiles = fields.blockCount;
+    index.columns = fields.columns;
+    index.rows = fields.rows;
+    index.tileSize = fields.tileSize;
     const std::uint64_t bytesOfTile = ij::tileBytes(index.tileSize);
     if (bytesOfTile == 0) return "tile size " + std::to_string(index.tileSize);
-    const std::uint64_t tiles = divideRoundingUp(index.columns, index.tileSize) *
-                                divideRoundingUp(index.rows, index.tileSize);
+    const std::uint64_t tiles = fields.columnTiles() * fields.rowTiles();
     const std::string grid = std::to_string(index.columns) + " x " + std::to_string(index.rows);
     if (tiles != index.tiles) {
         return "it announces " + countOf(index.tiles, "tile") + ", a grid of " + grid + " has " +
