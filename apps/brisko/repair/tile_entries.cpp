@@ -19,16 +19,28 @@ void countUpToTwo(std::uint8_t& count) {
 }  // namespace
 
 TileEntries::TileEntries(ByteStream& index, std::uint64_t offset, std::uint32_t cells)
-    : m_index(index), m_offset(offset), m_cells(cells) {
+    : m_index(index), m_cells(cells) {
+    m_index.seek(offset);
+}
+
+/// Takes the next entries from the file, as many as fit into its buffer. False at the end of the tile
+/// or of the file.
+bool TileEntries::nextRun() {
+    constexpr std::uint64_t kMost = ByteStream::kMost / 4 / kEntrySize;
+    const std::uint64_t there = std::min(m_index.left() / kEntrySize, kMost);
+    const auto count = static_cast<std::uint32_t>(std::min<std::uint64_t>(there, m_cells - m_cell));
+    if (count == 0) return false;
+    m_entry = m_index.take(count * kEntrySize);
+    m_runEnd = m_cell + count;
+    return true;
 }
 
 std::optional<TileEntries::Entry> TileEntries::next() {
-    while (m_cell < m_cells) {
-        m_index.seek(m_offset + std::uint64_t{m_cell} * kEntrySize);
-        const std::uint8_t* const bytes = m_index.peek(kEntrySize);
-        if (!bytes) return {};
+    while (m_cell < m_runEnd || nextRun()) {
+        const std::uint32_t number = loadU32(m_entry);
         const std::uint32_t cell = m_cell++;
-        if (const std::uint32_t number = loadU32(bytes)) return Entry{cell, number};
+        m_entry += kEntrySize;
+        if (number != 0) return Entry{cell, number};
     }
     return {};
 }

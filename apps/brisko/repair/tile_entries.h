@@ -16,7 +16,8 @@ public:
         std::uint32_t number = 0;  // of the record, from 1; never 0
     };
 
-    /// offset: of the first entry in the index
+    /// The index is read by nothing else until the last entry is taken.
+    ///   offset  of the first entry in the index
     TileEntries(ByteStream& index, std::uint64_t offset, std::uint32_t cells);
 
     /// Nothing at the end of the tile or of the file.
@@ -25,10 +26,13 @@ public:
     bool isWhole() const { return m_cell == m_cells; }
 
 private:
+    bool nextRun();
+
     ByteStream& m_index;
-    std::uint64_t m_offset;
     std::uint32_t m_cells;
     std::uint32_t m_cell = 0;
+    std::uint32_t m_runEnd = 0;             // the cell after those at hand
+    const std::uint8_t* m_entry = nullptr;  // of the cell
 };
 
 /// Which entries of a damaged tile can be believed. Any order of the numbers is honoured: an entry

@@ -15,6 +15,8 @@ TileWalk::TileWalk(const std::string& scan, unsigned pointFormat, const std::str
       m_indexPath(index),
       m_scan(scan),
       m_index(index),
+      m_scanCounts(scan),
+      m_indexCounts(index),
       m_format(pointFormat),
       m_recordSize(cl3::kRecordSizes[pointFormat]) {
     m_problem = readHeader();
@@ -47,18 +49,19 @@ std::uint64_t TileWalk::tileOffset(std::uint64_t tile) const {
 }
 
 bool TileWalk::announcedPoints(std::uint64_t tile, std::uint32_t& points) {
-    m_index.seek(tileOffset(tile));
-    const std::uint8_t* const header =
-        tile < m_tiles ? m_index.peek(ij_tile::kHeaderSize) : nullptr;
-    if (header) points = decodeIJTile(header).pointCount;
-    return header != nullptr;
+    std::uint8_t header[ij_tile::kHeaderSize];
+    if (tile >= m_tiles || !m_indexCounts.readAt(tileOffset(tile), header, sizeof header)) {
+        return false;
+    }
+    points = decodeIJTile(header).pointCount;
+    return true;
 }
 
 bool TileWalk::announcedRecords(std::uint64_t offset, std::uint32_t& records) {
-    m_scan.seek(offset);
-    const std::uint8_t* const header = m_scan.peek(cl3_block::kHeaderSize);
-    if (header) records = loadU32(header);
-    return header != nullptr;
+    std::uint8_t header[cl3_block::kHeaderSize];
+    if (!m_scanCounts.readAt(offset, header, sizeof header)) return false;
+    records = loadU32(header + cl3_block::kPointCount);
+    return true;
 }
 
 /// An index of another scan agrees with hardly any block.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/input_file.h"
 #include "common/progress.h"
 #include "repair/tile_entries.h"
 #include "scan/byte_stream.h"
@@ -54,6 +55,7 @@ private:
 
     std::string m_scanPath, m_indexPath;
     ByteStream m_scan, m_index;
+    InputFile m_scanCounts, m_indexCounts;  // for looks ahead: the streams stay where they are
     unsigned m_format;
     std::uint64_t m_recordSize;
     std::string m_problem;
