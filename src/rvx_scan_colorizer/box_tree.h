@@ -62,6 +62,9 @@ public:
     using Entry = std::pair<Box, Item>;
 
     struct Node {
+        Node(const Box& space, std::size_t behind, std::size_t number)
+            : box(space), end(behind), leaf(number) {}
+
         Box box;
         std::size_t end;   // the node behind this one and all below it
         std::size_t leaf;  // number of the entry, or kBranch
@@ -69,10 +72,10 @@ public:
     static constexpr std::size_t kBranch = static_cast<std::size_t>(-1);
     struct Leaf : Node {
         Leaf(const Entry& entry, std::size_t place, std::size_t number)
-            : Node{entry.first, place + 1, number} {}
+            : Node(entry.first, place + 1, number) {}
     };
     struct Branch : Node {
-        Branch() : Node{Box{}, 0, kBranch} {}  // box and end follow from what is below it
+        Branch() : Node(Box{}, 0, kBranch) {}  // box and end follow from what is below it
     };
 
     /// Empty: queries find nothing.

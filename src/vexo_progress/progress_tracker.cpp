@@ -104,22 +104,23 @@ public:
     /// Runs what may take long without the mutex.
     template <class Wait>
     void without(const Wait& wait) {
-        struct Away {
-            explicit Away(Lock& held) : lock(held) {
-                lock.m_owner.m_holder = std::thread::id();
-                lock.m_lock.unlock();
-            }
-            ~Away() {
-                lock.m_lock.lock();
-                lock.m_owner.m_holder = std::this_thread::get_id();
-            }
-            Lock& lock;
-        };
-        const Away away(*this);
-        wait();
+        m_owner.m_holder = std::thread::id();
+        m_lock.unlock();
+        try {
+            wait();
+        } catch (...) {
+            takeAgain();
+            throw;
+        }
+        takeAgain();
     }
 
 private:
+    void takeAgain() {
+        m_lock.lock();
+        m_owner.m_holder = std::this_thread::get_id();
+    }
+
     Implementation& m_owner;
     boost::unique_lock<boost::mutex> m_lock;
 };

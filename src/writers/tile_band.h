@@ -83,7 +83,7 @@ public:
 private:
     struct WaitingPoint {
         CL3Record record;
-        std::uint8_t column, row;  // in the tile
+        std::uint8_t column = 0, row = 0;  // in the tile
     };
     struct Chunk {
         std::uint64_t offset, count;
