@@ -3,14 +3,13 @@
 #include <brisko_codec/file_header.h>
 
 #include "base/companion_path.h"
-#include "base/or_failure.h"
 
 namespace brisko {
 
 ActualCL3Codec::~ActualCL3Codec() = default;
 
 bool ActualCL3Codec::Open(const char* path) {
-    if (ActualBriskoCodec::Open(path) && orFailure([&] { return openIndex(path); })) return true;
+    if (ActualBriskoCodec::Open(path) && orProblem([&] { return openIndex(path); })) return true;
     Close();
     return false;
 }
@@ -18,9 +17,11 @@ bool ActualCL3Codec::Open(const char* path) {
 /// Returns whether reading can go on without or with what was found.
 bool ActualCL3Codec::openIndex(const char* path) {
     const std::string name = companionForReading(path, ".ij");
-    if (!name.empty() && !m_indexIgnored) m_indexFile = openFile(name.c_str(), "rb");
+    if (!name.empty() && !m_indexIgnored) {
+        m_indexFile = openFile(name.c_str(), "rb", m_problem.readErrors());
+    }
     if (!m_indexFile) return m_indexOptional;
-    const IJHeader header = readIJHeader(m_indexFile.get());
+    const IJHeader header = readIJHeader(m_indexFile.get(), m_problem.readErrors());
     m_columns = static_cast<std::int32_t>(header.columns);
     m_rows = static_cast<std::int32_t>(header.rows);
     m_tileSize = header.tileSize;
@@ -42,7 +43,7 @@ bool ActualCL3Codec::Rewind() {
     m_endedInStep = true;
     if (!ActualBriskoCodec::Rewind()) return false;
     CL3FileHeader header;
-    header.Read(stream());
+    readHeader(stream(), header);
     std::unique_ptr<CLPoint> record = createCL3Point(header.GetPointFormat());
     if (!record) {
         m_problem.note(ReadProblemKind::BadHeader, FirstProblem::kScan, 0);

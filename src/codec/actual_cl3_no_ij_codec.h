@@ -27,6 +27,7 @@ public:
     void setFrame(Frame frame) override { m_reader.setFrame(frame); }
     bool deliverAsMeasured() override { return m_reader.deliverAsMeasured(); }
     ReadProblem readProblem() const override { return m_reader.readProblem(); }
+    std::uint64_t readErrorCount() const override { return m_reader.readErrorCount(); }
     bool startPass() override { return m_reader.startPass(); }
     std::size_t readBatch(const PointArrays& arrays, std::size_t capacity) override;
 

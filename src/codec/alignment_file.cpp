@@ -1,7 +1,6 @@
 #include "codec/alignment_file.h"
 
 #include "base/companion_path.h"
-#include "base/mishaps.h"
 #include "pcplib/files/pt_cld_alg_file.h"
 
 #include <algorithm>
@@ -10,16 +9,17 @@
 
 namespace brisko {
 
-AlignmentSource loadAlignment(const std::string& path, AlignmentMatrix& matrix) {
+AlignmentSource loadAlignment(const std::string& path, AlignmentMatrix& matrix,
+                              ReadErrors* errors) {
     QelPcpLib::CPtCldAlgFile file;
     if (!file.Open(path, QelPcpLib::OpenMode::ReadText)) {
         if (errno == ENOENT) return AlignmentSource::None;
-        noteMishap();
+        noteIn(errors);
         return AlignmentSource::Unreadable;
     }
     QelPcpLib::AlgHeader header;
     const bool parsed = file.ReadHeader(header);
-    if (file.HasFailed()) noteMishap();
+    if (file.HasFailed()) noteIn(errors);
     if (!parsed || file.HasFailed()) return AlignmentSource::Unreadable;
 
     // A line of the file is a row of the matrix, and the header keeps it column by column.
@@ -34,10 +34,10 @@ AlignmentSource loadAlignment(const std::string& path, AlignmentMatrix& matrix) 
     return AlignmentSource::File;
 }
 
-Alignment alignmentBeside(const std::string& scanPath) {
+Alignment alignmentBeside(const std::string& scanPath, ReadErrors& errors) {
     AlignmentMatrix matrix;
     Alignment alignment;
-    alignment.source = loadAlignment(companionForReading(scanPath, ".alg"), matrix);
+    alignment.source = loadAlignment(companionForReading(scanPath, ".alg"), matrix, &errors);
     std::copy(matrix.rows().begin(), matrix.rows().end(), alignment.matrix);
     return alignment;
 }

@@ -38,13 +38,13 @@ bool hasPlainRecords(const CLRFileHeader& header, std::uint64_t fileSize) {
 namespace {
 
 /// Files without a block fit to any kind.
-bool fitsTo(const CLRSource& first, const CLRSource& other, bool plain) {
+bool fitsTo(const CLRSource& first, const CLRSource& other, bool plain, ReadErrors* errors) {
     const CLRFileHeader &a = first.header, &b = other.header;
     return a.GetAzimuthResolution() == b.GetAzimuthResolution() &&
            a.GetZenithResolution() == b.GetZenithResolution() &&
            a.GetPointFormat() == b.GetPointFormat() &&
            (b.GetBlockCount() == 0 || gridOf(b).cells() == 0 ||
-            hasPlainRecords(b, fileLength(other.file)) == plain);
+            hasPlainRecords(b, fileLength(other.file, errors)) == plain);
 }
 
 }  // namespace
@@ -52,10 +52,13 @@ bool fitsTo(const CLRSource& first, const CLRSource& other, bool plain) {
 std::unique_ptr<CLRCells> openCLRCells(const std::vector<CLRSource>& sources,
                                        FirstProblem& problem) {
     const CLRSource& first = sources.front();
-    const bool plain =
-        gridOf(first.header).cells() == 0 || hasPlainRecords(first.header, fileLength(first.file));
+    const bool plain = gridOf(first.header).cells() == 0 ||
+                       hasPlainRecords(first.header, fileLength(first.file, problem.readErrors()));
     for (const CLRSource& source : sources) {
-        if (source.header.GetPointFormat() <= kLastFormat && fitsTo(first, source, plain)) continue;
+        if (source.header.GetPointFormat() <= kLastFormat &&
+            fitsTo(first, source, plain, problem.readErrors())) {
+            continue;
+        }
         problem.note(ReadProblemKind::BadHeader, source.name, 0);
         return nullptr;
     }

@@ -22,9 +22,9 @@ CLRCompressedCells::CLRCompressedCells(const std::vector<CLRSource>& sources, Fi
       m_grid(gridOf(sources.front().header)),
       m_merge(rangeTableFor(sources.front().header.GetModelName())) {
     for (const CLRSource& source : sources)
-        m_length = std::max(m_length, fileLength(source.file));
+        m_length = std::max(m_length, fileLength(source.file, problem.readErrors()));
     for (const CLRSource& source : sources) {
-        findBlocks({source.file, source.name, fileLength(source.file)},
+        findBlocks({source.file, source.name, fileLength(source.file, problem.readErrors())},
                    source.header.GetBlockCount());
     }
     if (m_blocks.empty()) return;
@@ -51,7 +51,7 @@ void CLRCompressedCells::findBlocks(const File& file, std::uint64_t count) {
             return;
         }
         Block block{.file = file, .isLastOfFile = count == 0};
-        readAt(file.file, start, &block.flag, sizeof block.flag);
+        readAt(file.file, start, &block.flag, sizeof block.flag, m_problem.readErrors());
         block.next = start + clr_block::kHeaderSize;
         m_blocks.push_back(block);
         if (count == 0) return;  // nobody asks where the last block ends
@@ -70,8 +70,8 @@ std::optional<std::uint64_t> CLRCompressedCells::skimBlock(std::uint64_t offset,
         for (std::uint64_t piece = 0; piece < piecesInLine; ++piece) {
             if (offset + kLengthSize > window.start + window.held) {
                 window.start = offset;
-                window.held =
-                    readAt(window.file.file, offset, window.bytes.data(), window.bytes.size());
+                window.held = readAt(window.file.file, offset, window.bytes.data(),
+                                     window.bytes.size(), m_problem.readErrors());
                 if (window.held < kLengthSize) {
                     m_problem.note(ReadProblemKind::CutShort, window.file.name, offset);
                     return std::nullopt;
@@ -102,7 +102,8 @@ std::optional<CLRCompressedCells::Piece> CLRCompressedCells::pieceInWindow(std::
     std::uint64_t windowEnd = block.windowStart + block.windowBytes;
     if (block.next + kLengthSize + kLongestPiece > windowEnd && windowEnd < block.file.length) {
         block.windowStart = block.next;
-        block.windowBytes = readAt(block.file.file, block.next, memory, m_windowSize);
+        block.windowBytes =
+            readAt(block.file.file, block.next, memory, m_windowSize, m_problem.readErrors());
         windowEnd = block.windowStart + block.windowBytes;
     }
     if (block.next + kLengthSize > windowEnd) {
@@ -120,10 +121,12 @@ std::optional<CLRCompressedCells::Piece> CLRCompressedCells::pieceInWindow(std::
 
 std::optional<CLRCompressedCells::Piece> CLRCompressedCells::pieceFromFile(Block& block) {
     std::uint8_t lengthBytes[kLengthSize] = {};
-    const std::size_t got = readAt(block.file.file, block.next, lengthBytes, kLengthSize);
+    const std::size_t got =
+        readAt(block.file.file, block.next, lengthBytes, kLengthSize, m_problem.readErrors());
     const std::uint32_t length = loadU32(lengthBytes);
     if (got < kLengthSize || length > kLongestPiece ||
-        readAt(block.file.file, block.next + kLengthSize, m_piece.data(), length) < length) {
+        readAt(block.file.file, block.next + kLengthSize, m_piece.data(), length,
+               m_problem.readErrors()) < length) {
         noteMissingPiece(block, got < kLengthSize ? 0 : length);
         return std::nullopt;
     }

@@ -9,8 +9,9 @@ namespace brisko {
 
 bool IJEntryStream::start(std::FILE* file, FirstProblem& problem) {
     stop();
-    if (!seekTo(file, ij_header::kSize)) return false;
-    m_header = readIJHeader(file);
+    std::clearerr(file);  // an error of an earlier pass is not one of this
+    if (!seekTo(file, ij_header::kSize, problem.readErrors())) return false;
+    m_header = readIJHeader(file, problem.readErrors());
     m_pass.start(file, ij_header::kSize, problem, FirstProblem::kIndex);
     // Beyond the largest edge the count of a tile's entries wraps around: there are none.
     const bool walkable = m_header.tileSize != 0 && m_header.tileSize <= kLargestTileSize;

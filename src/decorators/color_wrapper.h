@@ -36,6 +36,7 @@ public:
     ReadProblem readProblem() const override {
         return m_codec ? getReadProblem(*m_codec) : ReadProblem{};
     }
+    std::uint64_t readErrorCount() const override { return readErrorCountOf(m_codec.get()); }
 
     Frame frame() const override { return m_codec ? frameOf(*m_codec) : Frame::Aligned; }
 

@@ -16,6 +16,12 @@ inline Frame frameOf(const BriskoCodec& codec) {
     return reader ? reader->frame() : Frame::Aligned;
 }
 
+/// How often a wrapped codec met a read error; 0 for null and for codecs of others.
+inline std::uint64_t readErrorCountOf(const BriskoCodec* codec) {
+    const auto* const reader = dynamic_cast<const AlignedReader*>(codec);
+    return reader ? reader->readErrorCount() : 0;
+}
+
 /// What a wrapper knows of the frames of its points: it takes them from the wrapped reader as
 /// measured, and has the matrix that brings them to the frame that the host chose. Points of a codec
 /// that knows of no frames stay as they are.

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <optional>
 #include <ostream>
+#include <thread>
 
 namespace brisko {
 namespace {
@@ -173,6 +174,25 @@ INSTANTIATE_TEST_SUITE_P(All, ReadersUnderFaults,
                          testing::Combine(testing::ValuesIn(test::kReaders),
                                           testing::ValuesIn(kFaults)),
                          caseName<ReadersUnderFaults::ParamType>);
+
+// A reader that is handed to another thread takes what it met along.
+TEST(ReadersUnderFaults, KeepTheirErrorsWhateverThreadUsesThem) {
+    for (const Reader& reader : test::kReaders) {
+        SCOPED_TRACE(reader.name);
+        const test::CodecPtr<BriskoCodec> codec(reader.create());
+        ASSERT_TRUE(codec->Open(test::scanOf(reader).c_str()));
+        PointBatchReader points(*codec);
+        double position[3];
+        std::thread([&] {
+            const Failing failing(Fault::InputOutput, 1, true);
+            points.readFirst({position}, 1);
+            while (points.readNext({position}, 1) > 0) {
+            }
+        }).join();
+        EXPECT_TRUE(points.hasReadError());
+        EXPECT_EQ(getReadProblem(*codec).kind, ReadProblemKind::Unreadable);
+    }
+}
 
 class CellsUnderFaults : public testing::TestWithParam<FaultCase> {};
 

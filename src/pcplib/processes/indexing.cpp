@@ -98,22 +98,18 @@ bool followsBands(std::uint32_t tileSize) {
     return tileSize != 0 && brisko::kTileSize % tileSize == 0;
 }
 
+}  // namespace
+
 std::uint16_t closeOutput(IndexedOutput& output, bool transferred, ProcessProgress& steps,
-                          const ActualCL3Codec& scan, IndexingTrouble* trouble) {
+                          const ActualCL3Codec& scan, std::uint64_t readErrors,
+                          IndexingTrouble* trouble) {
     const bool closed = output.Close();
-    if (trouble) *trouble = {!closed, scan.readProblem()};
-    if (!closed || !transferred) return indexing_result::kNotConverted;
+    const bool isUnreadable = readErrors > 0 || scan.readErrorCount() > 0;
+    if (trouble) *trouble = {!closed, isUnreadable, scan.readProblem()};
+    if (!closed || !transferred || isUnreadable) return indexing_result::kNotConverted;
     steps.finish();
     return indexing_result::kDone;
 }
-
-CL3FileHeader readHeader(const std::string& path) {
-    CL3FileHeader header;
-    header.Read(path.c_str());
-    return header;
-}
-
-}  // namespace
 
 std::uint16_t Indexing(const std::string& input, const std::string& rawScan,
                        const std::string& output, CProgressCallback* callback,
@@ -122,7 +118,9 @@ std::uint16_t Indexing(const std::string& input, const std::string& rawScan,
     ActualCL3Codec scan;
     ActualCLRCodec raw;
     scan.ignoreIndex();
-    if (!contents || !scan.Open(input.c_str()) || !raw.Open(rawScan.c_str()) || !raw.startPass()) {
+    CL3FileHeader plain;
+    if (!contents || !plain.Read(input.c_str()) || !scan.Open(input.c_str()) ||
+        !raw.Open(rawScan.c_str()) || !raw.startPass()) {
         return indexing_result::kBadInput;
     }
     scan.setFrame(brisko::Frame::Scanner);
@@ -130,13 +128,13 @@ std::uint16_t Indexing(const std::string& input, const std::string& rawScan,
     unsigned tileSize = 0;
     raw.GetGridSize(columns, rows, tileSize);
 
-    GridHeader header(readHeader(input), columns, rows);
+    GridHeader header(plain, columns, rows);
     IndexedOutput out;
     if (!out.Open(output, header, scan.alignment())) return indexing_result::kBadOutput;
     if (callback) callback->MarkStarted();
     ProcessProgress steps(callback, contents->records * kRecordBytes);
     const bool transferred = transferInStep(scan, raw, out, steps);
-    return closeOutput(out, transferred, steps, scan, trouble);
+    return closeOutput(out, transferred, steps, scan, raw.readErrorCount(), trouble);
 }
 
 std::uint16_t Indexing2(const std::string& input, const std::string& output,
@@ -144,14 +142,16 @@ std::uint16_t Indexing2(const std::string& input, const std::string& output,
     const std::string index = brisko::companionForReading(input, ".ij");
     const auto contents = brisko::findCompleteCL3(input);
     ActualCL3Codec scan;
-    if (!contents || !brisko::isCompleteIndex(index) || !scan.Open(input.c_str())) {
+    CL3FileHeader plain;
+    if (!contents || !plain.Read(input.c_str()) || !brisko::isCompleteIndex(index) ||
+        !scan.Open(input.c_str())) {
         return indexing_result::kBadInput;
     }
     scan.setFrame(brisko::Frame::Scanner);
     unsigned columns = 0, rows = 0, tileSize = 0;
     scan.GetGridResolution(columns, rows, tileSize);
 
-    GridHeader header(readHeader(input), columns, rows);
+    GridHeader header(plain, columns, rows);
     IndexedOutput out;
     if (!out.Open(output, header, scan.alignment())) return indexing_result::kBadOutput;
     if (callback) {
@@ -161,7 +161,7 @@ std::uint16_t Indexing2(const std::string& input, const std::string& output,
     ProcessProgress steps(callback, contents->records * kRecordBytes);
     const bool transferred = followsBands(tileSize) ? transferStreaming(scan, out, steps)
                                                     : transferByColumn(input, scan, out, steps);
-    return closeOutput(out, transferred, steps, scan, trouble);
+    return closeOutput(out, transferred, steps, scan, 0, trouble);
 }
 
 }  // namespace QelPcpLib

@@ -95,7 +95,7 @@ std::uint16_t IndexingByAngles(const std::string& input, const std::string& outp
                                IndexingTrouble* trouble) {
     const auto contents = brisko::findCompleteCL3(input);
     CL3FileHeader header;
-    header.Read(input.c_str());
+    if (!header.Read(input.c_str())) return indexing_result::kBadInput;
     const auto grid = AngleGrid::fromHeader(header);
     ActualCL3Codec scan;
     scan.ignoreIndex();
@@ -114,11 +114,7 @@ std::uint16_t IndexingByAngles(const std::string& input, const std::string& outp
     ProcessProgress steps(callback, 2 * contents->records * kRecordBytes);
     const bool placed = sortByBands(scan, *grid, spill, steps) &&
                         placeAll(*grid, spill, out, contents->records, steps);
-    const bool closed = out.Close();
-    if (trouble) *trouble = {!closed, scan.readProblem()};
-    if (!closed || !placed) return indexing_result::kNotConverted;
-    steps.finish();
-    return indexing_result::kDone;
+    return closeOutput(out, placed, steps, scan, 0, trouble);
 }
 
 }  // namespace QelPcpLib

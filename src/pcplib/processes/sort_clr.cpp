@@ -49,7 +49,7 @@ bool ConvertClrFile(const std::string& path, CProgressCallback* callback) {
     if (!file) return failToOpen();
     CLRFileHeader header;
     header.Read(file.get());
-    if (header.GetPointFormat() > kCompressed) return false;
+    if (std::ferror(file.get()) != 0 || header.GetPointFormat() > kCompressed) return false;
 
     brisko::InputWindow input(file.get(), kWindow, brisko::kPieceBuffer);
     const bool plain = brisko::hasPlainRecords(header, input.fileSize());
