@@ -2,6 +2,7 @@
 // every n until the operation goes through undisturbed.
 
 #include "base/file.h"
+#include "base/worker_pool.h"
 #include "faults/faults.h"
 #include "faults/jobs.h"
 #include "faults/readers.h"
@@ -192,6 +193,21 @@ TEST(ReadersUnderFaults, KeepTheirErrorsWhateverThreadUsesThem) {
         EXPECT_TRUE(points.hasReadError());
         EXPECT_EQ(getReadProblem(*codec).kind, ReadProblemKind::Unreadable);
     }
+}
+
+TEST(Workers, ThatTheSystemRefusesLeaveTheWorkToTheCaller) {
+    std::size_t done = 0;
+    const auto job = [&](std::size_t i) { return done += i; };
+    {
+        const Failing failing(Fault::Allocation, 1, false);
+        forEachIndex(10, job, 4);
+    }
+    EXPECT_EQ(done, 45U);
+    {
+        const Failing failing(Fault::Allocation, 1, false);
+        collectResults(10, 4, ResultOrder::Index, job, [](std::size_t, std::size_t) {});
+    }
+    EXPECT_EQ(done, 90U);
 }
 
 class CellsUnderFaults : public testing::TestWithParam<FaultCase> {};
