@@ -14,12 +14,8 @@ InputWindow::InputWindow(std::FILE* file, std::size_t capacity, std::size_t slac
       m_buffer(std::make_unique<std::uint8_t[]>(m_capacity + slack)) {
 }
 
-std::span<std::uint8_t> InputWindow::atLeast(std::size_t wanted) {
-    if (m_last - m_first < wanted) refill();
-    return {m_buffer.get() + m_first, m_last - m_first};
-}
-
 void InputWindow::refill() {
+    if (m_end >= m_fileSize) return;
     std::memmove(m_buffer.get(), m_buffer.get() + m_first, m_last - m_first);
     m_last -= m_first;
     m_first = 0;

@@ -22,9 +22,18 @@ public:
 
     /// The bytes at hand: at least `wanted`, fewer only at the end of the file. They may be changed
     /// in place, and hold until the next call.
-    std::span<std::uint8_t> atLeast(std::size_t wanted);
+    std::span<std::uint8_t> atLeast(std::size_t wanted) {
+        if (m_last - m_first < wanted) refill();
+        return {m_buffer.get() + m_first, m_last - m_first};
+    }
     /// Passes over bytes that are at hand.
     void skip(std::size_t size) { m_first += size; }
+
+    /// Goes on at an offset of the file, with no byte at hand.
+    void jumpTo(std::uint64_t offset) {
+        m_first = m_last = 0;
+        m_end = offset;
+    }
 
     /// The offset in the file of the first byte at hand.
     std::uint64_t position() const { return m_end - (m_last - m_first); }
