@@ -4,7 +4,7 @@
 #include <brisko_codec/point_records.h>
 
 #include "base/file.h"
-#include "base/or_failure.h"
+#include "base/read_errors.h"
 #include "codec/aligned_reader.h"
 #include "codec/alignment_matrix.h"
 #include "codec/first_problem.h"

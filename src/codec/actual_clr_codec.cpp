@@ -55,7 +55,7 @@ bool ActualCLRCodec::Rewind() {
     m_columns = static_cast<std::int32_t>(header.GetAzimuthResolution());
     m_rows = static_cast<std::int32_t>(header.GetZenithResolution());
     m_lineLength = static_cast<std::uint32_t>(gridOf(header).rows);
-    m_turnsOddLines = header.GetPointFormat() != 3;
+    m_turnsOddLines = CLRPointFormat{header.GetPointFormat()} != CLRPointFormat::OneWay;
     return true;
 }
 

@@ -6,7 +6,7 @@
 #include "base/checked.h"
 #include "base/companion_path.h"
 #include "base/file.h"
-#include "base/or_failure.h"
+#include "base/read_errors.h"
 #include "codec/alignment_file.h"
 #include "layouts/cl3_record.h"
 #include "layouts/ij_index.h"

@@ -8,14 +8,6 @@
 
 namespace brisko {
 
-namespace {
-
-// Point formats 0, 1 and 3 are plain records.
-constexpr std::uint8_t kCompressed = 2;
-constexpr std::uint8_t kLastFormat = 3;
-
-}  // namespace
-
 CLRGrid gridOf(const CLRFileHeader& header) {
     const auto columns = static_cast<std::int64_t>(header.GetAzimuthResolution());
     const auto rows = static_cast<std::int64_t>(header.GetZenithResolution());
@@ -25,8 +17,8 @@ CLRGrid gridOf(const CLRFileHeader& header) {
 }
 
 bool hasPlainRecords(const CLRFileHeader& header, std::uint64_t fileSize) {
-    const std::uint8_t format = header.GetPointFormat();
-    if (format != kCompressed) return format <= kLastFormat;
+    const CLRPointFormat format{header.GetPointFormat()};
+    if (format != CLRPointFormat::Compressed) return isKnown(format);
     const std::uint64_t cells = gridOf(header).cells();
     const auto recordBytes = checkedMultiply(cells, clr_record::kSize);
     if (cells == 0 || !recordBytes) return false;
@@ -55,7 +47,7 @@ std::unique_ptr<CLRCells> openCLRCells(const std::vector<CLRSource>& sources,
     const bool plain = gridOf(first.header).cells() == 0 ||
                        hasPlainRecords(first.header, fileLength(first.file, problem.readErrors()));
     for (const CLRSource& source : sources) {
-        if (source.header.GetPointFormat() <= kLastFormat &&
+        if (isKnown(CLRPointFormat{source.header.GetPointFormat()}) &&
             fitsTo(first, source, plain, problem.readErrors())) {
             continue;
         }

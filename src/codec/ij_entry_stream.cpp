@@ -57,7 +57,7 @@ bool IJEntryStream::nextBatch() {
     return true;
 }
 
-/// A larger batch that the file cannot fill shows again what stood behind this one.
+/// A larger batch that the file cannot fill shows again what stood after this one.
 void IJEntryStream::uncover() {
     if (m_end) reinterpret_cast<std::uint32_t*>(m_batch.data())[m_end - m_begin] = m_covered;
 }

@@ -6,7 +6,7 @@
 #include "base/file.h"
 #include "codec/actual_clr_codec.h"
 #include "codec/alignment_file.h"
-#include "codec/point_buffers.h"
+#include "codec/batch_source.h"
 #include "convert/conversion_progress.h"
 #include "convert/path_rules.h"
 #include "convert/staged_conversion.h"
@@ -43,7 +43,8 @@ struct RawScan {
 
     /// Cells before one, in the order of the file.
     std::uint64_t cellsBefore(std::uint32_t column, std::uint32_t row) const {
-        const bool turned = (column & 1) != 0 && header.GetPointFormat() != 3;
+        const bool turned =
+            (column & 1) != 0 && CLRPointFormat{header.GetPointFormat()} != CLRPointFormat::OneWay;
         return column * grid.rows + (turned ? grid.rows - 1 - row : row);
     }
 };
@@ -52,7 +53,8 @@ struct RawScan {
 std::uint64_t mostPoints(const RawScan& scan, const std::string& path) {
     constexpr std::uint64_t kPerByte = 63;  // 250 points in a piece of 4 bytes and up
     const std::uint64_t bytes = fileLength(path.c_str());
-    const bool compressed = scan.header.GetPointFormat() == 2;
+    const bool compressed =
+        CLRPointFormat{scan.header.GetPointFormat()} == CLRPointFormat::Compressed;
     return std::min(scan.grid.cells(), compressed ? bytes * kPerByte : bytes / clr_record::kSize);
 }
 

@@ -5,9 +5,9 @@
 #include "base/file.h"
 #include "convert/clr_decision.h"
 #include "convert/clr_to_cl3.h"
+#include "convert/conversion_progress.h"
 #include "convert/conversion_report.h"
 #include "convert/drivers.h"
-#include "convert/host_interrupt.h"
 #include "convert/path_rules.h"
 
 using brisko::ClrRoute;

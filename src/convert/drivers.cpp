@@ -10,7 +10,6 @@
 #include "layouts/ij_index.h"
 #include "layouts/output_bounds.h"
 #include "pcplib/processes/indexing.h"
-#include "pcplib/processes/indexing_by_angles.h"
 #include "pcplib/processes/merge_clr.h"
 #include "pcplib/processes/sort_clr.h"
 

@@ -1,6 +1,5 @@
 #include "base/file.h"
 
-#include "base/errno_keeper.h"
 #include "base/system_calls.h"
 #include "base/utf8.h"
 

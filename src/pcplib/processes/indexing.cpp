@@ -5,9 +5,8 @@
 #include "base/companion_path.h"
 #include "codec/actual_cl3_codec.h"
 #include "codec/actual_clr_codec.h"
+#include "codec/batch_source.h"
 #include "codec/cl3_completeness.h"
-#include "codec/point_buffers.h"
-#include "pcplib/processes/grid_header.h"
 #include "pcplib/processes/indexed_output.h"
 #include "pcplib/processes/process_progress.h"
 

@@ -1,12 +1,10 @@
-#include "pcplib/processes/indexing_by_angles.h"
 
 #include "codec/actual_cl3_codec.h"
+#include "codec/batch_source.h"
 #include "codec/cl3_completeness.h"
-#include "codec/point_buffers.h"
 #include "pcplib/processes/angle_grid.h"
 #include "pcplib/processes/band_spill.h"
 #include "pcplib/processes/free_cells.h"
-#include "pcplib/processes/grid_header.h"
 #include "pcplib/processes/indexed_output.h"
 #include "pcplib/processes/indexing.h"
 #include "pcplib/processes/process_progress.h"

@@ -37,12 +37,10 @@ struct Part {
     bool hasBlocks() const { return header.GetBlockCount() > 0; }
 };
 
-constexpr std::uint8_t kLastFormat = 3;
-
 bool isUsable(const CLRFileHeader& header) {
     return static_cast<std::int64_t>(header.GetAzimuthResolution()) >= 0 &&
            static_cast<std::int64_t>(header.GetZenithResolution()) >= 0 &&
-           header.GetPointFormat() <= kLastFormat;
+           brisko::isKnown(brisko::CLRPointFormat{header.GetPointFormat()});
 }
 
 bool fitTogether(const Part& first, const Part& second) {

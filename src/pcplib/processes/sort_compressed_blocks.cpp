@@ -1,7 +1,7 @@
 #include "base/text.h"
 #include "layouts/clr_record.h"
 #include "layouts/piece_reader.h"
-#include "pcplib/files/trace_buffer.h"
+#include "pcplib/files/trace.h"
 #include "pcplib/processes/clr_copy.h"
 #include "pcplib/processes/sorted_lines.h"
 
