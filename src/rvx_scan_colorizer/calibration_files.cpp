@@ -10,8 +10,8 @@ namespace brisko {
 
 namespace {
 
-/// Takes one number after the other; 0 behind the end. Counts in the file only move the place from
-/// which is read, so they may say what they like.
+/// Takes one number after the other; 0 after the end. A count in the file only moves the place of
+/// the next read, so any count is harmless.
 class FieldReader {
 public:
     explicit FieldReader(const std::string& path) : m_file(openFile(path.c_str(), "rb")) {
@@ -76,8 +76,7 @@ double readAngle(FieldReader& file) {
 
 }  // namespace
 
-Calibration readCalibration(const std::string& path, CalibrationLayout layout) {
-    constexpr std::int64_t kPairedCoefficients = 10;
+Calibration readCalibration(const std::string& path, const CalibrationLayout& layout) {
     FieldReader file(path);
     Calibration calibration;
     CameraModel& camera = calibration.camera;
@@ -85,18 +84,13 @@ Calibration readCalibration(const std::string& path, CalibrationLayout layout) {
     camera.principalX = file.f64Thousandth();
     camera.principalY = file.f64Thousandth();
     camera.modelCode = file.i32();
-    camera.coefficients =
-        readCoefficients(file, layout == CalibrationLayout::Paired ? kPairedCoefficients : 0);
+    camera.coefficients = readCoefficients(file, layout.leastCoefficients);
     camera.pitchX = file.f64Thousandth();
     camera.pitchY = file.f64Thousandth();
     camera.pixelSize = camera.pitchX * 1000;
     calibration.mounting.origin = file.vector();
-    if (layout == CalibrationLayout::Classic) {
-        calibration.mounting.axes = readAngles(file);
-        return calibration;
-    }
-    calibration.mounting.axes = file.matrixByColumns();
-    if (layout == CalibrationLayout::Newer) {
+    calibration.mounting.axes = layout.axesAreAngles ? readAngles(file) : file.matrixByColumns();
+    if (layout.hasCarrier) {
         Mounting& carrier = calibration.carrier.emplace();
         carrier.origin = file.vector();
         carrier.axes = file.matrixByColumns();

@@ -37,13 +37,17 @@ struct Calibration {
     std::optional<Mounting> carrier;  // of the carrier on the head
 };
 
-enum class CalibrationLayout {
-    Classic,  // "camcal"
-    Paired,   // "camcalT" and "camcalW"
-    Newer,    // "ncamcal"
+/// In which fields calibration files differ.
+struct CalibrationLayout {
+    std::int64_t leastCoefficients = 0;  // the block of coefficients has room for so many
+    bool axesAreAngles = false;          // three angles, not nine numbers
+    bool hasCarrier = false;
 };
+inline constexpr CalibrationLayout kClassicLayout = {.axesAreAngles = true};
+inline constexpr CalibrationLayout kPairedLayout = {.leastCoefficients = 10};
+inline constexpr CalibrationLayout kNewerLayout = {.hasCarrier = true};
 
-Calibration readCalibration(const std::string& path, CalibrationLayout layout);
+Calibration readCalibration(const std::string& path, const CalibrationLayout& layout);
 
 /// An ".ang" file: radians.
 struct HeadAngles {

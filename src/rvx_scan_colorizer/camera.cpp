@@ -4,30 +4,6 @@ namespace brisko {
 
 namespace {
 
-/// Cameras of type 1 are calibrated for pictures smaller than those they store.
-ImageSize workingSize(int cameraType, const ImageSize& nominal) {
-    if (cameraType != 1) return nominal;
-    switch (nominal.width) {
-        case 1280:
-            return {400, 300};
-        case 2560:
-            return {800, 600};
-        default:
-            return {200, 150};
-    }
-}
-
-bool usesUpperHalf(const CameraRecord& record) {
-    return record.cameraType == 2 && record.cameraStep == 30;
-}
-
-Blending::Edges edgesOf(const CameraRecord& record, StationKind kind) {
-    if (record.cameraType != 2) return Blending::Edges::All;
-    if (record.cameraStep != 30) return Blending::Edges::AllButRight;
-    return kind == StationKind::WithOffset ? Blending::Edges::UpperHalfPlain
-                                           : Blending::Edges::UpperHalf;
-}
-
 double blendWidth(const CameraModel& model, const ImageSize& nominal, const ImageSize& working) {
     constexpr double kNominalPixels = 200;
     const double nominalWidth = nominal.width;
@@ -41,7 +17,7 @@ struct View {
 };
 
 View viewOf(const CameraRecord& record, const Projection& projection, const ImageSize& size) {
-    if (usesUpperHalf(record)) {
+    if (traitsOf(record.kind).showsUpperHalf(record.cameraStep)) {
         constexpr int kBelowMiddle = 199;
         return {{0, 0}, {size.width - 1, size.height / 2 + kBelowMiddle}};
     }
@@ -69,17 +45,18 @@ std::vector<Pixel> outlineOf(const View& view, PhotoOutlines outlines) {
 
 }  // namespace
 
-Camera prepareCamera(const CameraRecord& record, StationKind kind, PhotoOutlines outlines) {
+Camera prepareCamera(const CameraRecord& record, StationKind station, PhotoOutlines outlines) {
     Camera camera;
     camera.path = record.path;
-    if (kind == StationKind::Turned) camera.turn = turnOfCameraType(record.cameraType);
+    const CameraTraits& traits = traitsOf(record.kind);
+    if (station == StationKind::Turned) camera.turn = traits.turn;
     const ImageSize nominal = getImageDimention(record.path);
     camera.pixels =
         static_cast<std::uint64_t>(nominal.width) * static_cast<std::uint64_t>(nominal.height);
     if (!record.model) return camera;
-    camera.size = workingSize(record.cameraType, nominal);
-    camera.projection = Projection(*record.model, record.cameraType, nominal, camera.size);
-    camera.blending = Blending(edgesOf(record, kind), camera.size,
+    camera.size = traits.workingSize(nominal);
+    camera.projection = Projection(*record.model, traits, nominal, camera.size);
+    camera.blending = Blending(Blending::edgesOf(traits, record.cameraStep, station), camera.size,
                                blendWidth(*record.model, nominal, camera.size));
     for (const Pixel& pixel : outlineOf(viewOf(record, camera.projection, camera.size), outlines)) {
         camera.outline.push_back(camera.projection.directionTo(pixel, camera.isBeyondReach));

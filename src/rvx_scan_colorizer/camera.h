@@ -40,6 +40,6 @@ private:
 
 /// Reads the header of the photo and works out the rest. Throws what getImageDimention and
 /// Projection::directionTo throw.
-Camera prepareCamera(const CameraRecord& record, StationKind kind, PhotoOutlines outlines);
+Camera prepareCamera(const CameraRecord& record, StationKind station, PhotoOutlines outlines);
 
 }  // namespace brisko

@@ -3,20 +3,20 @@
 #include "rvx_scan_colorizer/calibration_files.h"
 #include "rvx_scan_colorizer/station_text.h"
 
+#include <algorithm>
+
 namespace brisko {
 
 namespace {
 
-/// A calibration of the project folder. A missing one fails under the name that it would have there.
-Calibration readProjectCalibration(const StationFiles& station, ProjectFile file,
-                                   CalibrationLayout layout) {
-    const std::string& path = station.calibration(file);
-    if (path.empty()) throw FileFailure(station.projectFolder + "/" + usualName(file));
-    return readCalibration(path, layout);
+/// The station's calibration. A missing one fails under the name that it usually has.
+Calibration readStationCalibration(const StationFiles& station, const CameraTraits& traits) {
+    const std::string& path = station.calibration(traits.kind);
+    if (path.empty()) {
+        throw FileFailure(station.projectFolder + "/" + std::string(traits.calibration));
+    }
+    return readCalibration(path, traits.layout);
 }
-
-constexpr std::size_t kNewerStationRecord = 26;
-constexpr std::size_t kPairedStationRecord = 38;
 
 /// The calibration's camera on the head, wherever the head points for this photo.
 CameraModel placedOnHead(const Calibration& calibration, const PhotoFiles& photo) {
@@ -31,35 +31,19 @@ CameraModel placedOnHead(const Calibration& calibration, const PhotoFiles& photo
     return camera;
 }
 
-void readSingleCamera(const StationFiles& station, const PhotoFiles& photo, CameraRecord& record) {
-    const bool newer =
-        !station.calibration(ProjectFile::NewSingleCamera).empty() && !photo.stationRecord.empty();
-    if (newer) readStationRecord(photo.stationRecord, kNewerStationRecord);
-    const ProjectFile file =
-        newer ? ProjectFile::NewSingleCamera : ProjectFile::ClassicSingleCamera;
-    const auto layout = newer ? CalibrationLayout::Newer : CalibrationLayout::Classic;
-    record.model = placedOnHead(readProjectCalibration(station, file, layout), photo);
-    record.modelPath = station.calibration(file);
+/// The record's values are not used, but a record that cannot be read is a failure.
+void readStationRecordOf(const StationFiles& station, const PhotoFiles& photo,
+                         const CameraTraits& traits) {
+    if (traits.stationRecord == 0 || photo.stationRecord.empty()) return;
+    if (station.hasOffsetLine && !traits.readsStationRecordAtOffset) return;
+    readStationRecord(photo.stationRecord, traits.stationRecord);
 }
 
-void readPairedCamera(const StationFiles& station, const PhotoFiles& photo, ProjectFile calibration,
-                      CameraRecord& record) {
-    // At a station with an offset line the record of a "W" photo is not looked at.
-    const bool readsRecord = calibration == ProjectFile::ImagesNamedT || !station.hasOffsetLine;
-    if (readsRecord && !photo.stationRecord.empty()) {
-        readStationRecord(photo.stationRecord, kPairedStationRecord);
-    }
-    record.model = placedOnHead(
-        readProjectCalibration(station, calibration, CalibrationLayout::Paired), photo);
-    record.modelPath = station.calibration(calibration);
-}
-
-/// A camera that comes with each photo: its type shows in the size of its pixels.
+/// A camera that comes with each photo: its kind shows in the size of its pixels.
 CameraRecord readOwnCamera(const PhotoFiles& photo) {
     CameraRecord record;
     CameraModel model = readCameraText(photo.camera);
-    const double size = model.pixelSize;
-    record.cameraType = size < 0.005 ? 2 : size > 0.02 ? 1 : 0;
+    record.kind = kindOfPixels(model.pixelSize);
     record.modelPath = photo.camera;
     if (photo.exterior.empty()) return record;
     model.pose = readExteriorText(photo.exterior);
@@ -67,20 +51,36 @@ CameraRecord readOwnCamera(const PhotoFiles& photo) {
     return record;
 }
 
-/// A camera of the station: which one, the photo's first letter tells where there are two.
+bool hasFilesFor(const CameraTraits& traits, const StationFiles& station, const PhotoFiles& photo) {
+    const bool hasRecord = !traits.needsStationRecord || !photo.stationRecord.empty();
+    return hasRecord && !station.calibration(traits.kind).empty();
+}
+
+/// The kind of the station's camera that took a photo; nothing when none of its cameras did. With a
+/// camera whose photos begin with a letter, the letter alone decides.
+std::optional<CameraKind> kindOf(const StationFiles& station, const PhotoFiles& photo) {
+    const auto& all = allCameraTraits();
+    const bool lettersDecide = std::any_of(all.begin(), all.end(), [&](const CameraTraits& traits) {
+        return traits.photosBegin != 0 && !station.calibration(traits.kind).empty();
+    });
+    for (const CameraTraits& traits : all) {
+        const bool isIts = lettersDecide ? photo.name.starts_with(traits.photosBegin)
+                                         : hasFilesFor(traits, station, photo);
+        if (isIts) return traits.kind;
+    }
+    if (lettersDecide) return std::nullopt;
+    return CameraKind::Classic;
+}
+
 CameraRecord readStationCamera(const StationFiles& station, const PhotoFiles& photo) {
     CameraRecord record;
-    const bool paired = !station.calibration(ProjectFile::ImagesNamedT).empty() ||
-                        !station.calibration(ProjectFile::ImagesNamedW).empty();
-    if (!paired) {
-        readSingleCamera(station, photo, record);
-    } else if (photo.name.starts_with('W')) {
-        record.cameraType = 2;
-        readPairedCamera(station, photo, ProjectFile::ImagesNamedW, record);
-    } else if (photo.name.starts_with('T')) {
-        record.cameraType = 1;
-        readPairedCamera(station, photo, ProjectFile::ImagesNamedT, record);
-    }
+    const std::optional<CameraKind> kind = kindOf(station, photo);
+    if (!kind) return record;
+    const CameraTraits& traits = traitsOf(*kind);
+    record.kind = *kind;
+    readStationRecordOf(station, photo, traits);
+    record.model = placedOnHead(readStationCalibration(station, traits), photo);
+    record.modelPath = station.calibration(*kind);
     return record;
 }
 

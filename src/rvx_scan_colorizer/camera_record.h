@@ -1,6 +1,6 @@
 #pragma once
 
-#include "rvx_scan_colorizer/camera_model.h"
+#include "rvx_scan_colorizer/camera_traits.h"
 #include "rvx_scan_colorizer/station_files.h"
 
 #include <optional>
@@ -11,11 +11,10 @@ namespace brisko {
 /// One photo of a station with what its files say about the camera.
 struct CameraRecord {
     std::string path;
-    int cameraType = 0;
+    CameraKind kind = CameraKind::Classic;
     int cameraStep = 60;
-    std::optional<CameraModel>
-        model;              // without one the photo sees nothing, but is loaded like others
-    std::string modelPath;  // the file that describes the camera
+    std::optional<CameraModel> model;  // without one the photo shows nothing, but is loaded
+    std::string modelPath;             // the file that describes the camera
 };
 
 /// Reads the calibration of a photo that the station takes. Throws FileFailure when a file that the

@@ -59,18 +59,6 @@ DecodedImage::DecodedImage(int columns, int rows) : m_columns(columns), m_rows(r
     if (!m_pixels) throw std::bad_alloc();
 }
 
-Turn turnOfCameraType(int cameraType) {
-    switch (cameraType) {
-        case 0:
-            return Turn::Quarter;
-        case 1:
-        case 2:
-            return Turn::Half;
-        default:
-            return Turn::Nothing;
-    }
-}
-
 DecodedImage turned(DecodedImage image, Turn turn) {
     switch (turn) {
         case Turn::None:
@@ -80,10 +68,8 @@ DecodedImage turned(DecodedImage image, Turn turn) {
         case Turn::Half:
             halfTurn(image);
             return image;
-        case Turn::Nothing:
-            return {};
     }
-    return {};
+    return image;
 }
 
 }  // namespace brisko

@@ -45,11 +45,7 @@ enum class Turn {
     None,
     Quarter,  // counter-clockwise
     Half,
-    Nothing,  // deliberate: a photo of an unknown camera type has no turned form, so it becomes empty
 };
-
-/// How the photos of a camera type are turned at stations that turn them.
-Turn turnOfCameraType(int cameraType);
 
 DecodedImage turned(DecodedImage image, Turn turn);
 
