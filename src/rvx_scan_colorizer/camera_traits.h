@@ -54,7 +54,7 @@ struct CameraTraits {
 const std::array<CameraTraits, kCameraKinds>& allCameraTraits();
 const CameraTraits& traitsOf(CameraKind kind);
 
-/// The kind of a camera that only the size of its pixels (millimetres) tells of.
+/// The kind of a camera of which only the size of its pixels (millimetres) is known.
 CameraKind kindOfPixels(double pixelSize);
 
 }  // namespace brisko

@@ -2,8 +2,8 @@
 
 #include "base/companion_path.h"
 #include "base/file.h"
+#include "rvx_scan_colorizer/calibration_files.h"
 #include "rvx_scan_colorizer/folder_listing.h"
-#include "rvx_scan_colorizer/station_text.h"
 
 #include <string_view>
 

@@ -2,7 +2,7 @@
 
 #include <brisko_codec/vexo_diagnostics.h>
 
-#include "rvx_scan_colorizer/camera_box.h"
+#include "rvx_scan_colorizer/station.h"
 #include "support/photo_station.h"
 
 #include <gtest/gtest.h>

@@ -1,9 +1,8 @@
 #include "rvx_scan_colorizer/station_files.h"
 
 #include "rvx_scan_colorizer/calibration_files.h"
-#include "rvx_scan_colorizer/camera_record.h"
+#include "rvx_scan_colorizer/camera.h"
 #include "rvx_scan_colorizer/folder_listing.h"
-#include "rvx_scan_colorizer/station_text.h"
 #include "support/comma_locale.h"
 #include "support/photo_station.h"
 
