@@ -44,7 +44,7 @@ TEST(StationFiles, NamesMatchInTwoSpellingsAndInOrder) {
 TEST(StationFiles, AFolderThatIsNotThereHasNoFiles) {
     EXPECT_TRUE(findStationFiles("/no/such/folder").photos.empty());
     EXPECT_EQ(folderOf("/a/b/../c/./scan.cl3"), "/a/c");
-    const test::TempFolder folder;  // ".." leads to the parent of the folder behind the link
+    const test::TempFolder folder;  // ".." leads to the parent of the folder that the link leads to
     const std::filesystem::path root = std::filesystem::canonical(folder.path());
     std::filesystem::create_directories(root / "far/below");
     std::filesystem::create_symlink(root / "far/below", root / "near");
@@ -69,66 +69,61 @@ TEST(StationFiles, TheCameraStepIsOneExactLine) {
     }
 }
 
-TEST(StationFiles, AnOffsetFileMakesTheKindAndItsLineTheStep) {
-    const struct {
-        const char* text;
-        bool hasLine;
-        int step;
-    } cases[] = {{"", false, 60}, {"\n", true, 30}, {"12 3\n", true, 30}};
-    for (const auto& [text, hasLine, step] : cases) {
-        const PhotoStation station;
-        writeFile(station.inScan("a.jpg"), "");
-        writeFile(station.inScan("a.cmr"), "");
-        writeFile(station.inScan("a.ext"), "");
-        EXPECT_EQ(findStationFiles(station.scanFolder()).kind, StationKind::PerPhoto);
-        writeFile(station.inScan("camera_cfg"), "WCAMSTEP=60STEP\n");
-        writeFile(station.inProject("x.ofs"), text);
-        const StationFiles files = findStationFiles(station.scanFolder());
-        EXPECT_EQ(files.kind, StationKind::WithOffset);
-        EXPECT_EQ(files.hasOffsetLine, hasLine);
-        EXPECT_EQ(files.cameraStep, step);
-    }
+/// A photo with a camera of its own.
+void addOwnCamera(const PhotoStation& station, std::string_view pixelSize = "") {
+    writeFile(station.inScan("a.jpg"), "");
+    writeFile(station.inScan("a.cmr"), pixelSize);
+    writeFile(station.inScan("a.ext"), "");
 }
 
-TEST(StationFiles, AnyEntryWithAnOffsetsNameMakesTheKind) {
-    const PhotoStation folder, calibration;
-    std::filesystem::create_directory(folder.inProject("a.ofs.old"));
-    writeFile(calibration.inProject("camcal.ofs"), "1\n");
-    for (const PhotoStation* station : {&folder, &calibration}) {
-        const StationFiles files = findStationFiles(station->scanFolder());
+TEST(StationFiles, AnOffsetFileMakesTheKindAndItsLineTheStep) {
+    const struct {
+        const char *name, *text;
+        bool hasLine;
+    } cases[] = {{"x.ofs", "", false},
+                 {"x.ofs", "\n", true},
+                 {"x.ofs", "12 3\n", true},
+                 {"camcal.ofs", "1\n", false}};
+    for (const auto& [name, text, hasLine] : cases) {
+        const PhotoStation station;
+        addOwnCamera(station);
+        EXPECT_EQ(findStationFiles(station.scanFolder()).kind, StationKind::PerPhoto);
+        writeFile(station.inScan("camera_cfg"), "WCAMSTEP=60STEP\n");
+        writeFile(station.inProject(name), text);
+        const StationFiles files = findStationFiles(station.scanFolder());
         EXPECT_EQ(files.kind, StationKind::WithOffset);
-        EXPECT_FALSE(files.hasOffsetLine);
+        EXPECT_EQ(files.hasOffsetLine, hasLine) << name;
+        EXPECT_EQ(files.cameraStep, hasLine ? 30 : 60);
     }
+    const PhotoStation folder;
+    std::filesystem::create_directory(folder.inProject("a.ofs.old"));
+    EXPECT_EQ(findStationFiles(folder.scanFolder()).kind, StationKind::WithOffset);
 }
 
 TEST(StationFiles, WhichPhotosAreTakenDependsOnTheKind) {
-    const PhotoStation station;
-    writeFile(station.inScan("a.jpg"), "");
-    writeFile(station.inScan("b.jpg"), "");
-    writeFile(station.inScan("b.ang"), "");
-    StationFiles files = findStationFiles(station.scanFolder());
-    EXPECT_FALSE(files.takes(files.photos[0]));
-    EXPECT_TRUE(files.takes(files.photos[1]));
-    writeFile(station.inScan("a.cmr"), "");
-    writeFile(station.inScan("a.ext"), "");
-    files = findStationFiles(station.scanFolder());
-    EXPECT_TRUE(files.takes(files.photos[0]));
-    EXPECT_FALSE(files.takes(files.photos[1]));
+    for (const bool isOwn : {false, true}) {
+        const PhotoStation station;
+        station.addPhoto("b", {});
+        writeFile(station.inScan("a.jpg"), "");
+        if (isOwn) addOwnCamera(station);
+        const StationFiles files = findStationFiles(station.scanFolder());
+        EXPECT_EQ(files.takes(files.photos.at(0)), isOwn);
+        EXPECT_EQ(files.takes(files.photos.at(1)), !isOwn);
+    }
 }
 
 TEST(CalibrationFiles, FieldsStandWhereTheLayoutsSay) {
     const TempFolder folder;
     const std::string path = folder / "file";
-    CalibrationText text;
-    text.f = 21;
-    text.x0 = 5.5;
-    text.y0 = 7.5;
-    text.code = 2;
-    text.px = 0.004;
-    text.py = 0.005;
-    text.position = {1, 2, 3};
-    text.axes = {{{11, 12, 13}, {21, 22, 23}, {31, 32, 33}}};
-    text.carrierPosition = {4, 5, 6};
+    CalibrationText text = {.f = 21,
+                            .x0 = 5.5,
+                            .y0 = 7.5,
+                            .code = 2,
+                            .px = 0.004,
+                            .py = 0.005,
+                            .position = {1, 2, 3},
+                            .axes = {{{11, 12, 13}, {21, 22, 23}, {31, 32, 33}}},
+                            .carrierPosition = {4, 5, 6}};
     for (const std::size_t count : {0U, 4U, 12U}) {
         text.coefficients.assign(count, 0.25);
         for (const auto& [layout, bytes] : {std::pair(kClassicLayout, classicCalibration(text)),
@@ -227,9 +222,7 @@ TEST(CameraRecord, TheKindComesFromNamesOrPixels) {
                                      {"20", CameraKind::Classic},
                                      {"20.1", CameraKind::T}}) {
         const PhotoStation station;
-        writeFile(station.inScan("a.jpg"), "");
-        writeFile(station.inScan("a.cmr"), size);
-        writeFile(station.inScan("a.ext"), "");
+        addOwnCamera(station, size);
         EXPECT_EQ(kindOf(station), kind) << size;
     }
 }
