@@ -16,6 +16,10 @@ function(brisko_runs_from_any_prefix target)
     set(links COMMAND ${CMAKE_COMMAND} -E make_directory "${place}"
         COMMAND ${CMAKE_COMMAND} -E create_symlink "$<TARGET_FILE:brisko_codec>"
             "${place}/$<TARGET_SONAME_FILE_NAME:brisko_codec>")
+    if(TARGET brisko_scan)
+        list(APPEND links COMMAND ${CMAKE_COMMAND} -E create_symlink "$<TARGET_FILE:brisko_scan>"
+            "${place}/$<TARGET_SONAME_FILE_NAME:brisko_scan>")
+    endif()
     if(TARGET brisko_codec_fallback)
         list(APPEND links COMMAND ${CMAKE_COMMAND} -E create_symlink
             "$<TARGET_FILE:brisko_codec_fallback>"

@@ -4,9 +4,9 @@
 #include "same_points.h"
 #include "scan_folder.h"
 
-#include "common/failure.h"
-#include "ptx/ptx_reader.h"
-#include "ptx/ptx_writer.h"
+#include <brisko_scan/scan_error.h>
+#include "scan/formats/ptx/ptx_reader.h"
+#include "scan/formats/ptx/ptx_writer.h"
 
 #include <cmath>
 #include <optional>
@@ -16,7 +16,7 @@ namespace brisko::fuzz {
 namespace {
 
 struct Scan {
-    tool::PtxHeader header;
+    scan::PtxHeader header;
     bool hasColour = false;
     std::vector<CellPoint> points;
 };
@@ -24,21 +24,21 @@ struct Scan {
 /// Nothing when the file is refused.
 std::optional<Scan> read(const std::string& path, std::size_t capacity) {
     try {
-        tool::PtxReader reader(path);
+        scan::PtxReader reader(path);
         Scan scan{reader.header(), reader.hasColour(), {}};
         std::vector<CellPoint> some;
         for (reader.read(some, capacity); !some.empty(); reader.read(some, capacity))
             scan.points.insert(scan.points.end(), some.begin(), some.end());
         return scan;
-    } catch (const tool::Failure& failure) {
-        expect(failure.code() == tool::ExitCode::Damaged);
+    } catch (const brisko::scan::ScanError& error) {
+        expect(error.kind() == brisko::scan::ErrorKind::Damaged);
         return std::nullopt;
     }
 }
 
 void write(const std::string& path, const Scan& scan) {
-    tool::OutputFile file(path, path);
-    tool::PtxWriter writer(file, scan.hasColour);
+    scan::NamedOutput file(path, path);
+    scan::PtxWriter writer(file, scan.hasColour);
     writer.writeHeader(scan.header);
     std::size_t next = 0;
     for (std::uint32_t column = 0; column < scan.header.columns; ++column) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "common/failure.h"
+#include "common/exit_code.h"
 #include "common/progress.h"
 
 #include <CLI/CLI.hpp>
@@ -14,7 +14,7 @@ struct CommonOptions {
 };
 
 /// Adds a command with its options to the tool; the function runs it once the line is parsed.
-/// `common` is filled in by then. Commands throw Failure or Interrupted to end.
+/// `common` is filled in by then. Commands throw ScanError to end.
 using Run = std::function<ExitCode()>;
 struct Command {
     CLI::App* app;

@@ -44,12 +44,10 @@ ExitCode runParsed(const std::vector<Command>& commands) {
 ExitCode runGuarded(const std::vector<Command>& commands) {
     try {
         return runParsed(commands);
-    } catch (const Interrupted&) {
-        complain("stopped; nothing half-done was left behind");
-        return ExitCode::Interrupted;
-    } catch (const Failure& failure) {
-        complain(failure.what());
-        return failure.code();
+    } catch (const ScanError& error) {
+        const bool isStopped = error.kind() == ErrorKind::Cancelled;
+        complain(isStopped ? "stopped; nothing half-done was left behind" : error.what());
+        return exitCodeOf(error.kind());
     } catch (const std::bad_alloc&) {
         complain("out of memory");
         return ExitCode::Damaged;

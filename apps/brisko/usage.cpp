@@ -195,7 +195,7 @@ Command addHelp(CLI::App& tool) {
                 }
                 const std::vector<std::string> known = commandsOf(tool);
                 if (std::find(known.begin(), known.end(), *name) == known.end()) {
-                    throw Failure(ExitCode::Usage, unknownCommand(tool, *name));
+                    throw ScanError(ErrorKind::Request, {}, unknownCommand(tool, *name));
                 }
                 std::cout << tool.get_subcommand(*name)->help(tool.get_name());
                 return ExitCode::Done;

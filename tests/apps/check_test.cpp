@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 namespace brisko::tool {
+
+using namespace scan;
 namespace {
 
 using namespace brisko::test;

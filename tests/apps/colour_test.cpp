@@ -9,6 +9,8 @@
 #include <filesystem>
 
 namespace brisko::tool {
+
+using namespace scan;
 namespace {
 
 using namespace brisko::test;

@@ -10,6 +10,8 @@
 #include <filesystem>
 
 namespace brisko::tool {
+
+using namespace scan;
 namespace {
 
 using namespace brisko::test;

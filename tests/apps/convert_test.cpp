@@ -1,6 +1,6 @@
 #include "apps/made_scan.h"
 #include "apps/ptx_scan.h"
-#include "convert/column_order.h"
+#include "scan/jobs/column_order.h"
 #include "support/scan_bytes.h"
 
 #include <brisko_codec/file_header.h>
@@ -12,6 +12,8 @@
 #include <filesystem>
 
 namespace brisko::tool {
+
+using namespace scan;
 namespace {
 
 using namespace brisko::test;

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "apps/made_scan.h"
-#include "scan/native_layout.h"
-#include "scan/scan_input.h"
+#include "scan/formats/native/native_layout.h"
+#include "scan/formats/scan_input.h"
 #include "support/scan_bytes.h"
 
 #include <algorithm>
@@ -31,7 +31,7 @@ using CellTuple = std::tuple<std::uint32_t, std::uint32_t, double, double, doubl
 
 /// All points of a scan as readers deliver them, sorted; without a grid all are in cell (0, 0).
 inline std::vector<CellTuple> pointsIn(const std::string& path) {
-    const std::unique_ptr<tool::ScanInput> scan = tool::openScan(path);
+    const std::unique_ptr<scan::ScanInput> scan = scan::openScan(path);
     std::vector<CellTuple> all;
     std::vector<CellPoint> some;
     for (scan->read(some); !some.empty(); scan->read(some)) {

@@ -15,6 +15,8 @@
 #include <thread>
 
 namespace brisko::tool {
+
+using namespace scan;
 namespace {
 
 using namespace brisko::test;
@@ -216,14 +218,14 @@ TEST(Index, JobsRunSideBySideAndOneThatFailsStopsNoOther) {
 TEST(Index, WorkersTellNoMoreThanTheyMean) {
     WorkerMessage message{0.25, "reading", IndexOutcome{}};
     message.outcome->text = "a\nb";
-    message.outcome->code = ExitCode::NotWritten;
+    message.outcome->kind = ErrorKind::NotWritten;
     const std::string line = encodeMessage(message);
     EXPECT_EQ(line.find('\n'), line.size() - 1);
     const auto back = decodeMessage(line);
     ASSERT_TRUE(back && back->outcome);
     EXPECT_EQ(back->stage, "reading");
     EXPECT_EQ(back->outcome->text, "a\nb");
-    EXPECT_EQ(back->outcome->code, ExitCode::NotWritten);
+    EXPECT_EQ(back->outcome->kind, ErrorKind::NotWritten);
     EXPECT_FALSE(decodeMessage("{\"share\":"));
     EXPECT_FALSE(decodeMessage("{}"));
 }

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <brisko_scan/inspect.h>
 #include <csignal>
 #include <filesystem>
 #include <limits>
@@ -13,6 +14,8 @@
 #include <sstream>
 
 namespace brisko::tool {
+
+using namespace scan;
 namespace {
 
 using namespace brisko::test;

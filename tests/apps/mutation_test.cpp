@@ -8,6 +8,8 @@
 #include <random>
 
 namespace brisko::tool {
+
+using namespace scan;
 namespace {
 
 using namespace brisko::test;

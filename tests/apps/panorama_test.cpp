@@ -1,6 +1,6 @@
 #include "apps/made_scan.h"
-#include "panorama/picture_grid.h"
-#include "scan/angle_estimate.h"
+#include "scan/formats/angle_estimate.h"
+#include "scan/pictures/picture_grid.h"
 
 #include <gtest/gtest.h>
 #include <png.h>
@@ -11,6 +11,8 @@
 #include <cstring>
 
 namespace brisko::tool {
+
+using namespace scan;
 namespace {
 
 using namespace brisko::test;

@@ -7,6 +7,8 @@
 #include <thread>
 
 namespace brisko::tool {
+
+using namespace scan;
 namespace {
 
 ProgressState state(std::uint64_t done, std::uint64_t total, double seconds) {
@@ -63,13 +65,17 @@ TEST(ProgressLine, IsAnObjectForPrograms) {
 TEST(Progress, IsSilentForShortWorkAndTellsTheEndOfLongWork) {
     testing::internal::CaptureStderr();
     {
-        Progress progress(ProgressStyle::Json, "short", 10);
+        ProgressDisplay display(ProgressStyle::Json);
+        const ProgressFunction function = display.function();
+        TaskProgress progress(function, "short", 10);
         progress.advanceTo(10);
     }
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     testing::internal::CaptureStderr();
     {
-        Progress progress(ProgressStyle::Json, "long", 10);
+        ProgressDisplay display(ProgressStyle::Json);
+        const ProgressFunction function = display.function();
+        TaskProgress progress(function, "long", 10);
         std::this_thread::sleep_for(std::chrono::milliseconds(1050));
         progress.advanceTo(10);
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ptx/ptx_reader.h"
+#include "scan/formats/ptx/ptx_reader.h"
 
 #include <string>
 #include <vector>
@@ -9,13 +9,13 @@ namespace brisko::test {
 
 /// Everything that a PTX file holds.
 struct PtxScan {
-    tool::PtxHeader header;
+    scan::PtxHeader header;
     bool hasColour = false;
     std::vector<CellPoint> points;
 };
 
 inline PtxScan readPtx(const std::string& path, std::size_t capacity = 10000) {
-    tool::PtxReader reader(path);
+    scan::PtxReader reader(path);
     PtxScan scan{reader.header(), reader.hasColour(), {}};
     std::vector<CellPoint> some;
     for (reader.read(some, capacity); !some.empty(); reader.read(some, capacity))

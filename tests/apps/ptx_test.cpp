@@ -1,8 +1,8 @@
+#include <brisko_scan/scan_error.h>
 #include "apps/ptx_scan.h"
 #include "apps/tool_run.h"
-#include "common/failure.h"
-#include "ptx/number_text.h"
-#include "ptx/ptx_writer.h"
+#include "scan/formats/ptx/number_text.h"
+#include "scan/formats/ptx/ptx_writer.h"
 #include "support/comma_locale.h"
 
 #include <gtest/gtest.h>
@@ -13,6 +13,8 @@
 #include <random>
 
 namespace brisko::tool {
+
+using namespace scan;
 namespace {
 
 using namespace test;
@@ -118,11 +120,10 @@ TEST(PtxReader, NamesTheLineThatIsDamaged) {
         try {
             readPtx(folder / "bad.ptx");
             ADD_FAILURE() << bad.what << " was read";
-        } catch (const Failure& failure) {
-            EXPECT_EQ(failure.code(), ExitCode::Damaged) << bad.what;
-            EXPECT_TRUE(contains(failure.what(), bad.message))
-                << bad.what << ": " << failure.what();
-            EXPECT_TRUE(contains(failure.what(), "bad.ptx: ")) << failure.what();
+        } catch (const ScanError& error) {
+            EXPECT_EQ(error.kind(), ErrorKind::Damaged) << bad.what;
+            EXPECT_TRUE(contains(error.what(), bad.message)) << bad.what << ": " << error.what();
+            EXPECT_TRUE(contains(error.what(), "bad.ptx: ")) << error.what();
         }
         const ToolRun check = test::run({"check", folder / "bad.ptx"});
         EXPECT_EQ(check.code, 3) << bad.what;
@@ -271,7 +272,7 @@ TEST(PtxWriter, WritesEveryCellOfTheGridAndTheMatrixByItsColumns) {
     std::copy(std::begin(matrix), std::end(matrix), header.matrix);
     CellPoint point{.x = 1.25, .y = -2, .z = 0.5, .intensity = 550, .red = 7, .blue = 9, .row = 1};
     for (const bool withColour : {false, true}) {
-        OutputFile file(folder / "a.ptx", "a.ptx");
+        NamedOutput file(folder / "a.ptx", "a.ptx");
         PtxWriter writer(file, withColour);
         writer.writeHeader(header);
         writer.writeColumn({}, 3);

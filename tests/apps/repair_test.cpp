@@ -5,6 +5,8 @@
 #include <cmath>
 
 namespace brisko::tool {
+
+using namespace scan;
 namespace {
 
 using namespace brisko::test;

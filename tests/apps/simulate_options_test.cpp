@@ -1,5 +1,5 @@
 #include "simulate/simulate_options.h"
-#include "common/failure.h"
+#include <brisko_scan/scan_error.h>
 
 #include <gtest/gtest.h>
 #include <CLI/CLI.hpp>
@@ -7,6 +7,8 @@
 #include <map>
 
 namespace brisko::tool {
+
+using namespace scan;
 namespace {
 
 /// The plan that a command line stands for.
@@ -41,10 +43,10 @@ TEST(SimulateOptions, RefusesWhatMakesNoSenseAndNamesTheOption) {
             try {
                 planOf(line);
                 ADD_FAILURE() << line << " was taken";
-            } catch (const Failure& failure) {
-                EXPECT_EQ(failure.code(), ExitCode::Usage) << line;
-                EXPECT_NE(std::string(failure.what()).find(named), std::string::npos)
-                    << line << " gave: " << failure.what();
+            } catch (const ScanError& error) {
+                EXPECT_EQ(error.kind(), ErrorKind::Request) << line;
+                EXPECT_NE(std::string(error.what()).find(named), std::string::npos)
+                    << line << " gave: " << error.what();
             }
         }
     }

@@ -1,6 +1,6 @@
-#include "common/staged_scan.h"
+#include <brisko_scan/scan_error.h>
+#include <brisko_scan/staged_scan.h>
 #include "apps/tool_run.h"
-#include "common/failure.h"
 #include "support/conversion_fixture.h"
 #include "support/temp_folder.h"
 
@@ -10,6 +10,8 @@
 #include <filesystem>
 
 namespace brisko::tool {
+
+using namespace scan;
 namespace {
 
 using namespace test;
@@ -29,8 +31,8 @@ TEST(StagedScan, SharesAnAlignmentWithANeighbourOnlyWhenItIsTheSame) {
     {
         StagedScan staged(folder / "a.cl3");
         EXPECT_NO_THROW(staged.requireAlignment(kShifted));
-        EXPECT_THROW(staged.requireAlignment(Alignment{}.matrix), Failure);
-        EXPECT_THROW(staged.commit(), Failure);  // an identity: nothing was staged
+        EXPECT_THROW(staged.requireAlignment(Alignment{}.matrix), ScanError);
+        EXPECT_THROW(staged.commit(), ScanError);  // an identity: nothing was staged
     }
     EXPECT_EQ(folder.names(), (Names{"a.alg", "a.clr"}));
     {
@@ -51,8 +53,8 @@ TEST(StagedScan, RefusesWhatItCouldNotPutInPlace) {
         try {
             const StagedScan staged(folder / output);
             ADD_FAILURE() << output << " was taken";
-        } catch (const Failure& failure) {
-            EXPECT_EQ(failure.code(), ExitCode::NotWritten) << output;
+        } catch (const ScanError& error) {
+            EXPECT_EQ(error.kind(), ErrorKind::NotWritten) << output;
         }
     }
     EXPECT_EQ(folder.names(), (Names{"a.cl3", "b.CL3"}));
@@ -72,7 +74,7 @@ TEST(StagedScan, AnOutputIsNewWhenNeitherItNorACompanionOfItsOwnIsThere) {
             EXPECT_NO_THROW(requireNew(folder / c.output, false)) << c.output;
             continue;
         }
-        EXPECT_THROW(requireNew(folder / c.output, false), Failure) << c.output;
+        EXPECT_THROW(requireNew(folder / c.output, false), ScanError) << c.output;
         EXPECT_NO_THROW(requireNew(folder / c.output, true)) << c.output;
     }
 }

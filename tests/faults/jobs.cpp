@@ -7,10 +7,10 @@
 #include "vexo_progress/pcp_progress.h"
 
 #ifdef BRISKO_FAULTS_IN_TOOL
-#include "common/failure.h"
-#include "convert/conversion.h"
+#include <brisko_scan/repair.h>
+#include <brisko_scan/scan_error.h>
 #include "faults/readers.h"
-#include "repair/salvage.h"
+#include "scan/jobs/conversion.h"
 #include "simulate/simulation.h"
 #include "tool.h"
 #endif
@@ -119,7 +119,7 @@ bool withTool(const Work& work) {
     try {
         work();
         return true;
-    } catch (const tool::Failure&) {
+    } catch (const scan::ScanError&) {
         return false;
     }
 }
@@ -130,25 +130,24 @@ Options optionsFor(const Arguments& arguments) {
     options.input = arguments.input;
     options.output = arguments.output;
     options.overwrite = true;
-    options.progress = tool::ProgressStyle::None;
     return options;
 }
 
 bool convertWithTool(Arguments& arguments) {
-    return withTool([&] { convertScan(optionsFor<tool::ConvertOptions>(arguments)); });
+    return withTool([&] { scan::convertScan(optionsFor<scan::ConvertOptions>(arguments)); });
 }
 
 bool colourWithTool(Arguments& arguments) {
     return withTool([&] {
-        auto options = optionsFor<tool::ConvertOptions>(arguments);
+        auto options = optionsFor<scan::ConvertOptions>(arguments);
         options.input = readersFolder() + "/grid.cl3";
-        convertScan(options, tool::openColouredScan(options.input));
+        scan::StationPhotos photos;
+        scan::colourScan(options, photos);
     });
 }
 
-template <tool::Salvage (*repair)(const tool::RepairOptions&)>
 bool repairWithTool(Arguments& arguments) {
-    return withTool([&] { repair(optionsFor<tool::RepairOptions>(arguments)); });
+    return withTool([&] { scan::repairScan(optionsFor<scan::RepairOptions>(arguments)); });
 }
 
 bool simulateWithTool(Arguments& arguments) {
@@ -161,7 +160,7 @@ bool simulateWithTool(Arguments& arguments) {
         plan.series = 2;
         plan.alignment = plan.overwrite = true;
         plan.grid = {6, 5, 0, 90, 60, 100};
-        simulate(plan, tool::ProgressStyle::None);
+        simulate(plan, {});
     });
 }
 
@@ -191,8 +190,8 @@ std::vector<Job> toolJobs() {
         {"PtxExport", indexedScan, guarded<convertWithTool>, "a.cl3", "b.ptx"},
         {"ToClr", indexedScan, guarded<convertWithTool>, "a.cl3", "b.clr"},
         {"Colour", nothing, guarded<colourWithTool>, "", "b.cl3", "", kInput},
-        {"RepairCl3", indexedScan, guarded<repairWithTool<tool::repairCL3>>, "a.cl3", "b.cl3"},
-        {"RepairClr", rawScans({}), guarded<repairWithTool<tool::repairCLR>>, "a.clr", "b.clr"},
+        {"RepairCl3", indexedScan, guarded<repairWithTool>, "a.cl3", "b.cl3"},
+        {"RepairClr", rawScans({}), guarded<repairWithTool>, "a.clr", "b.clr"},
         {"Simulate", nothing, guarded<simulateWithTool>, "", "b.clr"},
         {"Panorama", indexedScan, drawWithTool, "a.cl3", "b.png", "", {Fault::Allocation}, true},
     };

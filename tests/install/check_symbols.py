@@ -9,8 +9,8 @@ import sys
 
 library, include = sys.argv[1:]
 marked = re.compile(
-    r"(?:class|struct|enum)\s+BRISKO_CODEC_EXPORT\s+(\w+)"
-    r"|BRISKO_CODEC_EXPORT\s+[\w:<>\s*&]*?(\w+)\s*\(")
+    r"(?:class|struct|enum)\s+BRISKO_\w+_EXPORT\s+(\w+)"
+    r"|BRISKO_\w+_EXPORT\s+[\w:<>\s*&]*?(\w+)\s*\(")
 names = set()
 for header in set(pathlib.Path(include).rglob("*.h")) - set(pathlib.Path(include).rglob("export.h")):
     text = header.read_text()
@@ -24,7 +24,7 @@ for line in lines:
     _, kind, symbol = line.split(None, 2)
     symbol = re.sub(r"^(vtable|VTT|typeinfo name|typeinfo|construction vtable|non-virtual thunk|"
                     r"virtual thunk|guard variable) (for|to) ", "", symbol)
-    own = re.match(r"(?:brisko::(?:vexo::)?)?(\w+)", symbol)
+    own = re.match(r"(?:brisko::(?:(?:vexo|scan)::)?)?(\w+)", symbol)
     if own and own.group(1) in names:
         exported.add(own.group(1))
     else:

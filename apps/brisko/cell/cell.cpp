@@ -1,18 +1,13 @@
-#include "base/checked.h"
-#include "check/scan_check.h"
-#include "check/tile_check.h"
 #include "commands.h"
 #include "common/json_number.h"
 #include "common/json_text.h"
-#include "scan/cl3_record.h"
-#include "scan/scan_input.h"
-#include "scan/scan_layout.h"
 
-#include <brisko_codec/cell_reader.h>
+#include <brisko_scan/cell.h>
 
 #include <charconv>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace brisko::tool {
@@ -28,38 +23,6 @@ struct Line {
     bool json = false;
 };
 
-IndexLayout open(CL3CellReader& reader, const Line& line) {
-    if (scanKind(line.scan) != ScanKind::CL3) {
-        throw Failure(ExitCode::Usage,
-                      line.scan +
-                          ": single cells are read from indexed .cl3 scans; 'brisko "
-                          "convert' makes one");
-    }
-    const ScanLayout layout = inspectCL3(line.scan);
-    requireSound(layout);
-    if (!layout.index) {
-        throw Failure(ExitCode::Damaged, line.scan + ": the scan has no index (" +
-                                             companionOf(line.scan, ".ij") +
-                                             "), so its cells cannot be found");
-    }
-    if (!reader.open(line.scan.c_str())) {
-        throw Failure(ExitCode::Damaged, line.scan + ": cannot be opened with its index");
-    }
-    if (reader.alignment().source == AlignmentSource::Unreadable && !line.scannerFrame) {
-        throw Failure(ExitCode::Damaged, companionOf(line.scan, ".alg") +
-                                             ": cannot be read as an alignment; --scanner-frame "
-                                             "does without it");
-    }
-    if (line.scannerFrame) reader.setFrame(Frame::Scanner);
-    if (line.column >= reader.columns() || line.row >= reader.rows()) {
-        throw Failure(ExitCode::Usage, line.scan + ": the grid has columns 0 to " +
-                                           std::to_string(std::int64_t{reader.columns()} - 1) +
-                                           " and rows 0 to " +
-                                           std::to_string(std::int64_t{reader.rows()} - 1));
-    }
-    return *layout.index;
-}
-
 /// The shortest text that reads back to the same number.
 template <class Number>
 std::string shortest(Number number) {
@@ -67,12 +30,13 @@ std::string shortest(Number number) {
     return {text, std::to_chars(text, text + sizeof text, number).ptr};
 }
 
-void printText(const Line& line, bool isPoint, const CellPoint& p) {
+void printText(const Line& line, const std::optional<CellPoint>& point) {
     std::cout << "column " << line.column << ", row " << line.row << ": ";
-    if (!isPoint) {
+    if (!point) {
         std::cout << "empty\n";
         return;
     }
+    const CellPoint& p = *point;
     std::cout << shortest(p.x) << " " << shortest(p.y) << " " << shortest(p.z) << ", intensity "
               << shortest(p.intensity);
     if (p.red || p.green || p.blue) {
@@ -81,10 +45,11 @@ void printText(const Line& line, bool isPoint, const CellPoint& p) {
     std::cout << "\n";
 }
 
-void printJson(const Line& line, bool isPoint, const CellPoint& p) {
+void printJson(const Line& line, const std::optional<CellPoint>& found) {
     using Json = nlohmann::ordered_json;
     Json point = nullptr;
-    if (isPoint) {
+    if (found) {
+        const CellPoint& p = *found;
         point = {{"x", jsonNumber(p.x)},
                  {"y", jsonNumber(p.y)},
                  {"z", jsonNumber(p.z)},
@@ -100,37 +65,13 @@ void printJson(const Line& line, bool isPoint, const CellPoint& p) {
     printDocument(document);
 }
 
-/// The entries of the cell's tile number its points one by one, or any of them may be another's.
-void requireSoundTile(const Line& line, const IndexLayout& index) {
-    ScanCheck check(1);
-    check.path = line.scan;
-    TileCheck tiles(check, index.path);
-    const std::uint64_t tilesDown = divideRoundingUp(index.rows, index.tileSize);
-    tiles.startAt(line.column / index.tileSize * tilesDown + line.row / index.tileSize);
-    tiles.next();
-    if (check.findings.empty()) return;
-    throw Failure(ExitCode::Damaged, findingText(check.findings.kept().front()) + kRepairHint);
-}
-
 ExitCode run(const Line& line) {
-    CL3CellReader reader;
-    requireSoundTile(line, open(reader, line));
-    CellPoint point;
-    const CellState state = reader.readCell(line.column, line.row, point);
-    if (state == CellState::Damaged) {
-        throw Failure(ExitCode::Damaged, line.scan + ": column " + std::to_string(line.column) +
-                                             ", row " + std::to_string(line.row) +
-                                             ": the index promises a point that the scan does not "
-                                             "hold");
-    }
-    const bool isPoint = state == CellState::Point;
-    if (isPoint && !isFinite(point)) {
-        failDamaged(line.scan, line.scan + ": the point is not finite in all its numbers");
-    }
+    const Frame frame = line.scannerFrame ? Frame::Scanner : Frame::Aligned;
+    const std::optional<CellPoint> point = scan::readCell(line.scan, line.column, line.row, frame);
     if (line.json) {
-        printJson(line, isPoint, point);
+        printJson(line, point);
     } else {
-        printText(line, isPoint, point);
+        printText(line, point);
     }
     return ExitCode::Done;
 }

@@ -1,48 +1,20 @@
-#include "check/scan_check.h"
 #include "commands.h"
+#include "common/json_reports.h"
 #include "common/json_text.h"
 #include "common/message.h"
-#include "scan/photo_report.h"
+
+#include <brisko_scan/check.h>
 
 #include <iostream>
 #include <memory>
 #include <vector>
 
 namespace brisko::tool {
-
-ScanCheck checkFiles(const std::string& path, std::size_t most, ProgressStyle style,
-                     const ProgressTask& task) {
-    ScanCheck check(most);
-    check.path = path;
-    check.task = task;
-    check.kind = scanKind(path);
-    if (check.kind == ScanKind::PTX) {
-        checkPtxScan(check, style);
-    } else if (check.kind == ScanKind::CL3) {
-        checkCL3Scan(check, style);
-    } else {
-        checkCLRScan(check, style);
-    }
-    return check;
-}
-
-ScanCheck checkScan(const std::string& path, std::size_t most, ProgressStyle style,
-                    const ProgressTask& task) {
-    ScanCheck check = checkFiles(path, most, style, task);
-    if (check.kind != ScanKind::PTX) checkPhotos(check);
-    return check;
-}
-
-void failDamaged(const std::string& path, const std::string& otherwise) {
-    const ScanCheck check = checkFiles(path, 1, ProgressStyle::None);
-    for (const Finding& finding : check.findings.kept()) {
-        if (finding.kind == kAngleFinding) continue;  // a doubt about points, no damage of the file
-        throw Failure(ExitCode::Damaged, findingText(finding) + kRepairHint);
-    }
-    throw Failure(ExitCode::Damaged, otherwise + kRepairHint);
-}
-
 namespace {
+
+using scan::Finding;
+using scan::ScanCheck;
+using scan::ScanKind;
 
 constexpr const char* kSchema = "brisko.check/1";
 
@@ -54,7 +26,7 @@ struct Line {
 
 void printText(const ScanCheck& check) {
     for (const Finding& finding : check.findings.kept())
-        std::cout << findingText(finding) << "\n";
+        std::cout << scan::findingText(finding) << "\n";
     for (const auto& [kind, count] : check.findings.unlisted())
         std::cout << check.path << ": " << count << " more of kind '" << kind << "'\n";
     for (const std::string& note : check.notes)
@@ -95,20 +67,21 @@ nlohmann::ordered_json checkJson(const ScanCheck& check) {
 ExitCode run(const Line& line, ProgressStyle style) {
     ExitCode code = ExitCode::Done;
     nlohmann::ordered_json scans = nlohmann::ordered_json::array();
-    ProgressTask task("check", 0, line.files.size());
+    FileOfSeveral place{0, line.files.size()};
     for (const std::string& file : line.files) {
-        ++task.number;
-        task.file = file;
+        ++place.number;
+        place.file = file;
         try {
-            throwIfInterrupted();
-            const ScanCheck check = checkScan(file, line.most, style, task);
+            ProgressDisplay display(style, place);
+            const ScanCheck check = scan::checkScan(file, line.most, display.function());
             if (!check.findings.empty()) code = ExitCode::Damaged;
             if (line.json) scans.push_back(checkJson(check));
             if (!line.json) printText(check);
-        } catch (const Failure& failure) {
-            complain(failure.what());
-            if (code == ExitCode::Done) code = failure.code();
-            scans.push_back({{"path", file}, {"sound", false}, {"error", failure.what()}});
+        } catch (const ScanError& error) {
+            if (error.kind() == ErrorKind::Cancelled) throw;
+            complain(error.what());
+            if (code == ExitCode::Done) code = exitCodeOf(error.kind());
+            scans.push_back({{"path", file}, {"sound", false}, {"error", error.what()}});
         }
     }
     if (line.json) {

@@ -54,10 +54,6 @@ void note(const std::string& text) {
     say("note: ", text);
 }
 
-std::string countOf(unsigned long long count, const std::string& thing) {
-    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
-}
-
 std::string percentOf(unsigned long long part, unsigned long long whole) {
     const unsigned long long tenths = whole == 0 ? 0 : part * 1000 / whole;
     return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " %";

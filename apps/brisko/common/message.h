@@ -1,9 +1,13 @@
 #pragma once
 
+#include <brisko_scan/text.h>
+
 #include <string>
 #include <string_view>
 
 namespace brisko::tool {
+
+using scan::countOf;
 
 /// A text that may come from a file, as it may be shown: control characters, C1 ones too, and bytes
 /// that are no UTF-8 become "\x1B". A terminal would obey them, and a reader would take a line that a
@@ -16,9 +20,6 @@ void complain(const std::string& text);
 void warn(const std::string& text);
 /// "brisko: note: ...", for what the user may like to know.
 void note(const std::string& text);
-
-/// "1 point", "2 points".
-std::string countOf(unsigned long long count, const std::string& thing);
 
 /// "99.9 %": a share of something, in tenths and never rounded up: all is 100, and nothing else.
 std::string percentOf(unsigned long long part, unsigned long long whole);

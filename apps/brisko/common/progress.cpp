@@ -1,6 +1,6 @@
 #include "common/progress.h"
 
-#include "common/failure.h"
+#include "common/exit_code.h"
 #include "common/message.h"
 #include "common/progress_line.h"
 
@@ -11,7 +11,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <exception>
 
 namespace brisko::tool {
 namespace {
@@ -56,51 +55,56 @@ constexpr double kSilence = 1;  // seconds
 
 }  // namespace
 
-class Progress::Display {
+class ProgressDisplay::Line {
 public:
-    Display(ProgressStyle style, const ProgressTask& task, std::uint64_t total,
-            const std::string& unit)
-        : m_style(onThisTerminal(style)), m_exceptions(std::uncaught_exceptions()) {
-        m_state.label = printable(task.name);
-        if (task.count > 1) {
-            m_state.fileNumber = task.number;
-            m_state.fileCount = task.count;
-            m_state.file = task.file;
-        }
-        m_state.unit = unit;
-        m_state.total = total;
+    Line(ProgressStyle style, const FileOfSeveral& file) : m_style(onThisTerminal(style)) {
+        if (file.count < 2) return;
+        m_state.fileNumber = file.number;
+        m_state.fileCount = file.count;
+        m_state.file = file.file;
     }
 
-    void advanceTo(std::uint64_t done) {
-        if (m_style == ProgressStyle::None) return;
-        m_state.done = done;
+    void show(const scan::ProgressUpdate& update) {
+        if (m_style == ProgressStyle::None || update.task.empty()) return;
+        if (printable(update.task) != m_state.label || m_state.finished) begin(update);
+        m_state.done = update.done;
+        m_state.stage = update.stage;
         m_state.seconds = secondsSinceStart();
+        if (update.isFinished) return finish();
         if (m_state.seconds < m_nextUpdate) return;
-        show();
+        print();
         m_nextUpdate = m_state.seconds + interval(m_style);
         m_shown = true;
     }
 
-    void setStage(const std::string& stage) { m_state.stage = stage; }
-
-    void end() {
-        if (!m_shown) return;
-        if (m_style == ProgressStyle::Auto) {
-            std::fputs("\r\033[K", stderr);
-            return;
-        }
-        if (std::uncaught_exceptions() > m_exceptions) return;  // it did not come to an end
-        m_state.finished = true;
-        m_state.seconds = secondsSinceStart();
-        show();
+    void clear() const {
+        if (m_shown && m_style == ProgressStyle::Auto) std::fputs("\r\033[K", stderr);
     }
 
 private:
+    void begin(const scan::ProgressUpdate& update) {
+        clear();
+        m_state.label = printable(update.task);
+        m_state.unit = update.unit;
+        m_state.total = update.total;
+        m_state.finished = false;
+        m_start = std::chrono::steady_clock::now();
+        m_nextUpdate = kSilence;
+        m_shown = false;
+    }
+
+    void finish() {
+        m_state.finished = true;
+        if (m_shown && m_style != ProgressStyle::Auto) print();
+        clear();
+        m_shown = false;
+    }
+
     double secondsSinceStart() const {
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();
     }
 
-    void show() const {
+    void print() const {
         if (m_style == ProgressStyle::Auto) {
             std::fprintf(stderr, "\r%s\033[K", barLine(m_state, terminalWidth()).c_str());
         } else if (m_style == ProgressStyle::Json) {
@@ -112,9 +116,8 @@ private:
     }
 
     ProgressStyle m_style;
-    int m_exceptions;
     ProgressState m_state;
-    std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
+    std::chrono::steady_clock::time_point m_start;
     double m_nextUpdate = kSilence;
     bool m_shown = false;
 };
@@ -123,22 +126,20 @@ bool showsBar(ProgressStyle style) {
     return onThisTerminal(style) == ProgressStyle::Auto;
 }
 
-Progress::Progress(ProgressStyle style, const ProgressTask& task, std::uint64_t total,
-                   const std::string& unit)
-    : m_display(std::make_unique<Display>(style, task, total, unit)) {
+ProgressDisplay::ProgressDisplay(ProgressStyle style, const FileOfSeveral& file)
+    : m_line(std::make_unique<Line>(style, file)) {
 }
 
-Progress::~Progress() {
-    m_display->end();
+ProgressDisplay::~ProgressDisplay() {
+    m_line->clear();
 }
 
-void Progress::advanceTo(std::uint64_t done) {
-    throwIfInterrupted();
-    m_display->advanceTo(done);
-}
-
-void Progress::setStage(const std::string& stage) {
-    m_display->setStage(stage);
+scan::ProgressFunction ProgressDisplay::function() {
+    return [this](const scan::ProgressUpdate& update) {
+        if (isInterrupted()) return false;
+        m_line->show(update);
+        return true;
+    };
 }
 
 void installInterruptHandler() {
@@ -158,7 +159,7 @@ bool isInterrupted() {
 }
 
 void throwIfInterrupted() {
-    if (isInterrupted()) throw Interrupted{};
+    if (isInterrupted()) throw ScanError(ErrorKind::Cancelled, {}, "cancelled");
 }
 
 }  // namespace brisko::tool

@@ -1,6 +1,8 @@
 #pragma once
 
-#include <cstdint>
+#include <brisko_scan/progress.h>
+
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -17,39 +19,28 @@ enum class ProgressStyle {
 /// Whether a bar is drawn: what else is written to standard error shares its line.
 bool showsBar(ProgressStyle style);
 
-/// What a progress is of: "convert", or "check" of the second of five files.
-struct ProgressTask {
-    std::string name;
-    std::size_t number = 1;  // of the file, from 1
+/// Which of several files a progress is of.
+struct FileOfSeveral {
+    std::size_t number = 1;  // from 1
     std::size_t count = 1;   // files in all
-    std::string file = {};   // told where there are several
-
-    ProgressTask(std::string task) : name(std::move(task)) {}
-    ProgressTask(const char* task) : name(task) {}
-    ProgressTask(const char* task, std::size_t fileNumber, std::size_t files)
-        : name(task), number(fileNumber), count(files) {}
+    std::string file = {};   // shown where there are several
 };
 
-/// The progress of one piece of work. Shows nothing in its first second, so short work is silent.
-class Progress {
+/// Shows the progress of the scan library's jobs. Shows nothing in the first second of a task, so short
+/// work is silent. A bar is cleared when its task ends, or when the object goes.
+class ProgressDisplay {
 public:
-    /// total: the steps of the whole; 0 where it is not known.
-    /// unit:  what a step is, for the rate.
-    Progress(ProgressStyle style, const ProgressTask& task, std::uint64_t total,
-             const std::string& unit = "points");
-    ~Progress();
-    Progress(const Progress&) = delete;
-    Progress& operator=(const Progress&) = delete;
+    explicit ProgressDisplay(ProgressStyle style, const FileOfSeveral& file = {});
+    ~ProgressDisplay();
+    ProgressDisplay(const ProgressDisplay&) = delete;
+    ProgressDisplay& operator=(const ProgressDisplay&) = delete;
 
-    /// Says how many steps are done. Cheap, but not free: call it every few thousand points.
-    /// Throws Interrupted after Ctrl-C.
-    void advanceTo(std::uint64_t done);
-    /// Names what is being done just now, beside the label of the whole.
-    void setStage(const std::string& stage);
+    /// For a job. It answers false after Ctrl-C. The display must outlive it.
+    scan::ProgressFunction function();
 
 private:
-    class Display;
-    std::unique_ptr<Display> m_display;
+    class Line;
+    std::unique_ptr<Line> m_line;
 };
 
 /// Makes Ctrl-C (SIGTERM and a closed terminal likewise) ask running work to stop cleanly; a second
@@ -57,7 +48,7 @@ private:
 void installInterruptHandler();
 /// Whether that was asked for.
 bool isInterrupted();
-/// Throws Interrupted when it was asked for.
+/// Throws ScanError(Cancelled) when it was asked for.
 void throwIfInterrupted();
 
 }  // namespace brisko::tool

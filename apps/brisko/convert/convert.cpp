@@ -2,7 +2,8 @@
 #include "common/json_text.h"
 #include "common/message.h"
 #include "convert/convert_options.h"
-#include "scan/photo_report.h"
+
+#include <brisko_scan/photos.h>
 
 #include <iostream>
 #include <memory>
@@ -25,15 +26,17 @@ constexpr const char* kDetails =
     "OUTPUT appears when it is complete and was checked.";
 
 /// Photos are left behind where the points have no colours of their own.
-void noteAboutPhotos(const std::string& scan, const ConvertResult& result) {
+void noteAboutPhotos(const std::string& scan, const scan::ConvertResult& result) {
     if (result.coloured > 0) return;
-    const std::string hint = hintAtPhotos(scan);
+    const std::string hint = scan::hintAtPhotos(scan);
     if (!hint.empty()) note(scan + ": converted without colours; " + hint);
 }
 
-ExitCode run(const ConvertOptions& options, bool json) {
-    const ConvertResult result = convertScan(options);
-    if (json) {
+ExitCode run(const CLI::App& app, const ConvertLine& line, ProgressStyle style) {
+    ProgressDisplay display(style);
+    const scan::ConvertOptions options = takeConvertOptions(app, line, display);
+    const scan::ConvertResult result = scan::convertScan(options);
+    if (line.json) {
         printDocument(resultJson(kSchema, options, result));
     } else {
         std::cout << resultText(options, result) << "\n";
@@ -53,9 +56,7 @@ Command addConvert(CLI::App& tool, const CommonOptions& common) {
         ->required();
     addConvertOptions(*app, *line);
     app->add_flag("--json", line->json, "Print JSON, schema " + std::string(kSchema));
-    return {app, [app, line, &common] {
-                return run(takeConvertOptions(*app, *line, common.progress), line->json);
-            }};
+    return {app, [app, line, &common] { return run(*app, *line, common.progress); }};
 }
 
 }  // namespace brisko::tool

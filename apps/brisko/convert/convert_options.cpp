@@ -1,11 +1,39 @@
 #include "convert/convert_options.h"
 
+#include "common/message.h"
 #include "common/number_option.h"
 #include "common/overwrite.h"
 
 #include <algorithm>
+#include <charconv>
+#include <string_view>
 
 namespace brisko::tool {
+namespace {
+
+/// An empty text leaves the number alone.
+template <class Number>
+bool parseNumber(std::string_view text, Number& number) {
+    if (text.empty()) return true;
+    std::uint32_t parsed = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, parsed);
+    number = parsed;
+    return error == std::errc{} && stop == end;
+}
+
+scan::GridRange parseRange(const std::string& text, const std::string& option) {
+    scan::GridRange range;
+    const std::size_t colon = text.find(':');
+    const bool isRange = colon != std::string::npos && text.size() > 1 &&
+                         parseNumber(std::string_view(text).substr(0, colon), range.first) &&
+                         parseNumber(std::string_view(text).substr(colon + 1), range.end);
+    if (isRange) return range;
+    throw ScanError(ErrorKind::Request, {},
+                    option + " " + text + ": a range like 100:200 is expected");
+}
+
+}  // namespace
 
 void addConvertOptions(CLI::App& app, ConvertLine& line) {
     app.add_flag("--plain", line.options.plain, "Write .cl3 without an index");
@@ -23,31 +51,59 @@ void addConvertOptions(CLI::App& app, ConvertLine& line) {
         ->expected(6);
     app.add_flag("--valid", line.options.validOnly,
                  "Only points that are not at the scanner's own place (0, 0, 0)");
-    app.add_option("--columns", line.options.columns,
+    app.add_option("--columns", line.columns,
                    "Only columns from A up to, not including, B; they become the whole grid. "
                    "A or B may be left out")
         ->option_text("A:B");
-    app.add_option("--rows", line.options.rows,
-                   "Only rows from C up to, not including, D, likewise")
+    app.add_option("--rows", line.rows, "Only rows from C up to, not including, D, likewise")
         ->option_text("C:D");
     app.add_flag("--apply-alignment", line.options.applyAlignment,
                  "Move the points into the aligned frame; the output has no matrix then");
 }
 
-ConvertOptions takeConvertOptions(const CLI::App& app, const ConvertLine& line,
-                                  ProgressStyle progress) {
-    ConvertOptions options = line.options;
-    options.progress = progress;
+scan::ConvertOptions takeConvertOptions(const CLI::App& app, const ConvertLine& line,
+                                        ProgressDisplay& display) {
+    scan::ConvertOptions options = line.options;
+    options.progress = display.function();
+    options.warning = warn;
     if (app.count("--max-distance") > 0) options.maxDistance = line.maxDistance;
     if (!line.box.empty()) {
-        Box box{};
+        scan::Box box{};
         for (std::size_t axis = 0; axis < 3; ++axis) {
             box.min[axis] = std::min(line.box[axis], line.box[axis + 3]);
             box.max[axis] = std::max(line.box[axis], line.box[axis + 3]);
         }
         options.box = box;
     }
+    if (!line.columns.empty()) options.columns = parseRange(line.columns, "--columns");
+    if (!line.rows.empty()) options.rows = parseRange(line.rows, "--rows");
     return options;
+}
+
+std::string resultText(const scan::ConvertOptions& options, const scan::ConvertResult& result) {
+    std::string text = options.output + ": " + countOf(result.points, "point");
+    if (result.columns > 0) {
+        text += ", " + std::to_string(result.columns) + " columns x " +
+                std::to_string(result.rows) + " rows";
+    }
+    return text + ", " + std::to_string(result.bytes) + " bytes";
+}
+
+nlohmann::ordered_json resultJson(const std::string& schema, const scan::ConvertOptions& options,
+                                  const scan::ConvertResult& result) {
+    nlohmann::ordered_json json = {{"schema", schema},
+                                   {"input", options.input},
+                                   {"output", options.output},
+                                   {"bytes", result.bytes},
+                                   {"grid", nullptr},
+                                   {"points", result.points},
+                                   {"coloured", result.coloured},
+                                   {"leftOut",
+                                    {{"outsideGrid", result.leftOut.outsideGrid},
+                                     {"notFinite", result.leftOut.notFinite},
+                                     {"atScanner", result.leftOut.atScanner}}}};
+    if (result.columns > 0) json["grid"] = {{"columns", result.columns}, {"rows", result.rows}};
+    return json;
 }
 
 }  // namespace brisko::tool

@@ -28,7 +28,7 @@ public:
     Index(const Line& line, ProgressStyle style)
         : m_line(line),
           m_style(style),
-          m_tasks(planIndexing(line.inputs, line.force, line.overwrite)),
+          m_tasks(scan::planIndexing(line.inputs, line.force, line.overwrite)),
           m_outcomes(m_tasks.size()) {}
 
     ExitCode run() {
@@ -37,11 +37,12 @@ public:
         bool interrupted = false;
         try {
             runOpen();
-        } catch (const Interrupted&) {
+        } catch (const ScanError& error) {
+            if (error.kind() != ErrorKind::Cancelled) throw;
             interrupted = true;
         }
         if (m_line.json) printJson();
-        if (interrupted) throw Interrupted{};
+        if (interrupted) throw ScanError(ErrorKind::Cancelled, {}, "cancelled");
         return exitCode();
     }
 
@@ -64,7 +65,7 @@ private:
         IndexOutcome outcome;
         outcome.state =
             task.problem.empty() ? IndexOutcome::State::Skipped : IndexOutcome::State::Failed;
-        outcome.code = task.problemCode;
+        outcome.kind = task.problemKind;
         outcome.text = task.problem.empty() ? task.skipped : task.problem;
         tell(i, outcome);
     }
@@ -95,7 +96,7 @@ private:
         ExitCode code = ExitCode::Done;
         for (const std::size_t i : m_told) {
             if (m_outcomes[i].state != IndexOutcome::State::Failed) continue;
-            if (failures++ == 0) code = m_outcomes[i].code;
+            if (failures++ == 0) code = exitCodeOf(m_outcomes[i].kind);
         }
         if (failures == 0) return ExitCode::Done;
         return failures == m_tasks.size() ? code : ExitCode::SomeFailed;

@@ -1,5 +1,7 @@
 #include "index/job.h"
 
+#include "common/exit_code.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -23,7 +25,9 @@ std::uint64_t totalOf(const std::vector<IndexTask>& tasks) {
 JobProgress::JobProgress(ProgressStyle style, const std::vector<IndexTask>& tasks)
     : m_tasks(tasks),
       m_shares(tasks.size()),
-      m_progress(style, "index", totalOf(tasks), "records") {
+      m_display(style),
+      m_function(m_display.function()),
+      m_progress(m_function, "index", totalOf(tasks), "records") {
 }
 
 void JobProgress::reach(std::size_t task, double share, const std::string& stage) {
@@ -44,10 +48,13 @@ void runHere(const std::vector<IndexTask>& tasks, JobProgress& progress, const O
         throwIfInterrupted();
         if (!tasks[i].isOpen()) continue;
         const auto reach = [&](double share, const std::string& stage) {
+            if (isInterrupted()) return false;
             progress.reach(i, share, stage);
+            return true;
         };
-        const IndexOutcome outcome = runIndexTask(tasks[i], reach);
-        if (outcome.state == IndexOutcome::State::Stopped) throw Interrupted{};
+        const IndexOutcome outcome = scan::runIndexTask(tasks[i], reach);
+        if (outcome.state == IndexOutcome::State::Stopped)
+            throw ScanError(ErrorKind::Cancelled, {}, "cancelled");
         sink(i, outcome);
         progress.reach(i, 1, "");
     }

@@ -34,10 +34,10 @@ private:
     void start(std::size_t number) {
         try {
             m_workers.emplace_back(number, m_tasks[number]);
-        } catch (const Failure& failure) {
+        } catch (const ScanError& error) {
             IndexOutcome outcome;
-            outcome.code = failure.code();
-            outcome.text = failure.what();
+            outcome.kind = error.kind();
+            outcome.text = error.what();
             m_sink(number, outcome);
         }
     }
@@ -70,7 +70,6 @@ private:
         const std::string end = worker.wait();
         if (m_told[number] || isInterrupted()) return;
         IndexOutcome outcome;
-        outcome.code = ExitCode::Damaged;
         outcome.text = m_tasks[number].input + ": the process that indexed it " + end;
         m_sink(number, outcome);
     }
@@ -78,7 +77,7 @@ private:
     void show(std::size_t number, const WorkerMessage& message) {
         try {
             m_progress.reach(number, message.share, message.stage);
-        } catch (const Interrupted&) {
+        } catch (const ScanError&) {
             // Dealt with by stopWhenAsked, once for all.
         }
     }

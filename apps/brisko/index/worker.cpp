@@ -16,8 +16,8 @@ namespace brisko::tool {
 namespace {
 
 [[noreturn]] void failToStart(const std::string& input) {
-    throw Failure(ExitCode::NotWritten,
-                  input + ": no process for it: " + std::strerror(errno) + "; use fewer --jobs");
+    throw ScanError(ErrorKind::NotWritten, input,
+                    std::string("no process for it: ") + std::strerror(errno), "use fewer --jobs");
 }
 
 /// A parent that went away stops the work.
@@ -27,7 +27,7 @@ void tell(int pipe, const WorkerMessage& message) {
     while (done < line.size()) {
         const ssize_t put = write(pipe, line.data() + done, line.size() - done);
         if (put < 0 && errno == EINTR) continue;
-        if (put < 0) throw Interrupted{};
+        if (put < 0) throw ScanError(ErrorKind::Cancelled, {}, "cancelled");
         done += static_cast<std::size_t>(put);
     }
 }
@@ -42,14 +42,15 @@ void tell(int pipe, const WorkerMessage& message) {
     Clock::time_point next{};
     std::string lastStage;
     const auto progress = [&](double share, const std::string& stage) {
-        throwIfInterrupted();
-        if (Clock::now() < next && stage == lastStage) return;
+        if (isInterrupted()) return false;
+        if (Clock::now() < next && stage == lastStage) return true;
         tell(pipe, {share, stage, {}});
         lastStage = stage;
         next = Clock::now() + kPause;
+        return true;
     };
     try {
-        const IndexOutcome outcome = runIndexTask(task, progress);
+        const IndexOutcome outcome = scan::runIndexTask(task, progress);
         tell(pipe, {1, "", outcome});
     } catch (...) {
         _exit(1);

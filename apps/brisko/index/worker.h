@@ -13,7 +13,7 @@ namespace brisko::tool {
 /// own, so that Ctrl-C reaches it once and through its parent, and it stops when its parent dies.
 class Worker {
 public:
-    /// Throws Failure(NotWritten) when the system gives no process.
+    /// Throws ScanError(NotWritten) when the system gives no process.
     Worker(std::size_t number, const IndexTask& task);
     ~Worker();
     Worker(const Worker&) = delete;

@@ -11,7 +11,7 @@ std::string encodeMessage(const WorkerMessage& message) {
     if (message.outcome) {
         const IndexOutcome& outcome = *message.outcome;
         json["outcome"] = {{"state", static_cast<int>(outcome.state)},
-                           {"code", static_cast<int>(outcome.code)},
+                           {"kind", static_cast<int>(outcome.kind)},
                            {"text", outcome.text},
                            {"points", outcome.points},
                            {"columns", outcome.columns},
@@ -29,7 +29,7 @@ std::optional<WorkerMessage> decodeMessage(const std::string& line) {
         const Json& from = json["outcome"];
         IndexOutcome& outcome = message.outcome.emplace();
         outcome.state = static_cast<IndexOutcome::State>(from.at("state").get<int>());
-        outcome.code = static_cast<ExitCode>(from.at("code").get<int>());
+        outcome.kind = static_cast<ErrorKind>(from.at("kind").get<int>());
         outcome.text = from.at("text");
         outcome.points = from.at("points");
         outcome.columns = from.at("columns");

@@ -1,11 +1,16 @@
 #pragma once
 
-#include "index/index_task.h"
+#include "common/exit_code.h"
+
+#include <brisko_scan/index.h>
 
 #include <optional>
 #include <string>
 
 namespace brisko::tool {
+
+using scan::IndexOutcome;
+using scan::IndexTask;
 
 /// What a worker process tells its parent, one line each: how far it has come, and at last how the
 /// task came out.

@@ -26,7 +26,7 @@ public:
     ExitCode run() {
         for (std::size_t i = 0; i < m_line.files.size(); ++i) {
             throwIfInterrupted();
-            describe(m_line.files[i], {"count", i + 1, m_line.files.size()});
+            describe({i + 1, m_line.files.size(), m_line.files[i]});
         }
         if (m_line.json) printDocument({{"schema", kSchema}, {"scans", m_reports}});
         if (m_failures == 0) return ExitCode::Done;
@@ -34,18 +34,20 @@ public:
     }
 
 private:
-    void describe(const std::string& file, ProgressTask task) {
-        task.file = file;
+    void describe(const FileOfSeveral& place) {
+        const std::string& file = place.file;
         try {
-            ScanReport report = describeScan(file);
+            ScanReport report = scan::describeScan(file);
             if (m_line.count && report.problems.empty()) {
-                report.summary = summarizePoints(file, task, m_progress);
+                ProgressDisplay display(m_progress, place);
+                report.summary = scan::summarizePoints(file, display.function());
             }
             if (!report.problems.empty()) fail(ExitCode::Damaged, report.problems.front());
             print(report);
-        } catch (const Failure& failure) {
-            fail(failure.code(), failure.what());
-            if (m_line.json) m_reports.push_back(failureJson(file, failure.what()));
+        } catch (const ScanError& error) {
+            if (error.kind() == ErrorKind::Cancelled) throw;
+            fail(exitCodeOf(error.kind()), error.what());
+            if (m_line.json) m_reports.push_back(failureJson(file, error.what()));
         }
     }
 

@@ -1,6 +1,8 @@
 #include "common/json_number.h"
 #include "info/report_output.h"
-#include "scan/photo_report.h"
+
+#include <brisko_scan/photos.h>
+#include "common/json_reports.h"
 
 namespace brisko::tool {
 namespace {
@@ -29,7 +31,7 @@ Json headerJson(const CLFileHeader& header) {
     };
 }
 
-Json indexJson(const IndexLayout& index) {
+Json indexJson(const scan::IndexLayout& index) {
     return {{"path", index.path},
             {"bytes", index.bytes},
             {"tiles", index.tiles},

@@ -1,11 +1,15 @@
 #pragma once
 
-#include "info/scan_report.h"
+#include <brisko_scan/inspect.h>
 
 #include <nlohmann/json.hpp>
 #include <string>
 
 namespace brisko::tool {
+
+using scan::PointSummary;
+using scan::ScanKind;
+using scan::ScanReport;
 
 /// A report for people, several lines.
 std::string reportText(const ScanReport& report);

@@ -1,6 +1,6 @@
+#include <brisko_scan/photos.h>
 #include "common/message.h"
 #include "info/report_output.h"
-#include "scan/photo_report.h"
 
 #include <algorithm>
 #include <cmath>
@@ -72,14 +72,14 @@ void alignmentLines(std::ostream& out, const Alignment& alignment) {
     }
 }
 
-void photoLines(std::ostream& out, const StationPhotos& photos) {
+void photoLines(std::ostream& out, const scan::StationPhotos& photos) {
     if (photos.photos.empty()) return;
-    out << "  photos     " << photosText(photos) << "\n";
-    for (const std::string& reason : ignoredTexts(photos))
+    out << "  photos     " << scan::photosText(photos) << "\n";
+    for (const std::string& reason : scan::ignoredTexts(photos))
         out << "             " << printable(reason) << "\n";
-    for (const PhotoTrouble& trouble : troublesOf(photos))
-        out << "             " << printable(troubleText(trouble)) << "\n";
-    for (const std::string& remark : remarksOn(photos))
+    for (const scan::PhotoTrouble& trouble : scan::troublesOf(photos))
+        out << "             " << printable(scan::troubleText(trouble)) << "\n";
+    for (const std::string& remark : scan::remarksOn(photos))
         out << "             " << printable(remark) << "\n";
 }
 

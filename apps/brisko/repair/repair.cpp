@@ -1,17 +1,20 @@
 #include "commands.h"
+#include "common/json_reports.h"
 #include "common/json_text.h"
 #include "common/message.h"
 #include "common/overwrite.h"
-#include "common/staged_scan.h"
-#include "repair/salvage.h"
-#include "scan/scan_kind.h"
 
-#include <filesystem>
+#include <brisko_scan/repair.h>
+
 #include <iostream>
 #include <memory>
 
 namespace brisko::tool {
 namespace {
+
+using scan::Finding;
+using scan::RepairOptions;
+using scan::Salvage;
 
 constexpr const char* kSchema = "brisko.repair/1";
 
@@ -20,37 +23,16 @@ struct Line {
     bool json = false;
 };
 
-void requireNames(const RepairOptions& options) {
-    std::error_code ignored;
-    if (options.input == options.output ||
-        std::filesystem::equivalent(options.input, options.output, ignored)) {
-        throw Failure(ExitCode::Usage, options.output + ": input and output are the same file");
-    }
-    const ScanKind kind = scanKind(options.input);
-    if (kind == ScanKind::PTX) {
-        throw Failure(ExitCode::Usage, options.input + ": only .cl3 and .clr scans are repaired");
-    }
-    if (scanKind(options.output) == kind) return;
-    throw Failure(ExitCode::Usage, options.output + ": the output is named " +
-                                       extensionOf(options.input) + ", like the input");
-}
-
-std::uint64_t sizeOf(const std::string& path) {
-    std::error_code error;
-    const std::uintmax_t size = std::filesystem::file_size(path, error);
-    return error ? 0 : size;
-}
-
 void printText(const RepairOptions& options, const Salvage& salvage) {
     for (const Finding& loss : salvage.losses.kept())
-        std::cout << findingText(loss) << "\n";
+        std::cout << scan::findingText(loss) << "\n";
     for (const auto& [kind, count] : salvage.losses.unlisted())
         std::cout << options.input << ": " << count << " more of kind '" << kind << "'\n";
     std::cout << options.output << ": " << countOf(salvage.points, "point");
     if (salvage.columns > 0) {
         std::cout << ", " << salvage.columns << " columns x " << salvage.rows << " rows";
     }
-    std::cout << ", " << countOf(salvage.blocks, "block") << ", " << sizeOf(options.output)
+    std::cout << ", " << countOf(salvage.blocks, "block") << ", " << salvage.bytes
               << " bytes; lost: " << countOf(salvage.lostCells, "cell") << ", "
               << countOf(salvage.lostRecords, "record") << "\n";
 }
@@ -62,7 +44,7 @@ nlohmann::ordered_json repairJson(const RepairOptions& options, const Salvage& s
                                    {"points", salvage.points},
                                    {"blocks", salvage.blocks},
                                    {"grid", nullptr},
-                                   {"bytes", sizeOf(options.output)},
+                                   {"bytes", salvage.bytes},
                                    {"lostCells", salvage.lostCells},
                                    {"lostRecords", salvage.lostRecords},
                                    {"lossCount", salvage.losses.count()},
@@ -75,15 +57,15 @@ nlohmann::ordered_json repairJson(const RepairOptions& options, const Salvage& s
     return json;
 }
 
-ExitCode run(const Line& line) {
-    requireNames(line.options);
-    requireNew(line.options.output, line.options.overwrite);
-    const Salvage salvage = scanKind(line.options.input) == ScanKind::CL3 ? repairCL3(line.options)
-                                                                          : repairCLR(line.options);
+ExitCode run(const Line& line, ProgressStyle style) {
+    ProgressDisplay display(style);
+    RepairOptions options = line.options;
+    options.progress = display.function();
+    const Salvage salvage = scan::repairScan(options);
     if (line.json) {
-        printDocument(repairJson(line.options, salvage));
+        printDocument(repairJson(options, salvage));
     } else {
-        printText(line.options, salvage);
+        printText(options, salvage);
     }
     return ExitCode::Done;
 }
@@ -114,10 +96,7 @@ Command addRepair(CLI::App& tool, const CommonOptions& common) {
         ->check(CLI::Range(std::size_t{1}, std::size_t{1000000}))
         ->capture_default_str();
     app->add_flag("--json", line->json, "Print JSON, schema " + std::string(kSchema));
-    return {app, [line, &common] {
-                line->options.progress = common.progress;
-                return run(*line);
-            }};
+    return {app, [line, &common] { return run(*line, common.progress); }};
 }
 
 }  // namespace brisko::tool

@@ -1,4 +1,4 @@
-#include "common/failure.h"
+#include "common/exit_code.h"
 #include "simulate/column_bands.h"
 #include "simulate/scan_output.h"
 
@@ -16,8 +16,8 @@ constexpr std::uint64_t kIndexHeaderSize = 48;
 constexpr std::uint64_t kIndexTileSize = 12 + 4 * 256 * 256;
 
 [[noreturn]] void fail(const std::string& path) {
-    throw Failure(ExitCode::NotWritten,
-                  path + ": cannot be written; free some space or choose another folder");
+    throw ScanError(ErrorKind::NotWritten, path, "cannot be written",
+                    "free some space or choose another folder");
 }
 
 /// Columns of cells, one after another.
@@ -66,7 +66,7 @@ std::uint64_t plainLength(std::uint64_t points) {
 
 }  // namespace
 
-WrittenScan writeCL3(const ScanPlan& plan, const Scanner& scanner, const StagedScan& staged,
+WrittenScan writeCL3(const ScanPlan& plan, const Scanner& scanner, const scan::StagedScan& staged,
                      const std::string& path, const TellCells& tell) {
     CL3WriterCodec writer;
     CLRFileHeader header = plan.header();
@@ -84,7 +84,7 @@ WrittenScan writeCL3(const ScanPlan& plan, const Scanner& scanner, const StagedS
 }
 
 WrittenScan writeIndexedCL3(const ScanPlan& plan, const Scanner& scanner, const Pose& pose,
-                            const StagedScan& staged, const std::string& path,
+                            const scan::StagedScan& staged, const std::string& path,
                             const TellCells& tell) {
     CL3IJWriterGridCodec writer;
     CLRFileHeader header = plan.header();

@@ -1,4 +1,5 @@
-#include "common/output_file.h"
+#include "base/output_file.h"
+#include "common/exit_code.h"
 #include "simulate/column_bands.h"
 #include "simulate/scan_output.h"
 
@@ -27,7 +28,7 @@ constexpr std::uint8_t kAllTopDown = 3;
 
 /// What a header writes into a stream.
 template <class Header>
-std::string bytesOf(const Header& header) {
+std::vector<std::uint8_t> bytesOf(const Header& header) {
     struct Release {
         void operator()(char* text) const { std::free(text); }
     };
@@ -39,10 +40,10 @@ std::string bytesOf(const Header& header) {
     const bool complete = std::fclose(stream) == 0;
     const std::unique_ptr<char, Release> owner(text);
     if (!complete) throw std::bad_alloc();
-    return {text, size};
+    return {text, text + size};
 }
 
-std::string blockHeader(std::uint8_t flag) {
+std::vector<std::uint8_t> blockHeader(std::uint8_t flag) {
     CLRBlockHeader header;
     header.SetFlag(flag);
     return bytesOf(header);
@@ -115,24 +116,28 @@ EncodedBand encodeBand(const ScanPlan& plan, const Scanner& scanner, const ScanP
 }  // namespace
 
 WrittenScan writeCLR(const ScanPlan& plan, const Scanner& scanner, std::uint32_t file,
-                     const StagedScan& staged, const std::string& path, const TellCells& tell) {
-    OutputFile out(staged.path(), path);
-    out.write(bytesOf(plan.header()));
+                     const scan::StagedScan& staged, const std::string& path,
+                     const TellCells& tell) {
+    OutputFile out;
+    requireWritten(out.create(staged.path().c_str()), path);
+    out.append(bytesOf(plan.header()));
     WrittenScan written;
     for (std::uint32_t block = 0; block < plan.blocks; ++block) {
         const ScanPass pass = plan.pass(file, block);
-        out.write(blockHeader(pass.flag));
+        out.append(blockHeader(pass.flag));
         forEachBand(
             plan.grid.columns, columnsOfBand(plan.grid.rows),
             [&](ColumnBand band) { return encodeBand(plan, scanner, pass, band); },
             [&](ColumnBand band, const EncodedBand& encoded) {
-                out.write(encoded.bytes.data(), encoded.bytes.size());
+                out.append(encoded.bytes);
+                requireWritten(!out.failed(), path);
                 written.include(encoded.content);
                 tell(block * plan.grid.cells() + std::uint64_t{band.end} * plan.grid.rows);
             });
     }
-    written.bytes = out.size();
-    out.close();
+    written.bytes = out.position();
+    requireWritten(out.close(), path);
+    requireLength(staged.path(), written.bytes, path);
     return written;
 }
 

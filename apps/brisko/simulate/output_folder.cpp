@@ -1,6 +1,6 @@
 #include "simulate/output_folder.h"
 
-#include "common/failure.h"
+#include "common/exit_code.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -21,7 +21,7 @@ OutputFolder::OutputFolder(const std::string& path) {
     fs::create_directories(path, error);
     if (!error && fs::is_directory(path, error)) return;
     const std::string reason = error ? error.message() : "something else has that name";
-    throw Failure(ExitCode::NotWritten, path + ": cannot be used as a folder: " + reason);
+    throw ScanError(ErrorKind::NotWritten, path, "cannot be used as a folder: " + reason);
 }
 
 OutputFolder::~OutputFolder() {

@@ -8,7 +8,7 @@ namespace brisko::tool {
 /// The folder that outputs go to. Folders that had to be created go again when nothing came of it.
 class OutputFolder {
 public:
-    /// Throws Failure(NotWritten) when there is no such folder and none can be created.
+    /// Throws ScanError(NotWritten) when there is no such folder and none can be created.
     explicit OutputFolder(const std::string& path);
     ~OutputFolder();
     OutputFolder(const OutputFolder&) = delete;

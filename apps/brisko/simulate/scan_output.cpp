@@ -1,8 +1,10 @@
 #include "simulate/scan_output.h"
 
-#include "common/failure.h"
+#include "common/exit_code.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
 
@@ -28,15 +30,22 @@ void WrittenScan::include(const WrittenScan& other) {
     }
 }
 
+void requireWritten(bool written, const std::string& path) {
+    if (written) return;
+    throw ScanError(ErrorKind::NotWritten, path,
+                    std::string("cannot be written: ") + std::strerror(errno));
+}
+
 void requireLength(const std::string& stagedPath, std::uint64_t length, const std::string& path) {
     std::error_code error;
     const std::uint64_t found = std::filesystem::file_size(stagedPath, error);
     if (error)
-        throw Failure(ExitCode::NotWritten, path + ": cannot be read back: " + error.message());
+        throw ScanError(ErrorKind::NotWritten, path, "cannot be read back: " + error.message());
     if (found == length) return;
-    throw Failure(ExitCode::NotWritten, path + ": holds " + std::to_string(found) +
-                                            " bytes where " + std::to_string(length) +
-                                            " were written; check the disk");
+    throw ScanError(ErrorKind::NotWritten, path,
+                    "holds " + std::to_string(found) + " bytes where " + std::to_string(length) +
+                        " were written",
+                    "check the disk");
 }
 
 }  // namespace brisko::tool

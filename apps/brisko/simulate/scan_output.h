@@ -1,7 +1,7 @@
 #pragma once
 
-#include "common/progress.h"
-#include "common/staged_scan.h"
+#include <brisko_scan/progress.h>
+#include <brisko_scan/staged_scan.h>
 #include "simulate/scan_plan.h"
 #include "simulate/scanner.h"
 
@@ -26,17 +26,20 @@ struct WrittenScan {
 /// Told how many cells of the file have been written; throws Interrupted after Ctrl-C.
 using TellCells = std::function<void(std::uint64_t)>;
 
-/// Write one file of a plan under its staged name. Throw Failure(NotWritten) when that fails.
+/// Write one file of a plan under its staged name. Throw ScanError(NotWritten) when that fails.
 ///   path  the file's final name, for messages
 WrittenScan writeCLR(const ScanPlan& plan, const Scanner& scanner, std::uint32_t file,
-                     const StagedScan& staged, const std::string& path, const TellCells& tell);
-WrittenScan writeCL3(const ScanPlan& plan, const Scanner& scanner, const StagedScan& staged,
+                     const scan::StagedScan& staged, const std::string& path,
+                     const TellCells& tell);
+WrittenScan writeCL3(const ScanPlan& plan, const Scanner& scanner, const scan::StagedScan& staged,
                      const std::string& path, const TellCells& tell);
 WrittenScan writeIndexedCL3(const ScanPlan& plan, const Scanner& scanner, const Pose& pose,
-                            const StagedScan& staged, const std::string& path,
+                            const scan::StagedScan& staged, const std::string& path,
                             const TellCells& tell);
 
-/// Throws Failure(NotWritten) unless the file under its staged name has this length.
+/// Throws ScanError(NotWritten) with the system's reason unless it was.
+void requireWritten(bool written, const std::string& path);
+/// Throws ScanError(NotWritten) unless the file under its staged name has this length.
 void requireLength(const std::string& stagedPath, std::uint64_t length, const std::string& path);
 
 }  // namespace brisko::tool

@@ -56,7 +56,8 @@ Command addSimulate(CLI::App& tool, const CommonOptions& common) {
     options->addTo(*command);
     const auto run = [command, options, &common] {
         const ScanPlan plan = options->plan(*command);
-        const Simulation simulation = simulate(plan, common.progress);
+        ProgressDisplay display(common.progress);
+        const Simulation simulation = simulate(plan, display.function());
         if (options->json) {
             printDocument(toJson(plan, simulation));
         } else {

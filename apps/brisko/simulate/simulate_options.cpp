@@ -1,7 +1,7 @@
 #include "simulate/simulate_options.h"
 
 #include "common/choice.h"
-#include "common/failure.h"
+#include "common/exit_code.h"
 #include "common/number_option.h"
 #include "common/overwrite.h"
 
@@ -21,7 +21,7 @@ constexpr std::int64_t kMostFiles = 1000;
 constexpr double kMostNoise = 1000;  // millimetres
 
 [[noreturn]] void refuse(const std::string& text) {
-    throw Failure(ExitCode::Usage, text);
+    throw ScanError(ErrorKind::Request, {}, text);
 }
 
 void requireWithin(const std::string& option, std::int64_t value, std::int64_t lowest,

@@ -38,11 +38,11 @@ struct SimulateOptions {
     bool json = false;
 
     void addTo(CLI::App& command);
-    /// Throws Failure(Usage), naming the option, when they make no sense together.
+    /// Throws ScanError(Request), naming the option, when they make no sense together.
     ScanPlan plan(const CLI::App& command) const;
 };
 
-/// Reads "START:STOP", degrees. Throws Failure(Usage).
+/// Reads "START:STOP", degrees. Throws ScanError(Request).
 struct AngleSpan {
     float start = 0, stop = 0;
 };

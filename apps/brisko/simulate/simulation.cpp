@@ -1,7 +1,7 @@
 #include "simulate/simulation.h"
 
-#include "common/failure.h"
-#include "common/staged_scan.h"
+#include <brisko_scan/staged_scan.h>
+#include "common/exit_code.h"
 #include "simulate/output_folder.h"
 #include "simulate/photos/photo_output.h"
 #include "simulate/stations.h"
@@ -25,10 +25,8 @@ void requireSeriesEnds(const ScanPlan& plan) {
     const std::string next = plan.path(plan.series);
     std::error_code ignored;
     if (!std::filesystem::exists(next, ignored)) return;
-    throw Failure(ExitCode::NotWritten,
-                  next +
-                      ": would be taken for a part of the new series; remove it or choose "
-                      "another name");
+    throw ScanError(ErrorKind::NotWritten, next, "would be taken for a part of the new series",
+                    "remove it or choose another name");
 }
 
 brisko::Alignment alignmentOf(const Pose& pose) {
@@ -37,14 +35,14 @@ brisko::Alignment alignmentOf(const Pose& pose) {
     return alignment;
 }
 
-void writeAlignment(const Pose& pose, const WrittenScan& content, const StagedScan& staged,
+void writeAlignment(const Pose& pose, const WrittenScan& content, const scan::StagedScan& staged,
                     const std::string& path) {
     if (brisko::writeAlignmentFile(staged.companion(".alg").c_str(), alignmentOf(pose).matrix,
                                    content.box)) {
         return;
     }
-    throw Failure(ExitCode::NotWritten,
-                  path + ": its alignment file cannot be written: " + std::strerror(errno));
+    throw ScanError(ErrorKind::NotWritten, path,
+                    std::string("its alignment file cannot be written: ") + std::strerror(errno));
 }
 
 /// Better told at once than after an hour of writing.
@@ -52,27 +50,27 @@ void requireSpace(const ScanPlan& plan) {
     std::error_code error;
     const std::uintmax_t available = std::filesystem::space(plan.folder, error).available;
     if (error || available >= plan.leastLength()) return;
-    throw Failure(ExitCode::NotWritten, plan.folder + ": the scan needs at least " +
-                                            std::to_string(plan.leastLength()) +
-                                            " bytes and the disk has " + std::to_string(available) +
-                                            "; free some space or choose another folder");
+    throw ScanError(ErrorKind::NotWritten, plan.folder,
+                    "the scan needs at least " + std::to_string(plan.leastLength()) +
+                        " bytes and the disk has " + std::to_string(available),
+                    "free some space or choose another folder");
 }
 
 /// All outputs are claimed before the work begins.
-std::vector<std::unique_ptr<StagedScan>> stageFiles(const ScanPlan& plan, const Pose& pose) {
+std::vector<std::unique_ptr<scan::StagedScan>> stageFiles(const ScanPlan& plan, const Pose& pose) {
     const brisko::Alignment alignment = plan.alignment ? alignmentOf(pose) : brisko::Alignment();
-    std::vector<std::unique_ptr<StagedScan>> staged;
+    std::vector<std::unique_ptr<scan::StagedScan>> staged;
     for (std::uint32_t file = 0; file < plan.files(); ++file) {
         // One private folder for all: a long series would need more descriptors than there are.
-        const StagedScan* const first = staged.empty() ? nullptr : staged.front().get();
-        staged.push_back(std::make_unique<StagedScan>(plan.path(file), first));
+        const scan::StagedScan* const first = staged.empty() ? nullptr : staged.front().get();
+        staged.push_back(std::make_unique<scan::StagedScan>(plan.path(file), first));
         staged.back()->requireAlignment(alignment.matrix);
     }
     return staged;
 }
 
 WrittenScan writeFile(const ScanPlan& plan, const Pose& pose, const Scanner& scanner,
-                      std::uint32_t file, const StagedScan& staged, const TellCells& tell) {
+                      std::uint32_t file, const scan::StagedScan& staged, const TellCells& tell) {
     const std::string path = plan.path(file);
     if (plan.format == ScanFormat::CL3Indexed) {
         return writeIndexedCL3(plan, scanner, pose, staged, path, tell);
@@ -93,8 +91,8 @@ public:
         m_output.emplace(*m_plan, plan.folder, plan.scanFolder(), plan.overwrite);
     }
 
-    void write(const Station& station, ProgressStyle style) {
-        if (m_output) m_output->write(station, style);
+    void write(const Station& station, const scan::ProgressFunction& function) {
+        if (m_output) m_output->write(station, function);
     }
     void commit() {
         if (m_output) m_output->commit();
@@ -112,7 +110,7 @@ private:
 
 }  // namespace
 
-Simulation simulate(const ScanPlan& plan, ProgressStyle style) {
+Simulation simulate(const ScanPlan& plan, const scan::ProgressFunction& function) {
     const auto begin = std::chrono::steady_clock::now();
     const Station station = makeStation(plan.scene);
     const Scanner scanner(station, plan.grid, plan.settings);
@@ -121,14 +119,14 @@ Simulation simulate(const ScanPlan& plan, ProgressStyle style) {
     Simulation done;
     done.pose = station.pose.matrix();
     for (std::uint32_t file = 0; file < plan.files(); ++file)
-        requireNew(plan.path(file), plan.overwrite);
+        scan::requireNew(plan.path(file), plan.overwrite);
     OutputFolder folder(plan.scanFolder());
     requireSeriesEnds(plan);
     requireSpace(plan);
     const auto staged = stageFiles(plan, station.pose);
     PhotoSession photos(plan, station.pose);
     {
-        Progress progress(style, "simulate", cellsOfFile * plan.files());
+        scan::TaskProgress progress(function, "simulate", cellsOfFile * plan.files());
         for (std::uint32_t file = 0; file < plan.files(); ++file) {
             const TellCells tell = [&](std::uint64_t cells) {
                 progress.advanceTo(cellsOfFile * file + cells);
@@ -137,8 +135,8 @@ Simulation simulate(const ScanPlan& plan, ProgressStyle style) {
                                                              *staged[file], tell)});
         }
     }
-    photos.write(station, style);
-    throwIfInterrupted();
+    photos.write(station, function);
+    scan::requireGoingOn(function);
     photos.commit();
     folder.keep();
     for (const auto& scan : staged) {

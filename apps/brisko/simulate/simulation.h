@@ -1,6 +1,6 @@
 #pragma once
 
-#include "common/progress.h"
+#include <brisko_scan/progress.h>
 #include "simulate/scan_output.h"
 #include "simulate/scan_plan.h"
 
@@ -32,7 +32,7 @@ struct Simulation {
 };
 
 /// Measures and writes everything a plan asks for; all files appear together at the end.
-/// Throws Failure(NotWritten) or Interrupted, and leaves nothing behind then.
-Simulation simulate(const ScanPlan& plan, ProgressStyle style);
+/// Throws ScanError(NotWritten) or Interrupted, and leaves nothing behind then.
+Simulation simulate(const ScanPlan& plan, const scan::ProgressFunction& function);
 
 }  // namespace brisko::tool

@@ -45,6 +45,8 @@ public:
         return room;
     }
     static constexpr std::size_t kReserve = 4096;
+    /// Takes back the end of the last room, of which less was needed.
+    void giveBack(std::size_t size) { m_used -= size; }
 
     /// Replaces bytes that were appended before.
     void patch(std::uint64_t offset, std::span<const std::uint8_t> bytes);

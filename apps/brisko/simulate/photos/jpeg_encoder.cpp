@@ -1,6 +1,6 @@
 #include "simulate/photos/jpeg_encoder.h"
 
-#include "common/failure.h"
+#include "common/exit_code.h"
 
 #include <turbojpeg.h>
 
@@ -24,8 +24,8 @@ std::string_view JpegEncoder::encode(const RenderedPhoto& photo, const std::stri
                     static_cast<int>(photo.size.rows), TJPF_RGB, &m_bytes, &size, TJSAMP_444,
                     kQuality, TJFLAG_ACCURATEDCT);
     if (failed) {
-        throw Failure(ExitCode::NotWritten,
-                      shownPath + ": cannot be encoded: " + tjGetErrorStr2(m_compressor));
+        throw ScanError(ErrorKind::NotWritten, shownPath,
+                        std::string("cannot be encoded: ") + tjGetErrorStr2(m_compressor));
     }
     return {reinterpret_cast<const char*>(m_bytes), size};
 }

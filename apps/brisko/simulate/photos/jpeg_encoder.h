@@ -16,7 +16,7 @@ public:
     JpegEncoder& operator=(const JpegEncoder&) = delete;
 
     /// The bytes stay until the next call.
-    ///   shownPath  of the photo, for the message of Failure(NotWritten)
+    ///   shownPath  of the photo, for the message of ScanError(NotWritten)
     std::string_view encode(const RenderedPhoto& photo, const std::string& shownPath);
 
 private:

@@ -1,8 +1,9 @@
 #include "simulate/photos/photo_output.h"
 
-#include "common/failure.h"
-#include "common/output_file.h"
+#include "base/output_file.h"
+#include "common/exit_code.h"
 #include "simulate/photos/jpeg_encoder.h"
+#include "simulate/scan_output.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -50,18 +51,29 @@ void requireNoStranger(const std::string& folder, Parts parts,
             return name.find(part) != std::string::npos;
         });
         if (!isPart || std::find(own.begin(), own.end(), name) != own.end()) continue;
-        throw Failure(ExitCode::NotWritten, entry.path().string() +
-                                                ": would be taken for a part of the new photos; "
-                                                "remove it or choose another folder");
+        throw ScanError(ErrorKind::NotWritten, entry.path().string(),
+                        "would be taken for a part of the new photos",
+                        "remove it or choose another folder");
     }
-    if (error) throw Failure(ExitCode::NotWritten, folder + ": cannot be read: " + error.message());
+    if (error) throw ScanError(ErrorKind::NotWritten, folder, "cannot be read: " + error.message());
+}
+
+/// Returns its length.
+std::uint64_t writeFile(const std::string& staged, const std::string& path,
+                        std::string_view content) {
+    OutputFile out;
+    requireWritten(out.create(staged.c_str()), path);
+    out.append({reinterpret_cast<const std::uint8_t*>(content.data()), content.size()});
+    requireWritten(out.close(), path);
+    requireLength(staged, content.size(), path);
+    return content.size();
 }
 
 }  // namespace
 
 PhotoOutput::Output PhotoOutput::stage(const std::string& path) const {
-    requireNew(path, m_mayOverwrite);
-    return {path, std::make_unique<StagedScan>(path)};
+    scan::requireNew(path, m_mayOverwrite);
+    return {path, std::make_unique<scan::StagedScan>(path)};
 }
 
 PhotoOutput::PhotoOutput(const PhotoPlan& plan, const std::string& projectFolder,
@@ -85,24 +97,20 @@ void PhotoOutput::addCalibration(const std::string& folder,
     for (const CalibrationBytes& file : files) {
         m_calibration.push_back(stage(inFolder(folder, file.name)));
         const Output& output = m_calibration.back();
-        OutputFile out(output.staged->path(), output.path);
-        out.write(file.bytes);
-        out.close();
+        writeFile(output.staged->path(), output.path, file.bytes);
     }
 }
 
-void PhotoOutput::write(const Station& station, ProgressStyle style) {
+void PhotoOutput::write(const Station& station, const scan::ProgressFunction& function) {
     const std::uint64_t pixels = m_plan.upright.pixels();
-    Progress progress(style, "photos", pixels * m_photos.size(), "pixels");
+    scan::TaskProgress progress(function, "photos", pixels * m_photos.size(), "pixels");
     JpegEncoder encoder;
     for (std::size_t i = 0; i < m_photos.size(); ++i) {
         const RenderedPhoto photo =
             renderPhoto(m_plan, m_plan.photos[i].camera, station,
                         [&](std::uint64_t done) { progress.advanceTo(pixels * i + done); });
-        OutputFile out(m_photos[i].staged->path(), m_photos[i].path);
-        out.write(encoder.encode(photo, m_photos[i].path));
-        out.close();
-        m_bytes += out.size();
+        m_bytes += writeFile(m_photos[i].staged->path(), m_photos[i].path,
+                             encoder.encode(photo, m_photos[i].path));
     }
 }
 

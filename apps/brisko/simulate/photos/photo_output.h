@@ -1,7 +1,7 @@
 #pragma once
 
-#include "common/progress.h"
-#include "common/staged_scan.h"
+#include <brisko_scan/progress.h>
+#include <brisko_scan/staged_scan.h>
 #include "simulate/photos/calibration_output.h"
 #include "simulate/stations.h"
 
@@ -15,13 +15,13 @@ namespace brisko::tool {
 /// The photos of a station and their calibration, on the disk. Nothing appears before commit().
 class PhotoOutput {
 public:
-    /// Both folders must be there. Throws Failure(NotWritten) when a file cannot be written, is there
+    /// Both folders must be there. Throws ScanError(NotWritten) when a file cannot be written, is there
     /// already and may not be replaced, or one would be taken for a part of the station.
     PhotoOutput(const PhotoPlan& plan, const std::string& projectFolder,
                 const std::string& scanFolder, bool mayOverwrite);
 
-    /// Takes the photos; one at a time is kept in memory. Throws Failure(NotWritten) or Interrupted.
-    void write(const Station& station, ProgressStyle style);
+    /// Takes the photos; one at a time is kept in memory. Throws ScanError(NotWritten) or Interrupted.
+    void write(const Station& station, const scan::ProgressFunction& function);
     /// Puts everything in place, photos behind what calibrates them.
     void commit();
 
@@ -31,7 +31,7 @@ public:
 private:
     struct Output {
         std::string path;  // for messages
-        std::unique_ptr<StagedScan> staged;
+        std::unique_ptr<scan::StagedScan> staged;
     };
 
     Output stage(const std::string& path) const;

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <brisko_scan/export.h>
+#include <brisko_scan/photos.h>
+#include <brisko_scan/progress.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace brisko::scan {
+
+/// A box in the aligned frame, metres; its faces belong to it. Infinite sides are open.
+struct Box {
+    double min[3];
+    double max[3];
+};
+
+/// Columns, or rows, from `first` up to, not including, `end`; without an end: up to the last.
+struct GridRange {
+    std::uint32_t first = 0;
+    std::optional<std::uint32_t> end;
+};
+
+struct ConvertOptions {
+    std::string input;   // any format that is read, UTF-8
+    std::string output;  // its extension chooses the format
+    bool overwrite = false;
+    bool plain = false;                 // write .cl3 without an index
+    bool applyAlignment = false;        // move the points into the aligned frame
+    bool validOnly = false;             // without points at the scanner's own place
+    std::optional<double> maxDistance;  // metres from the scanner
+    std::optional<Box> box;
+    std::optional<GridRange> columns, rows;  // they become the whole grid
+    ProgressFunction progress;
+    WarningFunction warning;
+};
+
+/// Why points could not be stored.
+struct LeftOut {
+    std::uint64_t outsideGrid = 0;  // in the padding of the last tiles
+    std::uint64_t notFinite = 0;    // a coordinate is not a number
+    std::uint64_t atScanner = 0;    // would read as an empty cell
+};
+
+/// What came of a conversion.
+struct ConvertResult {
+    std::uint64_t points = 0;
+    std::uint64_t coloured = 0;  // of them, other than black; 0 where the output has no colours
+    std::uint32_t columns = 0;   // 0 x 0 where the output has no grid
+    std::uint32_t rows = 0;
+    std::uint64_t bytes = 0;  // of the output
+    LeftOut leftOut;
+};
+
+/// Converts a scan. The output appears when it is complete and was read back, or not at all.
+/// Throws ScanError.
+BRISKO_SCAN_EXPORT ConvertResult convertScan(const ConvertOptions& options);
+
+/// The same for a native scan, with the points coloured from the photos beside it.
+///   photos  what became of each
+/// Throws ScanError also where no photo can be used (Request) or one is damaged (Damaged).
+BRISKO_SCAN_EXPORT ConvertResult colourScan(const ConvertOptions& options, StationPhotos& photos);
+
+}  // namespace brisko::scan

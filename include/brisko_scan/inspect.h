@@ -1,0 +1,66 @@
+#pragma once
+
+#include <brisko_codec/alignment.h>
+#include <brisko_codec/file_header.h>
+#include <brisko_scan/export.h>
+#include <brisko_scan/photos.h>
+#include <brisko_scan/progress.h>
+#include <brisko_scan/scan_kind.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace brisko::scan {
+
+/// What scan.ij says of itself.
+struct IndexLayout {
+    std::string path;
+    std::uint64_t bytes = 0;
+    std::uint32_t tiles = 0;
+    std::uint32_t columns = 0;
+    std::uint32_t rows = 0;
+    std::uint32_t tileSize = 0;
+    std::uint64_t points = 0;  // sum over the tiles
+};
+
+/// What a full pass over the points finds.
+struct PointSummary {
+    std::uint64_t points = 0;
+    std::uint64_t coloured = 0;  // other than black
+    // Without any point there is nothing below to look at.
+    double min[3] = {0, 0, 0};  // metres, aligned frame
+    double max[3] = {0, 0, 0};
+    float minIntensity = 0;
+    float maxIntensity = 0;
+};
+
+/// Everything that `info` reports about a scan.
+struct ScanReport {
+    std::string path;
+    ScanKind kind = ScanKind::CL3;
+    std::uint64_t bytes = 0;
+    std::unique_ptr<CLFileHeader> header;  // null for PTX
+    bool hasGrid = false;
+    std::uint32_t columns = 0;
+    std::uint32_t rows = 0;
+    std::optional<IndexLayout> index;
+    Alignment alignment;
+    std::uint64_t records = 0;  // native scans: with and without a point
+    bool hasColour = false;     // a place for it
+    StationPhotos photos;       // beside a native scan
+    std::vector<std::string> problems;
+    std::optional<PointSummary> summary;
+};
+
+/// Looks at a scan without reading its points. A scan that is damaged is described as far as it can
+/// be, with its problems. Throws ScanError when there is nothing to describe.
+BRISKO_SCAN_EXPORT ScanReport describeScan(const std::string& path);
+
+/// Reads all points. Throws ScanError(Damaged) or Cancelled.
+BRISKO_SCAN_EXPORT PointSummary summarizePoints(const std::string& path,
+                                                const ProgressFunction& progress = {});
+
+}  // namespace brisko::scan

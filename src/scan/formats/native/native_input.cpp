@@ -1,0 +1,163 @@
+#include "scan/formats/native/native_input.h"
+
+#include <brisko_scan/photos.h>
+#include <brisko_scan/scan_error.h>
+#include "base/staged_output.h"
+#include "scan/integrity/scan_check.h"
+
+#include <brisko_codec/cl3_codec.h>
+#include <brisko_codec/clr_codec.h>
+#include <brisko_codec/color_codec.h>
+
+#include <algorithm>
+
+namespace brisko::scan {
+namespace {
+
+/// Codecs that colour on four threads while points are written.
+BriskoCodec* createColouringCodec(const ScanFacts& facts) {
+    if (facts.kind == ScanKind::CLR) return ColorCodecCreator::CreateCLRGridCodec();
+    if (facts.hasGrid) return ColorCodecCreator::CreateCL3GridCodec();
+    return ColorCodecCreator::CreateCL3Codec();
+}
+
+}  // namespace
+
+NativeInput::NativeInput(const std::string& path, ColourSource source,
+                         const std::vector<std::string>& later)
+    : m_source(source),
+      m_later(later),
+      m_positions(3 * kBatch),
+      m_intensities(kBatch),
+      m_colours(3 * kBatch),
+      m_columns(kBatch),
+      m_rows(kBatch) {
+    ScanLayout layout = scanKind(path) == ScanKind::CL3 ? inspectCL3(path) : inspectCLR(path);
+    requireSound(layout);
+    takeFacts(std::move(layout));
+    for (const std::string& file : m_later) {
+        const ScanLayout next = inspectCLR(file);
+        requireSound(next);
+        m_facts.records += next.records;
+    }
+    openCodec();
+}
+
+BriskoCodec* NativeInput::createCodec() const {
+    if (m_source == ColourSource::Photos) return createColouringCodec(m_facts);
+    if (!m_later.empty()) return createCLRSeriesCodec(m_later);
+    if (m_facts.kind == ScanKind::CLR) return CLRGridCodec::Create();
+    if (m_facts.hasGrid) return CL3GridCodec::Create();
+    return CL3Codec::Create();
+}
+
+void NativeInput::takeFacts(ScanLayout layout) {
+    m_facts.path = layout.path;
+    m_facts.kind = layout.kind;
+    m_facts.hasGrid = layout.kind == ScanKind::CLR || layout.index;
+    m_facts.columns = layout.columns;
+    m_facts.rows = layout.rows;
+    if (layout.index) m_facts.bandColumns = layout.index->tileSize;
+    m_facts.storesColour = layout.kind == ScanKind::CL3 && layout.header->GetPointFormat() == 1;
+    m_facts.isColoured = m_source == ColourSource::Photos;
+    m_facts.storesColour = m_facts.storesColour || m_facts.isColoured;
+    m_facts.records = layout.records;
+    m_facts.header = std::move(layout.header);
+    m_steps = m_facts.kind == ScanKind::CLR ? m_facts.columns : m_facts.records;
+}
+
+void NativeInput::openCodec() {
+    m_reader.reset();
+    m_codec.reset(createCodec());
+    if (!m_codec) throw std::bad_alloc();
+    if (m_source == ColourSource::Photos) setPhotoOutlines(*m_codec, PhotoOutlines::Whole);
+    if (!m_codec->Open(m_facts.path.c_str())) failToOpen();
+    setFrame(*m_codec, Frame::Scanner);
+    m_facts.alignment = getAlignment(*m_codec);
+    if (m_facts.alignment.source == AlignmentSource::Unreadable) {
+        const std::string path = companionOf(m_facts.path, ".alg");
+        throw ScanError(ErrorKind::Damaged, {},
+                        path + (isReplacementMark(path)
+                                    ? ": the scan was not replaced to its end; write it again"
+                                    : ": cannot be read as an alignment; move it away to read the "
+                                      "scan without one"));
+    }
+    m_reader = std::make_unique<PointBatchReader>(*m_codec);
+}
+
+/// Names the photo that keeps a scan from being coloured, if it is one: a scan that got here is sound.
+void NativeInput::failToOpen() const {
+    if (m_source == ColourSource::Photos) requireUsable(decodeStationPhotos(m_facts.path));
+    throw ScanError(ErrorKind::Damaged, m_facts.path, "cannot be opened as a scan");
+}
+
+void NativeInput::rewind() {
+    m_started = false;
+    m_done = 0;
+    // Points that are coloured ahead come in one pass.
+    if (m_source == ColourSource::Photos) openCodec();
+}
+
+const char* NativeInput::stepUnit() const {
+    return m_facts.kind == ScanKind::CLR ? "columns" : "points";
+}
+
+std::size_t NativeInput::readBatch() {
+    const PointArrays arrays{m_positions.data(), m_intensities.data(), m_colours.data(),
+                             m_columns.data(), m_rows.data()};
+    if (m_started) return m_reader->readNext(arrays, kBatch);
+    m_started = true;
+    return m_reader->readFirst(arrays, kBatch);
+}
+
+void NativeInput::read(std::vector<CellPoint>& points) {
+    points.resize(readBatch());
+    if (points.empty()) requireWholePass();
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        CellPoint& point = points[i];
+        point.x = m_positions[3 * i];
+        point.y = m_positions[3 * i + 1];
+        point.z = m_positions[3 * i + 2];
+        point.intensity = m_intensities[i];
+        point.red = m_colours[3 * i];
+        point.green = m_colours[3 * i + 1];
+        point.blue = m_colours[3 * i + 2];
+        point.column = m_columns[i];
+        point.row = m_rows[i];
+    }
+    requireFinite(points);
+    countSteps(points);
+}
+
+/// The library hands out what can be had of a damaged scan; here that is an error.
+void NativeInput::requireWholePass() const {
+    const ReadProblem problem = getReadProblem(*m_codec);
+    if (!problem && !m_reader->hasReadError()) return;
+    failDamaged(problem.file.ends_with(".ij") || problem.file.empty() ? m_facts.path : problem.file,
+                problem.file.empty() ? m_facts.path + ": cannot be read to its end"
+                                     : problem.file + ": byte " + std::to_string(problem.offset) +
+                                           ": " + problem.text);
+}
+
+void NativeInput::requireFinite(const std::vector<CellPoint>& points) const {
+    double sum = 0;  // 0, or not a number
+    for (const CellPoint& p : points)
+        sum += (p.x - p.x) + (p.y - p.y) + (p.z - p.z) +
+               static_cast<double>(p.intensity - p.intensity);
+    if (sum == 0) return;
+    failDamaged(m_facts.path, m_facts.path + ": a record is not finite in all its numbers");
+}
+
+void NativeInput::countSteps(const std::vector<CellPoint>& points) {
+    if (points.empty()) {
+        m_done = m_steps;
+        return;
+    }
+    if (m_facts.kind == ScanKind::CLR) {
+        m_done = points.back().column;
+    } else {
+        m_done += points.size();
+    }
+}
+
+}  // namespace brisko::scan

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <brisko_scan/inspect.h>
+
+#include <brisko_codec/alignment.h>
+#include <brisko_codec/file_header.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace brisko::scan {
+
+/// What the files of a native scan say of themselves, found without reading a point. The walk from
+/// block to block tells a scan that was cut short from a complete one, which readers cannot.
+struct ScanLayout {
+    std::string path;
+    ScanKind kind = ScanKind::CL3;
+    std::uint64_t bytes = 0;
+    std::unique_ptr<CLFileHeader> header;
+    std::uint64_t records = 0;  // of all blocks, with and without a point
+    std::optional<IndexLayout> index;
+    /// The grid: of the index, or of a CLR header. 0 x 0 where it is not known.
+    std::uint32_t columns = 0;
+    std::uint32_t rows = 0;
+    /// What is wrong, each with its file and place. Empty for a sound scan.
+    std::vector<std::string> problems;
+};
+
+/// Throws ScanError(Damaged) only when the scan file itself cannot be read.
+ScanLayout inspectCL3(const std::string& path);
+ScanLayout inspectCLR(const std::string& path);
+
+/// Adds what is wrong with the header's angles.
+void addAngleProblem(ScanLayout& layout);
+
+/// The alignment beside a scan.
+Alignment alignmentOf(const std::string& scan);
+
+/// Whether two matrices differ by no more than the 18 decimals of a companion can keep.
+bool isSameMatrix(const double (&a)[16], const double (&b)[16]);
+
+/// Throws ScanError(Damaged) with the first problem, if there is one.
+void requireSound(const ScanLayout& layout);
+
+}  // namespace brisko::scan

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "scan/files/input_file.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace brisko::scan {
+
+/// The lines of a text file of any size, read in large blocks.
+class LineReader {
+public:
+    explicit LineReader(const std::string& path);
+
+    /// The next line without its end ("\n" or "\r\n"); valid until the next call. False at the end
+    /// of the file. Throws ScanError(Damaged) for a line too long to be one of a scan.
+    bool next(std::string_view& line);
+    /// The line that next() gives again at its next call.
+    bool peek(std::string_view& line);
+
+    /// Number of the line that was read last, from 1.
+    std::uint64_t number() const { return m_number; }
+    /// Bytes of the lines read so far.
+    std::uint64_t position() const { return m_blockStart + m_begin; }
+    std::uint64_t size() const { return m_file.size(); }
+    const std::string& path() const { return m_file.path(); }
+
+private:
+    bool refill();
+
+    InputFile m_file;
+    std::vector<char> m_buffer;
+    std::size_t m_begin = 0;         // of what is not yet read
+    std::size_t m_end = 0;           // of what was loaded
+    std::uint64_t m_blockStart = 0;  // place of the buffer in the file
+    std::uint64_t m_number = 0;
+};
+
+}  // namespace brisko::scan

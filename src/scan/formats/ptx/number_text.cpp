@@ -1,0 +1,149 @@
+#include "scan/formats/ptx/number_text.h"
+
+#include "scan/formats/ptx/decimal.h"
+
+#include <brisko_codec/codec.h>
+
+#include <charconv>
+#include <cmath>
+
+namespace brisko::scan {
+namespace {
+
+bool isBlankCharacter(char c) {
+    return c == ' ' || c == '\t';
+}
+
+void skipBlanks(std::string_view& line) {
+    while (!line.empty() && isBlankCharacter(line.front()))
+        line.remove_prefix(1);
+}
+
+/// Whether a number that stops here is one, or has something stuck to its end.
+bool endsAt(const char* stop, std::string_view line) {
+    return stop == line.data() + line.size() || isBlankCharacter(*stop);
+}
+
+void cutFrom(std::string_view& line, const char* stop) {
+    line.remove_prefix(static_cast<std::size_t>(stop - line.data()));
+}
+
+/// Numbers of every notation.
+template <class Number>
+bool takeAny(std::string_view& line, Number& number) {
+    std::string_view rest = line;
+    // from_chars knows no plus sign.
+    if (rest.size() > 1 && rest[0] == '+' && rest[1] != '-') rest.remove_prefix(1);
+    const auto [stop, error] = std::from_chars(rest.data(), rest.data() + rest.size(), number);
+    if (error != std::errc{} || !endsAt(stop, rest)) return false;
+    cutFrom(line, stop);
+    return true;
+}
+
+/// Plain digits for everything a scanner measures; exponents only where digits would run on.
+std::chars_format notation(double value) {
+    const double size = std::abs(value);
+    return size == 0 || (size >= 1e-7 && size < 1e9) ? std::chars_format::fixed
+                                                     : std::chars_format::general;
+}
+
+// A share is cut to the fewest digits that give its intensity again. At most one number of six digits
+// comes back as a given float, so the first try finds every number that was written with six or fewer;
+// nine digits tell all floats apart.
+constexpr int kFewestDigits = 6, kMostDigits = 9;
+
+/// Shares of intensities above all others: 0.0001 to 1. Null when rounding in this way may err.
+char* putUsualShare(char* out, double share, float intensity) {
+    if (!(share >= 1e-4 && share <= 1)) return nullptr;
+    int places = kFewestDigits;
+    for (const double limit : {1e-1, 1e-2, 1e-3})
+        places += share < limit;
+    for (const int most = places + kMostDigits - kFewestDigits;; ++places) {
+        const double scaled = share * kPowersOfTen[places];
+        const Decimal decimal{static_cast<std::uint64_t>(scaled + 0.5), places};
+        const double moved = std::abs(scaled - static_cast<double>(decimal.digits));
+        // The product has an error of its own, of up to 1e-7.
+        if (moved > 0.5 - 1e-6) return nullptr;
+        if (places == most || toFullScale(valueOf(decimal)) == intensity) {
+            return putDecimal(out, decimal);
+        }
+    }
+}
+
+char* putAnyShare(char* out, double share, float intensity) {
+    for (int digits = kFewestDigits;; ++digits) {
+        char* const end = std::to_chars(out, out + kLongestNumber, share,
+                                        std::chars_format::scientific, digits - 1)
+                              .ptr;
+        double read = 0;
+        std::from_chars(out, end, read);
+        if (digits == kMostDigits || toFullScale(read) == intensity) {
+            return putCoordinate(out, read);
+        }
+    }
+}
+
+}  // namespace
+
+bool takeNumber(std::string_view& line, double& number) {
+    std::string_view rest = line;
+    skipBlanks(rest);
+    const bool isNegative = !rest.empty() && rest.front() == '-';
+    Decimal decimal;
+    const char* const stop =
+        readDecimal(rest.data() + isNegative, rest.data() + rest.size(), decimal);
+    if (stop && endsAt(stop, rest)) {
+        number = isNegative ? -valueOf(decimal) : valueOf(decimal);
+        cutFrom(rest, stop);
+    } else {
+        double value = 0;
+        if (!takeAny(rest, value) || !std::isfinite(value)) return false;
+        number = value;
+    }
+    line = rest;
+    return true;
+}
+
+bool takeColour(std::string_view& line, std::uint8_t& colour) {
+    std::string_view rest = line;
+    skipBlanks(rest);
+    if (!takeAny(rest, colour)) return false;
+    line = rest;
+    return true;
+}
+
+bool isBlank(std::string_view line) {
+    skipBlanks(line);
+    return line.empty();
+}
+
+char* putCoordinate(char* out, double metres) {
+    constexpr int kPlaces = 6;  // what files of scans have at most
+    constexpr double kOne = 1e6, kMost = 1e9;
+    const double size = std::abs(metres);
+    if (size > 0 && size < kMost) {
+        const Decimal decimal{static_cast<std::uint64_t>(size * kOne + 0.5), kPlaces};
+        if (valueOf(decimal) == size) {
+            if (metres < 0) *out++ = '-';
+            return putDecimal(out, decimal);
+        }
+    }
+    return std::to_chars(out, out + kLongestNumber, metres, notation(metres)).ptr;
+}
+
+bool fitsFullScale(double share) {
+    constexpr double kBeyondFloats = 0x1.ffffffp127;  // what is less rounds to a finite float
+    return std::abs(share * static_cast<double>(BriskoCodec::i_range)) < kBeyondFloats;
+}
+
+float toFullScale(double share) {
+    return static_cast<float>(share * static_cast<double>(BriskoCodec::i_range));
+}
+
+char* putIntensity(char* out, float intensity) {
+    const double share = static_cast<double>(intensity) / static_cast<double>(BriskoCodec::i_range);
+    char* const end = putUsualShare(out, share, intensity);
+    return end ? end : putAnyShare(out, share, intensity);
+}
+
+}  // namespace brisko::scan

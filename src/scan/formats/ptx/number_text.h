@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+/// Numbers as PTX files spell them, always with a decimal point.
+namespace brisko::scan {
+
+/// Takes the next number off the front of a line, with the blanks before it. False, and nothing
+/// taken, when there is none, it is not finite, or something is stuck to its end.
+bool takeNumber(std::string_view& line, double& number);
+/// The same for a colour, 0 to 255.
+bool takeColour(std::string_view& line, std::uint8_t& colour);
+/// Whether nothing but blanks is left.
+bool isBlank(std::string_view line);
+
+/// Room for any number below.
+inline constexpr int kLongestNumber = 32;
+
+/// Writes the shortest text that reads back to the same number; returns its end.
+char* putCoordinate(char* out, double metres);
+
+/// An intensity as a share of 1 (PTX) as a full-scale one (0 to 2200).
+float toFullScale(double share);
+/// Whether that is a float, be it ever so large: every finite intensity has a share that comes back.
+bool fitsFullScale(double share);
+/// The shortest text whose number comes back through toFullScale as the same intensity.
+char* putIntensity(char* out, float intensity);
+
+}  // namespace brisko::scan

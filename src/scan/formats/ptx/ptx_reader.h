@@ -1,0 +1,73 @@
+#pragma once
+
+#include <brisko_scan/scan_error.h>
+#include "scan/formats/ptx/line_reader.h"
+#include "scan/formats/ptx/ptx_header.h"
+
+#include <brisko_codec/cell_reader.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace brisko::scan {
+
+/// Something in a PTX file that does not fit the layout.
+class PtxDamage : public ScanError {
+public:
+    /// line: where it is, from 1; 0 where it is in none.
+    PtxDamage(const std::string& path, std::uint64_t line, const std::string& reason, bool isCell);
+
+    std::uint64_t line() const { return m_line; }
+    const std::string& reason() const { return m_reason; }
+    /// Whether it is the line of a single cell, behind which reading can go on.
+    bool isCell() const { return m_isCell; }
+
+private:
+    std::uint64_t m_line;
+    std::string m_reason;
+    bool m_isCell;
+};
+
+/// Reads a PTX file of one scan, whatever its size, with the memory of one block.
+/// Everything that does not fit the layout is a PtxDamage, a ScanError(Damaged) that names the line.
+class PtxReader {
+public:
+    /// Opens the file and reads its header.
+    explicit PtxReader(const std::string& path);
+
+    const PtxHeader& header() const { return m_header; }
+    bool hasColour() const { return m_fields == kPtxColourFields; }
+
+    /// Replaces the points by the next ones, at most `capacity`, column by column with rising rows;
+    /// empty cells are passed over. Scanner's frame; intensity 0 to 2200. No points: the scan is at
+    /// its end, and the file held exactly one. Where the line of a cell is damaged, `points` holds those
+    /// before it, and the next call goes on with the next cell.
+    void read(std::vector<CellPoint>& points, std::size_t capacity);
+    /// Cells passed so far, with and without a point.
+    std::uint64_t cells() const { return std::uint64_t{m_column} * m_header.rows + m_row; }
+
+    std::uint64_t bytesRead() const { return m_lines.position(); }
+    std::uint64_t bytes() const { return m_lines.size(); }
+
+private:
+    void readHeader();
+    void requireRoomForCells();
+    void countFields();
+    bool readCell(CellPoint& point);
+    void passCell();
+    void requireEnd();
+    std::string_view nextLine(const char* what);
+    std::uint32_t readCount(const char* what);
+    void readNumbers(double* numbers, int count, const char* what);
+    [[noreturn]] void fail(const std::string& reason, bool isCell = false) const;
+
+    LineReader m_lines;
+    PtxHeader m_header;
+    int m_fields = kPtxFields;
+    std::uint32_t m_column = 0;  // of the next cell
+    std::uint32_t m_row = 0;
+};
+
+}  // namespace brisko::scan

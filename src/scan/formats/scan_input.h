@@ -1,0 +1,75 @@
+#pragma once
+
+#include <brisko_scan/scan_kind.h>
+
+#include <brisko_codec/alignment.h>
+#include <brisko_codec/cell_reader.h>
+#include <brisko_codec/file_header.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace brisko::scan {
+
+/// What is known of a scan before its points are read.
+struct ScanFacts {
+    std::string path;
+    ScanKind kind = ScanKind::CL3;
+    /// The grid. Not known of a CL3 scan without index.
+    std::uint32_t columns = 0;
+    std::uint32_t rows = 0;
+    bool hasGrid = false;
+    /// Points come ordered by bands of so many columns; 1: column by column.
+    std::uint32_t bandColumns = 1;
+    Alignment alignment;
+    /// Common fields and angles; null for PTX, which has none.
+    std::unique_ptr<CLFileHeader> header;
+    /// Whether the points have a place for colours, be they all black.
+    bool storesColour = false;
+    /// Whether these are there for sure, without a look at the points.
+    bool isColoured = false;
+    /// Records of the files; 0 where they are not counted (PTX).
+    std::uint64_t records = 0;
+};
+
+/// Reads the points of a scan in the scanner's frame, whatever its format.
+class ScanInput {
+public:
+    virtual ~ScanInput() = default;
+
+    const ScanFacts& facts() const { return m_facts; }
+
+    /// Replaces the points by the next ones, in the scanner's frame; none at the end of the scan.
+    /// Throws ScanError(Damaged).
+    virtual void read(std::vector<CellPoint>& points) = 0;
+    /// Starts again with the first point.
+    virtual void rewind() = 0;
+
+    /// How far the reading has come, for a Progress: steps done, of so many, called so.
+    virtual std::uint64_t stepsDone() const = 0;
+    virtual std::uint64_t steps() const = 0;
+    virtual const char* stepUnit() const = 0;
+
+protected:
+    static constexpr std::size_t kBatch = 1 << 15;  // points
+
+    ScanFacts m_facts;
+};
+
+/// Opens a scan. Its files are checked for completeness first, and an alignment that is there but
+/// cannot be read is an error: the points would be in the wrong place without a word.
+/// Throws ScanError(Request) for a name that is not a scan's, ScanError(Damaged) for everything else.
+std::unique_ptr<ScanInput> openScan(const std::string& path);
+
+/// The same for a raw scan that lies in several files.
+///   later  the files after the first, in their order
+std::unique_ptr<ScanInput> openSeries(const std::string& first,
+                                      const std::vector<std::string>& later);
+
+/// The same for native scans, with the points coloured from the photos beside the scan.
+std::unique_ptr<ScanInput> openColouredScan(const std::string& path);
+
+}  // namespace brisko::scan

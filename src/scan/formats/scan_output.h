@@ -1,0 +1,89 @@
+#pragma once
+
+#include <brisko_codec/cell_reader.h>
+#include <brisko_codec/file_header.h>
+#include <brisko_scan/convert.h>
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+
+namespace brisko::scan {
+
+enum class OutputFormat { IndexedCL3, PlainCL3, CLR, PTX, PLY };
+
+/// Where an output goes and what it says besides its points.
+struct OutputTarget {
+    std::string path;       // where to write
+    std::string shownPath;  // how messages name it
+    std::uint32_t columns = 0;
+    std::uint32_t rows = 0;
+    double matrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    bool withColour = false;     // where the format leaves a choice
+    bool inColumnOrder = false;  // points come column by column, not only band by band
+    ProgressFunction progress;   // asked whether to go on while the output is read back
+    CLRFileHeader header;        // grid, angles and texts of native formats
+};
+
+/// A scan being written. Points come column by column (native formats: by bands of 256 columns);
+/// columns and rows count from the first of the output.
+class ScanOutput {
+public:
+    virtual ~ScanOutput() = default;
+
+    /// Throws ScanError(NotWritten) when they cannot be written.
+    virtual void write(std::span<const CellPoint> points) = 0;
+    /// Completes the files and compares them with what was given.
+    /// Throws ScanError(NotWritten) when they do not hold it.
+    virtual void finish() = 0;
+
+    /// Points stored.
+    std::uint64_t points() const { return m_points; }
+    /// Of these, the ones stored with a colour other than black.
+    std::uint64_t coloured() const { return m_coloured; }
+    const LeftOut& leftOut() const { return m_leftOut; }
+
+protected:
+    /// Counts a point that is stored with its colour.
+    void count(const CellPoint& p) {
+        ++m_points;
+        m_coloured += (p.red | p.green | p.blue) != 0;
+    }
+
+    std::uint64_t m_points = 0;
+    std::uint64_t m_coloured = 0;
+    LeftOut m_leftOut;
+};
+
+/// Sees that bands of columns follow each other: what comes too late, a writer would drop.
+class BandOrder {
+public:
+    BandOrder(std::uint32_t bandColumns, const std::string& shownPath)
+        : m_bandColumns(bandColumns), m_shownPath(shownPath) {}
+
+    /// Throws ScanError(Damaged) for a column of a band that already passed.
+    void require(std::uint32_t column) {
+        const std::uint32_t band = column / m_bandColumns;
+        if (band < m_band) failOrder(column);
+        m_band = band;
+    }
+
+private:
+    [[noreturn]] void failOrder(std::uint32_t column) const;
+
+    std::uint32_t m_bandColumns;
+    std::string m_shownPath;
+    std::uint32_t m_band = 0;
+};
+
+std::unique_ptr<ScanOutput> createOutput(OutputFormat format, const OutputTarget& target);
+
+// One of each, in files of their own.
+std::unique_ptr<ScanOutput> createIndexedCL3Output(const OutputTarget& target);
+std::unique_ptr<ScanOutput> createPlainCL3Output(const OutputTarget& target);
+std::unique_ptr<ScanOutput> createCLROutput(const OutputTarget& target);
+std::unique_ptr<ScanOutput> createPtxOutput(const OutputTarget& target);
+std::unique_ptr<ScanOutput> createPlyOutput(const OutputTarget& target);
+
+}  // namespace brisko::scan

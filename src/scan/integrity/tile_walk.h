@@ -1,0 +1,70 @@
+#pragma once
+
+#include <brisko_scan/progress.h>
+#include "scan/files/byte_stream.h"
+#include "scan/files/input_file.h"
+#include "scan/integrity/tile_entries.h"
+
+#include <brisko_codec/cell_reader.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace brisko::scan {
+
+struct Salvage;
+
+/// Finds the points of a damaged indexed scan and their cells. Blocks and tiles stand in the same
+/// order, and each says how many points it has: where one is damaged the other helps out.
+class TileWalk {
+public:
+    using Sink = std::function<void(const std::vector<CellPoint>&)>;
+
+    /// Reads what the index says of itself and whether it belongs to the scan.
+    TileWalk(const std::string& scan, unsigned pointFormat, const std::string& index);
+
+    /// Empty when the index can be used, or why it cannot.
+    const std::string& problem() const { return m_problem; }
+    std::uint32_t columns() const { return m_columns; }
+    std::uint32_t rows() const { return m_rows; }
+    std::uint32_t tileSize() const { return m_tileSize; }
+
+    void run(Salvage& salvage, TaskProgress& progress, const Sink& sink);
+    std::uint64_t bytes() const { return m_scan.size() + m_index.size(); }
+
+private:
+    std::string readHeader();
+    bool belongsToScan();
+    std::uint64_t tileOffset(std::uint64_t tile) const;
+    bool announcedPoints(std::uint64_t tile, std::uint32_t& points);
+    bool announcedRecords(std::uint64_t offset, std::uint32_t& records);
+    std::uint64_t wholeRecords(std::uint64_t block) const;
+    bool leadsOn(std::uint64_t tile, std::uint64_t block, std::uint32_t records);
+    std::uint32_t chooseRecords(std::uint64_t tile, std::uint64_t block);
+    template <class Visit>
+    bool forEachEntry(std::uint64_t tile, const Visit& visit);
+    void countEntries(std::uint64_t tile);
+    void loseRest(std::uint64_t tile, TaskProgress& progress);
+    void loseIndex(std::uint64_t tile);
+    void takeCells(std::uint64_t tile, std::uint64_t block, std::uint64_t records,
+                   const Sink& sink);
+    bool takeCell(std::uint64_t tile, std::uint64_t block, const TileEntries::Entry& entry);
+
+    std::string m_scanPath, m_indexPath;
+    ByteStream m_scan, m_index;
+    InputFile m_scanCounts, m_indexCounts;  // for looks ahead: the streams stay where they are
+    unsigned m_format;
+    std::uint64_t m_recordSize;
+    std::string m_problem;
+    std::uint32_t m_columns = 0, m_rows = 0, m_tileSize = 0;
+    std::uint64_t m_tiles = 0, m_tilesDown = 0;
+    std::uint32_t m_entries = 0;  // of a tile that stand for a point, as far as the index goes
+    bool m_tileIsWhole = false;   // the index reaches its end
+    std::vector<CellPoint> m_points;
+    Salvage* m_salvage = nullptr;
+};
+
+}  // namespace brisko::scan

@@ -1,0 +1,47 @@
+#include "scan/files/input_file.h"
+#include "scan/jobs/conversion.h"
+
+#include <brisko_scan/scan_error.h>
+#include <brisko_scan/scan_kind.h>
+
+namespace brisko::scan {
+namespace {
+
+void requireFormats(const ConvertOptions& options) {
+    if (scanKind(options.input) == ScanKind::PTX) {
+        throw ScanError(ErrorKind::Request, options.input,
+                        "only .cl3 and .clr scans have photos beside them");
+    }
+    if (extensionOf(options.output) == ".clr") {
+        throw ScanError(ErrorKind::Request, options.output, ".clr has no place for colours",
+                        "name the output .cl3, .ptx or .ply");
+    }
+    requireOutput(options);
+}
+
+/// Throws where colouring would give black points only, or none.
+void requirePhotos(const std::string& scan) {
+    const InputFile there(scan);  // a scan that is missing has no photos for another reason
+    const StationPhotos photos = findStationPhotos(scan);
+    requireUsable(photos);
+    if (photos.count(PhotoUse::Used) > 0) return;
+    if (photos.photos.empty()) {
+        throw ScanError(ErrorKind::Request, scan,
+                        "there are no photos (.jpg) beside it to take colours from");
+    }
+    throw ScanError(ErrorKind::Request, scan,
+                    "none of the photos beside it can be used: " + ignoredTexts(photos).front());
+}
+
+}  // namespace
+
+ConvertResult colourScan(const ConvertOptions& options, StationPhotos& photos) {
+    requireFormats(options);
+    requirePhotos(options.input);
+    std::unique_ptr<ScanInput> input = openColouredScan(options.input);
+    // The input holds most of the photos now, so this decodes little.
+    photos = decodeStationPhotos(options.input);
+    return convertInput(options, std::move(input), "colour");
+}
+
+}  // namespace brisko::scan

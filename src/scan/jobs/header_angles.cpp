@@ -1,0 +1,122 @@
+#include "scan/jobs/header_angles.h"
+
+#include "scan/formats/native/header_file.h"
+#include "scan/formats/native/native_check.h"
+
+#include <cmath>
+#include <limits>
+
+namespace brisko::scan {
+namespace {
+
+constexpr double kDefaultStep = 1;  // degrees, where the points tell nothing
+
+/// An angle of a damaged header may be anything; what a float cannot hold becomes 0.
+float narrow(double degrees) {
+    return std::abs(degrees) <= static_cast<double>(std::numeric_limits<float>::max())
+               ? static_cast<float>(degrees)
+               : 0.0f;
+}
+
+struct Span {
+    double start = 0;
+    double step = 0;
+};
+
+/// A header's span as a start and a signed step.
+Span spanOf(float start, float stop, std::uint32_t count) {
+    return {start,
+            count > 0 ? (static_cast<double>(stop) - static_cast<double>(start)) / count : 0};
+}
+
+void setAzimuth(CLFileHeader& header, const Span& span, std::uint32_t first, std::uint32_t end) {
+    header.SetStartAzimuthAngle(narrow(span.start + first * span.step));
+    header.SetStopAzimuthAngle(narrow(span.start + end * span.step));
+}
+
+void setZenith(CLFileHeader& header, const Span& span, std::uint32_t first, std::uint32_t end) {
+    header.SetStartZenithAngle(narrow(span.start + first * span.step));
+    header.SetStopZenithAngle(narrow(span.start + end * span.step));
+}
+
+bool isWhole(const ScanFacts& input, const CellWindow& window) {
+    return window.firstColumn == 0 && window.firstRow == 0 && window.endColumn == input.columns &&
+           window.endRow == input.rows;
+}
+
+/// The writers put their version into CL3 files; in CLR files they leave what they are given.
+void setRawVersion(CLFileHeader& header) {
+    const std::string version = header.GetFileVersion();
+    if (version.front() == '\0' || version.starts_with("CL3")) header.SetFileVersion("CLR_0.7");
+}
+
+void readBack(CLFileHeader& header, const OutputTarget& target) {
+    if (!header.Read(target.path.c_str())) failToWrite(target.shownPath);
+}
+
+}  // namespace
+
+CLRFileHeader outputHeader(const ScanFacts& input, const CellWindow& window) {
+    CLRFileHeader header;
+    if (input.header) {
+        static_cast<CLFileHeader&>(header) = *input.header;
+        if (!isWhole(input, window)) {
+            const CLFileHeader& from = *input.header;
+            setAzimuth(
+                header,
+                spanOf(from.GetStartAzimuthAngle(), from.GetStopAzimuthAngle(), input.columns),
+                window.firstColumn, window.endColumn);
+            setZenith(header,
+                      spanOf(from.GetStartZenithAngle(), from.GetStopZenithAngle(), input.rows),
+                      window.firstRow, window.endRow);
+        }
+    }
+    setRawVersion(header);
+    header.SetAzimuthResolution(static_cast<int>(window.endColumn - window.firstColumn));
+    header.SetZenithResolution(static_cast<int>(window.endRow - window.firstRow));
+    return header;
+}
+
+void setAngles(CLFileHeader& header, const AngleEstimate& estimate, const CellWindow& window) {
+    const AngleStep azimuth = estimate.azimuth();
+    const AngleStep zenith = estimate.zenith();
+    // Cells are about as wide as they are high, so one axis helps out for the other.
+    const double other = zenith.known ? std::abs(zenith.step) : kDefaultStep;
+    const double zenithOther = azimuth.known ? std::abs(azimuth.step) : kDefaultStep;
+    setAzimuth(header, {azimuth.start, azimuth.known ? azimuth.step : other}, window.firstColumn,
+               window.endColumn);
+    setZenith(header, {zenith.start, zenith.known ? zenith.step : zenithOther}, window.firstRow,
+              window.endRow);
+}
+
+void patchAngles(const OutputTarget& target, OutputFormat format, const AngleEstimate& estimate,
+                 const CellWindow& window) {
+    if (format == OutputFormat::CLR) {
+        CLRFileHeader header;
+        readBack(header, target);
+        setAngles(header, estimate, window);
+        rewriteHeader(target.path, header, target.shownPath);
+        return;
+    }
+    CL3FileHeader header;
+    readBack(header, target);
+    setAngles(header, estimate, window);
+    const auto step = [](float start, float stop, std::uint32_t count) {
+        return std::abs((stop - start) / static_cast<float>(count));
+    };
+    header.SetDeltaAzimuthAngle(step(header.GetStartAzimuthAngle(), header.GetStopAzimuthAngle(),
+                                     window.endColumn - window.firstColumn));
+    header.SetDeltaZenithAngle(step(header.GetStartZenithAngle(), header.GetStopZenithAngle(),
+                                    window.endRow - window.firstRow));
+    rewriteHeader(target.path, header, target.shownPath);
+}
+
+void patchSteps(const OutputTarget& target, const CL3FileHeader& input) {
+    CL3FileHeader header;
+    readBack(header, target);
+    header.SetDeltaAzimuthAngle(input.GetDeltaAzimuthAngle());
+    header.SetDeltaZenithAngle(input.GetDeltaZenithAngle());
+    rewriteHeader(target.path, header, target.shownPath);
+}
+
+}  // namespace brisko::scan

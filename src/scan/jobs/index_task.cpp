@@ -1,0 +1,170 @@
+#include <brisko_scan/index.h>
+
+#include <brisko_scan/progress.h>
+#include <brisko_scan/staged_scan.h>
+#include "scan/files/output_size.h"
+#include "scan/jobs/column_order.h"
+#include "scan/jobs/header_angles.h"
+#include "scan/jobs/index_job.h"
+#include "scan/jobs/input_lock.h"
+#include "scan/jobs/tracked_index.h"
+
+#include <algorithm>
+
+namespace brisko::scan {
+namespace {
+
+constexpr std::uint32_t kBand = 256;  // columns that the indexed writer keeps at a time
+constexpr double kWriting = 0.6;      // share of the work; the rest is reading back
+
+/// Says how much of a task is done, and what is being done. Throws ScanError(Cancelled).
+using ShareFunction = std::function<void(double share, const char* stage)>;
+
+/// Follows a pass over a scan, as a part of a task's progress.
+class Pass {
+public:
+    Pass(ScanInput& scan, const ShareFunction& progress, double end, const char* stage)
+        : m_scan(scan), m_progress(progress), m_end(end), m_stage(stage) {}
+
+    void reach() const {
+        const double share = static_cast<double>(m_scan.stepsDone()) /
+                             static_cast<double>(std::max<std::uint64_t>(m_scan.steps(), 1));
+        m_progress(m_end * std::min(share, 1.0), m_stage);
+    }
+
+private:
+    ScanInput& m_scan;
+    const ShareFunction& m_progress;
+    double m_end;
+    const char* m_stage;
+};
+
+OutputTarget makeTarget(const IndexTask& task, const ScanFacts& facts, const StagedScan& staged) {
+    OutputTarget target;
+    target.path = staged.path();
+    target.shownPath = task.output;
+    target.columns = facts.columns;
+    target.rows = facts.rows;
+    std::copy(std::begin(facts.alignment.matrix), std::end(facts.alignment.matrix), target.matrix);
+    target.header = outputHeader(facts, {0, facts.columns, 0, facts.rows});
+    return target;
+}
+
+std::uint64_t inputBytes(const IndexTask& task) {
+    std::uint64_t sum = bytesOf(task.input);
+    if (task.route == IndexRoute::Again) sum += bytesOf(companionOf(task.input, ".ij"));
+    for (const std::string& member : task.members)
+        sum += bytesOf(member);
+    return sum;
+}
+
+/// Writes the points of a scan that knows their cells, in one pass.
+IndexedPoints writeByCells(const IndexTask& task, const StagedScan& staged,
+                           const ShareFunction& progress) {
+    const std::unique_ptr<ScanInput> input =
+        task.members.empty() ? openScan(task.input) : openSeries(task.input, task.members);
+    const ScanFacts& facts = input->facts();
+    requireReasonableSize(task.input, task.output, leastIndexedBytes(facts.columns, facts.rows),
+                          inputBytes(task));
+    const OutputTarget target = makeTarget(task, facts, staged);
+    staged.requireAlignment(target.matrix);
+    const std::unique_ptr<ScanOutput> output = createIndexedCL3Output(target);
+    const auto write = [&](std::span<const CellPoint> points) { output->write(points); };
+    ColumnOrder order(facts.bandColumns, facts.path, task.output, write);
+    const bool inBands = facts.bandColumns == 1 || facts.bandColumns == kBand;
+
+    IndexedPoints given;
+    given.alignment = facts.alignment;
+    const Pass pass(*input, progress, kWriting, "writing the indexed scan");
+    std::vector<CellPoint> points;
+    for (input->read(points); !points.empty(); input->read(points)) {
+        for (const CellPoint& point : points)
+            given.tally.add(point, true);
+        if (inBands) {
+            write(points);
+        } else {
+            order.add(points);
+        }
+        pass.reach();
+    }
+    if (!inBands) order.finish();
+    output->finish();
+    if (task.route == IndexRoute::Again) {
+        patchSteps(target, dynamic_cast<const CL3FileHeader&>(*facts.header));
+    }
+    return given;
+}
+
+/// Finds the cells of a scan without index. The input is read once more, strictly: the conversion takes
+/// what it can get.
+IndexedPoints writeByAngles(const IndexTask& task, const StagedScan& staged,
+                            const ShareFunction& progress) {
+    const std::unique_ptr<ScanInput> input = openScan(task.input);
+    IndexedPoints given;
+    given.withCells = false;
+    given.alignment = input->facts().alignment;
+    const Pass pass(*input, progress, 0, "reading the scan");
+    std::vector<CellPoint> points;
+    for (input->read(points); !points.empty(); input->read(points)) {
+        for (const CellPoint& point : points)
+            given.tally.add(point, false);
+        pass.reach();
+    }
+    indexByAngles(task, staged.path(),
+                  [&](double share) { progress(kWriting * share, "finding cells by angles"); });
+    return given;
+}
+
+IndexOutcome skipped(const std::string& why) {
+    IndexOutcome outcome;
+    outcome.state = IndexOutcome::State::Skipped;
+    outcome.text = why;
+    return outcome;
+}
+
+IndexOutcome makeIndexed(const IndexTask& task, const ShareFunction& progress) {
+    const InputLock lock(task.input, [&] { progress(0, "waiting for another process"); });
+    // Another process may have done it since the inputs were looked at.
+    if (!task.force && isUpToDate(task)) return skipped(upToDateText(task));
+    StagedScan staged(task.output);
+    const bool byAngles = task.route == IndexRoute::ByAngles;
+    const IndexedPoints given =
+        byAngles ? writeByAngles(task, staged, progress) : writeByCells(task, staged, progress);
+    IndexOutcome outcome = checkIndexed(task, staged.path(), given, [&](double share) {
+        progress(kWriting + (1 - kWriting) * share, "comparing it with its input");
+    });
+    staged.commit([&](const ProgressUpdate&) {
+        progress(1, "bringing it to the disk");
+        return true;
+    });
+    return outcome;
+}
+
+IndexOutcome failed(const std::string& text, ErrorKind kind) {
+    IndexOutcome outcome;
+    outcome.kind = kind;
+    outcome.text = text;
+    if (kind == ErrorKind::Cancelled) outcome.state = IndexOutcome::State::Stopped;
+    return outcome;
+}
+
+}  // namespace
+
+IndexOutcome runIndexTask(const IndexTask& task, const IndexProgress& progress) {
+    const ShareFunction reach = [&](double share, const char* stage) {
+        if (progress && !progress(share, stage)) {
+            throw ScanError(ErrorKind::Cancelled, {}, "cancelled");
+        }
+    };
+    try {
+        return makeIndexed(task, reach);
+    } catch (const ScanError& error) {
+        return failed(error.what(), error.kind());
+    } catch (const std::bad_alloc&) {
+        return failed(task.input + ": out of memory", ErrorKind::Damaged);
+    } catch (const std::exception& error) {
+        return failed(task.input + ": " + error.what(), ErrorKind::Damaged);
+    }
+}
+
+}  // namespace brisko::scan
