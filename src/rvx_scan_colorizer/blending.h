@@ -1,6 +1,7 @@
 #pragma once
 
 #include "rvx_scan_colorizer/projection.h"
+#include "rvx_scan_colorizer/station_files.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -8,16 +9,23 @@
 namespace brisko {
 
 /// How a photo is blended over those before it: its share grows from 0 at the photo's edge to 1 at
-/// some distance inside. Which edges count depends on the camera.
+/// some distance inside. Which edges count depends on the camera. All blending rules are here: a new
+/// one is a value of Edges, its choice in edgesOf and its case in weightAt.
 class Blending {
 public:
     enum class Edges {
         All,
-        AllButRight,  // cameras of type 2
-        UpperHalf,    // type 2 in steps of 30: only the upper half is the view; with seams at its
-                      // lower right corner
+        AllButRight,
+        UpperHalf,       // only the upper half is the view; with seams at its lower right corner
         UpperHalfPlain,  // the same without the seams
     };
+    /// The rule for photos of a camera.
+    static Edges edgesOf(const CameraTraits& traits, int cameraStep, StationKind station) {
+        if (traits.showsUpperHalf(cameraStep)) {
+            return station == StationKind::WithOffset ? Edges::UpperHalfPlain : Edges::UpperHalf;
+        }
+        return traits.rightEdgeBlends ? Edges::All : Edges::AllButRight;
+    }
 
     Blending() = default;
     /// Sizes are those of the working frame; `width` is the distance over which the share grows.
@@ -57,7 +65,7 @@ private:
             const bool isCorner = m_rows - row + toRight < m_wholeWidth;
             return isCorner ? 0 : 1 - share(toRight);
         }
-        // The seam runs over the corner as a diagonal, in front of which the right edge counts.
+        // The seam crosses the corner as a diagonal; before it the right edge counts.
         const bool isBeforeSeam =
             half < row && row < lowerEdge && isRight && lowerEdge - row + toRight < m_wholeWidth;
         if (isBeforeSeam) return share(toRight);

@@ -19,8 +19,8 @@ struct BoxTreeBox {
     std::array<Range, Dimensions> axes;
 
     bool contains(const std::array<Coordinate, Dimensions>& point) const {
-        // A NaN lies in no box. All comparisons are made: six are cheaper than a jump that goes
-        // either way.
+        // A NaN lies in no box. All comparisons are made: six cost less than a jump that is
+        // predicted badly.
         bool inside = true;
         for (std::size_t i = 0; i < Dimensions; ++i) {
             inside &= axes[i].minimum <= point[i];
@@ -62,11 +62,11 @@ public:
     using Entry = std::pair<Box, Item>;
 
     struct Node {
-        Node(const Box& space, std::size_t behind, std::size_t number)
-            : box(space), end(behind), leaf(number) {}
+        Node(const Box& space, std::size_t next, std::size_t number)
+            : box(space), end(next), leaf(number) {}
 
         Box box;
-        std::size_t end;   // the node behind this one and all below it
+        std::size_t end;   // the node after this one and all below it
         std::size_t leaf;  // number of the entry, or kBranch
     };
     static constexpr std::size_t kBranch = static_cast<std::size_t>(-1);
@@ -154,7 +154,7 @@ private:
         order(entries.subspan(half));
     }
 
-    /// Neighbours are paired level by level from the leaves up, an odd one out rising unpaired. So
+    /// Neighbours are paired level by level from the leaves up; a last one without a pair rises as it is. So
     /// the node at a height above entry `first` covers the next 2^height entries, as far as there
     /// are any, and is no node of its own where its second half is empty.
     Box layOut(std::size_t first, std::size_t height) {

@@ -1,31 +1,86 @@
 #include "rvx_scan_colorizer/camera.h"
 
+#include "rvx_scan_colorizer/calibration_files.h"
+
+#include <algorithm>
+
 namespace brisko {
 
 namespace {
 
-/// Cameras of type 1 are calibrated for pictures smaller than those they store.
-ImageSize workingSize(int cameraType, const ImageSize& nominal) {
-    if (cameraType != 1) return nominal;
-    switch (nominal.width) {
-        case 1280:
-            return {400, 300};
-        case 2560:
-            return {800, 600};
-        default:
-            return {200, 150};
+/// The station's calibration. A missing one fails under the name that it usually has.
+Calibration readStationCalibration(const StationFiles& station, const CameraTraits& traits) {
+    const std::string& path = station.calibration(traits.kind);
+    if (path.empty()) {
+        throw FileFailure(station.projectFolder + "/" + std::string(traits.calibration));
     }
+    return readCalibration(path, traits.layout);
 }
 
-bool usesUpperHalf(const CameraRecord& record) {
-    return record.cameraType == 2 && record.cameraStep == 30;
+/// The calibration's camera on the head, wherever the head points for this photo.
+CameraModel placedOnHead(const Calibration& calibration, const PhotoFiles& photo) {
+    const HeadAngles angles = readHeadAngles(photo.angles);
+    const Matrix3 levelling = photo.levelling.empty() ? Matrix3() : readLevelling(photo.levelling);
+    CameraModel camera = calibration.camera;
+    camera.pose = CameraPose::ofHead(angles.horizontal, angles.tilt, levelling);
+    if (calibration.carrier) {
+        camera.pose = camera.pose.inside(calibration.carrier->origin, calibration.carrier->axes);
+    }
+    camera.pose = camera.pose.inside(calibration.mounting.origin, calibration.mounting.axes);
+    return camera;
 }
 
-Blending::Edges edgesOf(const CameraRecord& record, StationKind kind) {
-    if (record.cameraType != 2) return Blending::Edges::All;
-    if (record.cameraStep != 30) return Blending::Edges::AllButRight;
-    return kind == StationKind::WithOffset ? Blending::Edges::UpperHalfPlain
-                                           : Blending::Edges::UpperHalf;
+/// The record's values are not used, but a record that cannot be read is a failure.
+void readStationRecordOf(const StationFiles& station, const PhotoFiles& photo,
+                         const CameraTraits& traits) {
+    if (traits.stationRecord == 0 || photo.stationRecord.empty()) return;
+    if (station.hasOffsetLine && !traits.readsStationRecordAtOffset) return;
+    readStationRecord(photo.stationRecord, traits.stationRecord);
+}
+
+/// A camera that comes with each photo: its kind shows in the size of its pixels.
+CameraRecord readOwnCamera(const PhotoFiles& photo) {
+    CameraRecord record;
+    CameraModel model = readCameraText(photo.camera);
+    record.kind = kindOfPixels(model.pixelSize);
+    record.modelPath = photo.camera;
+    if (photo.exterior.empty()) return record;
+    model.pose = readExteriorText(photo.exterior);
+    record.model = model;
+    return record;
+}
+
+bool hasFilesFor(const CameraTraits& traits, const StationFiles& station, const PhotoFiles& photo) {
+    const bool hasRecord = !traits.needsStationRecord || !photo.stationRecord.empty();
+    return hasRecord && !station.calibration(traits.kind).empty();
+}
+
+/// The kind of the station's camera that took a photo; nothing when none of its cameras did. With a
+/// camera whose photos begin with a letter, the letter alone decides.
+std::optional<CameraKind> kindOf(const StationFiles& station, const PhotoFiles& photo) {
+    const auto& all = allCameraTraits();
+    const bool lettersDecide = std::any_of(all.begin(), all.end(), [&](const CameraTraits& traits) {
+        return traits.photosBegin != 0 && !station.calibration(traits.kind).empty();
+    });
+    for (const CameraTraits& traits : all) {
+        const bool isIts = lettersDecide ? photo.name.starts_with(traits.photosBegin)
+                                         : hasFilesFor(traits, station, photo);
+        if (isIts) return traits.kind;
+    }
+    if (lettersDecide) return std::nullopt;
+    return CameraKind::Classic;
+}
+
+CameraRecord readStationCamera(const StationFiles& station, const PhotoFiles& photo) {
+    CameraRecord record;
+    const std::optional<CameraKind> kind = kindOf(station, photo);
+    if (!kind) return record;
+    const CameraTraits& traits = traitsOf(*kind);
+    record.kind = *kind;
+    readStationRecordOf(station, photo, traits);
+    record.model = placedOnHead(readStationCalibration(station, traits), photo);
+    record.modelPath = station.calibration(*kind);
+    return record;
 }
 
 double blendWidth(const CameraModel& model, const ImageSize& nominal, const ImageSize& working) {
@@ -41,7 +96,7 @@ struct View {
 };
 
 View viewOf(const CameraRecord& record, const Projection& projection, const ImageSize& size) {
-    if (usesUpperHalf(record)) {
+    if (traitsOf(record.kind).showsUpperHalf(record.cameraStep)) {
         constexpr int kBelowMiddle = 199;
         return {{0, 0}, {size.width - 1, size.height / 2 + kBelowMiddle}};
     }
@@ -69,22 +124,30 @@ std::vector<Pixel> outlineOf(const View& view, PhotoOutlines outlines) {
 
 }  // namespace
 
-Camera prepareCamera(const CameraRecord& record, StationKind kind, PhotoOutlines outlines) {
+CameraRecord readCameraRecord(const StationFiles& station, const PhotoFiles& photo) {
+    CameraRecord record = station.kind == StationKind::PerPhoto ? readOwnCamera(photo)
+                                                                : readStationCamera(station, photo);
+    record.path = photo.path;
+    record.cameraStep = station.cameraStep;
+    return record;
+}
+
+Camera prepareCamera(const CameraRecord& record, StationKind station, PhotoOutlines outlines) {
     Camera camera;
     camera.path = record.path;
-    if (kind == StationKind::Turned) camera.turn = turnOfCameraType(record.cameraType);
+    const CameraTraits& traits = traitsOf(record.kind);
+    if (station == StationKind::Turned) camera.turn = traits.turn;
     const ImageSize nominal = getImageDimention(record.path);
     camera.pixels =
         static_cast<std::uint64_t>(nominal.width) * static_cast<std::uint64_t>(nominal.height);
     if (!record.model) return camera;
-    camera.size = workingSize(record.cameraType, nominal);
-    camera.projection = Projection(*record.model, record.cameraType, nominal, camera.size);
-    camera.blending = Blending(edgesOf(record, kind), camera.size,
+    camera.size = traits.workingSize(nominal);
+    camera.projection = Projection(*record.model, traits, nominal, camera.size);
+    camera.blending = Blending(Blending::edgesOf(traits, record.cameraStep, station), camera.size,
                                blendWidth(*record.model, nominal, camera.size));
     for (const Pixel& pixel : outlineOf(viewOf(record, camera.projection, camera.size), outlines)) {
         camera.outline.push_back(camera.projection.directionTo(pixel, camera.isBeyondReach));
     }
-    camera.seesAnything = true;
     return camera;
 }
 

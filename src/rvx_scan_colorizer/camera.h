@@ -3,20 +3,33 @@
 #include <brisko_codec/color_codec.h>
 
 #include "rvx_scan_colorizer/blending.h"
-#include "rvx_scan_colorizer/camera_record.h"
 #include "rvx_scan_colorizer/decoded_image.h"
 #include "rvx_scan_colorizer/projection.h"
+#include "rvx_scan_colorizer/station_files.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace brisko {
 
+/// One photo of a station with what its files say about the camera.
+struct CameraRecord {
+    std::string path;
+    CameraKind kind = CameraKind::Classic;
+    int cameraStep = 60;
+    std::optional<CameraModel> model;  // without one the photo shows nothing, but is loaded
+    std::string modelPath;             // the file that describes the camera
+};
+
+/// Reads the calibration of a photo that the station takes. Throws FileFailure when a file that the
+/// kind of station asks for is missing or cannot be opened.
+CameraRecord readCameraRecord(const StationFiles& station, const PhotoFiles& photo);
+
 /// A photo of a station, ready to colour points: everything but its pixels. Does not change.
 struct Camera {
     std::string path;
     Turn turn = Turn::None;
-    bool seesAnything = false;
     Projection projection;
     Blending blending;
     ImageSize size;                // of the working frame
@@ -40,6 +53,6 @@ private:
 
 /// Reads the header of the photo and works out the rest. Throws what getImageDimention and
 /// Projection::directionTo throw.
-Camera prepareCamera(const CameraRecord& record, StationKind kind, PhotoOutlines outlines);
+Camera prepareCamera(const CameraRecord& record, StationKind station, PhotoOutlines outlines);
 
 }  // namespace brisko

@@ -1,18 +1,36 @@
 #include "rvx_scan_colorizer/decoded_image.h"
 
 #include <sys/mman.h>
+#include <unistd.h>
 #include <algorithm>
+#include <condition_variable>
+#include <mutex>
 #include <new>
 
 namespace brisko {
 
 namespace {
 
+constexpr std::uint64_t kGiB = std::uint64_t{1} << 30;
+constexpr std::uint64_t kMostDecoding = kGiB;
+
+struct Decoding {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::uint64_t bytes = 0;  // of the photos that are being decoded
+};
+
+/// Never destroyed: a worker may outlive it.
+Decoding& decoding() {
+    static Decoding& shared = *new Decoding;
+    return shared;
+}
+
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
 
-/// Points of one scan line fall into ever other rows of a photo, so with small pages nearly every
-/// one of them would wait for the page tables. Large photos ask for large pages, but for what would
-/// fill a part of the last one only: over many photos these parts add up.
+/// Points of one scan line fall into a different row of a photo each, so with small pages nearly every
+/// point would wait for the page tables. Large photos ask for large pages, except for the last, partly
+/// filled one: over many photos these parts add up.
 void* allocate(std::size_t size) {
     if (size < kHugePage) return std::malloc(size);
     void* memory = nullptr;
@@ -59,18 +77,6 @@ DecodedImage::DecodedImage(int columns, int rows) : m_columns(columns), m_rows(r
     if (!m_pixels) throw std::bad_alloc();
 }
 
-Turn turnOfCameraType(int cameraType) {
-    switch (cameraType) {
-        case 0:
-            return Turn::Quarter;
-        case 1:
-        case 2:
-            return Turn::Half;
-        default:
-            return Turn::Nothing;
-    }
-}
-
 DecodedImage turned(DecodedImage image, Turn turn) {
     switch (turn) {
         case Turn::None:
@@ -80,10 +86,32 @@ DecodedImage turned(DecodedImage image, Turn turn) {
         case Turn::Half:
             halfTurn(image);
             return image;
-        case Turn::Nothing:
-            return {};
     }
-    return {};
+    return image;
+}
+
+std::uint64_t heldPhotoBytes() {
+    const long pages = sysconf(_SC_PHYS_PAGES), pageSize = sysconf(_SC_PAGESIZE);
+    if (pages <= 0 || pageSize <= 0) return kGiB;
+    const auto memory = static_cast<std::uint64_t>(pages) * static_cast<std::uint64_t>(pageSize);
+    return std::clamp(memory / 4, kGiB / 4, 2 * kGiB);
+}
+
+DecodingTurn::DecodingTurn(std::uint64_t bytes) : m_bytes(bytes) {
+    Decoding& shared = decoding();
+    std::unique_lock lock(shared.mutex);
+    shared.changed.wait(lock,
+                        [&] { return shared.bytes == 0 || shared.bytes + bytes <= kMostDecoding; });
+    shared.bytes += bytes;
+}
+
+DecodingTurn::~DecodingTurn() {
+    Decoding& shared = decoding();
+    {
+        const std::lock_guard lock(shared.mutex);
+        shared.bytes -= m_bytes;
+    }
+    shared.changed.notify_all();
 }
 
 }  // namespace brisko

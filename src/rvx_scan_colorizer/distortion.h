@@ -14,7 +14,7 @@ namespace brisko {
 ///   x' = x (1 + k1 r^2 + k2 r^4 + k3 r^6) + p1 (r^2 + 2 x^2) + 2 p2 x y
 ///   y' = y (1 + k1 r^2 + k2 r^4 + k3 r^6) + p2 (r^2 + 2 y^2) + 2 p1 x y
 ///
-/// Camera models tell which of the terms count: code 0 the radial ones, through a table over the
+/// The model code says which terms count: code 0 the radial ones, through a table over the
 /// radius; code 1 all; code 2 the radial ones. Other codes are unknown.
 class Distortion {
 public:

@@ -1,10 +1,71 @@
 #include "rvx_scan_colorizer/image_cache.h"
 
+#include "base/file.h"
 #include "base/worker_pool.h"
+#include "rvx_scan_colorizer/jpeg_file.h"
 
 #include <algorithm>
+#include <map>
+#include <mutex>
+#include <tuple>
 
 namespace brisko {
+
+namespace {
+
+using Key = std::tuple<FileStamp, Turn>;
+
+struct Entry {
+    std::mutex mutex;  // held while the photo is decoded
+    std::weak_ptr<const DecodedImage> image;
+};
+
+/// All photos that somebody in this process holds. Never destroyed: a worker may outlive it.
+class Registry {
+public:
+    static Registry& instance() {
+        static Registry& registry = *new Registry;
+        return registry;
+    }
+
+    std::shared_ptr<Entry> entry(const Key& key) {
+        const std::lock_guard lock(m_mutex);
+        forgetUnused();
+        std::shared_ptr<Entry>& entry = m_entries[key];
+        if (!entry) entry = std::make_shared<Entry>();
+        return entry;
+    }
+
+private:
+    /// An entry that only the registry holds is not being filled, and no other thread can get it now.
+    /// Its mutex is locked all the same, so that what the last thread wrote into it is visible here.
+    void forgetUnused() {
+        std::erase_if(m_entries, [](const auto& item) {
+            Entry& entry = *item.second;
+            if (item.second.use_count() > 1) return false;
+            const std::lock_guard lock(entry.mutex);
+            return entry.image.expired();
+        });
+    }
+
+    std::mutex m_mutex;
+    std::map<Key, std::shared_ptr<Entry>> m_entries;
+};
+
+}  // namespace
+
+SharedImage loadSharedImage(const std::string& path, Turn turn) {
+    const std::optional<FileStamp> stamp = fileStamp(path.c_str());
+    if (!stamp) throw std::exception();
+    const std::shared_ptr<Entry> entry = Registry::instance().entry({*stamp, turn});
+    const std::lock_guard lock(entry->mutex);
+    SharedImage image = entry->image.lock();
+    if (!image) {
+        image = std::make_shared<const DecodedImage>(readImage(path, turn));
+        entry->image = image;
+    }
+    return image;
+}
 
 ImageCache::ImageCache(std::size_t cameras, std::size_t capacity, Loader loader, Stamper stamper)
     : m_loader(std::move(loader)),
@@ -44,7 +105,7 @@ const DecodedImage* ImageCache::setImage(std::size_t place, int camera) {
     if (slot.camera >= 0) m_slotOf[static_cast<std::size_t>(slot.camera)] = kNoSlot;
     if (slot.image) m_pushedOut.push_back(std::move(slot.image));
     slot = {nullptr, -1, m_query - 1};
-    // Before the file is read: what changes it meanwhile counts as a change.
+    // Before the file is read: a change during the reading counts as a change.
     const std::optional<FileStamp> stamp = m_stamper(camera);
     try {
         slot.image = m_loader(camera);

@@ -1,18 +1,28 @@
 #pragma once
 
 #include "base/file.h"
-#include "rvx_scan_colorizer/shared_images.h"
+#include "rvx_scan_colorizer/decoded_image.h"
 
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace brisko {
 
-/// The decoded photos of one handle: at most so many, the one that has not been used for the longest
-/// time goes first.
+/// A decoded photo. It never changes, so all users of the same file share it.
+using SharedImage = std::shared_ptr<const DecodedImage>;
+
+/// Decodes a photo, or returns the one that this process still holds: the same state of the same file,
+/// turned the same way. Different photos are decoded in parallel; a thread that asks for a photo that
+/// is being decoded waits for it.
+/// Throws: as readImage.
+SharedImage loadSharedImage(const std::string& path, Turn turn);
+
+/// The decoded photos of one handle: at most so many; the photo longest unused is dropped first.
 ///
 /// Time is counted in queries. A photo that a query uses is as new as the end of that query; one that
 /// it has to load is a query older, and so is chosen before those used along with it.

@@ -1,7 +1,6 @@
 #include "rvx_scan_colorizer/jpeg_file.h"
 
 #include "base/file.h"
-#include "rvx_scan_colorizer/decoding_budget.h"
 #include "rvx_scan_colorizer/fallback_decoder.h"
 
 #include <turbojpeg.h>
@@ -67,7 +66,7 @@ public:
     ImageSize claimedSize() const {
         ImageSize size;
         int subsampling = 0;
-        // The decoder's interface of old takes bytes that it may change; it does not.
+        // The decoder's old interface asks for bytes that it may change, but does not change them.
         if (tjDecompressHeader2(m_decompressor.get(), bytes(), length(), &size.width, &size.height,
                                 &subsampling) != 0) {
             raise(tjGetErrorStr2(m_decompressor.get()), m_function, __LINE__);
@@ -95,7 +94,7 @@ public:
         return failed ? DecodedImage() : std::move(image);
     }
 
-    /// Whether the last decoding went on behind something that makes no sense. Photos of kinds that
+    /// Whether the last decoding went on after damage. Photos of kinds that
     /// this decoder does not know are not damaged.
     bool metDamage() const { return tjGetErrorCode(m_decompressor.get()) == TJERR_WARNING; }
 

@@ -35,7 +35,7 @@ inline constexpr const char* kSizeFunction =
 inline constexpr const char* kDecodeFunction = "void __cdecl ImageData::setImage(int,bool)";
 }  // namespace jpeg_text
 
-/// The size that a JPEG's header tells.
+/// The size in a JPEG's header.
 /// Throws: std::exception, without a message, when the file cannot be opened; std::runtime_error with
 /// a text (of jpeg_text, or the decoder's own) when it holds no header or is beyond the limits.
 ImageSize getImageDimention(const std::string& path);

@@ -6,40 +6,29 @@ namespace brisko {
 
 namespace {
 
-struct SensorSize {
-    double columns, rows;
-};
-
-/// The pixels that the pitches of a calibration speak of.
-SensorSize calibratedSensor(int cameraType) {
-    return cameraType == 0 ? SensorSize{1200, 1600} : SensorSize{2560, 1920};
-}
-
-int marginOf(int workingLength, int nominalLength, int cameraType) {
-    const int nominalMargin = cameraType == 1 || cameraType == 2 ? 0 : 10;
+int marginOf(int workingLength, int nominalLength, int nominalMargin) {
     return static_cast<int>(
         std::ceil(static_cast<double>(workingLength) * nominalMargin / nominalLength));
 }
 
 }  // namespace
 
-double sensorWidth(double pixelSize) {
-    return pixelSize >= 0.005 && pixelSize <= 0.02 ? 1200 : 2560;
+int sensorWidth(double pixelSize) {
+    return traitsOf(kindOfPixels(pixelSize)).sensor.width;
 }
 
-Projection::Projection(const CameraModel& model, int cameraType, const ImageSize& nominal,
-                       const ImageSize& working)
+Projection::Projection(const CameraModel& model, const CameraTraits& traits,
+                       const ImageSize& nominal, const ImageSize& working)
     : m_pose(model.pose),
       m_principalDistance(model.principalDistance * 1000),
       m_originX(model.principalX * 1000),
       // Model 0 counts the principal point's y down from the upper edge, the others up from it.
       m_originY(model.modelCode == 0 ? model.principalY * 1000 : -model.principalY * 1000),
-      m_marginX(marginOf(working.width, nominal.width, cameraType)),
-      m_marginY(marginOf(working.height, nominal.height, cameraType)) {
+      m_marginX(marginOf(working.width, nominal.width, traits.margin)),
+      m_marginY(marginOf(working.height, nominal.height, traits.margin)) {
     const double width = working.width, height = working.height;
-    const SensorSize sensor = calibratedSensor(cameraType);
-    m_pitchX = model.pitchX * 1000 * sensor.columns / width;
-    m_pitchY = model.pitchY * 1000 * sensor.rows / height;
+    m_pitchX = model.pitchX * 1000 * traits.sensor.width / width;
+    m_pitchY = model.pitchY * 1000 * traits.sensor.height / height;
     m_tolerance = model.pitchX * 1000 * sensorWidth(model.pixelSize) / width / 10;
     if (!(m_pitchX > 0 && m_pitchY > 0)) return;
     m_firstColumn = m_marginX;

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "rvx_scan_colorizer/camera_model.h"
+#include "rvx_scan_colorizer/camera_traits.h"
 #include "rvx_scan_colorizer/distortion.h"
-#include "rvx_scan_colorizer/jpeg_file.h"
 
 #include <cstdint>
 
@@ -29,7 +29,7 @@ class Projection {
 public:
     /// Sees nothing.
     Projection() = default;
-    Projection(const CameraModel& model, int cameraType, const ImageSize& nominal,
+    Projection(const CameraModel& model, const CameraTraits& traits, const ImageSize& nominal,
                const ImageSize& working);
 
     /// Where a point appears: x, y, z metres, scanner frame. Returns false when it does not: behind
@@ -81,6 +81,6 @@ private:
 };
 
 /// The nominal number of pixels across the sensor, by the size of its pixels in millimetres.
-double sensorWidth(double pixelSize);
+int sensorWidth(double pixelSize);
 
 }  // namespace brisko

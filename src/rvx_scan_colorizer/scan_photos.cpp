@@ -3,19 +3,80 @@
 #include "base/file.h"
 #include "rvx_scan_colorizer/calibration_files.h"
 #include "rvx_scan_colorizer/camera.h"
-#include "rvx_scan_colorizer/camera_fault.h"
-#include "rvx_scan_colorizer/camera_record.h"
 #include "rvx_scan_colorizer/folder_listing.h"
-#include "rvx_scan_colorizer/shared_images.h"
+#include "rvx_scan_colorizer/image_cache.h"
 #include "rvx_scan_colorizer/station_files.h"
 
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
 #include <optional>
 
 namespace brisko {
 
 namespace {
 
-/// The size that the header tells; nothing when it tells none.
+std::string numberText(double value) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.6g", value);
+    return text;
+}
+
+bool isRotation(const Matrix3& matrix) {
+    // Far from exact: files round. What has no direction at all is what counts.
+    constexpr double kShortest = 1e-6;
+    return std::all_of(std::begin(matrix.rows), std::end(matrix.rows), [](const Vector3& row) {
+        const double length = std::hypot(row[0], row[1], row[2]);
+        return std::isfinite(length) && length > kShortest;
+    });
+}
+
+/// The field of a model that cannot be; empty where all are well. Models keep metres.
+std::string fieldFault(const CameraModel& model) {
+    const struct {
+        const char* field;
+        double value;
+    } lengths[] = {{"principal distance", model.principalDistance},
+                   {"horizontal pixel pitch", model.pitchX},
+                   {"vertical pixel pitch", model.pitchY}};
+    for (const auto& [field, value] : lengths) {
+        if (value > 0 && std::isfinite(value)) continue;
+        return std::string("the ") + field + " is " + numberText(value * 1000) +
+               " mm; it must be above 0";
+    }
+    if (model.modelCode < 0 || model.modelCode > 2) {
+        return "the model code is " + std::to_string(model.modelCode) + "; 0, 1 and 2 are known";
+    }
+    if (!std::isfinite(model.principalX) || !std::isfinite(model.principalY)) {
+        return "the principal point is not a number";
+    }
+    const auto isFinite = [](double value) { return std::isfinite(value); };
+    if (!std::all_of(model.coefficients.begin(), model.coefficients.end(), isFinite)) {
+        return "a distortion coefficient is not a number";
+    }
+    return {};
+}
+
+/// A file of a camera and what is wrong with it.
+struct CameraFault {
+    std::string file;
+    std::string text;  // names the field: "the horizontal pixel pitch is 0 mm; it must be above 0"
+};
+
+/// Why a camera with a model gives its photo no directions, as far as its files show.
+CameraFault findCameraFault(const CameraRecord& record, const PhotoFiles& photo) {
+    const std::string field = fieldFault(*record.model);
+    if (!field.empty()) return {record.modelPath, field};
+    // What is left is the way from the camera to the scanner.
+    if (isRotation(record.model->pose.rotation)) {
+        return {record.modelPath, "its lens shows no direction at the corners of the photo"};
+    }
+    const bool hasOwnCamera = record.modelPath == photo.camera;
+    const std::string& turns = hasOwnCamera ? photo.exterior : photo.levelling;
+    return {turns.empty() ? record.modelPath : turns, "its rotation gives the camera no direction"};
+}
+
+/// The size in the header; nothing when there is none.
 std::optional<ImageSize> sizeOf(const std::string& path) {
     try {
         return getImageDimention(path);
@@ -104,8 +165,8 @@ private:
     const PhotoFiles& m_files;
 };
 
-/// Calls take(examination) for each photo. Returns the file that keeps from looking at any, if there
-/// is one.
+/// Calls take(examination) for each photo. Returns the file because of which no photo can be examined,
+/// if there is one.
 template <class Take>
 std::string examineAll(const std::string& scanPath, Depth depth, StationKind& kind,
                        const Take& take) {

@@ -2,8 +2,8 @@
 
 #include "base/companion_path.h"
 #include "base/file.h"
+#include "rvx_scan_colorizer/calibration_files.h"
 #include "rvx_scan_colorizer/folder_listing.h"
-#include "rvx_scan_colorizer/station_text.h"
 
 #include <string_view>
 
@@ -11,38 +11,19 @@ namespace brisko {
 
 namespace {
 
-/// A name matches when either spelling occurs anywhere in it. Cases count.
-template <class Role>
-struct FilePattern {
-    std::string_view lower, upper;
-    Role role;
-};
+/// Cases count, but most names have a second spelling.
+bool nameHolds(const std::string& name, std::string_view part, std::string_view inCapitals) {
+    return name.find(part) != std::string::npos || name.find(inCapitals) != std::string::npos;
+}
 
-enum class ProjectRole { NewSingleCamera, ImagesNamedT, ImagesNamedW, ClassicSingleCamera, Offset };
-enum class ScanRole { Photo, CameraStep };
-
-// Tried from the top, and the first match wins: so "ncamcal" stands above the "camcal" in it.
-constexpr FilePattern<ProjectRole> kProjectFiles[] = {
-    {"ncamcal", "NCAMCAL", ProjectRole::NewSingleCamera},
-    {"camcalT", "CAMCALT", ProjectRole::ImagesNamedT},
-    {"camcalW", "CAMCALW", ProjectRole::ImagesNamedW},
-    {"camcal", "CAMCAL", ProjectRole::ClassicSingleCamera},
-    {".ofs", ".ofs", ProjectRole::Offset},
-};
-constexpr FilePattern<ScanRole> kScanFiles[] = {
-    {".jpg", ".JPG", ScanRole::Photo},
-    {"camera_cfg", "CAMERA_CFG", ScanRole::CameraStep},
-};
-
-template <class Role, std::size_t Count>
-std::optional<Role> roleOf(const std::string& name, const FilePattern<Role> (&patterns)[Count]) {
-    for (const auto& pattern : patterns) {
-        const bool matches = name.find(pattern.lower) != std::string::npos ||
-                             name.find(pattern.upper) != std::string::npos;
-        if (matches) return pattern.role;
+std::optional<CameraKind> calibratedKind(const std::string& name) {
+    for (const CameraTraits& traits : allCameraTraits()) {
+        if (nameHolds(name, traits.calibration, traits.calibrationInCapitals)) return traits.kind;
     }
     return std::nullopt;
 }
+
+constexpr std::string_view kOffset = ".ofs";
 
 std::string inFolder(const std::string& folder, const std::string& name) {
     return (folder + "/").append(name);
@@ -68,9 +49,11 @@ PhotoFiles findCompanions(const std::string& path, const std::string& name) {
 void lookThroughScanFolder(const std::string& folder, StationFiles& station) {
     for (const std::string& name : listFiles(folder)) {
         const std::string path = inFolder(folder, name);
-        const std::optional<ScanRole> role = roleOf(name, kScanFiles);
-        if (role == ScanRole::CameraStep) station.cameraStep = readCameraStep(path);
-        if (role != ScanRole::Photo) continue;
+        if (!nameHolds(name, ".jpg", ".JPG")) {
+            const bool hasStep = nameHolds(name, "camera_cfg", "CAMERA_CFG");
+            if (hasStep) station.cameraStep = readCameraStep(path);
+            continue;
+        }
         station.photos.push_back(findCompanions(path, name));
         const PhotoFiles& photo = station.photos.back();
         if (!photo.camera.empty() && !photo.exterior.empty()) station.kind = StationKind::PerPhoto;
@@ -78,16 +61,14 @@ void lookThroughScanFolder(const std::string& folder, StationFiles& station) {
 }
 
 void lookThroughProjectFolder(StationFiles& station) {
-    // Whatever else the name says, and were it a folder.
-    if (holdsEntryNamed(station.projectFolder, ".ofs")) station.kind = StationKind::WithOffset;
+    // Whatever else the name says, and even a folder.
+    if (holdsEntryNamed(station.projectFolder, kOffset)) station.kind = StationKind::WithOffset;
     for (const std::string& name : listFiles(station.projectFolder)) {
         const std::string path = inFolder(station.projectFolder, name);
-        const std::optional<ProjectRole> role = roleOf(name, kProjectFiles);
-        if (!role) continue;
-        if (role == ProjectRole::Offset) {
-            if (readFirstLine(path)) station.hasOffsetLine = true;
-        } else {
-            station.calibrations[static_cast<std::size_t>(*role)] = path;
+        if (const std::optional<CameraKind> kind = calibratedKind(name)) {
+            station.calibrations[static_cast<std::size_t>(*kind)] = path;
+        } else if (nameHolds(name, kOffset, kOffset) && readFirstLine(path)) {
+            station.hasOffsetLine = true;
         }
     }
     // With an offset line the step is set, whatever the scan folder says.
@@ -95,10 +76,6 @@ void lookThroughProjectFolder(StationFiles& station) {
 }
 
 }  // namespace
-
-const char* usualName(ProjectFile file) {
-    return kProjectFiles[static_cast<std::size_t>(file)].lower.data();
-}
 
 StationFiles findStationFiles(const std::string& scanFolder) {
     StationFiles station;

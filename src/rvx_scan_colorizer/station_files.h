@@ -1,5 +1,7 @@
 #pragma once
 
+#include "rvx_scan_colorizer/camera_traits.h"
+
 #include <array>
 #include <optional>
 #include <string>
@@ -14,12 +16,6 @@ enum class StationKind {
     WithOffset = 3,  // the project has an offset file
 };
 
-/// Files of the project folder.
-enum class ProjectFile { NewSingleCamera, ImagesNamedT, ImagesNamedW, ClassicSingleCamera };
-
-/// The name that a file of the project folder has as a rule.
-const char* usualName(ProjectFile file);
-
 /// A photo and its companions. An empty path: no such file.
 struct PhotoFiles {
     std::string path, name;
@@ -31,13 +27,13 @@ struct PhotoFiles {
 struct StationFiles {
     std::string projectFolder;
     StationKind kind = StationKind::Turned;
-    std::array<std::string, 4> calibrations;  // by ProjectFile; empty where there is none
+    std::array<std::string, kCameraKinds> calibrations;  // by kind; empty where there is none
     bool hasOffsetLine = false;
     int cameraStep = 60;
     std::vector<PhotoFiles> photos;  // every photo of the scan folder, used or not
 
-    const std::string& calibration(ProjectFile file) const {
-        return calibrations[static_cast<std::size_t>(file)];
+    const std::string& calibration(CameraKind camera) const {
+        return calibrations[static_cast<std::size_t>(camera)];
     }
     /// Whether the station takes a photo at all.
     bool takes(const PhotoFiles& photo) const {

@@ -188,14 +188,13 @@ TEST(SimulatedCL3, HoldsEveryPointWithItsColourAndEveryCell) {
 }
 
 TEST(SimulatedAlignment, IsTheStationsPoseForEveryFormat) {
-    double pose[16];
-    makeCourtyard().pose.fillMatrix(pose);
+    const auto pose = makeCourtyard().pose.matrix();
     for (const char* format : {"clr", "cl3", "cl3-indexed"}) {
         const TempFolder folder;
         simulateInto(folder, {"--format", format, "--alignment"});
         double matrix[16] = {};
         ASSERT_TRUE(readAlignmentFile((folder / "scan.alg").c_str(), matrix)) << format;
-        EXPECT_TRUE(std::equal(pose, pose + 16, matrix)) << format;  // to the last bit
+        EXPECT_TRUE(std::ranges::equal(pose, matrix)) << format;  // to the last bit
         if (std::string(format) != "clr") continue;
         double low[3], high[3];
         std::int64_t count = 0;

@@ -98,8 +98,8 @@ public:
 
     Place placeOf(const Vector3& point, const PhotoCamera& camera) const {
         const CameraRig& rig = m_plan.rig;
-        const Placement& placement = camera.placement();
-        const Vector3 seen = placement.axes.inverse() * (point * 1000 - placement.origin);
+        const Pose& pose = camera.pose();
+        const Vector3 seen = pose.axes.inverse() * (point * 1000 - pose.origin);
         if (seen.z >= 0) return {};
         const PicturePlace ideal = {-seen.x / seen.z * rig.distance,
                                     -seen.y / seen.z * rig.distance};
@@ -115,12 +115,12 @@ public:
 
     /// Whether nothing stands before the point and all around its pixel has its colour.
     bool isPlain(const Place& place, const PhotoCamera& camera, const Colour& colour) const {
-        const Vector3 eye = m_station.pose.position() + m_station.pose.toWorld(camera.place());
+        const Vector3 eye = m_station.pose.origin + m_station.pose.axes * camera.place();
         const double reach = m_case.coarse / 2 + 0.8;
         for (const double down : {0.0, -reach, reach}) {
             for (const double right : {0.0, -reach, reach}) {
                 const Vector3 direction = camera.direction(place.column + right, place.row + down);
-                const Hit hit = m_station.scene.cast(eye, m_station.pose.toWorld(direction));
+                const Hit hit = m_station.scene.cast(eye, m_station.pose.axes * direction);
                 if (!hit || !alike(hit.colour, colour, 2)) return false;
             }
         }

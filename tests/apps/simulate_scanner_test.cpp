@@ -37,7 +37,7 @@ std::size_t differing(const std::vector<Measurement>& a, const std::vector<Measu
 Station flatGround() {
     return {Scene({{Shape::box({-9999, -9999, -1}, {9999, 9999, 0}), 0}},
                   {{.colour = {0.5, 0.25, 1}, .reflectance = 1}}, {}),
-            Pose({10, 20, 2}, 90, 0, 0)};
+            {{10, 20, 2}, standing(90, 0, 0)}};
 }
 
 TEST(SimulatedScanner, PutsACellWhereItsAnglesSay) {

@@ -127,7 +127,7 @@ TEST(SimulatedScene, BricksLieInShiftedCoursesWithJoints) {
 // The places below are read off the scene's own plan: a yard from x -12 to 12 and y -9 to 9.
 TEST(SimulatedStations, CourtyardHasGroundHouseAndOpenSky) {
     const Station yard = makeCourtyard();
-    const Vector3 eye = yard.pose.position();
+    const Vector3 eye = yard.pose.origin;
     EXPECT_DOUBLE_EQ(yard.scene.cast(eye, kDown).distance, eye.z);
     EXPECT_NEAR(yard.scene.cast(eye, {0, 1, 0}).position.y, 9, 0.31);
     EXPECT_NEAR(yard.scene.cast({-1.5, 8, 5}, {0, 1, 0}).position.y, 9, 1e-12);
@@ -140,7 +140,7 @@ TEST(SimulatedStations, RoomIsClosedAllAround) {
     std::normal_distribution<double> any;
     for (int i = 0; i < 2000; ++i) {
         const Vector3 direction = unit({any(random), any(random), any(random)});
-        const Hit hit = room.scene.cast(room.pose.position(), direction);
+        const Hit hit = room.scene.cast(room.pose.origin, direction);
         ASSERT_TRUE(hit);
         EXPECT_LT(std::abs(hit.position.x), 4 + 1e-9);
         EXPECT_LT(std::abs(hit.position.y), 3 + 1e-9);

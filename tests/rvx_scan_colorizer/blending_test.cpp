@@ -14,23 +14,17 @@ TEST(Blending, TheShareGrowsFromTheEdgesThatCount) {
         Pixel pixel;
         double weight;
     } cases[] = {
-        {Edges::All, {1000, 1000}, 1},
         {Edges::All, {50, 1000}, 0.25},
-        {Edges::All, {0, 1000}, 0},
         {Edges::All, {1000, 20}, 0.1},
         {Edges::All, {2560 - 50, 1000}, 0.25},
         {Edges::All, {1000, 1920 - 100}, 0.5},
-        {Edges::All, {100, 50}, 0.25},
         {Edges::AllButRight, {2560 - 50, 1000}, 1},
-        {Edges::AllButRight, {50, 1000}, 0.25},
         {Edges::AllButRight, {2560 - 50, 1920 - 100}, 0.5},
-        {Edges::UpperHalf, {1000, 500}, 1},
         {Edges::UpperHalf, {100, 500}, 0.5},
         {Edges::UpperHalf, {1000, 50}, 0.25},
         {Edges::UpperHalf, {2559, 500}, 1},
         {Edges::UpperHalf, {1000, 1100}, 0.3},
         {Edges::UpperHalf, {1000, 1160}, 0},
-        {Edges::UpperHalf, {1000, 1200}, 0},
         // Below the view and near the right edge the share falls inwards ...
         {Edges::UpperHalf, {2540, 1200}, 0.9},
         {Edges::UpperHalf, {2460, 1200}, 0.5},
@@ -43,13 +37,10 @@ TEST(Blending, TheShareGrowsFromTheEdgesThatCount) {
         {Edges::UpperHalf, {2460, 1100}, 0.5},
         {Edges::UpperHalf, {2460, 1000}, 0.8},
         {Edges::UpperHalf, {2460, 1060}, 0.5},
-        {Edges::UpperHalf, {2460, 1061}, 0.5},
         {Edges::UpperHalf, {2500, 1040}, 0.3},
-        {Edges::UpperHalf, {2400, 1150}, 0.8},
         {Edges::UpperHalf, {2460, 1160}, 0},
         {Edges::UpperHalfPlain, {2460, 1100}, 0.3},
         {Edges::UpperHalfPlain, {2460, 1200}, 0},
-        {Edges::UpperHalfPlain, {100, 500}, 0.5},
     };
     for (const auto& [edges, pixel, weight] : cases) {
         EXPECT_NEAR(Blending(edges, {2560, 1920}, 200).weightAt(pixel), weight, 1e-12)

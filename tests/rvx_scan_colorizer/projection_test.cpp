@@ -31,12 +31,11 @@ struct Eye {
 /// the head, metres: ahead, to the left, above.
 Eye eyeOnHead(double azimuth, double elevation, const Vector3& mounted) {
     const double a = azimuth * std::numbers::pi / 180, e = elevation * std::numbers::pi / 180;
-    const Vector3 forward = {std::cos(e) * std::cos(a), std::cos(e) * std::sin(a), std::sin(e)};
-    const Vector3 left = {-std::sin(a), std::cos(a), 0};
-    const Vector3 up = {-std::sin(e) * std::cos(a), -std::sin(e) * std::sin(a), std::cos(e)};
-    Eye eye{{}, forward, {-left[0], -left[1], -left[2]}, up};
-    for (std::size_t i = 0; i < 3; ++i)
-        eye.place[i] = mounted[0] * forward[i] + mounted[1] * left[i] + mounted[2] * up[i];
+    Eye eye{{},
+            {std::cos(e) * std::cos(a), std::cos(e) * std::sin(a), std::sin(e)},
+            {std::sin(a), -std::cos(a), 0},
+            {-std::sin(e) * std::cos(a), -std::sin(e) * std::sin(a), std::cos(e)}};
+    eye.place = eye.at(mounted[0], -mounted[1], mounted[2]);
     return eye;
 }
 
@@ -54,8 +53,8 @@ std::pair<int, int> pixelOf(const Camera& camera, const Vector3& point) {
     return {pixel.column, pixel.row};
 }
 
-/// Where a pinhole shows points: 10 mm behind it, in pixels so wide and high. The principal point is
-/// given in pixels from the upper left corner.
+/// Where a pinhole shows points, in pixels so wide and high. The principal point is given in pixels
+/// from the upper left corner.
 struct Pinhole {
     double f, pitchX, pitchY, column, row;
 
@@ -66,15 +65,14 @@ struct Pinhole {
 };
 
 /// Points all over a picture, at different distances.
-void expectPinhole(const Camera& camera, const Eye& eye, const Pinhole& pinhole, int columns,
-                   int rows) {
+void expectPinhole(const Camera& camera, const Eye& eye, const Pinhole& pinhole) {
     int shown = 0;
     for (const double ahead : {0.7, 3.0, 40.0}) {
         for (double toRight = -0.61; toRight < 0.7; toRight += 0.117131) {
             for (double above = -0.83; above < 0.9; above += 0.131371) {
                 const auto [column, row] = pinhole.show(ahead, toRight * ahead, above * ahead);
-                const bool inside =
-                    column >= 10 && column < columns - 10 && row >= 10 && row < rows - 10;
+                const bool inside = column >= 10 && column < camera.size.width - 10 && row >= 10 &&
+                                    row < camera.size.height - 10;
                 const auto expected = inside ? std::pair(column, row) : std::pair(-1, -1);
                 EXPECT_EQ(pixelOf(camera, eye.at(ahead, toRight * ahead, above * ahead)), expected);
                 EXPECT_EQ(pixelOf(camera, eye.at(-ahead, toRight * ahead, above * ahead)),
@@ -87,84 +85,63 @@ void expectPinhole(const Camera& camera, const Eye& eye, const Pinhole& pinhole,
     EXPECT_GT(shown, 100);
 }
 
-TEST(Projection, ClassicCamera) {
-    const PhotoStation station;
-    station.addPhoto("p1", jpegBytes(1200, 1600, Rgb{}), 35, 12);
-    CalibrationText text;
-    text.f = 11;
-    text.x0 = 5.93;  // column 593
-    text.y0 = 8.11;  // row 811, counted down
-    text.position = {120, -40, 75};
-    writeFile(station.inProject("camcal"), classicCalibration(text));
-    expectPinhole(onlyCamera(station), eyeOnHead(35, 12, {0.120, -0.040, 0.075}),
-                  {11, 0.01, 0.01, 593, 811}, 1200, 1600);
+/// Looks to the left of a head, from the same place.
+Eye leftOf(const Eye& head) {
+    return {head.place, {-head.right[0], -head.right[1], -head.right[2]}, head.forward, head.up};
 }
 
-TEST(Projection, AStoredLandscapeIsAPortraitSeenInAnotherGrid) {
-    // Stored 1600 x 1200, a quarter turn from the sensor's 1200 x 1600: the working frame has the
-    // stored numbers, over the upright picture.
-    const ClassicStation station;
-    station.addPhoto("p1", jpegBytes(1600, 1200, Rgb{}), -70, 0);
-    expectPinhole(onlyCamera(station), eyeOnHead(-70, 0, {0, 0, 0}),
-                  {10, 0.01 * 1200 / 1600, 0.01 * 1600 / 1200, 800, 600}, 1600, 1200);
-}
+using Files = std::vector<std::pair<const char*, Bytes>>;  // under the project folder
 
-TEST(Projection, NewerCameraOnACarrier) {
-    const PhotoStation station;
-    station.addPhoto("p1", jpegBytes(1200, 1600, Rgb{}), 200, -5);
-    writeFile(station.inScan("p1.kin"), Bytes(26 * 4));
-    CalibrationText text;
-    text.x0 = 6;
-    text.y0 = 8;
-    text.position = {30, 0, 0};          // ahead on the carrier
-    text.carrierPosition = {0, 0, 200};  // above the head
-    // The carrier's own x looks to the head's left.
-    text.carrierAxes = {{{0, -1, 0}, {1, 0, 0}, {0, 0, 1}}};
-    writeFile(station.inProject("my_ncamcal.bin"), newerCalibration(text));
-    // An eye that looks to the left of the head, 30 mm out and 200 mm up.
-    const Eye head = eyeOnHead(200, -5, {0, 0.030, 0.200});
-    Eye eye = head;
-    eye.forward = {-head.right[0], -head.right[1], -head.right[2]};
-    eye.right = head.forward;
-    expectPinhole(onlyCamera(station), eye, {10, 0.01, 0.01, 600, 800}, 1200, 1600);
-}
-
-TEST(Projection, LevellingComesBeforeTheHead) {
-    const ClassicStation station;
-    station.addPhoto("p1", jpegBytes(1200, 1600, Rgb{}), 0, 0);
+TEST(Projection, EveryKindOfCameraShowsPointsAsItsPinholeDoes) {
+    const CalibrationText classic = {
+        .f = 11, .x0 = 5.93, .y0 = 8.11, .position = {120, -40, 75}};  // y0 is counted down
+    // 30 mm ahead on a carrier 200 mm above the head, whose own x looks to the head's left.
+    const CalibrationText newer = {.x0 = 6,
+                                   .y0 = 8,
+                                   .position = {30, 0, 0},
+                                   .carrierPosition = {0, 0, 200},
+                                   .carrierAxes = {{{0, -1, 0}, {1, 0, 0}, {0, 0, 1}}}};
     // Row by row: the scanner's z becomes x. So the camera looks up.
     ByteWriter levelling;
     for (const double value : {0, 0, 1, 0, 1, 0, -1, 0, 0})
         levelling.f64(value);
-    writeFile(station.inScan("p1.tor"), levelling);
-    expectPinhole(onlyCamera(station), {{0, 0, 0}, {0, 0, 1}, {0, -1, 0}, {-1, 0, 0}},
-                  {10, 0.01, 0.01, 600, 800}, 1200, 1600);
-}
-
-TEST(Projection, CameraOfAPhotoOfItsOwn) {
-    const PhotoStation station;
-    writeFile(station.inScan("a.jpg"), jpegBytes(1200, 1600, Rgb{}));
-    writeFile(station.inScan("a.cmr"), "10\r\n9 6 -8\r\n");
-    // One metre along x, looking along -z with y up: the axes of the scanner themselves.
-    writeFile(station.inScan("a.ext"), "1 0 0\n0 0 0\n");
-    expectPinhole(onlyCamera(station), {{1, 0, 0}, {0, 0, -1}, {1, 0, 0}, {0, 1, 0}},
-                  {9, 0.01, 0.01, 600, 800}, 1200, 1600);
-    // Turned by 90 degrees about x the camera looks along y, with z up.
-    writeFile(station.inScan("a.ext"), "0 0 0.5\n90 0 0\n");
-    expectPinhole(onlyCamera(station), {{0, 0, 0.5}, {0, 1, 0}, {1, 0, 0}, {0, 0, 1}},
-                  {9, 0.01, 0.01, 600, 800}, 1200, 1600);
+    const auto classicFile = std::pair("camcal", classicCalibration({.x0 = 6, .y0 = 8}));
+    const auto text = [](std::string_view view) { return Bytes(view.begin(), view.end()); };
+    const auto lens = std::pair("scan/p1.cmr", text("10\r\n9 6 -8\r\n"));
+    const Pinhole plain = {10, 0.01, 0.01, 600, 800}, own = {9, 0.01, 0.01, 600, 800};
+    const auto expectOf = [](const Files& files, const Eye& eye, const Pinhole& pinhole,
+                             double azimuth = 0, double tilt = 0, ImageSize size = {1200, 1600}) {
+        SCOPED_TRACE(files.back().first);
+        const PhotoStation station;
+        station.addPhoto("p1", jpegBytes(size.width, size.height, Rgb{}), azimuth, tilt);
+        for (const auto& [name, bytes] : files)
+            writeFile(station.inProject(name), bytes);
+        expectPinhole(onlyCamera(station), eye, pinhole);
+    };
+    expectOf({{"camcal", classicCalibration(classic)}}, eyeOnHead(35, 12, {0.120, -0.040, 0.075}),
+             {11, 0.01, 0.01, 593, 811}, 35, 12);
+    // A quarter turn from the sensor's 1200 x 1600: the working frame has the stored numbers, over
+    // the upright picture.
+    expectOf({classicFile}, eyeOnHead(-70, 0, {0, 0, 0}),
+             {10, 0.01 * 1200 / 1600, 0.01 * 1600 / 1200, 800, 600}, -70, 0, {1600, 1200});
+    expectOf({{"my_ncamcal.bin", newerCalibration(newer)}, {"scan/p1.kin", Bytes(26 * 4)}},
+             leftOf(eyeOnHead(200, -5, {0, 0.030, 0.200})), plain, 200, -5);
+    expectOf({classicFile, {"scan/p1.tor", levelling}},
+             {{0, 0, 0}, {0, 0, 1}, {0, -1, 0}, {-1, 0, 0}}, plain);
+    // One metre along x, with the axes of the scanner; then turned by 90 degrees about x.
+    expectOf({lens, {"scan/p1.ext", text("1 0 0\n0 0 0\n")}},
+             {{1, 0, 0}, {0, 0, -1}, {1, 0, 0}, {0, 1, 0}}, own);
+    expectOf({lens, {"scan/p1.ext", text("0 0 0.5\n90 0 0\n")}},
+             {{0, 0, 0.5}, {0, 1, 0}, {1, 0, 0}, {0, 0, 1}}, own);
 }
 
 /// A station with a camera ahead, 1200 x 1600 pixels of 0.01 mm, principal point in the middle.
 Camera cameraWithDistortion(std::int32_t code, const std::vector<double>& coefficients) {
     const PhotoStation station;
     station.addPhoto("p1", jpegBytes(1200, 1600, Rgb{}));
-    CalibrationText text;
-    text.x0 = 6;
-    text.y0 = code == 0 ? 8 : -8;
-    text.code = code;
-    text.coefficients = coefficients;
-    writeFile(station.inProject("camcal"), classicCalibration(text));
+    const double y0 = code == 0 ? 8 : -8;
+    writeFile(station.inProject("camcal"),
+              classicCalibration({.x0 = 6, .y0 = y0, .code = code, .coefficients = coefficients}));
     return onlyCamera(station);
 }
 
@@ -226,29 +203,36 @@ TEST(Projection, TheSurroundingsAreNotShownASecondTime) {
 
 TEST(Projection, TheMarginIsNotSeen) {
     const Camera camera = cameraWithDistortion(0, {});
-    // 10 m ahead a pixel is 1 cm wide.
-    const struct {
-        double y, z;
-        int column, row;
-    } cases[] = {{5.90, 0, 10, 800},        {5.91, 0, -1, -1},       {-5.89, 0, 1189, 800},
-                 {-5.90, 0, -1, -1},        {0, 7.90, 600, 10},      {0, 7.91, -1, -1},
-                 {0, -7.89, 600, 1589},     {0, -7.90, -1, -1},      {-0.0049999, 0, 600, 800},
-                 {-0.0050001, 0, 601, 800},  // halves round upwards
-                 {0.0049999, 0, 600, 800},  {0.0050001, 0, 599, 800}};
-    for (const auto& [y, z, column, row] : cases)
-        EXPECT_EQ(pixelOf(camera, {10, y, z}), std::pair(column, row)) << y << ", " << z;
-    for (const double odd : {std::numeric_limits<double>::quiet_NaN(),
-                             std::numeric_limits<double>::infinity(), 0.0, 1e-16}) {
-        EXPECT_EQ(pixelOf(camera, {odd, odd, odd}).first == 599, false);
-        EXPECT_EQ(pixelOf(camera, {odd, 0, 0}), std::pair(-1, -1)) << odd;
-    }
+    constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    // 10 m ahead a pixel is 1 cm wide; halves round upwards.
+    const std::pair<Vector3, std::pair<int, int>> cases[] = {
+        {{10, 5.90, 0}, {10, 800}},
+        {{10, 5.91, 0}, {-1, -1}},
+        {{10, -5.89, 0}, {1189, 800}},
+        {{10, -5.90, 0}, {-1, -1}},
+        {{10, 0, 7.90}, {600, 10}},
+        {{10, 0, 7.91}, {-1, -1}},
+        {{10, 0, -7.89}, {600, 1589}},
+        {{10, 0, -7.90}, {-1, -1}},
+        {{10, -0.0049999, 0}, {600, 800}},
+        {{10, -0.0050001, 0}, {601, 800}},
+        {{10, 0.0049999, 0}, {600, 800}},
+        {{10, 0.0050001, 0}, {599, 800}},
+        {{kNaN, 0, 0}, {-1, -1}},
+        {{kInfinity, 0, 0}, {-1, -1}},
+        {{0, 0, 0}, {-1, -1}},
+        {{1e-16, 0, 0}, {-1, -1}},
+    };
+    for (const auto& [point, pixel] : cases)
+        EXPECT_EQ(pixelOf(camera, point), pixel)
+            << point[0] << ", " << point[1] << ", " << point[2];
 }
 
 TEST(Projection, UnknownLensesAndEmptyCalibrationsAreRefused) {
-    EXPECT_THROW(cameraWithDistortion(3, {}), std::exception);
-    EXPECT_THROW(cameraWithDistortion(-1, {-0.1}), std::exception);
-    EXPECT_THROW(cameraWithDistortion(1, {std::numeric_limits<double>::quiet_NaN()}),
-                 std::exception);
+    for (const auto& [code, k1] :
+         {std::pair(3, 0.0), {-1, -0.1}, {1, std::numeric_limits<double>::quiet_NaN()}})
+        EXPECT_THROW(cameraWithDistortion(code, {k1}), std::exception) << code;
     EXPECT_FALSE(cameraWithDistortion(1, {-1e-9}).isBeyondReach);
     const Camera narrow = cameraWithDistortion(1, {-1});
     EXPECT_TRUE(narrow.isBeyondReach) << "no way back from the corners";

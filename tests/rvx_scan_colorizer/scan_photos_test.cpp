@@ -5,14 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
 
 namespace brisko {
 namespace {
 
 using namespace test;
 
-TEST(ScanPhotos, TellsWhatBecomesOfEachPhoto) {
+TEST(ScanPhotos, ReportsWhatBecomesOfEachPhoto) {
     const Bytes jpeg = jpegBytes(64, 48, grey(5));
     const PhotoStation station;
     writeFile(station.inScan("lonely.jpg"), jpeg);
@@ -20,8 +19,7 @@ TEST(ScanPhotos, TellsWhatBecomesOfEachPhoto) {
     station.addPhoto("W1", jpeg);
     station.addPhoto("W2", {1, 2, 3});
     station.addPhoto("X1", jpeg);
-    CalibrationText text;
-    writeFile(station.inProject("camcalW"), pairedCalibration(text));
+    writeFile(station.inProject("camcalW"), pairedCalibration({}));
     const ScanPhotos found = findScanPhotos(station.inScan("scan.cl3"));
     const PhotoUse expected[] = {PhotoUse::WithoutAngles, PhotoUse::BrokenCalibration,
                                  PhotoUse::Used, PhotoUse::BrokenPhoto, PhotoUse::WithoutCamera};
@@ -43,21 +41,15 @@ TEST(ScanPhotos, NamesTheFileAtFault) {
     ScanPhotos found = findScanPhotos(station.inScan("scan.cl3"));
     EXPECT_EQ(found.photos.at(0).use, PhotoUse::BrokenCalibration);
     EXPECT_EQ(found.culprit, station.inProject("camcal"));
-    CalibrationText text;
-    const std::pair<std::function<void()>, const char*> wrong[] = {
-        {[&] { text.py = 0; }, "vertical pixel pitch is 0 mm"},
-        {[&] { text.px = -0.01; }, "horizontal pixel pitch is -0.01 mm"},
-        {[&] { text.f = 0; }, "principal distance is 0 mm"},
-        {[&] { text.code = 7; }, "model code is 7"},
-        {[&] { text.coefficients = {NAN}; }, "distortion coefficient"},
-        {[&] {
-             text.angles = {NAN, 0, 0};
-         },
-         "rotation"},
+    const std::pair<CalibrationText, const char*> wrong[] = {
+        {{.py = 0}, "vertical pixel pitch is 0 mm"},
+        {{.px = -0.01}, "horizontal pixel pitch is -0.01 mm"},
+        {{.f = 0}, "principal distance is 0 mm"},
+        {{.code = 7}, "model code is 7"},
+        {{.coefficients = {NAN}}, "distortion coefficient"},
+        {{.angles = {NAN, 0, 0}}, "rotation"},
     };
-    for (const auto& [breakIt, field] : wrong) {
-        text = {};
-        breakIt();
+    for (const auto& [text, field] : wrong) {
         writeFile(station.inProject("camcal"), classicCalibration(text));
         const PhotoFault fault = findPhotoFaults(station.inScan("scan.cl3")).at(0);
         EXPECT_EQ(fault.file, station.inProject("camcal"));
@@ -70,7 +62,7 @@ TEST(ScanPhotos, NamesTheFileAtFault) {
     EXPECT_EQ(found.culprit, station.inScan("a.cmr"));
 }
 
-TEST(ScanPhotos, DecodingTellsWhichPixelsAreDamaged) {
+TEST(ScanPhotos, DecodingShowsWhichPixelsAreDamaged) {
     const ClassicStation station;
     Bytes jpeg = jpegBytes(
         256, 256, [](int column, int row) { return grey(128 + ((column * 7 + row * 13) & 63)); });

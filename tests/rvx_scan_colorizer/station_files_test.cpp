@@ -1,9 +1,8 @@
 #include "rvx_scan_colorizer/station_files.h"
 
 #include "rvx_scan_colorizer/calibration_files.h"
-#include "rvx_scan_colorizer/camera_record.h"
+#include "rvx_scan_colorizer/camera.h"
 #include "rvx_scan_colorizer/folder_listing.h"
-#include "rvx_scan_colorizer/station_text.h"
 #include "support/comma_locale.h"
 #include "support/photo_station.h"
 
@@ -35,18 +34,17 @@ TEST(StationFiles, NamesMatchInTwoSpellingsAndInOrder) {
     EXPECT_EQ(photoNames(files), (std::vector<std::string>{"A.JPG", "b.jpg", "c.jpg.old"}));
     EXPECT_EQ(files.kind, StationKind::Turned);
     EXPECT_EQ(files.cameraStep, 60);
-    EXPECT_EQ(files.calibration(ProjectFile::NewSingleCamera),
-              station.inProject("x_ncamcal_camcalT"));
-    EXPECT_EQ(files.calibration(ProjectFile::ImagesNamedT), station.inProject("CAMCALT1"));
-    EXPECT_EQ(files.calibration(ProjectFile::ImagesNamedW), station.inProject("camcalW"));
-    EXPECT_EQ(files.calibration(ProjectFile::ClassicSingleCamera), station.inProject("camcal.2"))
+    EXPECT_EQ(files.calibration(CameraKind::Newer), station.inProject("x_ncamcal_camcalT"));
+    EXPECT_EQ(files.calibration(CameraKind::T), station.inProject("CAMCALT1"));
+    EXPECT_EQ(files.calibration(CameraKind::W), station.inProject("camcalW"));
+    EXPECT_EQ(files.calibration(CameraKind::Classic), station.inProject("camcal.2"))
         << "the last in the order of names";
 }
 
 TEST(StationFiles, AFolderThatIsNotThereHasNoFiles) {
     EXPECT_TRUE(findStationFiles("/no/such/folder").photos.empty());
     EXPECT_EQ(folderOf("/a/b/../c/./scan.cl3"), "/a/c");
-    const test::TempFolder folder;  // ".." leads to the parent of the folder behind the link
+    const test::TempFolder folder;  // ".." leads to the parent of the folder that the link leads to
     const std::filesystem::path root = std::filesystem::canonical(folder.path());
     std::filesystem::create_directories(root / "far/below");
     std::filesystem::create_symlink(root / "far/below", root / "near");
@@ -71,73 +69,67 @@ TEST(StationFiles, TheCameraStepIsOneExactLine) {
     }
 }
 
-TEST(StationFiles, AnOffsetFileMakesTheKindAndItsLineTheStep) {
-    const struct {
-        const char* text;
-        bool hasLine;
-        int step;
-    } cases[] = {{"", false, 60}, {"\n", true, 30}, {"12 3\n", true, 30}};
-    for (const auto& [text, hasLine, step] : cases) {
-        const PhotoStation station;
-        writeFile(station.inScan("a.jpg"), "");
-        writeFile(station.inScan("a.cmr"), "");
-        writeFile(station.inScan("a.ext"), "");
-        EXPECT_EQ(findStationFiles(station.scanFolder()).kind, StationKind::PerPhoto);
-        writeFile(station.inScan("camera_cfg"), "WCAMSTEP=60STEP\n");
-        writeFile(station.inProject("x.ofs"), text);
-        const StationFiles files = findStationFiles(station.scanFolder());
-        EXPECT_EQ(files.kind, StationKind::WithOffset);
-        EXPECT_EQ(files.hasOffsetLine, hasLine);
-        EXPECT_EQ(files.cameraStep, step);
-    }
+/// A photo with a camera of its own.
+void addOwnCamera(const PhotoStation& station, std::string_view pixelSize = "") {
+    writeFile(station.inScan("a.jpg"), "");
+    writeFile(station.inScan("a.cmr"), pixelSize);
+    writeFile(station.inScan("a.ext"), "");
 }
 
-TEST(StationFiles, AnyEntryWithAnOffsetsNameMakesTheKind) {
-    const PhotoStation folder, calibration;
-    std::filesystem::create_directory(folder.inProject("a.ofs.old"));
-    writeFile(calibration.inProject("camcal.ofs"), "1\n");
-    for (const PhotoStation* station : {&folder, &calibration}) {
-        const StationFiles files = findStationFiles(station->scanFolder());
+TEST(StationFiles, AnOffsetFileMakesTheKindAndItsLineTheStep) {
+    const struct {
+        const char *name, *text;
+        bool hasLine;
+    } cases[] = {{"x.ofs", "", false},
+                 {"x.ofs", "\n", true},
+                 {"x.ofs", "12 3\n", true},
+                 {"camcal.ofs", "1\n", false}};
+    for (const auto& [name, text, hasLine] : cases) {
+        const PhotoStation station;
+        addOwnCamera(station);
+        EXPECT_EQ(findStationFiles(station.scanFolder()).kind, StationKind::PerPhoto);
+        writeFile(station.inScan("camera_cfg"), "WCAMSTEP=60STEP\n");
+        writeFile(station.inProject(name), text);
+        const StationFiles files = findStationFiles(station.scanFolder());
         EXPECT_EQ(files.kind, StationKind::WithOffset);
-        EXPECT_FALSE(files.hasOffsetLine);
+        EXPECT_EQ(files.hasOffsetLine, hasLine) << name;
+        EXPECT_EQ(files.cameraStep, hasLine ? 30 : 60);
     }
+    const PhotoStation folder;
+    std::filesystem::create_directory(folder.inProject("a.ofs.old"));
+    EXPECT_EQ(findStationFiles(folder.scanFolder()).kind, StationKind::WithOffset);
 }
 
 TEST(StationFiles, WhichPhotosAreTakenDependsOnTheKind) {
-    const PhotoStation station;
-    writeFile(station.inScan("a.jpg"), "");
-    writeFile(station.inScan("b.jpg"), "");
-    writeFile(station.inScan("b.ang"), "");
-    StationFiles files = findStationFiles(station.scanFolder());
-    EXPECT_FALSE(files.takes(files.photos[0]));
-    EXPECT_TRUE(files.takes(files.photos[1]));
-    writeFile(station.inScan("a.cmr"), "");
-    writeFile(station.inScan("a.ext"), "");
-    files = findStationFiles(station.scanFolder());
-    EXPECT_TRUE(files.takes(files.photos[0]));
-    EXPECT_FALSE(files.takes(files.photos[1]));
+    for (const bool isOwn : {false, true}) {
+        const PhotoStation station;
+        station.addPhoto("b", {});
+        writeFile(station.inScan("a.jpg"), "");
+        if (isOwn) addOwnCamera(station);
+        const StationFiles files = findStationFiles(station.scanFolder());
+        EXPECT_EQ(files.takes(files.photos.at(0)), isOwn);
+        EXPECT_EQ(files.takes(files.photos.at(1)), !isOwn);
+    }
 }
 
 TEST(CalibrationFiles, FieldsStandWhereTheLayoutsSay) {
     const TempFolder folder;
     const std::string path = folder / "file";
-    CalibrationText text;
-    text.f = 21;
-    text.x0 = 5.5;
-    text.y0 = 7.5;
-    text.code = 2;
-    text.px = 0.004;
-    text.py = 0.005;
-    text.position = {1, 2, 3};
-    text.axes = {{{11, 12, 13}, {21, 22, 23}, {31, 32, 33}}};
-    text.carrierPosition = {4, 5, 6};
+    CalibrationText text = {.f = 21,
+                            .x0 = 5.5,
+                            .y0 = 7.5,
+                            .code = 2,
+                            .px = 0.004,
+                            .py = 0.005,
+                            .position = {1, 2, 3},
+                            .axes = {{{11, 12, 13}, {21, 22, 23}, {31, 32, 33}}},
+                            .carrierPosition = {4, 5, 6}};
     for (const std::size_t count : {0U, 4U, 12U}) {
         text.coefficients.assign(count, 0.25);
-        for (const auto layout :
-             {CalibrationLayout::Classic, CalibrationLayout::Paired, CalibrationLayout::Newer}) {
-            writeFile(path, layout == CalibrationLayout::Classic  ? classicCalibration(text)
-                            : layout == CalibrationLayout::Paired ? pairedCalibration(text)
-                                                                  : newerCalibration(text));
+        for (const auto& [layout, bytes] : {std::pair(kClassicLayout, classicCalibration(text)),
+                                            {kPairedLayout, pairedCalibration(text)},
+                                            {kNewerLayout, newerCalibration(text)}}) {
+            writeFile(path, bytes);
             const Calibration read = readCalibration(path, layout);
             EXPECT_EQ(read.camera.principalDistance, 21.0 / 1000);
             EXPECT_EQ(read.camera.principalY, 7.5 / 1000);
@@ -147,8 +139,8 @@ TEST(CalibrationFiles, FieldsStandWhereTheLayoutsSay) {
             EXPECT_EQ(read.camera.pitchX, 0.004 / 1000);
             EXPECT_EQ(read.camera.pitchY, 0.005 / 1000);
             EXPECT_EQ(read.mounting.origin, (Vector3{1, 2, 3}));
-            EXPECT_EQ(read.carrier.has_value(), layout == CalibrationLayout::Newer);
-            if (layout == CalibrationLayout::Classic) continue;
+            EXPECT_EQ(read.carrier.has_value(), layout.hasCarrier);
+            if (layout.axesAreAngles) continue;
             EXPECT_EQ(read.mounting.axes.rows[0], (Vector3{11, 12, 13}));
             EXPECT_EQ(read.mounting.axes.rows[2], (Vector3{31, 32, 33}));
         }
@@ -171,7 +163,7 @@ TEST(CalibrationFiles, ShortAndAbsurdFilesLeaveZeros) {
     const Bytes whole = newerCalibration({});
     for (std::size_t length = 0; length < whole.size(); ++length) {
         writeFile(path, cutTo(whole, length));
-        const Calibration read = readCalibration(path, CalibrationLayout::Newer);
+        const Calibration read = readCalibration(path, kNewerLayout);
         EXPECT_EQ(read.camera.principalDistance, length < 8 ? 0 : 10.0 / 1000);
         EXPECT_EQ(read.camera.pitchX, length < 40 ? 0 : 0.01 / 1000) << length;
         EXPECT_EQ(read.carrier->axes.rows[2][2], 0);
@@ -180,11 +172,11 @@ TEST(CalibrationFiles, ShortAndAbsurdFilesLeaveZeros) {
         ByteWriter out;
         out.f64(10).f64(0).f64(0).i32(0).i32(count).f64(0.5);
         writeFile(path, out);
-        const Calibration read = readCalibration(path, CalibrationLayout::Paired);
+        const Calibration read = readCalibration(path, kPairedLayout);
         EXPECT_EQ(read.camera.coefficients[0], count > 0 ? 0.5 : 0);
         EXPECT_EQ(read.camera.pitchX, 0);
     }
-    EXPECT_THROW(readCalibration(folder / "none", CalibrationLayout::Classic), FileFailure);
+    EXPECT_THROW(readCalibration(folder / "none", kClassicLayout), FileFailure);
     EXPECT_THROW(readHeadAngles(folder / "none"), FileFailure);
     EXPECT_THROW(readFirstLine(folder / "none"), FileFailure);
     EXPECT_THROW(readExteriorText(folder / "none"), FileFailure);
@@ -206,40 +198,45 @@ TEST(StationText, NumbersHaveADecimalPointInEveryLocale) {
     }
 }
 
-/// The type of the one camera of a station, -1 where the record has no camera model.
-int cameraTypeOf(const PhotoStation& station) {
+/// The kind of the one camera of a station; nothing where the record has no camera model.
+std::optional<CameraKind> kindOf(const PhotoStation& station) {
     const StationFiles files = findStationFiles(station.scanFolder());
     const CameraRecord record = readCameraRecord(files, files.photos.at(0));
-    return record.model ? record.cameraType : -1;
+    return record.model ? std::optional(record.kind) : std::nullopt;
 }
 
-TEST(CameraRecord, TheTypeComesFromNamesOrPixels) {
-    for (const auto& [name, type] : {std::pair("W1", 2), {"T1", 1}, {"X1", -1}, {"w1", -1}}) {
+TEST(CameraRecord, TheKindComesFromNamesOrPixels) {
+    using Kind = std::optional<CameraKind>;
+    for (const auto& [name, kind] : {std::pair("W1", Kind(CameraKind::W)),
+                                     {"T1", CameraKind::T},
+                                     {"X1", std::nullopt},
+                                     {"w1", std::nullopt}}) {
         const PhotoStation station;
         station.addPhoto(name, {});
         writeFile(station.inProject("camcalW"), pairedCalibration({}));
         writeFile(station.inProject("camcalT"), pairedCalibration({}));
-        EXPECT_EQ(cameraTypeOf(station), type) << name;
+        EXPECT_EQ(kindOf(station), kind) << name;
     }
-    for (const auto& [size, type] : {std::pair("4.9", 2), {"5", 0}, {"20", 0}, {"20.1", 1}}) {
+    for (const auto& [size, kind] : {std::pair("4.9", CameraKind::W),
+                                     {"5", CameraKind::Classic},
+                                     {"20", CameraKind::Classic},
+                                     {"20.1", CameraKind::T}}) {
         const PhotoStation station;
-        writeFile(station.inScan("a.jpg"), "");
-        writeFile(station.inScan("a.cmr"), size);
-        writeFile(station.inScan("a.ext"), "");
-        EXPECT_EQ(cameraTypeOf(station), type) << size;
+        addOwnCamera(station, size);
+        EXPECT_EQ(kindOf(station), kind) << size;
     }
 }
 
 TEST(CameraRecord, AMissingCalibrationIsAFailure) {
     const PhotoStation station;
     station.addPhoto("W1", {});
-    EXPECT_THROW(cameraTypeOf(station), FileFailure) << "no calibration at all";
+    EXPECT_THROW(kindOf(station), FileFailure) << "no calibration at all";
     writeFile(station.inProject("camcal"), classicCalibration({}));
-    EXPECT_EQ(cameraTypeOf(station), 0);
+    EXPECT_EQ(kindOf(station), CameraKind::Classic);
     writeFile(station.inProject("ncamcal"), newerCalibration({}));
-    EXPECT_EQ(cameraTypeOf(station), 0);
+    EXPECT_EQ(kindOf(station), CameraKind::Classic);
     writeFile(station.inProject("camcalT"), pairedCalibration({}));
-    EXPECT_THROW(cameraTypeOf(station), FileFailure) << "the other camera's is there";
+    EXPECT_THROW(kindOf(station), FileFailure) << "the other camera's is there";
 }
 
 }  // namespace

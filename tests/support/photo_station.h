@@ -36,7 +36,7 @@ inline constexpr std::array<double, 3> kForwardAngles = {90, -90, 0};
 struct CalibrationText {
     double f = 10, x0 = 0, y0 = 0;
     std::int32_t code = 0;
-    std::vector<double> coefficients;
+    std::vector<double> coefficients = {};
     double px = 0.01, py = 0.01;
     std::array<double, 3> position{};
     Rows3 axes = kForwardAxes;
@@ -68,20 +68,15 @@ private:
     TempFolder m_folder;
 };
 
-/// A classic camera with its principal point in the middle: 1200 x 1600 pixels of 0.01 mm, 10 mm
-/// behind the lens. Shares of its photos grow over 200 of these pixels.
+/// A classic camera with its principal point in the middle: 1200 x 1600 pixels of 0.01 mm, principal
+/// distance 10 mm. Shares of its photos grow over 200 of these pixels.
 class ClassicStation : public PhotoStation {
 public:
-    ClassicStation() {
-        CalibrationText text;
-        text.x0 = 6;
-        text.y0 = 8;
-        writeFile(inProject("camcal"), classicCalibration(text));
-    }
+    ClassicStation() { writeFile(inProject("camcal"), classicCalibration({.x0 = 6, .y0 = 8})); }
     void addFlat(const std::string& name, int value, double horizontal = 0) const {
         addPhoto(name, jpegBytes(1200, 1600, grey(value)), horizontal);
     }
-    /// Small photos of ever other greys all around.
+    /// Small photos all around, each of another grey.
     void addRing(int darkest) const {
         for (int i = 0; i < 12; ++i) {
             addPhoto("p" + std::to_string(10 + i), jpegBytes(120, 160, grey(darkest + 12 * i)),

@@ -89,11 +89,7 @@ WrittenScan writeIndexedCL3(const ScanPlan& plan, const Scanner& scanner, const 
     CL3IJWriterGridCodec writer;
     CLRFileHeader header = plan.header();
     if (!writer.Open(staged.path().c_str(), &header) || writer.HasWriteError()) fail(path);
-    if (plan.alignment) {
-        double matrix[16];
-        pose.fillMatrix(matrix);
-        writer.SetMatrixTransform(matrix);
-    }
+    if (plan.alignment) writer.SetMatrixTransform(pose.matrix().data());
     WrittenScan written =
         writePoints(plan, scanner, writer, path, tell,
                     [&](const Measurement& cell, std::uint32_t column, std::uint32_t row) {

@@ -249,7 +249,7 @@ Station makeCourtyard() {
     addTarget(bodies, 8, 5, 1.3);
     const Light sun{.ambient = 0.5, .direction = unit({-0.45, -0.65, 0.75})};
     return {Scene(bodies.bodies(), courtyardMaterials(), sun),
-            Pose({-1.5, -1, 1.6}, 155, 0.7, -1.1)};
+            {{-1.5, -1, 1.6}, standing(155, 0.7, -1.1)}};
 }
 
 }  // namespace brisko::tool

@@ -191,7 +191,7 @@ Station makeRoom() {
     bodies.addBox(kWhiteWood, {3.2, -2.97, 0}, {3.97, -1.9, 1.9});  // cupboard
     const Light lamps{.ambient = 0.65, .direction = unit({0.2, -0.5, 0.8})};
     return {Scene(bodies.bodies(), roomMaterials(), lamps),
-            Pose({-0.4, -0.5, 1.4}, -20, -1.0, 1.2)};
+            {{-0.4, -0.5, 1.4}, standing(-20, -1.0, 1.2)}};
 }
 
 Station makeStation(const std::string& name) {

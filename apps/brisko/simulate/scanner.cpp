@@ -74,8 +74,8 @@ void Scanner::measureColumn(const ScanPass& pass, std::uint32_t number,
 }
 
 Measurement Scanner::measure(const ScanPass& pass, const Vector3& direction, Noise noise) const {
-    const Vector3 ray = m_station.pose.toWorld(direction);
-    const Hit hit = m_station.scene.cast(m_station.pose.position(), ray);
+    const Vector3 ray = m_station.pose.axes * direction;
+    const Hit hit = m_station.scene.cast(m_station.pose.origin, ray);
     if (!hit) return {};
     const double facing = -dot(hit.normal, ray);
     if (!seesRange(pass.flag, hit.distance) || !returnsLight(hit, facing)) return {};

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "simulate/geometry.h"
 #include "simulate/material.h"
 #include "simulate/shape_tree.h"
-#include "simulate/vector3.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulate/vector3.h"
+#include "simulate/geometry.h"
 
 #include <cstdint>
 #include <limits>

@@ -6,6 +6,7 @@
 #include "simulate/photos/photo_output.h"
 #include "simulate/stations.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -28,11 +29,18 @@ void requireSeriesEnds(const ScanPlan& plan) {
                     "remove it or choose another name");
 }
 
+brisko::Alignment alignmentOf(const Pose& pose) {
+    brisko::Alignment alignment;
+    std::ranges::copy(pose.matrix(), alignment.matrix);
+    return alignment;
+}
+
 void writeAlignment(const Pose& pose, const WrittenScan& content, const scan::StagedScan& staged,
                     const std::string& path) {
-    double matrix[16];
-    pose.fillMatrix(matrix);
-    if (brisko::writeAlignmentFile(staged.companion(".alg").c_str(), matrix, content.box)) return;
+    if (brisko::writeAlignmentFile(staged.companion(".alg").c_str(), alignmentOf(pose).matrix,
+                                   content.box)) {
+        return;
+    }
     throw ScanError(ErrorKind::NotWritten, path,
                     std::string("its alignment file cannot be written: ") + std::strerror(errno));
 }
@@ -50,8 +58,7 @@ void requireSpace(const ScanPlan& plan) {
 
 /// All outputs are claimed before the work begins.
 std::vector<std::unique_ptr<scan::StagedScan>> stageFiles(const ScanPlan& plan, const Pose& pose) {
-    brisko::Alignment alignment;
-    if (plan.alignment) pose.fillMatrix(alignment.matrix);
+    const brisko::Alignment alignment = plan.alignment ? alignmentOf(pose) : brisko::Alignment();
     std::vector<std::unique_ptr<scan::StagedScan>> staged;
     for (std::uint32_t file = 0; file < plan.files(); ++file) {
         // One private folder for all: a long series would need more descriptors than there are.
@@ -110,7 +117,7 @@ Simulation simulate(const ScanPlan& plan, const scan::ProgressFunction& function
     const std::uint64_t cellsOfFile = plan.grid.cells() * plan.blocks;
 
     Simulation done;
-    station.pose.fillMatrix(done.pose);
+    done.pose = station.pose.matrix();
     for (std::uint32_t file = 0; file < plan.files(); ++file)
         scan::requireNew(plan.path(file), plan.overwrite);
     OutputFolder folder(plan.scanFolder());

@@ -4,6 +4,7 @@
 #include "simulate/scan_output.h"
 #include "simulate/scan_plan.h"
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -26,7 +27,7 @@ struct SimulatedPhotos {
 struct Simulation {
     std::vector<SimulatedFile> files;
     SimulatedPhotos photos;
-    double pose[16] = {};  // from the scanner's frame to the world, row by row
+    std::array<double, 16> pose{};  // from the scanner's frame to the world, row by row
     double seconds = 0;
 };
 

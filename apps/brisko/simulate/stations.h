@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulate/pose.h"
+#include "simulate/geometry.h"
 #include "simulate/scene.h"
 
 #include <string>

@@ -87,7 +87,7 @@ std::string ownCamera(const CameraRig& rig) {
 }
 
 std::string ownPlace(const PhotoCamera& camera) {
-    const Vector3 metres = camera.place(), angles = anglesOf(camera.placement().axes);
+    const Vector3 metres = camera.place(), angles = anglesOf(camera.pose().axes);
     return lineOf({metres.x, metres.y, metres.z}) + lineOf({angles.x, angles.y, angles.z});
 }
 

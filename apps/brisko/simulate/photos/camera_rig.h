@@ -1,7 +1,7 @@
 #pragma once
 
+#include "simulate/geometry.h"
 #include "simulate/photos/lens.h"
-#include "simulate/photos/rotation.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -8,18 +8,18 @@ namespace brisko::tool {
 class PhotoCamera {
 public:
     /// columns: of the upright photo; the sensor's are spread over them.
-    ///   placement  of the camera in the scanner's frame, millimetres
-    PhotoCamera(const CameraRig& rig, std::uint32_t columns, const Placement& placement)
+    ///   pose  of the camera in the scanner's frame, millimetres
+    PhotoCamera(const CameraRig& rig, std::uint32_t columns, const Pose& pose)
         : m_lens(rig.lens),
           m_distance(rig.distance),
           m_fromLeft(rig.fromLeft),
           m_fromTop(rig.fromTop),
           m_pitch(rig.pitch * rig.columns / columns),
-          m_placement(placement) {}
+          m_pose(pose) {}
 
     /// Metres, scanner frame.
-    Vector3 place() const { return m_placement.origin * 0.001; }
-    const Placement& placement() const { return m_placement; }
+    Vector3 place() const { return m_pose.origin * 0.001; }
+    const Pose& pose() const { return m_pose; }
 
     /// The direction, of length 1, that a pixel of the upright photo shows. Whole numbers are the
     /// middles of pixels.
@@ -27,13 +27,13 @@ public:
         const PicturePlace place =
             m_lens.ideal({column * m_pitch - m_fromLeft, m_fromTop - row * m_pitch});
         // The camera looks along its -z.
-        return unit(m_placement.axes * Vector3{place.right, place.up, -m_distance});
+        return unit(m_pose.axes * Vector3{place.right, place.up, -m_distance});
     }
 
 private:
     Lens m_lens;
     double m_distance, m_fromLeft, m_fromTop, m_pitch;  // millimetres
-    Placement m_placement;
+    Pose m_pose;
 };
 
 }  // namespace brisko::tool

@@ -8,21 +8,19 @@ namespace brisko::tool {
 namespace {
 
 /// What remains of the scanner's turn in the world when its heading is taken away.
-Rotation levellingOf(const Pose& pose) {
-    const Rotation inWorld = {pose.toWorld({1, 0, 0}), pose.toWorld({0, 1, 0}),
-                              pose.toWorld({0, 0, 1})};
+Rotation levellingOf(const Rotation& inWorld) {
     const double heading = std::atan2(inWorld.x.y, inWorld.x.x) * (180 / std::numbers::pi);
     return rotationAboutZ(-heading) * inWorld;
 }
 
-Placement cameraOnHead(const CameraRig& rig) {
-    const Placement camera = {rig.place, rotationOf(rig.angles)};
+Pose cameraOnHead(const CameraRig& rig) {
+    const Pose camera = {rig.place, rotationOf(rig.angles)};
     if (!rig.hasCarrier) return camera;
-    return Placement{rig.carrierPlace, rotationOf(rig.carrierAngles)} * camera;
+    return Pose{rig.carrierPlace, rotationOf(rig.carrierAngles)} * camera;
 }
 
 /// The head's x axis points to the azimuth and the elevation.
-Placement headAt(const Rotation& levelling, double azimuth, double elevation) {
+Pose headAt(const Rotation& levelling, double azimuth, double elevation) {
     return {{}, levelling.inverse() * rotationAboutZ(azimuth) * rotationAboutY(-elevation)};
 }
 
@@ -38,13 +36,13 @@ PhotoPlan::PhotoPlan(PhotoKind photoKind, std::uint32_t divisor, const Pose& pos
     : kind(photoKind),
       rig(rigOf(photoKind)),
       upright{rig.columns / divisor, rig.rows / divisor},
-      levelling(rig.isLevelled ? levellingOf(pose) : Rotation{}) {
+      levelling(rig.isLevelled ? levellingOf(pose.axes) : Rotation{}) {
     const double step = 360.0 / rig.photosAround;
     double start = -175;
     for (const double elevation : rig.elevations) {
         for (std::uint32_t i = 0; i < rig.photosAround; ++i) {
             const double azimuth = std::remainder(start + step * i, 360.0);
-            const Placement head = headAt(levelling, azimuth, elevation);
+            const Pose head = headAt(levelling, azimuth, elevation);
             photos.push_back({photoName(rig, photos.size()), azimuth, elevation,
                               PhotoCamera(rig, upright.columns, head * cameraOnHead(rig))});
         }

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "simulate/geometry.h"
 #include "simulate/photos/photo_camera.h"
-#include "simulate/pose.h"
 
 #include <cstdint>
 #include <string>

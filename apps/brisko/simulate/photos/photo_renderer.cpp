@@ -46,7 +46,7 @@ public:
           m_stored(plan.stored()),
           m_camera(camera),
           m_station(station),
-          m_eye(station.pose.position() + station.pose.toWorld(camera.place())) {}
+          m_eye(station.pose.origin + station.pose.axes * camera.place()) {}
 
     std::vector<std::uint8_t> renderRows(std::uint32_t first, std::uint32_t end) const {
         std::vector<std::uint8_t> pixels;
@@ -62,7 +62,7 @@ public:
 
 private:
     Colour colourOf(const Pixel& pixel) const {
-        const Vector3 ray = m_station.pose.toWorld(m_camera.direction(pixel.column, pixel.row));
+        const Vector3 ray = m_station.pose.axes * m_camera.direction(pixel.column, pixel.row);
         const Hit hit = m_station.scene.cast(m_eye, ray);
         return hit ? notBlack(hit.colour) : skyTowards(ray);
     }
