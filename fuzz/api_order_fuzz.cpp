@@ -6,7 +6,7 @@
 #include "scan_folder.h"
 #include "small_scan.h"
 
-#include "support/scan_bytes.h"
+#include "support/conversion_fixture.h"
 
 #include <brisko_codec/brisko_codec.h>
 
@@ -118,22 +118,13 @@ private:
     bool m_isOpen = false, m_started = false;
 };
 
-std::vector<test::TestPoint> somePoints(BriskoCodec& codec) {
-    std::vector<test::TestPoint> points;
-    test::TestPoint point;
-    for (bool more = test::readFirst(codec, point); more && points.size() < 100;
-         more = test::readNext(codec, point))
-        points.push_back(point);
-    return points;
-}
-
 void expectAsNew(BriskoCodec& used, const Factory& factory, const std::string& path) {
     const test::CodecPtr<BriskoCodec> fresh(factory());
     setFrame(used, Frame::Aligned);
     const bool opens = fresh->Open(path.c_str());
     expect(used.Open(path.c_str()) == opens);
     if (!opens) return;
-    const auto expected = somePoints(*fresh), points = somePoints(used);
+    const auto expected = test::readAll(*fresh, 100), points = test::readAll(used, 100);
     expect(points.size() == expected.size());
     for (std::size_t i = 0; i < points.size(); ++i)
         expect(isSame(points[i], expected[i]));
@@ -157,21 +148,13 @@ void run(ByteSpan bytes) {
 }
 
 std::vector<Bytes> seeds() {
-    const Bytes alg = toBytes("CL3_ALG_0.1\n0 -1 0 10\n1 0 0 0\n0 0 1 2.5\n0 0 0 1\n");
-    const Bytes clr =
-        test::ByteWriter()
-            .bytes(test::clrHeader(2, 2, 1, 1))
-            .u8(0)
-            .bytes(test::clrRecords(
-                {{1, 2, 3, 0, 9}, {0, 0, 0, 0, 0}, {70000, 1, 1, 0, 5}, {4, 4, 4, 0, 4}}));
+    const Bytes clr = test::rawScan({.columns = 2, .rows = 3});
     const Bytes calls = {4, 0, 0, 3, 4, 9, 4, 0, 5, 4, 6, 0, 1,
                          3, 7, 1, 4, 2, 4, 3, 1, 2, 5, 8, 0, 5};
     std::vector<Bytes> all;
     for (std::uint8_t factory = 0; factory < std::size(kFactories); ++factory) {
-        Bytes bytes = {factory};
-        const Bytes rest = pieces({calls, alg, smallIndex(), smallScan(), clr});
-        bytes.insert(bytes.end(), rest.begin(), rest.end());
-        all.push_back(bytes);
+        all.push_back(
+            prefixed(factory, pieces({calls, smallAlignment(), smallIndex(), smallScan(), clr})));
     }
     return all;
 }
