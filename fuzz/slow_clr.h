@@ -137,8 +137,9 @@ inline Unpacked unpack(ByteSpan bytes, const SlowClrHeader& header, bool padded)
     std::size_t at = 120;
     const auto rows = static_cast<std::size_t>(header.hasCells() ? header.rows : 0);
     for (std::uint32_t block = 0; block < header.blocks; ++block) {
-        out.plain.push_back(at < bytes.size() ? bytes[at] : std::uint8_t{0});
         out.cut = out.cut || at >= bytes.size();
+        if (out.cut && !padded) return out;
+        out.plain.push_back(out.cut ? std::uint8_t{0} : bytes[at]);
         ++at;
         for (std::int64_t line = 0; rows > 0 && line < header.columns; ++line) {
             for (std::size_t done = 0; done < rows; done += kPiece) {

@@ -177,18 +177,6 @@ TEST(ClrConversion, APathNamesWhatItShows) {
     EXPECT_EQ(folder.names(), Names{"a.clr"});
 }
 
-TEST(ClrConversion, RefusesSeriesThatDoNotFitTogether) {
-    const SilentOutput silent;
-    const RawSpec others[] = {{.rows = 16}, {.columns = 22}, {.format = 2}};
-    for (const RawSpec& other : others) {
-        const TempFolder folder;
-        writeFile(folder / "a_000.clr", rawScan({}));
-        writeFile(folder / "a_001.clr", rawScan(other));
-        EXPECT_FALSE(ConvertClrToCl3Indexed(folder / "a_000.clr"));
-        EXPECT_EQ(folder.names(), (Names{"a_000.clr", "a_001.clr"}));
-    }
-}
-
 TEST(ClrConversion, RefusesClaimsThatTheFileCannotBack) {
     const SilentOutput silent;
     const struct {

@@ -133,27 +133,6 @@ TEST(IndexByAngles, RefusesWhatItCannotPlace) {
     EXPECT_EQ(contentsOf(folder), before);
 }
 
-TEST(IndexByAngles, CancelsWithoutATrace) {
-    const SilentOutput silent;
-    const Angles angles{0, 360, 20, 150, 600, 40, false};
-    std::vector<TestPoint> points;
-    for (std::uint32_t i = 0; i < 600 * 40; ++i)
-        points.push_back(pointIn(angles, i / 40, i % 40, 3, 0.2));
-    const TempFolder folder;
-    writePlain(folder / "lone.cl3", angles, points);
-    for (const int at : {1, 10, 25}) {
-        vexo::ProgressTracker tracker;
-        CountingMonitor monitor;
-        monitor.cancelAt = at;
-        tracker.addMonitor(&monitor);
-        EXPECT_THROW(indexCL3ByAngles(folder / "lone.cl3", folder / "out.cl3", &tracker),
-                     vexo::CancelProgressRequest)
-            << at;
-        EXPECT_EQ(monitor.starts, monitor.finishes);
-        EXPECT_EQ(folder.names(), std::vector<std::string>{"lone.cl3"});
-    }
-}
-
 TEST(FreeCells, TakeTheNearestCellUntilTheBandIsFull) {
     constexpr std::uint32_t kColumns = 9, kRows = 12;
     QelPcpLib::FreeCells free(kColumns, kRows);

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <string>
 #include <vector>
 
@@ -46,43 +45,6 @@ TEST(CpStdioFile, ReadsLinesUpToTheFirstEmptyOne) {
             read.push_back(line);
         EXPECT_EQ(read, lines) << content.substr(0, 20);
     }
-}
-
-TEST(CpStdioFile, OpensNothingButReadableFiles) {
-    const TempFolder folder;
-    writeFile(folder / "victim", "text");
-    const std::pair<std::string, int> cases[] = {
-        {folder / "missing", ENOENT},
-        {folder.path().string(), EISDIR},
-        {"", EINVAL},
-        {folder / "\xff", EINVAL},
-        {(folder / "victim") + std::string("\0.alg", 5), EINVAL},
-    };
-    for (const auto& [path, reason] : cases) {
-        CpStdioFile file;
-        errno = 0;
-        EXPECT_FALSE(file.Open(path, OpenMode::ReadText)) << path;
-        EXPECT_EQ(errno, reason) << path;
-        std::string line = "old";
-        EXPECT_FALSE(file.ReadString(line));
-        EXPECT_EQ(line, "");
-    }
-}
-
-TEST(CpStdioFile, WritesLinesIntoAFreshFile) {
-    const TempFolder folder;
-    const std::string path = folder / "\xc3\xa9.txt";  // names are UTF-8
-    writeFile(path, "an older and longer text");
-    CpStdioFile file;
-    ASSERT_TRUE(file.Open(path, OpenMode::WriteText));
-    EXPECT_EQ(file.GetFilePath(), path);
-    EXPECT_TRUE(file.Write("one\n", 4));
-    EXPECT_TRUE(file.Write("two\n", 4));
-    file.Close();
-    EXPECT_FALSE(file.Write("x", 1));
-    EXPECT_FALSE(file.HasFailed());
-    EXPECT_EQ(file.GetLength(), 8u);
-    EXPECT_EQ(readText(path), "one\ntwo\n");
 }
 
 }  // namespace

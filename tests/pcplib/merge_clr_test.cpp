@@ -1,8 +1,9 @@
 #include "pcplib/processes/merge_clr.h"
 
 #include "pcplib/files/progress_callback.h"
-#include "support/printed_by.h"
-#include "support/read_points.h"
+#include "support/conversion_fixture.h"
+
+#include <gtest/gtest.h>
 
 #include <filesystem>
 
@@ -12,30 +13,18 @@ namespace {
 using namespace brisko::test;
 using Names = std::vector<std::string>;
 
-constexpr std::int32_t kColumns = 3, kRows = 260;
-constexpr std::size_t kBlock = 1 + 20 * kColumns * kRows;
-
-/// A block in which every third cell holds a point; without a seed none does.
-Bytes block(std::uint32_t format, std::uint8_t flag, std::int32_t seed) {
-    ByteWriter bytes;
-    bytes.u8(flag);
-    for (std::int32_t column = 0; column < kColumns; ++column) {
-        std::vector<ClrRecord> line(kRows);
-        for (std::size_t i = 0; i < kRows && seed != 0; i += 3)
-            line[i] = {seed * 1000 + column * kRows + static_cast<std::int32_t>(i), seed, 50, 0, 9};
-        bytes.bytes(format == 2 ? compressedLine(line) : clrRecords(line));
-    }
-    return bytes;
+Bytes fileOf(std::uint32_t format, std::uint32_t blocks = 1) {
+    Bytes file =
+        rawScan({.format = format, .blocks = blocks, .columns = 3, .rows = 260, .seed = blocks});
+    file[120] = 77;  // the flag of the first block
+    return file;
 }
 
-/// A file of such blocks, flags 1, 2 and so on.
-Bytes fileOf(std::uint32_t format, const std::vector<std::int32_t>& seeds) {
-    ByteWriter bytes;
-    bytes.bytes(clrHeader(kColumns, kRows, format, static_cast<std::uint32_t>(seeds.size())));
-    std::uint8_t flag = 0;
-    for (const std::int32_t seed : seeds)
-        bytes.bytes(block(format, ++flag, seed));
-    return bytes;
+/// Plain records under a header that announces compressed lines.
+Bytes sortedCopy() {
+    Bytes file = fileOf(1);
+    file[112] = 2;
+    return file;
 }
 
 /// Two files of a series, and where they go.
@@ -55,10 +44,10 @@ struct Series {
 
 TEST(CombineMultiCLR, AppendsTheBlocksOfTheSecondFile) {
     for (const std::uint32_t format : {0U, 1U, 2U, 3U}) {
-        Bytes first = fileOf(format, {1}), second = fileOf(format, {2, 3});
+        Bytes first = fileOf(format), second = fileOf(format, 2);
         first[0] = 'H';  // whatever the header holds
         first[79] = 0xAB;
-        // What stands behind the blocks of the first file stays there.
+        // What stands after the blocks of the first file stays there.
         const Series series(ByteWriter().bytes(first).u32(0x01010101), second);
         EXPECT_EQ(series.merge(), 0);
         first[116] = 3;
@@ -68,29 +57,10 @@ TEST(CombineMultiCLR, AppendsTheBlocksOfTheSecondFile) {
     }
 }
 
-TEST(CombineMultiCLR, WhatACutCompressedFileLacksBecomesEmptyCells) {
-    const Bytes empty = fileOf(2, {0}), whole = fileOf(2, {1, 2});
-    for (std::size_t size = 120; size < whole.size(); size += 97) {
-        Bytes cut = whole;
-        cut.resize(size);
-        const auto mergedPoints = [](const Series& series) {
-            EXPECT_EQ(series.merge(), 0);
-            return readScan<CLRGridCodec>(series.output);
-        };
-        const Series cutFirst(cut, empty), behindCut(cut, whole);
-        const auto points = readScan<CLRGridCodec>(cutFirst.a);
-        EXPECT_EQ(mergedPoints(cutFirst), points) << size;
-        EXPECT_EQ(mergedPoints(Series(empty, cut)), points) << size;
-        // The blocks of the second file are where a reader looks for them.
-        EXPECT_EQ(mergedPoints(behindCut), readScan<CLRGridCodec>(behindCut.b));
-    }
-}
-
 TEST(CombineMultiCLR, TakesSortedCopiesOfCompressedScansAsPlainRecords) {
-    const Bytes file = ByteWriter().bytes(clrHeader(kColumns, kRows, 2, 1)).bytes(block(0, 0, 1));
-    const Series series(file, file);
+    const Series series(sortedCopy(), sortedCopy());
     EXPECT_EQ(series.merge(), 0);
-    EXPECT_EQ(series.merged().size(), 120 + 2 * kBlock);
+    EXPECT_EQ(series.merged().size(), 120 + 2 * (1 + 20 * 3 * 260));
     EXPECT_EQ(readScan<CLRGridCodec>(series.output), readScan<CLRGridCodec>(series.a));
 }
 
@@ -105,9 +75,7 @@ TEST(CombineMultiCLR, RefusesFilesThatDoNotFitOrClaimTooMuch) {
     constexpr std::uint32_t kMostBlocks = 4294967295;
     constexpr std::int32_t kMost = 2147483647;
     const Bytes damaged = ByteWriter().bytes(header(1, 1, 2, 1)).u8(0).u32(5001).bytes(Bytes(6000));
-    const Bytes compressed = fileOf(2, {1});
-    const Bytes sortedCopy =
-        ByteWriter().bytes(header(kColumns, kRows, 2, 1)).bytes(block(0, 0, 1));
+    const Bytes compressed = fileOf(2);
     const struct {
         const char* what;
         Bytes first, second;
@@ -127,7 +95,7 @@ TEST(CombineMultiCLR, RefusesFilesThatDoNotFitOrClaimTooMuch) {
         {"large", header(40'000, 40'000, 1, 1), header(40'000, 40'000, 1, 1)},
         {"the same, compressed", header(40'000, 40'000, 2, 1), header(40'000, 40'000, 2, 1)},
         {"damage", damaged, damaged},
-        {"a sorted copy of compressed lines behind compressed lines", compressed, sortedCopy},
+        {"a sorted copy of compressed lines after compressed lines", compressed, sortedCopy()},
         {"nothing", Bytes{}, compressed},
     };
     for (const auto& c : cases) {
@@ -140,7 +108,7 @@ TEST(CombineMultiCLR, RefusesFilesThatDoNotFitOrClaimTooMuch) {
 }
 
 TEST(CombineMultiCLR, NeverWritesOverItsInputs) {
-    const Bytes file = fileOf(0, {1});
+    const Bytes file = fileOf(0);
     const Series series(file, file);
     std::filesystem::create_symlink("a_001.clr", series.output);
     EXPECT_EQ(series.merge(), 1);

@@ -57,18 +57,6 @@ TEST(PcpFileMapping, TheWindowBeginsAQuarterBeforeWhatIsAskedFor) {
     }
 }
 
-TEST(PcpFileMapping, WithinTheWindowTheFileIsNotLookedAt) {
-    Mapped scan(Bytes(10000, 1));
-    scan.content[5000] = 2;
-    writeFile(scan.folder / "data", scan.content);
-    std::uint8_t* const first = scan.mapping.MapWindow(5000, 100);
-    writeFile(scan.folder / "data", Bytes(10000, 0));
-    EXPECT_EQ(scan.mapping.MapWindow(4750, 10), first - 250);
-    EXPECT_EQ(scan.mapping.MapWindow(5740, 10), first + 740);
-    EXPECT_EQ(*first, 2);
-    EXPECT_EQ(*scan.mapping.MapWindow(5751, 10), 0) << "further on the window moves";
-}
-
 TEST(PcpFileMapping, BytesBehindTheFileAreZeroAndNeverWritten) {
     Mapped scan({1, 2, 3, 4, 5});
     std::uint8_t* const bytes = scan.mapping.MapWindow(3, 600);
@@ -129,51 +117,6 @@ TEST(PcpFileMapping, IsWrittenBackWhenItHasChanged) {
         file.Close();
         EXPECT_EQ(readFile(folder / "data") != others, written) << what;
     }
-}
-
-TEST(PcpFileMapping, TakesWritesThatLieInsideTheWindow) {
-    const TempFolder folder;
-    Bytes bytes(100, 1);
-    writeFile(folder / "data", bytes);
-    PcpFile file;
-    file.SetWindowCapacity(40);
-    file.SetViewSize(1);
-    ASSERT_TRUE(file.OpenMapped(folder / "data"));
-    ASSERT_TRUE(file.GetRecord(50, 0));  // the window is 40 to 80 now
-    file.Seek(70);
-    EXPECT_TRUE(file.Write("abc", 3));
-    EXPECT_EQ(file.GetPosition(), 70u) << "the stream stays";
-    EXPECT_EQ(readFile(folder / "data"), bytes) << "and so does the file";
-    file.Seek(79);
-    EXPECT_TRUE(file.Write("xy", 2));  // sticks out: to the stream, behind what the window holds
-    EXPECT_EQ(file.GetPosition(), 81u);
-    for (const auto& [at, byte] : {std::pair{70, 'a'}, {71, 'b'}, {72, 'c'}, {79, 'x'}, {80, 'y'}})
-        bytes[static_cast<std::size_t>(at)] = static_cast<std::uint8_t>(byte);
-    EXPECT_EQ(readFile(folder / "data"), bytes);
-    // One that covers the window lets it go: nothing older is written over it later.
-    ++*file.GetRecord(50, 0);
-    file.Seek(40);
-    EXPECT_TRUE(file.Write(std::string(41, 'z').data(), 41));
-    std::fill_n(bytes.begin() + 40, 41, std::uint8_t{'z'});
-    file.Close();
-    EXPECT_EQ(readFile(folder / "data"), bytes);
-}
-
-TEST(PcpFileMapping, AWindowAtTheEndGrowsWithWhatIsWrittenIntoIt) {
-    const TempFolder folder;
-    Bytes bytes(10, 1);
-    writeFile(folder / "data", bytes);
-    PcpFile file;
-    file.SetWindowCapacity(100);
-    file.SetViewSize(1);
-    ASSERT_TRUE(file.OpenMapped(folder / "data"));
-    ASSERT_TRUE(file.GetRecord(5, 0));
-    file.Seek(50);
-    EXPECT_TRUE(file.Write("abc", 3));
-    file.Close();
-    bytes.resize(50);
-    bytes.insert(bytes.end(), {'a', 'b', 'c'});
-    EXPECT_EQ(readFile(folder / "data"), bytes);
 }
 
 TEST(PcpFileMapping, AnIndexIsSeenATileAtATime) {

@@ -1,11 +1,8 @@
 #include "pcplib/processes/scan_line.h"
 
-#include "base/file.h"
 #include "support/scan_bytes.h"
 
 #include <gtest/gtest.h>
-
-#include <algorithm>
 
 namespace QelPcpLib {
 namespace {
@@ -44,29 +41,6 @@ TEST(ClassifyLine, ComparesTheElevationsOfTheFirstAndTheLastMeasuredPoint) {
         for (std::size_t i = 0; i < c.line.size(); ++i)
             ends.look(bytes.data() + 1 + 20 * i, 1);
         EXPECT_EQ(ends.direction(), c.direction) << &c - cases;
-    }
-}
-
-TEST(ReverseLine, TurnsRecordsInMemoryAndInFiles) {
-    const TempFolder folder;
-    for (const std::size_t count : {0UL, 1UL, 2UL, 3UL, 199'999UL, 200'000UL, 500'001UL}) {
-        std::vector<ClrRecord> line(count);
-        for (std::size_t i = 0; i < count; ++i)
-            line[i] = {static_cast<std::int32_t>(i), 0, 0, 7, -1};
-        const Bytes before = clrRecords(line);
-        std::reverse(line.begin(), line.end());
-        const Bytes after = clrRecords(line);
-        Bytes turned = before;
-        ReverseLine(turned.data(), count);
-        EXPECT_TRUE(turned == after) << count;
-
-        const auto framed = [](const Bytes& records) {
-            return ByteWriter().text("abc", 3).bytes(records).u8(4).done();
-        };
-        writeFile(folder / "line", framed(before));
-        const auto file = brisko::openFile((folder / "line").c_str(), "rb+");
-        EXPECT_TRUE(reverseRecordsInFile(file.get(), 3, count, [] {}));
-        EXPECT_TRUE(readFile(folder / "line") == framed(after)) << count;
     }
 }
 

@@ -154,44 +154,6 @@ TEST(SortCLR, EndsTheCopyAtALengthThatNoPieceHas) {
     EXPECT_EQ(scan.copy(), out.done());
 }
 
-TEST(SortCLR, ACutCompressedScanGivesACopyWithItsLastLineFilledUp) {
-    const auto lines = randomLines(2, 300, 3);
-    ByteWriter whole;
-    whole.bytes(clrHeader(2, 300, 2, 1)).u8(1);
-    std::vector<std::size_t> pieceEnds, sizes{121, 124, 125, 126};
-    for (const Line& line : lines) {
-        for (const auto& [first, last] : {std::pair{0, 250}, std::pair{250, 300}}) {
-            whole.bytes(compressedLine({line.begin() + first, line.begin() + last}));
-            const std::size_t end = whole.done().size();
-            pieceEnds.push_back(end);
-            sizes.insert(sizes.end(), {end - 1, end, end + 3, end + 4, end + 5});
-        }
-    }
-    for (const std::size_t size : sizes) {
-        if (size > pieceEnds.back()) break;
-        Bytes in = whole;
-        in.resize(size);
-        Scan scan(in);
-        EXPECT_TRUE(scan.convert());
-        in.resize(121);
-        ByteWriter out;
-        out.bytes(in);
-        std::size_t pieces = 0;
-        for (std::size_t k = 0; k < 2; ++k) {
-            Line line = lines[k];
-            for (const std::size_t first : {0U, 250U}) {
-                if (pieces < 4 && pieceEnds[pieces] <= size && pieces == 2 * k + first / 250)
-                    ++pieces;
-                else
-                    std::fill(line.begin() + static_cast<long>(first), line.end(), ClrRecord{});
-            }
-            if (pieces > 2 * k) out.bytes(clrRecords(sorted(k, line)));
-        }
-        EXPECT_TRUE(scan.copy() == out.done()) << size;
-        EXPECT_EQ(scan.said.ends_with("Check!!\n"), pieces < 3) << size;  // lines written
-    }
-}
-
 TEST(SortCLR, GridsWithoutLinesAreToldAndEndWithTheFile) {
     const struct {
         std::int32_t columns, rows;
@@ -249,25 +211,6 @@ TEST(SortCLR, AFileThatCannotBeOpenedIsDescribedByAnEmptyLine) {
     EXPECT_FALSE(scan.convert());
     EXPECT_EQ(scan.said, "\n");
     EXPECT_EQ(scan.folder.names().size(), 2U);
-}
-
-TEST(SortCLR, ACopyOfACompressedScanReadsLikeTheScan) {
-    // It still announces compressed lines; its size tells that it has none.
-    Line up(300);
-    for (std::size_t i = 0; i < up.size(); ++i)
-        up[i] = {1000, 50, static_cast<std::int32_t>(i) - 100, 0, static_cast<std::int32_t>(i % 5)};
-    const Line down(up.rbegin(), up.rend());
-    Scan scan(ByteWriter()
-                  .bytes(clrHeader(2, 300, 2, 1))
-                  .u8(0)
-                  .bytes(compressedLine(up))
-                  .bytes(compressedLine(down)));
-    ASSERT_TRUE(scan.convert());
-    const auto points = readScan<CLRGridCodec>(scan.path);
-    EXPECT_EQ(points.size(), 480U);
-    EXPECT_EQ(readScan<CLRGridCodec>(scan.copyPath), points);
-    EXPECT_EQ(printedBy([&] { EXPECT_TRUE(ConvertClrFile(scan.copyPath)); }), "");
-    EXPECT_EQ(readFile(scan.copyPath + ".Converted.clr"), scan.copy());
 }
 
 TEST(SortCLR, LinesTooLongForMemoryAreTurnedInTheFile) {

@@ -28,28 +28,6 @@ TEST(BoxTree, EntriesComeFromLeftToRightAlongTheLongestAxis) {
     EXPECT_EQ(find(Tree(entries), {0, 0, 0}), (std::vector<int>{1, 2, 0}));
 }
 
-TEST(BoxTree, TheLastOfAnOddNumberOfLeavesRisesUnpaired) {
-    EXPECT_TRUE(Tree(Entries{}).nodes().empty());
-    const Tree one(Entries{{cube(0, 1), 5}});
-    ASSERT_EQ(one.nodes().size(), 1u);
-    EXPECT_EQ(one.nodes()[0].leaf, 0u);
-
-    const Tree three(Entries{{cube(0, 1), 0}, {cube(0, 2), 1}, {cube(0, 3), 2}});
-    // Root, branch, two leaves; the third leaf is the root's second child.
-    ASSERT_EQ(three.nodes().size(), 5u);
-    EXPECT_EQ(three.nodes()[1].leaf, Tree::kBranch);
-    EXPECT_EQ(three.nodes()[1].box.axes[0].maximum, 2);
-    EXPECT_EQ(three.nodes()[1].end, 4u);
-    EXPECT_EQ(three.nodes()[4].leaf, 2u);
-
-    // Five: the fifth rises two levels and hangs from the root.
-    const Tree five(Entries{
-        {cube(0, 1), 0}, {cube(0, 2), 1}, {cube(0, 3), 2}, {cube(0, 4), 3}, {cube(0, 5), 4}});
-    ASSERT_EQ(five.nodes().size(), 9u);
-    EXPECT_EQ(five.nodes()[1].end, 8u);
-    EXPECT_EQ(five.nodes()[8].leaf, 4u);
-}
-
 TEST(BoxTree, NumbersThatAreNoneDoNoHarm) {
     constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
     Entries entries;

@@ -4,7 +4,6 @@
 #include "vexo_progress/progress_implementation.h"
 
 #include <gtest/gtest.h>
-#include <boost/exception/get_error_info.hpp>
 
 #include <limits>
 
@@ -19,10 +18,7 @@ void expectRaised(const std::string& text, Statement&& statement) {
         ADD_FAILURE() << "nothing was thrown; expected: " << text;
     } catch (const Error& error) {
         EXPECT_EQ(error.what(), text);
-        EXPECT_NE(boost::get_error_info<boost::throw_function>(error), nullptr) << text;
-        EXPECT_NE(boost::get_error_info<boost::throw_file>(error), nullptr) << text;
-        ASSERT_NE(boost::get_error_info<boost::throw_line>(error), nullptr) << text;
-        EXPECT_GT(*boost::get_error_info<boost::throw_line>(error), 0) << text;
+        expectOrigin(error);
     }
 }
 
@@ -40,20 +36,6 @@ TEST(Progress, IsStartedByItsConstructorAndFinishedByItsDestructor) {
     EXPECT_THROW(DefiniteProgress(&host.tracker, "none", 0), std::invalid_argument);
     EXPECT_EQ(host.events, (Events{"start load", "load -1 pausable cancellable", "finish",
                                    "start none", "finish"}));
-}
-
-TEST(Progress, AnErrorNamesItsOrigin) {
-    ProgressTracker tracker;
-    try {
-        tracker.start(nullptr);
-        FAIL();
-    } catch (const std::invalid_argument& error) {
-        EXPECT_NE(std::string(*boost::get_error_info<boost::throw_function>(error))
-                      .find("ProgressTracker::Implementation::start("),
-                  std::string::npos);
-        EXPECT_TRUE(std::string(*boost::get_error_info<boost::throw_file>(error))
-                        .ends_with("vexo_progress/progress_tracker.cpp"));
-    }
 }
 
 TEST(Progress, TellsMisuseByTypeAndText) {
@@ -84,18 +66,6 @@ TEST(Progress, TellsMisuseByTypeAndText) {
     Progress::Implementation tracked(&progress, "twice");
     tracked.track(&tracker);
     expectRaised<Misuse>("Cannot track progress twice!", [&] { tracked.track(&tracker); });
-}
-
-TEST(Progress, RefusedAndFollowedRequestsNameTheirOriginToo) {
-    RecordedTracker host;
-    DefiniteProgress progress(&host.tracker, "work", 100);
-    auto step = [&, index = std::uint64_t{0}]() mutable { progress.setStepIndex(++index); };
-    host.answer = always(ProgressRequest::Pause);
-    expectRaised<std::logic_error>("This progress does not support pausing!", step);
-    host.answer = always(ProgressRequest::Cancel);
-    expectRaised<std::logic_error>("This progress does not support cancellation!", step);
-    progress.setCancellable(true);
-    expectRaised<CancelProgressRequest>("Cancel current progress!", step);
 }
 
 TEST(ProgressDeathTest, ANullTrackerEndsTheProcess) {

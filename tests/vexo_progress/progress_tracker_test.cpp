@@ -72,8 +72,10 @@ TEST(ProgressTracker, FollowsTheLargestRequest) {
             progress.setStepIndex(1);
         } catch (const CancelProgressRequest& request) {
             EXPECT_TRUE(c.cancellable);
+            expectOrigin(request);
             outcome = request.what();
         } catch (const std::logic_error& error) {
+            expectOrigin(error);
             outcome = error.what();
         }
         EXPECT_EQ(outcome, c.outcome);
