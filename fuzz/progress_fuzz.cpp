@@ -19,10 +19,14 @@ using vexo::ProgressTracker;
 
 class Monitor : public vexo::ProgressMonitor {
 public:
-    void onStart(const std::string&) override { ++open; }
+    void onStart(const std::string&) override {
+        ++open;
+        if (script.u8() % 4 == 1) expectRefused(script.u8() % 7);
+    }
     void onFinish() override {
         expect(open > 0);
         --open;
+        if (script.u8() % 4 == 1) expectRefused(script.u8() % 7);
     }
     ProgressRequest onUpdate(const std::string&, float percentage, bool pausable,
                              bool cancellable) override {
@@ -31,7 +35,7 @@ public:
         const std::uint8_t answer = script.u8() % 16;
         if (answer == 1) throw 42;
         if (answer == 2) return ProgressRequest::Cancel;
-        if (answer == 4) expectRefused(script.u8() % 4);
+        if (answer == 4) expectRefused(script.u8() % 7);
         // Would wait for ever where it can be followed.
         if (answer == 3 && !pausable) return ProgressRequest::Pause;
         cancelSeen = cancelSeen || cancellable;
@@ -51,8 +55,12 @@ private:
             if (call == 1) tracker->removeMonitor(this);
             if (call == 2) tracker->resume();
             if (call == 3) tracker->requestCancel();
-        } catch (const std::logic_error&) {
-            return;
+            if (call == 4) tracker->clearCancel();
+            if (call == 5) static_cast<void>(tracker->currentName());
+            if (call == 6) const vexo::Progress nested(tracker, "nested");
+        } catch (const std::logic_error& error) {
+            return expect(error.what() ==
+                          std::string_view("Cannot act on a tracker from its own monitor!"));
         }
         expect(false);
     }
@@ -141,7 +149,10 @@ void run(ByteSpan input) {
 std::vector<Bytes> seeds() {
     const Bytes steps = {0, 10, 0, 5, 1, 0, 7, 5, 0, 1, 200, 0, 7, 40, 0, 7, 80, 0,
                          2, 0,  0, 6, 0, 0, 4, 0, 0, 0, 3,   0, 7, 3,  0, 7, 2,  0};
-    return {pieces({{}, {}, steps}), pieces({{0, 2, 1}, {3, 4, 0, 4, 1, 4, 2, 4, 3}, steps})};
+    Bytes calls = {3};
+    for (std::uint8_t call = 0; call < 7; ++call)
+        calls.insert(calls.end(), {4, call, 1, call});
+    return {pieces({{}, {}, steps}), pieces({{0, 2, 1}, calls, steps})};
 }
 
 const Registered registered({"progress", run, seeds});

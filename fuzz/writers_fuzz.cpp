@@ -7,6 +7,8 @@
 
 #include <brisko_codec/brisko_codec.h>
 
+#include "base/companion_path.h"
+
 #include <cmath>
 #include <map>
 #include <utility>
@@ -96,6 +98,10 @@ void write(IndexedScan& scan, const TestPoint& p) {
 }
 
 void expectFile(const IndexedScan& scan) {
+    const auto tiles = [](std::size_t cells) { return (cells + 255) / 256; };
+    const std::size_t all =
+        tiles(scan.grid.GetAzimuthResolution()) * tiles(scan.grid.GetZenithResolution());
+    expect(test::readFile(companionForWriting(scan.path, ".ij")).size() == 48 + 262'156 * all);
     const auto codec = test::openScan<CL3GridCodec>(scan.path);
     expect(codec != nullptr);
     setFrame(*codec, Frame::Scanner);
@@ -164,7 +170,13 @@ void use(Input& in, const std::string& path) {
             close();
             expect(!scan.writer.HasWriteError());
         } else if (what < 12) {
-            scan.writer = Writer(scan.writer);
+            Writer copy(scan.writer);
+            if (what == 10) {
+                scan.writer = copy;
+                continue;
+            }
+            expect(copy.Close() == isOpen);  // and the scan's own has nothing left to close
+            if (std::exchange(isOpen, false)) expectFile(scan);
         } else if (what < 14) {
             const char* const nowhere[] = {nullptr, "", "\xFF.cl3", "/"};
             const bool opens = scan.writer.Open(nowhere[in.u8() % 4], &scan.grid);
@@ -174,6 +186,9 @@ void use(Input& in, const std::string& path) {
             scan = unwritten;
         } else if (isOpen) {
             write(scan, takePoint(in));
+        } else {
+            Scan<Writer> closed = scan;
+            write(closed, takePoint(in));
         }
     }
     close();
@@ -202,9 +217,10 @@ std::vector<Bytes> seeds() {
             bytes.insert(bytes.end(),
                          {200, i, 130, 90, i, 7, column, static_cast<std::uint8_t>(i / 10),
                           static_cast<std::uint8_t>(i % 9)});
-            if (i == 20) bytes.push_back(11);  // a copy goes on
+            if (i == 20) bytes.push_back(10);  // a copy goes on
         }
-        bytes.insert(bytes.end(), {7, 11, 3, 77, 120, 120, 120, 1, 2, 3, 1, 4, 13, 3, 12, 0, 5});
+        bytes.insert(bytes.end(),
+                     {7, 8, 3, 77, 120, 120, 120, 1, 2, 3, 1, 4, 11, 9, 5, 13, 3, 12, 0, 5});
         all.push_back(bytes);
     }
     return all;
