@@ -89,23 +89,6 @@ TEST_F(JpegFile, PhotosAreTurnedAsTheirCamerasAskFor) {
     EXPECT_TRUE(readImage(path, turnOfCameraType(3)).empty());
 }
 
-TEST_F(JpegFile, LargePhotosAreTurnedWhole) {
-    const std::string path = write(jpegBytes(1000, 777, [](int column, int row) {
-        const auto grey = static_cast<std::uint8_t>((column / 8 * 3 + row / 8 * 5) & 255);
-        return Rgb{grey, grey, grey};
-    }));
-    const DecodedImage plain = readImage(path, Turn::None);
-    const DecodedImage quarter = readImage(path, Turn::Quarter);
-    const DecodedImage half = readImage(path, Turn::Half);
-    ASSERT_EQ(std::pair(quarter.columns(), quarter.rows()), std::pair(777, 1000));
-    for (int row = 0; row < 777; ++row) {
-        for (int column = 0; column < 1000; ++column) {
-            ASSERT_EQ(*quarter.pixel(row, 999 - column), *plain.pixel(column, row));
-            ASSERT_EQ(*half.pixel(999 - column, 776 - row), *plain.pixel(column, row));
-        }
-    }
-}
-
 constexpr const char* kSizePlace =
     " | void __cdecl ImageData::getImageDimention(int &,int &) | rvx_scan_colorizer/src/ImageData";
 constexpr const char* kDecodePlace =
