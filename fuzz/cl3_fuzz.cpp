@@ -49,7 +49,9 @@ void run(ByteSpan bytes) {
 }
 
 std::vector<Bytes> seeds() {
-    const Bytes skew = toBytes("CL3_ALG_0.1\n0 -1 0 10\n1 0 0 0\n0 0 1 2.5\n0 1e-3 0 1\n");
+    const std::string turned = "CL3_ALG_0.1\n0 -1 0 10\n1 0 0 0\n0 0 1 2.5\n";
+    const Bytes skew = toBytes(turned + "0 1e-3 0 1\n"),
+                skewUpwards = toBytes(turned + "0 0 1 1\n");
     const Bytes index = smallIndex(), scan = smallScan();
     const Bytes shortIndex =
         test::ByteWriter().bytes(test::ijHeader(9, 9, 3)).u32(0).u32(0).u32(0).u32(0).u32(1);
@@ -64,6 +66,7 @@ std::vector<Bytes> seeds() {
                                  .bytes(Bytes(28, 0x40));
     return {pieces({smallAlignment(), index, scan}),
             pieces({skew, shortIndex, scan}),
+            pieces({skewUpwards, index, scan}),
             pieces({{}, test::ijHeader(1, 1, 0), scan}),
             pieces({{}, {}, scan}),
             pieces({{}, {}, uncounted}),

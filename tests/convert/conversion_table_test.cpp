@@ -314,6 +314,8 @@ TEST(Conversion, SaysWhyItFailedAndWhichFileIsAtFault) {
         EXPECT_EQ(result.problem, c.problem) << c.name;
         EXPECT_EQ(result.file, *c.file ? folder / c.file : "") << c.name;
         EXPECT_EQ(result.text.empty(), c.problem == None) << c.name;
+        const bool isCut = result.text.find("is not whole") != std::string::npos;
+        EXPECT_EQ(isCut, c.name == std::string("scan.cl3")) << result.text;
     }
     EXPECT_TRUE(ConvertClrToCl3Indexed(folder / "shut.clr")) << "true whatever happens";
     writeFile(folder / "scan.cl3", cutTo(readFile(folder / "scan.cl3"), 500));
