@@ -131,6 +131,8 @@ TEST(IndexByAngles, RefusesWhatItCannotPlace) {
     EXPECT_FALSE(indexCL3ByAngles(folder / "full.cl3", folder / "out.txt", nullptr));
     EXPECT_FALSE(indexCL3ByAngles(folder / "full.cl3", folder / "full.cl3", nullptr));
     EXPECT_EQ(contentsOf(folder), before);
+    writePlain(folder / "filled.cl3", good, std::vector<TestPoint>(8, many[0]));
+    EXPECT_TRUE(indexCL3ByAngles(folder / "filled.cl3", folder / "out.cl3", nullptr));
 }
 
 TEST(FreeCells, TakeTheNearestCellUntilTheBandIsFull) {
