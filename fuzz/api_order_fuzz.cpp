@@ -45,41 +45,16 @@ public:
     Calls(BriskoCodec& codec, const ScanFolder& folder) : m_codec(codec), m_folder(folder) {}
 
     void step(Input& in) {
-        test::TestPoint point;
-        switch (in.u8() % 11) {
-            case 0:
-            case 1:
-                open(in.u8());
-                break;
-            case 2:
-                m_codec.Close();
-                m_isOpen = m_started = false;
-                break;
-            case 3:
-                m_started = test::readFirst(m_codec, point);
-                expect(m_isOpen || !m_started);
-                break;
-            case 4:
-                expect(!test::readNext(m_codec, point) || m_isOpen);
-                break;
-            case 5:
-                expectBounds();
-                break;
-            case 6:
-                askGrid();
-                break;
-            case 7:
-                setFrame(m_codec, in.u8() % 2 ? Frame::Aligned : Frame::Scanner);
-                break;
-            case 8:
-                getAlignment(m_codec);
-                break;
-            case 9:
-                readBatch(in.u8() % 9, true);
-                break;
-            default:
-                readBatch(in.u8() % 9, false);
-        }
+        const std::uint8_t what = in.u8() % 11;
+        if (what <= 1) open(in.u8());
+        if (what == 2) close();
+        if (what == 3) readOne(test::readFirst);
+        if (what == 4) readOne(test::readNext);
+        if (what == 5) expectBounds();
+        if (what == 6) askGrid();
+        if (what == 7) setFrame(m_codec, in.u8() % 2 ? Frame::Aligned : Frame::Scanner);
+        if (what == 8) getAlignment(m_codec);
+        if (what >= 9) readBatch(in.u8() % 9, what == 9);
     }
 
 private:
@@ -89,6 +64,14 @@ private:
         const std::size_t name = which % 6;
         m_isOpen = m_codec.Open(name < 5 ? names[name].c_str() : nullptr);
         expect(!m_isOpen || name < 2);
+    }
+    void close() {
+        m_codec.Close();
+        m_isOpen = false;
+    }
+    void readOne(bool (&read)(BriskoCodec&, test::TestPoint&)) {
+        test::TestPoint point;
+        expect(!read(m_codec, point) || m_isOpen);
     }
     void expectBounds() {
         double minimum[3], maximum[3];
@@ -115,7 +98,7 @@ private:
 
     BriskoCodec& m_codec;
     const ScanFolder& m_folder;
-    bool m_isOpen = false, m_started = false;
+    bool m_isOpen = false;
 };
 
 void expectAsNew(BriskoCodec& used, const Factory& factory, const std::string& path) {

@@ -77,30 +77,27 @@ public:
     void step(Input& in) {
         const std::uint8_t what = in.u8() % 8;
         const std::uint32_t number = in.u16();
-        if (what < 2 && m_open.size() < 20) {
-            m_open.push_back(std::make_unique<DefiniteProgress>(&m_tracker, "p", number));
-            m_steps.resize(m_open.size());
-            m_steps.back() = number;
-        } else if (what == 2) {
-            m_tracker.requestCancel();
-        } else if (what == 3) {
-            m_tracker.resume();
-        } else if (m_open.empty()) {
-            return;
-        } else if (what == 4) {
-            m_open.pop_back();
-            m_steps.pop_back();
-        } else if (what == 5) {
-            m_open.back()->setCancellable((number & 1) != 0);
-            m_open.back()->setPausable((number & 2) != 0);
-        } else if (what == 6) {
-            m_open.back()->checkCancel();
-        } else {
-            move(number);
-        }
+        if (what < 2 && m_open.size() < 20) return start(number);
+        if (what == 2) return m_tracker.requestCancel();
+        if (what == 3) return m_tracker.resume();
+        if (m_open.empty()) return;
+        if (what == 4) return finish();
+        if (what == 6) return m_open.back()->checkCancel();
+        if (what != 5) return move(number);
+        m_open.back()->setCancellable((number & 1) != 0);
+        m_open.back()->setPausable((number & 2) != 0);
     }
 
 private:
+    void start(std::uint32_t steps) {
+        m_open.push_back(std::make_unique<DefiniteProgress>(&m_tracker, "p", steps));
+        m_steps.resize(m_open.size());
+        m_steps.back() = steps;
+    }
+    void finish() {
+        m_open.pop_back();
+        m_steps.pop_back();
+    }
     /// Mostly the progress on top, sometimes one that may not be moved now.
     void move(std::uint32_t number) {
         const std::size_t which = number % 8 == 7 ? 0 : m_open.size() - 1;

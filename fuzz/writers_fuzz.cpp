@@ -198,14 +198,10 @@ void run(ByteSpan input) {
     static const ScanFolder folder;
     folder.clear();
     Input in(input);
-    switch (in.u8() % 3) {
-        case 0:
-            return use<CL3WriterCodec>(in, folder / "scan.cl3");
-        case 1:
-            return use<CL3IJWriterGridCodec>(in, folder / "scan.cl3");
-        default:
-            return use<CLRWriterGridCodec>(in, folder / "scan.clr");
-    }
+    const std::uint8_t kind = in.u8() % 3;
+    if (kind == 0) use<CL3WriterCodec>(in, folder / "scan.cl3");
+    if (kind == 1) use<CL3IJWriterGridCodec>(in, folder / "scan.cl3");
+    if (kind == 2) use<CLRWriterGridCodec>(in, folder / "scan.clr");
 }
 
 std::vector<Bytes> seeds() {

@@ -272,6 +272,12 @@ TEST(AlgBlocks, ReadsTheAreasOfAsManyBlocksAsItHolds) {
     }
 }
 
+TEST(AlgBlocks, NeedAHeader) {
+    const TempFolder folder;
+    writeFile(folder / "scan.alg", withLine(1, "CL3_ALG_0.2\n"));
+    printedBy([&] { EXPECT_FALSE(AlgBlocks().ReadALGFile(folder / "scan.alg")); });
+}
+
 TEST(AlgBlocks, AnEmptyPathMeansTheLastFileAndFullDisksAreRemembered) {
     const TempFolder folder;
     AlgBlocks blocks = blocksWithAreas(1000);

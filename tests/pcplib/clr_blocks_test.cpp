@@ -75,14 +75,6 @@ struct Scan {
     std::string said;
 };
 
-/// A line of records at these heights; 0 is a cell without a point.
-Line lineAt(const std::vector<std::int32_t>& heights) {
-    Line line;
-    for (const std::int32_t z : heights)
-        line.push_back({1000, 0, z, z + 5, z == 0 ? 0 : 100});
-    return line;
-}
-
 /// Whether the k-th line has to be turned, the long way.
 bool hasToBeTurned(std::size_t k, const Line& line) {
     const auto measured = [](const ClrRecord& r) { return r.intensity >= 1; };
@@ -109,43 +101,6 @@ std::vector<Line> randomLines(std::size_t lines, std::size_t rows, unsigned seed
         }
     }
     return result;
-}
-
-TEST(SortCLR, TurnsLinesSoThatTheyRunUpAndDownInTurn) {
-    const Line up = lineAt({1, 2, 3}), down = lineAt({3, 2, 1});
-    const Line upWithGaps = lineAt({0, 1, 2}), downWithGaps = lineAt({2, 1, 0});
-    const Line flat = lineAt({2, 0, 2}), one = lineAt({0, 9, 0}), none = lineAt({0, 0, 0});
-    const struct {
-        std::vector<Line> in, out;
-    } cases[] = {
-        {{up, up, up}, {up, down, up}},
-        {{down, down, down}, {up, down, up}},
-        {{down, up, downWithGaps}, {up, down, upWithGaps}},
-        {{one, none, one}, {one, none, one}},
-        {{flat, flat, flat}, {flat, flat, flat}},  // turned in even lines, and the same again
-    };
-    for (const std::uint32_t format : {0U, 1U}) {
-        Bytes header = clrHeader(3, 3, format, 2);
-        header[78] = 0xAB;  // bytes of no meaning
-        header[115] = 0x77;
-        for (const auto& c : cases) {
-            const auto file = [&](const std::vector<Line>& lines) {
-                ByteWriter bytes;
-                bytes.bytes(header);
-                for (const std::uint8_t flag : {std::uint8_t{3}, std::uint8_t{200}}) {
-                    bytes.u8(flag);
-                    for (const Line& line : lines)
-                        bytes.bytes(clrRecords(line));
-                }
-                return bytes.done();
-            };
-            Scan scan(file(c.in));
-            EXPECT_TRUE(scan.convert());
-            EXPECT_EQ(scan.said, "");
-            EXPECT_EQ(scan.copy(), file(c.out)) << &c - cases;
-            EXPECT_EQ(readFile(scan.path), file(c.in));
-        }
-    }
 }
 
 TEST(SortCLR, DecodesCompressedLinesAndTellsWhatItDoes) {

@@ -58,6 +58,8 @@ TEST(PcpFile, HandsOutWholeRecordsOfEachChannel) {
     EXPECT_EQ(file.GetRecord(2, 1), nullptr);
     file.SetLayout(101, 1, 1);
     EXPECT_EQ(file.GetRecord(0, 1), nullptr);
+    char header = 0;
+    EXPECT_EQ(file.ReadFileHeader(&header, 2), 0U) << "no such channel";
     file.Close();
     EXPECT_EQ(file.GetRecord(0, 0), nullptr);
 }
@@ -177,7 +179,7 @@ TEST(PcpFileMapping, TheWindowBeginsAQuarterBeforeWhatIsAskedFor) {
     }
 }
 
-TEST(PcpFileMapping, BytesBehindTheFileAreZeroAndNeverWritten) {
+TEST(PcpFileMapping, BytesAfterTheFileAreZeroAndNeverWritten) {
     Mapped scan({1, 2, 3, 4, 5});
     std::uint8_t* const bytes = scan.mapping.MapWindow(3, 600);
     ASSERT_TRUE(bytes);
@@ -195,6 +197,8 @@ TEST(PcpFileMapping, BytesBehindTheFileAreZeroAndNeverWritten) {
                                          {std::uint64_t{10}, kHuge - 5}})
         EXPECT_EQ(scan.mapping.MapWindow(offset, length), nullptr) << offset;
     EXPECT_EQ(*scan.mapping.MapWindow(2, 1), 3);
+    EXPECT_EQ(*scan.mapping.MapWindow(1000, 1), 0);
+    EXPECT_FALSE(scan.file.HasFailed()) << "nothing of the last window lies in the file";
 }
 
 /// What a window of two small words and two bytes is made of, so that its sum stays below 2^31.
