@@ -1,4 +1,4 @@
-// Photos: a decoded one has the size that its header tells, and its turned forms hold the same pixels.
+// Photos: a decoded one has the size that its header gives, and its turned forms hold the same pixels.
 
 #include "scan_folder.h"
 

@@ -36,7 +36,7 @@ public:
         if (answer == 1) throw 42;
         if (answer == 2) return ProgressRequest::Cancel;
         if (answer == 4) expectRefused(script.u8() % 7);
-        // Would wait for ever where it can be followed.
+        // Would wait without end where it can be followed.
         if (answer == 3 && !pausable) return ProgressRequest::Pause;
         cancelSeen = cancelSeen || cancellable;
         return ProgressRequest::Continue;

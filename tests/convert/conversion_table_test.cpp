@@ -121,7 +121,7 @@ TEST(ClrConversion, MergesASeriesFirst) {
         const std::string name = "a_00" + std::to_string(part) + ".clr";
         writeFile(folder / name, rawScan({.model = "RVX2000", .seed = part + 1}));
     }
-    writeFile(folder / "a_004.clr", "behind the gap: not looked at");
+    writeFile(folder / "a_004.clr", "after the gap: not read");
     EXPECT_TRUE(ConvertClrToCl3Indexed(folder / "a_000.clr"));
     EXPECT_EQ(folder.names(),
               (Names{"a.clr", "a_000.clr", "a_000_index.alg", "a_000_index.cl3", "a_000_index.ij",
@@ -322,7 +322,7 @@ TEST(Conversion, SaysWhyItFailedAndWhichFileIsAtFault) {
     EXPECT_EQ(indexScanByAngles(folder / "scan.cl3", folder / "b.cl3", nullptr).problem, Damaged);
 }
 
-TEST(Conversions, TellsItsStagesByTheirLabels) {
+TEST(Conversions, ReportsItsStagesByTheirLabels) {
     const SilentOutput silent;
     const TempFolder folder;
     for (const char* name : {"a_000.clr", "a_001.clr"})

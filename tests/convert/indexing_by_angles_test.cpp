@@ -131,7 +131,8 @@ TEST(IndexByAngles, RefusesWhatItCannotPlace) {
     EXPECT_FALSE(indexCL3ByAngles(folder / "full.cl3", folder / "out.txt", nullptr));
     EXPECT_FALSE(indexCL3ByAngles(folder / "full.cl3", folder / "full.cl3", nullptr));
     EXPECT_EQ(contentsOf(folder), before);
-    writePlain(folder / "filled.cl3", good, std::vector<TestPoint>(8, many[0]));
+    writePlain(folder / "filled.cl3", {0, 360, 0, 180, 8, 1, false},
+               {many.begin() + 1, many.end()});
     EXPECT_TRUE(indexCL3ByAngles(folder / "filled.cl3", folder / "out.cl3", nullptr));
 }
 

@@ -11,7 +11,7 @@ namespace {
 
 using namespace test;
 
-/// A return at a range along x, told apart by its fourth value.
+/// A return at a range along x, known by its fourth value.
 struct Return {
     double range;  // metres; 0 for none
     std::uint8_t flag;
@@ -45,7 +45,7 @@ TEST(BlockMerge, ChoosesOneReturnPerCell) {
         {"the farther of two surfaces", byDefault, {{12, 0}, {20, 0}}, 1},
         {"also when it comes first", byDefault, {{20, 0}, {12, 0}}, 0},
         {"one surface: nearer to the centre", byDefault, {{10.000, 0}, {10.005, 0}}, 1},
-        {"one surface behind the centre", byDefault, {{150.000, 0}, {150.005, 0}}, 0},
+        {"one surface beyond the centre", byDefault, {{150.000, 0}, {150.005, 0}}, 0},
         {"a tie keeps the first", byDefault, {{10, 0}, {10, 0}}, 0},
         {"the tolerance itself keeps", byDefault, {{10.01, 0}, {10.0, 0}}, 0},
         {"just above it", byDefault, {{10, 0}, {10.0101, 0}}, 1},

@@ -31,7 +31,7 @@ TEST(CpStdioFile, ReadsLinesUpToTheFirstEmptyOne) {
         {"a\nlast", {"a", "last"}},
         {"a\r\nb\r\n", {"a", "b"}},
         {"a\rb\r\n", {"a\rb"}},  // a lone carriage return stays
-        {"a\r\r\n", {"a\r"}},    // and only the one in front of the line feed goes
+        {"a\r\r\n", {"a\r"}},    // and only the one before the line feed goes
         {"a\r", {"a"}},          // or of the end of the file
         {"a\n\nb\n", {"a"}},     // an empty line ends the reading
         {"a\n\r\nb\n", {"a"}},   // with CR LF too
@@ -295,7 +295,7 @@ TEST(AlgBlocks, AnEmptyPathMeansTheLastFileAndFullDisksAreRemembered) {
     EXPECT_EQ(blocks.header.blockSize, 5);
 }
 
-TEST(AlgBlocks, TellsWhichFileCannotBeOpened) {
+TEST(AlgBlocks, ReportsWhichFileCannotBeOpened) {
     const TempFolder folder;
     const std::string path = folder / (std::string(200, 'a') + "/scan.alg");
     AlgBlocks blocks;

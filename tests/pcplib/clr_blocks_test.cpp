@@ -7,6 +7,7 @@
 #include "support/printed_by.h"
 #include "support/read_points.h"
 #include "support/scan_bytes.h"
+#include "support/scan_walk.h"
 
 #include <gtest/gtest.h>
 
@@ -103,28 +104,28 @@ std::vector<Line> randomLines(std::size_t lines, std::size_t rows, unsigned seed
     return result;
 }
 
-TEST(SortCLR, DecodesCompressedLinesAndTellsWhatItDoes) {
+TEST(SortCLR, DecodesCompressedLinesAndReportsWhatItDoes) {
     const auto lines = randomLines(4, 600, 2);
     ByteWriter in, out;
     in.bytes(clrHeader(2, 600, 2, 2));
     out.bytes(in);
-    std::string told;
+    std::string said;
     for (std::size_t i = 0; i < lines.size(); ++i) {
         if (i % 2 == 0) {
             in.u8(7);
             out.u8(7);
-            told += "Read block :" + std::to_string(i / 2) + "\n";
+            said += "Read block :" + std::to_string(i / 2) + "\n";
         }
         const Bytes line = compressedLine(lines[i]);
         in.bytes(line);
         out.bytes(clrRecords(sorted(i % 2, decodeLine(line, 600))));
         for (const std::string points : {"250", "250", "100"})
-            told += "Start decode\nEnd decode\nConvert ptData  iRetPnt=" + points + "\n";
-        if (!hasToBeTurned(i % 2, lines[i])) told += "check!\n";
+            said += "Start decode\nEnd decode\nConvert ptData  iRetPnt=" + points + "\n";
+        if (!hasToBeTurned(i % 2, lines[i])) said += "check!\n";
     }
     Scan scan(in);
     EXPECT_TRUE(scan.convert());
-    EXPECT_EQ(scan.said, "Read CLR file: " + scan.path + "\n" + told);
+    EXPECT_EQ(scan.said, "Read CLR file: " + scan.path + "\n" + said);
     EXPECT_TRUE(scan.copy() == out.done());
 }
 
@@ -151,12 +152,12 @@ TEST(SortCLR, EndsTheCopyAtALengthThatNoPieceHas) {
     EXPECT_EQ(scan.copy(), out.done());
 }
 
-TEST(SortCLR, GridsWithoutLinesAreToldAndEndWithTheFile) {
+TEST(SortCLR, GridsWithoutLinesAreReportedAndEndWithTheFile) {
     const struct {
         std::int32_t columns, rows;
         std::uint32_t blocks;
         Bytes content;
-        std::string told;
+        std::string said;
         std::size_t copied;
     } cases[] = {
         {0, 5, 1, {1, 2, 3}, "Read block :0\n", 1},
@@ -170,7 +171,7 @@ TEST(SortCLR, GridsWithoutLinesAreToldAndEndWithTheFile) {
         const Bytes header = clrHeader(c.columns, c.rows, 2, c.blocks);
         Scan scan(ByteWriter().bytes(header).bytes(c.content));
         EXPECT_TRUE(scan.convert());
-        EXPECT_EQ(scan.said, "Read CLR file: " + scan.path + "\n" + c.told);
+        EXPECT_EQ(scan.said, "Read CLR file: " + scan.path + "\n" + c.said);
         EXPECT_EQ(scan.copy().size(), 120 + c.copied);
     }
 }
@@ -273,6 +274,15 @@ TEST(CombineMultiCLR, AppendsTheBlocksOfTheSecondFile) {
     }
 }
 
+TEST(CombineMultiCLR, WhatACutCompressedFileLacksBecomesWholePieces) {
+    const Bytes whole = fileOf(2);
+    for (const std::size_t size : {121UL, 130UL, whole.size() / 2, whole.size() - 1}) {
+        const Series series(whole, cutTo(whole, size));
+        EXPECT_EQ(series.merge(), 0);
+        EXPECT_EQ(damageOf(series.output), "") << size;
+    }
+}
+
 TEST(CombineMultiCLR, TakesSortedCopiesOfCompressedScansAsPlainRecords) {
     const Series series(sortedCopy(), sortedCopy());
     EXPECT_EQ(series.merge(), 0);
@@ -332,6 +342,8 @@ TEST(CombineMultiCLR, NeverWritesOverItsInputs) {
     EXPECT_TRUE(readFile(series.a) == file);
     EXPECT_TRUE(readFile(series.b) == file);
     EXPECT_EQ(series.folder.names().size(), 3U);
+    const Series empty(clrHeader(0, 0, 0, 0), {});
+    EXPECT_EQ(CombineMultiCLR(empty.a, empty.folder / "missing.clr", empty.output, nullptr), 1);
 }
 
 }  // namespace

@@ -18,7 +18,7 @@ namespace {
 
 using namespace brisko::test;
 
-/// Bytes 0, 1, 2 ... so that every byte tells where it lies.
+/// Bytes 0, 1, 2 ... so that every byte shows where it lies.
 Bytes countingBytes(std::size_t size) {
     Bytes bytes(size);
     std::iota(bytes.begin(), bytes.end(), std::uint8_t{0});
@@ -74,7 +74,7 @@ TEST(PcpFile, NeedsTheHeaderOfTheFirstChannel) {
     EXPECT_FALSE(counted.file.IsOpen());
 }
 
-TEST(PcpFile, TellsWhenAMappedFileCannotBeOpenedOrCreated) {
+TEST(PcpFile, ReportsWhenAMappedFileCannotBeOpenedOrCreated) {
     const TempFolder folder;
     PcpFile file;
     const std::string path = folder / "missing/data";
@@ -218,7 +218,7 @@ TEST(PcpFileMapping, IsWrittenBackWhenItHasChanged) {
         {"nothing", kSmallWords, [](PcpFile&) {}, false},
         {"nothing, but a sum of more than 31 bits", kLargeWords, [](PcpFile&) {}, true},
         {"a word", kSmallWords, [](PcpFile& file) { ++*file.GetRecord(0, 0); }, true},
-        {"a byte behind the last word", kSmallWords, [](PcpFile& file) { ++*file.GetRecord(9, 0); },
+        {"a byte after the last word", kSmallWords, [](PcpFile& file) { ++*file.GetRecord(9, 0); },
          true},
         {"an order of words that leaves their sum alone", kSmallWords, swapWords, false},
         {"the same order through Write", kSmallWords,
@@ -234,7 +234,7 @@ TEST(PcpFileMapping, IsWrittenBackWhenItHasChanged) {
         PcpFile file;
         ASSERT_TRUE(file.OpenMapped(folder / "data"));
         ASSERT_TRUE(file.GetRecord(0, 0));
-        // Whoever changes the file meanwhile keeps that change exactly when nothing is written.
+        // A change that others make meanwhile stays exactly when nothing is written.
         const Bytes others(content.size(), 0xee);
         writeFile(folder / "data", others);
         edit(file);

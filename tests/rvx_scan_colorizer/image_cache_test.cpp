@@ -103,7 +103,7 @@ TEST(ImageCache, WithoutSlotsNothingIsSeen) {
     EXPECT_EQ(loads.take(), 0);
 }
 
-TEST(ImageCache, FirstLoadsThatFailAreTold) {
+TEST(ImageCache, FirstLoadsThatFailAreReported) {
     Loads loads;
     ImageCache cache(10, 10, loads.loader(), loads.stamper());
     EXPECT_THROW(cache.loadFirst(10), std::runtime_error);

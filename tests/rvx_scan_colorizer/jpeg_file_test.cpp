@@ -94,7 +94,7 @@ constexpr const char* kSizePlace =
 constexpr const char* kDecodePlace =
     " | void __cdecl ImageData::setImage(int,bool) | rvx_scan_colorizer/src/ImageData";
 
-TEST_F(JpegFile, WhatIsNoJpegIsToldWithItsPlace) {
+TEST_F(JpegFile, WhatIsNoJpegIsReportedWithItsPlace) {
     const Bytes good = quarters();
     Bytes huge = good;  // the header's height and width, which follow FF C0, a length and a depth
     const std::uint8_t startOfFrame[] = {0xFF, 0xC0};

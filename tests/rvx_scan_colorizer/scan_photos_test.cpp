@@ -12,7 +12,7 @@ namespace {
 
 using namespace test;
 
-TEST(ScanPhotos, TellsWhatBecomesOfEachPhoto) {
+TEST(ScanPhotos, ShowsWhatBecomesOfEachPhoto) {
     const Bytes jpeg = jpegBytes(64, 48, grey(5));
     const PhotoStation station;
     writeFile(station.inScan("lonely.jpg"), jpeg);
@@ -70,7 +70,7 @@ TEST(ScanPhotos, NamesTheFileAtFault) {
     EXPECT_EQ(found.culprit, station.inScan("a.cmr"));
 }
 
-TEST(ScanPhotos, DecodingTellsWhichPixelsAreDamaged) {
+TEST(ScanPhotos, DecodingShowsWhichPixelsAreDamaged) {
     const ClassicStation station;
     Bytes jpeg = jpegBytes(
         256, 256, [](int column, int row) { return grey(128 + ((column * 7 + row * 13) & 63)); });

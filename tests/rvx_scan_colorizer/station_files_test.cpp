@@ -46,7 +46,7 @@ TEST(StationFiles, NamesMatchInTwoSpellingsAndInOrder) {
 TEST(StationFiles, AFolderThatIsNotThereHasNoFiles) {
     EXPECT_TRUE(findStationFiles("/no/such/folder").photos.empty());
     EXPECT_EQ(folderOf("/a/b/../c/./scan.cl3"), "/a/c");
-    const test::TempFolder folder;  // ".." leads to the parent of the folder behind the link
+    const test::TempFolder folder;  // ".." leads to the parent of the folder that the link names
     const std::filesystem::path root = std::filesystem::canonical(folder.path());
     std::filesystem::create_directories(root / "far/below");
     std::filesystem::create_symlink(root / "far/below", root / "near");

@@ -42,7 +42,7 @@ TEST(Progress, IsStartedByItsConstructorAndFinishedByItsDestructor) {
                                    "start none", "finish"}));
 }
 
-TEST(Progress, TellsMisuseByTypeAndText) {
+TEST(Progress, ReportsMisuseByTypeAndText) {
     using BadArgument = std::invalid_argument;
     using Misuse = std::logic_error;
     const std::string notTopmost = "Cannot act on a non-topmost progress!";
@@ -113,23 +113,23 @@ TEST(DefiniteProgress, CutsToWholePerCentWithoutOverflow) {
 
 TEST(PcpProgress, EveryNewProcessNumberStartsAProgress) {
     RecordedTracker host;
-    const std::string told = printedBy([&] {
+    const std::string printed = printedBy([&] {
         PcpProgress bridge(&host.tracker, "Pcp Indexing1");
         bridge.SetPos(0);
-        bridge.SetPos(7);  // no process yet: kept, not told
+        bridge.SetPos(7);  // no process yet: kept, not reported
         EXPECT_EQ(bridge.GetPos(), 7);
         bridge.SetProcNo(0);  // the number it starts with
         EXPECT_EQ(host.events, Events{});
         bridge.SetProcNo(1);
         bridge.SetPos(30);
         bridge.SetPos(30);
-        bridge.SetProcNo(1);  // the same process: back to 0, which is not told
+        bridge.SetProcNo(1);  // the same process: back to 0, which is not reported
         EXPECT_EQ(bridge.GetPos(), 0);
         bridge.SetPos(31);
         bridge.SetProcNo(0xFFFE);
         bridge.SetPos(100);
     });
-    EXPECT_EQ(told, "PcpLib SetProcNo =1\nPcpLib SetProcNo =-2\n");
+    EXPECT_EQ(printed, "PcpLib SetProcNo =1\nPcpLib SetProcNo =-2\n");
     EXPECT_EQ(host.events,
               (Events{"start Pcp Indexing1", "Pcp Indexing1 30 pausable cancellable",
                       "Pcp Indexing1 31 pausable cancellable", "finish", "start Pcp Indexing1",

@@ -9,7 +9,7 @@
 namespace brisko::vexo {
 namespace {
 
-TEST(ProgressTracker, TellsNestedProgressesInOrder) {
+TEST(ProgressTracker, ReportsNestedProgressesInOrder) {
     RecordedTracker host;
     {
         DefiniteProgress outer(&host.tracker, "outer", 2);

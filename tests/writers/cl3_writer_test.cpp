@@ -45,7 +45,7 @@ TEST(CL3Writer, CutsBlocksAtAMillionPoints) {
     const struct {
         std::size_t points;
         std::uint32_t blockCount;           // in the header
-        std::vector<std::uint32_t> blocks;  // headers in the file, one perhaps behind the counted
+        std::vector<std::uint32_t> blocks;  // headers in the file, one perhaps after the counted
     } cases[] = {
         {0, 1, {0, 0}},
         {kMillion - 1, 1, {kMillion - 1}},

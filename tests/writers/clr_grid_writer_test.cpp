@@ -56,11 +56,11 @@ TEST(CLRWriter, TheFileHoldsTheGridAndColumnsBeyondIt) {
         {"whole bands", 512, 2, {{511, 1}}, 512, 1},
         {"the last point lies beyond the grid", 260, 2, {{0, 0}, {300, 0}}, 301, 1},
         {"far beyond", 10, 1, {{0, 0}, {1000, 0}}, 1001, 1},
-        {"behind the band", 600, 2, {{300, 0}, {5, 0}}, 600, 1},
+        {"of a band that has passed", 600, 2, {{300, 0}, {5, 0}}, 600, 1},
         {"below the grid", 10, 2, {{0, 2}, {1, 2}, {1, 0xFFFFFFFF}}, 10, 0},
         {"no columns", 0, 2, {}, 0, 0},
         {"a lost point closes no band and adds no column", 600, 2, {{5, 0}, {900, 9}}, 600, 1},
-        {"columns behind that of the last point", 260, 2, {{300, 0}, {270, 0}}, 271, 0},
+        {"columns after that of the last point", 260, 2, {{300, 0}, {270, 0}}, 271, 0},
         {"no rows", 5, 0, {{1, 0}, {4'000'000'000, 0}}, 5, 0},
         {"a header that says less than nothing", -1, -1, {{0, 0}}, 1, 0},
     };
