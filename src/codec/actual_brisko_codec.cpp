@@ -1,7 +1,7 @@
 #include "codec/actual_brisko_codec.h"
 
 #include "base/companion_path.h"
-#include "codec/alignment_file.h"
+#include "codec/alignment.h"
 
 #include <algorithm>
 

@@ -7,7 +7,7 @@
 #include "base/companion_path.h"
 #include "base/file.h"
 #include "base/read_errors.h"
-#include "codec/alignment_file.h"
+#include "codec/alignment.h"
 #include "layouts/cl3_record.h"
 #include "layouts/ij_index.h"
 

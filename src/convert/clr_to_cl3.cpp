@@ -5,7 +5,7 @@
 
 #include "base/file.h"
 #include "codec/actual_clr_codec.h"
-#include "codec/alignment_file.h"
+#include "codec/alignment.h"
 #include "codec/batch_source.h"
 #include "convert/conversion_progress.h"
 #include "convert/path_rules.h"

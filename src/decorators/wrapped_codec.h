@@ -3,7 +3,7 @@
 #include <brisko_codec/codec.h>
 
 #include "codec/aligned_reader.h"
-#include "codec/alignment_matrix.h"
+#include "codec/alignment.h"
 
 #include <array>
 #include <memory>

@@ -9,8 +9,8 @@ namespace brisko {
 namespace {
 
 TEST(WorkerPool, DoesEachJobOnceAndHandsTheFirstFailureToTheCaller) {
-    for (const std::size_t threads : {1, 2, 9}) {
-        for (const std::size_t count : {0, 1, 3, 1000}) {
+    for (const std::size_t threads : {1U, 2U, 9U}) {
+        for (const std::size_t count : {0U, 1U, 3U, 1000U}) {
             std::vector<std::atomic<int>> calls(count);
             forEachIndex(
                 count, [&](std::size_t i) { ++calls[i]; }, threads);
@@ -29,7 +29,7 @@ TEST(WorkerPool, DoesEachJobOnceAndHandsTheFirstFailureToTheCaller) {
 }
 
 TEST(WorkerPool, TakesResultsInTheOrderAskedForAndKeepsFew) {
-    for (const std::size_t threads : {0, 1, 3}) {
+    for (const std::size_t threads : {0U, 1U, 3U}) {
         for (const ResultOrder order : {ResultOrder::Index, ResultOrder::Completion}) {
             std::atomic<std::size_t> computed = 0;
             std::vector<std::size_t> taken;

@@ -1,6 +1,11 @@
 #pragma once
 
+#include <brisko_codec/alignment.h>
+
+#include "base/read_errors.h"
+
 #include <array>
+#include <string>
 
 namespace brisko {
 
@@ -55,5 +60,15 @@ private:
     Rows m_rows{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
     Kind m_kind = Kind::Identity;
 };
+
+/// Loads the alignment of a scan from its ALG file. The matrix stays as it is unless the answer is
+/// File: a file that is missing, cannot be read, does not parse, or holds an element that is not a
+/// finite number aligns nothing.
+///   errors  may be null
+AlignmentSource loadAlignment(const std::string& path, AlignmentMatrix& matrix,
+                              ReadErrors* errors = nullptr);
+
+/// The alignment that lies beside a scan.
+Alignment alignmentBeside(const std::string& scanPath, ReadErrors& errors);
 
 }  // namespace brisko
