@@ -92,7 +92,10 @@ std::vector<Bytes> seeds() {
             steps.insert(steps.end(), {what, at, 0});
         steps.insert(steps.end(), {0, at, 0, 5, 9, 8, 7, 6, 5});
     }
-    return {steps};
+    // A window over a short file: a byte of it, then bytes after the end, then the byte again.
+    const Bytes beyond = {150, 1, 10, 0, 1,  2, 3, 4, 5, 6, 7, 8, 9, 10,
+                          1,   5, 0,  0, 50, 0, 3, 7, 8, 9, 1, 5, 0};
+    return {steps, beyond};
 }
 
 const Registered registered({"file_window", run, seeds});

@@ -52,6 +52,8 @@ TEST(CpStdioFile, ReadsLinesUpToTheFirstEmptyOne) {
             read.push_back(line);
         EXPECT_EQ(read, lines) << content.substr(0, 20);
     }
+    std::string line;
+    EXPECT_FALSE(CpStdioFile().ReadString(line)) << "nothing is open";
 }
 
 // Worked out by hand: the matrix array holds 0 to 15, so a line of the file steps by 4.

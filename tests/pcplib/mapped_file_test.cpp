@@ -243,6 +243,23 @@ TEST(PcpFileMapping, IsWrittenBackWhenItHasChanged) {
     }
 }
 
+TEST(PcpFileMapping, AWindowAtTheEndGrowsWithWhatIsWrittenIntoIt) {
+    const TempFolder folder;
+    Bytes bytes(10, 1);
+    writeFile(folder / "data", bytes);
+    PcpFile file;
+    file.SetWindowCapacity(100);
+    file.SetViewSize(1);
+    ASSERT_TRUE(file.OpenMapped(folder / "data"));
+    ASSERT_TRUE(file.GetRecord(5, 0));
+    file.Seek(50);
+    EXPECT_TRUE(file.Write("abc", 3));
+    file.Close();
+    bytes.resize(50);
+    bytes.insert(bytes.end(), {'a', 'b', 'c'});
+    EXPECT_EQ(readFile(folder / "data"), bytes);
+}
+
 TEST(PcpFileMapping, AnIndexIsSeenATileAtATime) {
     const struct {
         std::uint32_t tileSize;
