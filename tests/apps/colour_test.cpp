@@ -1,5 +1,6 @@
 #include "apps/damaged_scan.h"
 #include "apps/ptx_scan.h"
+#include "scan/files/scan_path.h"
 #include "support/photo_station.h"
 
 #include <gtest/gtest.h>
@@ -79,11 +80,11 @@ void expectConvertedButColours(const TwoPhotos& station, const std::string& inpu
         EXPECT_EQ(cutTo(readFile(coloured), 115), cutTo(readFile(converted), 115));
     }
     for (const char* companion : {".ij", ".alg"}) {
-        const std::string theirs = companionOf(converted, companion);
-        ASSERT_EQ(std::filesystem::exists(companionOf(coloured, companion)),
+        const std::string theirs = scan::companionOf(converted, companion);
+        ASSERT_EQ(std::filesystem::exists(scan::companionOf(coloured, companion)),
                   std::filesystem::exists(theirs));
         if (!std::filesystem::exists(theirs)) continue;
-        EXPECT_EQ(readFile(companionOf(coloured, companion)), readFile(theirs)) << companion;
+        EXPECT_EQ(readFile(scan::companionOf(coloured, companion)), readFile(theirs)) << companion;
     }
     for (const std::string& name : station.outputs())
         std::filesystem::remove(station.out(name));

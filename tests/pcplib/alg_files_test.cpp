@@ -1,6 +1,4 @@
-#include "pcplib/files/alg_blocks.h"
 #include "pcplib/files/cp_stdio_file.h"
-#include "pcplib/files/part_file_name.h"
 #include "pcplib/files/pt_cld_alg_file.h"
 #include "support/comma_locale.h"
 #include "support/file_size_limit.h"

@@ -2,7 +2,6 @@
 
 #include "support/printed_by.h"
 #include "vexo_progress/pcp_progress.h"
-#include "vexo_progress/progress_error.h"
 #include "vexo_progress/progress_implementation.h"
 
 #include <gtest/gtest.h>
