@@ -110,6 +110,8 @@ ROWS = (
         (Job("convert_bench", "conv-clr1", (("LD_PRELOAD", "libno_sync.so"),)),), figure="wall"),
     _cpu("cell", "One cell of an indexed scan, warm", Job("cell_bench", "cells"), "cells",
          3.0, 1.5, 1.2),
+    _cpu("window", "Windows of cells into arrays, against batches", Job("cell_bench", "windows"),
+         Job("read_bench", "grid-batch"), 1.5, 1.1, 1.0),
     _cpu("ptx-import", "PTX import", Job("ptx_bench", "import"), "ptx-parse", 1.8, 1.3, 1.1,
          needs="ptx"),
     _cpu("ptx-export", "PTX export", Job("ptx_bench", "export"), "ptx-print", 1.8, 1.3, 1.1),

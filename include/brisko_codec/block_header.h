@@ -8,7 +8,7 @@
 
 class CLFileHeader;
 
-/// The bytes in front of every block of points.
+/// The bytes before every block of points.
 class BRISKO_CODEC_EXPORT CLBlockHeader {
 public:
     virtual ~CLBlockHeader();
@@ -54,7 +54,7 @@ private:
     std::uint32_t m_pointCount = 0;
 };
 
-/// The flag byte alone. It tells which range interval of the scanner the block was measured in.
+/// The flag byte alone. It shows which range interval of the scanner the block was measured in.
 class BRISKO_CODEC_EXPORT CLRBlockHeader : public CLBlockHeader {
 public:
     ~CLRBlockHeader() override;

@@ -27,7 +27,7 @@ public:
 
     /// Opens a scan for reading; closes the one that was open before.
     ///   path  UTF-8. A path that is not valid UTF-8, is empty or null, or names anything but a
-    ///         regular file cannot be opened (errno tells why).
+    ///         regular file cannot be opened (errno shows why).
     /// Source:  the scan's alignment comes from the companion named like the path up to its last
     ///          '.' (folders included) plus ".alg"; without one the alignment is the identity.
     /// Returns: whether the scan file opened. Its header is not looked at before the first point.

@@ -6,7 +6,7 @@
 
 /// Readers that give every point the colour which the photos beside the scan show at its place. Photos
 /// (JPEG) and their calibration lie in the scan's folder and in the project folder above it;
-/// docs/formats/camera_files.md tells how they are found. Each wrapper owns the codec given to it;
+/// docs/formats/camera_files.md describes how they are found. Each wrapper owns the codec given to it;
 /// free the wrapper with BriskoCodec::Destroy. A null codec gives a wrapper that never opens.
 ///
 /// Open answers false, and leaves the wrapped codec closed, when photos are there and one of their
@@ -20,7 +20,7 @@
 /// Reading ahead: points are read 400,000 at a time, and four threads colour one batch while the host
 /// takes the one before it. Such a reader takes 32 MB besides the photos, and makes one pass:
 /// ReadFirstPoint is the same as ReadNextPoint and does not go back; to start again, Open again. Call
-/// GetPointCount and GetBounds before the first point or behind the last: they move the wrapped codec.
+/// GetPointCount and GetBounds before the first point or after the last: they move the wrapped codec.
 /// In a thread of Boost.Thread, reading is an interruption point; what was read stays.
 ///
 /// Memory: up to 60 decoded photos a reader, 3 bytes a pixel; fewer where 60 would pass 2 GiB, or a

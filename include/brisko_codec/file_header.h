@@ -56,7 +56,7 @@ public:
     virtual float GetDeltaAzimuthAngle() const = 0;
     virtual float GetDeltaZenithAngle() const = 0;
 
-    /// Reads a header from the stream's position and leaves the stream behind it. A field that the
+    /// Reads a header from the stream's position and leaves the stream after it. A field that the
     /// stream cannot supply whole keeps its value. Does nothing for null. The stream must come from
     /// the C runtime that this library uses.
     virtual void Read(std::FILE* stream);

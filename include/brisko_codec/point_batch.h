@@ -41,7 +41,7 @@ public:
     /// Fills the arrays with the next points of the pass.
     std::size_t readNext(const PointArrays& arrays, std::size_t capacity);
 
-    /// Whether a pass of this reader met something that the points alone do not tell from the end of
+    /// Whether a pass of this reader met something that the points alone do not distinguish from the end of
     /// the data: a file that is there and cannot be read, or a lack of memory.
     bool hasReadError() const;
 

@@ -10,7 +10,7 @@
 /// Progress of long operations: how far they have come, and how a host pauses or cancels them.
 ///
 /// The host owns a ProgressTracker, adds monitors to it and passes its address to an operation. The
-/// operation opens progresses on it, one inside the other; every change of a whole per cent is told
+/// operation opens progresses on it, one inside the other; every change of a whole per cent is shown
 /// to the monitors, and what they answer pauses or cancels the operation.
 ///
 /// Errors: std::invalid_argument for a bad argument, std::logic_error for misuse. They are raised
@@ -99,7 +99,7 @@ public:
     /// The name of the progress that was started last; it stays when that progress finishes.
     std::string currentName() const;
 
-    /// For progresses: what they tell the tracker. Only the progress on top of the stack may be
+    /// For progresses: what they report to the tracker. Only the progress on top of the stack may be
     /// updated or finished (std::logic_error). An update may block and throw as monitors want it.
     void start(const Progress* progress);
     void update(const Progress* progress);

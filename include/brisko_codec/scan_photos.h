@@ -22,7 +22,7 @@ enum class PhotoUse {
 enum class PhotoPixels {
     NotDecoded,  // nobody asked for it, or colour codecs do not load the photo
     Whole,
-    Mended,      // damaged behind its header; what could not be decoded is grey or torn
+    Mended,      // damaged after its header; what could not be decoded is grey or torn
     Unreadable,  // damaged beyond use: points that the photo may show stay black
 };
 
@@ -40,7 +40,7 @@ struct ScanPhotos {
     int stationKind = 1;
     std::vector<ScanPhoto> photos;
     /// Why a colour codec would not open the scan: a file of the station that cannot be read. Empty
-    /// when there is no such file. A photo that is only damaged behind its header does not show here;
+    /// when there is no such file. A photo that is only damaged after its header does not show here;
     /// one of the first 60 with Unreadable pixels keeps a colour codec from opening, too.
     std::string culprit;
 
@@ -52,7 +52,7 @@ struct ScanPhotos {
     }
 };
 
-/// Looks at the photos beside a scan as the colour codecs do, and tells what becomes of each. Reads
+/// Looks at the photos beside a scan as the colour codecs do, and reports what becomes of each. Reads
 /// their headers and calibration, but decodes none. A scan without photos gives an empty list.
 BRISKO_CODEC_EXPORT ScanPhotos findScanPhotos(const std::string& scanPath);
 

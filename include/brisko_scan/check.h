@@ -2,9 +2,9 @@
 
 #include <brisko_scan/export.h>
 #include <brisko_scan/findings.h>
+#include <brisko_scan/formats.h>
 #include <brisko_scan/photos.h>
 #include <brisko_scan/progress.h>
-#include <brisko_scan/scan_kind.h>
 
 #include <cstdint>
 #include <string>
@@ -15,15 +15,13 @@ namespace brisko::scan {
 /// What reading a scan to its last byte has shown.
 struct ScanCheck {
     std::string path;
-    ScanKind kind = ScanKind::CL3;
+    const Format* format = nullptr;
     std::uint64_t blocks = 0;   // that are whole; a PTX scan has none
     std::uint64_t records = 0;  // that are there; in a PTX scan: cells
     std::uint64_t points = 0;   // among them
     StationPhotos photos;       // beside it
-    struct {
-        std::uint32_t columns = 0;
-        std::uint32_t rows = 0;
-    } grid;  // of a PTX scan
+    /// Of a scan whose cells are its records; else 0 x 0.
+    std::uint32_t columns = 0, rows = 0;
     Findings findings;
     /// What is no damage, but the user may want to know.
     std::vector<std::string> notes;

@@ -3,9 +3,9 @@
 #include <brisko_codec/alignment.h>
 #include <brisko_codec/file_header.h>
 #include <brisko_scan/export.h>
+#include <brisko_scan/formats.h>
 #include <brisko_scan/photos.h>
 #include <brisko_scan/progress.h>
-#include <brisko_scan/scan_kind.h>
 
 #include <cstdint>
 #include <memory>
@@ -40,7 +40,7 @@ struct PointSummary {
 /// Everything that `info` reports about a scan.
 struct ScanReport {
     std::string path;
-    ScanKind kind = ScanKind::CL3;
+    const Format* format = nullptr;
     std::uint64_t bytes = 0;
     std::unique_ptr<CLFileHeader> header;  // null for PTX
     bool hasGrid = false;

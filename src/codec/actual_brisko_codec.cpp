@@ -16,7 +16,7 @@ bool ActualBriskoCodec::Open(const char* path) {
     m_problem.clear();
     if (!orProblem([&] { return openAlignment(path); })) return false;
     setFrame(m_frame);
-    m_stream = openFile(path, "rb");
+    m_stream = openFile(path, "rb", m_problem.readErrors());
     return m_stream != nullptr;
 }
 
@@ -25,7 +25,9 @@ bool ActualBriskoCodec::openAlignment(const char* path) {
     m_path = path ? path : "";
     if (!path) return true;
     const std::string companion = companionForReading(path, ".alg");
-    if (!companion.empty()) m_alignmentSource = loadAlignment(companion, m_alignment);
+    if (!companion.empty()) {
+        m_alignmentSource = loadAlignment(companion, m_alignment, m_problem.readErrors());
+    }
     return true;
 }
 
@@ -37,7 +39,12 @@ bool ActualBriskoCodec::Rewind() {
     m_columns = 0;
     m_rows = 0;
     m_problem.clear();
-    return m_stream && seekTo(m_stream.get(), 0);
+    return m_stream && rewindStream(m_stream.get());
+}
+
+bool ActualBriskoCodec::rewindStream(std::FILE* stream) {
+    std::clearerr(stream);  // an error of an earlier pass is not one of this
+    return seekTo(stream, 0, m_problem.readErrors());
 }
 
 bool ActualBriskoCodec::startPass() {

@@ -4,8 +4,7 @@
 #include <brisko_codec/point_records.h>
 
 #include "base/file.h"
-#include "base/mishaps.h"
-#include "base/or_failure.h"
+#include "base/read_errors.h"
 #include "codec/aligned_reader.h"
 #include "codec/alignment_matrix.h"
 #include "codec/first_problem.h"
@@ -54,9 +53,18 @@ public:
     void setFrame(Frame frame) override;
     bool deliverAsMeasured() override;
     ReadProblem readProblem() const override { return m_problem.describe(m_path, m_later); }
+    std::uint64_t readErrorCount() const override { return m_problem.readErrorCount(); }
 
 protected:
     std::FILE* stream() const { return m_stream.get(); }
+    /// To the start of a file of the scan, for a new pass.
+    bool rewindStream(std::FILE* stream);
+    /// Reads a header from a stream's position, and notes when that fails.
+    template <class Header>
+    void readHeader(std::FILE* stream, Header& header) {
+        header.Read(stream);
+        if (std::ferror(stream) != 0) m_problem.readErrors()->note();
+    }
     /// What points go through in the frame that was chosen.
     const AlignmentMatrix& applied() const { return m_applied; }
 
@@ -64,9 +72,9 @@ protected:
     /// problem of the pass.
     template <class Work>
     auto orProblem(Work&& work) {
-        const MishapWatch mishaps;
-        auto answer = orFailure(std::forward<Work>(work));
-        if (!mishaps.sawNone()) {
+        const std::uint64_t before = readErrorCount();
+        auto answer = orFailure(std::forward<Work>(work), m_problem.readErrors());
+        if (readErrorCount() != before) {
             m_problem.note(ReadProblemKind::Unreadable, FirstProblem::kScan, 0);
         }
         return answer;

@@ -3,14 +3,13 @@
 #include <brisko_codec/file_header.h>
 
 #include "base/companion_path.h"
-#include "base/or_failure.h"
 
 namespace brisko {
 
 ActualCL3Codec::~ActualCL3Codec() = default;
 
 bool ActualCL3Codec::Open(const char* path) {
-    if (ActualBriskoCodec::Open(path) && orFailure([&] { return openIndex(path); })) return true;
+    if (ActualBriskoCodec::Open(path) && orProblem([&] { return openIndex(path); })) return true;
     Close();
     return false;
 }
@@ -18,9 +17,11 @@ bool ActualCL3Codec::Open(const char* path) {
 /// Returns whether reading can go on without or with what was found.
 bool ActualCL3Codec::openIndex(const char* path) {
     const std::string name = companionForReading(path, ".ij");
-    if (!name.empty() && !m_indexIgnored) m_indexFile = openFile(name.c_str(), "rb");
+    if (!name.empty() && !m_indexIgnored) {
+        m_indexFile = openFile(name.c_str(), "rb", m_problem.readErrors());
+    }
     if (!m_indexFile) return m_indexOptional;
-    const IJHeader header = readIJHeader(m_indexFile.get());
+    const IJHeader header = readIJHeader(m_indexFile.get(), m_problem.readErrors());
     m_columns = static_cast<std::int32_t>(header.columns);
     m_rows = static_cast<std::int32_t>(header.rows);
     m_tileSize = header.tileSize;
@@ -42,7 +43,7 @@ bool ActualCL3Codec::Rewind() {
     m_endedInStep = true;
     if (!ActualBriskoCodec::Rewind()) return false;
     CL3FileHeader header;
-    header.Read(stream());
+    readHeader(stream(), header);
     std::unique_ptr<CLPoint> record = createCL3Point(header.GetPointFormat());
     if (!record) {
         m_problem.note(ReadProblemKind::BadHeader, FirstProblem::kScan, 0);
@@ -181,6 +182,42 @@ std::size_t ActualCL3Codec::readBatch(const PointArrays& arrays, std::size_t cap
         ++count;
     }
     return count;
+}
+
+ActualCL3NoIjCodec::ActualCL3NoIjCodec() {
+    m_reader.makeIndexOptional();
+}
+ActualCL3NoIjCodec::~ActualCL3NoIjCodec() = default;
+
+bool ActualCL3NoIjCodec::Open(const char* path) {
+    return m_reader.Open(path);
+}
+void ActualCL3NoIjCodec::Close() {
+    m_reader.Close();
+}
+std::int64_t ActualCL3NoIjCodec::GetPointCount() {
+    return m_reader.GetPointCount();
+}
+
+void ActualCL3NoIjCodec::GetBounds(double& minX, double& minY, double& minZ, double& maxX,
+                                   double& maxY, double& maxZ, std::int64_t& count) {
+    m_reader.GetBounds(minX, minY, minZ, maxX, maxY, maxZ, count);
+}
+
+bool ActualCL3NoIjCodec::ReadFirstPoint(double& x, double& y, double& z, float& intensity,
+                                        std::uint8_t& red, std::uint8_t& green, std::uint8_t& blue,
+                                        std::uint8_t& alpha) {
+    return m_reader.ReadFirstPoint(x, y, z, intensity, red, green, blue, alpha);
+}
+
+bool ActualCL3NoIjCodec::ReadNextPoint(double& x, double& y, double& z, float& intensity,
+                                       std::uint8_t& red, std::uint8_t& green, std::uint8_t& blue,
+                                       std::uint8_t& alpha) {
+    return m_reader.ReadNextPoint(x, y, z, intensity, red, green, blue, alpha);
+}
+
+std::size_t ActualCL3NoIjCodec::readBatch(const PointArrays& arrays, std::size_t capacity) {
+    return m_reader.readBatch(arrays, capacity);
 }
 
 }  // namespace brisko

@@ -23,7 +23,7 @@ bool ActualCLRCodec::Open(const char* path) {
 
 bool ActualCLRCodec::openLaterFiles() {
     for (const std::string& path : m_later) {
-        m_laterFiles.push_back(openFile(path.c_str(), "rb"));
+        m_laterFiles.push_back(openFile(path.c_str(), "rb", m_problem.readErrors()));
         if (m_laterFiles.back()) continue;
         m_problem.note(ReadProblemKind::Unreadable,
                        static_cast<FirstProblem::File>(m_laterFiles.size()), 0);
@@ -42,12 +42,12 @@ bool ActualCLRCodec::Rewind() {
     stopPass();
     if (!ActualBriskoCodec::Rewind()) return false;
     CLRFileHeader header;
-    header.Read(stream());
+    readHeader(stream(), header);
     std::vector<CLRSource> sources{{stream(), header, FirstProblem::kScan}};
     for (const FilePtr& file : m_laterFiles) {
         CLRSource source{file.get(), {}, static_cast<FirstProblem::File>(sources.size())};
-        if (!seekTo(file.get(), 0)) return false;
-        source.header.Read(file.get());
+        if (!rewindStream(file.get())) return false;
+        readHeader(file.get(), source.header);
         sources.push_back(std::move(source));
     }
     m_cells = openCLRCells(sources, m_problem);
@@ -55,7 +55,7 @@ bool ActualCLRCodec::Rewind() {
     m_columns = static_cast<std::int32_t>(header.GetAzimuthResolution());
     m_rows = static_cast<std::int32_t>(header.GetZenithResolution());
     m_lineLength = static_cast<std::uint32_t>(gridOf(header).rows);
-    m_turnsOddLines = header.GetPointFormat() != 3;
+    m_turnsOddLines = CLRPointFormat{header.GetPointFormat()} != CLRPointFormat::OneWay;
     return true;
 }
 

@@ -19,6 +19,8 @@ public:
     virtual bool deliverAsMeasured() = 0;
     /// What is wrong with the scan, as far as the pass has come.
     virtual ReadProblem readProblem() const = 0;
+    /// How often the reader met what its answers do not show (base/read_errors.h), since it was made.
+    virtual std::uint64_t readErrorCount() const = 0;
 
 protected:
     ~AlignedReader() = default;

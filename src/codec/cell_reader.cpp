@@ -6,20 +6,102 @@
 #include "base/checked.h"
 #include "base/companion_path.h"
 #include "base/file.h"
-#include "base/or_failure.h"
+#include "base/read_errors.h"
 #include "codec/alignment_file.h"
 #include "layouts/cl3_record.h"
 #include "layouts/ij_index.h"
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 #include <optional>
 
 namespace brisko {
 
+namespace {
+
+/// A place in the arrays of a caller, where the cells of a window go one after the other.
+class CellArraysWriter {
+public:
+    CellArraysWriter(const CellArrays& arrays, const CellWindow& window)
+        : m_arrays(arrays), m_window(window) {}
+
+    /// Goes to a cell of the window.
+    void seek(std::uint32_t column, std::uint32_t row) {
+        const auto c = static_cast<std::ptrdiff_t>(column - m_window.firstColumn);
+        const auto r = static_cast<std::ptrdiff_t>(row - m_window.firstRow);
+        m_position = at(m_arrays.positions, c, r);
+        m_intensity = at(m_arrays.intensities, c, r);
+        m_colour = at(m_arrays.colours, c, r);
+        m_present = at(m_arrays.present, c, r);
+    }
+    /// Writes a cell and goes to the next row.
+    void put(const CL3Record& record) {
+        const double position[] = {record.x, record.y, record.z};
+        const std::uint8_t colour[] = {record.red, record.green, record.blue};
+        write(position, record.intensity, colour, 1);
+    }
+    void putEmpty() {
+        const auto& [coordinate, intensity, one] = m_arrays.empty;
+        const double position[] = {coordinate, coordinate, coordinate};
+        const std::uint8_t colour[] = {one, one, one};
+        write(position, intensity, colour, 0);
+    }
+    /// The cells of a column from a row on.
+    void putEmptyFrom(std::uint32_t column, std::uint64_t row) {
+        if (row >= m_window.endRow) return;
+        seek(column, static_cast<std::uint32_t>(row));
+        while (row++ < m_window.endRow)
+            putEmpty();
+    }
+    void putEmptyWindow() {
+        for (std::uint32_t column = m_window.firstColumn; column < m_window.endColumn; ++column)
+            putEmptyFrom(column, m_window.firstRow);
+    }
+
+private:
+    static std::uint8_t* at(const CellArrays::Array& array, std::ptrdiff_t column,
+                            std::ptrdiff_t row) {
+        if (!array.start) return nullptr;
+        return static_cast<std::uint8_t*>(array.start) + column * array.columnStride +
+               row * array.rowStride;
+    }
+    void write(const double (&position)[3], float intensity, const std::uint8_t (&colour)[3],
+               std::uint8_t present) {
+        if (m_position) {
+            std::memcpy(m_position, position, sizeof position);
+            m_position += m_arrays.positions.rowStride;
+        }
+        if (m_intensity) {
+            std::memcpy(m_intensity, &intensity, sizeof intensity);
+            m_intensity += m_arrays.intensities.rowStride;
+        }
+        if (m_colour) {
+            std::memcpy(m_colour, colour, sizeof colour);
+            m_colour += m_arrays.colours.rowStride;
+        }
+        if (m_present) {
+            *m_present = present;
+            m_present += m_arrays.present.rowStride;
+        }
+    }
+
+    const CellArrays m_arrays;
+    const CellWindow m_window;
+    std::uint8_t* m_position = nullptr;
+    std::uint8_t* m_intensity = nullptr;
+    std::uint8_t* m_colour = nullptr;
+    std::uint8_t* m_present = nullptr;
+};
+
+}  // namespace
+
 class CL3CellReader::State {
 public:
     bool open(const char* path);
+    /// Takes a table over; false when it is that of other files.
+    bool use(const CL3TileTable& tiles);
+    bool findTiles(CL3TileTable& tiles);
 
     const IJHeader& header() const { return m_header; }
     std::uint64_t endColumn() const { return m_columnEnd; }
@@ -29,8 +111,19 @@ public:
 
     CellState readCell(std::uint32_t column, std::uint32_t row, CellPoint& point);
     CellState readWindow(const CellWindow& window, std::vector<CellPoint>& points);
+    CellState readWindow(const CellWindow& window, CellArraysWriter& out, std::uint64_t& points);
 
 private:
+    /// Cells of one tile, whole runs of rows.
+    struct Part {
+        std::uint32_t firstColumn, endColumn;
+        std::uint32_t firstRow, endRow;
+    };
+
+    CL3TileTable::Files files() const;
+    CellState readPart(const Part& part, CellArraysWriter& out, std::uint64_t& points);
+    bool takePart(const Part& part, CellArraysWriter& out, std::uint64_t& points);
+    std::optional<std::size_t> readEntries(const Part& part);
     std::uint64_t tileOf(std::uint32_t column, std::uint32_t row) const;
     std::optional<std::uint64_t> tileStart(std::uint64_t tile) const;
     std::optional<std::uint64_t> entryOffset(std::uint64_t tile, std::uint32_t column,
@@ -40,13 +133,14 @@ private:
                       std::vector<CellPoint>& points);
     const std::uint8_t* readRecords(std::uint64_t tile, std::uint32_t number, std::size_t count);
     bool holdsRecord(std::uint64_t tile, std::uint32_t number) const;
+    bool decode(const std::uint8_t* bytes, CL3Record& record) const;
     bool decode(const std::uint8_t* bytes, CellPoint& point) const;
 
     FilePtr m_scan;
     FilePtr m_index;
     IJHeader m_header;
     std::uint64_t m_rowTiles = 0;
-    std::uint64_t m_columnEnd = 0;  // behind the last column that has an entry, padding included
+    std::uint64_t m_columnEnd = 0;  // after the last column that has an entry, padding included
     std::uint64_t m_rowEnd = 0;
     std::size_t m_recordSize = 0;
     std::uint64_t m_scanLength = 0;
@@ -54,10 +148,9 @@ private:
     Alignment m_alignment;
     AlignmentMatrix m_fileMatrix;
     AlignmentMatrix m_applied;
-    // Where the blocks of the tiles passed so far begin, and one entry for the block behind them.
-    std::vector<std::uint64_t> m_blockStarts;
-    std::vector<std::uint32_t> m_entries;  // of a run
-    std::vector<std::uint8_t> m_records;   // of a run
+    CL3TileTable m_tiles;                  // those passed so far
+    std::vector<std::uint32_t> m_entries;  // of a part
+    std::vector<std::uint8_t> m_records;   // of a part
 };
 
 bool CL3CellReader::State::open(const char* path) {
@@ -77,7 +170,8 @@ bool CL3CellReader::State::open(const char* path) {
     m_rowEnd = m_rowTiles * m_header.tileSize;
     m_scanLength = fileLength(m_scan.get());
     m_indexLength = fileLength(m_index.get());
-    m_blockStarts.assign(1, cl3_header::kSize);
+    m_tiles = {};
+    m_tiles.m_files = files();
 
     m_alignment.source = loadAlignment(companionForReading(path, ".alg"), m_fileMatrix);
     std::copy(m_fileMatrix.rows().begin(), m_fileMatrix.rows().end(), m_alignment.matrix);
@@ -93,7 +187,7 @@ std::uint64_t CL3CellReader::State::tileOf(std::uint32_t column, std::uint32_t r
     return column / m_header.tileSize * m_rowTiles + row / m_header.tileSize;
 }
 
-/// Nothing where the index ends before the tile: no tile behind it is there either.
+/// Nothing where the index ends before the tile: no tile after it is there either.
 std::optional<std::uint64_t> CL3CellReader::State::tileStart(std::uint64_t tile) const {
     const auto before = checkedMultiply(tile, ijTileBytes(m_header.tileSize));
     if (!before || m_indexLength < ij_header::kSize) return std::nullopt;
@@ -113,43 +207,67 @@ std::optional<std::uint64_t> CL3CellReader::State::entryOffset(std::uint64_t til
 /// Learns where the tile's block begins and ends, from the point counts of all tiles before it.
 /// Returns false where the index does not reach that far.
 bool CL3CellReader::State::reachTile(std::uint64_t tile) {
-    while (m_blockStarts.size() <= tile + 1) {
+    while (m_tiles.tiles().size() <= tile) {
         std::uint8_t bytes[ij_tile::kHeaderSize];
-        const auto known = tileStart(m_blockStarts.size() - 1);
-        if (!known || readAt(m_index.get(), *known, bytes, sizeof bytes) < sizeof bytes) {
-            return false;
-        }
-        const std::uint64_t points = decodeIJTile(bytes).pointCount;
-        m_blockStarts.push_back(m_blockStarts.back() + cl3_block::kHeaderSize +
-                                points * m_recordSize);
+        const auto next = tileStart(m_tiles.tiles().size());
+        if (!next || readAt(m_index.get(), *next, bytes, sizeof bytes) < sizeof bytes) return false;
+        m_tiles.add(decodeIJTile(bytes).pointCount);
     }
+    return true;
+}
+
+CL3TileTable::Files CL3CellReader::State::files() const {
+    return {m_scanLength,  m_indexLength,     m_header.columns,
+            m_header.rows, m_header.tileSize, static_cast<std::uint32_t>(m_recordSize)};
+}
+
+bool CL3CellReader::State::use(const CL3TileTable& tiles) {
+    const CL3TileTable::Files mine = files(), &theirs = tiles.m_files;
+    const bool isSame = mine.scanBytes == theirs.scanBytes &&
+                        mine.indexBytes == theirs.indexBytes && mine.columns == theirs.columns &&
+                        mine.rows == theirs.rows && mine.tileSize == theirs.tileSize &&
+                        mine.recordSize == theirs.recordSize;
+    if (isSame) m_tiles = tiles;
+    return isSame;
+}
+
+bool CL3CellReader::State::findTiles(CL3TileTable& tiles) {
+    const auto count = checkedMultiply(m_header.columnTiles(), m_rowTiles);
+    if (!count || (*count > 0 && !reachTile(*count - 1))) return false;
+    tiles = m_tiles;
     return true;
 }
 
 /// Whether the n-th record (from 1) lies inside its block and inside the file.
 bool CL3CellReader::State::holdsRecord(std::uint64_t tile, std::uint32_t number) const {
-    const std::uint64_t end =
-        m_blockStarts[tile] + cl3_block::kHeaderSize + std::uint64_t{number} * m_recordSize;
-    return end <= m_blockStarts[tile + 1] && end <= m_scanLength;
+    const CL3TileTable::Tile& place = m_tiles.tiles()[tile];
+    return number <= place.points &&
+           place.scanOffset + cl3_block::kHeaderSize + std::uint64_t{number} * m_recordSize <=
+               m_scanLength;
 }
 
 /// Reads records of a tile from the n-th (from 1) on. Null when they cannot be read.
 const std::uint8_t* CL3CellReader::State::readRecords(std::uint64_t tile, std::uint32_t number,
                                                       std::size_t count) {
-    const std::uint64_t offset =
-        m_blockStarts[tile] + cl3_block::kHeaderSize + std::uint64_t{number - 1} * m_recordSize;
+    const std::uint64_t offset = m_tiles.tiles()[tile].scanOffset + cl3_block::kHeaderSize +
+                                 std::uint64_t{number - 1} * m_recordSize;
     m_records.resize(count * m_recordSize);
     const std::size_t got = readAt(m_scan.get(), offset, m_records.data(), m_records.size());
     return got == m_records.size() ? m_records.data() : nullptr;
 }
 
 /// Returns false for a record without a point, which the other readers pass over too.
-bool CL3CellReader::State::decode(const std::uint8_t* bytes, CellPoint& point) const {
-    CL3Record record;
+inline bool CL3CellReader::State::decode(const std::uint8_t* bytes, CL3Record& record) const {
     decodeCL3Position(bytes, record);
     if (!isMeasured(record)) return false;
     if (m_recordSize == cl3_record::kSize1) decodeCL3Colour(bytes, record);
     m_applied.apply(record.x, record.y, record.z);
+    return true;
+}
+
+bool CL3CellReader::State::decode(const std::uint8_t* bytes, CellPoint& point) const {
+    CL3Record record;
+    if (!decode(bytes, record)) return false;
     point.x = record.x;
     point.y = record.y;
     point.z = record.z;
@@ -220,6 +338,131 @@ CellState CL3CellReader::State::readRun(std::uint32_t column, std::uint32_t row,
     return CellState::Point;
 }
 
+/// Reads the entries from the first cell of a part to its last one, those of other rows in between
+/// included. Returns the place of the first cell's entry among its tile's; nothing when it fails.
+std::optional<std::size_t> CL3CellReader::State::readEntries(const Part& part) {
+    const std::uint32_t edge = m_header.tileSize;
+    const auto offset =
+        entryOffset(tileOf(part.firstColumn, part.firstRow), part.firstColumn, part.firstRow);
+    if (!offset) return std::nullopt;
+    const auto first = ijEntryIndex(part.firstColumn, part.firstRow, edge);
+    const auto last = ijEntryIndex(part.endColumn - 1, part.endRow - 1, edge);
+    m_entries.resize(static_cast<std::size_t>(last - first + 1));
+    const std::size_t bytes = m_entries.size() * kEntrySize;
+    if (readAt(m_index.get(), *offset, m_entries.data(), bytes) < bytes) return std::nullopt;
+    return static_cast<std::size_t>(first);
+}
+
+/// Delivers a part with two reads. False, with its cells in any state, unless all of its entries follow
+/// each other and their records are there.
+bool CL3CellReader::State::takePart(const Part& part, CellArraysWriter& out,
+                                    std::uint64_t& points) {
+    const std::uint32_t rows = part.endRow - part.firstRow;
+    if (!readEntries(part)) return false;
+    std::uint32_t first = 0, present = 0, outOfOrder = 0;
+    for (const std::uint32_t entry : m_entries) {
+        if (entry == 0) continue;
+        if (present == 0) first = entry;
+        outOfOrder |= entry ^ (first + present++);
+    }
+    const std::uint64_t tile = tileOf(part.firstColumn, part.firstRow);
+    const std::uint8_t* record = nullptr;
+    if (present > 0) {
+        const std::uint64_t last = std::uint64_t{first} + present - 1;
+        const bool isSound = outOfOrder == 0 && last <= std::numeric_limits<std::uint32_t>::max() &&
+                             reachTile(tile) && holdsRecord(tile, static_cast<std::uint32_t>(last));
+        record = isSound ? readRecords(tile, first, present) : nullptr;
+        if (!record) return false;
+    }
+    const std::uint32_t* entry = m_entries.data();
+    for (std::uint32_t column = part.firstColumn; column < part.endColumn; ++column) {
+        out.seek(column, part.firstRow);
+        for (const std::uint32_t* const end = entry + rows; entry != end; ++entry) {
+            CL3Record point;
+            if (*entry != 0 && decode(record, point)) {
+                out.put(point);
+                ++points;
+            } else {
+                out.putEmpty();
+            }
+            if (*entry != 0) record += m_recordSize;
+        }
+        if (column + 1 == part.endColumn) break;
+        for (const std::uint32_t* const end = entry + (m_header.tileSize - rows); entry != end;
+             ++entry) {
+            if (*entry != 0) record += m_recordSize;
+        }
+    }
+    return true;
+}
+
+/// Delivers a part of some tile; where it is damaged, cell by cell.
+CellState CL3CellReader::State::readPart(const Part& part, CellArraysWriter& out,
+                                         std::uint64_t& points) {
+    const std::uint64_t before = points;
+    if (takePart(part, out, points)) return CellState::Point;
+    points = before;
+    bool damaged = false;
+    for (std::uint32_t column = part.firstColumn; column < part.endColumn; ++column) {
+        for (std::uint32_t row = part.firstRow; row < part.endRow; ++row) {
+            CellPoint point;
+            const CellState state = readCell(column, row, point);
+            damaged |= state == CellState::Damaged;
+            out.seek(column, row);
+            if (state == CellState::Point) {
+                out.put({.x = point.x,
+                         .y = point.y,
+                         .z = point.z,
+                         .intensity = point.intensity,
+                         .red = point.red,
+                         .green = point.green,
+                         .blue = point.blue});
+                ++points;
+            } else {
+                out.putEmpty();
+            }
+        }
+    }
+    return damaged ? CellState::Damaged : CellState::Point;
+}
+
+CellState CL3CellReader::State::readWindow(const CellWindow& window, CellArraysWriter& out,
+                                           std::uint64_t& points) {
+    // Entries that are read at once, those of unwanted rows included: a quarter of a megabyte.
+    constexpr std::uint32_t kMostEntries = 65'536;
+    const std::uint32_t edge = m_header.tileSize;
+    const auto nextTile = [edge](std::uint64_t at) { return (at / edge + 1) * edge; };
+    const auto endColumn = std::min<std::uint64_t>(window.endColumn, m_columnEnd);
+    const auto endRow = std::min<std::uint64_t>(window.endRow, m_rowEnd);
+    bool damaged = false;
+    for (std::uint64_t column = window.firstColumn; column < window.endColumn;) {
+        std::uint64_t partEnd = column + 1;
+        std::uint64_t row = window.firstRow;
+        if (column < endColumn) {
+            const std::uint64_t most = column + std::max(1U, kMostEntries / edge);
+            partEnd = std::min({nextTile(column), endColumn, most});
+            while (row < endRow) {
+                const std::uint64_t rowEnd = std::min(nextTile(row), endRow);
+                // A narrow strip takes one read a column.
+                const bool isNarrow = (rowEnd - row) * 8 < edge;
+                for (std::uint64_t first = column; first < partEnd;) {
+                    const std::uint64_t end = isNarrow ? first + 1 : partEnd;
+                    const Part part{
+                        static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(end),
+                        static_cast<std::uint32_t>(row), static_cast<std::uint32_t>(rowEnd)};
+                    damaged |= readPart(part, out, points) == CellState::Damaged;
+                    first = end;
+                }
+                row = rowEnd;
+            }
+        }
+        for (; column < partEnd; ++column)
+            out.putEmptyFrom(static_cast<std::uint32_t>(column), row);
+    }
+    if (damaged) return CellState::Damaged;
+    return points == 0 ? CellState::Empty : CellState::Point;
+}
+
 CellState CL3CellReader::State::readWindow(const CellWindow& window,
                                            std::vector<CellPoint>& points) {
     const std::uint32_t tileSize = m_header.tileSize;
@@ -274,6 +517,18 @@ bool CL3CellReader::open(const char* path) {
     return opened;
 }
 
+bool CL3CellReader::open(const char* path, const CL3TileTable& tiles) {
+    const bool opened = open(path) && orFailure([&] { return m_state->use(tiles); });
+    if (!opened) close();
+    return opened;
+}
+
+bool CL3CellReader::findTiles(CL3TileTable& tiles) {
+    const bool found = m_state && orFailure([&] { return m_state->findTiles(tiles); });
+    if (!found) tiles = {};
+    return found;
+}
+
 void CL3CellReader::close() {
     m_state.reset();
 }
@@ -310,6 +565,94 @@ CellState CL3CellReader::readWindow(const CellWindow& window, std::vector<CellPo
     points.clear();
     if (!m_state) return CellState::Empty;
     return orDamaged([&] { return m_state->readWindow(window, points); });
+}
+
+CellState CL3CellReader::readWindow(const CellWindow& window, const CellArrays& arrays,
+                                    std::uint64_t* pointCount) {
+    std::uint64_t points = 0;
+    CellArraysWriter out(arrays, window);
+    const auto read = [&]() -> std::optional<CellState> {
+        if (m_state) return m_state->readWindow(window, out, points);
+        return std::nullopt;
+    };
+    const std::optional<CellState> state = orFailure(read);
+    if (!state) {
+        out.putEmptyWindow();
+        points = 0;
+    }
+    if (pointCount) *pointCount = points;
+    return state.value_or(m_state ? CellState::Damaged : CellState::Empty);
+}
+
+// ------------------------------------------------------------------------------------- The table of tiles
+
+namespace {
+
+namespace tile_table {                            // size  meaning
+constexpr std::size_t kTag = 0;                   //    4  "BTT1"
+constexpr std::size_t kScanBytes = 4;             //    8  of scan.cl3
+constexpr std::size_t kIndexBytes = 12;           //    8  of scan.ij
+constexpr std::size_t kColumns = 20;              //    4  of the grid
+constexpr std::size_t kRows = 24;                 //    4
+constexpr std::size_t kTileSize = 28;             //    4  edge of a tile in cells
+constexpr std::size_t kRecordSize = 32;           //    4  bytes of a record in scan.cl3
+constexpr std::size_t kHeaderSize = 36;           //       then the points of each tile
+constexpr std::size_t kTileBytes = 4;             //    4
+constexpr std::uint32_t kTagValue = 0x31545442U;  // "BTT1"
+}  // namespace tile_table
+
+}  // namespace
+
+void CL3TileTable::add(std::uint32_t points) {
+    Tile tile{cl3_header::kSize, ij_header::kSize, points};
+    if (!m_tiles.empty()) {
+        const Tile& before = m_tiles.back();
+        tile.scanOffset = before.scanOffset + cl3_block::kHeaderSize +
+                          std::uint64_t{before.points} * m_files.recordSize;
+        tile.indexOffset = before.indexOffset + ijTileBytes(m_files.tileSize);
+    }
+    m_tiles.push_back(tile);
+}
+
+std::vector<std::uint8_t> CL3TileTable::toBytes() const {
+    namespace t = tile_table;
+    std::vector<std::uint8_t> bytes(t::kHeaderSize + m_tiles.size() * t::kTileBytes);
+    std::uint8_t* const out = bytes.data();
+    storeU32(out + t::kTag, t::kTagValue);
+    store(out + t::kScanBytes, m_files.scanBytes);
+    store(out + t::kIndexBytes, m_files.indexBytes);
+    storeU32(out + t::kColumns, m_files.columns);
+    storeU32(out + t::kRows, m_files.rows);
+    storeU32(out + t::kTileSize, m_files.tileSize);
+    storeU32(out + t::kRecordSize, m_files.recordSize);
+    for (std::size_t i = 0; i < m_tiles.size(); ++i)
+        storeU32(out + t::kHeaderSize + i * t::kTileBytes, m_tiles[i].points);
+    return bytes;
+}
+
+bool CL3TileTable::fromBytes(const std::uint8_t* bytes, std::size_t size) {
+    namespace t = tile_table;
+    if (!bytes || size < t::kHeaderSize || loadU32(bytes + t::kTag) != t::kTagValue) return false;
+    CL3TileTable table;
+    Files& files = table.m_files;
+    files.scanBytes = load<std::uint64_t>(bytes + t::kScanBytes);
+    files.indexBytes = load<std::uint64_t>(bytes + t::kIndexBytes);
+    files.columns = loadU32(bytes + t::kColumns);
+    files.rows = loadU32(bytes + t::kRows);
+    files.tileSize = loadU32(bytes + t::kTileSize);
+    files.recordSize = loadU32(bytes + t::kRecordSize);
+    const bool isUsable = files.tileSize != 0 && files.tileSize <= kLargestTileSize;
+    const IJHeader grid{.columns = files.columns, .rows = files.rows, .tileSize = files.tileSize};
+    const auto count =
+        isUsable ? checkedMultiply(grid.columnTiles(), grid.rowTiles()) : std::nullopt;
+    if (!count || (size - t::kHeaderSize) % t::kTileBytes != 0 ||
+        *count != (size - t::kHeaderSize) / t::kTileBytes) {
+        return false;
+    }
+    for (std::size_t at = t::kHeaderSize; at < size; at += t::kTileBytes)
+        table.add(loadU32(bytes + at));
+    *this = std::move(table);
+    return true;
 }
 
 }  // namespace brisko

@@ -16,6 +16,7 @@ std::optional<CL3Contents> findCompleteCL3(const std::string& path) {
     if (!file || fileLength(file.get()) < cl3_header::kSize) return std::nullopt;
     CL3FileHeader header;
     header.Read(file.get());
+    if (std::ferror(file.get()) != 0) return std::nullopt;
     const auto record = createCL3Point(header.GetPointFormat());
     if (!record) return std::nullopt;
 

@@ -60,7 +60,8 @@ bool CL3RecordStream::nextBlock() {
 void CL3RecordStream::checkEnd() {
     if (!m_file || m_pass.atEnd()) return;
     std::uint8_t rest[cl3_block::kHeaderSize + 1] = {};
-    const std::size_t size = readAt(m_file, m_pass.position(), rest, sizeof rest);
+    const std::size_t size =
+        readAt(m_file, m_pass.position(), rest, sizeof rest, m_pass.readErrors());
     const bool isEmptyHeader =
         size == cl3_block::kHeaderSize &&
         std::all_of(rest, rest + size, [](std::uint8_t byte) { return byte == 0; });

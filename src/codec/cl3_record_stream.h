@@ -34,7 +34,7 @@ public:
     }
 
     /// The records of the batch that were not taken yet, for loops that take many: start at next(),
-    /// and tell take() how far they came.
+    /// and give take() how far they came.
     const std::uint8_t* next() const { return m_next; }
     const std::uint8_t* end() const { return m_end; }
     std::size_t recordSize() const { return m_recordSize; }
@@ -53,7 +53,7 @@ private:
     std::uint32_t m_blockCount = 0;
     std::uint32_t m_blocksLeft = 0;
     std::uint32_t m_pointCount = 0;  // of the last block header that was read
-    std::uint32_t m_pointsLeft = 0;  // of the block, behind the batch
+    std::uint32_t m_pointsLeft = 0;  // of the block, after the batch
     PassLimits m_pass;
     StaleBatch m_batch;
 };

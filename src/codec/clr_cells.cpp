@@ -8,14 +8,6 @@
 
 namespace brisko {
 
-namespace {
-
-// Point formats 0, 1 and 3 are plain records.
-constexpr std::uint8_t kCompressed = 2;
-constexpr std::uint8_t kLastFormat = 3;
-
-}  // namespace
-
 CLRGrid gridOf(const CLRFileHeader& header) {
     const auto columns = static_cast<std::int64_t>(header.GetAzimuthResolution());
     const auto rows = static_cast<std::int64_t>(header.GetZenithResolution());
@@ -25,8 +17,8 @@ CLRGrid gridOf(const CLRFileHeader& header) {
 }
 
 bool hasPlainRecords(const CLRFileHeader& header, std::uint64_t fileSize) {
-    const std::uint8_t format = header.GetPointFormat();
-    if (format != kCompressed) return format <= kLastFormat;
+    const CLRPointFormat format{header.GetPointFormat()};
+    if (format != CLRPointFormat::Compressed) return isKnown(format);
     const std::uint64_t cells = gridOf(header).cells();
     const auto recordBytes = checkedMultiply(cells, clr_record::kSize);
     if (cells == 0 || !recordBytes) return false;
@@ -38,13 +30,13 @@ bool hasPlainRecords(const CLRFileHeader& header, std::uint64_t fileSize) {
 namespace {
 
 /// Files without a block fit to any kind.
-bool fitsTo(const CLRSource& first, const CLRSource& other, bool plain) {
+bool fitsTo(const CLRSource& first, const CLRSource& other, bool plain, ReadErrors* errors) {
     const CLRFileHeader &a = first.header, &b = other.header;
     return a.GetAzimuthResolution() == b.GetAzimuthResolution() &&
            a.GetZenithResolution() == b.GetZenithResolution() &&
            a.GetPointFormat() == b.GetPointFormat() &&
            (b.GetBlockCount() == 0 || gridOf(b).cells() == 0 ||
-            hasPlainRecords(b, fileLength(other.file)) == plain);
+            hasPlainRecords(b, fileLength(other.file, errors)) == plain);
 }
 
 }  // namespace
@@ -52,10 +44,13 @@ bool fitsTo(const CLRSource& first, const CLRSource& other, bool plain) {
 std::unique_ptr<CLRCells> openCLRCells(const std::vector<CLRSource>& sources,
                                        FirstProblem& problem) {
     const CLRSource& first = sources.front();
-    const bool plain =
-        gridOf(first.header).cells() == 0 || hasPlainRecords(first.header, fileLength(first.file));
+    const bool plain = gridOf(first.header).cells() == 0 ||
+                       hasPlainRecords(first.header, fileLength(first.file, problem.readErrors()));
     for (const CLRSource& source : sources) {
-        if (source.header.GetPointFormat() <= kLastFormat && fitsTo(first, source, plain)) continue;
+        if (isKnown(CLRPointFormat{source.header.GetPointFormat()}) &&
+            fitsTo(first, source, plain, problem.readErrors())) {
+            continue;
+        }
         problem.note(ReadProblemKind::BadHeader, source.name, 0);
         return nullptr;
     }

@@ -1,6 +1,5 @@
 #include "codec/clr_compressed_cells.h"
 
-#include "base/bytes.h"
 #include "base/checked.h"
 #include "base/file.h"
 #include "layouts/layout.h"
@@ -9,148 +8,109 @@
 
 namespace brisko {
 
-namespace {
-
-constexpr std::size_t kLengthSize = sizeof(std::uint32_t);
-/// Behind a window, so that a piece at its end can be decoded where it lies.
-constexpr std::size_t kWindowSlack = kLengthSize + kPieceBuffer;
-
-}  // namespace
-
 CLRCompressedCells::CLRCompressedCells(const std::vector<CLRSource>& sources, FirstProblem& problem)
     : m_problem(problem),
       m_grid(gridOf(sources.front().header)),
       m_merge(rangeTableFor(sources.front().header.GetModelName())) {
     for (const CLRSource& source : sources)
-        m_length = std::max(m_length, fileLength(source.file));
-    for (const CLRSource& source : sources) {
-        findBlocks({source.file, source.name, fileLength(source.file)},
-                   source.header.GetBlockCount());
-    }
-    if (m_blocks.empty()) return;
-    const std::size_t share = kWindowMemory / m_blocks.size();
-    if (share >= kSmallestWindow)
-        m_windowSize = upToFile(std::min(share, kLargestWindow) - kWindowSlack);
-    if (m_windowSize > 0) m_windows.resize((m_windowSize + kWindowSlack) * m_blocks.size());
+        findBlocks(source);
+    makeWindows();
 }
 
-std::size_t CLRCompressedCells::upToFile(std::size_t size) const {
-    return static_cast<std::size_t>(std::min<std::uint64_t>(size, m_length));
-}
-
-void CLRCompressedCells::findBlocks(const File& file, std::uint64_t count) {
-    std::uint64_t start = clr_header::kSize;
-    if (count == 0 && start < file.length) {
-        m_problem.note(ReadProblemKind::LeftOver, file.name, start);
+void CLRCompressedCells::findBlocks(const CLRSource& source) {
+    std::uint64_t count = source.header.GetBlockCount();
+    InputWindow file(source.file, kLargestWindow);
+    file.jumpTo(clr_header::kSize);
+    if (count == 0 && file.position() < file.fileSize()) {
+        m_problem.note(ReadProblemKind::LeftOver, source.name, file.position());
     }
-    SkimWindow window{file, std::vector<std::uint8_t>(upToFile(kLargestWindow))};
     while (count-- > 0) {
-        if (start >= file.length || m_blocks.size() == kMostBlocks) {
-            m_problem.note(ReadProblemKind::CutShort, file.name, start);
-            if (start < file.length) m_blocks.clear();
-            return;
+        const auto flag = file.atLeast(clr_block::kHeaderSize);
+        if (flag.empty() || m_blocks.size() == kMostBlocks) {
+            m_problem.note(file.failed() ? ReadProblemKind::Unreadable : ReadProblemKind::CutShort,
+                           source.name, file.position());
+            if (!flag.empty()) m_blocks.clear();
+            break;
         }
-        Block block{.file = file, .isLastOfFile = count == 0};
-        readAt(file.file, start, &block.flag, sizeof block.flag);
-        block.next = start + clr_block::kHeaderSize;
-        m_blocks.push_back(block);
-        if (count == 0) return;  // nobody asks where the last block ends
-        const auto end = skimBlock(block.next, window);
-        if (!end) return;
-        start = *end;
+        Block& block = m_blocks.emplace_back();
+        block.file = source.file;
+        block.name = source.name;
+        block.isLastOfFile = count == 0;
+        block.flag = flag.front();
+        block.next = file.position() + clr_block::kHeaderSize;
+        if (count == 0) break;  // nobody asks where the last block ends
+        file.skip(clr_block::kHeaderSize);
+        if (!skimBlock(file, source.name)) break;
     }
+    if (file.failed()) m_problem.readErrors()->note();
 }
 
-/// Follows the lengths of a block's pieces. Returns the offset behind the block; nothing when the
-/// block does not end well, so that what follows cannot be found.
-std::optional<std::uint64_t> CLRCompressedCells::skimBlock(std::uint64_t offset,
-                                                           SkimWindow& window) {
+/// Follows the lengths of a block's pieces to its end. False when the block does not end well, so that
+/// what follows cannot be found.
+bool CLRCompressedCells::skimBlock(InputWindow& file, FirstProblem::File name) {
     const std::uint64_t piecesInLine = divideRoundingUp(m_grid.rows, kPiecePoints);
     for (std::uint64_t line = 0; line < m_grid.columns; ++line) {
-        for (std::uint64_t piece = 0; piece < piecesInLine; ++piece) {
-            if (offset + kLengthSize > window.start + window.held) {
-                window.start = offset;
-                window.held =
-                    readAt(window.file.file, offset, window.bytes.data(), window.bytes.size());
-                if (window.held < kLengthSize) {
-                    m_problem.note(ReadProblemKind::CutShort, window.file.name, offset);
-                    return std::nullopt;
-                }
+        for (std::uint64_t number = 0; number < piecesInLine; ++number) {
+            const Piece piece = findPiece(file);
+            if (!piece.isWhole()) {
+                noteProblem(piece, name);
+                return false;
             }
-            const std::uint32_t length = loadU32(window.bytes.data() + (offset - window.start));
-            if (length > kLongestPiece) {
-                m_problem.note(ReadProblemKind::BadPiece, window.file.name, offset);
-                return std::nullopt;
-            }
-            offset += kLengthSize + length;
+            file.skip(piece.bytes.size());
         }
     }
-    return offset;
-}
-
-/// The file has no whole piece where the block's next one is due: it ends, or the length is one that
-/// no piece has.
-void CLRCompressedCells::noteMissingPiece(const Block& block, std::uint32_t length) {
-    const bool isLength = length > kLongestPiece;
-    m_problem.note(isLength ? ReadProblemKind::BadPiece : ReadProblemKind::CutShort,
-                   block.file.name, block.next);
-}
-
-std::optional<CLRCompressedCells::Piece> CLRCompressedCells::pieceInWindow(std::size_t index) {
-    Block& block = m_blocks[index];
-    std::uint8_t* const memory = m_windows.data() + index * (m_windowSize + kWindowSlack);
-    std::uint64_t windowEnd = block.windowStart + block.windowBytes;
-    if (block.next + kLengthSize + kLongestPiece > windowEnd && windowEnd < block.file.length) {
-        block.windowStart = block.next;
-        block.windowBytes = readAt(block.file.file, block.next, memory, m_windowSize);
-        windowEnd = block.windowStart + block.windowBytes;
-    }
-    if (block.next + kLengthSize > windowEnd) {
-        noteMissingPiece(block, 0);
-        return std::nullopt;
-    }
-    const std::uint8_t* const in = memory + (block.next - block.windowStart);
-    const std::uint32_t length = loadU32(in);
-    if (length > kLongestPiece || block.next + kLengthSize + length > windowEnd) {
-        noteMissingPiece(block, length);
-        return std::nullopt;
-    }
-    return Piece{in + kLengthSize, length};
-}
-
-std::optional<CLRCompressedCells::Piece> CLRCompressedCells::pieceFromFile(Block& block) {
-    std::uint8_t lengthBytes[kLengthSize] = {};
-    const std::size_t got = readAt(block.file.file, block.next, lengthBytes, kLengthSize);
-    const std::uint32_t length = loadU32(lengthBytes);
-    if (got < kLengthSize || length > kLongestPiece ||
-        readAt(block.file.file, block.next + kLengthSize, m_piece.data(), length) < length) {
-        noteMissingPiece(block, got < kLengthSize ? 0 : length);
-        return std::nullopt;
-    }
-    return Piece{m_piece.data(), length};
-}
-
-/// Nothing when the file ends inside the piece, or its length is one that no piece has: the block
-/// ends there.
-std::optional<CLRCompressedCells::Piece> CLRCompressedCells::nextPiece(std::size_t index) {
-    Block& block = m_blocks[index];
-    if (block.ended) return std::nullopt;
-    const auto piece = m_windowSize > 0 ? pieceInWindow(index) : pieceFromFile(block);
-    block.ended = !piece;
-    if (piece) block.next += kLengthSize + piece->length;
-    return piece;
-}
-
-bool CLRCompressedCells::decodeNextPiece(std::size_t index, std::size_t points, RawRecord* out) {
-    const auto piece = nextPiece(index);
-    if (!piece) return false;
-    const std::size_t used = decodeWholePiece(piece->bytes, piece->length, points, out);
-    if (!isWholePiece(piece->length, used)) [[unlikely]] {
-        const Block& block = m_blocks[index];
-        m_problem.note(ReadProblemKind::BadPiece, block.file.name,
-                       block.next - piece->length - kLengthSize);
-    }
     return true;
+}
+
+void CLRCompressedCells::makeWindows() {
+    if (m_blocks.empty()) return;
+    const std::size_t share = std::min(kWindowMemory / m_blocks.size(), kLargestWindow);
+    if (share < kSmallestWindow) return;
+    m_windows.reserve(m_blocks.size());
+    for (const Block& block : m_blocks) {
+        m_windows.emplace_back(block.file, share - kPieceBuffer, kPieceBuffer);
+        m_windows.back().jumpTo(block.next);
+    }
+}
+
+/// Stands at the block's next piece.
+InputWindow& CLRCompressedCells::windowOf(std::size_t index) {
+    if (!m_windows.empty()) return m_windows[index];
+    const Block& block = m_blocks[index];
+    if (m_sharedFile != block.file) {
+        m_shared.emplace(block.file, kMostPieceBytes, kPieceBuffer);
+        m_sharedFile = block.file;
+    }
+    m_shared->jumpTo(block.next);
+    return *m_shared;
+}
+
+void CLRCompressedCells::noteProblem(const Piece& piece, FirstProblem::File name) {
+    using Kind = ReadProblemKind;
+    const bool isUnreadable = piece.state == PieceState::Unreadable;
+    if (isUnreadable) m_problem.readErrors()->note();
+    const Kind kind = isUnreadable                          ? Kind::Unreadable
+                      : piece.state == PieceState::CutShort ? Kind::CutShort
+                                                            : Kind::BadPiece;
+    m_problem.note(kind, name, piece.offset);
+}
+
+/// False when the file ends inside the piece, or its length is one that no piece has: the block ends
+/// there.
+bool CLRCompressedCells::decodeNextPiece(std::size_t index, std::size_t points, RawRecord* out) {
+    Block& block = m_blocks[index];
+    if (block.ended) return false;
+    InputWindow& window = windowOf(index);
+    Piece piece = findPiece(window);
+    block.ended = !piece.isWhole();
+    if (!block.ended) {
+        decodePiece(piece, points, out, kPieceBuffer);
+        window.skip(piece.bytes.size());
+        block.next = window.position();
+    }
+    if (piece.state != PieceState::Sound) [[unlikely]]
+        noteProblem(piece, block.name);
+    return !block.ended;
 }
 
 void CLRCompressedCells::mergeRun(std::size_t points) {
@@ -192,8 +152,10 @@ std::size_t CLRCompressedCells::nextRun() {
 /// After the last line of a pass that met all pieces.
 void CLRCompressedCells::checkEnd() {
     for (const Block& block : m_blocks) {
-        if (!block.isLastOfFile || block.next >= block.file.length) continue;
-        m_problem.note(ReadProblemKind::LeftOver, block.file.name, block.next);
+        if (!block.isLastOfFile || block.next >= fileLength(block.file, m_problem.readErrors())) {
+            continue;
+        }
+        m_problem.note(ReadProblemKind::LeftOver, block.name, block.next);
     }
 }
 

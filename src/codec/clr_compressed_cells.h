@@ -1,8 +1,9 @@
 #pragma once
 
+#include "base/input_window.h"
 #include "codec/clr_cells.h"
 #include "layouts/block_merge.h"
-#include "layouts/compressed_lines.h"
+#include "layouts/piece_reader.h"
 
 #include <optional>
 #include <vector>
@@ -26,56 +27,33 @@ private:
     /// Shared out among the blocks as windows of the file.
     static constexpr std::size_t kWindowMemory = std::size_t{32} << 20;
     static constexpr std::size_t kLargestWindow = std::size_t{64} << 10;
-    /// Below this a window holds too few pieces to be worth having.
+    /// Below this a window holds too few pieces to be worth having: all blocks then share one.
     static constexpr std::size_t kSmallestWindow = std::size_t{16} << 10;
 
-    /// One of the files.
-    struct File {
+    struct Block {
         std::FILE* file = nullptr;
         FirstProblem::File name = FirstProblem::kScan;
-        std::uint64_t length = 0;
-    };
-    struct Block {
-        File file;
         bool isLastOfFile = false;
-        std::uint64_t next = 0;         // offset of the next piece
-        std::uint64_t windowStart = 0;  // offset of the first byte in the block's window
-        std::size_t windowBytes = 0;
         std::uint8_t flag = 0;
         bool ended = false;
-    };
-    /// A part of the file for a walk that goes forward only.
-    struct SkimWindow {
-        File file;
-        std::vector<std::uint8_t> bytes;
-        std::uint64_t start = 0;
-        std::size_t held = 0;
-    };
-    /// A piece behind its length, in memory of which kPieceBuffer bytes may be read.
-    struct Piece {
-        const std::uint8_t* bytes;
-        std::uint32_t length;
+        std::uint64_t next = 0;  // offset of the next piece
     };
 
-    /// A size of a buffer, as far as the file can fill it.
-    std::size_t upToFile(std::size_t size) const;
-    void findBlocks(const File& file, std::uint64_t count);
-    std::optional<std::uint64_t> skimBlock(std::uint64_t offset, SkimWindow& window);
-    std::optional<Piece> nextPiece(std::size_t block);
-    std::optional<Piece> pieceInWindow(std::size_t block);
-    std::optional<Piece> pieceFromFile(Block& block);
-    void noteMissingPiece(const Block& block, std::uint32_t length);
-    void checkEnd();
-    bool decodeNextPiece(std::size_t block, std::size_t points, RawRecord* out);
+    void findBlocks(const CLRSource& source);
+    bool skimBlock(InputWindow& file, FirstProblem::File name);
+    void makeWindows();
+    InputWindow& windowOf(std::size_t index);
+    void noteProblem(const Piece& piece, FirstProblem::File name);
+    bool decodeNextPiece(std::size_t index, std::size_t points, RawRecord* out);
     void mergeRun(std::size_t points);
+    void checkEnd();
 
     FirstProblem& m_problem;
     CLRGrid m_grid;
-    std::uint64_t m_length = 0;  // of the longest file
     std::vector<Block> m_blocks;
-    std::size_t m_windowSize = 0;  // 0: pieces are read one at a time
-    std::vector<std::uint8_t> m_windows;
-    std::vector<std::uint8_t> m_piece = std::vector<std::uint8_t>(kPieceBuffer);
+    std::vector<InputWindow> m_windows;   // of the blocks; none where there are too many of them
+    std::optional<InputWindow> m_shared;  // then of the block that was read last
+    std::FILE* m_sharedFile = nullptr;
     std::vector<RawRecord> m_points = std::vector<RawRecord>(kPiecePoints);
     BlockMerge m_merge;
     const RawRecord* m_cells = nullptr;

@@ -28,13 +28,14 @@ void noteWrongLength(const CLRSource& source, std::uint64_t length, FirstProblem
 }  // namespace
 
 CLRPlainCells::CLRPlainCells(const std::vector<CLRSource>& sources, FirstProblem& problem)
-    : m_merge(rangeTableFor(sources.front().header.GetModelName())) {
+    : m_errors(problem.readErrors()),
+      m_merge(rangeTableFor(sources.front().header.GetModelName())) {
     for (const CLRSource& source : sources)
         addFile(source, problem);
 }
 
 void CLRPlainCells::addFile(const CLRSource& source, FirstProblem& problem) {
-    const std::uint64_t length = fileLength(source.file);
+    const std::uint64_t length = fileLength(source.file, m_errors);
     const std::uint64_t cells = gridOf(source.header).cells();
     noteWrongLength(source, length, problem);
     if (cells == 0 || length <= clr_header::kSize) return;
@@ -68,7 +69,8 @@ CLRPlainCells::Block CLRPlainCells::blockAt(std::uint64_t block) const {
 void CLRPlainCells::readRun(const Block& block, std::size_t cells, std::vector<RawRecord>& out) {
     out.resize(cells);
     const std::uint64_t offset = block.start + clr_block::kHeaderSize + m_done * clr_record::kSize;
-    const std::size_t got = readAt(block.file, offset, out.data(), cells * clr_record::kSize);
+    const std::size_t got =
+        readAt(block.file, offset, out.data(), cells * clr_record::kSize, m_errors);
     std::fill(out.begin() + static_cast<std::ptrdiff_t>(got / clr_record::kSize), out.end(),
               RawRecord{});
 }
@@ -78,7 +80,7 @@ void CLRPlainCells::readRun(const Block& block, std::size_t cells, std::vector<R
 std::uint8_t CLRPlainCells::flagOf(std::uint64_t number, const Block& block) {
     if (number < m_flags.size()) return m_flags[number];
     std::uint8_t flag = 0;
-    readAt(block.file, block.start, &flag, sizeof flag);
+    readAt(block.file, block.start, &flag, sizeof flag, m_errors);
     if (m_cellCount > kRunCells) m_flags.push_back(flag);
     return flag;
 }

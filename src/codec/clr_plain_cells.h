@@ -35,6 +35,7 @@ private:
         std::FILE* file;
         std::uint64_t firstBlock;
     };
+    ReadErrors* m_errors;
     std::vector<File> m_files;
     std::uint64_t m_blockSize = 0;   // bytes
     std::uint64_t m_blockCount = 0;  // of the blocks that start inside their file

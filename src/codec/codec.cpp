@@ -1,9 +1,10 @@
-#include <brisko_codec/codec.h>
-
 #include <brisko_codec/cl3_codec.h>
 #include <brisko_codec/clr_codec.h>
+#include <brisko_codec/codec.h>
+#include <brisko_codec/dictionary.h>
+#include <brisko_codec/version.h>
 
-#include "codec/actual_cl3_no_ij_codec.h"
+#include "codec/actual_cl3_codec.h"
 #include "codec/actual_clr_codec.h"
 
 const float BriskoCodec::i_range = 2200.0F;
@@ -128,4 +129,25 @@ CLRGridCodec* brisko::createCLRSeriesCodec(const std::vector<std::string>& later
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
+}
+
+BriskoCodecDictionary::BriskoCodecDictionary() = default;
+BriskoCodecDictionary::BriskoCodecDictionary(const BriskoCodecDictionary&) = default;
+BriskoCodecDictionary::BriskoCodecDictionary(BriskoCodecDictionary&&) noexcept = default;
+BriskoCodecDictionary& BriskoCodecDictionary::operator=(const BriskoCodecDictionary&) = default;
+BriskoCodecDictionary& BriskoCodecDictionary::operator=(BriskoCodecDictionary&&) noexcept = default;
+BriskoCodecDictionary::~BriskoCodecDictionary() = default;
+
+namespace {
+
+BriskoCodecDictionary theDictionary;
+
+}  // namespace
+
+BriskoCodecDictionary* getBriskoCodecDictionary() {
+    return &theDictionary;
+}
+
+std::string briskoCodecVersion() {
+    return BRISKO_CODEC_VERSION;
 }

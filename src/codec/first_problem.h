@@ -2,6 +2,8 @@
 
 #include <brisko_codec/read_problem.h>
 
+#include "base/read_errors.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -17,6 +19,7 @@ public:
     static constexpr File kScan = 0;
     static constexpr File kIndex = 0xffffffff;
 
+    /// For a new pass. Read errors are counted over the life of the reader.
     void clear() { m_kind = ReadProblemKind::None; }
     void note(ReadProblemKind kind, File file, std::uint64_t offset) {
         if (m_kind != ReadProblemKind::None) return;
@@ -28,7 +31,12 @@ public:
     ///   later     the later files of a series
     ReadProblem describe(const std::string& scanPath, const std::vector<std::string>& later) const;
 
+    /// What the streams hand to the calls that read.
+    ReadErrors* readErrors() { return &m_readErrors; }
+    std::uint64_t readErrorCount() const { return m_readErrors.count(); }
+
 private:
+    ReadErrors m_readErrors;
     ReadProblemKind m_kind = ReadProblemKind::None;
     File m_file = kScan;
     std::uint64_t m_offset = 0;

@@ -9,8 +9,9 @@ namespace brisko {
 
 bool IJEntryStream::start(std::FILE* file, FirstProblem& problem) {
     stop();
-    if (!seekTo(file, ij_header::kSize)) return false;
-    m_header = readIJHeader(file);
+    std::clearerr(file);  // an error of an earlier pass is not one of this
+    if (!seekTo(file, ij_header::kSize, problem.readErrors())) return false;
+    m_header = readIJHeader(file, problem.readErrors());
     m_pass.start(file, ij_header::kSize, problem, FirstProblem::kIndex);
     // Beyond the largest edge the count of a tile's entries wraps around: there are none.
     const bool walkable = m_header.tileSize != 0 && m_header.tileSize <= kLargestTileSize;
@@ -56,7 +57,7 @@ bool IJEntryStream::nextBatch() {
     return true;
 }
 
-/// A larger batch that the file cannot fill shows again what stood behind this one.
+/// A larger batch that the file cannot fill shows again what stood after this one.
 void IJEntryStream::uncover() {
     if (m_end) reinterpret_cast<std::uint32_t*>(m_batch.data())[m_end - m_begin] = m_covered;
 }

@@ -39,7 +39,7 @@ public:
     /// at the end of the batch.
     bool advanceInBatch() {
         if (m_next == m_end) return false;
-        // The word behind the batch is not 0, so that the loop needs no other end.
+        // The word after the batch is not 0, so that the loop needs no other end.
         while (*m_next == 0)
             ++m_next;
         if (m_next == m_end) return false;
@@ -70,7 +70,7 @@ private:
     const std::uint32_t* m_next = nullptr;
     const std::uint32_t* m_end = nullptr;
     const std::uint32_t* m_begin = nullptr;  // of the batch
-    std::uint32_t m_covered = 0;             // what stood behind the batch
+    std::uint32_t m_covered = 0;             // what stood after the batch
     std::uint32_t m_firstEntry = 0;          // of the batch, in its tile
     std::uint32_t m_firstColumn = 0;         // of the tile
     std::uint32_t m_firstRow = 0;
@@ -84,7 +84,7 @@ private:
     std::uint32_t m_outOfOrder = 0;       // not 0: an entry was not the next number
     std::uint32_t m_columnTile = 0;
     std::uint32_t m_rowTile = 0;
-    std::uint32_t m_entriesLeft = 0;  // of the tile, behind the batch
+    std::uint32_t m_entriesLeft = 0;  // of the tile, after the batch
     PassLimits m_pass;
     StaleBatch m_batch;
 };

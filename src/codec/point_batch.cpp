@@ -1,6 +1,6 @@
 #include <brisko_codec/point_batch.h>
 
-#include "base/mishaps.h"
+#include "codec/aligned_reader.h"
 #include "codec/batch_source.h"
 
 #include <algorithm>
@@ -10,10 +10,16 @@ namespace brisko {
 /// Any codec as a source of batches.
 class PointBatchReader::Source {
 public:
+    explicit Source(BriskoCodec& codec) : m_reader(dynamic_cast<const AlignedReader*>(&codec)) {}
     virtual ~Source() = default;
     virtual std::size_t read(const PointArrays& arrays, std::size_t capacity, bool first) = 0;
 
-    bool metMishap = false;
+    /// A codec of others has none that could be known.
+    std::uint64_t readErrorCount() const { return m_reader ? m_reader->readErrorCount() : 0; }
+    bool hasReadError = false;
+
+private:
+    const AlignedReader* const m_reader;
 };
 
 namespace {
@@ -21,7 +27,10 @@ namespace {
 /// A reader of this library, which fills the arrays itself.
 class NativeSource final : public PointBatchReader::Source {
 public:
-    NativeSource(BatchSource& source, bool hasGrid) : m_source(source), m_hasGrid(hasGrid) {}
+    NativeSource(BriskoCodec& codec, BatchSource& source)
+        : Source(codec),
+          m_source(source),
+          m_hasGrid(dynamic_cast<BriskoGridCodec*>(&codec) != nullptr) {}
 
     std::size_t read(const PointArrays& arrays, std::size_t capacity, bool first) override {
         if (first && !m_source.startPass()) return 0;
@@ -36,14 +45,14 @@ public:
 
 private:
     BatchSource& m_source;
-    const bool m_hasGrid;  // a plain codec may walk a grid, but does not tell of it
+    const bool m_hasGrid;  // a plain codec may walk a grid, but does not show it
 };
 
 /// Any other codec, asked point by point.
 class PointwiseSource final : public PointBatchReader::Source {
 public:
     explicit PointwiseSource(BriskoCodec& codec)
-        : m_codec(codec), m_gridCodec(dynamic_cast<BriskoGridCodec*>(&codec)) {}
+        : Source(codec), m_codec(codec), m_gridCodec(dynamic_cast<BriskoGridCodec*>(&codec)) {}
 
     std::size_t read(const PointArrays& arrays, std::size_t capacity, bool first) override {
         const PointArraysWriter out(arrays);
@@ -81,8 +90,7 @@ private:
 
 PointBatchReader::PointBatchReader(BriskoCodec& codec) {
     if (auto* const source = dynamic_cast<BatchSource*>(&codec)) {
-        const bool hasGrid = dynamic_cast<BriskoGridCodec*>(&codec) != nullptr;
-        m_source = std::make_unique<NativeSource>(*source, hasGrid);
+        m_source = std::make_unique<NativeSource>(codec, *source);
     } else {
         m_source = std::make_unique<PointwiseSource>(codec);
     }
@@ -99,14 +107,14 @@ std::size_t PointBatchReader::readNext(const PointArrays& arrays, std::size_t ca
 }
 
 std::size_t PointBatchReader::read(const PointArrays& arrays, std::size_t capacity, bool first) {
-    const MishapWatch mishaps;
+    const std::uint64_t before = m_source->readErrorCount();
     const std::size_t count = m_source->read(arrays, capacity, first);
-    m_source->metMishap |= !mishaps.sawNone();
+    m_source->hasReadError |= m_source->readErrorCount() != before;
     return count;
 }
 
 bool PointBatchReader::hasReadError() const {
-    return m_source->metMishap;
+    return m_source->hasReadError;
 }
 
 }  // namespace brisko

@@ -1,7 +1,6 @@
 #include "codec/stale_batch.h"
 
 #include "base/file.h"
-#include "base/mishaps.h"
 #include "base/system_calls.h"
 
 #include <algorithm>
@@ -14,7 +13,7 @@ void PassLimits::start(std::FILE* file, std::uint64_t offset, FirstProblem& prob
     m_which = which;
     m_file = file;
     m_position = offset;
-    m_length = fileLength(file);
+    m_length = fileLength(file, problem.readErrors());
     m_staleLeft = kMostStale;
 }
 
@@ -35,7 +34,10 @@ std::size_t PassLimits::read(void* out, std::size_t size) {
     const std::size_t got = system_calls::fread(out, 1, size, m_file);
     m_position += got;
     if (got < size) {
-        if (std::ferror(m_file) != 0) noteMishap();
+        if (std::ferror(m_file) != 0) {
+            readErrors()->note();
+            noteProblem(ReadProblemKind::Unreadable, m_position);
+        }
         finish();
     }
     return got;

@@ -9,7 +9,7 @@
 
 namespace brisko {
 
-/// Where a pass stands in a file, and how far it may go on behind the file's end.
+/// Where a pass stands in a file, and how far it may go on after the file's end.
 ///
 /// A scan that was cut short is read to the end of its counters all the same: bytes that the file
 /// lacks leave what was there, so the last items read come again. A file of a few bytes can announce
@@ -35,6 +35,7 @@ public:
 
     std::uint64_t position() const { return m_position; }
     std::uint64_t length() const { return m_length; }
+    ReadErrors* readErrors() const { return m_problem->readErrors(); }
     void noteProblem(ReadProblemKind kind, std::uint64_t offset) {
         m_problem->note(kind, m_which, offset);
     }
@@ -54,7 +55,7 @@ class StaleBatch {
 public:
     static constexpr std::uint64_t kMostItems = 65'536;
 
-    /// Empties the batch; slack is readable room behind the items.
+    /// Empties the batch; slack is readable room after the items.
     void start(std::size_t itemSize, std::size_t slack);
     /// Fills the batch with the next items, at most kMostItems of `left`.
     /// Returns: how many items the batch now holds; 0 when the pass must end.

@@ -4,10 +4,9 @@
 #include <brisko_codec/writers.h>
 
 #include "base/file.h"
-#include "base/mishaps.h"
 #include "codec/actual_clr_codec.h"
 #include "codec/alignment_file.h"
-#include "codec/point_buffers.h"
+#include "codec/batch_source.h"
 #include "convert/conversion_progress.h"
 #include "convert/path_rules.h"
 #include "convert/staged_conversion.h"
@@ -27,21 +26,25 @@ struct RawScan {
     ActualCLRCodec reader;
     Alignment alignment;
     CLRGrid grid;
+    ReadErrors errors;  // met outside of the reader
+
+    bool metReadError() const { return !errors.none() || reader.readErrorCount() > 0; }
 
     /// False when it cannot be read, or its header speaks of a negative grid.
     bool open(const std::string& path, const std::string& aligned) {
         if (!header.Read(path.c_str()) || !reader.Open(path.c_str())) return false;
         reader.setFrame(Frame::Scanner);
-        alignment = alignmentBeside(aligned);
+        alignment = alignmentBeside(aligned, errors);
         const auto columns = static_cast<std::int64_t>(header.GetAzimuthResolution());
         const auto rows = static_cast<std::int64_t>(header.GetZenithResolution());
         grid = {static_cast<std::uint64_t>(columns), static_cast<std::uint64_t>(rows)};
         return columns >= 0 && rows >= 0 && reader.startPass();
     }
 
-    /// Cells in front of one, in the order of the file.
+    /// Cells before one, in the order of the file.
     std::uint64_t cellsBefore(std::uint32_t column, std::uint32_t row) const {
-        const bool turned = (column & 1) != 0 && header.GetPointFormat() != 3;
+        const bool turned =
+            (column & 1) != 0 && CLRPointFormat{header.GetPointFormat()} != CLRPointFormat::OneWay;
         return column * grid.rows + (turned ? grid.rows - 1 - row : row);
     }
 };
@@ -50,7 +53,8 @@ struct RawScan {
 std::uint64_t mostPoints(const RawScan& scan, const std::string& path) {
     constexpr std::uint64_t kPerByte = 63;  // 250 points in a piece of 4 bytes and up
     const std::uint64_t bytes = fileLength(path.c_str());
-    const bool compressed = scan.header.GetPointFormat() == 2;
+    const bool compressed =
+        CLRPointFormat{scan.header.GetPointFormat()} == CLRPointFormat::Compressed;
     return std::min(scan.grid.cells(), compressed ? bytes * kPerByte : bytes / clr_record::kSize);
 }
 
@@ -107,7 +111,6 @@ template <class Output>
 bool convert(const std::string& input, const std::string& aligned, const std::string& output,
              vexo::ProgressTracker* tracker, const std::string& label, bool indexed,
              ConversionReport& report) {
-    const MishapWatch mishaps;
     RawScan scan;
     if (!isCLRName(input) || !isCL3Name(output)) {
         return report.fail(ConversionProblem::BadName, input, "it is not named like a CLR scan");
@@ -115,21 +118,20 @@ bool convert(const std::string& input, const std::string& aligned, const std::st
     if (!scan.open(input, aligned)) return report.failToRead(input);
     const OutputBounds bounds{scan.grid.columns, scan.grid.rows, mostPoints(scan, input), indexed};
     if (!mayBeWritten(bounds, fileLength(input.c_str()), output)) return report.failToFit(output);
-    StagedConversion staged(output, input);
+    StagedConversion staged(output, input, scan.errors);
     Output out;
     if (!staged.isReady() || !out.open(staged.path(), scan)) return report.failToWrite(output);
     ConversionSteps steps(tracker, label, scan.grid.cells());
     const bool transferred = transfer(scan, out, steps);
     report.noteDamage(scan.reader.readProblem());
     if (!out.close()) return report.failToWrite(output);
-    if (!mishaps.sawNone()) return report.failToRead(input);
+    if (scan.metReadError()) return report.failToRead(input);
     if (!transferred) {
         return report.fail(ConversionProblem::Damaged, input,
                            "a point lies in no cell of its grid");
     }
     steps.advanceTo(scan.grid.cells());
-    return (staged.commit([&] { steps.poll(); }) && mishaps.sawNone()) ||
-           report.failToWrite(output);
+    return staged.commit([&] { steps.poll(); }) || report.failToWrite(output);
 }
 
 }  // namespace

@@ -2,17 +2,40 @@
 
 #include <brisko_codec/progress.h>
 
-#include "convert/host_interrupt.h"
+#include "vexo_progress/monitor_error_watch.h"
 #include "vexo_progress/pcp_progress.h"
 
 #include <algorithm>
 #include <cstdint>
+#include <exception>
 #include <memory>
+#include <new>
 #include <string>
+#include <utility>
 
 namespace brisko {
 
-/// The steps of a conversion, told to a tracker; nothing happens where there is none.
+/// Carries what a host's monitor threw through the conversion, a cancellation included: it reaches the
+/// host, while everything else that goes wrong becomes a false result.
+struct HostInterrupt {
+    std::exception_ptr cause;
+};
+
+/// Runs a call that ends in the host's code, the monitors of a tracker.
+template <class Call>
+decltype(auto) callHost(const vexo::ProgressTracker& tracker, Call&& call) {
+    const vexo::MonitorErrorWatch monitors(tracker);
+    try {
+        return std::forward<Call>(call)();
+    } catch (const std::bad_alloc&) {
+        if (monitors.sawNone()) throw;  // a lack of memory of our own is one as anywhere else
+        throw HostInterrupt{std::current_exception()};
+    } catch (...) {
+        throw HostInterrupt{std::current_exception()};
+    }
+}
+
+/// The steps of a conversion, shown to a tracker; nothing happens where there is none.
 class ConversionSteps {
 public:
     ConversionSteps(vexo::ProgressTracker* tracker, const std::string& label, std::uint64_t total)
@@ -52,18 +75,18 @@ public:
         : m_tracker(tracker), m_bridge(tracker, label) {}
 
     void SetPos(std::uint16_t position) override {
-        tell([&] { m_bridge.SetPos(position); });
+        show([&] { m_bridge.SetPos(position); });
     }
     void SetProcNo(std::uint16_t number) override {
-        tell([&] { m_bridge.SetProcNo(number); });
+        show([&] { m_bridge.SetProcNo(number); });
     }
     void Poll() override {
-        tell([&] { m_bridge.Poll(); });
+        show([&] { m_bridge.Poll(); });
     }
 
 private:
     template <class Call>
-    void tell(const Call& call) {
+    void show(const Call& call) {
         if (m_tracker) callHost(*m_tracker, call);  // without a tracker nothing comes of it
     }
 

@@ -3,12 +3,11 @@
 #include <brisko_codec/file_header.h>
 
 #include "base/file.h"
-#include "base/mishaps.h"
 #include "convert/clr_decision.h"
 #include "convert/clr_to_cl3.h"
+#include "convert/conversion_progress.h"
 #include "convert/conversion_report.h"
 #include "convert/drivers.h"
-#include "convert/host_interrupt.h"
 #include "convert/path_rules.h"
 
 using brisko::ClrRoute;
@@ -23,10 +22,10 @@ namespace {
 bool mergeSeries(const std::string& base, std::string& path, ProgressTracker* tracker,
                  ConversionReport& report) {
     if (!brisko::isSeriesStart(base)) return true;
-    const brisko::MishapWatch mishaps;
+    brisko::ReadErrors errors;
     for (unsigned n = 1;; ++n) {
         const std::string next = brisko::seriesMember(base, n);
-        if (!brisko::fileExists(next)) return mishaps.sawNone() || report.failToRead(next);
+        if (!brisko::fileExists(next, &errors)) return errors.none() || report.failToRead(next);
         const std::string merged = brisko::seriesMerge(base, n);
         if (!brisko::runMerge(path, next, merged, tracker, report)) return false;
         path = merged;
@@ -97,9 +96,9 @@ bool convertCL3(const std::string& path, ProgressTracker* tracker, ConversionRep
     if (!isInput(path, brisko::isCL3Name, report)) return false;
     const std::string base = brisko::withoutLastFour(path);
     if (brisko::isIndexBase(base)) return true;  // no companion is looked at
-    const brisko::MishapWatch mishaps;
-    if (!brisko::fileExists(base + ".ij"))
-        return mishaps.sawNone() || report.failToRead(base + ".ij");
+    brisko::ReadErrors errors;
+    if (!brisko::fileExists(base + ".ij", &errors))
+        return errors.none() || report.failToRead(base + ".ij");
     return brisko::runIndexing2(path, base + "_index.cl3", tracker, report);
 }
 

@@ -4,14 +4,12 @@
 
 #include "base/companion_path.h"
 #include "base/file.h"
-#include "base/mishaps.h"
 #include "codec/cl3_completeness.h"
 #include "convert/conversion_progress.h"
 #include "convert/staged_conversion.h"
 #include "layouts/ij_index.h"
 #include "layouts/output_bounds.h"
 #include "pcplib/processes/indexing.h"
-#include "pcplib/processes/indexing_by_angles.h"
 #include "pcplib/processes/merge_clr.h"
 #include "pcplib/processes/sort_clr.h"
 
@@ -26,6 +24,7 @@ bool judge(std::uint16_t result, const QelPcpLib::IndexingTrouble& trouble,
            const std::string& input, const std::string& output, ConversionReport& report) {
     report.noteDamage(trouble.damage);
     if (result == QelPcpLib::indexing_result::kDone) return true;
+    if (trouble.isUnreadable) return report.failToRead(input);
     if (trouble.isOutput || result == QelPcpLib::indexing_result::kBadOutput) {
         return report.failToWrite(output);
     }
@@ -41,17 +40,16 @@ template <class Driver>
 bool runStaged(const std::string& input, const std::string& output, vexo::ProgressTracker* tracker,
                const std::string& label, const OutputBounds& bounds, std::uint64_t inputBytes,
                ConversionReport& report, const Driver& driver) {
-    const MishapWatch mishaps;
-    StagedConversion staged(output, input);
+    ReadErrors errors;
+    StagedConversion staged(output, input, errors);
     if (!staged.isReady()) return report.failToWrite(output);
     if (!mayBeWritten(bounds, inputBytes, output)) return report.failToFit(output);
     DriverProgress progress(tracker, label);
     QelPcpLib::IndexingTrouble trouble;
     const std::uint16_t result = driver(staged.path(), &progress, &trouble);
     if (!judge(result, trouble, input, output, report)) return false;
-    if (!mishaps.sawNone()) return report.failToRead(input);
-    return (staged.commit([&] { progress.Poll(); }) && mishaps.sawNone()) ||
-           report.failToWrite(output);
+    if (!errors.none()) return report.failToRead(input);
+    return staged.commit([&] { progress.Poll(); }) || report.failToWrite(output);
 }
 
 std::uint64_t recordsOf(const std::string& path) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/read_errors.h"
 #include "base/staged_output.h"
 
 #include <functional>
@@ -12,7 +13,8 @@ namespace brisko {
 class StagedConversion {
 public:
     /// The output is ready when there is a place to write to.
-    StagedConversion(const std::string& output, const std::string& input);
+    ///   errors  notes when it is not known whether output and input are one file
+    StagedConversion(const std::string& output, const std::string& input, ReadErrors& errors);
 
     bool isReady() const { return m_output.isReady(); }
     /// Where to write; a writer puts its companions beside it.

@@ -3,13 +3,38 @@
 #include <brisko_codec/codec.h>
 
 #include "codec/aligned_reader.h"
-#include "decorators/measured_points.h"
-#include "decorators/owned_codec.h"
+#include "decorators/wrapped_codec.h"
 
 #include <cstdint>
 #include <limits>
 
+/// Which points a skip codec lets through. Coordinates are metres, as the wrapped reader delivers
+/// them. Every comparison is false for a NaN.
 namespace brisko {
+
+/// Points at most so far from the origin.
+struct DistanceValidator {
+    double maximumDistance;
+
+    bool accepts(double x, double y, double z) const {
+        return maximumDistance * maximumDistance >= x * x + y * y + z * z;
+    }
+};
+
+/// Points strictly inside a box.
+struct BbPointValidator {
+    double minX, minY, minZ;
+    double maxX, maxY, maxZ;
+
+    bool accepts(double x, double y, double z) const {
+        return minX < x && x < maxX && minY < y && y < maxY && minZ < z && z < maxZ;
+    }
+};
+
+/// Points that do not lie exactly at the origin, where scanners leave what they could not measure.
+struct InvalidPointValidator {
+    bool accepts(double x, double y, double z) const { return !(x == 0 && y == 0 && z == 0); }
+};
 
 /// A reader that passes over the points of another reader which its validator rejects. Codec is
 /// BriskoCodec or BriskoGridCodec, the interface that the wrapper shows.
@@ -69,6 +94,7 @@ public:
     ReadProblem readProblem() const override {
         return m_codec ? getReadProblem(*m_codec) : ReadProblem{};
     }
+    std::uint64_t readErrorCount() const override { return readErrorCountOf(m_codec.get()); }
 
     Frame frame() const override { return m_codec ? frameOf(*m_codec) : Frame::Aligned; }
 

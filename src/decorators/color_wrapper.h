@@ -1,15 +1,29 @@
 #pragma once
 
 #include <brisko_codec/codec.h>
+#include <brisko_codec/color_codec.h>
 
 #include "codec/aligned_reader.h"
-#include "decorators/measured_points.h"
-#include "decorators/outline_chooser.h"
-#include "decorators/owned_codec.h"
+#include "decorators/wrapped_codec.h"
 
 #include <limits>
 
 namespace brisko {
+
+/// A codec that looks for the photos that show a point.
+class OutlineChooser {
+public:
+    /// Holds from the next Open on.
+    void setOutlines(PhotoOutlines outlines) { m_outlines = outlines; }
+
+protected:
+    OutlineChooser() = default;
+    virtual ~OutlineChooser() = default;
+    PhotoOutlines outlines() const { return m_outlines; }
+
+private:
+    PhotoOutlines m_outlines = PhotoOutlines::Corners;
+};
 
 /// What both colour codecs do alike: they own a codec, pass on what they do not change, and take its
 /// points as measured. Codec is the interface that the wrapper shows.
@@ -36,6 +50,7 @@ public:
     ReadProblem readProblem() const override {
         return m_codec ? getReadProblem(*m_codec) : ReadProblem{};
     }
+    std::uint64_t readErrorCount() const override { return readErrorCountOf(m_codec.get()); }
 
     Frame frame() const override { return m_codec ? frameOf(*m_codec) : Frame::Aligned; }
 

@@ -23,7 +23,7 @@ void ReadAhead::start(BriskoCodec& codec, const std::string& folder, PhotoOutlin
 }
 
 void ReadAhead::stop() {
-    m_workers.stopAndJoin();
+    m_workers.stop();
     for (auto& handle : m_handles)
         handle.reset();
     m_reader.reset();
@@ -61,17 +61,16 @@ void ReadAhead::fill(PointBuffer& buffer) {
 
 /// Hands the coloured buffer to the host and the one just filled to the workers.
 void ReadAhead::exchange() {
-    m_workers.join();
+    m_workers.wait();
     m_front = 1 - m_front;
     m_readable = front().count;
     if (back().count == 0) return;
-    for (std::size_t i = 0; i < kWorkers; ++i) {
-        m_workers.start(i, [this, i] { colourShare(back(), i); });
-    }
+    m_workers.start(kWorkers, [this](std::size_t i) { colourShare(back(), i); });
 }
 
-/// A worker's points are runs of neighbours, and colours of different runs share no cache line.
-void ReadAhead::colourShare(PointBuffer& buffer, std::size_t worker) {
+/// A worker's points are runs of neighbours, and colours of different runs share no cache line. Points
+/// that cannot be coloured keep the colour that they came with.
+void ReadAhead::colourShare(PointBuffer& buffer, std::size_t worker) noexcept try {
     constexpr std::size_t kRun = 256;
     static_assert(3 * kRun % 64 == 0);
     for (std::size_t begin = worker * kRun; begin < buffer.count; begin += kWorkers * kRun) {
@@ -80,6 +79,7 @@ void ReadAhead::colourShare(PointBuffer& buffer, std::size_t worker) {
                                         std::min(kRun, buffer.count - begin),
                                         buffer.colours + 3 * begin);
     }
+} catch (...) {
 }
 
 }  // namespace brisko

@@ -2,7 +2,7 @@
 
 #include <brisko_codec/point_batch.h>
 
-#include "decorators/worker_group.h"
+#include "base/worker_pool.h"
 #include "rvx_scan_colorizer/rvx_scan_colorizer.h"
 
 #include <array>
@@ -71,7 +71,7 @@ private:
     bool refill();
     void fill(PointBuffer& buffer);
     void exchange();
-    void colourShare(PointBuffer& buffer, std::size_t worker);
+    void colourShare(PointBuffer& buffer, std::size_t worker) noexcept;
 
     std::array<PointBuffer, 2> m_buffers;
     std::array<std::unique_ptr<RvxScanColorizer>, kWorkers> m_handles;
@@ -82,7 +82,7 @@ private:
     std::size_t m_front = 0;     // the buffer that the host takes points from
     std::size_t m_readable = 0;  // how many it holds for the host
     std::size_t m_position = 0;
-    WorkerGroup<kWorkers> m_workers;  // the last member: joined before the others go
+    WorkerPool m_workers{kWorkers};  // the last member: joined before the others go
 };
 
 }  // namespace brisko

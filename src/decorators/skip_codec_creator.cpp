@@ -1,7 +1,6 @@
 #include <brisko_codec/skip_codec.h>
 
 #include "decorators/actual_skip_codec.h"
-#include "decorators/point_validators.h"
 
 #include <new>
 

@@ -10,8 +10,8 @@
 using brisko::FieldReader;
 using brisko::writeField;
 
-/// The order of the fields on disk, told once for reading and writing. Between identity and
-/// conditions CLR has two blank bytes; behind conditions each format adds resolutions and blocks.
+/// The order of the fields on disk, once for reading and writing. Between identity and
+/// conditions CLR has two blank bytes; after conditions each format adds resolutions and blocks.
 struct CLFileHeader::Layout {
     template <class Header, class Visit>
     static void identity(Header& header, const Visit& visit) {

@@ -193,12 +193,11 @@ void CLRPoint::SetIntensity(float intensity) {
 }
 
 std::unique_ptr<CLPoint> brisko::createCL3Point(std::uint8_t pointFormat) {
-    switch (pointFormat) {
-        case 0:
+    switch (CL3PointFormat{pointFormat}) {
+        case CL3PointFormat::Plain:
             return std::make_unique<CL3Point0>();
-        case 1:
+        case CL3PointFormat::Coloured:
             return std::make_unique<CL3Point1>();
-        default:
-            return nullptr;
     }
+    return nullptr;
 }

@@ -1,8 +1,8 @@
 #include "rvx_scan_colorizer/image_cache.h"
 
 #include "base/file.h"
+#include "base/worker_pool.h"
 #include "rvx_scan_colorizer/jpeg_file.h"
-#include "rvx_scan_colorizer/parallel_for.h"
 
 #include <algorithm>
 #include <map>
@@ -76,7 +76,7 @@ ImageCache::ImageCache(std::size_t cameras, std::size_t capacity, Loader loader,
 }
 
 void ImageCache::loadFirst(std::size_t photos) {
-    parallelFor(std::min(photos, m_slotOf.size()), [this](std::size_t i) {
+    forEachIndex(std::min(photos, m_slotOf.size()), [this](std::size_t i) {
         const int camera = static_cast<int>(i);
         SharedImage image = m_loader(camera);
         if (i >= m_slots.size()) return;

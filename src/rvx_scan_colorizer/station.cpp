@@ -1,7 +1,7 @@
 #include "rvx_scan_colorizer/station.h"
 
+#include "base/worker_pool.h"
 #include "rvx_scan_colorizer/camera.h"
-#include "rvx_scan_colorizer/parallel_for.h"
 #include "rvx_scan_colorizer/station_files.h"
 
 #include <algorithm>
@@ -78,7 +78,7 @@ Station readStation(const std::string& scanFolder, PhotoOutlines outlines) {
     const std::vector<CameraRecord> records = readRecords(files);
     Station station;
     station.cameras.resize(records.size());
-    parallelFor(records.size(), [&](std::size_t i) {
+    forEachIndex(records.size(), [&](std::size_t i) {
         station.cameras[i] = prepareCamera(records[i], files.kind, outlines);
     });
     station.boxes = buildTree(station.cameras);

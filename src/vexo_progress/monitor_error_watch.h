@@ -7,7 +7,7 @@
 namespace brisko::vexo {
 
 /// Looks for exceptions that a tracker's monitors throw from now on, so that a lack of memory in the
-/// host is told apart from one in the library. For the thread that does the work.
+/// host is distinguished from one in the library. For the thread that does the work.
 class MonitorErrorWatch {
 public:
     explicit MonitorErrorWatch(const ProgressTracker& tracker);

@@ -24,7 +24,7 @@ void PcpProgress::SetProcNo(std::uint16_t number) {
         m_progress = std::make_unique<DefiniteProgress>(m_tracker, m_name, kPerCent);
         m_progress->setPausable(true);
         m_progress->setCancellable(true);
-        // Deliberate: no blank behind the equals sign.
+        // Deliberate: no blank after the equals sign.
         QelPcpLib::TraceOut("PcpLib SetProcNo =%d\n", static_cast<std::int16_t>(number));
     }
     CProgressCallback::SetProcNo(number);

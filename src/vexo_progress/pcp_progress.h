@@ -10,7 +10,7 @@
 namespace brisko::vexo {
 
 /// The bridge from the processing library to a tracker: each of its processes is a progress of 100
-/// steps. Without a tracker every call is accepted and nothing is told.
+/// steps. Without a tracker every call is accepted and nothing is shown.
 class PcpProgress final : public QelPcpLib::CProgressCallback, private Noncopyable {
 public:
     /// name: of every progress, whatever the process.

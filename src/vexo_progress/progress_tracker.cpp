@@ -1,7 +1,7 @@
 #include <brisko_codec/progress.h>
 
 #include "vexo_progress/monitor_error_watch.h"
-#include "vexo_progress/progress_error.h"
+#include "vexo_progress/progress_implementation.h"
 
 #include <boost/thread/condition_variable.hpp>
 #include <boost/thread/mutex.hpp>

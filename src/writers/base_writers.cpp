@@ -17,7 +17,7 @@ BaseWriterGridCodec::~BaseWriterGridCodec() = default;
 
 namespace {
 
-/// Asks the writer that stands behind an interface; answers with nothing for a host's own.
+/// Asks this library's writer of an interface; answers with nothing for a host's own.
 template <class... Writers, class Interface, class Ask>
 auto askWriter(const Interface& writer, const Ask& ask) {
     decltype(ask(std::declval<const std::tuple_element_t<0, std::tuple<Writers...>>&>())) answer{};

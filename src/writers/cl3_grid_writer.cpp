@@ -1,10 +1,10 @@
+#include <brisko_codec/alignment.h>
 #include <brisko_codec/writers.h>
 
 #include "base/bytes.h"
 #include "base/companion_path.h"
 #include "base/output_file.h"
 #include "layouts/ij_index.h"
-#include "writers/alg_text.h"
 #include "writers/header_output.h"
 #include "writers/tile_band.h"
 
@@ -42,7 +42,7 @@ CL3FileHeader scanHeader(const CLFileHeader& source, std::uint32_t blocks) {
     CL3FileHeader header;
     static_cast<CLFileHeader&>(header) = source;
     header.SetFileVersion("CL3_0.7");
-    header.SetPointFormat(1);
+    header.SetPointFormat(static_cast<std::uint8_t>(CL3PointFormat::Coloured));
     header.SetBlockCount(blocks);
     header.SetDeltaAzimuthAngle(source.GetDeltaAzimuthAngle());
     header.SetDeltaZenithAngle(source.GetDeltaZenithAngle());
@@ -141,7 +141,7 @@ inline void CL3IJWriterGridCodec::State::write(const CL3Record& record, std::uin
                                                std::uint32_t row) {
     if (!m_open) return;
     widen(m_box, {record.x, record.y, record.z});
-    // As a signed number: columns from 2^31 on count as behind the band.
+    // As a signed number: columns from 2^31 on count as after the band.
     auto offset = static_cast<std::int32_t>(column - kTileSize * m_bandIndex);
     if (offset < 0 || offset >= static_cast<std::int32_t>(kTileSize)) [[unlikely]] {
         const bool isBeyond = column / kTileSize >= m_columnTiles;

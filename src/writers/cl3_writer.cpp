@@ -61,7 +61,7 @@ bool CL3WriterCodec::State::open(const char* path, const GridFileHeader* header)
         m_header.SetDeltaZenithAngle(1.0F);
     }
     m_header.SetFileVersion("CL3_0.7");
-    m_header.SetPointFormat(1);
+    m_header.SetPointFormat(static_cast<std::uint8_t>(CL3PointFormat::Coloured));
     m_header.SetBlockCount(1);
     writeScanHeader(m_file, m_header, cl3_header::kSize);
     m_blockHeaderPosition = m_file.position();
@@ -91,7 +91,7 @@ void CL3WriterCodec::State::endBlock() {
     ++m_blockCount;
 }
 
-/// Deliberate: a count of 0 does not patch the block's header but adds one more empty header behind
+/// Deliberate: a count of 0 does not patch the block's header but adds one more empty header after
 /// the data. Files closed on a full block, or without any point, end in one that no reader looks at.
 void CL3WriterCodec::State::writeHeader(std::uint32_t count) {
     if (count == 0) m_blockHeaderPosition = m_file.position();

@@ -29,7 +29,7 @@ CLRFileHeader fileHeader(const GridFileHeader* source, std::uint32_t columns, st
     }
     header.SetAzimuthResolution(static_cast<int>(columns));
     header.SetZenithResolution(static_cast<int>(rows));
-    header.SetPointFormat(1);
+    header.SetPointFormat(static_cast<std::uint8_t>(CLRPointFormat::Plain));
     header.SetBlockCount(1);
     return header;
 }

@@ -81,6 +81,65 @@ TEST_F(CellReader, DeliversWindowsColumnByColumn) {
     EXPECT_EQ(padding.x, 1);
 }
 
+TEST_F(CellReader, FillsArraysOfAnyLayoutAndUsesATableOfTilesMadeBefore) {
+    struct Pixel {
+        double position[3];
+        float intensity;
+        std::uint8_t colour[3], present;
+    };
+    CL3CellReader first, reader;
+    CL3TileTable made, taken;
+    ASSERT_TRUE(first.open(path().c_str()) && first.findTiles(made));
+    const Bytes table = made.toBytes();
+    EXPECT_FALSE(taken.fromBytes(table.data(), table.size() - 4));
+    ASSERT_TRUE(taken.fromBytes(table.data(), table.size()));
+    ASSERT_EQ(taken.tiles().size(), 6U);
+    EXPECT_EQ(taken.tiles()[1].indexOffset, 48U + 12 + 4 * 65'536);
+    EXPECT_EQ(taken.tiles()[1].scanOffset, 115U + 5 + 31 * taken.tiles()[0].points);
+    ASSERT_TRUE(reader.open(path().c_str(), taken));
+
+    const CellWindow windows[] = {{0, 520, 0, 300},     {250, 260, 250, 260}, {5, 6, 0, 300},
+                                  {500, 800, 290, 700}, {0, 400, 100, 103},   {600, 602, 0, 5000}};
+    for (const CellWindow& w : windows) {
+        const std::ptrdiff_t columns = w.endColumn - w.firstColumn, rows = w.endRow - w.firstRow;
+        std::vector<Pixel> pixels(static_cast<std::size_t>(columns * rows), Pixel{{7}, 7, {7}, 7});
+        for (const bool rowByRow : {false, true}) {
+            constexpr std::ptrdiff_t kSize = sizeof(Pixel);
+            const std::ptrdiff_t column = rowByRow ? kSize : rows * kSize;
+            const std::ptrdiff_t row = rowByRow ? columns * kSize : kSize;
+            CellArrays arrays;
+            arrays.positions = {pixels[0].position, column, row};
+            arrays.intensities = {&pixels[0].intensity, column, row};
+            arrays.colours = {pixels[0].colour, column, row};
+            arrays.present = {&pixels[0].present, column, row};
+            arrays.empty = {.coordinate = -1, .intensity = -2, .colour = 9};
+            std::uint64_t count = 0, expected = 0;
+            const CellState state = reader.readWindow(w, arrays, &count);
+            for (std::uint32_t c = w.firstColumn; c < w.endColumn; ++c) {
+                for (std::uint32_t r = w.firstRow; r < w.endRow; ++r) {
+                    const std::ptrdiff_t offset =
+                        (c - w.firstColumn) * column + (r - w.firstRow) * row;
+                    const Pixel& p = pixels[static_cast<std::size_t>(offset / kSize)];
+                    const auto found = m_points.find({c, r});
+                    const bool isThere = found != m_points.end();
+                    const TestPoint truth =
+                        isThere ? found->second : TestPoint{-1, -1, -1, -2, 9, 9, 9, c, r};
+                    const auto& [x, y, z] = p.position;
+                    ASSERT_EQ((TestPoint{x, y, z, p.intensity, p.colour[0], p.colour[1],
+                                         p.colour[2], c, r}),
+                              truth);
+                    ASSERT_EQ(p.present, isThere);
+                    expected += isThere;
+                }
+            }
+            EXPECT_EQ(count, expected);
+            EXPECT_EQ(state, expected > 0 ? CellState::Point : CellState::Empty);
+        }
+    }
+    std::filesystem::resize_file(path(), std::filesystem::file_size(path()) + 1);
+    EXPECT_FALSE(reader.open(path().c_str(), taken)) << "a table of other files";
+}
+
 TEST_F(CellReader, ReportsPointsThatTheScanDoesNotHold) {
     CellPoint point;
     std::vector<CellPoint> points;
@@ -94,6 +153,9 @@ TEST_F(CellReader, ReportsPointsThatTheScanDoesNotHold) {
     ASSERT_TRUE(reader.open(path().c_str()));
     EXPECT_EQ(reader.readCell(column, row, point), CellState::Damaged);
     EXPECT_EQ(reader.readWindow({column, column + 1, row, row + 1}, points), CellState::Damaged);
+    std::uint64_t count = 0;
+    EXPECT_EQ(reader.readWindow({0, 600, 0, 500}, CellArrays(), &count), CellState::Damaged);
+    EXPECT_EQ(count, m_points.size() - 1) << "all points but that one";
 
     std::filesystem::resize_file(m_folder / "scan.ij", 1000);
     ASSERT_TRUE(reader.open(path().c_str()));

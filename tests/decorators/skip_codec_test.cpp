@@ -4,7 +4,7 @@
 #include <brisko_codec/writers.h>
 
 #include "decorators/made_codec.h"
-#include "decorators/owned_codec.h"
+#include "decorators/wrapped_codec.h"
 #include "support/read_points.h"
 
 #include <gtest/gtest.h>

@@ -2,6 +2,7 @@
 // every n until the operation goes through undisturbed.
 
 #include "base/file.h"
+#include "base/worker_pool.h"
 #include "faults/faults.h"
 #include "faults/jobs.h"
 #include "faults/readers.h"
@@ -13,6 +14,7 @@
 #include <algorithm>
 #include <optional>
 #include <ostream>
+#include <thread>
 
 namespace brisko {
 namespace {
@@ -173,6 +175,40 @@ INSTANTIATE_TEST_SUITE_P(All, ReadersUnderFaults,
                          testing::Combine(testing::ValuesIn(test::kReaders),
                                           testing::ValuesIn(kFaults)),
                          caseName<ReadersUnderFaults::ParamType>);
+
+// A reader that is handed to another thread takes what it met along.
+TEST(ReadersUnderFaults, KeepTheirErrorsWhateverThreadUsesThem) {
+    for (const Reader& reader : test::kReaders) {
+        SCOPED_TRACE(reader.name);
+        const test::CodecPtr<BriskoCodec> codec(reader.create());
+        ASSERT_TRUE(codec->Open(test::scanOf(reader).c_str()));
+        PointBatchReader points(*codec);
+        double position[3];
+        std::thread([&] {
+            const Failing failing(Fault::InputOutput, 1, true);
+            points.readFirst({position}, 1);
+            while (points.readNext({position}, 1) > 0) {
+            }
+        }).join();
+        EXPECT_TRUE(points.hasReadError());
+        EXPECT_EQ(getReadProblem(*codec).kind, ReadProblemKind::Unreadable);
+    }
+}
+
+TEST(Workers, ThatTheSystemRefusesLeaveTheWorkToTheCaller) {
+    std::size_t done = 0;
+    const auto job = [&](std::size_t i) { return done += i; };
+    {
+        const Failing failing(Fault::Allocation, 1, false);
+        forEachIndex(10, job, 4);
+    }
+    EXPECT_EQ(done, 45U);
+    {
+        const Failing failing(Fault::Allocation, 1, false);
+        collectResults(10, 4, ResultOrder::Index, job, [](std::size_t, std::size_t) {});
+    }
+    EXPECT_EQ(done, 90U);
+}
 
 class CellsUnderFaults : public testing::TestWithParam<FaultCase> {};
 

@@ -1,6 +1,5 @@
-#include "pcplib/files/alg_blocks.h"
+#include "pcplib/files/pt_cld_alg_file.h"
 
-#include "pcplib/files/part_file_name.h"
 #include "support/file_size_limit.h"
 #include "support/printed_by.h"
 #include "support/temp_folder.h"

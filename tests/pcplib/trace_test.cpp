@@ -1,6 +1,5 @@
 #include "pcplib/files/trace.h"
 
-#include "pcplib/files/format_string.h"
 #include "support/comma_locale.h"
 
 #include <gtest/gtest.h>

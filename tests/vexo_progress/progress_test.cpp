@@ -1,6 +1,5 @@
 #include "vexo_progress/progress_recorder.h"
 
-#include "vexo_progress/progress_error.h"
 #include "vexo_progress/progress_implementation.h"
 
 #include <gtest/gtest.h>

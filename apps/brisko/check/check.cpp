@@ -14,7 +14,6 @@ namespace {
 
 using scan::Finding;
 using scan::ScanCheck;
-using scan::ScanKind;
 
 constexpr const char* kSchema = "brisko.check/1";
 
@@ -34,8 +33,8 @@ void printText(const ScanCheck& check) {
     std::cout << check.path << ": "
               << (check.findings.empty() ? "sound" : countOf(check.findings.count(), "finding"))
               << ", ";
-    if (check.kind == ScanKind::PTX) {
-        std::cout << check.grid.columns << " columns x " << check.grid.rows << " rows, "
+    if (!check.format->isNative) {
+        std::cout << check.columns << " columns x " << check.rows << " rows, "
                   << countOf(check.records, "cell");
     } else {
         std::cout << countOf(check.blocks, "whole block") << ", "
@@ -55,8 +54,8 @@ nlohmann::ordered_json checkJson(const ScanCheck& check) {
                                    {"notes", check.notes},
                                    {"photos", photosJson(check.photos)},
                                    {"error", nullptr}};
-    if (check.kind == ScanKind::PTX) {
-        json["grid"] = {{"columns", check.grid.columns}, {"rows", check.grid.rows}};
+    if (!check.format->isNative) {
+        json["grid"] = {{"columns", check.columns}, {"rows", check.rows}};
     }
     for (const Finding& finding : check.findings.kept())
         json["findings"].push_back(findingJson(finding));
@@ -106,7 +105,7 @@ Command addCheck(CLI::App& tool, const CommonOptions& common) {
         "Blocks and bytes count from 0.\n"
         "'brisko repair' salvages what is left of a damaged scan.");
     const auto line = std::make_shared<Line>();
-    app->add_option("FILE", line->files, "Scans (.cl3, .clr, .ptx)")->required();
+    app->add_option("FILE", line->files, "Scans (" + scan::readableExtensions() + ")")->required();
     app->add_option("--most", line->most, "List at most N findings of a kind; all are counted")
         ->option_text("N")
         ->check(CLI::Range(std::size_t{1}, std::size_t{1000000}))

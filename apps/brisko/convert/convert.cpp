@@ -3,6 +3,7 @@
 #include "common/message.h"
 #include "convert/convert_options.h"
 
+#include <brisko_scan/formats.h>
 #include <brisko_scan/photos.h>
 
 #include <iostream>
@@ -13,17 +14,22 @@ namespace {
 
 constexpr const char* kSchema = "brisko.convert/1";
 
-constexpr const char* kAbout = "Convert a scan: .cl3, .clr and .ptx to .cl3, .clr, .ptx and .ply";
+std::string about() {
+    return "Convert a scan: " + scan::readableExtensions() + " to " + scan::writableExtensions();
+}
 
-constexpr const char* kDetails =
-    "The extension of OUTPUT chooses the format:\n"
-    "  .cl3  a CL3 scan, with its grid index (.ij) where the input has a grid\n"
-    "  .clr  a raw CLR scan: 1/10000 m, whole intensities, no colour\n"
-    "  .ptx  text, every cell of the grid; intensity 0..1 stands for 0..2200\n"
-    "  .ply  binary point cloud with colour, intensity, column and row\n"
-    "The alignment goes along as a matrix (.alg file, PTX header) unless --apply-alignment moves\n"
-    "the points. .ply has no place for a matrix, its points are always aligned.\n"
-    "OUTPUT appears when it is complete and was checked.";
+std::string details() {
+    std::string text = "The extension of OUTPUT chooses the format:\n";
+    for (const scan::Format& format : scan::formats()) {
+        if (format.writes)
+            text += "  " + std::string(format.extension) + "  " + format.about + "\n";
+    }
+    return text +
+           "The alignment goes along as a matrix (.alg file, PTX header) unless --apply-alignment "
+           "moves\n"
+           "the points. .ply has no place for a matrix, its points are always aligned.\n"
+           "OUTPUT appears when it is complete and was checked.";
+}
 
 /// Photos are left behind where the points have no colours of their own.
 void noteAboutPhotos(const std::string& scan, const scan::ConvertResult& result) {
@@ -48,11 +54,14 @@ ExitCode run(const CLI::App& app, const ConvertLine& line, ProgressStyle style) 
 }  // namespace
 
 Command addConvert(CLI::App& tool, const CommonOptions& common) {
-    CLI::App* app = tool.add_subcommand("convert", kAbout);
-    app->footer(kDetails);
+    CLI::App* app = tool.add_subcommand("convert", about());
+    app->footer(details());
     const auto line = std::make_shared<ConvertLine>();
-    app->add_option("INPUT", line->options.input, "Scan to read (.cl3, .clr, .ptx)")->required();
-    app->add_option("OUTPUT", line->options.output, "Scan to write (.cl3, .clr, .ptx, .ply)")
+    app->add_option("INPUT", line->options.input,
+                    "Scan to read (" + scan::readableExtensions() + ")")
+        ->required();
+    app->add_option("OUTPUT", line->options.output,
+                    "Scan to write (" + scan::writableExtensions() + ")")
         ->required();
     addConvertOptions(*app, *line);
     app->add_flag("--json", line->json, "Print JSON, schema " + std::string(kSchema));

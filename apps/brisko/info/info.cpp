@@ -80,7 +80,7 @@ Command addInfo(CLI::App& tool, const CommonOptions& common) {
         "Points are not read unless --count asks for it, so this is quick however large the scan\n"
         "is. A scan that was cut short is recognised all the same.");
     const auto line = std::make_shared<Line>();
-    app->add_option("FILE", line->files, "Scans (.cl3, .clr, .ptx)")->required();
+    app->add_option("FILE", line->files, "Scans (" + scan::readableExtensions() + ")")->required();
     app->add_flag("--count", line->count,
                   "Read all points: their number, bounds (metres, aligned) and intensities");
     app->add_flag("--json", line->json, "Print JSON, schema " + std::string(kSchema));

@@ -68,7 +68,7 @@ Json summaryJson(const PointSummary& summary) {
 }  // namespace
 
 Json reportJson(const ScanReport& report) {
-    Json json = {{"path", report.path}, {"format", kindName(report.kind)}, {"bytes", report.bytes}};
+    Json json = {{"path", report.path}, {"format", report.format->name}, {"bytes", report.bytes}};
     json["header"] = report.header ? headerJson(*report.header) : Json(nullptr);
     json["grid"] = nullptr;
     if (report.hasGrid) json["grid"] = {{"columns", report.columns}, {"rows", report.rows}};

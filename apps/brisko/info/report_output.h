@@ -8,7 +8,6 @@
 namespace brisko::tool {
 
 using scan::PointSummary;
-using scan::ScanKind;
 using scan::ScanReport;
 
 /// A report for people, several lines.
@@ -24,8 +23,7 @@ nlohmann::ordered_json failureJson(const std::string& path, const std::string& p
 /// A header field without the NULs and blanks that fill it up.
 std::string withoutPadding(std::string text);
 
-/// The words used in both.
-const char* kindName(ScanKind kind);
+/// The word used in both.
 const char* sourceName(AlignmentSource source);
 
 }  // namespace brisko::tool

@@ -104,17 +104,6 @@ std::string withoutPadding(std::string field) {
     return field;
 }
 
-const char* kindName(ScanKind kind) {
-    switch (kind) {
-        case ScanKind::CL3:
-            return "CL3";
-        case ScanKind::CLR:
-            return "CLR";
-        default:
-            return "PTX";
-    }
-}
-
 const char* sourceName(AlignmentSource source) {
     switch (source) {
         case AlignmentSource::File:
@@ -128,7 +117,7 @@ const char* sourceName(AlignmentSource source) {
 
 std::string reportText(const ScanReport& report) {
     std::ostringstream out;
-    out << printable(report.path) << ": " << kindName(report.kind) << ", " << report.bytes
+    out << printable(report.path) << ": " << report.format->name << ", " << report.bytes
         << " bytes\n";
     if (report.hasGrid) {
         out << "  grid       " << report.columns << " columns x " << report.rows << " rows\n";

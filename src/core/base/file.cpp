@@ -1,7 +1,5 @@
 #include "base/file.h"
 
-#include "base/errno_keeper.h"
-#include "base/mishaps.h"
 #include "base/system_calls.h"
 #include "base/utf8.h"
 
@@ -42,11 +40,11 @@ bool isUsablePath(const char* path) {
 }
 
 /// What is known of a path. Where it cannot be looked at for another reason than that nothing is
-/// there, that is a mishap.
-bool look(const char* path, struct stat& status) {
+/// there, that is an error.
+bool look(const char* path, struct stat& status, ReadErrors* errors = nullptr) {
     if (!isUsablePath(path)) return false;
     if (system_calls::stat(path, &status) == 0) return true;
-    if (errno != ENOENT && errno != ENOTDIR) noteMishap();
+    if (errno != ENOENT && errno != ENOTDIR) noteIn(errors);
     return false;
 }
 
@@ -97,27 +95,27 @@ void FileCloser::operator()(std::FILE* file) const noexcept {
     system_calls::fclose(file);
 }
 
-FilePtr openFile(const char* path, const char* mode) {
+FilePtr openFile(const char* path, const char* mode, ReadErrors* errors) {
     FilePtr file = openRegularFile(path, mode);
     const bool isNoSuchFile =
         errno == ENOENT || errno == ENOTDIR || errno == EISDIR || errno == EINVAL;
-    if (!file && !isNoSuchFile) noteMishap();
+    if (!file && !isNoSuchFile) noteIn(errors);
     return file;
 }
 
-std::uint64_t fileLength(std::FILE* file) {
+std::uint64_t fileLength(std::FILE* file, ReadErrors* errors) {
     struct stat status {};
     if (!file) return 0;
     if (system_calls::fstat(fileno(file), &status) != 0 || status.st_size < 0) {
-        noteMishap();
+        noteIn(errors);
         return 0;
     }
     return static_cast<std::uint64_t>(status.st_size);
 }
 
-std::uint64_t fileLength(const char* path) {
+std::uint64_t fileLength(const char* path, ReadErrors* errors) {
     struct stat status {};
-    const bool known = look(path, status) && S_ISREG(status.st_mode);
+    const bool known = look(path, status, errors) && S_ISREG(status.st_mode);
     return known ? static_cast<std::uint64_t>(status.st_size) : 0;
 }
 
@@ -133,14 +131,15 @@ std::optional<FileStamp> fileStamp(const char* path) {
     return stamp;
 }
 
-std::size_t readAt(std::FILE* file, std::uint64_t offset, void* out, std::size_t size) {
+std::size_t readAt(std::FILE* file, std::uint64_t offset, void* out, std::size_t size,
+                   ReadErrors* errors) {
     auto* const bytes = static_cast<std::uint8_t*>(out);
     std::size_t done = 0;
     while (done < size) {
         const ssize_t got = system_calls::pread(fileno(file), bytes + done, size - done,
                                                 static_cast<off_t>(offset + done));
         if (got < 0 && errno == EINTR) continue;
-        if (got < 0) noteMishap();
+        if (got < 0) noteIn(errors);
         if (got <= 0) break;
         done += static_cast<std::size_t>(got);
     }
@@ -160,9 +159,9 @@ std::size_t writeAt(std::FILE* file, std::uint64_t offset, std::span<const std::
     return done;
 }
 
-bool seekTo(std::FILE* file, std::uint64_t offset) {
+bool seekTo(std::FILE* file, std::uint64_t offset, ReadErrors* errors) {
     if (system_calls::fseeko(file, static_cast<off_t>(offset), SEEK_SET) == 0) return true;
-    noteMishap();
+    noteIn(errors);
     return false;
 }
 
@@ -193,11 +192,11 @@ std::string resolveLinks(const std::string& path) {
     return at.string();
 }
 
-bool isSameFile(const std::string& a, const std::string& b) {
+bool isSameFile(const std::string& a, const std::string& b, ReadErrors* errors) {
     struct stat first {};
     struct stat second {};
-    return look(a.c_str(), first) && look(b.c_str(), second) && first.st_dev == second.st_dev &&
-           first.st_ino == second.st_ino;
+    return look(a.c_str(), first, errors) && look(b.c_str(), second, errors) &&
+           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 
 bool syncFile(const std::string& path, const std::function<void()>& between) {
@@ -208,7 +207,7 @@ bool syncFile(const std::string& path, const std::function<void()>& between) {
     const std::uint64_t length = fileLength(file.get());
     // A gigabyte takes seconds. Part by part, the caller can give up in between.
     for (std::uint64_t at = 0; at < length; at += kPart) {
-        // Whoever waits for an error of the disk takes it: fsync would not tell of it again.
+        // An error of the disk is reported once: fsync would not report this one again.
         const int synced =
             system_calls::syncRange(descriptor, static_cast<off_t>(at), static_cast<off_t>(kPart));
         if (synced != 0 && errno != ENOSYS && errno != EINVAL) return false;
@@ -222,9 +221,9 @@ std::string parentFolder(const std::string& path) {
     return slash == std::string::npos ? "." : path.substr(0, slash + 1);
 }
 
-bool fileExists(const std::string& path) {
+bool fileExists(const std::string& path, ReadErrors* errors) {
     struct stat status {};
-    return look(path.c_str(), status);
+    return look(path.c_str(), status, errors);
 }
 
 // By hand: the iterators of <filesystem> end the process when memory runs out.

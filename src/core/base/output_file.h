@@ -55,9 +55,9 @@ public:
     void flush();
 
     /// The stream, flushed and standing at an offset, for objects that write themselves to one.
-    /// Call returnStream behind it.
+    /// Call returnStream after it.
     std::FILE* streamAt(std::uint64_t offset);
-    /// Takes the stream back; `end` is the position behind what it wrote.
+    /// Takes the stream back; `end` is the position after what it wrote.
     void returnStream(std::uint64_t end);
 
 private:

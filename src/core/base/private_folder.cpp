@@ -1,6 +1,5 @@
 #include "base/private_folder.h"
 
-#include "base/errno_keeper.h"
 #include "base/file.h"
 #include "base/system_calls.h"
 #include "base/utf8.h"

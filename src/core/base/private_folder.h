@@ -50,7 +50,7 @@ struct OutputPlace {
 /// A new folder in the folder of an output, for the files that become that output. Its name cannot
 /// be guessed and nobody else may enter it, so that nothing can be planted where those files are
 /// written, nor be taken for them; they are reached through the open folder, not through its name.
-/// It goes with the object, with every file that add() was told of.
+/// It goes with the object, with every file that add() was given.
 class PrivateFolder {
 public:
     /// Returns: null with errno set when no folder can be made there.

@@ -1,7 +1,6 @@
 #include "base/staged_output.h"
 
 #include "base/companion_path.h"
-#include "base/errno_keeper.h"
 #include "base/file.h"
 #include "base/system_calls.h"
 

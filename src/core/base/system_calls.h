@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/types.h>
+#include <cerrno>
 #include <cstddef>
 #include <cstdio>
 
@@ -45,3 +46,19 @@ std::size_t fwrite(const void* bytes, std::size_t size, std::size_t count,
 int fseeko(std::FILE* file, off_t offset, int origin) noexcept;
 
 }  // namespace brisko::system_calls
+
+namespace brisko {
+
+/// Keeps errno over clean-up calls that may change it.
+class ErrnoKeeper {
+public:
+    ErrnoKeeper() : m_saved(errno) {}
+    ~ErrnoKeeper() { errno = m_saved; }
+    ErrnoKeeper(const ErrnoKeeper&) = delete;
+    ErrnoKeeper& operator=(const ErrnoKeeper&) = delete;
+
+private:
+    int m_saved;
+};
+
+}  // namespace brisko

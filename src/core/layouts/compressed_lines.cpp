@@ -111,16 +111,6 @@ CutPiece decodeCutPiece(const std::uint8_t* bytes, std::size_t size, std::size_t
     return piece;
 }
 
-std::size_t decodeWholePiece(const std::uint8_t* piece, std::uint32_t length, std::size_t count,
-                             RawRecord* out) {
-    const std::size_t used = decodePiece(piece, count, out);
-    if (used <= length) return used;
-    std::array<std::uint8_t, kPieceBuffer> padded{};
-    std::copy_n(piece, length, padded.begin());
-    decodePiece(padded.data(), count, out);
-    return used;
-}
-
 void encodeCompressedLine(const RawRecord* line, std::size_t count,
                           std::vector<std::uint8_t>& bytes) {
     for (std::size_t first = 0; first < count; first += kPiecePoints) {

@@ -8,7 +8,7 @@
 /// The compressed scan lines of CLR point format 2.
 ///
 /// A line is a sequence of pieces; a piece is its length in bytes (unsigned 32-bit little-endian)
-/// and a stream of at most 250 points. In the stream every point has a control byte in front, and
+/// and a stream of at most 250 points. In the stream every point has a control byte before it, and
 /// one more control byte follows the last point. The control byte holds size codes, from the top
 /// bit down: x (2 bits), y (2), z (2), fourth (1), intensity (1). Each value follows in code + 1
 /// bytes, most significant first, with its sign. The largest code of a field marks an absolute
@@ -22,15 +22,9 @@ inline constexpr std::uint32_t kLongestPiece = 5000;  // bytes; longer ones are 
 inline constexpr std::size_t kPieceBuffer = kLongestPiece + 8;
 
 /// Decodes a stream of `count` points, at most 250, from a buffer of kPieceBuffer bytes.
-/// Returns: the bytes used, the control byte behind the last point included. More than the piece's
-///          length means that bytes behind it were taken for data.
+/// Returns: the bytes used, the control byte after the last point included. More than the piece's length
+///          means that bytes after it were taken for data.
 std::size_t decodePiece(const std::uint8_t* piece, std::size_t count, RawRecord* out);
-
-/// The same for a piece of a known length before other bytes: values that it lacks come from zeros,
-/// not from what happens to lie after it.
-/// Returns: the bytes that its points take, which isWholePiece compares with its length.
-std::size_t decodeWholePiece(const std::uint8_t* piece, std::uint32_t length, std::size_t count,
-                             RawRecord* out);
 
 /// Decodes a piece of which the file may hold only the first `size` bytes.
 struct CutPiece {

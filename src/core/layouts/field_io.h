@@ -1,6 +1,5 @@
 #pragma once
 
-#include "base/mishaps.h"
 #include "base/system_calls.h"
 
 #include <cstdio>
@@ -14,7 +13,8 @@ namespace brisko {
 /// would not be these fields. An error from before, which the stream's flag keeps, stops nothing.
 class FieldReader {
 public:
-    explicit FieldReader(std::FILE* stream) : m_stream(stream) {}
+    explicit FieldReader(std::FILE* stream)
+        : m_stream(stream), m_hadError(std::ferror(stream) != 0) {}
 
     template <class Field>
     void operator()(Field& field) const {
@@ -24,16 +24,17 @@ public:
         if (system_calls::fread(&read, sizeof read, 1, m_stream) == 1) {
             field = read;
         } else if (std::feof(m_stream) == 0) {
-            noteMishap();
+            m_failed = true;
         }
     }
 
-    /// Also about what other readers read in between.
-    bool sawNoError() const { return m_mishaps.sawNone(); }
+    /// Also about what other readers of the stream met in between, as far as its flag shows it.
+    bool sawNoError() const { return !m_failed && (m_hadError || std::ferror(m_stream) == 0); }
 
 private:
     std::FILE* m_stream;
-    MishapWatch m_mishaps;
+    bool m_hadError;  // from before
+    mutable bool m_failed = false;
 };
 
 /// Writes one field. Errors stay in the stream's error flag.

@@ -34,9 +34,9 @@ void encodeIJTile(const IJTile& tile, std::uint8_t* out) {
     storeU32(out + ij_tile::kPointCount, tile.pointCount);
 }
 
-IJHeader readIJHeader(std::FILE* file) {
+IJHeader readIJHeader(std::FILE* file, ReadErrors* errors) {
     std::array<std::uint8_t, ij_header::kSize> bytes{};
-    const std::size_t got = readAt(file, 0, bytes.data(), bytes.size());
+    const std::size_t got = readAt(file, 0, bytes.data(), bytes.size(), errors);
     std::fill(bytes.begin() + static_cast<std::ptrdiff_t>(got / 4 * 4), bytes.end(),
               std::uint8_t{0});
     return decodeIJHeader(bytes.data());

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/checked.h"
+#include "base/read_errors.h"
 
 #include <array>
 #include <cstddef>
@@ -60,7 +61,7 @@ IJTile decodeIJTile(const std::uint8_t* in);
 void encodeIJTile(const IJTile& tile, std::uint8_t* out);
 
 /// Reads the header at the start of an index. Fields that a short file does not hold are 0.
-IJHeader readIJHeader(std::FILE* file);
+IJHeader readIJHeader(std::FILE* file, ReadErrors* errors = nullptr);
 
 /// Bytes of a tile of any edge up to kLargestTileSize.
 constexpr std::uint64_t ijTileBytes(std::uint32_t tileSize) {

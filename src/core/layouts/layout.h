@@ -6,6 +6,22 @@
 /// Sizes and offsets in the two native scan formats, in bytes; numbers are little-endian.
 namespace brisko {
 
+/// The point formats of CL3 files: what a record holds.
+enum class CL3PointFormat : std::uint8_t {
+    Plain = 0,     // position and intensity
+    Coloured = 1,  // and a colour; what is written
+};
+/// The point formats of CLR files: how the cells of a block are stored.
+enum class CLRPointFormat : std::uint8_t {
+    Plain0 = 0,      // as Plain
+    Plain = 1,       // records; lines run up and down in turn; what is written
+    Compressed = 2,  // compressed lines, up and down in turn
+    OneWay = 3,      // records; all lines run the same way
+};
+constexpr bool isKnown(CLRPointFormat format) {
+    return format <= CLRPointFormat::OneWay;
+}
+
 namespace cl3_header {
 inline constexpr std::size_t kSize = 115;
 }

@@ -20,7 +20,8 @@ bool CpStdioFile::ReadString(std::string& line) {
     for (int c = readCharacter(); c != EOF && c != '\n'; c = readCharacter()) {
         if (length < kMaxLine) line.push_back(static_cast<char>(c));
         if (++length > kMaxLine + kGiveUp) {
-            Seek(brisko::fileLength(GetStream()));
+            brisko::ReadErrors errors;
+            if (!Seek(brisko::fileLength(GetStream(), &errors)) || !errors.none()) SetFailed();
             break;
         }
     }

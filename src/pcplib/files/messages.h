@@ -1,7 +1,9 @@
 #pragma once
 
+#include <exception>
+
 /// The diagnostics of the file layer, as they reach standard output. The Japanese ones are bytes of
-/// Shift_JIS (code page 932), written as escapes; the remark above each tells what it says.
+/// Shift_JIS (code page 932), written as escapes; the remark above each translates it.
 namespace QelPcpLib::message {
 
 // file [path] cannot be opened
@@ -30,3 +32,14 @@ inline constexpr char kPositionOver[] = "err: file position over\n";
 inline constexpr char kOutOfMemory[] = "out of memory in PCP file mapping!";
 
 }  // namespace QelPcpLib::message
+
+namespace QelPcpLib {
+
+/// A failure of the file layer that carries no description. The layer itself reports failures by
+/// its results and never throws it; operations on whole files describe a failed open with it.
+class CpFileException : public std::exception {
+public:
+    const char* what() const noexcept override { return ""; }
+};
+
+}  // namespace QelPcpLib

@@ -75,7 +75,9 @@ void PcpFile::Close() {
 }
 
 bool PcpFile::Seek(std::uint64_t position) {
-    return m_stream && brisko::seekTo(m_stream.get(), position);
+    if (m_stream && brisko::seekTo(m_stream.get(), position)) return true;
+    if (m_stream) SetFailed();
+    return false;
 }
 
 std::uint64_t PcpFile::GetPosition() const {

@@ -19,7 +19,8 @@ enum class OpenMode {
 };
 
 /// A file as the processing library uses one: a stream, and for binary files a window that gives
-/// random access to records of fixed size. Other programs may read and write it at the same time.
+/// random access to records of fixed size. The library's own work uses it for text; what is said of
+/// mapped files, views, layouts and records is kept for its interface. Other programs may read and write it at the same time.
 /// Threads: one thread at a time per object.
 class PcpFile {
 public:
@@ -48,7 +49,7 @@ public:
     /// reach the file with the window, and leave the position alone; all others go to the stream,
     /// which moves on. Returns whether the bytes were taken.
     bool Write(const void* data, std::uint32_t length);
-    /// The file's size as the file system has it; 0 when it cannot be told.
+    /// The file's size as the file system has it; 0 when it is not known.
     std::uint64_t GetLength() const;
     /// Makes the file size bytes long by writing a zero as its last byte; 0 changes nothing.
     /// Deliberate: a longer file is not cut, and its byte at size - 1 becomes 0 all the same.
@@ -58,7 +59,7 @@ public:
     /// Prints and returns false when the file cannot be opened; false, with nothing left open, for a
     /// file shorter than the header of channel 0.
     bool OpenMapped(const std::string& path);
-    /// The same for a grid index: its bytes behind the header are the records of channel 0. A view covers
+    /// The same for a grid index: its bytes after the header are the records of channel 0. A view covers
     /// the entries of one tile, within limits.
     bool OpenMappedIndex(const std::string& path);
     /// Creates a file of zeros with a view of its records. Prints and returns false when that fails;
@@ -66,7 +67,7 @@ public:
     bool CreateMapped(const std::string& path, std::uint64_t size);
 
     /// Where the records of a channel (0 or 1) lie. Kept when another file is opened.
-    ///   headerSize  bytes in front of record 0
+    ///   headerSize  bytes before record 0
     ///   recordSize  bytes of a record; 0: no records
     void SetLayout(std::uint32_t headerSize, std::uint32_t recordSize, int channel);
     /// Bytes that one view covers.
@@ -77,10 +78,10 @@ public:
     /// Returns: null at the end of the data, and when the record cannot be read. The pointer holds
     ///          until the next call of any operation.
     std::uint8_t* GetRecord(std::uint64_t index, int channel);
-    /// Reads the bytes in front of record 0 from the file; what waits in the window is not seen.
+    /// Reads the bytes before record 0 from the file; what waits in the window is not seen.
     /// Returns the count asked for, however many the file holds.
     std::uint32_t ReadFileHeader(void* buffer, int channel);
-    /// Writes the bytes in front of record 0, as Write does.
+    /// Writes the bytes before record 0, as Write does.
     bool WriteFileHeader(const void* buffer, int channel);
 
     /// Bytes of the window of mappings created from now on; small in tests only.
@@ -94,7 +95,7 @@ protected:
 private:
     friend class PcpFileMapping;
 
-    /// Reads at a place of the stream and leaves its position behind the bytes read.
+    /// Reads at a place of the stream and leaves its position after the bytes read.
     std::size_t readStream(std::uint64_t position, void* out, std::size_t size);
     bool writeStream(std::uint64_t position, const void* data, std::size_t size);
     bool openView(std::uint64_t size);

@@ -54,7 +54,7 @@ bool PcpFileMapping::WriteToWindow(std::uint64_t offset, const void* data, std::
     const std::uint64_t inWindow = offset - static_cast<std::uint64_t>(m_windowOffset);
     if (!growTo(inWindow + length)) return false;
     std::memcpy(m_buffer.get() + inWindow, data, length);
-    // Bytes behind the end of the file make it longer when the window is written back.
+    // Bytes after the end of the file make it longer when the window is written back.
     m_loaded = std::max<std::uint64_t>(m_loaded, inWindow + length);
     m_fileSize = std::max<std::uint64_t>(m_fileSize, offset + length);
     m_written = true;

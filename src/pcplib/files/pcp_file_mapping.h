@@ -11,7 +11,8 @@ class PcpFile;
 
 /// A large buffer that holds one stretch of a file, the window. It moves on demand and is written
 /// back when it has changed. Not a mapping of the operating system: another program that cuts the
-/// file short costs an answer, not the process.
+/// file short costs an answer, not the process. Kept for its interface: the library's own work reads
+/// through base/input_window.h.
 class PcpFileMapping {
 public:
     static constexpr std::int64_t kDefaultCapacity = 150'000'000;
@@ -62,7 +63,7 @@ private:
     std::int64_t m_windowOffset;
     std::uint64_t m_fileSize;
     std::int64_t m_checksum = 0;           // sum of the 32-bit words when the window was loaded
-    std::array<std::uint8_t, 3> m_tail{};  // the bytes behind the last word at that time
+    std::array<std::uint8_t, 3> m_tail{};  // the bytes after the last word at that time
     std::unique_ptr<std::uint8_t[]> m_buffer;
     std::uint64_t m_allocated = 0;  // bytes of the buffer
     std::uint64_t m_loaded = 0;     // bytes of it that belong to the file; zeros follow

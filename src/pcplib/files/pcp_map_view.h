@@ -7,7 +7,7 @@
 namespace QelPcpLib {
 
 /// Records of fixed size in a mapped file. Two channels, 0 and 1, see the same file with layouts of
-/// their own. Layouts and the view size outlive Close.
+/// their own. Layouts and the view size outlive Close. Kept for its interface, as the mapping.
 class PcpMapView {
 public:
     /// False, and closed, when the file is shorter than the header of channel 0.
@@ -20,7 +20,7 @@ public:
     std::uint32_t GetViewSize() const { return m_viewSize; }
     std::uint32_t GetHeaderSize(int channel) const;
 
-    /// Null behind the last whole record, and when the record cannot be read.
+    /// Null after the last whole record, and when the record cannot be read.
     std::uint8_t* GetRecord(std::uint64_t index, int channel);
 
 private:

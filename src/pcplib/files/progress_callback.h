@@ -4,7 +4,7 @@
 
 namespace QelPcpLib {
 
-/// Through which a long process tells how far it has come. A driver clears it and begins each of its
+/// Through which a long process reports how far it has come. A driver clears it and begins each of its
 /// processes with SetProcNo; the process then reports per cent.
 class CProgressCallback {
 public:

@@ -15,4 +15,16 @@ void TraceOut(const char* format, ...) {
     brisko::writeToStandardOutput(text);
 }
 
+void FormatString(std::string& out, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    out = brisko::formatTextV(format, arguments);
+    va_end(arguments);
+}
+
+void TraceBuffer::flush() {
+    if (!m_text.empty()) brisko::writeToStandardOutput(m_text);
+    m_text.clear();
+}
+
 }  // namespace QelPcpLib

@@ -9,7 +9,7 @@
 
 namespace QelPcpLib {
 
-/// The scan grid as the angles of a header tell it: azimuth counter-clockwise from +x, zenith angle
+/// The scan grid as the angles of a header describe it: azimuth counter-clockwise from +x, zenith angle
 /// from +z, degrees. Headers whose vertical angles leave 0 to 180 speak of elevations above the
 /// horizon instead.
 class AngleGrid {

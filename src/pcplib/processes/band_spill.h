@@ -36,7 +36,7 @@ public:
     /// Call once between adding and taking. False when anything was not written.
     bool finish();
     /// Hands out the points of a band. Those from the first one on for which there was no room go to
-    /// the next band, behind its own. False when they cannot be read back, or one could not be placed.
+    /// the next band, after its own. False when they cannot be read back, or one could not be placed.
     bool take(std::uint32_t band, const std::function<Placing(const PlacedPoint&)>& use);
     /// Whether every point was taken.
     bool isEmpty() const { return m_bands.empty(); }

@@ -1,10 +1,9 @@
 #include "pcplib/processes/clr_block_copy.h"
 
-#include "base/bytes.h"
 #include "base/checked.h"
 #include "base/input_window.h"
-#include "layouts/compressed_lines.h"
 #include "layouts/layout.h"
+#include "layouts/piece_reader.h"
 
 #include <algorithm>
 #include <vector>
@@ -16,9 +15,8 @@ using brisko::kPiecePoints;
 namespace {
 
 constexpr std::size_t kWindow = std::size_t{1} << 20;
-constexpr std::size_t kLengthSize = sizeof(std::uint32_t);
 
-/// The window on a file, behind its header.
+/// The window on a file, after its header.
 brisko::InputWindow openContent(std::FILE* file) {
     brisko::InputWindow input(file, kWindow);
     const auto header = input.atLeast(brisko::clr_header::kSize);
@@ -111,18 +109,12 @@ bool CompressedBlocks::copyFlag() {
 
 bool CompressedBlocks::copyPiece(bool isLast) {
     if (m_ended) return writeEmptyPiece(isLast);
-    auto bytes = m_input.atLeast(kLengthSize);
-    std::size_t size = kLengthSize;
-    if (bytes.size() >= kLengthSize) {
-        const std::uint32_t length = brisko::loadU32(bytes.data());
-        if (length > brisko::kLongestPiece) return false;
-        size += length;
-        bytes = m_input.atLeast(size);
-    }
+    const brisko::Piece piece = brisko::findPiece(m_input);
+    if (piece.state == brisko::PieceState::BadLength) return false;
     // A piece that the file holds only in part is left out.
-    if (bytes.size() < size) return endFile() && writeEmptyPiece(isLast);
-    m_sink.output.append(bytes.first(size));
-    m_input.skip(size);
+    if (!piece.isWhole()) return endFile() && writeEmptyPiece(isLast);
+    m_sink.output.append(piece.bytes);
+    m_input.skip(piece.bytes.size());
     m_sink.progress.reach(m_sink.output.position());
     return m_sink.good();
 }

@@ -11,7 +11,7 @@
 
 namespace QelPcpLib {
 
-/// A CLR scan on its way into a copy with sorted lines; both files stand behind their headers.
+/// A CLR scan on its way into a copy with sorted lines; both files stand after their headers.
 struct ClrCopy {
     const std::string& path;  // of the scan
     const CLRFileHeader& header;
@@ -21,7 +21,7 @@ struct ClrCopy {
     const std::string& outputPath;
     ProcessProgress& progress;
 
-    /// Copies the byte in front of a block. Returns false at the end of the scan.
+    /// Copies the byte before a block. Returns false at the end of the scan.
     bool copyBlockFlag() {
         const auto flag = input.atLeast(1);
         if (flag.empty()) return false;
@@ -42,8 +42,8 @@ struct ClrCopy {
 /// scan cannot be read or the copy cannot be written.
 bool sortPlainBlocks(ClrCopy& copy);
 
-/// The blocks of a scan with compressed lines. Tells on standard output what it does. A piece length
-/// that no piece has ends the copy, and is told. Returns false when the scan cannot be read or the
+/// The blocks of a scan with compressed lines. Reports on standard output what it does. A piece length
+/// that no piece has ends the copy, and is reported. Returns false when the scan cannot be read or the
 /// copy cannot be written.
 bool sortCompressedBlocks(ClrCopy& copy);
 

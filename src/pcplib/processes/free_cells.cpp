@@ -49,7 +49,7 @@ std::uint64_t FreeCells::freeFrom(std::uint64_t cell) {
     std::uint64_t found = cell;
     while (next(found) != found)
         found = next(found);
-    // Whoever asks on the way next time is led straight to the end. All cells on the way are taken,
+    // The next search from a cell on the way goes straight to the end. All cells on the way are taken,
     // so their pages are there.
     while (cell != found)
         cell = std::exchange(m_pages[cell / kPageCells][cell % kPageCells], found);

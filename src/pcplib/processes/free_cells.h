@@ -15,7 +15,7 @@ public:
     FreeCells(std::uint32_t columns, std::uint32_t rows);
 
     /// Takes a cell (columns from the band's first), or the nearest free one where it is taken: found
-    /// by rings of growing size, and behind kFarthestRing by following the columns. Nothing when the
+    /// by rings of growing size, and beyond kFarthestRing by following the columns. Nothing when the
     /// band is full.
     std::optional<brisko::Cell> take(brisko::Cell wanted);
 
@@ -34,7 +34,7 @@ private:
 
     std::uint32_t m_columns;
     std::uint32_t m_rows;
-    std::uint64_t m_end;  // behind the last cell; stands for "none"
+    std::uint64_t m_end;  // after the last cell; stands for "none"
     // For each cell a cell further on at which to look for a free one; itself where it is free, and
     // on all of a page that is not there.
     std::vector<Page> m_pages;

@@ -5,9 +5,8 @@
 #include "base/companion_path.h"
 #include "codec/actual_cl3_codec.h"
 #include "codec/actual_clr_codec.h"
+#include "codec/batch_source.h"
 #include "codec/cl3_completeness.h"
-#include "codec/point_buffers.h"
-#include "pcplib/processes/grid_header.h"
 #include "pcplib/processes/indexed_output.h"
 #include "pcplib/processes/process_progress.h"
 
@@ -98,22 +97,18 @@ bool followsBands(std::uint32_t tileSize) {
     return tileSize != 0 && brisko::kTileSize % tileSize == 0;
 }
 
+}  // namespace
+
 std::uint16_t closeOutput(IndexedOutput& output, bool transferred, ProcessProgress& steps,
-                          const ActualCL3Codec& scan, IndexingTrouble* trouble) {
+                          const ActualCL3Codec& scan, std::uint64_t readErrors,
+                          IndexingTrouble* trouble) {
     const bool closed = output.Close();
-    if (trouble) *trouble = {!closed, scan.readProblem()};
-    if (!closed || !transferred) return indexing_result::kNotConverted;
+    const bool isUnreadable = readErrors > 0 || scan.readErrorCount() > 0;
+    if (trouble) *trouble = {!closed, isUnreadable, scan.readProblem()};
+    if (!closed || !transferred || isUnreadable) return indexing_result::kNotConverted;
     steps.finish();
     return indexing_result::kDone;
 }
-
-CL3FileHeader readHeader(const std::string& path) {
-    CL3FileHeader header;
-    header.Read(path.c_str());
-    return header;
-}
-
-}  // namespace
 
 std::uint16_t Indexing(const std::string& input, const std::string& rawScan,
                        const std::string& output, CProgressCallback* callback,
@@ -122,7 +117,9 @@ std::uint16_t Indexing(const std::string& input, const std::string& rawScan,
     ActualCL3Codec scan;
     ActualCLRCodec raw;
     scan.ignoreIndex();
-    if (!contents || !scan.Open(input.c_str()) || !raw.Open(rawScan.c_str()) || !raw.startPass()) {
+    CL3FileHeader plain;
+    if (!contents || !plain.Read(input.c_str()) || !scan.Open(input.c_str()) ||
+        !raw.Open(rawScan.c_str()) || !raw.startPass()) {
         return indexing_result::kBadInput;
     }
     scan.setFrame(brisko::Frame::Scanner);
@@ -130,13 +127,13 @@ std::uint16_t Indexing(const std::string& input, const std::string& rawScan,
     unsigned tileSize = 0;
     raw.GetGridSize(columns, rows, tileSize);
 
-    GridHeader header(readHeader(input), columns, rows);
+    GridHeader header(plain, columns, rows);
     IndexedOutput out;
     if (!out.Open(output, header, scan.alignment())) return indexing_result::kBadOutput;
     if (callback) callback->MarkStarted();
     ProcessProgress steps(callback, contents->records * kRecordBytes);
     const bool transferred = transferInStep(scan, raw, out, steps);
-    return closeOutput(out, transferred, steps, scan, trouble);
+    return closeOutput(out, transferred, steps, scan, raw.readErrorCount(), trouble);
 }
 
 std::uint16_t Indexing2(const std::string& input, const std::string& output,
@@ -144,14 +141,16 @@ std::uint16_t Indexing2(const std::string& input, const std::string& output,
     const std::string index = brisko::companionForReading(input, ".ij");
     const auto contents = brisko::findCompleteCL3(input);
     ActualCL3Codec scan;
-    if (!contents || !brisko::isCompleteIndex(index) || !scan.Open(input.c_str())) {
+    CL3FileHeader plain;
+    if (!contents || !plain.Read(input.c_str()) || !brisko::isCompleteIndex(index) ||
+        !scan.Open(input.c_str())) {
         return indexing_result::kBadInput;
     }
     scan.setFrame(brisko::Frame::Scanner);
     unsigned columns = 0, rows = 0, tileSize = 0;
     scan.GetGridResolution(columns, rows, tileSize);
 
-    GridHeader header(readHeader(input), columns, rows);
+    GridHeader header(plain, columns, rows);
     IndexedOutput out;
     if (!out.Open(output, header, scan.alignment())) return indexing_result::kBadOutput;
     if (callback) {
@@ -161,7 +160,7 @@ std::uint16_t Indexing2(const std::string& input, const std::string& output,
     ProcessProgress steps(callback, contents->records * kRecordBytes);
     const bool transferred = followsBands(tileSize) ? transferStreaming(scan, out, steps)
                                                     : transferByColumn(input, scan, out, steps);
-    return closeOutput(out, transferred, steps, scan, trouble);
+    return closeOutput(out, transferred, steps, scan, 0, trouble);
 }
 
 }  // namespace QelPcpLib

@@ -7,11 +7,19 @@
 #include <cstdint>
 #include <string>
 
+namespace brisko {
+class ActualCL3Codec;
+}
+
 namespace QelPcpLib {
 
-/// More about a failure, for who wants to report it.
+class IndexedOutput;
+class ProcessProgress;
+
+/// More about a failure, for a report.
 struct IndexingTrouble {
     bool isOutput = false;       // it could not be written
+    bool isUnreadable = false;   // an input could not be read to its end
     brisko::ReadProblem damage;  // of the scan with the points
 };
 
@@ -30,7 +38,7 @@ inline constexpr std::uint16_t kBadOutput = 102;
 ///             own cell, whatever the coordinates are
 ///   output    the new scan.cl3; its ".ij" and ".alg" are written beside it
 ///   callback  may be null; what it throws comes out, with the output half-written
-///   trouble   null where nobody asks
+///   trouble   may be null
 std::uint16_t Indexing(const std::string& input, const std::string& rawScan,
                        const std::string& output, CProgressCallback* callback,
                        IndexingTrouble* trouble = nullptr);
@@ -38,5 +46,20 @@ std::uint16_t Indexing(const std::string& input, const std::string& rawScan,
 /// "Indexing2": the same for an indexed CL3 scan; cells come from its index, whatever its tile size.
 std::uint16_t Indexing2(const std::string& input, const std::string& output,
                         CProgressCallback* callback, IndexingTrouble* trouble = nullptr);
+
+/// How each driver ends: closes its output, and answers whether all points arrived.
+///   readErrors  met by anything but the scan's reader
+std::uint16_t closeOutput(IndexedOutput& output, bool transferred, ProcessProgress& steps,
+                          const brisko::ActualCL3Codec& scan, std::uint64_t readErrors,
+                          IndexingTrouble* trouble);
+
+/// Indexes a CL3 scan that has no index and no raw scan: each point goes into the cell in whose
+/// direction it lies, by the angles of the header. Of two points in one cell the later one goes to
+/// the nearest free cell of its 256 columns, or on to the next ones where these are full; none is
+/// lost. Results as in indexing.h: bad input also where the header gives no usable grid.
+///   spill  a file of this name is made for the time of the call: 40 bytes for every point
+std::uint16_t IndexingByAngles(const std::string& input, const std::string& output,
+                               const std::string& spill, CProgressCallback* callback,
+                               IndexingTrouble* trouble = nullptr);
 
 }  // namespace QelPcpLib

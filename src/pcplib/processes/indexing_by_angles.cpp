@@ -1,12 +1,10 @@
-#include "pcplib/processes/indexing_by_angles.h"
 
 #include "codec/actual_cl3_codec.h"
+#include "codec/batch_source.h"
 #include "codec/cl3_completeness.h"
-#include "codec/point_buffers.h"
 #include "pcplib/processes/angle_grid.h"
 #include "pcplib/processes/band_spill.h"
 #include "pcplib/processes/free_cells.h"
-#include "pcplib/processes/grid_header.h"
 #include "pcplib/processes/indexed_output.h"
 #include "pcplib/processes/indexing.h"
 #include "pcplib/processes/process_progress.h"
@@ -95,7 +93,7 @@ std::uint16_t IndexingByAngles(const std::string& input, const std::string& outp
                                IndexingTrouble* trouble) {
     const auto contents = brisko::findCompleteCL3(input);
     CL3FileHeader header;
-    header.Read(input.c_str());
+    if (!header.Read(input.c_str())) return indexing_result::kBadInput;
     const auto grid = AngleGrid::fromHeader(header);
     ActualCL3Codec scan;
     scan.ignoreIndex();
@@ -114,11 +112,7 @@ std::uint16_t IndexingByAngles(const std::string& input, const std::string& outp
     ProcessProgress steps(callback, 2 * contents->records * kRecordBytes);
     const bool placed = sortByBands(scan, *grid, spill, steps) &&
                         placeAll(*grid, spill, out, contents->records, steps);
-    const bool closed = out.Close();
-    if (trouble) *trouble = {!closed, scan.readProblem()};
-    if (!closed || !placed) return indexing_result::kNotConverted;
-    steps.finish();
-    return indexing_result::kDone;
+    return closeOutput(out, placed, steps, scan, 0, trouble);
 }
 
 }  // namespace QelPcpLib

@@ -25,22 +25,22 @@ struct Part {
     bool plain = false;
 
     bool open(const std::string& path) {
+        brisko::ReadErrors errors;
         file = brisko::openFile(path.c_str(), "rb");
         if (!file) return false;
         header.Read(file.get());
-        size = brisko::fileLength(file.get());
+        size = brisko::fileLength(file.get(), &errors);
+        if (std::ferror(file.get()) != 0 || !errors.none()) return false;
         plain = brisko::hasPlainRecords(header, size);
         return true;
     }
     bool hasBlocks() const { return header.GetBlockCount() > 0; }
 };
 
-constexpr std::uint8_t kLastFormat = 3;
-
 bool isUsable(const CLRFileHeader& header) {
     return static_cast<std::int64_t>(header.GetAzimuthResolution()) >= 0 &&
            static_cast<std::int64_t>(header.GetZenithResolution()) >= 0 &&
-           header.GetPointFormat() <= kLastFormat;
+           brisko::isKnown(brisko::CLRPointFormat{header.GetPointFormat()});
 }
 
 bool fitTogether(const Part& first, const Part& second) {
@@ -70,11 +70,11 @@ std::optional<std::uint64_t> outputSize(const Part& first, const Part& second,
 }
 
 /// The first file's header byte by byte, with the new count.
-void writeHeader(const Part& part, std::uint32_t blocks, brisko::OutputFile& output) {
+void writeHeader(const Part& part, std::uint32_t blocks, StagedCopy& result) {
     std::array<std::uint8_t, brisko::clr_header::kSize> bytes{};
-    brisko::readAt(part.file.get(), 0, bytes.data(), bytes.size());
+    brisko::readAt(part.file.get(), 0, bytes.data(), bytes.size(), result.readErrors());
     brisko::storeU32(bytes.data() + brisko::clr_header::kBlockCount, blocks);
-    output.append(bytes);
+    result.output().append(bytes);
 }
 
 bool copyBlocks(const Part& part, BlockSink& sink) {
@@ -95,7 +95,7 @@ bool merge(const std::string& firstPath, const std::string& secondPath,
 
     if (!result.create(outputPath, {firstPath, secondPath})) return false;
     ProcessProgress progress(callback, *size);
-    writeHeader(first, *blocks, result.output());
+    writeHeader(first, *blocks, result);
     BlockSink sink{result.output(), progress, brisko::largestOutputFor(inputSize)};
     return copyBlocks(first, sink) && copyBlocks(second, sink) && result.publish(progress);
 }

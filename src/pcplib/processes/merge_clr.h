@@ -11,7 +11,7 @@ inline constexpr std::uint16_t kMergeClrFailed = 1;
 
 /// Merges two CLR files of a series into a third: the blocks of the second follow those of the first,
 /// under the first one's header. Exactly the blocks that the headers announce are copied: bytes
-/// behind them are left out, and what a cut file lacks becomes empty cells, so that every block
+/// after them are left out, and what a cut file lacks becomes empty cells, so that every block
 /// stays in its place.
 ///   output    may replace an earlier file, but not one of the two
 ///   callback  null for none; what it throws comes out

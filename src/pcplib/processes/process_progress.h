@@ -9,7 +9,7 @@
 
 namespace QelPcpLib {
 
-/// Tells a callback how far a process has come, from bytes (or other units) done, and lets it stop
+/// Shows a callback how far a process has come, from bytes (or other units) done, and lets it stop
 /// the process between two per cent. Cheap enough for every line of a scan.
 class ProcessProgress {
 public:

@@ -3,7 +3,7 @@
 #include "base/file.h"
 #include "layouts/compressed_lines.h"
 #include "layouts/layout.h"
-#include "pcplib/files/cp_file_exception.h"
+#include "pcplib/files/messages.h"
 #include "pcplib/files/trace.h"
 #include "pcplib/processes/clr_copy.h"
 #include "pcplib/processes/process_progress.h"
@@ -16,7 +16,6 @@ namespace QelPcpLib {
 
 namespace {
 
-constexpr std::uint8_t kCompressed = 2;
 /// Fits into the processor's second cache, and holds a few of the longest usual lines.
 constexpr std::size_t kWindow = std::size_t{512} << 10;
 
@@ -49,7 +48,10 @@ bool ConvertClrFile(const std::string& path, CProgressCallback* callback) {
     if (!file) return failToOpen();
     CLRFileHeader header;
     header.Read(file.get());
-    if (header.GetPointFormat() > kCompressed) return false;
+    if (std::ferror(file.get()) != 0 ||
+        brisko::CLRPointFormat{header.GetPointFormat()} > brisko::CLRPointFormat::Compressed) {
+        return false;
+    }
 
     brisko::InputWindow input(file.get(), kWindow, brisko::kPieceBuffer);
     const bool plain = brisko::hasPlainRecords(header, input.fileSize());

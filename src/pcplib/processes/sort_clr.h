@@ -19,7 +19,7 @@ std::uint16_t SortCLR(const std::string& path, CProgressCallback* callback);
 /// filled up; a damaged length of compressed lines ends the copy there, with a message.
 /// Returns: false when a file cannot be opened, the point format is above 2, a line does not fit into
 ///          32 bits, or the copy cannot be written; an earlier copy is then as it was. What the
-///          callback throws comes out, and leaves nothing behind either.
+///          callback throws comes out, and leaves no file either.
 bool ConvertClrFile(const std::string& path, CProgressCallback* callback = nullptr);
 
 }  // namespace QelPcpLib

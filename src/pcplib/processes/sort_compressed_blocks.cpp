@@ -1,8 +1,7 @@
-#include "base/bytes.h"
 #include "base/text.h"
 #include "layouts/clr_record.h"
-#include "layouts/compressed_lines.h"
-#include "pcplib/files/trace_buffer.h"
+#include "layouts/piece_reader.h"
+#include "pcplib/files/trace.h"
 #include "pcplib/processes/clr_copy.h"
 #include "pcplib/processes/sorted_lines.h"
 
@@ -18,10 +17,8 @@ using brisko::RawRecord;
 
 namespace {
 
-constexpr std::size_t kLengthSize = sizeof(std::uint32_t);
-
 std::string pieceMessage(std::size_t points) {
-    // Deliberate: two blanks in front of iRetPnt.
+    // Deliberate: two blanks before iRetPnt.
     return formatText("Start decode\nEnd decode\nConvert ptData  iRetPnt=%zu\n", points);
 }
 
@@ -40,7 +37,7 @@ private:
     Outcome sortLine(std::uint64_t k);
     Outcome takePiece();
     void finishLine(std::uint64_t k);
-    void tellDamage(std::uint32_t block);
+    void reportDamage(std::uint32_t block);
 
     ClrCopy& m_copy;
     SortedLines m_lines;
@@ -62,7 +59,7 @@ bool CompressedLines::sortBlock(std::uint32_t block) {
         outcome = sortLine(k);
     }
     if (outcome == Outcome::Damaged) {
-        tellDamage(block);
+        reportDamage(block);
         return false;
     }
     if (m_written != m_copy.header.GetAzimuthResolution()) m_trace.add("Check!!\n");
@@ -80,22 +77,20 @@ CompressedLines::Outcome CompressedLines::sortLine(std::uint64_t k) {
     return Outcome::Done;
 }
 
-/// Decodes the next piece. One that the scan holds only in part is not looked at.
+/// Decodes the next piece. One that the scan holds only in part is not looked at; one whose stream is
+/// damaged gives the points that can be had.
 CompressedLines::Outcome CompressedLines::takePiece() {
-    auto bytes = m_copy.input.atLeast(kLengthSize);
-    if (bytes.size() < kLengthSize || !good()) return Outcome::ScanEnds;
-    const std::uint32_t length = brisko::loadU32(bytes.data());
-    if (length > kLongestPiece) {
-        m_badLength = length;
+    brisko::Piece piece = brisko::findPiece(m_copy.input);
+    if (piece.state == brisko::PieceState::BadLength && good()) {
+        m_badLength = piece.length;
         return Outcome::Damaged;
     }
-    bytes = m_copy.input.atLeast(kLengthSize + length);
-    if (bytes.size() < kLengthSize + length) return Outcome::ScanEnds;
+    if (!piece.isWhole() || !good()) return Outcome::ScanEnds;
 
     const auto count =
         static_cast<std::size_t>(std::min<std::uint64_t>(kPiecePoints, m_lines.missing()));
-    brisko::decodeWholePiece(bytes.data() + kLengthSize, length, count, m_points.data());
-    m_copy.input.skip(kLengthSize + length);
+    brisko::decodePiece(piece, count, m_points.data(), brisko::kPieceBuffer);
+    m_copy.input.skip(piece.bytes.size());
     m_trace.add(count == kPiecePoints ? m_fullPieceMessage : pieceMessage(count));
     m_lines.add({reinterpret_cast<const std::uint8_t*>(m_points.data()),
                  count * brisko::clr_record::kSize});
@@ -111,7 +106,7 @@ void CompressedLines::finishLine(std::uint64_t k) {
     ++m_written;
 }
 
-void CompressedLines::tellDamage(std::uint32_t block) {
+void CompressedLines::reportDamage(std::uint32_t block) {
     const auto length = static_cast<std::int32_t>(m_badLength);
     m_trace.add(formatText("iDataLength=%d / bufsize=%d\n", length, int{kLongestPiece}));
     m_trace.add("Invalid data length couldn't read!\r\n");

@@ -1,13 +1,12 @@
 #include "scan/formats/scan_input.h"
 
+#include "scan/formats/format_table.h"
 #include "scan/formats/native/native_input.h"
-#include "scan/formats/ptx/ptx_input.h"
 
 namespace brisko::scan {
 
 std::unique_ptr<ScanInput> openScan(const std::string& path) {
-    if (scanKind(path) == ScanKind::PTX) return std::make_unique<PtxInput>(path);
-    return std::make_unique<NativeInput>(path, ColourSource::Scan);
+    return readerOf(path).open(path);
 }
 
 std::unique_ptr<ScanInput> openSeries(const std::string& first,

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <brisko_scan/scan_kind.h>
+#include <brisko_scan/scan_info.h>
 
 #include <brisko_codec/alignment.h>
 #include <brisko_codec/cell_reader.h>
@@ -14,33 +14,12 @@
 
 namespace brisko::scan {
 
-/// What is known of a scan before its points are read.
-struct ScanFacts {
-    std::string path;
-    ScanKind kind = ScanKind::CL3;
-    /// The grid. Not known of a CL3 scan without index.
-    std::uint32_t columns = 0;
-    std::uint32_t rows = 0;
-    bool hasGrid = false;
-    /// Points come ordered by bands of so many columns; 1: column by column.
-    std::uint32_t bandColumns = 1;
-    Alignment alignment;
-    /// Common fields and angles; null for PTX, which has none.
-    std::unique_ptr<CLFileHeader> header;
-    /// Whether the points have a place for colours, be they all black.
-    bool storesColour = false;
-    /// Whether these are there for sure, without a look at the points.
-    bool isColoured = false;
-    /// Records of the files; 0 where they are not counted (PTX).
-    std::uint64_t records = 0;
-};
-
 /// Reads the points of a scan in the scanner's frame, whatever its format.
 class ScanInput {
 public:
     virtual ~ScanInput() = default;
 
-    const ScanFacts& facts() const { return m_facts; }
+    const ScanInfo& info() const { return m_info; }
 
     /// Replaces the points by the next ones, in the scanner's frame; none at the end of the scan.
     /// Throws ScanError(Damaged).
@@ -53,10 +32,13 @@ public:
     virtual std::uint64_t steps() const = 0;
     virtual const char* stepUnit() const = 0;
 
+    /// What the user should know of the points read so far; empty where there is nothing.
+    virtual std::string remark() const { return {}; }
+
 protected:
     static constexpr std::size_t kBatch = 1 << 15;  // points
 
-    ScanFacts m_facts;
+    ScanInfo m_info;
 };
 
 /// Opens a scan. Its files are checked for completeness first, and an alignment that is there but

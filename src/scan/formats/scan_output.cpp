@@ -10,20 +10,4 @@ void BandOrder::failOrder(std::uint32_t column) const {
                         std::to_string(column) + " comes after later columns");
 }
 
-std::unique_ptr<ScanOutput> createOutput(OutputFormat format, const OutputTarget& target) {
-    switch (format) {
-        case OutputFormat::IndexedCL3:
-            return createIndexedCL3Output(target);
-        case OutputFormat::PlainCL3:
-            return createPlainCL3Output(target);
-        case OutputFormat::CLR:
-            return createCLROutput(target);
-        case OutputFormat::PTX:
-            return createPtxOutput(target);
-        case OutputFormat::PLY:
-            return createPlyOutput(target);
-    }
-    return nullptr;
-}
-
 }  // namespace brisko::scan

@@ -11,8 +11,6 @@
 
 namespace brisko::scan {
 
-enum class OutputFormat { IndexedCL3, PlainCL3, CLR, PTX, PLY };
-
 /// Where an output goes and what it says besides its points.
 struct OutputTarget {
     std::string path;       // where to write
@@ -21,6 +19,7 @@ struct OutputTarget {
     std::uint32_t rows = 0;
     double matrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
     bool withColour = false;     // where the format leaves a choice
+    bool indexed = false;        // of formats that may have an index or not
     bool inColumnOrder = false;  // points come column by column, not only band by band
     ProgressFunction progress;   // asked whether to go on while the output is read back
     CLRFileHeader header;        // grid, angles and texts of native formats
@@ -77,11 +76,8 @@ private:
     std::uint32_t m_band = 0;
 };
 
-std::unique_ptr<ScanOutput> createOutput(OutputFormat format, const OutputTarget& target);
-
 // One of each, in files of their own.
-std::unique_ptr<ScanOutput> createIndexedCL3Output(const OutputTarget& target);
-std::unique_ptr<ScanOutput> createPlainCL3Output(const OutputTarget& target);
+std::unique_ptr<ScanOutput> createCL3Output(const OutputTarget& target);
 std::unique_ptr<ScanOutput> createCLROutput(const OutputTarget& target);
 std::unique_ptr<ScanOutput> createPtxOutput(const OutputTarget& target);
 std::unique_ptr<ScanOutput> createPlyOutput(const OutputTarget& target);

@@ -1,3 +1,4 @@
+#include "scan/files/scan_path.h"
 #include "scan/formats/native/cl3_record.h"
 #include "scan/formats/native/native_layout.h"
 #include "scan/integrity/native_scan_check.h"

@@ -18,7 +18,8 @@ public:
     void run() {
         try {
             PtxReader reader(m_check.path);
-            m_check.grid = {reader.header().columns, reader.header().rows};
+            m_check.columns = reader.header().columns;
+            m_check.rows = reader.header().rows;
             TaskProgress progress(m_progressOf, "check", reader.bytes(), "bytes");
             while (readSome(reader))
                 progress.advanceTo(reader.bytesRead());

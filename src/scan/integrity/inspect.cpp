@@ -1,54 +1,12 @@
 #include <brisko_scan/inspect.h>
 
-#include "scan/formats/native/scan_layout.h"
-
-#include "scan/formats/ptx/ptx_reader.h"
-#include "scan/formats/scan_input.h"
+#include "scan/formats/format_table.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <iterator>
 
 namespace brisko::scan {
 namespace {
-
-ScanReport describePtx(const std::string& path) {
-    const PtxReader reader(path);
-    ScanReport report;
-    report.path = path;
-    report.kind = ScanKind::PTX;
-    report.bytes = reader.bytes();
-    report.hasGrid = true;
-    report.columns = reader.header().columns;
-    report.rows = reader.header().rows;
-    std::copy(std::begin(reader.header().matrix), std::end(reader.header().matrix),
-              report.alignment.matrix);
-    report.alignment.source = AlignmentSource::File;
-    report.hasColour = reader.hasColour();
-    return report;
-}
-
-ScanReport describeNative(ScanLayout layout) {
-    ScanReport report;
-    report.path = layout.path;
-    report.kind = layout.kind;
-    report.bytes = layout.bytes;
-    report.hasGrid = layout.kind == ScanKind::CLR || layout.index;
-    report.columns = layout.columns;
-    report.rows = layout.rows;
-    report.index = layout.index;
-    report.alignment = alignmentOf(layout.path);
-    report.records = layout.records;
-    report.hasColour = layout.kind == ScanKind::CL3 && layout.header->GetPointFormat() == 1;
-    report.photos = findStationPhotos(layout.path);
-    report.problems = std::move(layout.problems);
-    report.header = std::move(layout.header);
-    if (report.alignment.source == AlignmentSource::Unreadable) {
-        report.problems.push_back(companionOf(layout.path, ".alg") +
-                                  ": cannot be read as an alignment");
-    }
-    return report;
-}
 
 class Summary {
 public:
@@ -88,19 +46,12 @@ private:
 }  // namespace
 
 ScanReport describeScan(const std::string& path) {
-    switch (scanKind(path)) {
-        case ScanKind::PTX:
-            return describePtx(path);
-        case ScanKind::CLR:
-            return describeNative(inspectCLR(path));
-        default:
-            return describeNative(inspectCL3(path));
-    }
+    return readerOf(path).describe(path);
 }
 
 PointSummary summarizePoints(const std::string& path, const ProgressFunction& function) {
     const std::unique_ptr<ScanInput> input = openScan(path);
-    Summary summary(input->facts().alignment.matrix);
+    Summary summary(input->info().alignment.matrix);
     TaskProgress progress(function, "count", input->steps(), input->stepUnit());
     std::vector<CellPoint> points;
     for (input->read(points); !points.empty(); input->read(points)) {

@@ -1,4 +1,5 @@
 #include "scan/integrity/point_check.h"
+#include "scan/files/scan_path.h"
 
 #include <brisko_scan/text.h>
 #include "scan/files/input_file.h"

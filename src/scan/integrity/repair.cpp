@@ -1,22 +1,23 @@
 #include "scan/integrity/repair.h"
 
 #include <brisko_scan/scan_error.h>
-#include <brisko_scan/scan_kind.h>
 #include <brisko_scan/staged_scan.h>
 #include "base/file.h"
+#include "scan/files/scan_path.h"
+#include "scan/formats/format_table.h"
 
 namespace brisko::scan {
 namespace {
 
 void requireNames(const RepairOptions& options) {
     requireDistinct(options.input, options.output);
-    const ScanKind kind = scanKind(options.input);
-    if (kind == ScanKind::PTX) {
+    const Format& input = readerOf(options.input).traits;
+    if (!input.isNative) {
         throw ScanError(ErrorKind::Request, options.input, "only .cl3 and .clr scans are repaired");
     }
-    if (scanKind(options.output) == kind) return;
+    if (hasExtension(options.output, input.extension)) return;
     throw ScanError(ErrorKind::Request, options.output,
-                    "the output is named " + extensionOf(options.input) + ", like the input");
+                    std::string("the output is named ") + input.extension + ", like the input");
 }
 
 }  // namespace
@@ -24,8 +25,7 @@ void requireNames(const RepairOptions& options) {
 Salvage repairScan(const RepairOptions& options) {
     requireNames(options);
     requireNew(options.output, options.overwrite);
-    Salvage salvage =
-        scanKind(options.input) == ScanKind::CL3 ? repairCL3(options) : repairCLR(options);
+    Salvage salvage = hasExtension(options.input, ".cl3") ? repairCL3(options) : repairCLR(options);
     salvage.bytes = fileLength(options.output.c_str());
     return salvage;
 }

@@ -1,5 +1,5 @@
-#include <brisko_scan/scan_kind.h>
 #include "scan/files/output_size.h"
+#include "scan/files/scan_path.h"
 #include "scan/formats/native/header_file.h"
 #include "scan/formats/native/native_layout.h"
 #include "scan/integrity/block_walk.h"
@@ -58,6 +58,7 @@ private:
     void writeIndexed(OutputTarget& target) {
         target.columns = m_tiles->columns();
         target.rows = m_tiles->rows();
+        target.indexed = true;
         requireReasonableSize(m_options.input, m_options.output,
                               leastIndexedBytes(target.columns, target.rows),
                               m_stream.size() + bytesOf(companionOf(m_options.input, ".ij")));
@@ -65,7 +66,7 @@ private:
         m_salvage.rows = target.rows;
         target.header.SetAzimuthResolution(static_cast<int>(target.columns));
         target.header.SetZenithResolution(static_cast<int>(target.rows));
-        const std::unique_ptr<ScanOutput> output = createIndexedCL3Output(target);
+        const std::unique_ptr<ScanOutput> output = createCL3Output(target);
         ColumnOrder order(m_tiles->tileSize(), m_options.input, m_options.output,
                           [&](std::span<const CellPoint> points) { output->write(points); });
         const bool inBands = m_tiles->tileSize() == kBand;
@@ -82,7 +83,7 @@ private:
     }
 
     void writePlain(OutputTarget& target) {
-        const std::unique_ptr<ScanOutput> output = createPlainCL3Output(target);
+        const std::unique_ptr<ScanOutput> output = createCL3Output(target);
         TaskProgress progress(m_options.progress, "repair", m_stream.size(), "bytes");
         const auto write = [&](const std::vector<CellPoint>& points) {
             output->write(points);

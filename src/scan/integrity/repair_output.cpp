@@ -1,4 +1,5 @@
 #include "scan/integrity/repair_output.h"
+#include "scan/files/scan_path.h"
 
 #include <brisko_scan/scan_error.h>
 #include <brisko_scan/staged_scan.h>

@@ -1,5 +1,7 @@
 #include "scan/integrity/scan_check.h"
 
+#include "scan/formats/format_table.h"
+
 #include <brisko_scan/scan_error.h>
 
 namespace brisko::scan {
@@ -21,20 +23,15 @@ void checkPhotos(ScanCheck& check) {
 ScanCheck checkFiles(const std::string& path, std::size_t most, const ProgressFunction& progress) {
     ScanCheck check(most);
     check.path = path;
-    check.kind = scanKind(path);
-    if (check.kind == ScanKind::PTX) {
-        checkPtxScan(check, progress);
-    } else if (check.kind == ScanKind::CL3) {
-        checkCL3Scan(check, progress);
-    } else {
-        checkCLRScan(check, progress);
-    }
+    const FormatDriver& driver = readerOf(path);
+    check.format = &driver.traits;
+    driver.check(check, progress);
     return check;
 }
 
 ScanCheck checkScan(const std::string& path, std::size_t most, const ProgressFunction& progress) {
     ScanCheck check = checkFiles(path, most, progress);
-    if (check.kind == ScanKind::PTX) return check;
+    if (!check.format->isNative) return check;
     requireGoingOn(progress);
     checkPhotos(check);
     return check;

@@ -1,14 +1,15 @@
 #include "scan/files/input_file.h"
+#include "scan/formats/format_table.h"
 #include "scan/jobs/conversion.h"
 
 #include <brisko_scan/scan_error.h>
-#include <brisko_scan/scan_kind.h>
+#include "scan/files/scan_path.h"
 
 namespace brisko::scan {
 namespace {
 
 void requireFormats(const ConvertOptions& options) {
-    if (scanKind(options.input) == ScanKind::PTX) {
+    if (!readerOf(options.input).traits.isNative) {
         throw ScanError(ErrorKind::Request, options.input,
                         "only .cl3 and .clr scans have photos beside them");
     }

@@ -3,8 +3,9 @@
 #include <brisko_scan/scan_error.h>
 #include <brisko_scan/staged_scan.h>
 #include <brisko_scan/text.h>
-#include "layouts/clr_record.h"
 #include "scan/files/output_size.h"
+#include "scan/files/scan_path.h"
+#include "scan/formats/format_table.h"
 #include "scan/jobs/column_order.h"
 #include "scan/jobs/header_angles.h"
 #include "scan/jobs/point_filter.h"
@@ -20,42 +21,35 @@ namespace {
 
 constexpr std::uint32_t kBand = 256;  // columns that the native writers keep at a time
 
-bool isNative(OutputFormat format) {
-    return format == OutputFormat::IndexedCL3 || format == OutputFormat::PlainCL3 ||
-           format == OutputFormat::CLR;
-}
+/// What is to be written, and in which form.
+struct OutputChoice {
+    const FormatDriver* driver;
+    bool indexed;    // with a grid index, where the format may have one
+    bool needsGrid;  // the cells of the points
 
-bool needsGrid(OutputFormat format) {
-    return format == OutputFormat::IndexedCL3 || format == OutputFormat::CLR ||
-           format == OutputFormat::PTX;
-}
+    const Format* operator->() const { return &driver->traits; }
+};
 
-OutputFormat chooseFormat(const ConvertOptions& options, const ScanFacts& input) {
-    const std::string extension = extensionOf(options.output);
-    if (options.plain && extension != ".cl3") {
+OutputChoice chooseOutput(const ConvertOptions& options, const ScanInfo& input) {
+    if (options.plain && !hasExtension(options.output, ".cl3")) {
         throw ScanError(ErrorKind::Request, {},
                         "--plain: only a .cl3 output can be without an index");
     }
-    if (extension == ".clr") return OutputFormat::CLR;
-    if (extension == ".ptx") return OutputFormat::PTX;
-    if (extension == ".ply") return OutputFormat::PLY;
-    if (extension != ".cl3") {
-        throw ScanError(ErrorKind::Request, options.output,
-                        "the output is named .cl3, .clr, .ptx or .ply");
-    }
-    return options.plain || !input.hasGrid ? OutputFormat::PlainCL3 : OutputFormat::IndexedCL3;
+    const FormatDriver& driver = writerOf(options.output);
+    const bool indexed = driver.hasPlainForm && !options.plain && input.hasGrid;
+    return {&driver, indexed, indexed || driver.traits.needsGrid};
 }
 
-void requireGrid(const ConvertOptions& options, const ScanFacts& input, OutputFormat format) {
+void requireGrid(const ConvertOptions& options, const ScanInfo& input, const OutputChoice& output) {
     const bool asksForCells = options.columns || options.rows;
-    if (input.hasGrid || (!needsGrid(format) && !asksForCells)) return;
+    if (input.hasGrid || (!output.needsGrid && !asksForCells)) return;
     throw ScanError(ErrorKind::Request, input.path,
                     "the scan has no index (" + companionOf(input.path, ".ij") +
                         "), so the cells of its points are not known",
                     "it can be written as .ply or as .cl3, without --columns and --rows");
 }
 
-void requireStorable(const CellWindow& window, const ScanFacts& input, OutputFormat format) {
+void requireStorable(const CellWindow& window, const ScanInfo& input, const OutputChoice& output) {
     constexpr std::uint32_t kMost = 0x7fffffff;  // a CLR header counts with a sign
     const std::uint32_t columns = window.endColumn - window.firstColumn;
     const std::uint32_t rows = window.endRow - window.firstRow;
@@ -64,7 +58,7 @@ void requireStorable(const CellWindow& window, const ScanFacts& input, OutputFor
         throw ScanError(ErrorKind::Request, input.path, grid + " are too many",
                         "--columns and --rows choose some");
     }
-    if (format == OutputFormat::PTX && (columns == 0 || rows == 0)) {
+    if (output->needsGrid && !output->isNative && (columns == 0 || rows == 0)) {
         throw ScanError(ErrorKind::Damaged, input.path, "a grid of " + grid + " has no lines");
     }
 }
@@ -81,8 +75,8 @@ void takeRange(const GridRange& range, const char* option, std::uint32_t cells,
             ": the range must hold something and lie inside 0:" + std::to_string(cells));
 }
 
-CellWindow chooseWindow(const ConvertOptions& options, const ScanFacts& input,
-                        OutputFormat format) {
+CellWindow chooseWindow(const ConvertOptions& options, const ScanInfo& input,
+                        const OutputChoice& output) {
     CellWindow window{0, input.columns, 0, input.rows};
     if (options.columns) {
         takeRange(*options.columns, "--columns", input.columns, window.firstColumn,
@@ -91,7 +85,7 @@ CellWindow chooseWindow(const ConvertOptions& options, const ScanFacts& input,
     if (options.rows) {
         takeRange(*options.rows, "--rows", input.rows, window.firstRow, window.endRow);
     }
-    requireStorable(window, input, format);
+    requireStorable(window, input, output);
     return window;
 }
 
@@ -114,9 +108,9 @@ bool hasColour(ScanInput& input, const ProgressFunction& function) {
 }
 
 /// PTX lines have a colour or not; a CL3 record always has room for one, be there none.
-bool chooseColour(ScanInput& input, OutputFormat format, const ProgressFunction& progress) {
-    if (format != OutputFormat::PTX || !input.facts().storesColour) return false;
-    return input.facts().isColoured || hasColour(input, progress);
+bool chooseColour(ScanInput& input, const OutputChoice& output, const ProgressFunction& progress) {
+    if (!output.driver->colourIsOptional || !input.info().storesColour) return false;
+    return input.info().isColoured || hasColour(input, progress);
 }
 
 class Conversion {
@@ -125,12 +119,12 @@ public:
         : m_options(options),
           m_task(task),
           m_input(std::move(input)),
-          m_format(chooseFormat(options, m_input->facts())),
-          m_estimate(m_input->facts().columns, m_input->facts().rows) {
-        requireGrid(options, facts(), m_format);
-        m_window = chooseWindow(options, facts(), m_format);
+          m_choice(chooseOutput(options, m_input->info())),
+          m_estimate(m_input->info().columns, m_input->info().rows) {
+        requireGrid(options, info(), m_choice);
+        m_window = chooseWindow(options, info(), m_choice);
         // A point cloud has no place for a matrix.
-        m_bake = options.applyAlignment || m_format == OutputFormat::PLY;
+        m_bake = options.applyAlignment || !m_choice->keepsPose;
     }
 
     ConvertResult run() {
@@ -139,7 +133,7 @@ public:
         const OutputTarget target = makeTarget(staged.path());
         staged.requireAlignment(target.matrix);
         warnAboutFormat();
-        const std::unique_ptr<ScanOutput> output = createOutput(m_format, target);
+        const std::unique_ptr<ScanOutput> output = m_choice.driver->create(target);
         transfer(*output);
         output->finish();
         completeHeader(target);
@@ -150,27 +144,18 @@ public:
     }
 
 private:
-    const ScanFacts& facts() const { return m_input->facts(); }
+    const ScanInfo& info() const { return m_input->info(); }
     bool isWindow() const { return m_options.columns || m_options.rows; }
-    bool estimatesAngles() const { return facts().kind == ScanKind::PTX && isNative(m_format); }
+    bool estimatesAngles() const { return !info().header && m_choice->isNative; }
 
     /// A header of a few bytes can claim a grid of any size.
     void requireSize() const {
-        constexpr std::uint64_t kPtxCell = 8;  // "0 0 0 0" and the line's end
-        const unsigned __int128 cells =
-            static_cast<unsigned __int128>(m_window.endColumn - m_window.firstColumn) *
-            (m_window.endRow - m_window.firstRow);
-        unsigned __int128 bytes = 0;
-        if (m_format == OutputFormat::IndexedCL3) {
-            bytes = leastIndexedBytes(m_window.endColumn - m_window.firstColumn,
-                                      m_window.endRow - m_window.firstRow);
-        } else if (m_format == OutputFormat::CLR) {
-            bytes = clr_record::kSize * cells;
-        } else if (m_format == OutputFormat::PTX) {
-            bytes = kPtxCell * cells;
-        }
-        requireReasonableSize(facts().path, m_options.output, bytes,
-                              bytesOf(facts().path) + bytesOf(companionOf(facts().path, ".ij")));
+        OutputTarget target;
+        target.columns = m_window.endColumn - m_window.firstColumn;
+        target.rows = m_window.endRow - m_window.firstRow;
+        target.indexed = m_choice.indexed;
+        requireReasonableSize(info().path, m_options.output, m_choice.driver->leastBytes(target),
+                              bytesOf(info().path) + bytesOf(companionOf(info().path, ".ij")));
     }
 
     OutputTarget makeTarget(const std::string& path) {
@@ -180,13 +165,14 @@ private:
         target.columns = m_window.endColumn - m_window.firstColumn;
         target.rows = m_window.endRow - m_window.firstRow;
         if (!m_bake) {
-            std::copy(std::begin(facts().alignment.matrix), std::end(facts().alignment.matrix),
+            std::copy(std::begin(info().alignment.matrix), std::end(info().alignment.matrix),
                       target.matrix);
         }
-        target.withColour = chooseColour(*m_input, m_format, m_options.progress);
-        target.inColumnOrder = facts().bandColumns == 1 || needsOrder();
+        target.withColour = chooseColour(*m_input, m_choice, m_options.progress);
+        target.inColumnOrder = info().bandColumns == 1 || needsOrder();
+        target.indexed = m_choice.indexed;
         target.progress = m_options.progress;
-        target.header = outputHeader(facts(), m_window);
+        target.header = outputHeader(info(), m_window);
         return target;
     }
 
@@ -196,7 +182,7 @@ private:
         filter.maxDistance = m_options.maxDistance;
         filter.box = m_options.box;
         filter.validOnly = m_options.validOnly;
-        std::copy(std::begin(facts().alignment.matrix), std::end(facts().alignment.matrix),
+        std::copy(std::begin(info().alignment.matrix), std::end(info().alignment.matrix),
                   filter.matrix);
         filter.applyMatrix = m_bake && !isIdentity(filter.matrix);
         return filter;
@@ -206,10 +192,10 @@ private:
     /// a tile takes these apart. A band of a tall CLR grid takes more memory than its points.
     bool needsOrder() const {
         constexpr std::uint32_t kTall = 12'000;  // rows; a band of them takes 60 MB
-        if (facts().bandColumns == 1 || !needsGrid(m_format)) return false;
+        if (info().bandColumns == 1 || !m_choice.needsGrid) return false;
         const bool isTall = m_window.endRow - m_window.firstRow > kTall;
-        return m_format == OutputFormat::PTX || (m_format == OutputFormat::CLR && isTall) ||
-               facts().bandColumns != kBand || m_window.firstColumn % kBand != 0;
+        return m_choice.driver->needsColumnOrder || (!m_choice.indexed && isTall) ||
+               info().bandColumns != kBand || m_window.firstColumn % kBand != 0;
     }
 
     void transfer(ScanOutput& output) {
@@ -221,7 +207,7 @@ private:
             }
             output.write(points);
         };
-        ColumnOrder order(facts().bandColumns, facts().path, m_options.output, write);
+        ColumnOrder order(info().bandColumns, info().path, m_options.output, write);
         const bool ordered = needsOrder();
         const bool estimated = estimatesAngles();
 
@@ -229,7 +215,6 @@ private:
         std::vector<CellPoint> points;
         for (m_input->read(points); !points.empty(); m_input->read(points)) {
             m_delivered += points.size();
-            noteIntensities(points);
             noteColours(points);
             if (estimated) m_estimate.add(points);
             filter.apply(points);
@@ -243,26 +228,18 @@ private:
         if (ordered) order.finish();
     }
 
-    /// PTX files of some programs hold other scales than 0 to 1.
-    void noteIntensities(const std::vector<CellPoint>& points) {
-        if (facts().kind != ScanKind::PTX) return;
-        for (const CellPoint& p : points) {
-            m_foreignIntensity |= p.intensity < 0 || p.intensity > BriskoCodec::i_range;
-        }
-    }
-
     /// Of points that the output has no place for.
     void noteColours(const std::vector<CellPoint>& points) {
-        if (m_losesColour || m_format != OutputFormat::CLR || !facts().storesColour) return;
+        if (m_losesColour || m_choice->keepsColour || !info().storesColour) return;
         m_losesColour = std::any_of(points.begin(), points.end(), isColoured);
     }
 
     void completeHeader(const OutputTarget& target) const {
         if (estimatesAngles()) {
-            patchAngles(target, m_format, m_estimate, m_window);
-        } else if (facts().kind == ScanKind::CL3 && isNative(m_format) &&
-                   m_format != OutputFormat::CLR && !isWindow()) {
-            patchSteps(target, dynamic_cast<const CL3FileHeader&>(*facts().header));
+            patchAngles(target, m_estimate, m_window);
+        } else if (m_choice.driver->hasPlainForm && !isWindow()) {
+            const auto* const header = dynamic_cast<const CL3FileHeader*>(info().header.get());
+            if (header) patchSteps(target, *header);
         }
     }
 
@@ -271,37 +248,35 @@ private:
     }
 
     void warnAboutFormat() const {
-        if (m_format == OutputFormat::PLY && !m_options.applyAlignment &&
-            !isIdentity(facts().alignment.matrix)) {
-            warn(m_options.output + ": .ply has no place for a matrix; the points are aligned");
+        if (!m_choice->keepsPose && !m_options.applyAlignment &&
+            !isIdentity(info().alignment.matrix)) {
+            warn(m_options.output + ": " + m_choice->extension +
+                 " has no place for a matrix; the points are aligned");
         }
     }
 
     void warnAboutPoints(const ScanOutput& output) const {
         const LeftOut& leftOut = output.leftOut();
         if (m_losesColour) {
-            warn(m_options.output + ": .clr has no place for colours; they are left out");
+            warn(m_options.output + ": " + m_choice->extension +
+                 " has no place for colours; they are left out");
         }
-        if (m_foreignIntensity) {
-            warn(facts().path +
-                 ": some intensities are not from 0 to 1; all were taken times 2200 "
-                 "nevertheless");
-        }
+        if (!m_input->remark().empty()) warn(info().path + ": " + m_input->remark());
         if (leftOut.outsideGrid > 0) {
-            warn(facts().path + ": " + countOf(leftOut.outsideGrid, "point") +
+            warn(info().path + ": " + countOf(leftOut.outsideGrid, "point") +
                  " outside the grid left out");
         }
         if (leftOut.notFinite > 0) {
-            warn(facts().path + ": " + countOf(leftOut.notFinite, "point") +
+            warn(info().path + ": " + countOf(leftOut.notFinite, "point") +
                  " without finite numbers left out");
         }
         if (leftOut.atScanner > 0) {
-            warn(facts().path + ": " + countOf(leftOut.atScanner, "point") +
+            warn(info().path + ": " + countOf(leftOut.atScanner, "point") +
                  " at the scanner's own place left out: they would read as empty cells");
         }
-        if (facts().kind == ScanKind::CL3 && m_delivered < facts().records) {
-            warn(facts().path + ": " + countOf(facts().records - m_delivered, "record") + " of " +
-                 std::to_string(facts().records) + " hold no point that can be read");
+        if (info().recordsArePoints && m_delivered < info().records) {
+            warn(info().path + ": " + countOf(info().records - m_delivered, "record") + " of " +
+                 std::to_string(info().records) + " hold no point that can be read");
         }
         if (output.points() == 0) {
             warn(m_options.output + ": holds no point; " +
@@ -312,12 +287,11 @@ private:
     const ConvertOptions& m_options;
     const char* m_task;
     std::unique_ptr<ScanInput> m_input;
-    OutputFormat m_format;
+    OutputChoice m_choice;
     CellWindow m_window;
     bool m_bake = false;
     AngleEstimate m_estimate;
     std::uint64_t m_delivered = 0;
-    bool m_foreignIntensity = false;
     bool m_losesColour = false;
 };
 

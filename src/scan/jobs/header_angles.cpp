@@ -1,5 +1,6 @@
 #include "scan/jobs/header_angles.h"
 
+#include "scan/files/scan_path.h"
 #include "scan/formats/native/header_file.h"
 #include "scan/formats/native/native_check.h"
 
@@ -39,7 +40,7 @@ void setZenith(CLFileHeader& header, const Span& span, std::uint32_t first, std:
     header.SetStopZenithAngle(narrow(span.start + end * span.step));
 }
 
-bool isWhole(const ScanFacts& input, const CellWindow& window) {
+bool isWhole(const ScanInfo& input, const CellWindow& window) {
     return window.firstColumn == 0 && window.firstRow == 0 && window.endColumn == input.columns &&
            window.endRow == input.rows;
 }
@@ -56,7 +57,7 @@ void readBack(CLFileHeader& header, const OutputTarget& target) {
 
 }  // namespace
 
-CLRFileHeader outputHeader(const ScanFacts& input, const CellWindow& window) {
+CLRFileHeader outputHeader(const ScanInfo& input, const CellWindow& window) {
     CLRFileHeader header;
     if (input.header) {
         static_cast<CLFileHeader&>(header) = *input.header;
@@ -89,9 +90,9 @@ void setAngles(CLFileHeader& header, const AngleEstimate& estimate, const CellWi
               window.endRow);
 }
 
-void patchAngles(const OutputTarget& target, OutputFormat format, const AngleEstimate& estimate,
+void patchAngles(const OutputTarget& target, const AngleEstimate& estimate,
                  const CellWindow& window) {
-    if (format == OutputFormat::CLR) {
+    if (hasExtension(target.path, ".clr")) {
         CLRFileHeader header;
         readBack(header, target);
         setAngles(header, estimate, window);

@@ -13,14 +13,14 @@ namespace brisko::scan {
 
 /// The header of an output: texts, readings and angles of the input, cut to the window, with the
 /// window's size. An input without a header gives an empty one.
-CLRFileHeader outputHeader(const ScanFacts& input, const CellWindow& window);
+CLRFileHeader outputHeader(const ScanInfo& input, const CellWindow& window);
 
 /// Puts angles found in the points into a header: start, and stop = start + count * step, so that
 /// the span divided by the count is the step.
 void setAngles(CLFileHeader& header, const AngleEstimate& estimate, const CellWindow& window);
 
 /// Puts such angles into a completed native file. Throws ScanError(NotWritten).
-void patchAngles(const OutputTarget& target, OutputFormat format, const AngleEstimate& estimate,
+void patchAngles(const OutputTarget& target, const AngleEstimate& estimate,
                  const CellWindow& window);
 
 /// Gives a completed CL3 file the angular steps of the CL3 file that it was made from: a header

@@ -1,3 +1,5 @@
+#include "scan/files/scan_path.h"
+#include "scan/formats/format_table.h"
 #include "scan/jobs/index_job.h"
 
 #include <brisko_scan/findings.h>
@@ -33,7 +35,7 @@ bool isThere(const std::string& path) {
 }
 
 bool startsSeries(const std::string& path) {
-    return scanKind(path) == ScanKind::CLR && baseOf(path).ends_with(kSeriesStart);
+    return hasExtension(path, ".clr") && baseOf(path).ends_with(kSeriesStart);
 }
 
 /// a_001.clr, a_002.clr and so on beside a_000.clr, as far as they go.
@@ -53,7 +55,7 @@ std::vector<std::string> seriesMembers(const std::string& first) {
 std::map<std::string, std::string> relatives(const std::vector<std::string>& inputs) {
     std::map<std::string, std::string> found;
     for (const std::string& input : inputs) {
-        if (scanKind(input) != ScanKind::CLR) continue;
+        if (!hasExtension(input, ".clr")) continue;
         found[input + kSortedCopy] = "it is the sorted copy of " + input;
         if (!startsSeries(input)) continue;
         for (const std::string& member : seriesMembers(input))
@@ -67,7 +69,7 @@ void fail(IndexTask& task, const std::string& problem) {
 }
 
 ScanLayout inspectSound(IndexTask& task, const std::string& path) {
-    ScanLayout layout = scanKind(path) == ScanKind::CL3 ? inspectCL3(path) : inspectCLR(path);
+    ScanLayout layout = inspectNative(path);
     if (!layout.problems.empty()) fail(task, layout.problems.front() + "; " + kRepairAdvice);
     task.records += layout.records;
     return layout;
@@ -119,7 +121,7 @@ IndexTask planInput(const std::string& input, bool force, bool overwrite) {
     task.input = input;
     task.force = force;
     try {
-        if (scanKind(input) == ScanKind::CL3) {
+        if (hasExtension(input, ".cl3")) {
             planCL3(task);
         } else {
             planCLR(task);
@@ -163,7 +165,7 @@ std::string upToDateText(const IndexTask& task) {
 std::vector<IndexTask> planIndexing(const std::vector<std::string>& inputs, bool force,
                                     bool overwrite) {
     for (const std::string& input : inputs) {
-        if (scanKind(input) != ScanKind::PTX) continue;
+        if (readerOf(input).traits.isNative) continue;
         throw ScanError(ErrorKind::Request, input, "only .cl3 and .clr scans are indexed",
                         "'brisko convert' makes an indexed .cl3 of it");
     }

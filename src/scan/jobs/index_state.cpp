@@ -1,3 +1,4 @@
+#include "scan/files/scan_path.h"
 #include "scan/jobs/index_job.h"
 
 #include "scan/formats/native/scan_layout.h"
@@ -60,7 +61,7 @@ bool hasSameAlignment(const std::string& a, const std::string& b) {
 }
 
 ScanLayout inspect(const std::string& path) {
-    return scanKind(path) == ScanKind::CL3 ? inspectCL3(path) : inspectCLR(path);
+    return inspectNative(path);
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include <brisko_scan/index.h>
+#include "scan/files/scan_path.h"
 
 #include <brisko_scan/progress.h>
 #include <brisko_scan/staged_scan.h>
@@ -39,14 +40,15 @@ private:
     const char* m_stage;
 };
 
-OutputTarget makeTarget(const IndexTask& task, const ScanFacts& facts, const StagedScan& staged) {
+OutputTarget makeTarget(const IndexTask& task, const ScanInfo& info, const StagedScan& staged) {
     OutputTarget target;
     target.path = staged.path();
     target.shownPath = task.output;
-    target.columns = facts.columns;
-    target.rows = facts.rows;
-    std::copy(std::begin(facts.alignment.matrix), std::end(facts.alignment.matrix), target.matrix);
-    target.header = outputHeader(facts, {0, facts.columns, 0, facts.rows});
+    target.indexed = true;
+    target.columns = info.columns;
+    target.rows = info.rows;
+    std::copy(std::begin(info.alignment.matrix), std::end(info.alignment.matrix), target.matrix);
+    target.header = outputHeader(info, {0, info.columns, 0, info.rows});
     return target;
 }
 
@@ -63,18 +65,18 @@ IndexedPoints writeByCells(const IndexTask& task, const StagedScan& staged,
                            const ShareFunction& progress) {
     const std::unique_ptr<ScanInput> input =
         task.members.empty() ? openScan(task.input) : openSeries(task.input, task.members);
-    const ScanFacts& facts = input->facts();
-    requireReasonableSize(task.input, task.output, leastIndexedBytes(facts.columns, facts.rows),
+    const ScanInfo& info = input->info();
+    requireReasonableSize(task.input, task.output, leastIndexedBytes(info.columns, info.rows),
                           inputBytes(task));
-    const OutputTarget target = makeTarget(task, facts, staged);
+    const OutputTarget target = makeTarget(task, info, staged);
     staged.requireAlignment(target.matrix);
-    const std::unique_ptr<ScanOutput> output = createIndexedCL3Output(target);
+    const std::unique_ptr<ScanOutput> output = createCL3Output(target);
     const auto write = [&](std::span<const CellPoint> points) { output->write(points); };
-    ColumnOrder order(facts.bandColumns, facts.path, task.output, write);
-    const bool inBands = facts.bandColumns == 1 || facts.bandColumns == kBand;
+    ColumnOrder order(info.bandColumns, info.path, task.output, write);
+    const bool inBands = info.bandColumns == 1 || info.bandColumns == kBand;
 
     IndexedPoints given;
-    given.alignment = facts.alignment;
+    given.alignment = info.alignment;
     const Pass pass(*input, progress, kWriting, "writing the indexed scan");
     std::vector<CellPoint> points;
     for (input->read(points); !points.empty(); input->read(points)) {
@@ -90,7 +92,7 @@ IndexedPoints writeByCells(const IndexTask& task, const StagedScan& staged,
     if (!inBands) order.finish();
     output->finish();
     if (task.route == IndexRoute::Again) {
-        patchSteps(target, dynamic_cast<const CL3FileHeader&>(*facts.header));
+        patchSteps(target, dynamic_cast<const CL3FileHeader&>(*info.header));
     }
     return given;
 }
@@ -102,7 +104,7 @@ IndexedPoints writeByAngles(const IndexTask& task, const StagedScan& staged,
     const std::unique_ptr<ScanInput> input = openScan(task.input);
     IndexedPoints given;
     given.withCells = false;
-    given.alignment = input->facts().alignment;
+    given.alignment = input->info().alignment;
     const Pass pass(*input, progress, 0, "reading the scan");
     std::vector<CellPoint> points;
     for (input->read(points); !points.empty(); input->read(points)) {

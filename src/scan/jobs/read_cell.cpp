@@ -1,4 +1,5 @@
 #include <brisko_scan/cell.h>
+#include "scan/files/scan_path.h"
 
 #include "base/checked.h"
 #include "scan/formats/native/cl3_record.h"
@@ -12,7 +13,7 @@ namespace brisko::scan {
 namespace {
 
 IndexLayout requireIndexed(const std::string& path) {
-    if (scanKind(path) != ScanKind::CL3) {
+    if (!hasExtension(path, ".cl3")) {
         throw ScanError(ErrorKind::Request, path, "single cells are read from indexed .cl3 scans",
                         "'brisko convert' makes one");
     }

@@ -1,8 +1,9 @@
 #include <brisko_scan/photos.h>
+#include "scan/formats/format_table.h"
 
 #include <brisko_scan/scan_error.h>
-#include <brisko_scan/scan_kind.h>
 #include <brisko_scan/text.h>
+#include "scan/files/scan_path.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -202,7 +203,7 @@ void requireUsable(const StationPhotos& photos) {
 }
 
 std::string hintAtPhotos(const std::string& scan) {
-    if (scanKind(scan) == ScanKind::PTX) return {};
+    if (!readerOf(scan).traits.isNative) return {};
     const std::size_t used = findScanPhotos(scan).count(PhotoUse::Used);
     if (used == 0) return {};
     return "'brisko colour' takes colours from the " + countOf(used, "photo") + " beside it";

@@ -1,4 +1,5 @@
 #include <brisko_scan/panorama.h>
+#include "scan/files/scan_path.h"
 
 #include "scan/files/output_size.h"
 #include "scan/formats/angle_estimate.h"
@@ -45,8 +46,8 @@ std::uint64_t pixelsOf(const Size& size) {
 }
 
 /// The most pixels that a picture of a grid can have: beyond some a cell, it only grows.
-std::uint64_t mostPixelsFor(const ScanFacts& facts) {
-    const std::uint64_t cells = std::uint64_t{facts.columns} * facts.rows;
+std::uint64_t mostPixelsFor(const ScanInfo& info) {
+    const std::uint64_t cells = std::uint64_t{info.columns} * info.rows;
     const std::uint64_t most = cells < kMostPixels ? kMostPerCell * cells : kMostPixels;
     return std::clamp(most, kAlwaysFine, kMostPixels);
 }
@@ -63,15 +64,15 @@ public:
         : m_options(options),
           m_input(openScan(options.input)),
           m_size{options.width, options.height} {
-        if (!facts().hasGrid) {
+        if (!info().hasGrid) {
             throw ScanError(ErrorKind::Request, options.input,
                             "the scan has no index (" + companionOf(options.input, ".ij") +
                                 "), so the cells of its points are not known");
         }
-        if (options.mode == PictureMode::Colour && !facts().storesColour)
+        if (options.mode == PictureMode::Colour && !info().storesColour)
             failWithoutColour(options.input);
         if (m_size.width == 0) {
-            m_size.width = std::clamp(facts().columns, kSmallestDefaultWidth, kLargestDefaultWidth);
+            m_size.width = std::clamp(info().columns, kSmallestDefaultWidth, kLargestDefaultWidth);
         }
         requireGridFor(m_size);
     }
@@ -79,9 +80,9 @@ public:
     PanoramaResult run() {
         StagedScan staged(m_options.output);
         PngFile file(staged.path(), m_options.output);
-        PictureGrid grid(m_options.mode, facts().columns, facts().rows, m_size.width,
+        PictureGrid grid(m_options.mode, info().columns, info().rows, m_size.width,
                          m_size.height > 0 ? m_size.height : m_size.width);
-        AngleEstimate angles(facts().columns, facts().rows);
+        AngleEstimate angles(info().columns, info().rows);
         gather(grid, angles);
         if (m_size.height == 0) chooseHeight(angles);
 
@@ -103,23 +104,23 @@ public:
     }
 
 private:
-    const ScanFacts& facts() const { return m_input->facts(); }
+    const ScanInfo& info() const { return m_input->info(); }
 
     /// A picture far larger than the grid shows nothing more, and takes the time and the disk of one.
     void requireGridFor(const Size& size) const {
-        const std::uint64_t most = mostPixelsFor(facts());
+        const std::uint64_t most = mostPixelsFor(info());
         if (pixelsOf({size.width, std::max(size.height, 1u)}) <= most) return;
         throw ScanError(ErrorKind::Request, {},
                         std::to_string(size.width) + " x " + std::to_string(size.height) +
-                            " pixels are too many for the " + std::to_string(facts().columns) +
-                            " x " + std::to_string(facts().rows) + " cells of " + m_options.input +
+                            " pixels are too many for the " + std::to_string(info().columns) +
+                            " x " + std::to_string(info().rows) + " cells of " + m_options.input +
                             "; at most " + std::to_string(most) + " are drawn");
     }
 
     /// As the angles ask for. A width that nobody asked for gives way where both are too much.
     void chooseHeight(const AngleEstimate& angles) {
         m_size.height = heightFor(angles);
-        const std::uint64_t most = mostPixelsFor(facts());
+        const std::uint64_t most = mostPixelsFor(info());
         if (m_options.width == 0 && pixelsOf(m_size) > most) {
             const double share =
                 std::sqrt(static_cast<double>(most) / static_cast<double>(pixelsOf(m_size)));
@@ -145,8 +146,8 @@ private:
 
     /// As high as the scan's angles are to its width; as the grid where these are not known.
     std::uint32_t heightFor(const AngleEstimate& angles) const {
-        const double rows = std::max(facts().rows, 1u);
-        const double columns = std::max(facts().columns, 1u);
+        const double rows = std::max(info().rows, 1u);
+        const double columns = std::max(info().columns, 1u);
         const AngleStep azimuth = angles.azimuth();
         const AngleStep zenith = angles.zenith();
         const double byAngle = rows * std::abs(zenith.step) / (columns * std::abs(azimuth.step));

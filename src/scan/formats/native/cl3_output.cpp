@@ -87,11 +87,8 @@ private:
 
 }  // namespace
 
-std::unique_ptr<ScanOutput> createIndexedCL3Output(const OutputTarget& target) {
-    return std::make_unique<IndexedCL3Output>(target);
-}
-
-std::unique_ptr<ScanOutput> createPlainCL3Output(const OutputTarget& target) {
+std::unique_ptr<ScanOutput> createCL3Output(const OutputTarget& target) {
+    if (target.indexed) return std::make_unique<IndexedCL3Output>(target);
     return std::make_unique<PlainCL3Output>(target);
 }
 

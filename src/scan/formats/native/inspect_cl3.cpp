@@ -1,6 +1,7 @@
 #include <brisko_scan/scan_error.h>
 #include <brisko_scan/text.h>
 #include "scan/files/input_file.h"
+#include "scan/files/scan_path.h"
 #include "scan/formats/native/header_file.h"
 #include "scan/formats/native/native_layout.h"
 #include "scan/formats/native/scan_layout.h"
@@ -141,7 +142,6 @@ ScanLayout inspectCL3(const std::string& path) {
     InputFile file(path);
     ScanLayout layout;
     layout.path = path;
-    layout.kind = ScanKind::CL3;
     layout.bytes = file.size();
     layout.header = headerOf(path);
 

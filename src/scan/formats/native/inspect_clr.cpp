@@ -106,7 +106,7 @@ ScanLayout inspectCLR(const std::string& path) {
     InputFile file(path);
     ScanLayout layout;
     layout.path = path;
-    layout.kind = ScanKind::CLR;
+    layout.isCL3 = false;
     layout.bytes = file.size();
     auto header = std::make_unique<CLRFileHeader>();
     readHeader(*header, path);

@@ -1,4 +1,5 @@
 #include "scan/formats/native/native_check.h"
+#include "scan/files/scan_path.h"
 
 #include <brisko_scan/progress.h>
 #include <brisko_scan/scan_error.h>

@@ -1,4 +1,5 @@
 #include "scan/formats/native/native_input.h"
+#include "scan/files/scan_path.h"
 
 #include <brisko_scan/photos.h>
 #include <brisko_scan/scan_error.h>
@@ -15,9 +16,9 @@ namespace brisko::scan {
 namespace {
 
 /// Codecs that colour on four threads while points are written.
-BriskoCodec* createColouringCodec(const ScanFacts& facts) {
-    if (facts.kind == ScanKind::CLR) return ColorCodecCreator::CreateCLRGridCodec();
-    if (facts.hasGrid) return ColorCodecCreator::CreateCL3GridCodec();
+BriskoCodec* createColouringCodec(const ScanInfo& info) {
+    if (!info.recordsArePoints) return ColorCodecCreator::CreateCLRGridCodec();
+    if (info.hasGrid) return ColorCodecCreator::CreateCL3GridCodec();
     return ColorCodecCreator::CreateCL3Codec();
 }
 
@@ -32,38 +33,39 @@ NativeInput::NativeInput(const std::string& path, ColourSource source,
       m_colours(3 * kBatch),
       m_columns(kBatch),
       m_rows(kBatch) {
-    ScanLayout layout = scanKind(path) == ScanKind::CL3 ? inspectCL3(path) : inspectCLR(path);
+    ScanLayout layout = inspectNative(path);
     requireSound(layout);
     takeFacts(std::move(layout));
     for (const std::string& file : m_later) {
         const ScanLayout next = inspectCLR(file);
         requireSound(next);
-        m_facts.records += next.records;
+        m_info.records += next.records;
     }
     openCodec();
 }
 
 BriskoCodec* NativeInput::createCodec() const {
-    if (m_source == ColourSource::Photos) return createColouringCodec(m_facts);
+    if (m_source == ColourSource::Photos) return createColouringCodec(m_info);
     if (!m_later.empty()) return createCLRSeriesCodec(m_later);
-    if (m_facts.kind == ScanKind::CLR) return CLRGridCodec::Create();
-    if (m_facts.hasGrid) return CL3GridCodec::Create();
+    if (!m_info.recordsArePoints) return CLRGridCodec::Create();
+    if (m_info.hasGrid) return CL3GridCodec::Create();
     return CL3Codec::Create();
 }
 
 void NativeInput::takeFacts(ScanLayout layout) {
-    m_facts.path = layout.path;
-    m_facts.kind = layout.kind;
-    m_facts.hasGrid = layout.kind == ScanKind::CLR || layout.index;
-    m_facts.columns = layout.columns;
-    m_facts.rows = layout.rows;
-    if (layout.index) m_facts.bandColumns = layout.index->tileSize;
-    m_facts.storesColour = layout.kind == ScanKind::CL3 && layout.header->GetPointFormat() == 1;
-    m_facts.isColoured = m_source == ColourSource::Photos;
-    m_facts.storesColour = m_facts.storesColour || m_facts.isColoured;
-    m_facts.records = layout.records;
-    m_facts.header = std::move(layout.header);
-    m_steps = m_facts.kind == ScanKind::CLR ? m_facts.columns : m_facts.records;
+    m_info.path = layout.path;
+    m_info.format = formatOf(layout.path);
+    m_info.recordsArePoints = layout.isCL3;
+    m_info.hasGrid = !layout.isCL3 || layout.index;
+    m_info.columns = layout.columns;
+    m_info.rows = layout.rows;
+    if (layout.index) m_info.bandColumns = layout.index->tileSize;
+    m_info.storesColour = layout.isCL3 && layout.header->GetPointFormat() == 1;
+    m_info.isColoured = m_source == ColourSource::Photos;
+    m_info.storesColour = m_info.storesColour || m_info.isColoured;
+    m_info.records = layout.records;
+    m_info.header = std::move(layout.header);
+    m_steps = !m_info.recordsArePoints ? m_info.columns : m_info.records;
 }
 
 void NativeInput::openCodec() {
@@ -71,11 +73,11 @@ void NativeInput::openCodec() {
     m_codec.reset(createCodec());
     if (!m_codec) throw std::bad_alloc();
     if (m_source == ColourSource::Photos) setPhotoOutlines(*m_codec, PhotoOutlines::Whole);
-    if (!m_codec->Open(m_facts.path.c_str())) failToOpen();
+    if (!m_codec->Open(m_info.path.c_str())) failToOpen();
     setFrame(*m_codec, Frame::Scanner);
-    m_facts.alignment = getAlignment(*m_codec);
-    if (m_facts.alignment.source == AlignmentSource::Unreadable) {
-        const std::string path = companionOf(m_facts.path, ".alg");
+    m_info.alignment = getAlignment(*m_codec);
+    if (m_info.alignment.source == AlignmentSource::Unreadable) {
+        const std::string path = companionOf(m_info.path, ".alg");
         throw ScanError(ErrorKind::Damaged, {},
                         path + (isReplacementMark(path)
                                     ? ": the scan was not replaced to its end; write it again"
@@ -87,8 +89,8 @@ void NativeInput::openCodec() {
 
 /// Names the photo that keeps a scan from being coloured, if it is one: a scan that got here is sound.
 void NativeInput::failToOpen() const {
-    if (m_source == ColourSource::Photos) requireUsable(decodeStationPhotos(m_facts.path));
-    throw ScanError(ErrorKind::Damaged, m_facts.path, "cannot be opened as a scan");
+    if (m_source == ColourSource::Photos) requireUsable(decodeStationPhotos(m_info.path));
+    throw ScanError(ErrorKind::Damaged, m_info.path, "cannot be opened as a scan");
 }
 
 void NativeInput::rewind() {
@@ -99,7 +101,7 @@ void NativeInput::rewind() {
 }
 
 const char* NativeInput::stepUnit() const {
-    return m_facts.kind == ScanKind::CLR ? "columns" : "points";
+    return !m_info.recordsArePoints ? "columns" : "points";
 }
 
 std::size_t NativeInput::readBatch() {
@@ -133,8 +135,8 @@ void NativeInput::read(std::vector<CellPoint>& points) {
 void NativeInput::requireWholePass() const {
     const ReadProblem problem = getReadProblem(*m_codec);
     if (!problem && !m_reader->hasReadError()) return;
-    failDamaged(problem.file.ends_with(".ij") || problem.file.empty() ? m_facts.path : problem.file,
-                problem.file.empty() ? m_facts.path + ": cannot be read to its end"
+    failDamaged(problem.file.ends_with(".ij") || problem.file.empty() ? m_info.path : problem.file,
+                problem.file.empty() ? m_info.path + ": cannot be read to its end"
                                      : problem.file + ": byte " + std::to_string(problem.offset) +
                                            ": " + problem.text);
 }
@@ -145,7 +147,7 @@ void NativeInput::requireFinite(const std::vector<CellPoint>& points) const {
         sum += (p.x - p.x) + (p.y - p.y) + (p.z - p.z) +
                static_cast<double>(p.intensity - p.intensity);
     if (sum == 0) return;
-    failDamaged(m_facts.path, m_facts.path + ": a record is not finite in all its numbers");
+    failDamaged(m_info.path, m_info.path + ": a record is not finite in all its numbers");
 }
 
 void NativeInput::countSteps(const std::vector<CellPoint>& points) {
@@ -153,7 +155,7 @@ void NativeInput::countSteps(const std::vector<CellPoint>& points) {
         m_done = m_steps;
         return;
     }
-    if (m_facts.kind == ScanKind::CLR) {
+    if (!m_info.recordsArePoints) {
         m_done = points.back().column;
     } else {
         m_done += points.size();

@@ -1,3 +1,4 @@
+#include "scan/files/scan_path.h"
 #include "scan/formats/native/scan_layout.h"
 
 #include <algorithm>
@@ -14,6 +15,10 @@ Alignment alignmentOf(const std::string& scan) {
                            ? AlignmentSource::File
                            : AlignmentSource::Unreadable;
     return alignment;
+}
+
+ScanLayout inspectNative(const std::string& path) {
+    return hasExtension(path, ".clr") ? inspectCLR(path) : inspectCL3(path);
 }
 
 bool isSameMatrix(const double (&a)[16], const double (&b)[16]) {

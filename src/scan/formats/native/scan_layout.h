@@ -17,7 +17,7 @@ namespace brisko::scan {
 /// block to block tells a scan that was cut short from a complete one, which readers cannot.
 struct ScanLayout {
     std::string path;
-    ScanKind kind = ScanKind::CL3;
+    bool isCL3 = true;  // else CLR
     std::uint64_t bytes = 0;
     std::unique_ptr<CLFileHeader> header;
     std::uint64_t records = 0;  // of all blocks, with and without a point
@@ -32,6 +32,7 @@ struct ScanLayout {
 /// Throws ScanError(Damaged) only when the scan file itself cannot be read.
 ScanLayout inspectCL3(const std::string& path);
 ScanLayout inspectCLR(const std::string& path);
+ScanLayout inspectNative(const std::string& path);  // by its name
 
 /// Adds what is wrong with the header's angles.
 void addAngleProblem(ScanLayout& layout);

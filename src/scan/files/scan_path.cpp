@@ -1,6 +1,4 @@
-#include <brisko_scan/scan_kind.h>
-
-#include <brisko_scan/scan_error.h>
+#include "scan/files/scan_path.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -27,13 +25,8 @@ std::string extensionOf(const std::string& path) {
     return small;
 }
 
-ScanKind scanKind(const std::string& path) {
-    const std::string extension = extensionOf(path);
-    if (extension == ".cl3") return ScanKind::CL3;
-    if (extension == ".clr") return ScanKind::CLR;
-    if (extension == ".ptx") return ScanKind::PTX;
-    throw ScanError(ErrorKind::Request, path, "not the name of a scan",
-                    ".cl3, .clr or .ptx is expected");
+bool hasExtension(const std::string& path, const char* extension) {
+    return extensionOf(path) == extension;
 }
 
 std::string companionOf(const std::string& path, const std::string& extension) {

@@ -5,15 +5,28 @@
 #include "codec/aligned_reader.h"
 #include "codec/alignment_matrix.h"
 
-#include <algorithm>
-#include <iterator>
+#include <array>
+#include <memory>
 
 namespace brisko {
+
+struct CodecDestroyer {
+    void operator()(BriskoCodec* codec) const { BriskoCodec::Destroy(codec); }
+};
+
+/// A codec that goes with the wrapper that was given it.
+using OwnedCodec = std::unique_ptr<BriskoCodec, CodecDestroyer>;
 
 /// The frame that was chosen for a codec's points.
 inline Frame frameOf(const BriskoCodec& codec) {
     const auto* const reader = dynamic_cast<const AlignedReader*>(&codec);
     return reader ? reader->frame() : Frame::Aligned;
+}
+
+/// How often a wrapped codec met a read error; 0 for null and for codecs of others.
+inline std::uint64_t readErrorCountOf(const BriskoCodec* codec) {
+    const auto* const reader = dynamic_cast<const AlignedReader*>(codec);
+    return reader ? reader->readErrorCount() : 0;
 }
 
 /// What a wrapper knows of the frames of its points: it takes them from the wrapped reader as
@@ -34,9 +47,7 @@ public:
         m_toChosen = AlignmentMatrix::none();
         if (!m_reader || m_reader->frame() == Frame::Scanner) return;
         const Alignment alignment = m_reader->alignment();
-        AlignmentMatrix::Rows rows;
-        std::copy(std::begin(alignment.matrix), std::end(alignment.matrix), rows.begin());
-        m_toChosen = AlignmentMatrix(rows);
+        m_toChosen = AlignmentMatrix(std::to_array(alignment.matrix));
     }
 
     /// Takes a measured point to the chosen frame: the very numbers that the reader would deliver.

@@ -1,5 +1,0 @@
-#include <brisko_codec/version.h>
-
-std::string briskoCodecVersion() {
-    return BRISKO_CODEC_VERSION;
-}

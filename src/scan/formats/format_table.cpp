@@ -1,0 +1,185 @@
+#include "scan/formats/format_table.h"
+
+#include "layouts/clr_record.h"
+#include "scan/files/output_size.h"
+#include "scan/files/scan_path.h"
+#include "scan/formats/native/native_input.h"
+#include "scan/formats/native/native_report.h"
+#include "scan/formats/ptx/ptx_input.h"
+#include "scan/integrity/scan_check.h"
+
+#include <brisko_scan/scan_error.h>
+
+#include <algorithm>
+
+namespace brisko::scan {
+namespace {
+
+unsigned __int128 cellsOf(const OutputTarget& target) {
+    return static_cast<unsigned __int128>(target.columns) * target.rows;
+}
+
+unsigned __int128 leastCL3(const OutputTarget& target) {
+    return target.indexed ? leastIndexedBytes(target.columns, target.rows) : 0;
+}
+
+unsigned __int128 leastCLR(const OutputTarget& target) {
+    return clr_record::kSize * cellsOf(target);
+}
+
+unsigned __int128 leastPtx(const OutputTarget& target) {
+    constexpr std::uint64_t kCell = 8;  // "0 0 0 0" and the line's end
+    return kCell * cellsOf(target);
+}
+
+unsigned __int128 leastPly(const OutputTarget&) {
+    return 0;
+}
+
+std::unique_ptr<ScanInput> openNative(const std::string& path) {
+    return std::make_unique<NativeInput>(path, ColourSource::Scan);
+}
+
+std::unique_ptr<ScanInput> openPtx(const std::string& path) {
+    return std::make_unique<PtxInput>(path);
+}
+
+/// The one list of formats: a new one is a folder beside this file and a row here.
+constexpr FormatDriver kDrivers[] = {
+    {.traits = {.name = "CL3",
+                .extension = ".cl3",
+                .about = "a CL3 scan, with its grid index (.ij) where the input has a grid",
+                .reads = true,
+                .writes = true,
+                .isNative = true,
+                .needsGrid = false,
+                .keepsPose = true,
+                .keepsColour = true,
+                .keepsMissingReturns = true},
+     .needsColumnOrder = false,
+     .colourIsOptional = false,
+     .hasPlainForm = true,
+     .open = openNative,
+     .describe = describeCL3,
+     .check = checkCL3Scan,
+     .create = createCL3Output,
+     .leastBytes = leastCL3},
+    {.traits = {.name = "CLR",
+                .extension = ".clr",
+                .about = "a raw CLR scan: 1/10000 m, whole intensities, no colour",
+                .reads = true,
+                .writes = true,
+                .isNative = true,
+                .needsGrid = true,
+                .keepsPose = true,
+                .keepsColour = false,
+                .keepsMissingReturns = true},
+     .needsColumnOrder = false,
+     .colourIsOptional = false,
+     .hasPlainForm = false,
+     .open = openNative,
+     .describe = describeCLR,
+     .check = checkCLRScan,
+     .create = createCLROutput,
+     .leastBytes = leastCLR},
+    {.traits = {.name = "PTX",
+                .extension = ".ptx",
+                .about = "text, every cell of the grid; intensity 0..1 stands for 0..2200",
+                .reads = true,
+                .writes = true,
+                .isNative = false,
+                .needsGrid = true,
+                .keepsPose = true,
+                .keepsColour = true,
+                .keepsMissingReturns = true},
+     .needsColumnOrder = true,
+     .colourIsOptional = true,
+     .hasPlainForm = false,
+     .open = openPtx,
+     .describe = describePtx,
+     .check = checkPtxScan,
+     .create = createPtxOutput,
+     .leastBytes = leastPtx},
+    {.traits = {.name = "PLY",
+                .extension = ".ply",
+                .about = "binary point cloud with colour, intensity, column and row",
+                .reads = false,
+                .writes = true,
+                .isNative = false,
+                .needsGrid = false,
+                .keepsPose = false,
+                .keepsColour = true,
+                .keepsMissingReturns = false},
+     .needsColumnOrder = false,
+     .colourIsOptional = false,
+     .hasPlainForm = false,
+     .open = nullptr,
+     .describe = nullptr,
+     .check = nullptr,
+     .create = createPlyOutput,
+     .leastBytes = leastPly},
+};
+
+const FormatDriver* driverOf(const std::string& path) {
+    const std::string extension = extensionOf(path);
+    const auto found = std::find_if(
+        std::begin(kDrivers), std::end(kDrivers),
+        [&](const FormatDriver& driver) { return extension == driver.traits.extension; });
+    return found == std::end(kDrivers) ? nullptr : found;
+}
+
+std::string extensionsOf(bool Format::*isWanted) {
+    std::string text;
+    for (const FormatDriver& driver : kDrivers) {
+        if (!(driver.traits.*isWanted)) continue;
+        text += (text.empty() ? "" : ", ") + std::string(driver.traits.extension);
+    }
+    return text;
+}
+
+/// ".cl3, .clr or .ptx".
+std::string alternatives(std::string extensions) {
+    const std::size_t last = extensions.rfind(", ");
+    return last == std::string::npos ? extensions : extensions.replace(last, 2, " or ");
+}
+
+}  // namespace
+
+const std::vector<Format>& formats() {
+    static const std::vector<Format> all = [] {
+        std::vector<Format> list;
+        for (const FormatDriver& driver : kDrivers)
+            list.push_back(driver.traits);
+        return list;
+    }();
+    return all;
+}
+
+const Format* formatOf(const std::string& path) {
+    const FormatDriver* const driver = driverOf(path);
+    return driver ? &driver->traits : nullptr;
+}
+
+std::string readableExtensions() {
+    return extensionsOf(&Format::reads);
+}
+
+std::string writableExtensions() {
+    return extensionsOf(&Format::writes);
+}
+
+const FormatDriver& readerOf(const std::string& path) {
+    const FormatDriver* const driver = driverOf(path);
+    if (driver && driver->traits.reads) return *driver;
+    throw ScanError(ErrorKind::Request, path, "not the name of a scan",
+                    alternatives(readableExtensions()) + " is expected");
+}
+
+const FormatDriver& writerOf(const std::string& path) {
+    const FormatDriver* const driver = driverOf(path);
+    if (driver && driver->traits.writes) return *driver;
+    throw ScanError(ErrorKind::Request, path,
+                    "the output is named " + alternatives(writableExtensions()));
+}
+
+}  // namespace brisko::scan

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <brisko_scan/check.h>
+#include <brisko_scan/formats.h>
+#include <brisko_scan/inspect.h>
+
+#include "scan/formats/scan_input.h"
+#include "scan/formats/scan_output.h"
+
+#include <memory>
+#include <string>
+
+namespace brisko::scan {
+
+/// How the library handles a format: a row of the table in format_table.cpp. A function that a format
+/// does not have is null.
+struct FormatDriver {
+    Format traits;
+    bool needsColumnOrder;  // an output needs its points column by column
+    bool colourIsOptional;  // an output has colours or not, as a whole
+    bool hasPlainForm;      // an output may be without its index
+
+    std::unique_ptr<ScanInput> (*open)(const std::string& path);
+    ScanReport (*describe)(const std::string& path);
+    void (*check)(ScanCheck& check, const ProgressFunction& progress);
+    std::unique_ptr<ScanOutput> (*create)(const OutputTarget& target);
+    /// What an output of a grid takes at least, its points aside where these can be few.
+    unsigned __int128 (*leastBytes)(const OutputTarget& target);
+};
+
+/// The driver of a scan to be read. Throws ScanError(Request) for a name that is not a scan's.
+const FormatDriver& readerOf(const std::string& path);
+/// The driver of an output. Throws ScanError(Request).
+const FormatDriver& writerOf(const std::string& path);
+
+}  // namespace brisko::scan
