@@ -1,13 +1,10 @@
 #pragma once
 
+#include "base/worker_pool.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
-#include <functional>
-#include <future>
-#include <thread>
-#include <type_traits>
 
 namespace brisko::simulator {
 
@@ -30,27 +27,15 @@ inline std::uint32_t columnsOfBand(std::uint32_t rows) {
 template <class Compute, class Take>
 void forEachBand(std::uint32_t columns, std::uint32_t bandColumns, const Compute& compute,
                  const Take& take) {
-    using Result = std::invoke_result_t<const Compute&, ColumnBand>;
-    struct Running {
-        ColumnBand band;
-        std::future<Result> result;
+    const auto band = [=](std::size_t number) {
+        const auto first = static_cast<std::uint32_t>(number * bandColumns);
+        return ColumnBand{first, first + std::min(bandColumns, columns - first)};
     };
-    const std::size_t ahead = std::max(1u, std::thread::hardware_concurrency()) + 1;
-    std::deque<Running> running;  // its destructor waits for computations that are under way
-    std::uint32_t next = 0;
-    while (next < columns || !running.empty()) {
-        while (next < columns && running.size() < ahead) {
-            const ColumnBand band{next, next + std::min(bandColumns, columns - next)};
-            // Where no thread can be had the computation runs when its result is asked for.
-            running.push_back({band, std::async(std::launch::async | std::launch::deferred,
-                                                std::cref(compute), band)});
-            next = band.end;
-        }
-        Result result = running.front().result.get();
-        const ColumnBand band = running.front().band;
-        running.pop_front();
-        take(band, result);
-    }
+    const std::size_t bands = (std::size_t{columns} + bandColumns - 1) / bandColumns;
+    collectResults(
+        bands, processorCount(), ResultOrder::Index,
+        [&](std::size_t number) { return compute(band(number)); },
+        [&](std::size_t number, auto& result) { take(band(number), result); });
 }
 
 }  // namespace brisko::simulator

@@ -24,9 +24,10 @@ TEST(PieceReader, SaysHowEachPieceWasFoundAndWhichPointsItHolds) {
     } cases[] = {
         {"sound", std::string("13000000") + kThree, PieceState::Sound, 3, 23},
         {"without the last byte", std::string("12000000") + kThree, PieceState::Sound, 3, 22},
-        {"too short for its points", std::string("0d000000") + kThree, PieceState::BadStream, 2, 17},
-        {"too long for its points", std::string("14000000") + kThree + "00", PieceState::BadStream, 3,
-         24},
+        {"too short for its points", std::string("0d000000") + kThree, PieceState::BadStream, 2,
+         17},
+        {"too long for its points", std::string("14000000") + kThree + "00", PieceState::BadStream,
+         3, 24},
         {"empty", "00000000", PieceState::BadStream, 0, 4},
         {"impossible length", std::string("89130000") + kThree, PieceState::BadLength, 0, 4},
         {"cut in a point", "13000000 00 0101010101 00 0101", PieceState::CutShort, 1, 13},
