@@ -6,7 +6,7 @@
 #include "scan_folder.h"
 #include "small_scan.h"
 
-#include "support/scan_bytes.h"
+#include "support/conversion_fixture.h"
 
 #include <brisko_codec/brisko_codec.h>
 
@@ -45,41 +45,16 @@ public:
     Calls(BriskoCodec& codec, const ScanFolder& folder) : m_codec(codec), m_folder(folder) {}
 
     void step(Input& in) {
-        test::TestPoint point;
-        switch (in.u8() % 11) {
-            case 0:
-            case 1:
-                open(in.u8());
-                break;
-            case 2:
-                m_codec.Close();
-                m_isOpen = m_started = false;
-                break;
-            case 3:
-                m_started = test::readFirst(m_codec, point);
-                expect(m_isOpen || !m_started);
-                break;
-            case 4:
-                expect(!test::readNext(m_codec, point) || m_isOpen);
-                break;
-            case 5:
-                expectBounds();
-                break;
-            case 6:
-                askGrid();
-                break;
-            case 7:
-                setFrame(m_codec, in.u8() % 2 ? Frame::Aligned : Frame::Scanner);
-                break;
-            case 8:
-                getAlignment(m_codec);
-                break;
-            case 9:
-                readBatch(in.u8() % 9, true);
-                break;
-            default:
-                readBatch(in.u8() % 9, false);
-        }
+        const std::uint8_t what = in.u8() % 11;
+        if (what <= 1) open(in.u8());
+        if (what == 2) close();
+        if (what == 3) readOne(test::readFirst);
+        if (what == 4) readOne(test::readNext);
+        if (what == 5) expectBounds();
+        if (what == 6) askGrid();
+        if (what == 7) setFrame(m_codec, in.u8() % 2 ? Frame::Aligned : Frame::Scanner);
+        if (what == 8) getAlignment(m_codec);
+        if (what >= 9) readBatch(in.u8() % 9, what == 9);
     }
 
 private:
@@ -89,6 +64,14 @@ private:
         const std::size_t name = which % 6;
         m_isOpen = m_codec.Open(name < 5 ? names[name].c_str() : nullptr);
         expect(!m_isOpen || name < 2);
+    }
+    void close() {
+        m_codec.Close();
+        m_isOpen = false;
+    }
+    void readOne(bool (&read)(BriskoCodec&, test::TestPoint&)) {
+        test::TestPoint point;
+        expect(!read(m_codec, point) || m_isOpen);
     }
     void expectBounds() {
         double minimum[3], maximum[3];
@@ -115,17 +98,8 @@ private:
 
     BriskoCodec& m_codec;
     const ScanFolder& m_folder;
-    bool m_isOpen = false, m_started = false;
+    bool m_isOpen = false;
 };
-
-std::vector<test::TestPoint> somePoints(BriskoCodec& codec) {
-    std::vector<test::TestPoint> points;
-    test::TestPoint point;
-    for (bool more = test::readFirst(codec, point); more && points.size() < 100;
-         more = test::readNext(codec, point))
-        points.push_back(point);
-    return points;
-}
 
 void expectAsNew(BriskoCodec& used, const Factory& factory, const std::string& path) {
     const test::CodecPtr<BriskoCodec> fresh(factory());
@@ -133,7 +107,7 @@ void expectAsNew(BriskoCodec& used, const Factory& factory, const std::string& p
     const bool opens = fresh->Open(path.c_str());
     expect(used.Open(path.c_str()) == opens);
     if (!opens) return;
-    const auto expected = somePoints(*fresh), points = somePoints(used);
+    const auto expected = test::readAll(*fresh, 100), points = test::readAll(used, 100);
     expect(points.size() == expected.size());
     for (std::size_t i = 0; i < points.size(); ++i)
         expect(isSame(points[i], expected[i]));
@@ -157,21 +131,13 @@ void run(ByteSpan bytes) {
 }
 
 std::vector<Bytes> seeds() {
-    const Bytes alg = toBytes("CL3_ALG_0.1\n0 -1 0 10\n1 0 0 0\n0 0 1 2.5\n0 0 0 1\n");
-    const Bytes clr =
-        test::ByteWriter()
-            .bytes(test::clrHeader(2, 2, 1, 1))
-            .u8(0)
-            .bytes(test::clrRecords(
-                {{1, 2, 3, 0, 9}, {0, 0, 0, 0, 0}, {70000, 1, 1, 0, 5}, {4, 4, 4, 0, 4}}));
+    const Bytes clr = test::rawScan({.columns = 2, .rows = 3});
     const Bytes calls = {4, 0, 0, 3, 4, 9, 4, 0, 5, 4, 6, 0, 1,
                          3, 7, 1, 4, 2, 4, 3, 1, 2, 5, 8, 0, 5};
     std::vector<Bytes> all;
     for (std::uint8_t factory = 0; factory < std::size(kFactories); ++factory) {
-        Bytes bytes = {factory};
-        const Bytes rest = pieces({calls, alg, smallIndex(), smallScan(), clr});
-        bytes.insert(bytes.end(), rest.begin(), rest.end());
-        all.push_back(bytes);
+        all.push_back(
+            prefixed(factory, pieces({calls, smallAlignment(), smallIndex(), smallScan(), clr})));
     }
     return all;
 }

@@ -79,6 +79,16 @@ void expectWindow(CL3CellReader& reader, const CellWindow& window) {
     }
 }
 
+void expectClosed(CL3CellReader& reader) {
+    reader.close();
+    std::vector<CellPoint> points(1);
+    expect(reader.readCell(0, 0, points[0]) != CellState::Point);
+    reader.readWindow({0, 5, 0, 5}, points);
+    expect(points.empty() && reader.columns() == 0 && reader.endRow() == 0);
+    for (const char* const nowhere : {"", "\xFF.cl3", "/"})
+        expect(!reader.open(nowhere));
+}
+
 void run(ByteSpan bytes) {
     static const ScanFolder folder;
     Input in(bytes);
@@ -102,6 +112,7 @@ void run(ByteSpan bytes) {
         }
         expectWindow(reader, {column, column + size, row, row + size});
     }
+    expectClosed(reader);
 }
 
 std::vector<Bytes> seeds() {

@@ -5,6 +5,7 @@
 #include "same_points.h"
 #include "scan_folder.h"
 #include "slow_clr.h"
+#include "small_scan.h"
 
 #include "support/conversion_fixture.h"
 
@@ -97,7 +98,7 @@ void convertSeries(const ScanFolder& folder, ByteSpan first, ByteSpan second) {
     expect(header.blocks == SlowClrHeader(first).blocks + SlowClrHeader(second).blocks);
     if (!isPlain(merged, header)) return;
     PointsByCell expected;
-    for (const test::TestPoint& p : pointsOf(header, plainCells(merged, header)).points)
+    for (const test::TestPoint& p : pointsOf(header, cellsOf(merged, header)).points)
         expected[{p.column, p.row}] = p;
     expectSamePoints(expected, test::pointsByCell<CL3GridCodec>(folder / "a_000_index.cl3"));
 }
@@ -168,27 +169,19 @@ void run(ByteSpan input) {
 }
 
 std::vector<Bytes> seeds() {
-    const auto seed = [](std::uint8_t kind, const Bytes& rest) {
-        Bytes bytes = {kind};
-        bytes.insert(bytes.end(), rest.begin(), rest.end());
-        return bytes;
-    };
-    const Bytes alg = toBytes("CL3_ALG_0.1\n0 -1 0 10\n1 0 0 0\n0 0 1 2.5\n0 0 0 1\n");
+    const Bytes alg = smallAlignment();
     std::vector<Bytes> all;
     for (const char* model : {"OTHER", "RVX2000", "RXL1000"}) {
         for (const std::uint32_t format : {1U, 2U, 3U}) {
             const auto part = [&](std::uint32_t blocks) {
                 return test::rawScan({model, format, blocks, 3, 4, format});
             };
-            all.push_back(seed(0, pieces({alg, part(2)})));
-            all.push_back(seed(2, pieces({part(1), part(2)})));
+            all.push_back(prefixed(0, pieces({alg, part(2)})));
+            all.push_back(prefixed(2, pieces({part(1), part(2)})));
         }
     }
-    const test::TestPoint a{1.5, -2, 0.25, 1100, 1, 2, 3, 0, 0}, b{0, 0, -7, 0, 0, 0, 0, 0, 0};
-    const Bytes index =
-        test::ByteWriter().bytes(test::ijHeader(2, 2, 2)).bytes(test::ijTile(0, 0, {0, 1, 2, 0}));
-    const Bytes scan = test::ByteWriter().bytes(test::cl3Header(1)).bytes(test::cl3Block({a, b}));
-    all.push_back(seed(1, pieces({alg, index, scan})));
+    all.push_back(prefixed(1, pieces({alg, smallIndex(), smallScan()})));
+    const test::TestPoint a{1.5, -2, 0.25, 1100, 1, 2, 3, 0, 0};
     // Azimuths from 0 to 360, zenith angles from 0 to 180 degrees: a large grid, and small ones in which
     // many points meet in a cell, more than there are cells in the end.
     for (const auto& [step, count] : {std::pair(10.0F, 1), {90.0F, 3}, {90.0F, 4}, {90.0F, 9}}) {
@@ -196,7 +189,7 @@ std::vector<Bytes> seeds() {
         Bytes lone = test::ByteWriter().bytes(test::cl3Header(1)).bytes(test::cl3Block(points));
         const Bytes angles = test::ByteWriter().f32(0).f32(0).f32(360).f32(180).f32(step).f32(step);
         std::copy(angles.begin(), angles.end(), lone.begin() + 86);
-        all.push_back(seed(3, pieces({alg, lone})));
+        all.push_back(prefixed(3, pieces({alg, lone})));
     }
     return all;
 }

@@ -77,6 +77,9 @@ void run(ByteSpan input) {
         files.step(in);
     file.Close();
     expect(!file.HasFailed());
+    std::uint8_t byte = 0;
+    expect(!file.Seek(0) && !file.Write(&byte, 1) && !file.SetLength(1) && !file.GetRecord(0, 0));
+    expect(file.GetPosition() == 0 && !file.WriteFileHeader(&byte, 1));
     expect(test::readFile(folder / "data") == bytes);
 }
 

@@ -32,16 +32,22 @@ constexpr int kLowestOfFour = 41;  // four bytes of which the lowest counts
 const Fields kCl3Fields = {32, 12, 4, 4, 12, 8, 6, 4, 4, 4, 4, 4, 4, 4, 4, 4, 1};
 const Fields kClrFields = {32, 12, 4, 4, 12, 8, 6, -2, 4, 4, 4, 4, 4, 4, 4, 4, kLowestOfFour, 4};
 
-/// The bytes that reading and writing leaves.
+/// What the fields of a header hold before it is read.
+constexpr std::uint8_t kBefore = 0x5A;
+
+/// The bytes that reading and writing leaves: what a short file lacks keeps its value.
 Bytes wholeFields(ByteSpan bytes, const Fields& fields) {
     Bytes kept;
     for (const int field : fields) {
         const auto width = field == kLowestOfFour ? 4 : static_cast<std::size_t>(std::abs(field));
         const std::size_t at = kept.size();
         kept.resize(at + width);
-        if (field < 0 || at + width > bytes.size()) continue;
-        std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(at),
-                    field == kLowestOfFour ? 1 : width, kept.data() + at);
+        if (field < 0) continue;
+        const std::size_t counted = field == kLowestOfFour ? 1 : width;
+        if (at + width > bytes.size())
+            std::fill_n(kept.begin() + static_cast<std::ptrdiff_t>(at), counted, kBefore);
+        else
+            std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(at), counted, kept.data() + at);
     }
     return kept;
 }
@@ -51,6 +57,8 @@ void expectHeader(ByteSpan input, const Fields& fields) {
     const Bytes expected = wholeFields(input, fields);
     Bytes in = toBytes(input.first(std::min(input.size(), expected.size())));
     Header header;
+    Bytes before(expected.size(), kBefore);
+    header.Read(openBytes(before, "rb").get());
     if (!in.empty()) header.Read(openBytes(in, "rb").get());
     Bytes out(expected.size() + 1, 0xEE);
     header.Write(openBytes(out, "wb").get());

@@ -41,7 +41,7 @@ public:
         m_bytes = m_bytes.subspan(piece.size());
         return piece;
     }
-    /// A piece with its length in front.
+    /// A piece that follows its length.
     ByteSpan takePiece() {
         const std::size_t length = u16();
         return take(length);
@@ -64,6 +64,12 @@ inline Bytes pieces(std::initializer_list<Bytes> all) {
         bytes.insert(bytes.end(), piece.begin(), piece.end());
     }
     return bytes;
+}
+
+/// A byte before others, as u8 takes it.
+inline Bytes prefixed(std::uint8_t first, Bytes rest) {
+    rest.insert(rest.begin(), first);
+    return rest;
 }
 
 inline Bytes toBytes(ByteSpan bytes) {

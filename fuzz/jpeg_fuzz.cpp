@@ -1,4 +1,4 @@
-// Photos: a decoded one has the size that its header tells, and its turned forms hold the same pixels.
+// Photos: a decoded one has the size that its header gives, and its turned forms hold the same pixels.
 
 #include "scan_folder.h"
 
@@ -21,13 +21,16 @@ std::optional<DecodedImage> decode(const std::string& path, Turn turn) {
     }
 }
 
-void expectTurned(const DecodedImage& image, const DecodedImage& half) {
-    expect(half.columns() == image.columns() && half.rows() == image.rows());
-    for (int row = 0; row < image.rows(); ++row) {
-        for (int column = 0; column < image.columns(); ++column) {
-            const std::uint8_t* const there =
-                half.pixel(image.columns() - 1 - column, image.rows() - 1 - row);
-            expect(std::equal(there, there + 3, image.pixel(column, row)));
+void expectTurned(const DecodedImage& image, const DecodedImage& half,
+                  const DecodedImage& quarter) {
+    const int columns = image.columns(), rows = image.rows();
+    expect(half.columns() == columns && half.rows() == rows);
+    expect(quarter.columns() == rows && quarter.rows() == columns);
+    for (int row = 0; row < rows; ++row) {
+        for (int column = 0; column < columns; ++column) {
+            const std::uint8_t* const here = image.pixel(column, row);
+            expect(std::equal(here, here + 3, half.pixel(columns - 1 - column, rows - 1 - row)));
+            expect(std::equal(here, here + 3, quarter.pixel(row, columns - 1 - column)));
         }
     }
 }
@@ -49,7 +52,7 @@ void run(ByteSpan input) {
     expect(image.has_value() == half.has_value());
     if (!image) return;
     expect(image->columns() == size.width && image->rows() == size.height);
-    expectTurned(*image, *half);
+    expectTurned(*image, *half, decode(path, Turn::Quarter).value());
 }
 
 std::vector<Bytes> seeds() {
@@ -57,7 +60,8 @@ std::vector<Bytes> seeds() {
         return test::Rgb{static_cast<std::uint8_t>(9 * column), static_cast<std::uint8_t>(5 * row),
                          7};
     };
-    return {test::jpegBytes(20, 13, paint), test::jpegBytes(8, 8, test::grey(90))};
+    return {test::jpegBytes(200, 130, paint), test::jpegBytes(20, 13, paint),
+            test::jpegBytes(8, 8, test::grey(90))};
 }
 
 const Registered registered({"jpeg", run, seeds});

@@ -19,10 +19,14 @@ using vexo::ProgressTracker;
 
 class Monitor : public vexo::ProgressMonitor {
 public:
-    void onStart(const std::string&) override { ++open; }
+    void onStart(const std::string&) override {
+        ++open;
+        if (script.u8() % 4 == 1) expectRefused(script.u8() % 7);
+    }
     void onFinish() override {
         expect(open > 0);
         --open;
+        if (script.u8() % 4 == 1) expectRefused(script.u8() % 7);
     }
     ProgressRequest onUpdate(const std::string&, float percentage, bool pausable,
                              bool cancellable) override {
@@ -31,8 +35,8 @@ public:
         const std::uint8_t answer = script.u8() % 16;
         if (answer == 1) throw 42;
         if (answer == 2) return ProgressRequest::Cancel;
-        if (answer == 4) expectRefused(script.u8() % 4);
-        // Would wait for ever where it can be followed.
+        if (answer == 4) expectRefused(script.u8() % 7);
+        // Would wait without end where it can be followed.
         if (answer == 3 && !pausable) return ProgressRequest::Pause;
         cancelSeen = cancelSeen || cancellable;
         return ProgressRequest::Continue;
@@ -51,8 +55,12 @@ private:
             if (call == 1) tracker->removeMonitor(this);
             if (call == 2) tracker->resume();
             if (call == 3) tracker->requestCancel();
-        } catch (const std::logic_error&) {
-            return;
+            if (call == 4) tracker->clearCancel();
+            if (call == 5) static_cast<void>(tracker->currentName());
+            if (call == 6) const vexo::Progress nested(tracker, "nested");
+        } catch (const std::logic_error& error) {
+            return expect(error.what() ==
+                          std::string_view("Cannot act on a tracker from its own monitor!"));
         }
         expect(false);
     }
@@ -69,30 +77,27 @@ public:
     void step(Input& in) {
         const std::uint8_t what = in.u8() % 8;
         const std::uint32_t number = in.u16();
-        if (what < 2 && m_open.size() < 20) {
-            m_open.push_back(std::make_unique<DefiniteProgress>(&m_tracker, "p", number));
-            m_steps.resize(m_open.size());
-            m_steps.back() = number;
-        } else if (what == 2) {
-            m_tracker.requestCancel();
-        } else if (what == 3) {
-            m_tracker.resume();
-        } else if (m_open.empty()) {
-            return;
-        } else if (what == 4) {
-            m_open.pop_back();
-            m_steps.pop_back();
-        } else if (what == 5) {
-            m_open.back()->setCancellable((number & 1) != 0);
-            m_open.back()->setPausable((number & 2) != 0);
-        } else if (what == 6) {
-            m_open.back()->checkCancel();
-        } else {
-            move(number);
-        }
+        if (what < 2 && m_open.size() < 20) return start(number);
+        if (what == 2) return m_tracker.requestCancel();
+        if (what == 3) return m_tracker.resume();
+        if (m_open.empty()) return;
+        if (what == 4) return finish();
+        if (what == 6) return m_open.back()->checkCancel();
+        if (what != 5) return move(number);
+        m_open.back()->setCancellable((number & 1) != 0);
+        m_open.back()->setPausable((number & 2) != 0);
     }
 
 private:
+    void start(std::uint32_t steps) {
+        m_open.push_back(std::make_unique<DefiniteProgress>(&m_tracker, "p", steps));
+        m_steps.resize(m_open.size());
+        m_steps.back() = steps;
+    }
+    void finish() {
+        m_open.pop_back();
+        m_steps.pop_back();
+    }
     /// Mostly the progress on top, sometimes one that may not be moved now.
     void move(std::uint32_t number) {
         const std::size_t which = number % 8 == 7 ? 0 : m_open.size() - 1;
@@ -141,7 +146,10 @@ void run(ByteSpan input) {
 std::vector<Bytes> seeds() {
     const Bytes steps = {0, 10, 0, 5, 1, 0, 7, 5, 0, 1, 200, 0, 7, 40, 0, 7, 80, 0,
                          2, 0,  0, 6, 0, 0, 4, 0, 0, 0, 3,   0, 7, 3,  0, 7, 2,  0};
-    return {pieces({{}, {}, steps}), pieces({{0, 2, 1}, {3, 4, 0, 4, 1, 4, 2, 4, 3}, steps})};
+    Bytes calls = {3};
+    for (std::uint8_t call = 0; call < 7; ++call)
+        calls.insert(calls.end(), {4, call, 1, call});
+    return {pieces({{}, {}, steps}), pieces({{0, 2, 1}, calls, steps})};
 }
 
 const Registered registered({"progress", run, seeds});

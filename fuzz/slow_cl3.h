@@ -14,7 +14,7 @@ Number numberAt(ByteSpan bytes, std::uint64_t at) {
     return number;
 }
 
-/// The bytes of a file item by item, as a reader sees them that was told of more items than there
+/// The bytes of a file item by item, as a reader sees them whose header claims more items than there
 /// are: what the file lacks stays as it was at that place of the batch.
 class SlowItems {
 public:
@@ -24,7 +24,7 @@ public:
     SlowItems(ByteSpan bytes, std::uint64_t at) : m_bytes(bytes), m_at(at) {}
 
     bool atEnd() const { return m_ended || m_at >= m_bytes.size(); }
-    /// As much of a piece in front of items as there is.
+    /// As much of a piece before the items as there is.
     ByteSpan takeFront(std::size_t size) {
         if (atEnd()) return {};
         const ByteSpan front =

@@ -120,6 +120,15 @@ struct Unpacked {
     Bytes plain;
     bool damaged = false;  // ends at a piece of a length that none has
     bool cut = false;      // the file ends before the last piece
+
+    /// The plain records after the header of their file.
+    Bytes asFile(ByteSpan packed) const {
+        Bytes file(packed.begin(),
+                   packed.begin() + std::min<std::ptrdiff_t>(std::ssize(packed), 120));
+        file.resize(120);
+        file.insert(file.end(), plain.begin(), plain.end());
+        return file;
+    }
 };
 
 /// Stops where the file ends, unless what it lacks is wanted as zeros.
@@ -128,8 +137,9 @@ inline Unpacked unpack(ByteSpan bytes, const SlowClrHeader& header, bool padded)
     std::size_t at = 120;
     const auto rows = static_cast<std::size_t>(header.hasCells() ? header.rows : 0);
     for (std::uint32_t block = 0; block < header.blocks; ++block) {
-        out.plain.push_back(at < bytes.size() ? bytes[at] : std::uint8_t{0});
         out.cut = out.cut || at >= bytes.size();
+        if (out.cut && !padded) return out;
+        out.plain.push_back(out.cut ? std::uint8_t{0} : bytes[at]);
         ++at;
         for (std::int64_t line = 0; rows > 0 && line < header.columns; ++line) {
             for (std::size_t done = 0; done < rows; done += kPiece) {
@@ -160,10 +170,12 @@ inline bool isPlain(ByteSpan bytes, const SlowClrHeader& header) {
                double(bytes.size());
 }
 
-/// The cells of plain blocks. Those that no block holds are left out at the end.
-inline std::vector<ClrRecord> plainCells(ByteSpan bytes, const SlowClrHeader& header) {
+/// The cells of a scan. Those that no block holds are left out at the end.
+inline std::vector<ClrRecord> cellsOf(ByteSpan bytes, const SlowClrHeader& header) {
     std::vector<ClrRecord> cells;
     if (!header.hasCells() || header.blocks == 0) return cells;
+    Bytes unpacked;
+    if (!isPlain(bytes, header)) bytes = unpacked = unpack(bytes, header, false).asFile(bytes);
     for (std::uint64_t i = 0; i < header.cells() && 121 + 20 * i + 20 <= bytes.size(); ++i) {
         SlowMerge merge;
         std::uint64_t start = 120;

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "target.h"
+#include "input.h"
 
 #include "support/scan_bytes.h"
 
-/// A scan of 3 x 2 cells in two tiles, with three points, for seeds.
+/// A scan of 3 x 2 cells in two tiles, with three points and an alignment, for seeds.
 namespace brisko::fuzz {
 
 inline Bytes smallScan() {
@@ -13,6 +13,10 @@ inline Bytes smallScan() {
         .bytes(test::cl3Header(2))
         .bytes(test::cl3Block({a, b}))
         .bytes(test::cl3Block({b}));
+}
+
+inline Bytes smallAlignment() {
+    return toBytes("CL3_ALG_0.1\n0 -1 0 10\n1 0 0 0\n0 0 1 2.5\n0 0 0 1\n");
 }
 
 inline Bytes smallIndex() {

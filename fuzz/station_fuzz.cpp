@@ -79,24 +79,13 @@ std::vector<Bytes> seeds() {
     const Bytes angles = test::angleFile(10, 5);
     text.code = 1;
     const Bytes classic = test::classicCalibration(text), paired = test::pairedCalibration(text);
-    const Bytes newer = test::newerCalibration(text);
-    return {
-        pieces({points, classic, {}, {}, {}, {}, angles, {}, {}, {}}),
-        pieces(
-            {points, {}, paired, paired, {}, toBytes("WCAMSTEP=30STEP\n"), {}, angles, angles, {}}),
-        pieces({points, {}, {}, {}, newer, {}, angles, {}, {}, {}}),
-        pieces({points,
-                {},
-                {},
-                {},
-                {},
-                {},
-                {},
-                {},
-                {},
-                toBytes("10\n10 0.12 0.16 1e-4\n"),
-                toBytes("0 0 1\n90 -90 0\n"),
-                {}})};
+    const Bytes newer = test::newerCalibration(text), step = toBytes("WCAMSTEP=30STEP\n");
+    const Bytes interior = toBytes("10\n10 0.12 0.16 1e-4\n");
+    const Bytes exterior = toBytes("0 0 1\n90 -90 0\n");
+    return {pieces({points, classic, {}, {}, {}, {}, angles, {}, {}, {}}),
+            pieces({points, {}, paired, paired, {}, step, {}, angles, angles, {}}),
+            pieces({points, {}, {}, {}, newer, {}, angles, {}, {}, {}}),
+            pieces({points, {}, {}, {}, {}, {}, {}, {}, {}, interior, exterior, {}})};
 }
 
 const Registered registered({"station", run, seeds});

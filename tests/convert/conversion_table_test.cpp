@@ -1,4 +1,5 @@
-// What becomes of a scan, by its name, model, point format and number of blocks.
+// What becomes of a scan, by its name, model, point format and number of blocks; what conversions report of
+// their stages, and what they never write over.
 
 #include "support/conversion_fixture.h"
 
@@ -120,7 +121,7 @@ TEST(ClrConversion, MergesASeriesFirst) {
         const std::string name = "a_00" + std::to_string(part) + ".clr";
         writeFile(folder / name, rawScan({.model = "RVX2000", .seed = part + 1}));
     }
-    writeFile(folder / "a_004.clr", "behind the gap: not looked at");
+    writeFile(folder / "a_004.clr", "after the gap: not read");
     EXPECT_TRUE(ConvertClrToCl3Indexed(folder / "a_000.clr"));
     EXPECT_EQ(folder.names(),
               (Names{"a.clr", "a_000.clr", "a_000_index.alg", "a_000_index.cl3", "a_000_index.ij",
@@ -133,11 +134,11 @@ TEST(ClrConversion, MergesASeriesFirst) {
 }
 
 TEST(ClrConversion, ASeriesIsAlignedLikeItsFirstScan) {
-    const test::SilentOutput silent;
+    const SilentOutput silent;
     for (const char* model : {"RVX2000", "OTHER"}) {
         const TempFolder folder;
         for (const char* name : {"a_000.clr", "a_001.clr"})
-            test::writeFile(folder / name, test::rawScan({.model = model}));
+            writeFile(folder / name, rawScan({.model = model}));
         writeAlignmentFile((folder / "a_000.alg").c_str(), kMatrix, {});
         EXPECT_TRUE(ConvertClrToCl3Indexed(folder / "a_000.clr"));
         double matrix[16] = {};
@@ -147,20 +148,19 @@ TEST(ClrConversion, ASeriesIsAlignedLikeItsFirstScan) {
 }
 
 TEST(ClrConversion, AScanWithoutCellsIsNoReasonToStop) {
-    const test::SilentOutput silent;
+    const SilentOutput silent;
     const struct {
         const char* what;
-        test::Bytes bytes;
+        Bytes bytes;
         bool hasFiles;
     } cases[] = {
         {"an empty file", {}, false},
-        {"no columns", test::rawScan({.model = "RVX2000", .columns = 0}), true},
-        {"less than no columns", test::rawScan({.model = "RVX2000", .format = 3, .columns = -1}),
-         false},
+        {"no columns", rawScan({.model = "RVX2000", .columns = 0}), true},
+        {"less than no columns", rawScan({.model = "RVX2000", .format = 3, .columns = -1}), false},
     };
     for (const auto& c : cases) {
         const TempFolder folder;
-        test::writeFile(folder / "scan.clr", c.bytes);
+        writeFile(folder / "scan.clr", c.bytes);
         vexo::ProgressTracker tracker;
         EXPECT_TRUE(ClrToCl3IjIndexed(folder / "scan.clr", &tracker)) << c.what;
         EXPECT_EQ(newFiles(folder, {"scan.clr"}), c.hasFiles ? kIndexed : kNothing) << c.what;
@@ -170,23 +170,11 @@ TEST(ClrConversion, AScanWithoutCellsIsNoReasonToStop) {
 TEST(ClrConversion, APathNamesWhatItShows) {
     const TempFolder folder;
     using namespace std::string_literals;
-    test::writeFile(folder / "a.clr", test::rawScan({}));
+    writeFile(folder / "a.clr", rawScan({}));
     const std::string shown = folder / "a.clr";
     EXPECT_FALSE(ConvertClrToCl3Indexed(shown + "\0.clr"s));
     EXPECT_FALSE(ConvertCl3ToCl3Indexed(shown + "\0_index.cl3"s));
     EXPECT_EQ(folder.names(), Names{"a.clr"});
-}
-
-TEST(ClrConversion, RefusesSeriesThatDoNotFitTogether) {
-    const SilentOutput silent;
-    const RawSpec others[] = {{.rows = 16}, {.columns = 22}, {.format = 2}};
-    for (const RawSpec& other : others) {
-        const TempFolder folder;
-        writeFile(folder / "a_000.clr", rawScan({}));
-        writeFile(folder / "a_001.clr", rawScan(other));
-        EXPECT_FALSE(ConvertClrToCl3Indexed(folder / "a_000.clr"));
-        EXPECT_EQ(folder.names(), (Names{"a_000.clr", "a_001.clr"}));
-    }
 }
 
 TEST(ClrConversion, RefusesClaimsThatTheFileCannotBack) {
@@ -283,13 +271,9 @@ TEST(Cl3Conversion, RefusesScansThatAreNotWhole) {
             Bytes index = readFile(folder / "scan.ij");
             if (damage == std::string("scan")) scan.resize(scan.size() - 1);
             if (damage == std::string("index")) index.resize(index.size() - 1);
-            if (damage == std::string("index of another scan")) {
+            if (damage == std::string("index of another scan"))
                 std::fill(index.begin() + 60, index.begin() + 60 + 400, std::uint8_t{0});
-            }
-            if (damage == std::string("entry")) {
-                // One more cell says that it holds a point. Cell (0, 0) is empty in this scan.
-                index[60] = 1;
-            }
+            if (damage == std::string("entry")) index[60] = 1;  // cell (0, 0) has no point
             writeFile(folder / "scan.cl3", scan);
             writeFile(folder / "scan.ij", index);
             EXPECT_FALSE(ConvertCl3ToCl3Indexed(folder / "scan.cl3")) << damage << tileSize;
@@ -330,10 +314,54 @@ TEST(Conversion, SaysWhyItFailedAndWhichFileIsAtFault) {
         EXPECT_EQ(result.problem, c.problem) << c.name;
         EXPECT_EQ(result.file, *c.file ? folder / c.file : "") << c.name;
         EXPECT_EQ(result.text.empty(), c.problem == None) << c.name;
+        const bool isCut = result.text.find("is not whole") != std::string::npos;
+        EXPECT_EQ(isCut, c.name == std::string("scan.cl3")) << result.text;
     }
     EXPECT_TRUE(ConvertClrToCl3Indexed(folder / "shut.clr")) << "true whatever happens";
     writeFile(folder / "scan.cl3", cutTo(readFile(folder / "scan.cl3"), 500));
     EXPECT_EQ(indexScanByAngles(folder / "scan.cl3", folder / "b.cl3", nullptr).problem, Damaged);
+}
+
+TEST(Conversions, ReportsItsStagesByTheirLabels) {
+    const SilentOutput silent;
+    const TempFolder folder;
+    for (const char* name : {"a_000.clr", "a_001.clr"})
+        writeFile(folder / name, rawScan({}));
+    vexo::ProgressTracker tracker;
+    CountingMonitor monitor;
+    tracker.addMonitor(&monitor);
+    EXPECT_TRUE(ClrToCl3IjIndexed(folder / "a_000.clr", &tracker));
+    EXPECT_EQ(monitor.names, (std::vector<std::string>{"Pcp combineMultiCLR", "Pcp SortCLR",
+                                                       "Convert CLR to CL3", "Pcp Indexing1"}));
+}
+
+TEST(Conversions, OutputsThatCannotBeReplacedStay) {
+    const SilentOutput silent;
+    const TempFolder folder;
+    writeFile(folder / "a.clr", rawScan({.model = "RXL1000", .format = 3}));
+    std::filesystem::create_directory(folder / "a_index.cl3");
+    EXPECT_FALSE(ConvertClrToCl3Indexed(folder / "a.clr"));
+    EXPECT_TRUE(std::filesystem::is_directory(folder / "a_index.cl3"));
+
+    // A link is followed; one that leads to the input is refused.
+    std::filesystem::remove(folder / "a_index.cl3");
+    std::filesystem::create_symlink(folder / "a.clr", folder / "a_index.cl3");
+    const auto input = readFile(folder / "a.clr");
+    EXPECT_FALSE(ConvertClrToCl3Indexed(folder / "a.clr"));
+    EXPECT_EQ(readFile(folder / "a.clr"), input);
+}
+
+TEST(Conversions, TheUsersAlignmentIsNeverWritten) {
+    const SilentOutput silent;
+    const TempFolder folder;
+    writeFile(folder / "a_index.clr", rawScan({}));
+    const std::string alignment =
+        "CL3_ALG_0.1\n1 0 0 5\n0 1 0 6\n0 0 1 7\n0 0 0 1\n2200\n1\n1\nhand-made\n";
+    writeFile(folder / "a_index.alg", alignment);
+    EXPECT_TRUE(ConvertClrToCl3Indexed(folder / "a_index.clr"));
+    EXPECT_EQ(readText(folder / "a_index.alg"), alignment);
+    EXPECT_EQ(pointsByCell<CL3GridCodec>(folder / "a_index.cl3"),
+              pointsByCell<CLRGridCodec>(folder / "a_index.clr"));
 }
 
 }  // namespace

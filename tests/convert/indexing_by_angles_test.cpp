@@ -131,27 +131,9 @@ TEST(IndexByAngles, RefusesWhatItCannotPlace) {
     EXPECT_FALSE(indexCL3ByAngles(folder / "full.cl3", folder / "out.txt", nullptr));
     EXPECT_FALSE(indexCL3ByAngles(folder / "full.cl3", folder / "full.cl3", nullptr));
     EXPECT_EQ(contentsOf(folder), before);
-}
-
-TEST(IndexByAngles, CancelsWithoutATrace) {
-    const SilentOutput silent;
-    const Angles angles{0, 360, 20, 150, 600, 40, false};
-    std::vector<TestPoint> points;
-    for (std::uint32_t i = 0; i < 600 * 40; ++i)
-        points.push_back(pointIn(angles, i / 40, i % 40, 3, 0.2));
-    const TempFolder folder;
-    writePlain(folder / "lone.cl3", angles, points);
-    for (const int at : {1, 10, 25}) {
-        vexo::ProgressTracker tracker;
-        CountingMonitor monitor;
-        monitor.cancelAt = at;
-        tracker.addMonitor(&monitor);
-        EXPECT_THROW(indexCL3ByAngles(folder / "lone.cl3", folder / "out.cl3", &tracker),
-                     vexo::CancelProgressRequest)
-            << at;
-        EXPECT_EQ(monitor.starts, monitor.finishes);
-        EXPECT_EQ(folder.names(), std::vector<std::string>{"lone.cl3"});
-    }
+    writePlain(folder / "filled.cl3", {0, 360, 0, 180, 8, 1, false},
+               {many.begin() + 1, many.end()});
+    EXPECT_TRUE(indexCL3ByAngles(folder / "filled.cl3", folder / "out.cl3", nullptr));
 }
 
 TEST(FreeCells, TakeTheNearestCellUntilTheBandIsFull) {

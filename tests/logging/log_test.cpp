@@ -50,7 +50,7 @@ struct Seen {
     bool operator==(const Seen&) const = default;
 };
 
-/// Keeps what arrives; throws instead where it is told to.
+/// Keeps what arrives; throws instead when asked to.
 class Memory : public logging::sinks::basic_sink_backend<logging::sinks::synchronized_feeding> {
 public:
     void consume(const logging::record_view& record) {

@@ -8,7 +8,7 @@ namespace brisko::test {
 
 namespace {
 
-RawRecord randomRecord(std::mt19937& random) {
+ClrRecord randomRecord(std::mt19937& random) {
     if (random() % 4 == 0) return {};
     const auto coordinate = [&random] {
         return static_cast<std::int32_t>(random() % 400'001) - 200'000;
@@ -29,18 +29,10 @@ Bytes rawScan(const RawSpec& spec) {
     for (std::uint32_t block = 0; block < spec.blocks; ++block) {
         out.u8(0);
         for (std::int32_t column = 0; column < spec.columns; ++column) {
-            std::vector<RawRecord> line;
+            std::vector<ClrRecord> line;
             for (std::int32_t row = 0; row < spec.rows; ++row)
                 line.push_back(randomRecord(random));
-            Bytes bytes;
-            if (spec.format == 2) {
-                encodeCompressedLine(line.data(), line.size(), bytes);
-            } else {
-                for (const RawRecord& r : line)
-                    bytes.insert(bytes.end(), reinterpret_cast<const std::uint8_t*>(&r),
-                                 reinterpret_cast<const std::uint8_t*>(&r + 1));
-            }
-            out.bytes(bytes);
+            out.bytes(spec.format == 2 ? compressedLine(line) : clrRecords(line));
         }
     }
     return out;

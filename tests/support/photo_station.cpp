@@ -46,7 +46,7 @@ ByteWriter calibrationHead(const CalibrationText& text, std::size_t leastCoeffic
     out.i32(static_cast<std::int32_t>(text.coefficients.size()));
     for (const double coefficient : text.coefficients)
         out.f64(coefficient);
-    // What fills the block up is not 0 here: whoever takes it for a coefficient is found out.
+    // What fills the block up is not 0 here: a reader that takes it for a coefficient is found out.
     for (std::size_t i = text.coefficients.size(); i < leastCoefficients; ++i)
         out.f64(777);
     out.f64(text.px).f64(text.py);

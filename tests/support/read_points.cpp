@@ -1,5 +1,7 @@
 #include "support/read_points.h"
 
+#include <algorithm>
+
 namespace brisko::test {
 
 namespace {
@@ -25,15 +27,15 @@ bool readNext(BriskoCodec& codec, TestPoint& point) {
     return read(codec, point, false);
 }
 
-std::vector<TestPoint> readAll(BriskoCodec& codec) {
+std::vector<TestPoint> readAll(BriskoCodec& codec, std::size_t most) {
     std::vector<TestPoint> points;
     TestPoint point;
-    for (bool more = readFirst(codec, point); more; more = readNext(codec, point))
+    while (points.size() < most && read(codec, point, points.empty()))
         points.push_back(point);
     return points;
 }
 
-std::vector<TestPoint> readAllBatched(BriskoCodec& codec, std::size_t capacity) {
+std::vector<TestPoint> readAllBatched(BriskoCodec& codec, std::size_t capacity, std::size_t most) {
     std::vector<double> positions(3 * capacity);
     std::vector<float> intensities(capacity);
     std::vector<std::uint8_t> colours(3 * capacity);
@@ -42,14 +44,16 @@ std::vector<TestPoint> readAllBatched(BriskoCodec& codec, std::size_t capacity) 
                              rows.data()};
     PointBatchReader reader(codec);
     std::vector<TestPoint> points;
-    std::size_t count = reader.readFirst(arrays, capacity);
-    while (count > 0) {
+    while (points.size() < most) {
+        const std::size_t wanted = std::min(capacity, most - points.size());
+        const std::size_t count =
+            points.empty() ? reader.readFirst(arrays, wanted) : reader.readNext(arrays, wanted);
+        if (count == 0) break;
         for (std::size_t i = 0; i < count; ++i) {
             points.push_back({positions[3 * i], positions[3 * i + 1], positions[3 * i + 2],
                               intensities[i], colours[3 * i], colours[3 * i + 1],
                               colours[3 * i + 2], columns[i], rows[i]});
         }
-        count = reader.readNext(arrays, capacity);
     }
     return points;
 }

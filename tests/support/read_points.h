@@ -23,10 +23,11 @@ CodecPtr<Codec> openScan(const std::string& path) {
     return codec;
 }
 
-/// A whole pass. Plain codecs give column and row 0.
-std::vector<TestPoint> readAll(BriskoCodec& codec);
+/// A pass, whole or of so many points at most. Plain codecs give column and row 0.
+std::vector<TestPoint> readAll(BriskoCodec& codec, std::size_t most = SIZE_MAX);
 /// The same through the batch interface, so many points at a time.
-std::vector<TestPoint> readAllBatched(BriskoCodec& codec, std::size_t capacity);
+std::vector<TestPoint> readAllBatched(BriskoCodec& codec, std::size_t capacity,
+                                      std::size_t most = SIZE_MAX);
 
 /// One call of the codec into a point; false leaves what the call left.
 bool readFirst(BriskoCodec& codec, TestPoint& point);

@@ -3,36 +3,8 @@
 #include <brisko_codec/compressed_lines.h>
 
 #include <algorithm>
-#include <cstring>
 
 namespace brisko::test {
-
-namespace {
-
-template <class Number>
-void append(Bytes& bytes, Number value) {
-    std::uint8_t raw[sizeof value];
-    std::memcpy(raw, &value, sizeof value);
-    bytes.insert(bytes.end(), std::begin(raw), std::end(raw));
-}
-
-}  // namespace
-
-ByteWriter& ByteWriter::u8(std::uint8_t value) {
-    return append(m_bytes, value), *this;
-}
-ByteWriter& ByteWriter::u32(std::uint32_t value) {
-    return append(m_bytes, value), *this;
-}
-ByteWriter& ByteWriter::i32(std::int32_t value) {
-    return append(m_bytes, value), *this;
-}
-ByteWriter& ByteWriter::f32(float value) {
-    return append(m_bytes, value), *this;
-}
-ByteWriter& ByteWriter::f64(double value) {
-    return append(m_bytes, value), *this;
-}
 
 ByteWriter& ByteWriter::text(const std::string& value, std::size_t width) {
     std::string padded = value;
@@ -55,10 +27,6 @@ Bytes cl3Header(std::uint32_t blockCount, std::uint8_t pointFormat) {
         .u8(pointFormat);
 }
 
-Bytes cl3Block(const std::vector<TestPoint>& points) {
-    return cl3Block(points, static_cast<std::uint32_t>(points.size()));
-}
-
 Bytes cl3Block(const std::vector<TestPoint>& points, std::uint32_t announcedCount) {
     ByteWriter out;
     out.u32(announcedCount).u8(0);
@@ -69,19 +37,22 @@ Bytes cl3Block(const std::vector<TestPoint>& points, std::uint32_t announcedCoun
 }
 
 Bytes ijHeader(std::uint32_t columns, std::uint32_t rows, std::uint32_t tileSize) {
-    const std::uint32_t tiles =
-        tileSize == 0 ? 0
-                      : ((columns + tileSize - 1) / tileSize) * ((rows + tileSize - 1) / tileSize);
-    return ByteWriter().text("CL3_IJ_0.2", 32).u32(tiles).u32(columns).u32(rows).u32(tileSize);
+    const auto tiles = [tileSize](std::uint32_t cells) {
+        return tileSize == 0 ? 0 : (cells + tileSize - 1) / tileSize;
+    };
+    return ByteWriter()
+        .text("CL3_IJ_0.2", 32)
+        .u32(tiles(columns) * tiles(rows))
+        .u32(columns)
+        .u32(rows)
+        .u32(tileSize);
 }
 
 Bytes ijTile(std::uint32_t columnTile, std::uint32_t rowTile,
              const std::vector<std::uint32_t>& entries) {
     ByteWriter out;
-    out.u32(columnTile)
-        .u32(rowTile)
-        .u32(static_cast<std::uint32_t>(entries.size() - static_cast<std::size_t>(std::count(
-                                                             entries.begin(), entries.end(), 0U))));
+    const auto empty = std::count(entries.begin(), entries.end(), 0U);
+    out.u32(columnTile).u32(rowTile).u32(static_cast<std::uint32_t>(std::ssize(entries) - empty));
     for (const std::uint32_t entry : entries)
         out.u32(entry);
     return out;

@@ -11,11 +11,11 @@ namespace brisko::test {
 
 class ByteWriter {
 public:
-    ByteWriter& u8(std::uint8_t value);
-    ByteWriter& u32(std::uint32_t value);
-    ByteWriter& i32(std::int32_t value);
-    ByteWriter& f32(float value);
-    ByteWriter& f64(double value);
+    ByteWriter& u8(std::uint8_t value) { return append(value); }
+    ByteWriter& u32(std::uint32_t value) { return append(value); }
+    ByteWriter& i32(std::int32_t value) { return append(value); }
+    ByteWriter& f32(float value) { return append(value); }
+    ByteWriter& f64(double value) { return append(value); }
     /// Text padded with NULs to a width.
     ByteWriter& text(const std::string& value, std::size_t width);
     ByteWriter& bytes(const Bytes& more);
@@ -24,6 +24,13 @@ public:
     operator const Bytes&() const { return m_bytes; }
 
 private:
+    template <class Number>
+    ByteWriter& append(Number value) {
+        const auto* const raw = reinterpret_cast<const std::uint8_t*>(&value);
+        m_bytes.insert(m_bytes.end(), raw, raw + sizeof value);
+        return *this;
+    }
+
     Bytes m_bytes;
 };
 
@@ -40,8 +47,10 @@ struct TestPoint {
 /// The 115 bytes of a CL3 header.
 Bytes cl3Header(std::uint32_t blockCount, std::uint8_t pointFormat = 1);
 /// Count, flag, and records of point format 1.
-Bytes cl3Block(const std::vector<TestPoint>& points);
 Bytes cl3Block(const std::vector<TestPoint>& points, std::uint32_t announcedCount);
+inline Bytes cl3Block(const std::vector<TestPoint>& points) {
+    return cl3Block(points, static_cast<std::uint32_t>(points.size()));
+}
 
 /// The 48 bytes of an index header.
 Bytes ijHeader(std::uint32_t columns, std::uint32_t rows, std::uint32_t tileSize);

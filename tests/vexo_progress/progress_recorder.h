@@ -2,12 +2,28 @@
 
 #include <brisko_codec/progress.h>
 
+#include <gtest/gtest.h>
+#include <boost/exception/get_error_info.hpp>
+#include <boost/throw_exception.hpp>
+
 #include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
 
 namespace brisko::vexo {
+
+/// An error carries the function, the file and the line that threw it.
+template <class Error>
+void expectOrigin(const Error& error) {
+    const char* const* const function = boost::get_error_info<boost::throw_function>(error);
+    const char* const* const file = boost::get_error_info<boost::throw_file>(error);
+    const int* const line = boost::get_error_info<boost::throw_line>(error);
+    ASSERT_TRUE(function && file && line) << error.what();
+    EXPECT_NE(std::string(*function).find('('), std::string::npos) << *function;
+    EXPECT_NE(std::string(*file).find("vexo_progress/"), std::string::npos) << *file;
+    EXPECT_GT(*line, 0);
+}
 
 using Events = std::vector<std::string>;
 

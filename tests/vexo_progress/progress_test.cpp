@@ -1,14 +1,18 @@
 #include "vexo_progress/progress_recorder.h"
 
+#include "support/printed_by.h"
+#include "vexo_progress/pcp_progress.h"
+#include "vexo_progress/progress_error.h"
 #include "vexo_progress/progress_implementation.h"
 
 #include <gtest/gtest.h>
-#include <boost/exception/get_error_info.hpp>
 
 #include <limits>
 
 namespace brisko::vexo {
 namespace {
+
+using test::printedBy;
 
 /// Expects the statement to throw the type with exactly that text and with its origin attached.
 template <class Error, class Statement>
@@ -18,10 +22,7 @@ void expectRaised(const std::string& text, Statement&& statement) {
         ADD_FAILURE() << "nothing was thrown; expected: " << text;
     } catch (const Error& error) {
         EXPECT_EQ(error.what(), text);
-        EXPECT_NE(boost::get_error_info<boost::throw_function>(error), nullptr) << text;
-        EXPECT_NE(boost::get_error_info<boost::throw_file>(error), nullptr) << text;
-        ASSERT_NE(boost::get_error_info<boost::throw_line>(error), nullptr) << text;
-        EXPECT_GT(*boost::get_error_info<boost::throw_line>(error), 0) << text;
+        expectOrigin(error);
     }
 }
 
@@ -41,21 +42,7 @@ TEST(Progress, IsStartedByItsConstructorAndFinishedByItsDestructor) {
                                    "start none", "finish"}));
 }
 
-TEST(Progress, AnErrorNamesItsOrigin) {
-    ProgressTracker tracker;
-    try {
-        tracker.start(nullptr);
-        FAIL();
-    } catch (const std::invalid_argument& error) {
-        EXPECT_NE(std::string(*boost::get_error_info<boost::throw_function>(error))
-                      .find("ProgressTracker::Implementation::start("),
-                  std::string::npos);
-        EXPECT_TRUE(std::string(*boost::get_error_info<boost::throw_file>(error))
-                        .ends_with("vexo_progress/progress_tracker.cpp"));
-    }
-}
-
-TEST(Progress, TellsMisuseByTypeAndText) {
+TEST(Progress, ReportsMisuseByTypeAndText) {
     using BadArgument = std::invalid_argument;
     using Misuse = std::logic_error;
     const std::string notTopmost = "Cannot act on a non-topmost progress!";
@@ -85,18 +72,6 @@ TEST(Progress, TellsMisuseByTypeAndText) {
     expectRaised<Misuse>("Cannot track progress twice!", [&] { tracked.track(&tracker); });
 }
 
-TEST(Progress, RefusedAndFollowedRequestsNameTheirOriginToo) {
-    RecordedTracker host;
-    DefiniteProgress progress(&host.tracker, "work", 100);
-    auto step = [&, index = std::uint64_t{0}]() mutable { progress.setStepIndex(++index); };
-    host.answer = always(ProgressRequest::Pause);
-    expectRaised<std::logic_error>("This progress does not support pausing!", step);
-    host.answer = always(ProgressRequest::Cancel);
-    expectRaised<std::logic_error>("This progress does not support cancellation!", step);
-    progress.setCancellable(true);
-    expectRaised<CancelProgressRequest>("Cancel current progress!", step);
-}
-
 TEST(ProgressDeathTest, ANullTrackerEndsTheProcess) {
     EXPECT_DEATH(Progress(nullptr, "name"), "Cannot act on an untracked progress!");
     EXPECT_DEATH(DefiniteProgress(nullptr, "name", 1), "");
@@ -120,22 +95,83 @@ TEST(DefiniteProgress, CutsToWholePerCentWithoutOverflow) {
     const struct {
         std::uint64_t count, index;
         float percent;
-    } cases[] = {
-        {1, 1, 100},
-        {3, 1, 33},
-        {3, 2, 66},
-        {1000, 9, 0},
-        {1000, 999, 99},
-        {7, 0, 0},
-        {kMost, kMost, 100},
-        {kMost, kMost / 2, 50},
-        {kMost - 2, kMost - 2, 100},
-    };
+    } cases[] = {{1, 1, 100},
+                 {3, 1, 33},
+                 {3, 2, 66},
+                 {1000, 9, 0},
+                 {1000, 999, 99},
+                 {7, 0, 0},
+                 {kMost, kMost, 100},
+                 {kMost, kMost / 2, 50},
+                 {kMost - 2, kMost - 2, 100}};
     for (const auto& c : cases) {
         DefiniteProgress progress(&tracker, "work", c.count);
         progress.setStepIndex(c.index);
         EXPECT_EQ(progress.percentage(), c.percent) << c.index << " of " << c.count;
     }
+}
+
+TEST(PcpProgress, EveryNewProcessNumberStartsAProgress) {
+    RecordedTracker host;
+    const std::string printed = printedBy([&] {
+        PcpProgress bridge(&host.tracker, "Pcp Indexing1");
+        bridge.SetPos(0);
+        bridge.SetPos(7);  // no process yet: kept, not reported
+        EXPECT_EQ(bridge.GetPos(), 7);
+        bridge.SetProcNo(0);  // the number it starts with
+        EXPECT_EQ(host.events, Events{});
+        bridge.SetProcNo(1);
+        bridge.SetPos(30);
+        bridge.SetPos(30);
+        bridge.SetProcNo(1);  // the same process: back to 0, which is not reported
+        EXPECT_EQ(bridge.GetPos(), 0);
+        bridge.SetPos(31);
+        bridge.SetProcNo(0xFFFE);
+        bridge.SetPos(100);
+    });
+    EXPECT_EQ(printed, "PcpLib SetProcNo =1\nPcpLib SetProcNo =-2\n");
+    EXPECT_EQ(host.events,
+              (Events{"start Pcp Indexing1", "Pcp Indexing1 30 pausable cancellable",
+                      "Pcp Indexing1 31 pausable cancellable", "finish", "start Pcp Indexing1",
+                      "Pcp Indexing1 100 pausable cancellable", "finish"}));
+}
+
+TEST(PcpProgress, RefusesPositionsOutsideItsHundredSteps) {
+    RecordedTracker host;
+    PcpProgress bridge(&host.tracker, "work");
+    printedBy([&] { bridge.SetProcNo(1); });
+    for (const int position : {101, 32767, 32768, 0xFFFF}) {
+        EXPECT_THROW(bridge.SetPos(static_cast<std::uint16_t>(position)), std::invalid_argument);
+        EXPECT_EQ(bridge.GetPos(), 0);
+    }
+}
+
+TEST(PcpProgress, WithoutATrackerTakesEverythingSilently) {
+    PcpProgress bridge(nullptr, "work");
+    EXPECT_EQ(printedBy([&] {
+                  bridge.SetProcNo(3);
+                  bridge.SetPos(0xFFFF);
+                  bridge.Poll();
+              }),
+              "");
+    EXPECT_EQ(bridge.GetProcNo(), 3);
+    EXPECT_EQ(bridge.GetPos(), 0xFFFF);
+}
+
+TEST(PcpProgress, FollowsCancellationsAndMonitorsThatRefuse) {
+    RecordedTracker host;
+    printedBy([&] {
+        PcpProgress bridge(&host.tracker, "work");
+        host.tracker.requestCancel();
+        EXPECT_NO_THROW(bridge.Poll());  // no process runs yet
+        bridge.SetProcNo(1);
+        EXPECT_THROW(bridge.Poll(), CancelProgressRequest);
+        host.duringStart = [] { throw 1; };
+        EXPECT_THROW(bridge.SetProcNo(2), int);
+        EXPECT_EQ(bridge.GetProcNo(), 1);
+        bridge.SetPos(5);  // no progress is left to tell it to
+    });
+    EXPECT_EQ(host.events, (Events{"start work", "finish", "start work", "finish"}));
 }
 
 }  // namespace

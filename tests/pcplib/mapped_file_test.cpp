@@ -1,12 +1,15 @@
-#include "pcplib/files/pcp_file_mapping.h"
-
 #include "pcplib/files/pcp_file.h"
+#include "pcplib/files/pcp_file_mapping.h"
+#include "support/file_size_limit.h"
+#include "support/printed_by.h"
 #include "support/scan_bytes.h"
 #include "support/temp_folder.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <numeric>
 #include <random>
 #include <string>
 
@@ -14,6 +17,125 @@ namespace QelPcpLib {
 namespace {
 
 using namespace brisko::test;
+
+/// Bytes 0, 1, 2 ... so that every byte shows where it lies.
+Bytes countingBytes(std::size_t size) {
+    Bytes bytes(size);
+    std::iota(bytes.begin(), bytes.end(), std::uint8_t{0});
+    return bytes;
+}
+
+/// A folder with so many counting bytes in a file.
+struct Counted {
+    explicit Counted(std::size_t size) { writeFile(path, countingBytes(size)); }
+
+    TempFolder folder;
+    std::string path = folder / "data";
+    PcpFile file;
+};
+
+TEST(PcpFile, HandsOutWholeRecordsOfEachChannel) {
+    Counted counted(100);
+    PcpFile& file = counted.file;
+    file.SetLayout(10, 8, 0);
+    file.SetLayout(1, 0, 1);
+    ASSERT_TRUE(file.OpenMapped(counted.path));
+    const struct {
+        std::uint64_t index;
+        int channel;
+        int firstByte;  // -1: no such record
+    } cases[] = {
+        {0, 0, 10}, {10, 0, 90}, {3, 0, 34},  {11, 0, -1}, {~std::uint64_t{0}, 0, -1},
+        {0, 1, -1}, {0, 2, -1},  {0, -1, -1},
+    };
+    for (const auto& [index, channel, firstByte] : cases) {
+        const std::uint8_t* const record = file.GetRecord(index, channel);
+        EXPECT_EQ(record ? *record : -1, firstByte) << index << " of channel " << channel;
+    }
+    // 90 bytes hold 11 whole records of 8; a new layout counts anew, and may leave none.
+    file.SetLayout(50, 25, 1);
+    EXPECT_EQ(*file.GetRecord(1, 1), 75);
+    EXPECT_EQ(file.GetRecord(2, 1), nullptr);
+    file.SetLayout(101, 1, 1);
+    EXPECT_EQ(file.GetRecord(0, 1), nullptr);
+    char header = 0;
+    EXPECT_EQ(file.ReadFileHeader(&header, 2), 0U) << "no such channel";
+    file.Close();
+    EXPECT_EQ(file.GetRecord(0, 0), nullptr);
+}
+
+TEST(PcpFile, NeedsTheHeaderOfTheFirstChannel) {
+    Counted counted(20);
+    counted.file.SetLayout(20, 4, 0);
+    EXPECT_TRUE(counted.file.OpenMapped(counted.path));
+    EXPECT_EQ(counted.file.GetRecord(0, 0), nullptr);
+    counted.file.SetLayout(21, 4, 0);
+    EXPECT_EQ(printedBy([&] { EXPECT_FALSE(counted.file.OpenMapped(counted.path)); }), "");
+    EXPECT_FALSE(counted.file.IsOpen());
+}
+
+TEST(PcpFile, ReportsWhenAMappedFileCannotBeOpenedOrCreated) {
+    const TempFolder folder;
+    PcpFile file;
+    const std::string path = folder / "missing/data";
+    EXPECT_EQ(printedBy([&] { EXPECT_FALSE(file.OpenMapped(path)); }),
+              "\x81\xa1\x81\xa1\x81\xa1"
+              "err :file open\x81\xa1\x81\xa1\x81\xa1\n");
+    EXPECT_EQ(printedBy([&] { EXPECT_FALSE(file.CreateMapped(path, 10)); }), "err :file create\n");
+    {
+        const FileSizeLimit limit(1000);
+        EXPECT_EQ(printedBy([&] { EXPECT_FALSE(file.CreateMapped(folder / "large", 5000)); }),
+                  "err :file create\n");
+    }
+    EXPECT_FALSE(std::filesystem::exists(folder / "large")) << "a file without its size is removed";
+    EXPECT_EQ(file.GetLength(), 0u);
+}
+
+TEST(PcpFile, CreatesFilesOfZerosAndFillsThemThroughRecords) {
+    Counted counted(500);
+    PcpFile& file = counted.file;
+    file.SetLayout(3, 2, 0);
+    ASSERT_TRUE(file.CreateMapped(counted.path, 10));
+    EXPECT_TRUE(file.WriteFileHeader("abc", 0));
+    EXPECT_EQ(file.GetPosition(), 3u) << "no window yet: the stream took the bytes";
+    file.GetRecord(2, 0)[1] = 0x77;
+    file.Close();
+    EXPECT_EQ(readFile(counted.path), (Bytes{'a', 'b', 'c', 0, 0, 0, 0, 0, 0x77, 0}));
+    ASSERT_TRUE(file.OpenMapped(counted.path));
+    char header[4] = {};
+    EXPECT_EQ(file.ReadFileHeader(header, 0), 3u);
+    EXPECT_STREQ(header, "abc");
+}
+
+TEST(PcpFile, SetLengthWritesOneZeroAndNeverCuts) {
+    const TempFolder folder;
+    PcpFile file;
+    for (const auto& [size, expected] :
+         {std::pair<std::uint64_t, Bytes>{0, {1, 2, 3}}, {2, {1, 0, 3}}, {5, {1, 2, 3, 0, 0}}}) {
+        writeFile(folder / "data", Bytes{1, 2, 3});
+        ASSERT_TRUE(file.Open(folder / "data", OpenMode::MappedReadWrite));
+        ASSERT_TRUE(file.Seek(1));
+        EXPECT_TRUE(file.SetLength(size));
+        EXPECT_EQ(file.GetPosition(), 1u);
+        file.Close();
+        EXPECT_EQ(readFile(folder / "data"), expected) << size;
+    }
+    EXPECT_FALSE(file.SetLength(1));
+}
+
+TEST(PcpFile, AFileCutShortByAnotherProgramCostsAnAnswerOnly) {
+    Counted counted(200);
+    PcpFile& file = counted.file;
+    file.SetWindowCapacity(40);
+    file.SetViewSize(1);
+    ASSERT_TRUE(file.OpenMapped(counted.path));
+    std::filesystem::resize_file(counted.path, 100);
+    EXPECT_EQ(*file.GetRecord(50, 0), 50);
+    EXPECT_EQ(file.GetRecord(150, 0), nullptr);
+    EXPECT_TRUE(file.HasFailed());
+    file.Close();
+    EXPECT_EQ(readFile(counted.path), countingBytes(100)) << "nothing is written back for it";
+}
 
 /// A mapping of its own over a file of the given bytes.
 struct Mapped {
@@ -57,19 +179,7 @@ TEST(PcpFileMapping, TheWindowBeginsAQuarterBeforeWhatIsAskedFor) {
     }
 }
 
-TEST(PcpFileMapping, WithinTheWindowTheFileIsNotLookedAt) {
-    Mapped scan(Bytes(10000, 1));
-    scan.content[5000] = 2;
-    writeFile(scan.folder / "data", scan.content);
-    std::uint8_t* const first = scan.mapping.MapWindow(5000, 100);
-    writeFile(scan.folder / "data", Bytes(10000, 0));
-    EXPECT_EQ(scan.mapping.MapWindow(4750, 10), first - 250);
-    EXPECT_EQ(scan.mapping.MapWindow(5740, 10), first + 740);
-    EXPECT_EQ(*first, 2);
-    EXPECT_EQ(*scan.mapping.MapWindow(5751, 10), 0) << "further on the window moves";
-}
-
-TEST(PcpFileMapping, BytesBehindTheFileAreZeroAndNeverWritten) {
+TEST(PcpFileMapping, BytesAfterTheFileAreZeroAndNeverWritten) {
     Mapped scan({1, 2, 3, 4, 5});
     std::uint8_t* const bytes = scan.mapping.MapWindow(3, 600);
     ASSERT_TRUE(bytes);
@@ -87,6 +197,8 @@ TEST(PcpFileMapping, BytesBehindTheFileAreZeroAndNeverWritten) {
                                          {std::uint64_t{10}, kHuge - 5}})
         EXPECT_EQ(scan.mapping.MapWindow(offset, length), nullptr) << offset;
     EXPECT_EQ(*scan.mapping.MapWindow(2, 1), 3);
+    EXPECT_EQ(*scan.mapping.MapWindow(1000, 1), 0);
+    EXPECT_FALSE(scan.file.HasFailed()) << "nothing of the last window lies in the file";
 }
 
 /// What a window of two small words and two bytes is made of, so that its sum stays below 2^31.
@@ -106,7 +218,7 @@ TEST(PcpFileMapping, IsWrittenBackWhenItHasChanged) {
         {"nothing", kSmallWords, [](PcpFile&) {}, false},
         {"nothing, but a sum of more than 31 bits", kLargeWords, [](PcpFile&) {}, true},
         {"a word", kSmallWords, [](PcpFile& file) { ++*file.GetRecord(0, 0); }, true},
-        {"a byte behind the last word", kSmallWords, [](PcpFile& file) { ++*file.GetRecord(9, 0); },
+        {"a byte after the last word", kSmallWords, [](PcpFile& file) { ++*file.GetRecord(9, 0); },
          true},
         {"an order of words that leaves their sum alone", kSmallWords, swapWords, false},
         {"the same order through Write", kSmallWords,
@@ -122,58 +234,13 @@ TEST(PcpFileMapping, IsWrittenBackWhenItHasChanged) {
         PcpFile file;
         ASSERT_TRUE(file.OpenMapped(folder / "data"));
         ASSERT_TRUE(file.GetRecord(0, 0));
-        // Whoever changes the file meanwhile keeps that change exactly when nothing is written.
+        // A change that others make meanwhile stays exactly when nothing is written.
         const Bytes others(content.size(), 0xee);
         writeFile(folder / "data", others);
         edit(file);
         file.Close();
         EXPECT_EQ(readFile(folder / "data") != others, written) << what;
     }
-}
-
-TEST(PcpFileMapping, TakesWritesThatLieInsideTheWindow) {
-    const TempFolder folder;
-    Bytes bytes(100, 1);
-    writeFile(folder / "data", bytes);
-    PcpFile file;
-    file.SetWindowCapacity(40);
-    file.SetViewSize(1);
-    ASSERT_TRUE(file.OpenMapped(folder / "data"));
-    ASSERT_TRUE(file.GetRecord(50, 0));  // the window is 40 to 80 now
-    file.Seek(70);
-    EXPECT_TRUE(file.Write("abc", 3));
-    EXPECT_EQ(file.GetPosition(), 70u) << "the stream stays";
-    EXPECT_EQ(readFile(folder / "data"), bytes) << "and so does the file";
-    file.Seek(79);
-    EXPECT_TRUE(file.Write("xy", 2));  // sticks out: to the stream, behind what the window holds
-    EXPECT_EQ(file.GetPosition(), 81u);
-    for (const auto& [at, byte] : {std::pair{70, 'a'}, {71, 'b'}, {72, 'c'}, {79, 'x'}, {80, 'y'}})
-        bytes[static_cast<std::size_t>(at)] = static_cast<std::uint8_t>(byte);
-    EXPECT_EQ(readFile(folder / "data"), bytes);
-    // One that covers the window lets it go: nothing older is written over it later.
-    ++*file.GetRecord(50, 0);
-    file.Seek(40);
-    EXPECT_TRUE(file.Write(std::string(41, 'z').data(), 41));
-    std::fill_n(bytes.begin() + 40, 41, std::uint8_t{'z'});
-    file.Close();
-    EXPECT_EQ(readFile(folder / "data"), bytes);
-}
-
-TEST(PcpFileMapping, AWindowAtTheEndGrowsWithWhatIsWrittenIntoIt) {
-    const TempFolder folder;
-    Bytes bytes(10, 1);
-    writeFile(folder / "data", bytes);
-    PcpFile file;
-    file.SetWindowCapacity(100);
-    file.SetViewSize(1);
-    ASSERT_TRUE(file.OpenMapped(folder / "data"));
-    ASSERT_TRUE(file.GetRecord(5, 0));
-    file.Seek(50);
-    EXPECT_TRUE(file.Write("abc", 3));
-    file.Close();
-    bytes.resize(50);
-    bytes.insert(bytes.end(), {'a', 'b', 'c'});
-    EXPECT_EQ(readFile(folder / "data"), bytes);
 }
 
 TEST(PcpFileMapping, AnIndexIsSeenATileAtATime) {
