@@ -11,7 +11,7 @@
 #include <brisko_scan/scan_error.h>
 #include "faults/readers.h"
 #include "scan/jobs/conversion.h"
-#include "simulate/simulation.h"
+#include "simulator/simulation.h"
 #include "tool.h"
 #endif
 
@@ -152,7 +152,7 @@ bool repairWithTool(Arguments& arguments) {
 
 bool simulateWithTool(Arguments& arguments) {
     return withTool([&] {
-        tool::ScanPlan plan;
+        simulator::ScanPlan plan;
         plan.folder = std::filesystem::path(arguments.output).parent_path().string();
         plan.name = "b";
         plan.scene = "room";

@@ -1,7 +1,7 @@
 #include "commands.h"
 #include "common/json_text.h"
 #include "simulate/simulate_options.h"
-#include "simulate/simulation.h"
+#include "simulator/simulation.h"
 
 #include <iostream>
 #include <memory>
@@ -12,9 +12,9 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-Json toJson(const ScanPlan& plan, const Simulation& simulation) {
+Json toJson(const simulator::ScanPlan& plan, const simulator::Simulation& simulation) {
     Json files = Json::array();
-    for (const SimulatedFile& file : simulation.files) {
+    for (const simulator::SimulatedFile& file : simulation.files) {
         files.push_back({{"path", file.path},
                          {"bytes", file.content.bytes},
                          {"returns", file.content.returns}});
@@ -26,25 +26,25 @@ Json toJson(const ScanPlan& plan, const Simulation& simulation) {
     };
     if (plan.photos) {
         summary["photos"] = {
-            {"kind", nameOf(*plan.photos)},     {"folder", plan.scanFolder()},
-            {"count", simulation.photos.count}, {"width", simulation.photos.columns},
-            {"height", simulation.photos.rows}, {"bytes", simulation.photos.bytes}};
+            {"kind", simulator::nameOf(*plan.photos)}, {"folder", plan.scanFolder()},
+            {"count", simulation.photos.count},        {"width", simulation.photos.columns},
+            {"height", simulation.photos.rows},        {"bytes", simulation.photos.bytes}};
     }
     return summary;
 }
 
-void print(const ScanPlan& plan, const Simulation& simulation) {
-    for (const SimulatedFile& file : simulation.files) {
+void print(const simulator::ScanPlan& plan, const simulator::Simulation& simulation) {
+    for (const simulator::SimulatedFile& file : simulation.files) {
         std::cout << file.path << ": " << plan.grid.columns << " columns x " << plan.grid.rows
                   << " rows, " << file.content.returns << " returns";
         if (plan.blocks > 1) std::cout << " in " << plan.blocks << " blocks";
         std::cout << ", " << file.content.bytes << " bytes\n";
     }
     if (!plan.photos) return;
-    const SimulatedPhotos& photos = simulation.photos;
-    std::cout << plan.scanFolder() << ": " << photos.count << " photos (" << nameOf(*plan.photos)
-              << "), " << photos.columns << " x " << photos.rows << " pixels, " << photos.bytes
-              << " bytes\n";
+    const simulator::SimulatedPhotos& photos = simulation.photos;
+    std::cout << plan.scanFolder() << ": " << photos.count << " photos ("
+              << simulator::nameOf(*plan.photos) << "), " << photos.columns << " x " << photos.rows
+              << " pixels, " << photos.bytes << " bytes\n";
 }
 
 }  // namespace
@@ -55,9 +55,9 @@ Command addSimulate(CLI::App& tool, const CommonOptions& common) {
     const auto options = std::make_shared<SimulateOptions>();
     options->addTo(*command);
     const auto run = [command, options, &common] {
-        const ScanPlan plan = options->plan(*command);
+        const simulator::ScanPlan plan = options->plan(*command);
         ProgressDisplay display(common.progress);
-        const Simulation simulation = simulate(plan, display.function());
+        const simulator::Simulation simulation = simulator::simulate(plan, display.function());
         if (options->json) {
             printDocument(toJson(plan, simulation));
         } else {

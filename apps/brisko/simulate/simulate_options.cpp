@@ -37,10 +37,10 @@ bool parseAngle(const char* begin, const char* end, double& angle) {
     return result.ec == std::errc() && result.ptr == end && std::isfinite(angle);
 }
 
-ScanFormat formatOf(const std::string& text) {
-    if (text == "cl3") return ScanFormat::CL3;
-    if (text == "cl3-indexed") return ScanFormat::CL3Indexed;
-    return ScanFormat::CLR;
+simulator::ScanFormat formatOf(const std::string& text) {
+    if (text == "cl3") return simulator::ScanFormat::CL3;
+    if (text == "cl3-indexed") return simulator::ScanFormat::CL3Indexed;
+    return simulator::ScanFormat::CLR;
 }
 
 void requireName(const std::string& name) {
@@ -75,8 +75,8 @@ void requireFitsPhotos(const CLI::App& command, const std::string& name) {
     }
 }
 
-void requireFitsFormat(const CLI::App& command, ScanFormat format) {
-    if (format == ScanFormat::CLR) {
+void requireFitsFormat(const CLI::App& command, simulator::ScanFormat format) {
+    if (format == simulator::ScanFormat::CLR) {
         if (command.count("--colour") == 0) return;
         refuse("--colour needs --format cl3 or cl3-indexed: a CLR file stores no colour");
     }
@@ -144,7 +144,7 @@ void SimulateOptions::addTo(CLI::App& command) {
                      "Write the scanner's place in the world beside the scan (.alg)");
     command.add_flag("--colour", colour, "CL3: store the true colour of every point");
     addChoice(
-        command, "--photos", photos, photoKinds(),
+        command, "--photos", photos, simulator::photoKinds(),
         "Take photos all around, too: classic, newer, W30, W60, T30, T60, offset or own tells "
         "the camera and the kind of its calibration files. The calibration goes into the "
         "folder, the scan with its photos into a folder NAME in it");
@@ -160,7 +160,7 @@ void SimulateOptions::addTo(CLI::App& command) {
     command.add_flag("--json", json, "Print JSON, schema " + std::string(kSimulateSchema));
 }
 
-ScanPlan SimulateOptions::plan(const CLI::App& command) const {
+simulator::ScanPlan SimulateOptions::plan(const CLI::App& command) const {
     requireName(name);
     requireSizes(*this);
     requireFitsFormat(command, formatOf(format));
@@ -174,7 +174,7 @@ ScanPlan SimulateOptions::plan(const CLI::App& command) const {
     const AngleSpan azimuths = parseAngles("--azimuth", azimuth, -360, 360);
     const AngleSpan zeniths = parseAngles("--zenith", zenith, 0, 180);
 
-    ScanPlan plan;
+    simulator::ScanPlan plan;
     plan.folder = folder;
     plan.name = name;
     plan.scene = scene;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulate/scan_plan.h"
+#include "simulator/scan_plan.h"
 
 #include <CLI/CLI.hpp>
 
@@ -33,13 +33,13 @@ struct SimulateOptions {
     bool alignment = false;
     bool colour = false;
     bool overwrite = false;
-    PhotoKind photos = PhotoKind::Classic;
+    simulator::PhotoKind photos = simulator::PhotoKind::Classic;
     std::uint32_t photoDivisor = 2;
     bool json = false;
 
     void addTo(CLI::App& command);
     /// Throws ScanError(Request), naming the option, when they make no sense together.
-    ScanPlan plan(const CLI::App& command) const;
+    simulator::ScanPlan plan(const CLI::App& command) const;
 };
 
 /// Reads "START:STOP", degrees. Throws ScanError(Request).

@@ -1,0 +1,261 @@
+#include "simulator/simulation.h"
+
+#include "support/file_size_limit.h"
+#include "support/read_points.h"
+
+#include <brisko_codec/brisko_codec.h>
+#include <brisko_scan/scan_error.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+
+namespace brisko::simulator {
+namespace {
+
+using namespace brisko::test;
+
+// More rows than one compressed piece holds, more columns than one band has.
+constexpr ScanGrid kGrid{300, 260, 360, 0, 20, 150};
+
+ScanPlan planIn(const TempFolder& folder, ScanFormat format = ScanFormat::CLR) {
+    ScanPlan plan;
+    plan.folder = folder.path().string();
+    plan.format = format;
+    plan.grid = kGrid;
+    return plan;
+}
+
+/// The cells of a pass as the scanner measures them, column after column.
+std::vector<Measurement> truth(const std::string& scene, const ScanPass& pass) {
+    const Station station = makeStation(scene);
+    const Scanner scanner(station, kGrid, {});
+    std::vector<Measurement> cells(kGrid.cells());
+    for (std::uint32_t column = 0; column < kGrid.columns; ++column)
+        scanner.measureColumn(pass, column,
+                              std::span(cells).subspan(column * kGrid.rows, kGrid.rows));
+    return cells;
+}
+
+/// The points that a reader delivers, scanner frame; those of a grid by their cells.
+template <class Codec>
+std::vector<Measurement> readCells(const std::string& path) {
+    constexpr bool isGrid = std::is_base_of_v<BriskoGridCodec, Codec>;
+    std::vector<Measurement> cells(isGrid ? kGrid.cells() : 0);
+    const auto codec = openScan<Codec>(path);
+    if (!codec) return {};
+    setFrame(*codec, Frame::Scanner);
+    for (const TestPoint& p : readAll(*codec)) {
+        Measurement& cell =
+            isGrid ? cells.at(p.column * std::size_t{kGrid.rows} + p.row) : cells.emplace_back();
+        EXPECT_FALSE(cell.measured()) << "cell " << p.column << ", " << p.row << " twice";
+        cell = {p.x, p.y, p.z, p.intensity, {p.red, p.green, p.blue}};
+    }
+    return cells;
+}
+
+void expectSame(const std::vector<Measurement>& found, const std::vector<Measurement>& expected,
+                double tolerance, bool coloured = false) {
+    ASSERT_EQ(found.size(), expected.size());
+    for (std::size_t i = 0; i < found.size(); ++i) {
+        const Measurement &f = found[i], &e = expected[i];
+        const auto off = {std::abs(f.x - e.x), std::abs(f.y - e.y), std::abs(f.z - e.z)};
+        ASSERT_LE(std::max(off), tolerance) << "at " << i;
+        ASSERT_EQ(f.intensity, e.intensity) << "at " << i;
+        ASSERT_EQ(f.colour.red, coloured ? e.colour.red : 0) << "at " << i;
+        ASSERT_EQ(f.colour.blue, coloured ? e.colour.blue : 0) << "at " << i;
+    }
+}
+
+double rangeOf(const Measurement& cell) {
+    return std::hypot(cell.x, cell.y, cell.z);
+}
+
+// Stored coordinates lie within one and a half units of 1/10000 m.
+constexpr double kRecordStep = 0.00015;
+
+TEST(SimulatedCLR, EveryCellReadsBackInEveryPointFormat) {
+    const auto expected = truth("courtyard", {});
+    const Measurement& lowest = expected[2 * kGrid.rows - 1];  // of column 1
+    for (std::uint8_t format = 0; format < 4; ++format) {
+        SCOPED_TRACE(int{format});
+        const TempFolder folder;
+        ScanPlan plan = planIn(folder);
+        plan.pointFormat = format;
+        simulate(plan, {});
+        expectSame(readCells<CLRGridCodec>(folder / "scan.clr"), expected, kRecordStep);
+        if (format == 2) continue;
+        const auto bytes = readFile(folder / "scan.clr");
+        ASSERT_EQ(bytes.size(), 120u + 1 + 20 * kGrid.cells());
+        // Odd columns lie bottom-up, except in format 3.
+        const std::size_t row = format == 3 ? kGrid.rows - 1 : 0;
+        CLRPoint record;
+        record.Decode(bytes.data() + 121 + 20 * (kGrid.rows + row));
+        EXPECT_NEAR(record.GetZ(), lowest.z, kRecordStep);
+    }
+}
+
+TEST(SimulatedCLR, HeaderHoldsGridAnglesAndModel) {
+    const TempFolder folder;
+    ScanPlan plan = planIn(folder);
+    plan.model = "RVX2000";
+    plan.flags = {0, 4, 1};
+    plan.blocks = 3;
+    plan.grid = {300, 260, -90, 30, 20, 150};
+    simulate(plan, {});
+    CLRFileHeader header;
+    ASSERT_TRUE(header.Read((folder / "scan.clr").c_str()));
+    EXPECT_EQ(header.GetFileVersion(), std::string("CLR_0.7").append(25, '\0'));
+    EXPECT_EQ(header.GetModelName(), std::string("RVX2000").append(5, '\0'));
+    EXPECT_EQ(header.GetStartAzimuthAngle(), -90);
+    EXPECT_EQ(header.GetStopAzimuthAngle(), 30);
+    EXPECT_EQ(header.GetStartZenithAngle(), 20);
+    EXPECT_EQ(header.GetStopZenithAngle(), 150);
+    EXPECT_FLOAT_EQ(header.GetDeltaAzimuthAngle(), 0.4f);
+    EXPECT_EQ(header.GetBlockCount(), 3u);
+    const auto bytes = readFile(folder / "scan.clr");
+    const std::size_t block = 1 + 20 * kGrid.cells();
+    ASSERT_EQ(bytes.size(), 120 + 3 * block);
+    for (std::size_t i = 0; i < 3; ++i)
+        EXPECT_EQ(bytes[120 + i * block], plan.flags[i]);
+}
+
+TEST(SimulatedCLR, BlocksMergeToTheFarthestReturnOfEachCell) {
+    std::vector<Measurement> passes[3];
+    for (std::uint8_t b = 0; b < 3; ++b)
+        passes[b] = truth("room", {b, b});
+    for (std::uint8_t format = 1; format < 3; ++format) {
+        SCOPED_TRACE(int{format});
+        const TempFolder folder;
+        ScanPlan plan = planIn(folder);
+        plan.scene = "room";
+        plan.blocks = 3;
+        plan.pointFormat = format;
+        simulate(plan, {});
+        const auto found = readCells<CLRGridCodec>(folder / "scan.clr");
+        std::size_t strays = 0;
+        for (std::size_t i = 0; i < found.size(); ++i) {
+            double farthest = 0, nearest = 1000;
+            for (const auto& pass : passes) {
+                if (!pass[i].measured()) continue;
+                farthest = std::max(farthest, rangeOf(pass[i]));
+                nearest = std::min(nearest, rangeOf(pass[i]));
+            }
+            ASSERT_EQ(found[i].measured(), farthest > 0) << "at " << i;
+            ASSERT_NEAR(rangeOf(found[i]), farthest, 0.02) << "at " << i;
+            strays += nearest < farthest - 0.1;
+        }
+        EXPECT_GT(strays, 100u);  // or the merge had nothing to decide
+    }
+}
+
+TEST(SimulatedCLR, SeriesContinuesItsPassesAndNoOlderSeries) {
+    const TempFolder folder;
+    ScanPlan plan = planIn(folder);
+    plan.series = 2;
+    writeFile(folder / "scan_002.clr", "of an older series");
+    EXPECT_THROW(simulate(plan, {}), scan::ScanError);
+    EXPECT_EQ(folder.names(), std::vector<std::string>{"scan_002.clr"});
+    std::filesystem::remove(folder / "scan_002.clr");
+    simulate(plan, {});
+    EXPECT_EQ(folder.names(), (std::vector<std::string>{"scan_000.clr", "scan_001.clr"}));
+    for (std::uint8_t n = 0; n < 2; ++n)
+        expectSame(readCells<CLRGridCodec>(folder / folder.names().at(n)),
+                   truth("courtyard", {n, n}), kRecordStep);
+}
+
+TEST(SimulatedCL3, HoldsEveryPointWithItsColourAndEveryCell) {
+    const TempFolder folder;
+    const std::string path = folder / "scan.cl3";
+    ScanPlan plan = planIn(folder, ScanFormat::CL3);
+    plan.colour = true;
+    simulate(plan, {});
+    auto expected = truth("courtyard", {});
+    std::erase_if(expected, [](const Measurement& cell) { return !cell.measured(); });
+    expectSame(readCells<CL3Codec>(path), expected, 0, true);
+    EXPECT_EQ(std::filesystem::file_size(path), 115 + 5 + 31 * expected.size());
+    EXPECT_EQ(folder.names(), std::vector<std::string>{"scan.cl3"});
+    plan = planIn(folder, ScanFormat::CL3Indexed);
+    plan.scene = "room";
+    plan.overwrite = true;
+    simulate(plan, {});
+    expectSame(readCells<CL3GridCodec>(path), truth("room", {}), 0);
+    EXPECT_EQ(folder.names(), (std::vector<std::string>{"scan.alg", "scan.cl3", "scan.ij"}));
+}
+
+TEST(SimulatedAlignment, IsTheStationsPoseForEveryFormat) {
+    const auto pose = makeCourtyard().pose.matrix();
+    for (const auto format : {ScanFormat::CLR, ScanFormat::CL3, ScanFormat::CL3Indexed}) {
+        const TempFolder folder;
+        ScanPlan plan = planIn(folder, format);
+        plan.alignment = true;
+        EXPECT_EQ(simulate(plan, {}).pose, pose);
+        double matrix[16] = {};
+        ASSERT_TRUE(readAlignmentFile((folder / "scan.alg").c_str(), matrix));
+        EXPECT_TRUE(std::ranges::equal(pose, matrix));  // to the last bit
+        if (format != ScanFormat::CLR) continue;
+        double low[3], high[3];
+        std::int64_t count = 0;
+        const auto codec = openScan<CLRCodec>(folder / "scan.clr");
+        codec->GetBounds(low[0], low[1], low[2], high[0], high[1], high[2], count);
+        EXPECT_NEAR(low[2], -0.05, 0.02);  // the lawn; without the pose it would be 1.6 m lower
+    }
+}
+
+TEST(Simulation, FullDiskLeavesWhatWasThere) {
+    for (const auto& [format, name] : {std::pair(ScanFormat::CLR, "scan.clr"),
+                                       {ScanFormat::CL3, "scan.cl3"},
+                                       {ScanFormat::CL3Indexed, "scan.cl3"}}) {
+        const TempFolder folder;
+        writeFile(folder / name, "an older scan");
+        ScanPlan plan = planIn(folder, format);
+        plan.alignment = plan.overwrite = true;
+        const FileSizeLimit limit(100000);
+        try {
+            simulate(plan, {});
+            ADD_FAILURE() << name << " was written";
+        } catch (const scan::ScanError& error) {
+            EXPECT_EQ(error.kind(), scan::ErrorKind::NotWritten);
+            EXPECT_EQ(error.file(), folder / name);
+        }
+        EXPECT_EQ(folder.names(), std::vector<std::string>{name});
+        EXPECT_EQ(readText(folder / name), "an older scan");
+    }
+}
+
+TEST(Simulation, ScanThatCannotFitIsRefusedAtOnceAndItsFolderGoes) {
+    const TempFolder folder;
+    const struct {
+        ScanFormat format;
+        std::uint8_t pointFormat;
+        std::uint32_t columns, rows, files, blocks;
+    } cases[] = {{ScanFormat::CLR, 1, 1000000, 10000, 1, 1000},  // a terabyte at least, each
+                 {ScanFormat::CLR, 2, 1000000, 10000, 100, 30},
+                 {ScanFormat::CL3Indexed, 1, 1000000000, 1, 0, 1}};
+    for (const auto& [format, pointFormat, columns, rows, files, blocks] : cases) {
+        ScanPlan plan = planIn(folder, format);
+        plan.pointFormat = pointFormat;
+        plan.grid.columns = columns;
+        plan.grid.rows = rows;
+        plan.series = files;
+        plan.blocks = blocks;
+        plan.folder += "/new/inner";
+        EXPECT_THROW(simulate(plan, {}), scan::ScanError);
+    }
+    EXPECT_TRUE(folder.names().empty());
+    ScanPlan plain = planIn(folder);
+    plain.folder += "/new/inner";
+    EXPECT_EQ(simulate(plain, {}).files.at(0).path, folder / "new/inner/scan.clr");
+    EXPECT_TRUE(std::filesystem::exists(folder / "new/inner/scan.clr"));
+}
+
+TEST(Simulation, CancellingLeavesNothing) {
+    const TempFolder folder;
+    const auto cancel = [](const scan::ProgressUpdate&) { return false; };
+    EXPECT_THROW(simulate(planIn(folder), cancel), scan::ScanError);
+    EXPECT_TRUE(folder.names().empty());
+}
+
+}  // namespace
+}  // namespace brisko::simulator
