@@ -1,0 +1,52 @@
+#pragma once
+
+#include <brisko_codec/cell_reader.h>
+#include <brisko_codec/point_batch.h>
+#include <brisko_scan/export.h>
+#include <brisko_scan/scan_info.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace brisko::scan {
+
+struct ReadOptions {
+    Frame frame = Frame::Aligned;   // of the points
+    bool colourFromPhotos = false;  // of a native scan: from the photos beside it
+};
+
+/// Reads a scan of any format. Strict: damage is an error, never a short result.
+/// Threads: one thread at a time per object, any thread; distinct objects are independent.
+class BRISKO_SCAN_EXPORT ScanReader {
+public:
+    /// Opens a scan (UTF-8 path) and starts a pass. Its files are checked for completeness first.
+    /// Throws ScanError: Request for a name that is not a scan's, Damaged.
+    static ScanReader open(const std::string& path, const ReadOptions& options = {});
+    ScanReader(ScanReader&&) noexcept;
+    ScanReader& operator=(ScanReader&&) noexcept;
+    ~ScanReader();
+
+    const ScanInfo& info() const;
+
+    /// Fills the arrays with the next points of the pass.
+    /// Returns: how many, at most capacity; fewer than capacity only at the end of the scan.
+    /// Throws ScanError(Damaged); what was filled in before is sound only when the pass comes to its end.
+    std::size_t read(const PointArrays& arrays, std::size_t capacity);
+    /// Starts again with the first point.
+    void rewind();
+
+    /// All cells of a window of the grid, as CL3CellReader::readWindow lays them out. An indexed CL3 scan
+    /// is read by seeking; of other scans this takes a pass of its own. The pass of read() starts again.
+    /// Returns: the number of points found.
+    /// Throws ScanError: Request for a scan without a grid or a window that is not inside it, Damaged.
+    std::uint64_t readWindow(const CellWindow& window, const CellArrays& arrays);
+
+private:
+    class State;
+    explicit ScanReader(std::unique_ptr<State> state);
+    std::unique_ptr<State> m_state;
+};
+
+}  // namespace brisko::scan

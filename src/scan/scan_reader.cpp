@@ -1,0 +1,237 @@
+#include <brisko_scan/scan_reader.h>
+
+#include "scan/files/scan_path.h"
+#include "scan/formats/native/scan_layout.h"
+#include "scan/formats/scan_input.h"
+#include "scan/integrity/scan_check.h"
+#include "scan/integrity/tile_check.h"
+
+#include <brisko_scan/scan_error.h>
+
+#include <cstring>
+#include <limits>
+#include <vector>
+
+namespace brisko::scan {
+namespace {
+
+void put(const PointArrays& arrays, std::size_t i, const CellPoint& point) {
+    if (arrays.positions) {
+        const double place[3] = {point.x, point.y, point.z};
+        std::memcpy(arrays.positions + 3 * i, place, sizeof place);
+    }
+    if (arrays.intensities) arrays.intensities[i] = point.intensity;
+    if (arrays.colours) {
+        const std::uint8_t colour[3] = {point.red, point.green, point.blue};
+        std::memcpy(arrays.colours + 3 * i, colour, sizeof colour);
+    }
+    if (arrays.columns) arrays.columns[i] = point.column;
+    if (arrays.rows) arrays.rows[i] = point.row;
+}
+
+/// The caller's arrays for a window, written one cell at a time.
+class WindowArrays {
+public:
+    WindowArrays(const CellWindow& window, const CellArrays& arrays)
+        : m_window(window), m_arrays(arrays) {
+        CellPoint empty;
+        empty.x = empty.y = empty.z = arrays.empty.coordinate;
+        empty.intensity = arrays.empty.intensity;
+        empty.red = empty.green = empty.blue = arrays.empty.colour;
+        for (std::uint32_t column = window.firstColumn; column < window.endColumn; ++column) {
+            for (std::uint32_t row = window.firstRow; row < window.endRow; ++row)
+                put(column, row, empty, 0);
+        }
+    }
+
+    /// Whether the point lies in the window.
+    bool add(const CellPoint& p) const {
+        const bool isInside = p.column >= m_window.firstColumn && p.column < m_window.endColumn &&
+                              p.row >= m_window.firstRow && p.row < m_window.endRow;
+        if (isInside) put(p.column, p.row, p, 1);
+        return isInside;
+    }
+
+private:
+    void put(std::uint32_t column, std::uint32_t row, const CellPoint& p,
+             std::uint8_t present) const {
+        const double place[3] = {p.x, p.y, p.z};
+        const std::uint8_t colour[3] = {p.red, p.green, p.blue};
+        const std::ptrdiff_t c = column - m_window.firstColumn, r = row - m_window.firstRow;
+        store(m_arrays.positions, c, r, place, sizeof place);
+        store(m_arrays.intensities, c, r, &p.intensity, sizeof p.intensity);
+        store(m_arrays.colours, c, r, colour, sizeof colour);
+        store(m_arrays.present, c, r, &present, sizeof present);
+    }
+
+    static void store(const CellArrays::Array& array, std::ptrdiff_t c, std::ptrdiff_t r,
+                      const void* value, std::size_t size) {
+        if (!array.start) return;
+        std::memcpy(static_cast<char*>(array.start) + c * array.columnStride + r * array.rowStride,
+                    value, size);
+    }
+
+    const CellWindow& m_window;
+    const CellArrays& m_arrays;
+};
+
+}  // namespace
+
+class ScanReader::State {
+public:
+    State(const std::string& path, const ReadOptions& options)
+        : m_options(options),
+          m_input(options.colourFromPhotos ? openColouredScan(path) : openScan(path)) {}
+
+    const ScanInfo& info() const { return m_input->info(); }
+
+    std::size_t read(const PointArrays& arrays, std::size_t capacity) {
+        std::size_t filled = 0;
+        while (filled < capacity) {
+            if (m_next == m_points.size() && !readBatch()) break;
+            for (; m_next < m_points.size() && filled < capacity; ++m_next)
+                put(arrays, filled++, m_points[m_next]);
+        }
+        return filled;
+    }
+
+    void rewind() {
+        m_input->rewind();
+        m_points.clear();
+        m_next = 0;
+        m_atEnd = false;
+    }
+
+    std::uint64_t readWindow(const CellWindow& window, const CellArrays& arrays) {
+        requireInside(window);
+        if (hasExtension(info().path, ".cl3") && !m_options.colourFromPhotos) {
+            return readCells(window, arrays);
+        }
+        const WindowArrays cells(window, arrays);
+        std::uint64_t found = 0;
+        for (rewind(); readBatch();) {
+            for (const CellPoint& point : m_points)
+                found += cells.add(point);
+        }
+        rewind();
+        return found;
+    }
+
+private:
+    /// False at the end of the scan.
+    bool readBatch() {
+        if (m_atEnd) return false;
+        m_input->read(m_points);
+        m_next = 0;
+        m_atEnd = m_points.empty();
+        if (m_options.frame == Frame::Aligned && info().alignment.source == AlignmentSource::File) {
+            for (CellPoint& point : m_points)
+                applyAlignment(info().alignment.matrix, point.x, point.y, point.z);
+        }
+        return !m_atEnd;
+    }
+
+    void requireInside(const CellWindow& window) const {
+        const bool isInside = window.firstColumn <= window.endColumn &&
+                              window.endColumn <= info().columns &&
+                              window.firstRow <= window.endRow && window.endRow <= info().rows;
+        if (info().hasGrid && isInside) return;
+        throw ScanError(ErrorKind::Request, info().path,
+                        info().hasGrid
+                            ? "the window does not lie inside the grid of " +
+                                  std::to_string(info().columns) + " x " +
+                                  std::to_string(info().rows) + " cells"
+                            : "the scan has no index, so the cells of its points are not "
+                              "known");
+    }
+
+    std::uint64_t readCells(const CellWindow& window, const CellArrays& arrays) {
+        if (!m_cells) openCells();
+        requireSoundTiles(window);
+        std::uint64_t found = 0;
+        if (m_cells->readWindow(window, arrays, &found) == CellState::Damaged) {
+            failDamaged(info().path,
+                        info().path + ": the index promises points that the scan does not hold");
+        }
+        return found;
+    }
+
+    void openCells() {
+        auto cells = std::make_unique<CL3CellReader>();
+        if (!cells->open(info().path.c_str())) {
+            throw ScanError(ErrorKind::Damaged, info().path, "cannot be opened with its index");
+        }
+        cells->setFrame(m_options.frame);
+        const IndexLayout index = *inspectCL3(info().path).index;
+        m_indexPath = index.path;
+        m_tileSize = index.tileSize;
+        m_tilesDown = (std::uint64_t{index.rows} + index.tileSize - 1) / index.tileSize;
+        m_isSound.assign(index.tiles, false);
+        m_cells = std::move(cells);
+    }
+
+    /// The entries of each tile number its points one by one, or any of them may be another cell's. Each
+    /// tile is looked at once.
+    void requireSoundTiles(const CellWindow& window) {
+        if (window.firstColumn == window.endColumn || window.firstRow == window.endRow) return;
+        for (std::uint64_t c = window.firstColumn / m_tileSize;
+             c <= (window.endColumn - 1) / m_tileSize; ++c) {
+            for (std::uint64_t r = window.firstRow / m_tileSize;
+                 r <= (window.endRow - 1) / m_tileSize; ++r)
+                requireSoundTile(c * m_tilesDown + r);
+        }
+    }
+
+    void requireSoundTile(std::uint64_t tile) {
+        if (tile >= m_isSound.size() || m_isSound[tile]) return;
+        ScanCheck check(1);
+        check.path = info().path;
+        TileCheck tiles(check, m_indexPath);
+        tiles.startAt(tile);
+        tiles.next();
+        if (!check.findings.empty()) {
+            throw ScanError::damage(check.findings.kept().front(), kRepairAdvice);
+        }
+        m_isSound[tile] = true;
+    }
+
+    ReadOptions m_options;
+    std::unique_ptr<ScanInput> m_input;
+    std::vector<CellPoint> m_points;  // of the batch at hand
+    std::size_t m_next = 0;           // of them
+    bool m_atEnd = false;
+
+    std::unique_ptr<CL3CellReader> m_cells;  // made when a window is asked for
+    std::string m_indexPath;
+    std::uint32_t m_tileSize = 1;
+    std::uint64_t m_tilesDown = 0;
+    std::vector<bool> m_isSound;  // tiles that were looked at
+};
+
+ScanReader::ScanReader(std::unique_ptr<State> state) : m_state(std::move(state)) {
+}
+ScanReader::ScanReader(ScanReader&&) noexcept = default;
+ScanReader& ScanReader::operator=(ScanReader&&) noexcept = default;
+ScanReader::~ScanReader() = default;
+
+ScanReader ScanReader::open(const std::string& path, const ReadOptions& options) {
+    return ScanReader(std::make_unique<State>(path, options));
+}
+
+const ScanInfo& ScanReader::info() const {
+    return m_state->info();
+}
+
+std::size_t ScanReader::read(const PointArrays& arrays, std::size_t capacity) {
+    return m_state->read(arrays, capacity);
+}
+
+void ScanReader::rewind() {
+    m_state->rewind();
+}
+
+std::uint64_t ScanReader::readWindow(const CellWindow& window, const CellArrays& arrays) {
+    return m_state->readWindow(window, arrays);
+}
+
+}  // namespace brisko::scan

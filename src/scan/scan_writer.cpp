@@ -1,0 +1,113 @@
+#include <brisko_scan/scan_writer.h>
+
+#include "scan/files/scan_path.h"
+#include "scan/formats/format_table.h"
+#include "scan/jobs/column_order.h"
+#include "scan/jobs/header_angles.h"
+
+#include <brisko_scan/scan_error.h>
+#include <brisko_scan/staged_scan.h>
+
+#include <algorithm>
+#include <limits>
+#include <optional>
+#include <vector>
+
+namespace brisko::scan {
+namespace {
+
+constexpr std::uint32_t kBand = 256;  // columns that the native writers keep at a time
+
+const FormatDriver& requireWritable(const std::string& path, const ScanInfo& info,
+                                    const WriteOptions& options) {
+    const FormatDriver& driver = writerOf(path);
+    constexpr std::uint32_t kMost = 0x7fffffff;  // a CLR header counts with a sign
+    if (driver.traits.needsGrid && !info.hasGrid) {
+        throw ScanError(ErrorKind::Request, path, "the format needs the cells of the points");
+    }
+    if (info.columns > kMost || info.rows > kMost || info.bandColumns == 0) {
+        throw ScanError(ErrorKind::Request, path,
+                        "the grid is too large, or has bands of no column");
+    }
+    requireNew(path, options.overwrite);
+    return driver;
+}
+
+}  // namespace
+
+class ScanWriter::State {
+public:
+    State(const std::string& path, const ScanInfo& info, const WriteOptions& options)
+        : m_path(path),
+          m_driver(requireWritable(path, info, options)),
+          m_staged(path),
+          m_target(makeTarget(info, options)),
+          m_output(m_driver.create(m_target)) {
+        m_staged.requireAlignment(m_target.matrix);
+        const bool inBands = info.bandColumns == 1 ||
+                             (!m_driver.needsColumnOrder && info.bandColumns == kBand) ||
+                             !(m_target.indexed || m_driver.traits.needsGrid);
+        if (inBands) return;
+        m_order.emplace(info.bandColumns, path, path,
+                        [this](std::span<const CellPoint> points) { m_output->write(points); });
+    }
+
+    void write(std::span<const CellPoint> points) {
+        if (m_order) {
+            m_order->add(points);
+        } else {
+            m_output->write(points);
+        }
+    }
+
+    std::uint64_t commit(const ProgressFunction& progress) {
+        if (m_order) m_order->finish();
+        m_output->finish();
+        m_staged.commit(progress);
+        return m_output->points();
+    }
+
+private:
+    OutputTarget makeTarget(const ScanInfo& info, const WriteOptions& options) const {
+        OutputTarget target;
+        target.path = m_staged.path();
+        target.shownPath = m_path;
+        target.columns = info.columns;
+        target.rows = info.rows;
+        target.indexed = m_driver.hasPlainForm && info.hasGrid && !options.plain;
+        target.withColour = info.storesColour;
+        target.inColumnOrder = info.bandColumns == 1;
+        std::copy(std::begin(info.alignment.matrix), std::end(info.alignment.matrix),
+                  std::begin(target.matrix));
+        target.header = outputHeader(info, {0, info.columns, 0, info.rows});
+        return target;
+    }
+
+    std::string m_path;
+    const FormatDriver& m_driver;
+    StagedScan m_staged;
+    OutputTarget m_target;
+    std::unique_ptr<ScanOutput> m_output;
+    std::optional<ColumnOrder> m_order;
+};
+
+ScanWriter::ScanWriter(std::unique_ptr<State> state) : m_state(std::move(state)) {
+}
+ScanWriter::ScanWriter(ScanWriter&&) noexcept = default;
+ScanWriter& ScanWriter::operator=(ScanWriter&&) noexcept = default;
+ScanWriter::~ScanWriter() = default;
+
+ScanWriter ScanWriter::create(const std::string& path, const ScanInfo& info,
+                              const WriteOptions& options) {
+    return ScanWriter(std::make_unique<State>(path, info, options));
+}
+
+void ScanWriter::write(const CellPoint* points, std::size_t count) {
+    m_state->write({points, count});
+}
+
+std::uint64_t ScanWriter::commit(const ProgressFunction& progress) {
+    return m_state->commit(progress);
+}
+
+}  // namespace brisko::scan
