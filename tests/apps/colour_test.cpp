@@ -1,5 +1,6 @@
 #include "apps/damaged_scan.h"
 #include "apps/ptx_scan.h"
+#include "scan/files/scan_path.h"
 #include "support/photo_station.h"
 
 #include <gtest/gtest.h>
