@@ -1,8 +1,10 @@
 #pragma once
 
 #include <brisko_scan/export.h>
+#include <brisko_scan/progress.h>
 #include <brisko_scan/scan_error.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -53,12 +55,17 @@ struct IndexOutcome {
     std::uint64_t bytes = 0;  // of the indexed scan with its index
 };
 
-/// How far an input has come, 0 to 1, and what is being done. False ends the task, which is then
-/// Stopped. May be called from a thread of the task, but never from two at once.
-using IndexProgress = std::function<bool(double share, const std::string& stage)>;
+/// Hears of each task's outcome as it comes, on the calling thread. Stopped tasks have none to hear of.
+using OutcomeFunction = std::function<void(std::size_t task, const IndexOutcome&)>;
 
-/// Indexes an input, compares what was written with what was read, and then puts it in place. Waits
-/// while another process indexes the same input. Nothing is thrown.
-BRISKO_SCAN_EXPORT IndexOutcome runIndexTask(const IndexTask& task, const IndexProgress& progress);
+/// Runs the open tasks, so many at a time, and passes over the others. Each input is indexed, the output
+/// compared with what was read, and then put in place; a task waits while another process indexes the same
+/// input. One that fails stops no other.
+///   jobs  at least 1
+/// Throws ScanError(Cancelled) where `progress` answers false, when all that was running has stopped; and
+/// what `outcome` throws.
+BRISKO_SCAN_EXPORT void runIndexTasks(const std::vector<IndexTask>& tasks, std::size_t jobs,
+                                      const ProgressFunction& progress,
+                                      const OutcomeFunction& outcome);
 
 }  // namespace brisko::scan

@@ -1,6 +1,5 @@
 #include "apps/damaged_scan.h"
 #include "common/progress.h"
-#include "index/worker_message.h"
 #include "support/file_size_limit.h"
 
 #include <brisko_codec/conversions.h>
@@ -213,21 +212,6 @@ TEST(Index, JobsRunSideBySideAndOneThatFailsStopsNoOther) {
         EXPECT_EQ(index({"--jobs", "3", "--force", a, c}, 4)[1]["state"], "failed");
     }
     EXPECT_EQ(pointsIn(folder / "a_index.cl3"), pointsIn(a));
-}
-
-TEST(Index, WorkersTellNoMoreThanTheyMean) {
-    WorkerMessage message{0.25, "reading", IndexOutcome{}};
-    message.outcome->text = "a\nb";
-    message.outcome->kind = ErrorKind::NotWritten;
-    const std::string line = encodeMessage(message);
-    EXPECT_EQ(line.find('\n'), line.size() - 1);
-    const auto back = decodeMessage(line);
-    ASSERT_TRUE(back && back->outcome);
-    EXPECT_EQ(back->stage, "reading");
-    EXPECT_EQ(back->outcome->text, "a\nb");
-    EXPECT_EQ(back->outcome->kind, ErrorKind::NotWritten);
-    EXPECT_FALSE(decodeMessage("{\"share\":"));
-    EXPECT_FALSE(decodeMessage("{}"));
 }
 
 /// Runs the tool in a process of its own and sends it a signal once something appears beside the

@@ -1,7 +1,8 @@
 #include "commands.h"
 #include "common/json_text.h"
 #include "common/message.h"
-#include "index/job.h"
+
+#include <brisko_scan/index.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -10,6 +11,9 @@
 
 namespace brisko::tool {
 namespace {
+
+using scan::IndexOutcome;
+using scan::IndexTask;
 
 constexpr const char* kSchema = "brisko.index/1";
 constexpr unsigned kMostJobs = 256;
@@ -48,15 +52,10 @@ public:
 
 private:
     void runOpen() {
-        JobProgress progress(m_style, m_tasks);
-        const OutcomeSink sink = [this](std::size_t i, const IndexOutcome& outcome) {
-            tell(i, outcome);
-        };
-        if (m_line.jobs > 1) {
-            runInProcesses(m_tasks, m_line.jobs, progress, sink);
-        } else {
-            runHere(m_tasks, progress, sink);
-        }
+        ProgressDisplay display(m_style);
+        scan::runIndexTasks(
+            m_tasks, m_line.jobs, display.function(),
+            [this](std::size_t i, const IndexOutcome& outcome) { tell(i, outcome); });
     }
 
     void tellClosed(std::size_t i) {
@@ -154,7 +153,7 @@ Command addIndex(CLI::App& tool, const CommonOptions& common) {
         "cell by cell and compared with its input before it is put in place.");
     const auto line = std::make_shared<Line>();
     app->add_option("INPUT", line->inputs, "Scans (.clr, .cl3)")->required();
-    app->add_option("--jobs", line->jobs, "Index so many inputs at a time, each in its own process")
+    app->add_option("--jobs", line->jobs, "Index so many inputs at a time")
         ->option_text("N")
         ->check(CLI::Range(1u, kMostJobs))
         ->capture_default_str();

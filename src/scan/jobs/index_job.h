@@ -11,6 +11,13 @@
 
 namespace brisko::scan {
 
+/// Says how much of a task is done, 0 to 1, and what is being done. Throws ScanError(Cancelled). Called by
+/// one thread at a time.
+using ShareFunction = std::function<void(double share, const char* stage)>;
+
+/// Indexes an input. Nothing is thrown.
+IndexOutcome runIndexTask(const IndexTask& task, const ShareFunction& progress);
+
 /// What to say of a task whose output is up to date.
 std::string upToDateText(const IndexTask& task);
 

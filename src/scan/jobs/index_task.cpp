@@ -18,9 +18,6 @@ namespace {
 constexpr std::uint32_t kBand = 256;  // columns that the indexed writer keeps at a time
 constexpr double kWriting = 0.6;      // share of the work; the rest is reading back
 
-/// Says how much of a task is done, and what is being done. Throws ScanError(Cancelled).
-using ShareFunction = std::function<void(double share, const char* stage)>;
-
 /// Follows a pass over a scan, as a part of a task's progress.
 class Pass {
 public:
@@ -152,14 +149,9 @@ IndexOutcome failed(const std::string& text, ErrorKind kind) {
 
 }  // namespace
 
-IndexOutcome runIndexTask(const IndexTask& task, const IndexProgress& progress) {
-    const ShareFunction reach = [&](double share, const char* stage) {
-        if (progress && !progress(share, stage)) {
-            throw ScanError(ErrorKind::Cancelled, {}, "cancelled");
-        }
-    };
+IndexOutcome runIndexTask(const IndexTask& task, const ShareFunction& progress) {
     try {
-        return makeIndexed(task, reach);
+        return makeIndexed(task, progress);
     } catch (const ScanError& error) {
         return failed(error.what(), error.kind());
     } catch (const std::bad_alloc&) {
