@@ -180,7 +180,7 @@ simulator::ScanPlan SimulateOptions::plan(const CLI::App& command) const {
     plan.scene = scene;
     plan.model = model;
     plan.format = formatOf(format);
-    plan.pointFormat = static_cast<std::uint8_t>(pointFormat);
+    plan.pointFormat = static_cast<CLRPointFormat>(pointFormat);
     plan.blocks = flags.empty() ? static_cast<std::uint32_t>(blocks)
                                 : static_cast<std::uint32_t>(flags.size());
     for (const std::int64_t flag : flags)

@@ -2,7 +2,7 @@
 
 #include <brisko_scan/repair.h>
 #include <brisko_scan/text.h>
-#include "scan/formats/native/cl3_record.h"
+#include "layouts/cell_point.h"
 #include "scan/formats/native/native_layout.h"
 
 #include <algorithm>
@@ -28,12 +28,12 @@ bool isTiny(double metres) {
 
 }  // namespace
 
-BlockWalk::BlockWalk(ByteStream& stream, const std::string& path, unsigned pointFormat,
+BlockWalk::BlockWalk(ByteStream& stream, const std::string& path, CL3PointFormat format,
                      Salvage& salvage, Sink sink)
     : m_stream(stream),
       m_path(path),
-      m_format(pointFormat),
-      m_recordSize(cl3::kRecordSizes[pointFormat]),
+      m_format(format),
+      m_recordSize(recordSizeOf(format)),
       m_salvage(salvage),
       m_sink(std::move(sink)) {
 }
@@ -78,8 +78,7 @@ bool BlockWalk::isRecord(std::uint64_t offset) {
     m_stream.seek(offset);
     const std::uint8_t* const bytes = m_stream.peek(m_recordSize);
     if (!bytes) return false;
-    CellPoint p;
-    decodeCL3Record(bytes, m_format, p);
+    const CellPoint p = decodeCellPoint(bytes, m_format);
     const int tiny = isTiny(p.x) + isTiny(p.y) + isTiny(p.z);
     const int likely = isLikely(p.x) + isLikely(p.y) + isLikely(p.z);
     // A direction along an axis may leave rounding errors in the other coordinates.
@@ -160,13 +159,12 @@ std::uint64_t BlockWalk::takeRecords(std::uint64_t begin, std::uint64_t most, bo
         m_stream.seek(offset);
         const std::uint8_t* const bytes = m_stream.peek(m_recordSize);
         if (!bytes) break;
-        CellPoint point;
-        decodeCL3Record(bytes, m_format, point);
+        const CellPoint point = decodeCellPoint(bytes, m_format);
         if (!isRecord(offset)) {
-            if (isPoint(point) && isBlock(offset)) break;
+            if (isMeasured(point) && isBlock(offset)) break;
             if (!isWhole) break;
         }
-        if (!isPoint(point)) continue;
+        if (!isMeasured(point)) continue;
         if (isFinite(point)) {
             m_points.push_back(point);
             emit(false);

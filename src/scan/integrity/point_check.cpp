@@ -2,8 +2,8 @@
 #include "scan/files/scan_path.h"
 
 #include <brisko_scan/text.h>
+#include "layouts/cell_point.h"
 #include "scan/files/input_file.h"
-#include "scan/formats/native/cl3_record.h"
 #include "scan/formats/native/header_file.h"
 
 #include <brisko_codec/alignment.h>

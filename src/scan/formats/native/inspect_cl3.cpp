@@ -96,7 +96,7 @@ std::unique_ptr<CLFileHeader> headerOf(const std::string& path) {
 
 /// Blocks and tiles in step: the k-th tile describes the k-th block.
 void walk(InputFile& file, InputFile* indexFile, ScanLayout& layout) {
-    const std::uint64_t recordSize = cl3::kRecordSizes[layout.header->GetPointFormat()];
+    const std::uint64_t recordSize = recordSizeOf(CL3PointFormat{layout.header->GetPointFormat()});
     const std::uint32_t announced = layout.header->GetBlockCount();
     Blocks blocks(file, recordSize);
     std::uint32_t points = 0;
@@ -161,18 +161,24 @@ ScanLayout inspectCL3(const std::string& path) {
         layout.columns = layout.index->columns;
         layout.rows = layout.index->rows;
     }
-    const unsigned format = layout.header->GetPointFormat();
+    const CL3PointFormat format{layout.header->GetPointFormat()};
     if (file.size() < cl3_header::kSize) {
         layout.problems.insert(layout.problems.begin(), path + ": the file ends inside its header");
-    } else if (format >= std::size(cl3::kRecordSizes)) {
+    } else if (!isKnown(format)) {
         layout.problems.insert(layout.problems.begin(),
-                               path + ": point format " + std::to_string(format) +
+                               path + ": point format " +
+                                   std::to_string(layout.header->GetPointFormat()) +
                                    " is not one of CL3 (0 or 1); is this a CL3 file?");
     } else {
         walk(file, indexFile.get(), layout);
     }
     addAngleProblem(layout);
     return layout;
+}
+
+bool hasColour(const ScanLayout& layout) {
+    return layout.isCL3 &&
+           CL3PointFormat{layout.header->GetPointFormat()} == CL3PointFormat::Coloured;
 }
 
 void addAngleProblem(ScanLayout& layout) {

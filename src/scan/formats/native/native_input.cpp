@@ -60,7 +60,7 @@ void NativeInput::takeFacts(ScanLayout layout) {
     m_info.columns = layout.columns;
     m_info.rows = layout.rows;
     if (layout.index) m_info.bandColumns = layout.index->tileSize;
-    m_info.storesColour = layout.isCL3 && layout.header->GetPointFormat() == 1;
+    m_info.storesColour = hasColour(layout);
     m_info.isColoured = m_source == ColourSource::Photos;
     m_info.storesColour = m_info.storesColour || m_info.isColoured;
     m_info.records = layout.records;

@@ -17,7 +17,7 @@ ScanReport describeNative(ScanLayout layout) {
     report.index = layout.index;
     report.alignment = alignmentOf(layout.path);
     report.records = layout.records;
-    report.hasColour = layout.isCL3 && layout.header->GetPointFormat() == 1;
+    report.hasColour = hasColour(layout);
     report.photos = findStationPhotos(layout.path);
     report.problems = std::move(layout.problems);
     report.header = std::move(layout.header);

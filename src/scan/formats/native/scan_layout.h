@@ -34,6 +34,9 @@ ScanLayout inspectCL3(const std::string& path);
 ScanLayout inspectCLR(const std::string& path);
 ScanLayout inspectNative(const std::string& path);  // by its name
 
+/// Whether its records have room for a colour.
+bool hasColour(const ScanLayout& layout);
+
 /// Adds what is wrong with the header's angles.
 void addAngleProblem(ScanLayout& layout);
 
