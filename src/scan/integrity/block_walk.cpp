@@ -1,9 +1,10 @@
 #include "scan/integrity/block_walk.h"
 
-#include <brisko_scan/repair.h>
-#include <brisko_scan/text.h>
 #include "layouts/cell_point.h"
 #include "scan/formats/native/native_layout.h"
+
+#include <brisko_scan/repair.h>
+#include <brisko_scan/text.h>
 
 #include <algorithm>
 #include <cmath>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "layouts/layout.h"
-#include "scan/files/byte_stream.h"
+#include "scan/files/input_file.h"
 
 #include <brisko_codec/cell_reader.h>
 

@@ -1,12 +1,12 @@
-#include <brisko_scan/text.h>
 #include "layouts/cell_point.h"
-#include "scan/files/byte_stream.h"
+#include "scan/files/input_file.h"
 #include "scan/files/named_output.h"
 #include "scan/formats/native/header_file.h"
 #include "scan/formats/native/native_check.h"
 #include "scan/formats/native/native_layout.h"
 #include "scan/integrity/repair.h"
-#include "scan/integrity/repair_output.h"
+
+#include <brisko_scan/text.h>
 
 #include <algorithm>
 

@@ -1,9 +1,10 @@
 #include "scan/integrity/tile_walk.h"
 
-#include <brisko_scan/text.h>
 #include "layouts/cell_point.h"
 #include "scan/formats/native/native_layout.h"
 #include "scan/integrity/repair.h"
+
+#include <brisko_scan/text.h>
 
 #include <algorithm>
 #include <initializer_list>

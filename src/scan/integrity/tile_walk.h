@@ -1,12 +1,11 @@
 #pragma once
 
-#include <brisko_scan/progress.h>
 #include "layouts/layout.h"
-#include "scan/files/byte_stream.h"
 #include "scan/files/input_file.h"
 #include "scan/integrity/tile_entries.h"
 
 #include <brisko_codec/cell_reader.h>
+#include <brisko_scan/progress.h>
 
 #include <cstdint>
 #include <functional>

@@ -1,9 +1,9 @@
 #include "scan/files/scan_path.h"
+#include "scan/formats/native/scan_layout.h"
 #include "scan/jobs/index_job.h"
 
-#include "scan/formats/native/scan_layout.h"
-
 #include <brisko_codec/alignment.h>
+
 #include <sys/stat.h>
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #include <brisko_scan/panorama.h>
-#include "scan/files/scan_path.h"
 
-#include "scan/files/output_size.h"
+#include "scan/files/named_output.h"
+#include "scan/files/scan_path.h"
 #include "scan/formats/angle_estimate.h"
 #include "scan/formats/scan_input.h"
 #include "scan/pictures/picture.h"

@@ -1,10 +1,11 @@
-#include <brisko_scan/scan_error.h>
-#include <brisko_scan/text.h>
 #include "scan/files/input_file.h"
 #include "scan/files/scan_path.h"
 #include "scan/formats/native/header_file.h"
 #include "scan/formats/native/native_layout.h"
 #include "scan/formats/native/scan_layout.h"
+
+#include <brisko_scan/scan_error.h>
+#include <brisko_scan/text.h>
 
 #include <filesystem>
 
@@ -174,20 +175,6 @@ ScanLayout inspectCL3(const std::string& path) {
     }
     addAngleProblem(layout);
     return layout;
-}
-
-bool hasColour(const ScanLayout& layout) {
-    return layout.isCL3 &&
-           CL3PointFormat{layout.header->GetPointFormat()} == CL3PointFormat::Coloured;
-}
-
-void addAngleProblem(ScanLayout& layout) {
-    if (hasFiniteAngles(*layout.header)) return;
-    layout.problems.push_back(layout.path + ": " + kBadAngle);
-}
-
-void requireSound(const ScanLayout& layout) {
-    if (!layout.problems.empty()) throw ScanError(ErrorKind::Damaged, {}, layout.problems.front());
 }
 
 }  // namespace brisko::scan

@@ -1,8 +1,9 @@
-#include <brisko_scan/text.h>
-#include "scan/files/byte_stream.h"
+#include "scan/files/input_file.h"
 #include "scan/formats/native/header_file.h"
 #include "scan/formats/native/native_layout.h"
 #include "scan/formats/native/scan_layout.h"
+
+#include <brisko_scan/text.h>
 
 #include <algorithm>
 

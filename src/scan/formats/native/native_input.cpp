@@ -1,14 +1,14 @@
 #include "scan/formats/native/native_input.h"
-#include "scan/files/scan_path.h"
 
-#include <brisko_scan/photos.h>
-#include <brisko_scan/scan_error.h>
 #include "base/staged_output.h"
+#include "scan/files/scan_path.h"
 #include "scan/integrity/scan_check.h"
 
 #include <brisko_codec/cl3_codec.h>
 #include <brisko_codec/clr_codec.h>
 #include <brisko_codec/color_codec.h>
+#include <brisko_scan/photos.h>
+#include <brisko_scan/scan_error.h>
 
 #include <algorithm>
 

@@ -4,7 +4,7 @@
 #include "layouts/ij_index.h"
 #include "layouts/layout.h"
 #include "layouts/piece_reader.h"
-#include "scan/files/byte_stream.h"
+#include "scan/files/input_file.h"
 
 #include <brisko_codec/file_header.h>
 

@@ -1,9 +1,8 @@
 #pragma once
 
-#include <brisko_scan/inspect.h>
-
 #include <brisko_codec/alignment.h>
 #include <brisko_codec/file_header.h>
+#include <brisko_scan/inspect.h>
 
 #include <cstdint>
 #include <memory>
@@ -48,5 +47,9 @@ bool isSameMatrix(const double (&a)[16], const double (&b)[16]);
 
 /// Throws ScanError(Damaged) with the first problem, if there is one.
 void requireSound(const ScanLayout& layout);
+
+// What the files of a native scan say of themselves, with the photos beside it.
+ScanReport describeCL3(const std::string& path);
+ScanReport describeCLR(const std::string& path);
 
 }  // namespace brisko::scan
