@@ -11,7 +11,7 @@
 
 namespace brisko::scan {
 
-/// A file that is read by the tool itself: front to back in large blocks, or small pieces anywhere.
+/// A file that is read by this library itself: from its beginning to its end in large blocks, or small pieces anywhere.
 /// Every failure of the system is a ScanError(Damaged) with the file's name.
 class InputFile {
 public:
@@ -58,7 +58,8 @@ public:
         return bytes;
     }
 
-    /// The same, as many as are at hand: at least `size`, fewer only at the end of the file.
+    /// All bytes at hand from the place on, without moving on: at least `size`, fewer only at the end of
+    /// the file.
     std::span<const std::uint8_t> atLeast(std::size_t size) {
         const std::uint8_t* const bytes = peek(std::min<std::uint64_t>(size, left()));
         return {bytes, static_cast<std::size_t>(m_bufferStart + m_bufferSize - m_offset)};

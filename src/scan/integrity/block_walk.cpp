@@ -45,7 +45,7 @@ void BlockWalk::run(std::uint32_t announcedBlocks) {
     while (more && m_next < m_stream.size()) {
         const bool isExpected = m_block < announcedBlocks;
         const std::uint64_t left = m_stream.size() - m_next;
-        // Behind the last block a plain writer may leave the header of an empty one.
+        // After the last block a plain writer may leave the header of an empty one.
         if (!isExpected && left <= cl3_block::kHeaderSize) break;
         std::uint32_t count = 0;
         const bool fits = headerFits(m_next, count) && !isUnclosed(m_next);
@@ -94,14 +94,14 @@ bool BlockWalk::isBlock(std::uint64_t offset) {
     return isRecord(first) || isRecord(first + (count - 1) * m_recordSize);
 }
 
-/// A writer that was never closed leaves a count of 0 in front of its last records.
+/// A writer that was never closed leaves a count of 0 before its last records.
 bool BlockWalk::isUnclosed(std::uint64_t offset) {
     std::uint32_t count = 0;
     const std::uint64_t first = offset + cl3_block::kHeaderSize;
     return headerFits(offset, count) && count == 0 && isRecord(first) && !isBlock(first);
 }
 
-/// Where records go on after a block header that makes no sense: behind it, or, when the block
+/// Where records go on after a block header that makes no sense: after it, or, when the block
 /// before it announced too few, in its place.
 std::uint64_t BlockWalk::startOfRecords(std::uint64_t offset) {
     if (isRecord(offset + cl3_block::kHeaderSize)) return offset + cl3_block::kHeaderSize;
@@ -121,7 +121,7 @@ void BlockWalk::takeBlock(std::uint64_t offset) {
     m_next = first + taken * m_recordSize;
 }
 
-/// What stands where no whole block is. False when nothing behind it can be found.
+/// Handles what is there instead of a whole block. False when nothing after it can be found.
 bool BlockWalk::takeRemains(std::uint64_t offset) {
     const std::uint64_t start = startOfRecords(offset);
     if (start == kNone) {

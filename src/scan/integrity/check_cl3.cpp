@@ -87,7 +87,7 @@ private:
         showProgress();
     }
 
-    /// A plain writer leaves one empty block header behind a last block that is full.
+    /// A plain writer leaves one empty block header after a last block that is full.
     void checkEnd() {
         if (m_tiles) m_tiles->compareCount(m_header.GetBlockCount());
         const std::uint64_t left = m_stream.left();

@@ -9,11 +9,11 @@
 
 namespace brisko::scan {
 
-/// The directions that a header's angles speak of: azimuth counter-clockwise from +x and zenith angle
+/// The directions that a header's angles cover: azimuth counter-clockwise from +x and zenith angle
 /// from +z, degrees; elevations above the horizon where its numbers leave 0 to 180.
 class DirectionRange {
 public:
-    /// Nothing where the header tells no directions: no steps, no span, not finite, or numbers that
+    /// Nothing where the header gives no directions: no steps, no span, not finite, or numbers that
     /// are no such angles.
     static std::optional<DirectionRange> fromHeader(const CLFileHeader& header);
 
@@ -32,7 +32,7 @@ private:
     bool m_isElevation = false;
 };
 
-/// Looks at single points: finite numbers, and directions that the header speaks of.
+/// Looks at single points: finite numbers, and whether they lie in directions that the header covers.
 class PointCheck {
 public:
     PointCheck(ScanCheck& check, const CLFileHeader& header);
@@ -40,7 +40,7 @@ public:
     /// A record that holds a point; its number within the block counts from 0.
     void add(const CellPoint& point, std::uint64_t block, std::uint64_t number,
              std::uint64_t offset);
-    /// Where much lies outside, the header speaks of other angles than the points do, and no single
+    /// Where much lies outside, the header counts its angles in another way than the points do, and no single
     /// point is to blame.
     void finish();
 
@@ -53,9 +53,9 @@ private:
     std::uint64_t m_outside = 0;
 };
 
-/// Tells a header with angles that are not finite.
+/// Reports a header with angles that are not finite.
 void checkHeaderAngles(ScanCheck& check, const CLFileHeader& header);
-/// Tells an alignment file that is there and cannot be used.
+/// Reports an alignment file that exists and cannot be used.
 void checkAlignmentFile(ScanCheck& check);
 
 }  // namespace brisko::scan

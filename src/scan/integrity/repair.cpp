@@ -62,7 +62,7 @@ void verifyRepaired(const RepairOptions& options, const std::string& staged, Sal
                         "no point can be salvaged; " + findingText(salvage.losses.kept().front()));
     }
     ScanCheck check = checkFiles(staged, 1, options.progress);
-    // Points in directions that the header does not speak of are kept: they are points.
+    // Points in directions that the header does not cover are kept: they are points.
     check.findings.drop("angle");
     salvage.blocks = check.blocks;
     if (check.findings.empty() && check.points == salvage.points) return;

@@ -28,7 +28,7 @@ void requireWholeHeader(const RepairOptions& options, std::uint64_t fileSize,
                         std::uint64_t headerSize);
 
 /// Lets `write` fill an output that appears only when reading it back shows what was salvaged, and
-/// counts its blocks. The output has the input's alignment; one that cannot be used is told as lost,
+/// counts its blocks. The output has the input's alignment; one that cannot be used is reported as lost,
 /// and the points stay in the scanner's frame. Angles of the header that are not numbers become 0.
 /// Throws ScanError(Damaged) when there was nothing to salvage, and ScanError(NotWritten) when the output
 /// holds something else.

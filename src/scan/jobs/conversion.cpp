@@ -107,7 +107,7 @@ bool hasColour(ScanInput& input, const ProgressFunction& function) {
     return found;
 }
 
-/// PTX lines have a colour or not; a CL3 record always has room for one, be there none.
+/// PTX lines have a colour or not; a CL3 record always has room for one.
 bool chooseColour(ScanInput& input, const OutputChoice& output, const ProgressFunction& progress) {
     if (!output.driver->colourIsOptional || !input.info().storesColour) return false;
     return input.info().isColoured || hasColour(input, progress);

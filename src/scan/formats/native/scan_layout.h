@@ -13,7 +13,7 @@
 namespace brisko::scan {
 
 /// What the files of a native scan say of themselves, found without reading a point. The walk from
-/// block to block tells a scan that was cut short from a complete one, which readers cannot.
+/// block to block shows whether a scan was cut short, which readers cannot.
 struct ScanLayout {
     std::string path;
     bool isCL3 = true;  // else CLR

@@ -113,7 +113,7 @@ std::chars_format notation(double value) {
 
 // A share is cut to the fewest digits that give its intensity again. At most one number of six digits
 // comes back as a given float, so the first try finds every number that was written with six or fewer;
-// nine digits tell all floats apart.
+// nine digits distinguish all floats.
 constexpr int kFewestDigits = 6, kMostDigits = 9;
 
 /// Shares of intensities above all others: 0.0001 to 1. Null when rounding in this way may err.

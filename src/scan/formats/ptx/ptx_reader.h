@@ -12,7 +12,7 @@
 
 namespace brisko::scan {
 
-/// What stands in front of the points of a PTX file.
+/// What comes before the points of a PTX file.
 ///
 ///   line  1    columns
 ///   line  2    rows
@@ -42,7 +42,7 @@ public:
 
     std::uint64_t line() const { return m_line; }
     const std::string& reason() const { return m_reason; }
-    /// Whether it is the line of a single cell, behind which reading can go on.
+    /// Whether it is the line of a single cell, after which reading can go on.
     bool isCell() const { return m_isCell; }
 
 private:
