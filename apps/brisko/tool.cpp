@@ -46,7 +46,7 @@ ExitCode runGuarded(const std::vector<Command>& commands) {
         return runParsed(commands);
     } catch (const ScanError& error) {
         const bool isStopped = error.kind() == ErrorKind::Cancelled;
-        complain(isStopped ? "stopped; nothing half-done was left behind" : error.what());
+        complain(isStopped ? "stopped; no incomplete output was left" : error.what());
         return exitCodeOf(error.kind());
     } catch (const std::bad_alloc&) {
         complain("out of memory");

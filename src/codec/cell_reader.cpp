@@ -8,7 +8,7 @@
 #include "base/file.h"
 #include "base/read_errors.h"
 #include "codec/alignment.h"
-#include "layouts/cl3_record.h"
+#include "layouts/cell_point.h"
 #include "layouts/ij_index.h"
 
 #include <algorithm>
@@ -268,13 +268,7 @@ inline bool CL3CellReader::State::decode(const std::uint8_t* bytes, CL3Record& r
 bool CL3CellReader::State::decode(const std::uint8_t* bytes, CellPoint& point) const {
     CL3Record record;
     if (!decode(bytes, record)) return false;
-    point.x = record.x;
-    point.y = record.y;
-    point.z = record.z;
-    point.intensity = record.intensity;
-    point.red = record.red;
-    point.green = record.green;
-    point.blue = record.blue;
+    point = toCellPoint(record);
     return true;
 }
 

@@ -1,5 +1,7 @@
-#include <brisko_scan/findings.h>
 #include <brisko_scan/scan_error.h>
+
+#include <brisko_scan/findings.h>
+#include <brisko_scan/text.h>
 
 namespace brisko::scan {
 namespace {
@@ -42,5 +44,9 @@ ScanError ScanError::damage(const Finding& finding, const std::string& advice) {
 }
 
 ScanError::~ScanError() = default;
+
+std::string countOf(std::uint64_t count, const std::string& thing) {
+    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}
 
 }  // namespace brisko::scan

@@ -18,9 +18,6 @@ namespace brisko::simulator {
 
 namespace {
 
-constexpr std::uint8_t kCompressedLines = 2;
-constexpr std::uint8_t kAllTopDown = 3;
-
 std::vector<std::uint8_t> bytesOf(const CLRFileHeader& header) {
     struct Release {
         void operator()(char* text) const { std::free(text); }
@@ -69,16 +66,16 @@ EncodedBand encodeBand(const ScanPlan& plan, const Scanner& scanner, const ScanP
                        ColumnBand band) {
     EncodedBand encoded;
     std::vector<Measurement> line(plan.grid.rows);
-    if (plan.pointFormat != kCompressedLines) {
+    if (plan.pointFormat != CLRPointFormat::Compressed) {
         encoded.bytes.reserve(std::size_t{band.end - band.first} * line.size() * clr_record::kSize);
     }
     for (std::uint32_t column = band.first; column < band.end; ++column) {
         scanner.measureColumn(pass, column, line);
         encoded.content.include(line);
         // The mirror swings up one column and down the next; only format 3 has been sorted.
-        const bool upwards = column % 2 == 1 && plan.pointFormat != kAllTopDown;
+        const bool upwards = column % 2 == 1 && plan.pointFormat != CLRPointFormat::OneWay;
         if (upwards) std::reverse(line.begin(), line.end());
-        if (plan.pointFormat == kCompressedLines) {
+        if (plan.pointFormat == CLRPointFormat::Compressed) {
             appendCompressed(line, encoded.bytes);
         } else {
             appendRecords(line, encoded.bytes);

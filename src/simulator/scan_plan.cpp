@@ -40,7 +40,8 @@ std::uint64_t ScanPlan::leastLength() const {
         default:
             break;
     }
-    const std::uint64_t record = pointFormat == 2 ? kShortestCompressedRecord : clr_record::kSize;
+    const std::uint64_t record =
+        pointFormat == CLRPointFormat::Compressed ? kShortestCompressedRecord : clr_record::kSize;
     return files() * std::uint64_t{blocks} * grid.cells() * record;
 }
 
@@ -61,7 +62,7 @@ CLRFileHeader ScanPlan::header() const {
     header.SetStopZenithAngle(grid.stopZenith);
     header.SetAzimuthResolution(static_cast<int>(grid.columns));
     header.SetZenithResolution(static_cast<int>(grid.rows));
-    header.SetPointFormat(pointFormat);
+    header.SetPointFormat(static_cast<std::uint8_t>(pointFormat));
     header.SetBlockCount(blocks);
     return header;
 }

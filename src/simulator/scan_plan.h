@@ -1,9 +1,10 @@
 #pragma once
 
-#include <brisko_codec/file_header.h>
-
+#include "layouts/layout.h"
 #include "simulator/camera_rig.h"
 #include "simulator/scanner.h"
+
+#include <brisko_codec/file_header.h>
 
 #include <cstdint>
 #include <optional>
@@ -25,7 +26,7 @@ struct ScanPlan {
     std::string scene = "courtyard";
     std::string model = "RVX1000";
     ScanFormat format = ScanFormat::CLR;
-    std::uint8_t pointFormat = 1;     // of a CLR file, 0 to 3
+    CLRPointFormat pointFormat = CLRPointFormat::Plain;
     std::uint32_t blocks = 1;         // of each file
     std::vector<std::uint8_t> flags;  // of the blocks; empty to go through all of them in turn
     std::uint32_t series = 0;         // numbered files; 0 for a single one without number

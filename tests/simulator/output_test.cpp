@@ -82,7 +82,7 @@ TEST(SimulatedCLR, EveryCellReadsBackInEveryPointFormat) {
         SCOPED_TRACE(int{format});
         const TempFolder folder;
         ScanPlan plan = planIn(folder);
-        plan.pointFormat = format;
+        plan.pointFormat = CLRPointFormat{format};
         simulate(plan, {});
         expectSame(readCells<CLRGridCodec>(folder / "scan.clr"), expected, kRecordStep);
         if (format == 2) continue;
@@ -131,7 +131,7 @@ TEST(SimulatedCLR, BlocksMergeToTheFarthestReturnOfEachCell) {
         ScanPlan plan = planIn(folder);
         plan.scene = "room";
         plan.blocks = 3;
-        plan.pointFormat = format;
+        plan.pointFormat = CLRPointFormat{format};
         simulate(plan, {});
         const auto found = readCells<CLRGridCodec>(folder / "scan.clr");
         std::size_t strays = 0;
@@ -235,7 +235,7 @@ TEST(Simulation, ScanThatCannotFitIsRefusedAtOnceAndItsFolderGoes) {
                  {ScanFormat::CL3Indexed, 1, 1000000000, 1, 0, 1}};
     for (const auto& [format, pointFormat, columns, rows, files, blocks] : cases) {
         ScanPlan plan = planIn(folder, format);
-        plan.pointFormat = pointFormat;
+        plan.pointFormat = CLRPointFormat{pointFormat};
         plan.grid.columns = columns;
         plan.grid.rows = rows;
         plan.series = files;

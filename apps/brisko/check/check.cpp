@@ -97,7 +97,7 @@ Command addCheck(CLI::App& tool, const CommonOptions& common) {
     app->footer(
         "Looked at: the header; block sizes against the size of the file; the index against the\n"
         "blocks, its entries one by one; the alignment; compressed lines; every point for finite\n"
-        "numbers and directions that the header speaks of, give or take two steps; the photos "
+        "numbers and directions that the header covers, give or take two steps; the photos "
         "beside\n"
         "the scan and the calibration of their cameras. A .ptx scan: its header, every line, and "
         "the\n"

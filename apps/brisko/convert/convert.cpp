@@ -31,7 +31,7 @@ std::string details() {
            "OUTPUT appears when it is complete and was checked.";
 }
 
-/// Photos are left behind where the points have no colours of their own.
+/// Points out that photos were not used where the points have no colours of their own.
 void noteAboutPhotos(const std::string& scan, const scan::ConvertResult& result) {
     if (result.coloured > 0) return;
     const std::string hint = scan::hintAtPhotos(scan);

@@ -68,7 +68,7 @@ void requireFitsPhotos(const CLI::App& command, const std::string& name) {
         if (command.count("--photo-scale") == 0) return;
         refuse("--photo-scale needs --photos");
     }
-    // The scan would be taken for one of its own photos, or for what tells how they were taken.
+    // The scan would be taken for one of its own photos, or for what describes how they were taken.
     for (const char* part : {".jpg", ".JPG", "camera_cfg", "CAMERA_CFG"}) {
         if (name.find(part) == std::string::npos) continue;
         refuse("--name must not contain \"" + std::string(part) + "\" with --photos");
@@ -114,7 +114,7 @@ void SimulateOptions::addTo(CLI::App& command) {
     command.add_option("folder", folder, "Where to write; created when missing")->required();
     command.add_option("--name", name, "Name of the scan, without extension")
         ->capture_default_str();
-    command.add_option("--scene", scene, "What stands around the scanner")
+    command.add_option("--scene", scene, "What is around the scanner")
         ->check(CLI::IsMember({"courtyard", "room"}))
         ->capture_default_str();
     command.add_option("--columns", columns, "Columns of the grid")->capture_default_str();
@@ -145,8 +145,8 @@ void SimulateOptions::addTo(CLI::App& command) {
     command.add_flag("--colour", colour, "CL3: store the true colour of every point");
     addChoice(
         command, "--photos", photos, simulator::photoKinds(),
-        "Take photos all around, too: classic, newer, W30, W60, T30, T60, offset or own tells "
-        "the camera and the kind of its calibration files. The calibration goes into the "
+        "Take photos all around, too: classic, newer, W30, W60, T30, T60, offset or own; it "
+        "selects the camera and the kind of its calibration files. The calibration goes into the "
         "folder, the scan with its photos into a folder NAME in it");
     command
         .add_option("--photo-scale", photoDivisor,
@@ -180,7 +180,7 @@ simulator::ScanPlan SimulateOptions::plan(const CLI::App& command) const {
     plan.scene = scene;
     plan.model = model;
     plan.format = formatOf(format);
-    plan.pointFormat = static_cast<std::uint8_t>(pointFormat);
+    plan.pointFormat = static_cast<CLRPointFormat>(pointFormat);
     plan.blocks = flags.empty() ? static_cast<std::uint32_t>(blocks)
                                 : static_cast<std::uint32_t>(flags.size());
     for (const std::int64_t flag : flags)

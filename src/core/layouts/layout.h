@@ -11,6 +11,9 @@ enum class CL3PointFormat : std::uint8_t {
     Plain = 0,     // position and intensity
     Coloured = 1,  // and a colour; what is written
 };
+constexpr bool isKnown(CL3PointFormat format) {
+    return format <= CL3PointFormat::Coloured;
+}
 /// The point formats of CLR files: how the cells of a block are stored.
 enum class CLRPointFormat : std::uint8_t {
     Plain0 = 0,      // as Plain
@@ -51,6 +54,9 @@ inline constexpr std::size_t kGreen = 29;      //    1
 inline constexpr std::size_t kBlue = 30;       //    1
 inline constexpr std::size_t kSize1 = 31;      //       point format 1
 }  // namespace cl3_record
+constexpr std::size_t recordSizeOf(CL3PointFormat format) {
+    return format == CL3PointFormat::Plain ? cl3_record::kSize0 : cl3_record::kSize1;
+}
 
 namespace clr_record {                         // size  meaning
 inline constexpr std::size_t kX = 0;           //    4  signed, 1/10000 m

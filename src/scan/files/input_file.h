@@ -2,14 +2,16 @@
 
 #include "base/file.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
 namespace brisko::scan {
 
-/// A file that is read by the tool itself: front to back in large blocks, or small pieces anywhere.
+/// A file that is read by this library itself: from its beginning to its end in large blocks, or small pieces anywhere.
 /// Every failure of the system is a ScanError(Damaged) with the file's name.
 class InputFile {
 public:
@@ -33,6 +35,48 @@ private:
     std::uint64_t m_position = 0;
     std::vector<std::uint8_t> m_window;  // of readAt
     std::uint64_t m_windowStart = 0;
+};
+
+/// Walks through a file from its beginning to its end in large reads, with a jump now and then. It is
+/// a source of findPiece (layouts/piece_reader.h).
+class ByteStream {
+public:
+    explicit ByteStream(const std::string& path) : m_file(path) {}
+
+    std::uint64_t offset() const { return m_offset; }
+    std::uint64_t size() const { return m_file.size(); }
+    std::uint64_t left() const { return m_offset < size() ? size() - m_offset : 0; }
+    void seek(std::uint64_t offset) { m_offset = offset; }
+
+    /// Bytes from the place on, without moving on; null when the file ends before the last of them.
+    /// They stay until the next call. At most kMost of them.
+    const std::uint8_t* peek(std::size_t size);
+    /// The same, and the place is then after them.
+    const std::uint8_t* take(std::size_t size) {
+        const std::uint8_t* const bytes = peek(size);
+        if (bytes) m_offset += size;
+        return bytes;
+    }
+
+    /// All bytes at hand from the place on, without moving on: at least `size`, fewer only at the end of
+    /// the file.
+    std::span<const std::uint8_t> atLeast(std::size_t size) {
+        const std::uint8_t* const bytes = peek(std::min<std::uint64_t>(size, left()));
+        return {bytes, static_cast<std::size_t>(m_bufferStart + m_bufferSize - m_offset)};
+    }
+    std::uint64_t position() const { return m_offset; }
+    static constexpr bool failed() { return false; }  // what cannot be read was thrown
+
+    static constexpr std::size_t kMost = 1 << 20;
+    /// After the bytes at hand so many more may be looked at, whatever they hold.
+    static constexpr std::size_t kSlack = 1 << 13;
+
+private:
+    InputFile m_file;
+    std::vector<std::uint8_t> m_buffer;  // the bytes at hand, and the slack
+    std::uint64_t m_bufferStart = 0;     // in the file
+    std::size_t m_bufferSize = 0;        // without the slack
+    std::uint64_t m_offset = 0;
 };
 
 }  // namespace brisko::scan

@@ -1,12 +1,12 @@
 #include <brisko_scan/staged_scan.h>
 
-#include <brisko_scan/progress.h>
-#include <brisko_scan/scan_error.h>
 #include "base/companion_path.h"
 #include "base/file.h"
 #include "base/staged_output.h"
 
 #include <brisko_codec/alignment.h>
+#include <brisko_scan/progress.h>
+#include <brisko_scan/scan_error.h>
 
 #include <algorithm>
 #include <cerrno>

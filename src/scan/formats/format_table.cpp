@@ -1,11 +1,12 @@
 #include "scan/formats/format_table.h"
 
 #include "layouts/clr_record.h"
-#include "scan/files/output_size.h"
+#include "scan/files/named_output.h"
 #include "scan/files/scan_path.h"
 #include "scan/formats/native/native_input.h"
-#include "scan/formats/native/native_report.h"
+#include "scan/formats/native/scan_layout.h"
 #include "scan/formats/ptx/ptx_input.h"
+#include "scan/formats/scan_input.h"
 #include "scan/integrity/scan_check.h"
 
 #include <brisko_scan/scan_error.h>
@@ -180,6 +181,19 @@ const FormatDriver& writerOf(const std::string& path) {
     if (driver && driver->traits.writes) return *driver;
     throw ScanError(ErrorKind::Request, path,
                     "the output is named " + alternatives(writableExtensions()));
+}
+
+std::unique_ptr<ScanInput> openScan(const std::string& path) {
+    return readerOf(path).open(path);
+}
+
+std::unique_ptr<ScanInput> openSeries(const std::string& first,
+                                      const std::vector<std::string>& later) {
+    return std::make_unique<NativeInput>(first, ColourSource::Scan, later);
+}
+
+std::unique_ptr<ScanInput> openColouredScan(const std::string& path) {
+    return std::make_unique<NativeInput>(path, ColourSource::Photos);
 }
 
 }  // namespace brisko::scan

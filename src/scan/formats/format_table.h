@@ -1,11 +1,11 @@
 #pragma once
 
+#include "scan/formats/scan_input.h"
+#include "scan/formats/scan_output.h"
+
 #include <brisko_scan/check.h>
 #include <brisko_scan/formats.h>
 #include <brisko_scan/inspect.h>
-
-#include "scan/formats/scan_input.h"
-#include "scan/formats/scan_output.h"
 
 #include <memory>
 #include <string>

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <brisko_scan/scan_info.h>
-
 #include <brisko_codec/alignment.h>
 #include <brisko_codec/cell_reader.h>
 #include <brisko_codec/file_header.h>
+#include <brisko_scan/scan_info.h>
 
 #include <cstddef>
 #include <cstdint>

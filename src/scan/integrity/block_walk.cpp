@@ -1,9 +1,10 @@
 #include "scan/integrity/block_walk.h"
 
+#include "layouts/cell_point.h"
+#include "scan/formats/native/native_layout.h"
+
 #include <brisko_scan/repair.h>
 #include <brisko_scan/text.h>
-#include "scan/formats/native/cl3_record.h"
-#include "scan/formats/native/native_layout.h"
 
 #include <algorithm>
 #include <cmath>
@@ -28,12 +29,12 @@ bool isTiny(double metres) {
 
 }  // namespace
 
-BlockWalk::BlockWalk(ByteStream& stream, const std::string& path, unsigned pointFormat,
+BlockWalk::BlockWalk(ByteStream& stream, const std::string& path, CL3PointFormat format,
                      Salvage& salvage, Sink sink)
     : m_stream(stream),
       m_path(path),
-      m_format(pointFormat),
-      m_recordSize(cl3::kRecordSizes[pointFormat]),
+      m_format(format),
+      m_recordSize(recordSizeOf(format)),
       m_salvage(salvage),
       m_sink(std::move(sink)) {
 }
@@ -44,7 +45,7 @@ void BlockWalk::run(std::uint32_t announcedBlocks) {
     while (more && m_next < m_stream.size()) {
         const bool isExpected = m_block < announcedBlocks;
         const std::uint64_t left = m_stream.size() - m_next;
-        // Behind the last block a plain writer may leave the header of an empty one.
+        // After the last block a plain writer may leave the header of an empty one.
         if (!isExpected && left <= cl3_block::kHeaderSize) break;
         std::uint32_t count = 0;
         const bool fits = headerFits(m_next, count) && !isUnclosed(m_next);
@@ -78,8 +79,7 @@ bool BlockWalk::isRecord(std::uint64_t offset) {
     m_stream.seek(offset);
     const std::uint8_t* const bytes = m_stream.peek(m_recordSize);
     if (!bytes) return false;
-    CellPoint p;
-    decodeCL3Record(bytes, m_format, p);
+    const CellPoint p = decodeCellPoint(bytes, m_format);
     const int tiny = isTiny(p.x) + isTiny(p.y) + isTiny(p.z);
     const int likely = isLikely(p.x) + isLikely(p.y) + isLikely(p.z);
     // A direction along an axis may leave rounding errors in the other coordinates.
@@ -94,14 +94,14 @@ bool BlockWalk::isBlock(std::uint64_t offset) {
     return isRecord(first) || isRecord(first + (count - 1) * m_recordSize);
 }
 
-/// A writer that was never closed leaves a count of 0 in front of its last records.
+/// A writer that was never closed leaves a count of 0 before its last records.
 bool BlockWalk::isUnclosed(std::uint64_t offset) {
     std::uint32_t count = 0;
     const std::uint64_t first = offset + cl3_block::kHeaderSize;
     return headerFits(offset, count) && count == 0 && isRecord(first) && !isBlock(first);
 }
 
-/// Where records go on after a block header that makes no sense: behind it, or, when the block
+/// Where records go on after a block header that makes no sense: after it, or, when the block
 /// before it announced too few, in its place.
 std::uint64_t BlockWalk::startOfRecords(std::uint64_t offset) {
     if (isRecord(offset + cl3_block::kHeaderSize)) return offset + cl3_block::kHeaderSize;
@@ -121,7 +121,7 @@ void BlockWalk::takeBlock(std::uint64_t offset) {
     m_next = first + taken * m_recordSize;
 }
 
-/// What stands where no whole block is. False when nothing behind it can be found.
+/// Handles what is there instead of a whole block. False when nothing after it can be found.
 bool BlockWalk::takeRemains(std::uint64_t offset) {
     const std::uint64_t start = startOfRecords(offset);
     if (start == kNone) {
@@ -160,13 +160,12 @@ std::uint64_t BlockWalk::takeRecords(std::uint64_t begin, std::uint64_t most, bo
         m_stream.seek(offset);
         const std::uint8_t* const bytes = m_stream.peek(m_recordSize);
         if (!bytes) break;
-        CellPoint point;
-        decodeCL3Record(bytes, m_format, point);
+        const CellPoint point = decodeCellPoint(bytes, m_format);
         if (!isRecord(offset)) {
-            if (isPoint(point) && isBlock(offset)) break;
+            if (isMeasured(point) && isBlock(offset)) break;
             if (!isWhole) break;
         }
-        if (!isPoint(point)) continue;
+        if (!isMeasured(point)) continue;
         if (isFinite(point)) {
             m_points.push_back(point);
             emit(false);

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "scan/files/byte_stream.h"
+#include "layouts/layout.h"
+#include "scan/files/input_file.h"
 
 #include <brisko_codec/cell_reader.h>
 
@@ -19,7 +20,7 @@ class BlockWalk {
 public:
     using Sink = std::function<void(const std::vector<CellPoint>&)>;
 
-    BlockWalk(ByteStream& stream, const std::string& path, unsigned pointFormat, Salvage& salvage,
+    BlockWalk(ByteStream& stream, const std::string& path, CL3PointFormat format, Salvage& salvage,
               Sink sink);
 
     void run(std::uint32_t announcedBlocks);
@@ -38,7 +39,7 @@ private:
 
     ByteStream& m_stream;
     std::string m_path;
-    unsigned m_format;
+    CL3PointFormat m_format;
     std::uint64_t m_recordSize;
     Salvage& m_salvage;
     Sink m_sink;

@@ -1,5 +1,5 @@
+#include "layouts/cell_point.h"
 #include "scan/files/scan_path.h"
-#include "scan/formats/native/cl3_record.h"
 #include "scan/formats/native/native_layout.h"
 #include "scan/integrity/native_scan_check.h"
 #include "scan/integrity/tile_check.h"
@@ -36,12 +36,11 @@ public:
 private:
     bool checkHeader() {
         if (!hasWholeHeader(cl3_header::kSize)) return false;
-        const unsigned format = m_header.GetPointFormat();
-        if (format >= std::size(cl3::kRecordSizes)) {
+        if (!isKnown(formatOf(m_header))) {
             addUnknownFormat(cl3_header::kSize - 1, "CL3 (0 or 1)");
             return false;
         }
-        m_recordSize = cl3::kRecordSizes[format];
+        m_recordSize = recordSizeOf(formatOf(m_header));
         checkHeaderAngles(m_check, m_header);
         return true;
     }
@@ -79,16 +78,16 @@ private:
     void checkRecords(std::uint64_t block, std::uint64_t count) {
         for (std::uint64_t i = 0; i < count; ++i) {
             const std::uint64_t offset = m_stream.offset();
-            CellPoint point;
-            decodeCL3Record(m_stream.take(m_recordSize), m_header.GetPointFormat(), point);
-            if (isPoint(point)) m_points->add(point, block, i, offset);
+            const CellPoint point =
+                decodeCellPoint(m_stream.take(m_recordSize), formatOf(m_header));
+            if (isMeasured(point)) m_points->add(point, block, i, offset);
             if (i % kShowEvery == 0) showProgress();
         }
         m_check.records += count;
         showProgress();
     }
 
-    /// A plain writer leaves one empty block header behind a last block that is full.
+    /// A plain writer leaves one empty block header after a last block that is full.
     void checkEnd() {
         if (m_tiles) m_tiles->compareCount(m_header.GetBlockCount());
         const std::uint64_t left = m_stream.left();

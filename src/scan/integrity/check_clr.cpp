@@ -1,5 +1,4 @@
-#include "layouts/clr_record.h"
-#include "scan/formats/native/clr_cells.h"
+#include "layouts/cell_point.h"
 #include "scan/formats/native/native_layout.h"
 #include "scan/integrity/native_scan_check.h"
 
@@ -31,7 +30,7 @@ public:
 private:
     bool checkHeader() {
         if (!hasWholeHeader(clr_header::kSize)) return false;
-        if (m_header.GetPointFormat() > 3) {
+        if (!isKnown(formatOf(m_header))) {
             addUnknownFormat(112, "CLR (0 to 3)");
             return false;
         }
@@ -83,33 +82,35 @@ private:
         const std::uint64_t rows = m_header.GetZenithResolution();
         for (std::uint64_t column = 0; column < m_header.GetAzimuthResolution(); ++column) {
             for (std::uint64_t row = 0; row < rows; row += kPiecePoints) {
-                readPiece(m_stream, std::min(rows - row, kPiecePoints), m_piece);
-                if (!checkPiece(block, column, column * rows + row)) return false;
+                const std::size_t points = std::min(rows - row, kPiecePoints);
+                const Piece piece = clr::takePiece(m_stream, points, m_records);
+                if (!checkPiece(piece, block, column, column * rows + row)) return false;
             }
         }
         return true;
     }
 
-    /// False when nothing behind the piece can be found.
-    bool checkPiece(std::uint64_t block, std::uint64_t column, std::uint64_t firstRecord) {
-        if (m_piece.state != PieceState::Sound) {
-            add("piece", block, m_piece.offset,
-                "column " + std::to_string(column) + ": " + pieceProblem(m_piece.state));
-            return m_piece.state == PieceState::BadStream;
+    /// False when nothing after the piece can be found.
+    bool checkPiece(const Piece& piece, std::uint64_t block, std::uint64_t column,
+                    std::uint64_t firstRecord) {
+        if (piece.state != PieceState::Sound) {
+            add("piece", block, piece.offset,
+                "column " + std::to_string(column) + ": " + clr::pieceProblem(piece.state));
+            return piece.state == PieceState::BadStream;
         }
-        for (std::size_t i = 0; i < m_piece.records.size(); ++i)
-            checkRecord(m_piece.records[i], block, firstRecord + i, m_piece.offset);
-        m_check.records += m_piece.records.size();
+        for (std::size_t i = 0; i < m_records.size(); ++i)
+            checkRecord(m_records[i], block, firstRecord + i, piece.offset);
+        m_check.records += m_records.size();
         return true;
     }
 
     void checkRecord(const RawRecord& record, std::uint64_t block, std::uint64_t number,
                      std::uint64_t offset) {
         if (number % kShowEvery == 0) m_progress->advanceTo(offset);
-        if (record.intensity > 0) m_points->add(pointOf(record), block, number, offset);
+        if (isMeasured(record)) m_points->add(toCellPoint(record), block, number, offset);
     }
 
-    Piece m_piece;
+    std::vector<RawRecord> m_records;  // of a piece
 };
 
 }  // namespace

@@ -1,8 +1,8 @@
-#include <brisko_scan/text.h>
 #include "scan/formats/ptx/ptx_reader.h"
 #include "scan/integrity/scan_check.h"
 
 #include <brisko_codec/codec.h>
+#include <brisko_scan/text.h>
 
 #include <algorithm>
 

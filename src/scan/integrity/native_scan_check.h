@@ -1,9 +1,10 @@
 #pragma once
 
-#include <brisko_scan/text.h>
-#include "scan/files/byte_stream.h"
+#include "scan/files/input_file.h"
 #include "scan/formats/native/header_file.h"
 #include "scan/integrity/point_check.h"
+
+#include <brisko_scan/text.h>
 
 #include <cstdint>
 #include <optional>

@@ -1,15 +1,38 @@
 #pragma once
 
-#include "scan/integrity/direction_range.h"
 #include "scan/integrity/scan_check.h"
 
 #include <brisko_codec/cell_reader.h>
+#include <brisko_codec/file_header.h>
 
 #include <optional>
 
 namespace brisko::scan {
 
-/// Looks at single points: finite numbers, and directions that the header speaks of.
+/// The directions that a header's angles cover: azimuth counter-clockwise from +x and zenith angle
+/// from +z, degrees; elevations above the horizon where its numbers leave 0 to 180.
+class DirectionRange {
+public:
+    /// Nothing where the header gives no directions: no steps, no span, not finite, or numbers that
+    /// are no such angles.
+    static std::optional<DirectionRange> fromHeader(const CLFileHeader& header);
+
+    /// Whether a point, metres in the scanner's frame, lies in such a direction, give or take two
+    /// steps and a centimetre: beams leave the instrument a little beside its centre.
+    bool contains(double x, double y, double z) const;
+
+private:
+    struct Axis {
+        double low = 0, high = 0, step = 0;  // degrees
+    };
+    static std::optional<Axis> axis(float start, float stop, float step);
+
+    Axis m_azimuth;
+    Axis m_vertical;
+    bool m_isElevation = false;
+};
+
+/// Looks at single points: finite numbers, and whether they lie in directions that the header covers.
 class PointCheck {
 public:
     PointCheck(ScanCheck& check, const CLFileHeader& header);
@@ -17,7 +40,7 @@ public:
     /// A record that holds a point; its number within the block counts from 0.
     void add(const CellPoint& point, std::uint64_t block, std::uint64_t number,
              std::uint64_t offset);
-    /// Where much lies outside, the header speaks of other angles than the points do, and no single
+    /// Where much lies outside, the header counts its angles in another way than the points do, and no single
     /// point is to blame.
     void finish();
 
@@ -30,9 +53,9 @@ private:
     std::uint64_t m_outside = 0;
 };
 
-/// Tells a header with angles that are not finite.
+/// Reports a header with angles that are not finite.
 void checkHeaderAngles(ScanCheck& check, const CLFileHeader& header);
-/// Tells an alignment file that is there and cannot be used.
+/// Reports an alignment file that exists and cannot be used.
 void checkAlignmentFile(ScanCheck& check);
 
 }  // namespace brisko::scan

@@ -1,10 +1,9 @@
-#include "scan/files/output_size.h"
+#include "scan/files/named_output.h"
 #include "scan/files/scan_path.h"
 #include "scan/formats/native/header_file.h"
 #include "scan/formats/native/native_layout.h"
 #include "scan/integrity/block_walk.h"
 #include "scan/integrity/repair.h"
-#include "scan/integrity/repair_output.h"
 #include "scan/integrity/tile_walk.h"
 #include "scan/jobs/column_order.h"
 #include "scan/jobs/header_angles.h"
@@ -22,7 +21,7 @@ public:
         : m_options(options), m_salvage(options.most), m_stream(options.input) {
         readHeader(m_header, options.input);
         requireWholeHeader(options, m_stream.size(), cl3_header::kSize);
-        if (m_header.GetPointFormat() < std::size(cl3::kRecordSizes)) return;
+        if (isKnown(formatOf(m_header))) return;
         refuseFormat(options, cl3_header::kSize - 1, m_header, "CL3 (0 or 1)");
     }
 
@@ -45,7 +44,7 @@ private:
         const std::string path = companionOf(m_options.input, ".ij");
         std::error_code ignored;
         if (m_options.plain || !std::filesystem::exists(path, ignored)) return;
-        m_tiles = std::make_unique<TileWalk>(m_options.input, m_header.GetPointFormat(), path);
+        m_tiles = std::make_unique<TileWalk>(m_options.input, formatOf(m_header), path);
         if (m_tiles->problem().empty()) return;
         m_salvage.losses.add({"index",
                               path,
@@ -89,7 +88,7 @@ private:
             output->write(points);
             progress.advanceTo(m_stream.offset());
         };
-        BlockWalk(m_stream, m_options.input, m_header.GetPointFormat(), m_salvage, write)
+        BlockWalk(m_stream, m_options.input, formatOf(m_header), m_salvage, write)
             .run(m_header.GetBlockCount());
         complete(*output, target);
     }

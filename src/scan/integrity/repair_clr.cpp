@@ -1,13 +1,12 @@
-#include <brisko_scan/text.h>
-#include "layouts/clr_record.h"
-#include "scan/files/byte_stream.h"
+#include "layouts/cell_point.h"
+#include "scan/files/input_file.h"
 #include "scan/files/named_output.h"
-#include "scan/formats/native/clr_cells.h"
 #include "scan/formats/native/header_file.h"
 #include "scan/formats/native/native_check.h"
 #include "scan/formats/native/native_layout.h"
 #include "scan/integrity/repair.h"
-#include "scan/integrity/repair_output.h"
+
+#include <brisko_scan/text.h>
 
 #include <algorithm>
 
@@ -44,7 +43,7 @@ private:
         const std::size_t columns = m_header.GetAzimuthResolution();
         const std::size_t rows = m_header.GetZenithResolution();
         requireWholeHeader(m_options, m_stream.size(), clr_header::kSize);
-        if (m_header.GetPointFormat() > 3) refuseFormat(m_options, 112, m_header, "CLR (0 to 3)");
+        if (!isKnown(formatOf(m_header))) refuseFormat(m_options, 112, m_header, "CLR (0 to 3)");
         if (columns == 0 || rows == 0 || columns > kMost || rows > kMost) {
             refuseInput(m_options, "byte 104: the header announces no grid");
         }
@@ -93,13 +92,13 @@ private:
     }
 
     bool hasCells() const {
-        const std::uint64_t least = m_compressed ? clr::kPieceLength + 1 : clr_record::kSize;
+        const std::uint64_t least = m_compressed ? kPieceLengthSize + 1 : clr_record::kSize;
         return m_stream.left() >= clr_block::kHeaderSize + least;
     }
 
     /// What one more block would take at most.
     void requireProportion() const {
-        constexpr std::uint64_t kEmptyPiece = clr::kPieceLength + 6 * kPiecePoints + 1;
+        constexpr std::uint64_t kEmptyPiece = kPieceLengthSize + 6 * kPiecePoints + 1;
         const Wide pieces = Wide{m_columns} * ((m_rows + kPiecePoints - 1) / kPiecePoints);
         const Wide more = m_compressed ? pieces * kEmptyPiece : clr::plainBlockSize(m_header);
         if (isInProportion(m_output->size() + more, m_stream.size())) return;
@@ -140,45 +139,45 @@ private:
 
     void copyPiece(std::uint32_t block, std::uint64_t column, std::uint64_t row) {
         const std::uint64_t points = std::min(m_rows - row, kPiecePoints);
-        m_piece.records.clear();
+        m_records.clear();
         if (m_whole) {
-            readPiece(m_stream, points, m_piece);
-            if (m_piece.state == PieceState::Sound) {
-                m_output->write(m_piece.bytes.data(), m_piece.bytes.size());
-                std::for_each(m_piece.records.begin(), m_piece.records.end(),
-                              [this](const RawRecord& record) { count(record); });
+            const Piece piece = clr::takePiece(m_stream, points, m_records);
+            if (piece.state == PieceState::Sound) {
+                m_output->write(piece.bytes.data(), piece.bytes.size());
+                countRecords();
                 return;
             }
-            endOfPieces(block, column, row, points);
+            // What could be decoded before the file ends is kept; the rest of the line is empty.
+            if (piece.state != PieceState::CutShort) m_records.clear();
+            endOfPieces(piece, block, column, row, points);
         }
-        // What could be decoded before the file ends; the rest of the line is empty.
-        if (m_piece.state != PieceState::CutShort) m_piece.records.clear();
-        std::for_each(m_piece.records.begin(), m_piece.records.end(),
-                      [this](const RawRecord& record) { count(record); });
-        m_piece.records.resize(points);
-        m_piece.bytes.clear();
-        encodeCompressedLine(m_piece.records.data(), points, m_piece.bytes);
-        m_output->write(m_piece.bytes.data(), m_piece.bytes.size());
+        countRecords();
+        m_records.resize(points);
+        m_bytes.clear();
+        encodeCompressedLine(m_records.data(), points, m_bytes);
+        m_output->write(m_bytes.data(), m_bytes.size());
     }
 
-    /// A piece that is not sound is lost alone if its length tells where the next one begins.
-    void endOfPieces(std::uint32_t block, std::uint64_t column, std::uint64_t row,
-                     std::uint64_t points) {
-        const bool goesOn = m_piece.state == PieceState::BadStream;
-        const std::uint64_t kept =
-            m_piece.state == PieceState::CutShort ? m_piece.records.size() : 0;
+    /// A piece that is not sound is lost alone if its length says where the next one begins.
+    void endOfPieces(const Piece& piece, std::uint32_t block, std::uint64_t column,
+                     std::uint64_t row, std::uint64_t points) {
+        const bool goesOn = piece.state == PieceState::BadStream;
         const std::uint64_t cells =
-            goesOn ? points : m_columns * m_rows - column * m_rows - row - kept;
+            goesOn ? points : m_columns * m_rows - column * m_rows - row - m_records.size();
         m_whole = goesOn;
-        lose("piece", block, m_piece.offset, cells,
-             "column " + std::to_string(column) + ": " + pieceProblem(m_piece.state) + "; " +
+        lose("piece", block, piece.offset, cells,
+             "column " + std::to_string(column) + ": " + clr::pieceProblem(piece.state) + "; " +
                  countOf(cells, "cell") + " lost");
     }
 
+    void countRecords() {
+        for (const RawRecord& record : m_records)
+            count(record);
+    }
     void count(const RawRecord& record) {
-        if (record.intensity <= 0) return;
+        if (!isMeasured(record)) return;
         ++m_salvage.points;
-        m_box.add(pointOf(record));
+        m_box.add(toCellPoint(record));
     }
 
     static constexpr std::uint64_t kShowEvery = 1 << 14;  // records
@@ -189,11 +188,12 @@ private:
     CLRFileHeader m_header;
     std::uint64_t m_columns = 0, m_rows = 0;
     bool m_compressed = false;
-    bool m_whole = true;  // nothing was met behind which the way is lost
+    bool m_whole = true;  // nothing was met after which the way is lost
     NamedOutput* m_output = nullptr;
     TaskProgress* m_progress = nullptr;
     PointBox m_box;
-    Piece m_piece;
+    std::vector<RawRecord> m_records;   // of a piece
+    std::vector<std::uint8_t> m_bytes;  // of a piece that is written anew
 };
 
 }  // namespace

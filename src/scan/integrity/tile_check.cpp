@@ -1,7 +1,8 @@
 #include "scan/integrity/tile_check.h"
 
-#include <brisko_scan/text.h>
 #include "scan/formats/native/native_layout.h"
+
+#include <brisko_scan/text.h>
 
 #include <algorithm>
 

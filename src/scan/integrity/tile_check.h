@@ -1,6 +1,6 @@
 #pragma once
 
-#include "scan/files/byte_stream.h"
+#include "scan/files/input_file.h"
 #include "scan/integrity/scan_check.h"
 
 #include <cstdint>
@@ -19,7 +19,7 @@ public:
     std::uint64_t size() const { return m_stream.size(); }
     std::uint64_t offset() const { return m_stream.offset(); }
 
-    /// Goes on to the next tile and checks it in itself. False behind the last one, or when what
+    /// Goes on to the next tile and checks it in itself. False after the last one, or when what
     /// follows cannot be walked.
     bool next();
     /// Makes a tile the next one.
@@ -46,7 +46,7 @@ private:
     std::uint64_t m_next = 0;
     std::uint64_t m_begin = 0;    // of the tile
     std::uint32_t m_entries = 0;  // of the tile that stand for a point
-    bool m_walks;                 // the last member: the header fills in what stands above
+    bool m_walks;                 // the last member: the header fills in the members above
 };
 
 /// The first thing that is wrong with the tiles of an index in themselves; nothing in a sound one.

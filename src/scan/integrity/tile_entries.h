@@ -1,6 +1,6 @@
 #pragma once
 
-#include "scan/files/byte_stream.h"
+#include "scan/files/input_file.h"
 
 #include <cstdint>
 #include <optional>

@@ -1,24 +1,25 @@
 #include "scan/integrity/tile_walk.h"
 
-#include <brisko_scan/text.h>
-#include "scan/formats/native/cl3_record.h"
+#include "layouts/cell_point.h"
 #include "scan/formats/native/native_layout.h"
 #include "scan/integrity/repair.h"
+
+#include <brisko_scan/text.h>
 
 #include <algorithm>
 #include <initializer_list>
 
 namespace brisko::scan {
 
-TileWalk::TileWalk(const std::string& scan, unsigned pointFormat, const std::string& index)
+TileWalk::TileWalk(const std::string& scan, CL3PointFormat format, const std::string& index)
     : m_scanPath(scan),
       m_indexPath(index),
       m_scan(scan),
       m_index(index),
       m_scanCounts(scan),
       m_indexCounts(index),
-      m_format(pointFormat),
-      m_recordSize(cl3::kRecordSizes[pointFormat]) {
+      m_format(format),
+      m_recordSize(recordSizeOf(format)) {
     m_problem = readHeader();
     if (m_problem.empty() && !belongsToScan()) m_problem = "it belongs to another scan";
 }
@@ -133,13 +134,12 @@ void TileWalk::countEntries(std::uint64_t tile) {
 /// Takes the point of an entry; false when its numbers are not finite.
 bool TileWalk::takeCell(std::uint64_t tile, std::uint64_t block, const TileEntries::Entry& entry) {
     m_scan.seek(block + cl3_block::kHeaderSize + (entry.number - 1) * m_recordSize);
-    CellPoint point;
-    decodeCL3Record(m_scan.peek(m_recordSize), m_format, point);
+    CellPoint point = decodeCellPoint(m_scan.peek(m_recordSize), m_format);
     point.column =
         static_cast<std::uint32_t>(tile / m_tilesDown * m_tileSize) + entry.cell / m_tileSize;
     point.row =
         static_cast<std::uint32_t>(tile % m_tilesDown * m_tileSize) + entry.cell % m_tileSize;
-    if (!isPoint(point)) return true;
+    if (!isMeasured(point)) return true;
     if (!isFinite(point)) return false;
     m_points.push_back(point);
     return true;

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <brisko_scan/progress.h>
-#include "scan/files/byte_stream.h"
+#include "layouts/layout.h"
 #include "scan/files/input_file.h"
 #include "scan/integrity/tile_entries.h"
 
 #include <brisko_codec/cell_reader.h>
+#include <brisko_scan/progress.h>
 
 #include <cstdint>
 #include <functional>
@@ -24,7 +24,7 @@ public:
     using Sink = std::function<void(const std::vector<CellPoint>&)>;
 
     /// Reads what the index says of itself and whether it belongs to the scan.
-    TileWalk(const std::string& scan, unsigned pointFormat, const std::string& index);
+    TileWalk(const std::string& scan, CL3PointFormat format, const std::string& index);
 
     /// Empty when the index can be used, or why it cannot.
     const std::string& problem() const { return m_problem; }
@@ -56,7 +56,7 @@ private:
     std::string m_scanPath, m_indexPath;
     ByteStream m_scan, m_index;
     InputFile m_scanCounts, m_indexCounts;  // for looks ahead: the streams stay where they are
-    unsigned m_format;
+    CL3PointFormat m_format;
     std::uint64_t m_recordSize;
     std::string m_problem;
     std::uint32_t m_columns = 0, m_rows = 0, m_tileSize = 0;

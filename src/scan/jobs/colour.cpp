@@ -1,9 +1,9 @@
 #include "scan/files/input_file.h"
+#include "scan/files/scan_path.h"
 #include "scan/formats/format_table.h"
 #include "scan/jobs/conversion.h"
 
 #include <brisko_scan/scan_error.h>
-#include "scan/files/scan_path.h"
 
 namespace brisko::scan {
 namespace {

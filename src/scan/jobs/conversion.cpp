@@ -1,9 +1,6 @@
 #include "scan/jobs/conversion.h"
 
-#include <brisko_scan/scan_error.h>
-#include <brisko_scan/staged_scan.h>
-#include <brisko_scan/text.h>
-#include "scan/files/output_size.h"
+#include "scan/files/named_output.h"
 #include "scan/files/scan_path.h"
 #include "scan/formats/format_table.h"
 #include "scan/jobs/column_order.h"
@@ -11,6 +8,9 @@
 #include "scan/jobs/point_filter.h"
 
 #include <brisko_codec/codec.h>
+#include <brisko_scan/scan_error.h>
+#include <brisko_scan/staged_scan.h>
+#include <brisko_scan/text.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -107,7 +107,7 @@ bool hasColour(ScanInput& input, const ProgressFunction& function) {
     return found;
 }
 
-/// PTX lines have a colour or not; a CL3 record always has room for one, be there none.
+/// PTX lines have a colour or not; a CL3 record always has room for one.
 bool chooseColour(ScanInput& input, const OutputChoice& output, const ProgressFunction& progress) {
     if (!output.driver->colourIsOptional || !input.info().storesColour) return false;
     return input.info().isColoured || hasColour(input, progress);

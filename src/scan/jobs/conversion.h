@@ -1,8 +1,8 @@
 #pragma once
 
-#include <brisko_scan/convert.h>
-
 #include "scan/formats/scan_input.h"
+
+#include <brisko_scan/convert.h>
 
 #include <memory>
 

@@ -10,7 +10,7 @@
 namespace brisko::scan {
 namespace {
 
-constexpr double kDefaultStep = 1;  // degrees, where the points tell nothing
+constexpr double kDefaultStep = 1;  // degrees, where the points show none
 
 /// An angle of a damaged header may be anything; what a float cannot hold becomes 0.
 float narrow(double degrees) {

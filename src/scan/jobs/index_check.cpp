@@ -1,8 +1,8 @@
+#include "scan/formats/native/scan_layout.h"
+#include "scan/integrity/tile_check.h"
 #include "scan/jobs/index_job.h"
 
 #include <brisko_scan/text.h>
-#include "scan/formats/native/scan_layout.h"
-#include "scan/integrity/tile_check.h"
 
 #include <algorithm>
 

@@ -1,11 +1,11 @@
 #pragma once
 
+#include <brisko_codec/alignment.h>
+#include <brisko_codec/cell_reader.h>
 #include <brisko_scan/index.h>
 
-#include "scan/jobs/point_tally.h"
-
-#include <brisko_codec/alignment.h>
-
+#include <bit>
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -17,6 +17,31 @@ using ShareFunction = std::function<void(double share, const char* stage)>;
 
 /// Indexes an input. Nothing is thrown.
 IndexOutcome runIndexTask(const IndexTask& task, const ShareFunction& progress);
+
+/// All points of a scan in one number that does not depend on their order.
+struct PointTally {
+    std::uint64_t points = 0;
+    std::uint64_t sum = 0;
+
+    void add(const CellPoint& p, bool withCell) {
+        std::uint64_t one = mixed(1, std::bit_cast<std::uint64_t>(p.x));
+        one = mixed(one, std::bit_cast<std::uint64_t>(p.y));
+        one = mixed(one, std::bit_cast<std::uint64_t>(p.z));
+        const std::uint32_t colour =
+            p.red | std::uint32_t{p.green} << 8 | std::uint32_t{p.blue} << 16;
+        one = mixed(one, std::uint64_t{std::bit_cast<std::uint32_t>(p.intensity)} << 32 | colour);
+        if (withCell) one = mixed(one, std::uint64_t{p.column} << 32 | p.row);
+        ++points;
+        sum += one;
+    }
+
+private:
+    static std::uint64_t mixed(std::uint64_t sum, std::uint64_t bits) {
+        // Odd factors of no structure; the shift brings high bits down.
+        sum = (sum ^ bits) * 0x9e3779b97f4a7c15u;
+        return sum ^ sum >> 29;
+    }
+};
 
 /// What to say of a task whose output is up to date.
 std::string upToDateText(const IndexTask& task);
@@ -44,5 +69,11 @@ struct IndexedPoints {
 /// Throws ScanError(NotWritten) when it does not hold them.
 IndexOutcome checkIndexed(const IndexTask& task, const std::string& staged,
                           const IndexedPoints& given, const std::function<void(double)>& reach);
+
+/// Lets the library's conversion find the cells of a scan by the angles of its points.
+///   reach  hears how much of it is done, 0 to 1; throws to end it. Called by two threads, one at a time.
+/// Throws what `reach` throws, and ScanError(Damaged) where the conversion fails.
+void indexByAngles(const IndexTask& task, const std::string& output,
+                   const std::function<void(double share)>& reach);
 
 }  // namespace brisko::scan

@@ -1,10 +1,10 @@
 #include "scan/files/scan_path.h"
 #include "scan/formats/format_table.h"
+#include "scan/formats/native/scan_layout.h"
 #include "scan/jobs/index_job.h"
 
 #include <brisko_scan/findings.h>
 #include <brisko_scan/text.h>
-#include "scan/formats/native/scan_layout.h"
 
 #include <algorithm>
 #include <cstdio>

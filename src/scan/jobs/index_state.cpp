@@ -1,9 +1,9 @@
 #include "scan/files/scan_path.h"
+#include "scan/formats/native/scan_layout.h"
 #include "scan/jobs/index_job.h"
 
-#include "scan/formats/native/scan_layout.h"
-
 #include <brisko_codec/alignment.h>
+
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -44,7 +44,7 @@ std::vector<std::string> sourcesOf(const IndexTask& task) {
     return files;
 }
 
-/// The fields that tell one scan from another.
+/// The fields in which two scans differ.
 bool isSameScan(const CLFileHeader& a, const CLFileHeader& b) {
     const auto same = [&](auto field) { return (a.*field)() == (b.*field)(); };
     return same(&CLFileHeader::GetModelName) && same(&CLFileHeader::GetSerialNumber) &&

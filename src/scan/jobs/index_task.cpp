@@ -1,14 +1,13 @@
-#include <brisko_scan/index.h>
+#include "scan/files/named_output.h"
 #include "scan/files/scan_path.h"
-
-#include <brisko_scan/progress.h>
-#include <brisko_scan/staged_scan.h>
-#include "scan/files/output_size.h"
 #include "scan/jobs/column_order.h"
 #include "scan/jobs/header_angles.h"
 #include "scan/jobs/index_job.h"
 #include "scan/jobs/input_lock.h"
-#include "scan/jobs/tracked_index.h"
+
+#include <brisko_scan/index.h>
+#include <brisko_scan/progress.h>
+#include <brisko_scan/staged_scan.h>
 
 #include <algorithm>
 

@@ -13,7 +13,7 @@ namespace brisko::scan {
 InputLock::InputLock(const std::string& path, const std::function<void()>& wait) {
     constexpr std::chrono::milliseconds kPause(100);
     m_file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (m_file < 0) return;  // whoever reads the input says why
+    if (m_file < 0) return;  // reading the input reports why
     try {
         while (flock(m_file, LOCK_EX | LOCK_NB) != 0 && (errno == EWOULDBLOCK || errno == EINTR)) {
             wait();

@@ -1,12 +1,11 @@
-#include <brisko_scan/cell.h>
-#include "scan/files/scan_path.h"
-
 #include "base/checked.h"
-#include "scan/formats/native/cl3_record.h"
+#include "layouts/cell_point.h"
+#include "scan/files/scan_path.h"
 #include "scan/formats/native/scan_layout.h"
 #include "scan/integrity/scan_check.h"
 #include "scan/integrity/tile_check.h"
 
+#include <brisko_scan/cell.h>
 #include <brisko_scan/scan_error.h>
 
 namespace brisko::scan {

@@ -1,4 +1,4 @@
-#include "scan/jobs/tracked_index.h"
+#include "scan/jobs/index_job.h"
 
 #include <brisko_codec/conversions.h>
 #include <brisko_codec/progress.h>

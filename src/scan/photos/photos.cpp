@@ -1,9 +1,10 @@
 #include <brisko_scan/photos.h>
+
+#include "scan/files/scan_path.h"
 #include "scan/formats/format_table.h"
 
 #include <brisko_scan/scan_error.h>
 #include <brisko_scan/text.h>
-#include "scan/files/scan_path.h"
 
 #include <algorithm>
 #include <filesystem>

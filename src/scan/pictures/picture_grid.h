@@ -1,7 +1,6 @@
 #pragma once
 
 #include <brisko_codec/cell_reader.h>
-
 #include <brisko_scan/panorama.h>
 
 #include <cstdint>

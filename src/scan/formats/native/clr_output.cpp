@@ -1,8 +1,8 @@
-#include <brisko_scan/scan_error.h>
 #include "scan/formats/native/native_check.h"
 #include "scan/formats/scan_output.h"
 
 #include <brisko_codec/writers.h>
+#include <brisko_scan/scan_error.h>
 
 #include <algorithm>
 #include <cmath>

@@ -1,10 +1,11 @@
-#include <brisko_scan/scan_error.h>
-#include <brisko_scan/text.h>
 #include "scan/files/input_file.h"
 #include "scan/files/scan_path.h"
 #include "scan/formats/native/header_file.h"
 #include "scan/formats/native/native_layout.h"
 #include "scan/formats/native/scan_layout.h"
+
+#include <brisko_scan/scan_error.h>
+#include <brisko_scan/text.h>
 
 #include <filesystem>
 
@@ -96,7 +97,7 @@ std::unique_ptr<CLFileHeader> headerOf(const std::string& path) {
 
 /// Blocks and tiles in step: the k-th tile describes the k-th block.
 void walk(InputFile& file, InputFile* indexFile, ScanLayout& layout) {
-    const std::uint64_t recordSize = cl3::kRecordSizes[layout.header->GetPointFormat()];
+    const std::uint64_t recordSize = recordSizeOf(CL3PointFormat{layout.header->GetPointFormat()});
     const std::uint32_t announced = layout.header->GetBlockCount();
     Blocks blocks(file, recordSize);
     std::uint32_t points = 0;
@@ -161,27 +162,19 @@ ScanLayout inspectCL3(const std::string& path) {
         layout.columns = layout.index->columns;
         layout.rows = layout.index->rows;
     }
-    const unsigned format = layout.header->GetPointFormat();
+    const CL3PointFormat format{layout.header->GetPointFormat()};
     if (file.size() < cl3_header::kSize) {
         layout.problems.insert(layout.problems.begin(), path + ": the file ends inside its header");
-    } else if (format >= std::size(cl3::kRecordSizes)) {
+    } else if (!isKnown(format)) {
         layout.problems.insert(layout.problems.begin(),
-                               path + ": point format " + std::to_string(format) +
+                               path + ": point format " +
+                                   std::to_string(layout.header->GetPointFormat()) +
                                    " is not one of CL3 (0 or 1); is this a CL3 file?");
     } else {
         walk(file, indexFile.get(), layout);
     }
     addAngleProblem(layout);
     return layout;
-}
-
-void addAngleProblem(ScanLayout& layout) {
-    if (hasFiniteAngles(*layout.header)) return;
-    layout.problems.push_back(layout.path + ": " + kBadAngle);
-}
-
-void requireSound(const ScanLayout& layout) {
-    if (!layout.problems.empty()) throw ScanError(ErrorKind::Damaged, {}, layout.problems.front());
 }
 
 }  // namespace brisko::scan

@@ -1,9 +1,9 @@
-#include <brisko_scan/text.h>
 #include "scan/files/input_file.h"
-#include "scan/formats/native/clr_cells.h"
 #include "scan/formats/native/header_file.h"
 #include "scan/formats/native/native_layout.h"
 #include "scan/formats/native/scan_layout.h"
+
+#include <brisko_scan/text.h>
 
 #include <algorithm>
 
@@ -46,32 +46,34 @@ std::string walkPlain(const CLRFileHeader& header, ScanLayout& layout) {
 /// file, so the walk ends however large the grid is said to be.
 class PieceWalk {
 public:
-    PieceWalk(InputFile& file, ScanLayout& layout) : m_file(file), m_layout(layout) {}
+    PieceWalk(ByteStream& file, ScanLayout& layout) : m_file(file), m_layout(layout) {
+        m_file.seek(clr_header::kSize);
+    }
 
     std::string run() {
         const std::uint32_t blocks = m_layout.header->GetBlockCount();
         for (std::uint32_t block = 0; block < blocks; ++block) {
-            m_offset += clr_block::kHeaderSize;
+            m_file.seek(m_file.offset() + clr_block::kHeaderSize);
             for (std::uint32_t column = 0; column < m_layout.columns; ++column) {
                 const std::string problem = walkLine();
                 if (problem.empty()) continue;
                 return m_layout.path + ": column " + std::to_string(column) + " of block " +
-                       std::to_string(block) + ", byte " + std::to_string(m_offset) + ": " +
+                       std::to_string(block) + ", byte " + std::to_string(m_file.offset()) + ": " +
                        problem;
             }
         }
-        return m_offset < m_file.size() ? leftOver(m_layout, m_offset) : "";
+        return m_file.left() > 0 ? leftOver(m_layout, m_file.offset()) : "";
     }
 
 private:
     std::string walkLine() {
         for (std::uint64_t row = 0; row < m_layout.rows; row += kPiecePoints) {
-            std::uint8_t bytes[clr::kPieceLength];
-            if (!m_file.readAt(m_offset, bytes, sizeof bytes)) return kCutShort;
-            const std::uint32_t length = loadU32(bytes);
-            if (length == 0 || length > kLongestPiece) return pieceProblem(PieceState::BadLength);
-            if (length > m_file.size() - m_offset - clr::kPieceLength) return kCutShort;
-            m_offset += clr::kPieceLength + length;
+            const Piece piece = findPiece(m_file);
+            if (piece.state == PieceState::CutShort) return kCutShort;
+            if (piece.state == PieceState::BadLength || piece.length == 0) {
+                return clr::pieceProblem(PieceState::BadLength);
+            }
+            m_file.seek(piece.offset + piece.bytes.size());
             m_layout.records += std::min<std::uint64_t>(kPiecePoints, m_layout.rows - row);
         }
         return "";
@@ -79,14 +81,13 @@ private:
 
     static constexpr const char* kCutShort = "the file ends here; it was not written to its end";
 
-    InputFile& m_file;
+    ByteStream& m_file;
     ScanLayout& m_layout;
-    std::uint64_t m_offset = clr_header::kSize;
 };
 
-std::string findProblem(InputFile& file, const CLRFileHeader& header, ScanLayout& layout) {
+std::string findProblem(ByteStream& file, const CLRFileHeader& header, ScanLayout& layout) {
     if (file.size() < clr_header::kSize) return layout.path + ": the file ends inside its header";
-    if (header.GetPointFormat() > 3) {
+    if (!isKnown(formatOf(header))) {
         return layout.path + ": point format " + std::to_string(header.GetPointFormat()) +
                " is not one of CLR (0 to 3); is this a CLR file?";
     }
@@ -103,7 +104,7 @@ std::string findProblem(InputFile& file, const CLRFileHeader& header, ScanLayout
 }  // namespace
 
 ScanLayout inspectCLR(const std::string& path) {
-    InputFile file(path);
+    ByteStream file(path);
     ScanLayout layout;
     layout.path = path;
     layout.isCL3 = false;

@@ -1,12 +1,13 @@
 #include "scan/formats/native/native_check.h"
-#include "scan/files/scan_path.h"
 
-#include <brisko_scan/progress.h>
-#include <brisko_scan/scan_error.h>
 #include "layouts/layout.h"
+#include "scan/files/scan_path.h"
 #include "scan/formats/native/scan_layout.h"
 #include "scan/integrity/tile_check.h"
 #include "scan/jobs/point_filter.h"
+
+#include <brisko_scan/progress.h>
+#include <brisko_scan/scan_error.h>
 
 #include <cerrno>
 #include <cmath>

@@ -1,14 +1,14 @@
 #include "scan/formats/native/native_input.h"
-#include "scan/files/scan_path.h"
 
-#include <brisko_scan/photos.h>
-#include <brisko_scan/scan_error.h>
 #include "base/staged_output.h"
+#include "scan/files/scan_path.h"
 #include "scan/integrity/scan_check.h"
 
 #include <brisko_codec/cl3_codec.h>
 #include <brisko_codec/clr_codec.h>
 #include <brisko_codec/color_codec.h>
+#include <brisko_scan/photos.h>
+#include <brisko_scan/scan_error.h>
 
 #include <algorithm>
 
@@ -60,7 +60,7 @@ void NativeInput::takeFacts(ScanLayout layout) {
     m_info.columns = layout.columns;
     m_info.rows = layout.rows;
     if (layout.index) m_info.bandColumns = layout.index->tileSize;
-    m_info.storesColour = layout.isCL3 && layout.header->GetPointFormat() == 1;
+    m_info.storesColour = hasColour(layout);
     m_info.isColoured = m_source == ColourSource::Photos;
     m_info.storesColour = m_info.storesColour || m_info.isColoured;
     m_info.records = layout.records;

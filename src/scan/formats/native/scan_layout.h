@@ -1,9 +1,8 @@
 #pragma once
 
-#include <brisko_scan/inspect.h>
-
 #include <brisko_codec/alignment.h>
 #include <brisko_codec/file_header.h>
+#include <brisko_scan/inspect.h>
 
 #include <cstdint>
 #include <memory>
@@ -14,7 +13,7 @@
 namespace brisko::scan {
 
 /// What the files of a native scan say of themselves, found without reading a point. The walk from
-/// block to block tells a scan that was cut short from a complete one, which readers cannot.
+/// block to block shows whether a scan was cut short, which readers cannot.
 struct ScanLayout {
     std::string path;
     bool isCL3 = true;  // else CLR
@@ -34,6 +33,9 @@ ScanLayout inspectCL3(const std::string& path);
 ScanLayout inspectCLR(const std::string& path);
 ScanLayout inspectNative(const std::string& path);  // by its name
 
+/// Whether its records have room for a colour.
+bool hasColour(const ScanLayout& layout);
+
 /// Adds what is wrong with the header's angles.
 void addAngleProblem(ScanLayout& layout);
 
@@ -45,5 +47,9 @@ bool isSameMatrix(const double (&a)[16], const double (&b)[16]);
 
 /// Throws ScanError(Damaged) with the first problem, if there is one.
 void requireSound(const ScanLayout& layout);
+
+// What the files of a native scan say of themselves, with the photos beside it.
+ScanReport describeCL3(const std::string& path);
+ScanReport describeCLR(const std::string& path);
 
 }  // namespace brisko::scan

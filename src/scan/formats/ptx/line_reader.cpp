@@ -24,7 +24,7 @@ LineReader::LineReader(const std::string& path)
           std::min<std::uint64_t>(kBlock + kLongestLine, m_file.size() + 1))) {
 }
 
-/// Moves what is left to the front and loads another block behind it. False at the end of the file.
+/// Moves what is left to the front and loads another block after it. False at the end of the file.
 bool LineReader::refill() {
     std::memmove(m_buffer.data(), m_buffer.data() + m_begin, m_end - m_begin);
     m_blockStart += m_begin;

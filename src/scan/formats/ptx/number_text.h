@@ -22,7 +22,7 @@ char* putCoordinate(char* out, double metres);
 
 /// An intensity as a share of 1 (PTX) as a full-scale one (0 to 2200).
 float toFullScale(double share);
-/// Whether that is a float, be it ever so large: every finite intensity has a share that comes back.
+/// Whether that is a float, however large: every finite intensity has a share that comes back.
 bool fitsFullScale(double share);
 /// The shortest text whose number comes back through toFullScale as the same intensity.
 char* putIntensity(char* out, float intensity);

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <brisko_scan/inspect.h>
-
 #include "scan/formats/ptx/ptx_reader.h"
 #include "scan/formats/scan_input.h"
+
+#include <brisko_scan/inspect.h>
 
 namespace brisko::scan {
 

@@ -1,7 +1,8 @@
-#include <brisko_scan/scan_error.h>
 #include "scan/files/named_output.h"
 #include "scan/formats/ptx/ptx_writer.h"
 #include "scan/formats/scan_output.h"
+
+#include <brisko_scan/scan_error.h>
 
 #include <algorithm>
 #include <cmath>

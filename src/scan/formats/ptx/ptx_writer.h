@@ -1,7 +1,7 @@
 #pragma once
 
 #include "scan/files/named_output.h"
-#include "scan/formats/ptx/ptx_header.h"
+#include "scan/formats/ptx/ptx_reader.h"
 
 #include <brisko_codec/cell_reader.h>
 
