@@ -54,8 +54,11 @@ TEST(Check, WhatTheToolWritesIsSound) {
     const TempFolder folder;
     const ScanFiles files = writeTiledScan(folder, "a");
     convert(folder / "a.cl3", folder / "plain.cl3", {"--plain"});
+    convert(folder / "plain.cl3", folder / "again.cl3");
     convert(folder / "a.cl3", folder / "raw.clr");
-    for (const char* name : {"a.cl3", "plain.cl3", "raw.clr"}) {
+    EXPECT_EQ(pointsIn(folder / "again.cl3"), withoutCells(pointsIn(folder / "a.cl3")));
+    EXPECT_FALSE(std::filesystem::exists(folder / "again.ij")) << "a plain scan has no grid";
+    for (const char* name : {"a.cl3", "plain.cl3", "again.cl3", "raw.clr"}) {
         const Json scan = check(folder / name, 0);
         EXPECT_EQ(scan["points"], pointsIn(folder / name).size()) << name;
         EXPECT_EQ(scan["notes"], Json::array()) << name;

@@ -278,17 +278,5 @@ TEST(Convert, WritesThePlyBytesThatTheFormatSays) {
                       "01000000 00000000"));  // column 1, row 0
 }
 
-TEST(Convert, ReadsAPlainScanWithoutAGrid) {
-    const TempFolder folder;
-    const TestPoint point{1, 2, 3, 4, 5, 6, 7, 0, 0};
-    ByteWriter scan;
-    scan.bytes(cl3Header(1)).bytes(cl3Block({point, point, point}));
-    writeFile(folder / "a.cl3", scan);
-    convert(folder / "a.cl3", folder / "b.cl3");
-    convert(folder / "a.cl3", folder / "b.ply");
-    EXPECT_TRUE(contains(run({"info", "--count", folder / "b.cl3"}).out, "points     3"));
-    EXPECT_EQ(folder.names(), (std::vector<std::string>{"a.cl3", "b.cl3", "b.ply"}));
-}
-
 }  // namespace
 }  // namespace brisko::tool
