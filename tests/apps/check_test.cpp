@@ -54,8 +54,11 @@ TEST(Check, WhatTheToolWritesIsSound) {
     const TempFolder folder;
     const ScanFiles files = writeTiledScan(folder, "a");
     convert(folder / "a.cl3", folder / "plain.cl3", {"--plain"});
+    convert(folder / "plain.cl3", folder / "again.cl3");
     convert(folder / "a.cl3", folder / "raw.clr");
-    for (const char* name : {"a.cl3", "plain.cl3", "raw.clr"}) {
+    EXPECT_EQ(pointsIn(folder / "again.cl3"), withoutCells(pointsIn(folder / "a.cl3")));
+    EXPECT_FALSE(std::filesystem::exists(folder / "again.ij")) << "a plain scan has no grid";
+    for (const char* name : {"a.cl3", "plain.cl3", "again.cl3", "raw.clr"}) {
         const Json scan = check(folder / name, 0);
         EXPECT_EQ(scan["points"], pointsIn(folder / name).size()) << name;
         EXPECT_EQ(scan["notes"], Json::array()) << name;
@@ -69,6 +72,7 @@ TEST(Check, WhatTheToolWritesIsSound) {
 TEST(Check, TellsFileBlockAndByteOfEveryDamage) {
     const TempFolder folder;
     const ScanFiles good = writeTiledScan(folder, "a");
+    convert(folder / "a.cl3", folder / "part.cl3", {"--max-distance", "5"});
     const std::vector<std::size_t> blocks = blockOffsets(good.scan);
     ASSERT_EQ(blocks.size(), 4u);
     const auto at = [&](std::size_t block, std::size_t record) {
@@ -109,6 +113,9 @@ TEST(Check, TellsFileBlockAndByteOfEveryDamage) {
          {"points", "entry", "a.ij", 1, tile1 + 8}},
         {index(patched(good.index, entry, {9})), {"an entry", "entry", "a.ij", 1, entry}},
         {index(swapped), {"place of tile 1", "index", "a.ij", 1, tile1}},
+        {index({}), {"no byte of an index", "index", "a.ij", kNone, 0}},
+        {index(patched(good.index, 39, {255})), {"a huge grid", "index", "a.ij", kNone, 32}},
+        {index(readFile(folder / "part.ij")), {"index of another", "index", "a.ij", 0, 48}},
         {scan(patched(good.scan, 110, {0, 0, 0, 0})), {"no blocks", "index", "a.ij", kNone, 32}},
         {index(patched(good.index, 44, {0, 0, 1, 0})), {"tile size", "index", "a.ij", kNone, 44}},
         {{good.scan, good.index, {'x'}}, {"alignment", "alignment", "a.alg", kNone, kNone}},
@@ -193,7 +200,7 @@ TEST(Check, TakesElevationsAndForeignAnglesAsTheyAre) {
     EXPECT_EQ(check(folder / "a.cl3", 0)["notes"].size(), 1u);
 }
 
-TEST(Check, EndsSoonWhateverAHeaderClaims) {
+TEST(Check, EndsSoonAsInfoAndRepairDoWhateverAHeaderClaims) {
     const TempFolder folder;
     const struct {
         const char* name;
@@ -201,14 +208,18 @@ TEST(Check, EndsSoonWhateverAHeaderClaims) {
     } cases[] = {{"a.clr", clrHeader(0x7fffffff, 0x7fffffff, 1, 0xffffffff)},
                  {"b.clr", clrHeader(0x7fffffff, 0x7fffffff, 2, 0xffffffff)},
                  {"c.clr", clrHeader(0, 0, 1, 0xffffffff)},
+                 {"d.clr", clrHeader(0x7fffffff, 0, 2, 0xffffffff)},
+                 {"e.clr", clrHeader(0, 0, 2, 0xffffffff)},
+                 {"f.clr", clrHeader(-1, 5, 1, 1)},
+                 {"c.cl3", cl3Header(1, 2)},
                  {"a.cl3", cl3Header(0xffffffff)},
                  {"b.cl3", ByteWriter().bytes(cl3Header(1)).u32(0xffffffff).u8(0)}};
     for (const auto& scan : cases) {
         writeFile(folder / scan.name, scan.bytes);
-        EXPECT_EQ(run({"check", folder / scan.name}).code, 3) << scan.name;
-        const ToolRun repaired =
-            run({"repair", folder / scan.name, folder / named("out", scan.name + 1)});
-        EXPECT_EQ(repaired.code, 3) << repaired.err << scan.name;
+        const std::string path = folder / scan.name;
+        EXPECT_EQ(run({"check", path}).code, 3) << scan.name;
+        EXPECT_EQ(run({"info", path}).code, 3) << scan.name;
+        EXPECT_EQ(run({"repair", path, folder / named("out", scan.name + 1)}).code, 3) << scan.name;
     }
     EXPECT_EQ(run({"check", folder / "a.ptx"}).code, 3);
     EXPECT_EQ(run({"check", folder / "none.cl3"}).code, 3);

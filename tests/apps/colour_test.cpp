@@ -232,18 +232,6 @@ TEST(Colour, WhatKeepsItFromColouringIsNamedAndNothingIsWritten) {
     EXPECT_EQ(run({"colour", station.scan(), station.scan()}).code, 2);
 }
 
-TEST(Colour, APhotoCutBehindItsHeaderIsTold) {
-    const TwoPhotos station;
-    Bytes cut = jpegBytes(
-        1200, 1600, [](int column, int row) { return grey(100 + ((column * 7 + row * 13) & 63)); });
-    cut.resize(cut.size() / 2);
-    writeFile(station.inScan("behind.jpg"), cut);
-    const ToolRun result = run({"colour", station.scan(), station.out("c.cl3")});
-    EXPECT_TRUE(contains(result.err, "behind.jpg: damaged after its header")) << result.err;
-    // Without the module that decodes what is damaged there are no colours at all.
-    EXPECT_EQ(result.code, std::filesystem::exists(station.out("c.cl3")) ? 0 : 3);
-}
-
 TEST(Colour, APhotoThatIsOpenedLateAndCannotBeDecodedLeavesItsPointsBlack) {
     const TwoPhotos station;
     // More photos than a reader keeps, looking up; the last looks ahead, as the one named so.

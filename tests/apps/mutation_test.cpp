@@ -1,4 +1,5 @@
 #include "apps/damaged_scan.h"
+#include "support/conversion_fixture.h"
 #include "support/file_size_limit.h"
 #include "support/scan_walk.h"
 
@@ -45,40 +46,15 @@ Files indexedScan() {
     return {{".cl3", scan}, {".ij", index}};
 }
 
-std::vector<ClrRecord> records(std::size_t count) {
-    std::vector<ClrRecord> some(count);
-    for (std::size_t i = 0; i < count; ++i) {
-        const auto n = static_cast<std::int32_t>(i);
-        some[i] = {10000 + 37 * n * n, 20000 - 300 * n, 5000 + n, n % 5, n % 4 == 0 ? 0 : 50 + n};
-    }
-    return some;
-}
-
-Files rawScan(std::uint32_t format, std::uint32_t blocks) {
-    ByteWriter scan;
-    scan.bytes(clrHeader(3, 7, format, blocks));
-    for (std::uint32_t block = 0; block < blocks; ++block)
-        scan.u8(0).bytes(clrRecords(records(21)));
-    return {{".clr", scan}};
-}
-
-Files compressedScan(std::uint32_t blocks) {
-    ByteWriter scan;
-    scan.bytes(clrHeader(3, 260, 2, blocks));
-    for (std::uint32_t block = 0; block < blocks; ++block) {
-        scan.u8(0);
-        for (int column = 0; column < 3; ++column)
-            scan.bytes(compressedLine(records(260)));
-    }
-    return {{".clr", scan}};
+Files raw(std::uint32_t format, std::uint32_t blocks) {
+    const std::int32_t rows = format == 2 ? 260 : 7;  // of two compressed pieces
+    return {{".clr", rawScan({"RVX1000", format, blocks, 3, rows})}};
 }
 
 std::vector<Files> soundScans() {
     const Files indexed = indexedScan();
-    return {indexed,          {{".cl3", indexed.at(".cl3")}},
-            rawScan(0, 1),    rawScan(3, 1),
-            rawScan(1, 2),    compressedScan(1),
-            compressedScan(2)};
+    return {indexed,  {{".cl3", indexed.at(".cl3")}}, raw(0, 1), raw(3, 1), raw(1, 2), raw(2, 1),
+            raw(2, 2)};
 }
 
 /// Changes a scan in one place, as a bad disk, a broken copy or a faulty program would.
@@ -171,6 +147,27 @@ void tryAllCommands(const TempFolder& folder, const std::string& scan, bool dama
     // A single cell needs one tile of the index only.
     if (!damaged && hasGrid) {
         EXPECT_NE(run({"cell", scan, "1", "1"}).code, 3);
+    }
+}
+
+TEST(Mutations, AScanThatWasCutShortIsNeverTakenForAWholeOne) {
+    const TempFolder folder;
+    for (const Files& files : soundScans()) {
+        for (const auto& [extension, bytes] : files)
+            writeFile(folder / ("a" + extension), bytes);
+        const auto& [extension, scan] = *files.begin();
+        const std::string path = folder / ("a" + extension), out = folder / "out.ply";
+        ASSERT_EQ(run({"convert", path, out, "--overwrite"}).code, 0) << path;
+        fs::remove(out);
+        for (std::size_t size = 0; size < scan.size(); size += 1 + size / 200) {
+            writeFile(path, cutTo(scan, size));
+            const ToolRun result = run({"convert", path, out});
+            ASSERT_EQ(result.code, 3) << path << " cut at " << size;
+            ASSERT_TRUE(contains(result.err, path)) << result.err;
+        }
+        ASSERT_FALSE(fs::exists(out));
+        for (const std::string& name : folder.names())
+            fs::remove(folder / name);
     }
 }
 

@@ -126,30 +126,6 @@ TEST(Panorama, IsAsHighAsItsAnglesSay) {
     EXPECT_EQ(told["height"], readPng(folder / "a.png").height);
 }
 
-TEST(Panorama, RefusesWhatCannotBeDrawnAndLeavesNothing) {
-    const TempFolder folder;
-    writeFile(folder / "a.ptx", madeScan(4, 3, {0, 1, 0, 1}, false));
-    writeFile(folder / "black.ptx", ptxText(1, 1, "1 2 3 0.5 0 0 0\n"));
-    convert(folder / "a.ptx", folder / "a.cl3");
-    convert(folder / "a.ptx", folder / "plain.cl3", {"--plain"});
-    const std::vector<std::string> names = folder.names();
-    const std::string a = folder / "a.ptx", out = folder / "o.png";
-    EXPECT_EQ(run({"panorama", a, "-o", folder / "o.jpg"}).code, 2);
-    EXPECT_EQ(run({"panorama", a, "-o", out, "--mode", "colour"}).code, 2);
-    EXPECT_EQ(run({"panorama", folder / "a.cl3", "-o", out, "--mode", "colour"}).code, 2);
-    EXPECT_EQ(run({"panorama", folder / "black.ptx", "-o", out, "--mode", "colour"}).code, 2);
-    EXPECT_EQ(run({"panorama", a, "-o", out, "--size", "10"}).code, 2);
-    EXPECT_EQ(run({"panorama", a, "-o", out, "--size", "0x10"}).code, 2);
-    EXPECT_EQ(run({"panorama", a, "-o", out, "--size", "32767x32767"}).code, 2);
-    EXPECT_TRUE(
-        contains(run({"panorama", a, "-o", out, "--size", "3000x3000"}).err, "4 x 3 cells"));
-    EXPECT_EQ(run({"panorama", a, "-o", out, "--width", "4000000000"}).code, 2);
-    EXPECT_EQ(run({"panorama", folder / "plain.cl3", "-o", out}).code, 2);
-    EXPECT_EQ(run({"panorama", folder / "none.cl3", "-o", out}).code, 3);
-    EXPECT_EQ(run({"panorama", a, "-o", folder / "none/o.png"}).code, 4);
-    EXPECT_EQ(folder.names(), names);
-}
-
 TEST(PictureGrid, TakesTheMeanOfWhatFallsIntoACell) {
     PictureGrid grid(PictureMode::Intensity, 4, 1, 2, 1);
     std::vector<CellPoint> points;

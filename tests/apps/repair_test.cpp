@@ -234,17 +234,5 @@ TEST(RepairRaw, CutBlocksGoAsFarAsTheyGoAndTheRestIsEmpty) {
     }
 }
 
-TEST(Repair, NamesThatMakeNoSenseAreRefused) {
-    const TempFolder folder;
-    const ScanFiles good = writeTiledScan(folder, "a");
-    const std::vector<std::string> names = folder.names();
-    const std::string a = folder / "a.cl3";
-    EXPECT_EQ(run({"repair", a, a}).code, 2);
-    EXPECT_EQ(run({"repair", a, folder / "b.clr"}).code, 2);
-    EXPECT_EQ(run({"repair", folder / "none.cl3", folder / "b.cl3"}).code, 3);
-    EXPECT_EQ(run({"repair", a, folder / "none/b.cl3"}).code, 4);
-    EXPECT_EQ(folder.names(), names);
-}
-
 }  // namespace
 }  // namespace brisko::tool

@@ -149,16 +149,5 @@ TEST(StagedOutput, CannotBeCreatedWhereNoFileCanBe) {
     EXPECT_EQ(readText(folder / "scan.cl3"), "old");
 }
 
-TEST(ReplaceFile, GivesNewContentOrLeavesTheOld) {
-    const TempFolder folder;
-    const std::string path = folder / "scan.alg";
-    EXPECT_TRUE(replaceFile(path.c_str(), "first"));
-    EXPECT_TRUE(replaceFile(path.c_str(), "second"));
-    EXPECT_EQ(readText(path), "second");
-    EXPECT_FALSE(replaceFile(folder.path().c_str(), "a folder is in the way"));
-    EXPECT_FALSE(replaceFile(nullptr, "text"));
-    EXPECT_EQ(folder.names(), Names{"scan.alg"});
-}
-
 }  // namespace
 }  // namespace brisko

@@ -1,10 +1,8 @@
 #include <brisko_codec/brisko_codec.h>
 
-#include "support/read_points.h"
+#include "support/conversion_fixture.h"
 
 #include <gtest/gtest.h>
-
-#include <random>
 
 namespace brisko {
 namespace {
@@ -30,20 +28,6 @@ Bytes scanOf(std::int32_t columns, std::int32_t rows, std::uint32_t format,
     return out;
 }
 
-/// Records of a lively surface; some cells without a return.
-std::vector<ClrRecord> surface(std::size_t cells, unsigned seed) {
-    std::mt19937 random(seed);
-    std::vector<ClrRecord> records(cells);
-    std::int32_t range = 50'000;
-    for (ClrRecord& r : records) {
-        range += static_cast<std::int32_t>(random() % 301) - 150;
-        if (random() % 4 == 0) continue;
-        r = {range, static_cast<std::int32_t>(random() % 4000), -range / 3, 7,
-             static_cast<std::int32_t>(1 + random() % 2000)};
-    }
-    return records;
-}
-
 TEST(CLRReader, TurnsOddLinesUnlessTheFormatIs3) {
     const TempFolder folder;
     const std::string path = folder / "scan.clr";
@@ -63,23 +47,22 @@ TEST(CLRReader, TurnsOddLinesUnlessTheFormatIs3) {
 
 TEST(CLRReader, MergesBlocksTheSameWayPlainAndCompressed) {
     constexpr std::int32_t kColumns = 23, kRows = 613;  // runs and pieces end anywhere in a line
-    constexpr std::size_t kCells = kColumns * kRows;
-    const std::vector<Block> blocks{
-        {0, surface(kCells, 1)}, {3, surface(kCells, 2)}, {0, surface(kCells, 3)}};
     const TempFolder folder;
-    writeFile(folder / "plain.clr", scanOf(kColumns, kRows, 1, blocks));
-    writeFile(folder / "compressed.clr", scanOf(kColumns, kRows, 2, blocks));
+    const auto writeBoth = [&](RawSpec spec) {
+        writeFile(folder / "plain.clr", rawScan(spec));
+        spec.format = 2;
+        writeFile(folder / "compressed.clr", rawScan(spec));
+    };
+    writeBoth({.blocks = 3, .columns = kColumns, .rows = kRows});
     const auto plain = openScan<CLRGridCodec>(folder / "plain.clr");
     const auto merged = readAll(*plain);
     EXPECT_EQ(readScan<CLRGridCodec>(folder / "compressed.clr"), merged);
     EXPECT_EQ(readAllBatched(*plain, 777), merged);
 
-    EXPECT_GT(merged.size(), kCells * 9 / 10);  // most cells are seen by some block
+    EXPECT_GT(merged.size(), kColumns * kRows * 9 / 10);  // most cells are seen by some block
 
     // So many blocks that a window of the file for each would take too much memory.
-    const std::vector<Block> many(3000, {0, surface(1, 5)});
-    writeFile(folder / "plain.clr", scanOf(1, 1, 1, many));
-    writeFile(folder / "compressed.clr", scanOf(1, 1, 2, many));
+    writeBoth({.blocks = 3000, .columns = 1, .rows = 1});
     EXPECT_EQ(readScan<CLRGridCodec>(folder / "compressed.clr"),
               readScan<CLRGridCodec>(folder / "plain.clr"));
     EXPECT_EQ(readScan<CLRGridCodec>(folder / "plain.clr").size(), 1U);

@@ -1,5 +1,4 @@
 #include <brisko_codec/dictionary.h>
-#include <brisko_codec/version.h>
 
 #include <gtest/gtest.h>
 
@@ -35,10 +34,6 @@ TEST(Dictionary, IsOneForTheWholeProcess) {
     BriskoCodecDictionary copy = *getBriskoCodecDictionary();
     copy.grid = "Raster";
     EXPECT_EQ(getBriskoCodecDictionary()->grid, "Grid");
-}
-
-TEST(Version, IsTheReleaseOfTheLibrary) {
-    EXPECT_EQ(briskoCodecVersion(), "1.3.0");
 }
 
 }  // namespace

@@ -275,24 +275,9 @@ TEST(ColorCodec, AReadThatFailsLeavesTheColourAlone) {
     const PhotoStation station;
     const CodecPtr<BriskoCodec> codec(Creator::CreateCodec(makeCodec(0), false));
     ASSERT_TRUE(codec->Open(scanIn(station).c_str()));
-    TestPoint point;
-    point.red = 77;
+    TestPoint point{.red = 77};
     EXPECT_FALSE(readFirst(*codec, point));
     EXPECT_EQ(point.red, 77);
-}
-
-TEST(ColorCodec, AWrappedNullIsHarmless) {
-    for (const bool ahead : {false, true}) {
-        const CodecPtr<BriskoGridCodec> codec(Creator::CreateGridCodec(nullptr, ahead));
-        EXPECT_FALSE(codec->Open("/scan.cl3"));
-        codec->Close();
-        TestPoint point;
-        EXPECT_FALSE(readFirst(*codec, point));
-        EXPECT_FALSE(readNext(*codec, point));
-        EXPECT_EQ(codec->GetPointCount(), 0);
-        EXPECT_EQ(getAlignment(*codec).source, AlignmentSource::None);
-        setFrame(*codec, Frame::Scanner);
-    }
 }
 
 TEST(ReadAheadColorCodec, WorkersAreJoinedBeforeAnythingGoes) {

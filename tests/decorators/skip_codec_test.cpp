@@ -1,5 +1,6 @@
 #include <brisko_codec/alignment.h>
 #include <brisko_codec/cl3_codec.h>
+#include <brisko_codec/color_codec.h>
 #include <brisko_codec/skip_codec.h>
 #include <brisko_codec/writers.h>
 
@@ -114,9 +115,10 @@ TEST(SkipCodec, AWrappedNullOrUnopenedCodecIsHarmless) {
     EXPECT_FALSE(readFirst(*unopened, point) || readNext(*unopened, point));
     for (BriskoCodec* const wrapper :
          {static_cast<BriskoCodec*>(Creator::CreateGridCodec(nullptr, 1)),
-          Creator::CreateCodec(nullptr, 1)}) {
+          Creator::CreateCodec(nullptr, 1), ColorCodecCreator::CreateCodec(nullptr, false),
+          ColorCodecCreator::CreateCodec(nullptr, true)}) {
         const OwnedCodec owner(wrapper);
-        EXPECT_FALSE(wrapper->Open("list"));
+        EXPECT_FALSE(wrapper->Open("/list"));
         wrapper->Close();
         EXPECT_EQ(accepted(*wrapper), std::vector<int>{});
         EXPECT_FALSE(readFirst(*wrapper, point) || readNext(*wrapper, point));

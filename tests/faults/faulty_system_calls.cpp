@@ -41,41 +41,21 @@ struct State {
 };
 State state;
 
-unsigned kindsOf(Fault fault) {
-    switch (fault) {
-        case Fault::DiskFull:
-        case Fault::TooBig:
-            return kWrites;
-        case Fault::TooMany:
-            return kOpens;
-        case Fault::NotAllowed:
-            return kOpens | kNames;
-        case Fault::Killed:  // before a call that only reads the disk is as it was
-            return kOpens | kWrites | kNames;
-        case Fault::Short:
-        case Fault::Interrupted:
-            return kReads | kWrites;
-        default:
-            return ~0U;
-    }
-}
-
-int errorOf(Fault fault) {
-    switch (fault) {
-        case Fault::DiskFull:
-            return ENOSPC;
-        case Fault::TooBig:
-            return EFBIG;
-        case Fault::TooMany:
-            return EMFILE;
-        case Fault::NotAllowed:
-            return EACCES;
-        case Fault::Interrupted:
-            return EINTR;
-        default:
-            return EIO;
-    }
-}
+/// Which calls a fault speaks of and the error that they give, in the order of Fault. A kill comes
+/// before no call that only reads: the disk is then as it was.
+constexpr struct {
+    unsigned kinds;
+    int error;
+} kEffects[] = {{~0U, EIO},
+                {~0U, EIO},
+                {kWrites, ENOSPC},
+                {kWrites, EFBIG},
+                {kOpens, EMFILE},
+                {kOpens | kNames, EACCES},
+                {kReads | kWrites, EIO},
+                {kReads | kWrites, EINTR},
+                {kOpens | kWrites | kNames, EIO}};
+static_assert(std::size(kEffects) == static_cast<std::size_t>(Fault::Killed) + 1);
 
 bool isDue() {
     if (!state.armed) return false;
@@ -89,11 +69,10 @@ bool isDue() {
 
 /// Whether a call is to fail, with errno set.
 bool fails(Kind kind) {
-    if (state.fault == Fault::Allocation || (kindsOf(state.fault) & kind) == 0 || !isDue()) {
-        return false;
-    }
+    const auto& [kinds, error] = kEffects[static_cast<std::size_t>(state.fault)];
+    if (state.fault == Fault::Allocation || (kinds & kind) == 0 || !isDue()) return false;
     if (state.fault == Fault::Killed) std::raise(SIGKILL);
-    errno = errorOf(state.fault);
+    errno = error;
     return true;
 }
 

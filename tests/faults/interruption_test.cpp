@@ -22,10 +22,7 @@ protected:
     const test::SilentOutput m_silent;
 };
 
-std::string jobName(const testing::TestParamInfo<Job>& info) {
-    return info.param.name;
-}
-INSTANTIATE_TEST_SUITE_P(Jobs, Interruption, testing::ValuesIn(test::jobs()), jobName);
+INSTANTIATE_TEST_SUITE_P(Jobs, Interruption, testing::ValuesIn(test::jobs()), test::jobName);
 
 TEST_P(Interruption, AtEveryPerCentLeavesNoTrace) {
     for (const auto at : {&CountingMonitor::cancelAt, &CountingMonitor::throwAt}) {

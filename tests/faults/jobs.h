@@ -3,6 +3,8 @@
 #include "faults/faults.h"
 #include "support/conversion_fixture.h"
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <iosfwd>
 #include <string>
@@ -31,6 +33,9 @@ struct Job {
     bool needsProcess = false;  // a whole command, which is alone in its process
 };
 std::ostream& operator<<(std::ostream& out, const Job& job);
+inline std::string jobName(const testing::TestParamInfo<Job>& info) {
+    return info.param.name;
+}
 
 /// The conversions by every route, the processes under them, ALG files, and what the tool writes.
 const std::vector<Job>& jobs();

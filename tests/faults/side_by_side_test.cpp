@@ -18,32 +18,22 @@ using test::Scene;
 
 constexpr int kRounds = 4;
 
-TEST(SideBySide, TwoThreadsAtOneJobGiveOneWholeResult) {
+TEST(SideBySide, TwoThreadsOrProcessesAtOneJobGiveOneWholeResult) {
     const test::SilentOutput silent;
     for (const Job& job : test::jobs()) {
-        if (job.needsProcess) continue;
         SCOPED_TRACE(job.name);
         for (int round = 0; round < kRounds; ++round) {
-            Scene scene(job);
+            Scene scene(job), processes(job);
+            const auto run = [&processes] { return processes.run(); };
+            const pid_t children[] = {test::startChild(run), test::startChild(run)};
+            for (const pid_t child : children)
+                EXPECT_TRUE(test::exitedWell(test::waitFor(child)));
+            processes.expectDone();
+            if (job.needsProcess) continue;
             Arguments others{scene.arguments.input, scene.arguments.output, {}};
             std::thread other([&] { EXPECT_TRUE(job.run(others)); });
             EXPECT_TRUE(scene.run());
             other.join();
-            scene.expectDone();
-        }
-    }
-}
-
-TEST(SideBySide, TwoProcessesAtOneJobGiveOneWholeResult) {
-    const test::SilentOutput silent;
-    for (const Job& job : test::jobs()) {
-        SCOPED_TRACE(job.name);
-        for (int round = 0; round < kRounds; ++round) {
-            Scene scene(job);
-            const auto run = [&scene] { return scene.run(); };
-            const pid_t children[] = {test::startChild(run), test::startChild(run)};
-            for (const pid_t child : children)
-                EXPECT_TRUE(test::exitedWell(test::waitFor(child)));
             scene.expectDone();
         }
     }

@@ -25,10 +25,7 @@ protected:
     const test::SilentOutput m_silent;
 };
 
-std::string jobName(const testing::TestParamInfo<Job>& info) {
-    return info.param.name;
-}
-INSTANTIATE_TEST_SUITE_P(Jobs, SmallDisk, testing::ValuesIn(test::jobs()), jobName);
+INSTANTIATE_TEST_SUITE_P(Jobs, SmallDisk, testing::ValuesIn(test::jobs()), test::jobName);
 
 TEST_P(SmallDisk, AnyLengthAtWhichFilesStopTakingBytesLosesNothing) {
     constexpr rlim_t kEnough = 1 << 20;

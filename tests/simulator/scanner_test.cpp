@@ -82,16 +82,6 @@ TEST(SimulatedScanner, AnswersTheSameForTheSameCellAndSeed) {
     EXPECT_EQ(differing(cells, scan(yard, settings, {1, 0})), 0u);
     EXPECT_GT(differing(cells, scan(yard, {.seed = 6}, {1, 0})), cells.size() / 2);
     EXPECT_GT(differing(cells, scan(yard, settings, {2, 0})), cells.size() / 2);
-
-    // Any column alone, out of order.
-    std::vector<Measurement> column(kGrid.rows);
-    const Scanner scanner(yard, kGrid, settings);
-    for (const std::uint32_t number : {77u, 3u}) {
-        scanner.measureColumn({1, 0}, number, column);
-        for (std::uint32_t row = 0; row < kGrid.rows; ++row) {
-            EXPECT_EQ(rangeOf(column[row]), rangeOf(cells[number * kGrid.rows + row]));
-        }
-    }
 }
 
 TEST(SimulatedScanner, FlagChoosesTheRangesThatAPassSees) {
