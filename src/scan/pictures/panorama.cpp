@@ -23,7 +23,7 @@ constexpr std::uint32_t kMostPixelsAlong = 32767;
 constexpr std::uint64_t kMostPixels = 1 << 26;
 constexpr std::uint64_t kAlwaysFine = 1 << 22;  // pixels, however small the grid is
 constexpr std::uint64_t kMostPerCell = 16;      // pixels; more show nothing more
-constexpr double kMostAspect = 16;  // beyond it, the angles give no useful picture
+constexpr double kMostAspect = 16;              // beyond it, the angles give no useful picture
 
 /// 0 where it is left to be found.
 struct Size {
