@@ -22,7 +22,7 @@ inline constexpr std::size_t kCameraKinds = 4;
 
 /// The working frame of photos of a certain width.
 struct WorkingSize {
-    int photoWidth;  // 0: any
+    int photoWidth = 0;  // 0: any
     ImageSize size;
 };
 

@@ -55,7 +55,7 @@ private:
         ProgressDisplay display(m_style);
         scan::runIndexTasks(
             m_tasks, m_line.jobs, display.function(),
-            [this](std::size_t i, const IndexOutcome& outcome) { tell(i, outcome); });
+            [this](std::size_t i, const IndexOutcome& outcome) { report(i, outcome); });
     }
 
     void tellClosed(std::size_t i) {
@@ -66,10 +66,10 @@ private:
             task.problem.empty() ? IndexOutcome::State::Skipped : IndexOutcome::State::Failed;
         outcome.kind = task.problemKind;
         outcome.text = task.problem.empty() ? task.skipped : task.problem;
-        tell(i, outcome);
+        report(i, outcome);
     }
 
-    void tell(std::size_t i, const IndexOutcome& outcome) {
+    void report(std::size_t i, const IndexOutcome& outcome) {
         m_outcomes[i] = outcome;
         m_told.push_back(i);
         const IndexTask& task = m_tasks[i];
