@@ -1,9 +1,9 @@
-// PTX text in and out, through the tool.
+// PTX text in and out, through the scan library.
 
 #include "job.h"
 #include "synthetic/check_values.h"
 
-#include "tool.h"
+#include <brisko_scan/convert.h>
 
 namespace brisko::bench {
 
@@ -14,8 +14,11 @@ double cells() {
 }
 
 bool convert(const std::string& input, const std::string& output) {
-    const char* const line[] = {"brisko", "convert", input.c_str(), output.c_str(), "--overwrite"};
-    return tool::runTool(4, line) == 0;
+    scan::ConvertOptions options;
+    options.input = input;
+    options.output = output;
+    options.overwrite = true;
+    return scan::convertScan(options).points > 0;
 }
 
 void importPtx(benchmark::State& state) {
