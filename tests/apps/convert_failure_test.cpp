@@ -42,6 +42,7 @@ TEST(ConvertFailure, AFailureLeavesOldOutputsAndNothingElse) {
 
 /// Ctrl-C before the first point was read.
 [[noreturn]] void convertInterrupted(const std::string& input, const std::string& output) {
+    std::signal(SIGINT, SIG_DFL);  // a shell may have started the tests with it ignored
     installInterruptHandler();
     std::raise(SIGINT);
     const char* line[] = {"brisko", "convert", input.c_str(), output.c_str()};
@@ -49,6 +50,7 @@ TEST(ConvertFailure, AFailureLeavesOldOutputsAndNothingElse) {
 }
 
 void interruptTwice() {
+    std::signal(SIGINT, SIG_DFL);  // a shell may have started the tests with it ignored
     installInterruptHandler();
     std::raise(SIGINT);
     std::raise(SIGINT);

@@ -220,6 +220,7 @@ int indexAndSignal(const TempFolder& folder, std::vector<std::string> arguments,
     const std::vector<std::string> before = folder.names();
     const pid_t process = fork();
     if (process == 0) {
+        std::signal(signal, SIG_DFL);  // a shell may have started the tests with it ignored
         installInterruptHandler();
         std::freopen("/dev/null", "w", stderr);
         arguments.insert(arguments.begin(), {"brisko", "index", "--progress=none"});
