@@ -1,4 +1,4 @@
-// Put in front of a program (LD_PRELOAD), it takes the waiting for the disk out of it.
+// Loaded before a program (LD_PRELOAD), it takes the waiting for the disk out of it.
 
 extern "C" {
 __attribute__((visibility("default"))) int fsync(int /*file*/) {

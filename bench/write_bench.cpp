@@ -18,7 +18,7 @@ CL3FileHeader header() {
 }
 
 /// Feeds the room to a writer through use(writer, point, column, row). Removes what was there and,
-/// behind the clock, what was written.
+/// after the clock has stopped, what was written.
 template <class WriterClass, class Use>
 void write(benchmark::State& state, std::size_t headerSize, const Use& use) {
     const std::string path = outputPath("library.out"), index = outputPath("library.ij");

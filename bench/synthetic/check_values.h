@@ -33,7 +33,7 @@ struct PointSum {
 /// Bytes of the headers of scans and of their index.
 inline constexpr std::size_t kCL3Header = 115, kCLRHeader = 120, kIJHeader = 48;
 
-/// The size of a file and its bytes, each weighed by its place, from behind the header (whose angles
+/// The size of a file and its bytes, each weighed by its place, from after the header (whose angles
 /// and dates are the writer's own business) to 64 MiB at most. 0 where there is no such file.
 double checkFile(const std::string& path, std::size_t headerSize);
 

@@ -16,7 +16,7 @@ struct RawRecord {
 };
 
 /// Codes a scan line as CLR point format 2 stores it: pieces of at most 250 points, each with its
-/// length in front. Appends to the bytes given.
+/// length before it. Appends to the bytes given.
 ///   fourth and intensity values beyond 16 bits cannot be coded and are cut to the nearest that can
 BRISKO_CODEC_EXPORT void encodeCompressedLine(const RawRecord* line, std::size_t count,
                                               std::vector<std::uint8_t>& bytes);

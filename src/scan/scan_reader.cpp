@@ -1,5 +1,6 @@
 #include <brisko_scan/scan_reader.h>
 
+#include "layouts/cell_arrays.h"
 #include "scan/files/scan_path.h"
 #include "scan/formats/native/scan_layout.h"
 #include "scan/formats/scan_input.h"
@@ -28,52 +29,6 @@ void put(const PointArrays& arrays, std::size_t i, const CellPoint& point) {
     if (arrays.columns) arrays.columns[i] = point.column;
     if (arrays.rows) arrays.rows[i] = point.row;
 }
-
-/// The caller's arrays for a window, written one cell at a time.
-class WindowArrays {
-public:
-    WindowArrays(const CellWindow& window, const CellArrays& arrays)
-        : m_window(window), m_arrays(arrays) {
-        CellPoint empty;
-        empty.x = empty.y = empty.z = arrays.empty.coordinate;
-        empty.intensity = arrays.empty.intensity;
-        empty.red = empty.green = empty.blue = arrays.empty.colour;
-        for (std::uint32_t column = window.firstColumn; column < window.endColumn; ++column) {
-            for (std::uint32_t row = window.firstRow; row < window.endRow; ++row)
-                put(column, row, empty, 0);
-        }
-    }
-
-    /// Whether the point lies in the window.
-    bool add(const CellPoint& p) const {
-        const bool isInside = p.column >= m_window.firstColumn && p.column < m_window.endColumn &&
-                              p.row >= m_window.firstRow && p.row < m_window.endRow;
-        if (isInside) put(p.column, p.row, p, 1);
-        return isInside;
-    }
-
-private:
-    void put(std::uint32_t column, std::uint32_t row, const CellPoint& p,
-             std::uint8_t present) const {
-        const double place[3] = {p.x, p.y, p.z};
-        const std::uint8_t colour[3] = {p.red, p.green, p.blue};
-        const std::ptrdiff_t c = column - m_window.firstColumn, r = row - m_window.firstRow;
-        store(m_arrays.positions, c, r, place, sizeof place);
-        store(m_arrays.intensities, c, r, &p.intensity, sizeof p.intensity);
-        store(m_arrays.colours, c, r, colour, sizeof colour);
-        store(m_arrays.present, c, r, &present, sizeof present);
-    }
-
-    static void store(const CellArrays::Array& array, std::ptrdiff_t c, std::ptrdiff_t r,
-                      const void* value, std::size_t size) {
-        if (!array.start) return;
-        std::memcpy(static_cast<char*>(array.start) + c * array.columnStride + r * array.rowStride,
-                    value, size);
-    }
-
-    const CellWindow& m_window;
-    const CellArrays& m_arrays;
-};
 
 }  // namespace
 
@@ -107,14 +62,7 @@ public:
         if (hasExtension(info().path, ".cl3") && !m_options.colourFromPhotos) {
             return readCells(window, arrays);
         }
-        const WindowArrays cells(window, arrays);
-        std::uint64_t found = 0;
-        for (rewind(); readBatch();) {
-            for (const CellPoint& point : m_points)
-                found += cells.add(point);
-        }
-        rewind();
-        return found;
+        return fillByAPass(window, arrays);
     }
 
 private:
@@ -129,6 +77,25 @@ private:
                 applyAlignment(info().alignment.matrix, point.x, point.y, point.z);
         }
         return !m_atEnd;
+    }
+
+    std::uint64_t fillByAPass(const CellWindow& window, const CellArrays& arrays) {
+        CellArraysWriter out(arrays, window);
+        out.putEmptyWindow();
+        std::uint64_t found = 0;
+        for (rewind(); readBatch();) {
+            for (const CellPoint& p : m_points) {
+                if (p.column < window.firstColumn || p.column >= window.endColumn ||
+                    p.row < window.firstRow || p.row >= window.endRow) {
+                    continue;
+                }
+                out.seek(p.column, p.row);
+                out.put(p);
+                ++found;
+            }
+        }
+        rewind();
+        return found;
     }
 
     void requireInside(const CellWindow& window) const {

@@ -122,7 +122,7 @@ void addGround(BodyList& bodies) {
     bodies.addBox(kPaving, {-70, -1.6, -0.5}, {-13, 1.6, 0});  // the way to the gate
 }
 
-/// A window in the front of the house: the wall stands at y = 9 and is seen from below it.
+/// A window in the front wall: the wall stands at y = 9 and is seen from below it.
 void addWindow(BodyList& bodies, double x, double sill) {
     constexpr double kWidth = 1.2, kHeight = 1.7, kFrame = 0.12;
     bodies.addBox(kStone, {x - 0.8, 8.80, sill - 0.12}, {x + 0.8, 9, sill});

@@ -220,7 +220,7 @@ TEST(RepairRaw, CutBlocksGoAsFarAsTheyGoAndTheRestIsEmpty) {
             EXPECT_EQ(told["bytes"], damaged.bytesOut);
         }
     }
-    // Whatever is cut off, the points in front of it stay.
+    // Whatever is cut off, the points before it stay.
     for (std::size_t cut = 121 + 40; cut < compressed.size(); cut += 997) {
         writeFile(folder / "a.clr", cutTo(compressed, cut));
         repair(folder / "a.clr", folder / "out.clr");

@@ -72,7 +72,7 @@ TEST(OutputFile, StopsAtTheFirstErrorButStillPatches) {
         EXPECT_TRUE(file.failed());
         EXPECT_EQ(file.onDisk(), 1000U);
     }
-    file.append(counting(100));  // there is room again: nothing may land behind the hole
+    file.append(counting(100));  // there is room again: nothing may land after the hole
     file.patch(0, Bytes{0xEE});
     EXPECT_FALSE(file.close());
     const Bytes bytes = readFile(path);

@@ -115,7 +115,7 @@ void BlockWalk::takeBlock(std::uint64_t offset) {
     const std::uint64_t taken = takeRecords(first, count, true);
     if (taken < count) {
         lose("block", offset,
-             "it announces " + countOf(count, "record") + ", another block begins behind " +
+             "it announces " + countOf(count, "record") + ", another block begins after " +
                  std::to_string(taken));
     }
     m_next = first + taken * m_recordSize;
@@ -138,7 +138,7 @@ bool BlockWalk::takeRemains(std::uint64_t offset) {
     std::string text = "its announced number of records does not fit the file; " +
                        countOf(taken, "record") + " taken";
     if (atEnd && announced > taken) {
-        text = "the file ends inside it, behind " + std::to_string(taken) + " of " +
+        text = "the file ends inside it, after " + std::to_string(taken) + " of " +
                countOf(announced, "record");
         m_salvage.lostRecords += announced - taken;
     }

@@ -33,7 +33,7 @@ protected:
     }
     void addMissingBlock(std::uint64_t block, std::uint64_t offset) {
         add("block", block, offset,
-            "the file ends in front of it; the header announces " +
+            "the file ends before it; the header announces " +
                 countOf(m_header.GetBlockCount(), "block"));
     }
 

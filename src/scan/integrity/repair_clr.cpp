@@ -124,7 +124,7 @@ private:
             if (i % kShowEvery == 0) m_progress->advanceTo(m_stream.offset());
         }
         lose("block", block, begin, cells - there,
-             "the file ends inside it, behind " + std::to_string(there) + " of " +
+             "the file ends inside it, after " + std::to_string(there) + " of " +
                  countOf(cells, "cell"));
     }
 

@@ -43,7 +43,7 @@ bool TileCheck::checkHeader() {
     if (m_stream.size() > ij_header::kSize + tiles * bytesOfTile) {
         add("index", {}, ij_header::kSize + tiles * bytesOfTile,
             countOf(m_stream.size() - ij_header::kSize - tiles * bytesOfTile, "byte") +
-                " behind its last tile");
+                " after its last tile");
     }
     return true;
 }
