@@ -14,10 +14,10 @@ struct Format {
     const char* about;      // what an output is, for help texts
     bool reads;
     bool writes;
-    bool isNative;             // CL3 or CLR: with companions, and photos beside it
-    bool needsGrid;            // an output needs the cells of its points
-    bool keepsPose;            // the alignment, as a matrix
-    bool keepsColour;          //
+    bool isNative;   // CL3 or CLR: with companions, and photos beside it
+    bool needsGrid;  // an output needs the cells of its points
+    bool keepsPose;  // the alignment, as a matrix
+    bool keepsColour;
     bool keepsMissingReturns;  // a cell without a return stays a cell
 };
 
