@@ -3,6 +3,7 @@
 #include <brisko_scan/export.h>
 #include <brisko_scan/photos.h>
 #include <brisko_scan/progress.h>
+#include <brisko_scan/scan_info.h>
 
 #include <cstdint>
 #include <optional>
@@ -26,7 +27,12 @@ struct ConvertOptions {
     std::string input;   // any format that is read, UTF-8
     std::string output;  // its extension chooses the format
     bool overwrite = false;
-    bool plain = false;                 // write .cl3 without an index
+    bool plain = false;  // write .cl3 without an index
+    std::string scan;    // one scan of an input with several: number from 1, or name
+    std::optional<IntensityRange> intensities;  // of the input that become 0 and 2200
+    double precision = 0;  // metres; of formats that may round coordinates: 0 for exact ones
+    std::string
+        formVersion;  // of formats with several: "1.2" or "1.4" of .las; empty: the usual one
     bool applyAlignment = false;        // move the points into the aligned frame
     bool validOnly = false;             // without points at the scanner's own place
     std::optional<double> maxDistance;  // metres from the scanner

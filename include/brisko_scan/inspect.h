@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace brisko::scan {
@@ -24,6 +25,17 @@ struct IndexLayout {
     std::uint32_t rows = 0;
     std::uint32_t tileSize = 0;
     std::uint64_t points = 0;  // sum over the tiles
+};
+
+/// One scan of a file that may hold several.
+struct ScanEntry {
+    std::string name;           // may be empty, and need not be the only one of its kind
+    std::uint64_t records = 0;  // with and without a point
+    bool hasGrid = false;
+    std::uint32_t columns = 0;
+    std::uint32_t rows = 0;
+    Alignment alignment;
+    bool hasColour = false;  // a place for it
 };
 
 /// What a full pass over the points finds.
@@ -51,6 +63,10 @@ struct ScanReport {
     std::uint64_t records = 0;  // native scans: with and without a point
     bool hasColour = false;     // a place for it
     StationPhotos photos;       // beside a native scan
+    std::vector<ScanEntry>
+        scans;  // of a file that may hold several; what is said above is the first's
+    /// What else the format has to say: "page size" and "1024 bytes".
+    std::vector<std::pair<std::string, std::string>> details;
     std::vector<std::string> problems;
     std::optional<PointSummary> summary;
 };

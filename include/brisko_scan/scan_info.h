@@ -10,15 +10,23 @@
 
 namespace brisko::scan {
 
+/// Intensities in the scale of a file.
+struct IntensityRange {
+    double min = 0;
+    double max = 1;
+};
+
 /// What is known of a scan before its points are read.
 struct ScanInfo {
     std::string path;
+    std::string name;  // of the station; empty where the format has none
     const Format* format = nullptr;
     /// The grid. Not known of a CL3 scan without index.
     std::uint32_t columns = 0;
     std::uint32_t rows = 0;
     bool hasGrid = false;
-    /// Points come ordered by bands of so many columns; 1: column by column.
+    /// Points come ordered by bands of so many columns; 1: column by column, as many as the grid has: in
+    /// any order.
     std::uint32_t bandColumns = 1;
     /// From the scanner's frame to the aligned one.
     Alignment alignment;

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace brisko::scan {
@@ -15,6 +16,11 @@ namespace brisko::scan {
 struct ReadOptions {
     Frame frame = Frame::Aligned;   // of the points
     bool colourFromPhotos = false;  // of a native scan: from the photos beside it
+    /// One scan of a file with several: its number, from 1, or its name. Empty where the file has one.
+    std::string scan = {};
+    /// The file's intensities that become 0 and 2200; where it is not given, those that the format or
+    /// the file itself names.
+    std::optional<IntensityRange> intensities = {};
 };
 
 /// Reads a scan of any format. Strict: damage is an error, never a short result.

@@ -35,8 +35,7 @@ void put(const PointArrays& arrays, std::size_t i, const CellPoint& point) {
 class ScanReader::State {
 public:
     State(const std::string& path, const ReadOptions& options)
-        : m_options(options),
-          m_input(options.colourFromPhotos ? openColouredScan(path) : openScan(path)) {}
+        : m_options(options), m_input(openScan(path, options)) {}
 
     const ScanInfo& info() const { return m_input->info(); }
 

@@ -37,11 +37,12 @@ unsigned __int128 leastPly(const OutputTarget&) {
     return 0;
 }
 
-std::unique_ptr<ScanInput> openNative(const std::string& path) {
-    return std::make_unique<NativeInput>(path, ColourSource::Scan);
+std::unique_ptr<ScanInput> openNative(const std::string& path, const ReadOptions& options) {
+    return std::make_unique<NativeInput>(
+        path, options.colourFromPhotos ? ColourSource::Photos : ColourSource::Scan);
 }
 
-std::unique_ptr<ScanInput> openPtx(const std::string& path) {
+std::unique_ptr<ScanInput> openPtx(const std::string& path, const ReadOptions&) {
     return std::make_unique<PtxInput>(path);
 }
 
@@ -61,6 +62,7 @@ constexpr FormatDriver kDrivers[] = {
      .colourIsOptional = false,
      .hasPlainForm = true,
      .open = openNative,
+     .list = nullptr,
      .describe = describeCL3,
      .check = checkCL3Scan,
      .create = createCL3Output,
@@ -79,6 +81,7 @@ constexpr FormatDriver kDrivers[] = {
      .colourIsOptional = false,
      .hasPlainForm = false,
      .open = openNative,
+     .list = nullptr,
      .describe = describeCLR,
      .check = checkCLRScan,
      .create = createCLROutput,
@@ -97,6 +100,7 @@ constexpr FormatDriver kDrivers[] = {
      .colourIsOptional = true,
      .hasPlainForm = false,
      .open = openPtx,
+     .list = nullptr,
      .describe = describePtx,
      .check = checkPtxScan,
      .create = createPtxOutput,
@@ -115,6 +119,7 @@ constexpr FormatDriver kDrivers[] = {
      .colourIsOptional = false,
      .hasPlainForm = false,
      .open = nullptr,
+     .list = nullptr,
      .describe = nullptr,
      .check = nullptr,
      .create = createPlyOutput,
@@ -183,17 +188,22 @@ const FormatDriver& writerOf(const std::string& path) {
                     "the output is named " + alternatives(writableExtensions()));
 }
 
-std::unique_ptr<ScanInput> openScan(const std::string& path) {
-    return readerOf(path).open(path);
+std::unique_ptr<ScanInput> openScan(const std::string& path, const ReadOptions& options) {
+    const FormatDriver& driver = readerOf(path);
+    if (options.colourFromPhotos && !driver.traits.isNative) {
+        throw ScanError(ErrorKind::Request, path,
+                        "only .cl3 and .clr scans have photos beside them");
+    }
+    if (!options.scan.empty() && !driver.list) {
+        throw ScanError(ErrorKind::Request, path, "the format has one scan a file",
+                        "read it without choosing one");
+    }
+    return driver.open(path, options);
 }
 
 std::unique_ptr<ScanInput> openSeries(const std::string& first,
                                       const std::vector<std::string>& later) {
     return std::make_unique<NativeInput>(first, ColourSource::Scan, later);
-}
-
-std::unique_ptr<ScanInput> openColouredScan(const std::string& path) {
-    return std::make_unique<NativeInput>(path, ColourSource::Photos);
 }
 
 }  // namespace brisko::scan

@@ -9,6 +9,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace brisko::scan {
 
@@ -20,7 +21,9 @@ struct FormatDriver {
     bool colourIsOptional;  // an output has colours or not, as a whole
     bool hasPlainForm;      // an output may be without its index
 
-    std::unique_ptr<ScanInput> (*open)(const std::string& path);
+    std::unique_ptr<ScanInput> (*open)(const std::string& path, const ReadOptions& options);
+    /// The scans of a file that may hold several; null for formats of one scan a file.
+    std::vector<ScanEntry> (*list)(const std::string& path);
     ScanReport (*describe)(const std::string& path);
     void (*check)(ScanCheck& check, const ProgressFunction& progress);
     std::unique_ptr<ScanOutput> (*create)(const OutputTarget& target);

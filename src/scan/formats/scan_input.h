@@ -4,6 +4,7 @@
 #include <brisko_codec/cell_reader.h>
 #include <brisko_codec/file_header.h>
 #include <brisko_scan/scan_info.h>
+#include <brisko_scan/scan_reader.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -43,14 +44,11 @@ protected:
 /// Opens a scan. Its files are checked for completeness first, and an alignment that is there but
 /// cannot be read is an error: the points would be in the wrong place without a word.
 /// Throws ScanError(Request) for a name that is not a scan's, ScanError(Damaged) for everything else.
-std::unique_ptr<ScanInput> openScan(const std::string& path);
+std::unique_ptr<ScanInput> openScan(const std::string& path, const ReadOptions& options = {});
 
 /// The same for a raw scan that lies in several files.
 ///   later  the files after the first, in their order
 std::unique_ptr<ScanInput> openSeries(const std::string& first,
                                       const std::vector<std::string>& later);
-
-/// The same for native scans, with the points coloured from the photos beside the scan.
-std::unique_ptr<ScanInput> openColouredScan(const std::string& path);
 
 }  // namespace brisko::scan

@@ -18,6 +18,9 @@ struct OutputTarget {
     std::uint32_t columns = 0;
     std::uint32_t rows = 0;
     double matrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    std::string name;            // of the station; may be empty
+    double precision = 0;        // metres; 0: exact
+    std::string formVersion;     // of formats with several; empty: the usual one
     bool withColour = false;     // where the format leaves a choice
     bool indexed = false;        // of formats that may have an index or not
     bool inColumnOrder = false;  // points come column by column, not only band by band

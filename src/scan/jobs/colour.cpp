@@ -39,7 +39,9 @@ void requirePhotos(const std::string& scan) {
 ConvertResult colourScan(const ConvertOptions& options, StationPhotos& photos) {
     requireFormats(options);
     requirePhotos(options.input);
-    std::unique_ptr<ScanInput> input = openColouredScan(options.input);
+    ReadOptions fromPhotos;
+    fromPhotos.colourFromPhotos = true;
+    std::unique_ptr<ScanInput> input = openScan(options.input, fromPhotos);
     // The input holds most of the photos now, so this decodes little.
     photos = decodeStationPhotos(options.input);
     return convertInput(options, std::move(input), "colour");

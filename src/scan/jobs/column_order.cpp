@@ -12,12 +12,14 @@ namespace {
 
 constexpr std::size_t kBatch = 1 << 15;                  // points handed out at a time
 constexpr std::size_t kInMemory = std::size_t{1} << 20;  // points, about 50 MB
+constexpr std::uint32_t kStrips = 4096;  // of a band, whose places on the disk are kept
 
 }  // namespace
 
 ColumnOrder::ColumnOrder(std::uint32_t bandColumns, const std::string& scan,
                          const std::string& beside, Sink sink)
     : m_bandColumns(bandColumns),
+      m_stripColumns((bandColumns + kStrips - 1) / kStrips),
       m_scan(scan),
       m_beside(beside),
       m_sink(std::move(sink)),
@@ -71,7 +73,11 @@ void ColumnOrder::takeSorted(const std::vector<std::uint32_t>& order, const Use&
 /// Puts the points of the band that there are on the disk, in column order.
 void ColumnOrder::spill() {
     std::vector<std::uint32_t> order;
-    Run run{m_spill.end(), sortByColumn(order)};
+    const std::vector<std::size_t> columns = sortByColumn(order);
+    Run run{m_spill.end(), {}};
+    for (std::size_t column = 0; column < m_bandColumns; column += m_stripColumns)
+        run.begins.push_back(static_cast<std::uint32_t>(columns[column]));
+    run.begins.push_back(static_cast<std::uint32_t>(columns.back()));
     takeSorted(order, [this](const std::vector<CellPoint>& batch) {
         if (m_spill.append(batch.data(), batch.size() * sizeof(CellPoint))) return;
         throw ScanError(
@@ -81,25 +87,34 @@ void ColumnOrder::spill() {
     m_runs.push_back(std::move(run));
 }
 
-/// Column by column, of each run what it has: runs come in the order of the points.
+/// As many strips at a time as fit into memory, at least one. Runs come in the order of the points, so
+/// those of a column stay in it.
 void ColumnOrder::handOutRuns() {
-    std::vector<CellPoint> batch;
-    for (std::uint32_t column = 0; column < m_bandColumns; ++column) {
-        for (const Run& run : m_runs) {
-            const std::size_t end = run.begins[column + std::size_t{1}];
-            for (std::size_t at = run.begins[column]; at < end; at += batch.size()) {
-                batch.resize(std::min(kBatch, end - at));
-                if (!m_spill.read(run.offset + at * sizeof(CellPoint), batch.data(),
-                                  batch.size() * sizeof(CellPoint))) {
-                    throw ScanError(ErrorKind::NotWritten, m_beside,
-                                    "what waited beside it cannot be read back");
-                }
-                m_sink(batch);
-            }
+    const std::size_t strips = m_runs.front().begins.size() - 1;
+    for (std::size_t first = 0; first < strips;) {
+        std::size_t end = first;
+        for (std::size_t points = 0; end < strips; ++end) {
+            for (const Run& run : m_runs)
+                points += run.begins[end + 1] - run.begins[end];
+            if (points > kInMemory && end > first) break;
         }
+        for (const Run& run : m_runs)
+            readBack(run, run.begins[first], run.begins[end]);
+        handOutSorted();
+        first = end;
     }
     m_runs.clear();
     m_spill.clear();
+}
+
+void ColumnOrder::readBack(const Run& run, std::size_t first, std::size_t end) {
+    const std::size_t before = m_points.size();
+    m_points.resize(before + (end - first));
+    if (m_spill.read(run.offset + first * sizeof(CellPoint), m_points.data() + before,
+                     (end - first) * sizeof(CellPoint))) {
+        return;
+    }
+    throw ScanError(ErrorKind::NotWritten, m_beside, "what waited beside it cannot be read back");
 }
 
 void ColumnOrder::handOut() {
@@ -108,6 +123,10 @@ void ColumnOrder::handOut() {
         handOutRuns();
         return;
     }
+    handOutSorted();
+}
+
+void ColumnOrder::handOutSorted() {
     std::vector<std::uint32_t> order;
     sortByColumn(order);
     takeSorted(order, [this](std::vector<CellPoint>& batch) { m_sink(batch); });

@@ -19,7 +19,8 @@ class ColumnOrder {
 public:
     using Sink = std::function<void(std::span<CellPoint>)>;
 
-    /// bandColumns: points of a band of so many columns come before those of the next band.
+    /// bandColumns: points of a band of so many columns come before those of the next band; as many as the
+    ///              grid has, where they come in any order.
     /// scan: named in messages. beside: the output, in whose folder points wait.
     ColumnOrder(std::uint32_t bandColumns, const std::string& scan, const std::string& beside,
                 Sink sink);
@@ -33,7 +34,7 @@ private:
     /// A part of the band on the disk: its points column by column.
     struct Run {
         std::uint64_t offset;
-        std::vector<std::size_t> begins;  // of each column's points, and the end
+        std::vector<std::uint32_t> begins;  // of each strip's points, and the end
     };
 
     std::vector<std::size_t> sortByColumn(std::vector<std::uint32_t>& order) const;
@@ -42,8 +43,11 @@ private:
     void spill();
     void handOut();
     void handOutRuns();
+    void readBack(const Run& run, std::size_t first, std::size_t end);
+    void handOutSorted();
 
     std::uint32_t m_bandColumns;
+    std::uint32_t m_stripColumns;  // several, where a band has very many
     std::string m_scan;
     std::string m_beside;
     Sink m_sink;

@@ -43,9 +43,11 @@ OutputChoice chooseOutput(const ConvertOptions& options, const ScanInfo& input) 
 void requireGrid(const ConvertOptions& options, const ScanInfo& input, const OutputChoice& output) {
     const bool asksForCells = options.columns || options.rows;
     if (input.hasGrid || (!output.needsGrid && !asksForCells)) return;
+    const std::string reason =
+        input.format->isNative ? "the scan has no index (" + companionOf(input.path, ".ij") + ")"
+                               : "the file has no grid";
     throw ScanError(ErrorKind::Request, input.path,
-                    "the scan has no index (" + companionOf(input.path, ".ij") +
-                        "), so the cells of its points are not known",
+                    reason + ", so the cells of its points are not known",
                     "it can be written as .ply or as .cl3, without --columns and --rows");
 }
 
@@ -168,6 +170,9 @@ private:
             std::copy(std::begin(info().alignment.matrix), std::end(info().alignment.matrix),
                       target.matrix);
         }
+        target.name = info().name;
+        target.precision = m_options.precision;
+        target.formVersion = m_options.formVersion;
         target.withColour = chooseColour(*m_input, m_choice, m_options.progress);
         target.inColumnOrder = info().bandColumns == 1 || needsOrder();
         target.indexed = m_choice.indexed;
@@ -311,7 +316,10 @@ ConvertResult convertInput(const ConvertOptions& options, std::unique_ptr<ScanIn
 
 ConvertResult convertScan(const ConvertOptions& options) {
     requireOutput(options);
-    return convertInput(options, openScan(options.input), "convert");
+    return convertInput(
+        options,
+        openScan(options.input, {.scan = options.scan, .intensities = options.intensities}),
+        "convert");
 }
 
 }  // namespace brisko::scan
