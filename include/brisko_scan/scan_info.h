@@ -20,6 +20,7 @@ struct IntensityRange {
 struct ScanInfo {
     std::string path;
     std::string name;  // of the station; empty where the format has none
+    std::string guid;  // its name among all scans of the world; empty where the format has none
     const Format* format = nullptr;
     /// The grid. Not known of a CL3 scan without index.
     std::uint32_t columns = 0;

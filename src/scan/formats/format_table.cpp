@@ -3,6 +3,7 @@
 #include "layouts/clr_record.h"
 #include "scan/files/named_output.h"
 #include "scan/files/scan_path.h"
+#include "scan/formats/e57/e57_input.h"
 #include "scan/formats/native/native_input.h"
 #include "scan/formats/native/scan_layout.h"
 #include "scan/formats/ptx/ptx_input.h"
@@ -33,6 +34,10 @@ unsigned __int128 leastPtx(const OutputTarget& target) {
     return kCell * cellsOf(target);
 }
 
+unsigned __int128 leastE57(const OutputTarget&) {
+    return 0;
+}
+
 unsigned __int128 leastPly(const OutputTarget&) {
     return 0;
 }
@@ -44,6 +49,10 @@ std::unique_ptr<ScanInput> openNative(const std::string& path, const ReadOptions
 
 std::unique_ptr<ScanInput> openPtx(const std::string& path, const ReadOptions&) {
     return std::make_unique<PtxInput>(path);
+}
+
+std::unique_ptr<ScanInput> openE57(const std::string& path, const ReadOptions& options) {
+    return std::make_unique<E57Input>(path, options);
 }
 
 /// The one list of formats: a new one is a folder beside this file and a row here.
@@ -105,6 +114,25 @@ constexpr FormatDriver kDrivers[] = {
      .check = checkPtxScan,
      .create = createPtxOutput,
      .leastBytes = leastPtx},
+    {.traits = {.name = "E57",
+                .extension = ".e57",
+                .about = "points in binary fields with grid, pose, colour and intensity",
+                .reads = true,
+                .writes = true,
+                .isNative = false,
+                .needsGrid = false,
+                .keepsPose = true,
+                .keepsColour = true,
+                .keepsMissingReturns = true},
+     .needsColumnOrder = false,
+     .colourIsOptional = true,
+     .hasPlainForm = false,
+     .open = openE57,
+     .list = listE57,
+     .describe = describeE57,
+     .check = checkE57Scan,
+     .create = createE57Output,
+     .leastBytes = leastE57},
     {.traits = {.name = "PLY",
                 .extension = ".ply",
                 .about = "binary point cloud with colour, intensity, column and row",

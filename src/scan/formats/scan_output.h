@@ -19,6 +19,7 @@ struct OutputTarget {
     std::uint32_t rows = 0;
     double matrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
     std::string name;            // of the station; may be empty
+    std::string guid;            // as ScanInfo has it
     double precision = 0;        // metres; 0: exact
     std::string formVersion;     // of formats with several; empty: the usual one
     bool withColour = false;     // where the format leaves a choice
@@ -83,6 +84,7 @@ private:
 std::unique_ptr<ScanOutput> createCL3Output(const OutputTarget& target);
 std::unique_ptr<ScanOutput> createCLROutput(const OutputTarget& target);
 std::unique_ptr<ScanOutput> createPtxOutput(const OutputTarget& target);
+std::unique_ptr<ScanOutput> createE57Output(const OutputTarget& target);
 std::unique_ptr<ScanOutput> createPlyOutput(const OutputTarget& target);
 
 }  // namespace brisko::scan

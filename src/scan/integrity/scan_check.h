@@ -15,5 +15,6 @@ ScanCheck checkFiles(const std::string& path, std::size_t most, const ProgressFu
 void checkCL3Scan(ScanCheck& check, const ProgressFunction& progress);
 void checkCLRScan(ScanCheck& check, const ProgressFunction& progress);
 void checkPtxScan(ScanCheck& check, const ProgressFunction& progress);
+void checkE57Scan(ScanCheck& check, const ProgressFunction& progress);
 
 }  // namespace brisko::scan

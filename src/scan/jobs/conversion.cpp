@@ -171,6 +171,7 @@ private:
                       target.matrix);
         }
         target.name = info().name;
+        target.guid = info().guid;
         target.precision = m_options.precision;
         target.formVersion = m_options.formVersion;
         target.withColour = chooseColour(*m_input, m_choice, m_options.progress);

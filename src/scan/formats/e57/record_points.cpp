@@ -1,0 +1,201 @@
+#include "scan/formats/e57/record_points.h"
+
+#include "layouts/cell_point.h"
+
+#include <brisko_codec/codec.h>
+#include <brisko_scan/scan_error.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace brisko::scan::e57 {
+namespace {
+
+constexpr const char* kCartesian[] = {"cartesianX", "cartesianY", "cartesianZ"};
+constexpr const char* kSpherical[] = {"sphericalRange", "sphericalAzimuth", "sphericalElevation"};
+constexpr const char* kColours[] = {"colorRed", "colorGreen", "colorBlue"};
+constexpr double kFullColour = 255;
+
+/// Range, azimuth and elevation that stand in the place of the coordinates.
+void toCartesian(CellPoint& p) {
+    const double range = p.x, azimuth = p.y, elevation = p.z;
+    const double across = range * std::cos(elevation);
+    p.x = across * std::cos(azimuth);
+    p.y = across * std::sin(azimuth);
+    p.z = range * std::sin(elevation);
+}
+
+std::uint8_t toByte(double colour) {
+    return static_cast<std::uint8_t>(std::clamp(std::round(colour), 0.0, kFullColour));
+}
+
+}  // namespace
+
+RecordPoints::RecordPoints(PageReader& pages, const Scan& scan, const PointRule& rule)
+    : m_scan(scan), m_rule(rule) {
+    wantCoordinates(pages.path());
+    m_returnIndex = want("returnIndex");
+    if (rule.hasGrid) {
+        m_column = want("columnIndex");
+        m_row = want("rowIndex");
+    }
+    m_intensity = want("intensity");
+    if (m_intensity) {
+        m_intensityState = want("isIntensityInvalid");
+        m_intensityScale = scaleTo(static_cast<double>(BriskoCodec::i_range), *m_intensity,
+                                   rule.intensities ? rule.intensities : scan.intensityLimits);
+    }
+    if (scan.hasColour()) {
+        for (std::size_t k = 0; k < 3; ++k) {
+            m_colours[k] = want(kColours[k]);
+            m_colourScales[k] = scaleTo(kFullColour, *m_colours[k], scan.colourLimits[k]);
+        }
+        m_colourState = want("isColorInvalid");
+        m_bytesOfColour = areWholeBytes();
+    }
+    m_stream.emplace(pages, scan, m_fields);
+}
+
+RecordPoints::Place RecordPoints::want(const char* field) {
+    const std::optional<std::size_t> found = m_scan.find(field);
+    if (!found) return {};
+    m_fields.push_back(*found);
+    return m_fields.size() - 1;
+}
+
+void RecordPoints::wantCoordinates(const std::string& path) {
+    const auto hasAll = [&](const char* const(&names)[3]) {
+        return std::all_of(std::begin(names), std::end(names),
+                           [&](const char* name) { return m_scan.find(name).has_value(); });
+    };
+    const bool isCartesian = hasAll(kCartesian);
+    m_isSpherical = !isCartesian && hasAll(kSpherical);
+    if (!isCartesian && !m_isSpherical) {
+        throw ScanError(ErrorKind::Damaged, path,
+                        "the points of scan \"" + m_scan.name + "\" have no coordinates");
+    }
+    for (int axis = 0; axis < 3; ++axis)
+        m_coordinates[axis] = want(m_isSpherical ? kSpherical[axis] : kCartesian[axis]);
+    m_state = want(m_isSpherical ? "sphericalInvalidState" : "cartesianInvalidState");
+}
+
+/// Limits come from the scan, or else from the type of the field.
+RecordPoints::Scale RecordPoints::scaleTo(double full, std::size_t column,
+                                          const std::optional<IntensityRange>& limits) const {
+    const Field& field = m_scan.fields[m_fields[column]];
+    IntensityRange range{0, full};
+    if (limits) {
+        range = *limits;
+    } else if (field.isInteger()) {
+        range = {field.toValue(field.minimum), field.toValue(field.maximum)};
+    }
+    const double span = range.max - range.min;
+    if (!std::isfinite(span) || span == 0) return {};
+    return {range.min, full / span};
+}
+
+bool RecordPoints::areWholeBytes() const {
+    for (std::size_t k = 0; k < 3; ++k) {
+        const Field& field = m_scan.fields[m_fields[*m_colours[k]]];
+        const bool fits = field.kind == Field::Kind::Integer && field.minimum >= 0 &&
+                          field.maximum <= 255 && m_colourScales[k].minimum == 0 &&
+                          m_colourScales[k].factor == 1;
+        if (!fits) return false;
+    }
+    return true;
+}
+
+void RecordPoints::read(std::vector<CellPoint>& points, std::size_t most) {
+    do {
+        const std::size_t count = m_stream->next(most);
+        points.resize(count);
+        if (count == 0) return;
+        CellPoint* const out = points.data();
+        readCoordinates(out);
+        readIntensities(out);
+        readColours(out);
+        readCells(out);
+        m_isInvalid.assign(count, 0);
+        markInvalid();
+        compact(points);
+    } while (points.empty());
+}
+
+void RecordPoints::readCoordinates(CellPoint* points) const {
+    m_stream->numbers(*m_coordinates[0], [=](std::size_t i, double value) { points[i].x = value; });
+    m_stream->numbers(*m_coordinates[1], [=](std::size_t i, double value) { points[i].y = value; });
+    m_stream->numbers(*m_coordinates[2], [=](std::size_t i, double value) { points[i].z = value; });
+}
+
+void RecordPoints::readIntensities(CellPoint* points) const {
+    if (!m_intensity) return;
+    const Scale scale = m_intensityScale;
+    m_stream->numbers(*m_intensity, [=](std::size_t i, double value) {
+        points[i].intensity = static_cast<float>((value - scale.minimum) * scale.factor);
+    });
+    if (!m_intensityState) return;
+    m_stream->numbers(*m_intensityState, [=](std::size_t i, double state) {
+        if (state != 0) points[i].intensity = 0;
+    });
+}
+
+void RecordPoints::readColours(CellPoint* points) const {
+    if (!m_colours[0]) return;
+    constexpr std::uint8_t CellPoint::*kMembers[] = {&CellPoint::red, &CellPoint::green,
+                                                     &CellPoint::blue};
+    for (std::size_t k = 0; k < 3; ++k) {
+        const auto member = kMembers[k];
+        const Scale scale = m_colourScales[k];
+        if (m_bytesOfColour) {
+            m_stream->wholes(*m_colours[k], [=](std::size_t i, std::int64_t value) {
+                points[i].*member = static_cast<std::uint8_t>(value);
+            });
+        } else {
+            m_stream->numbers(*m_colours[k], [=](std::size_t i, double value) {
+                points[i].*member = toByte((value - scale.minimum) * scale.factor);
+            });
+        }
+    }
+    if (!m_colourState) return;
+    m_stream->numbers(*m_colourState, [=](std::size_t i, double state) {
+        if (state != 0) points[i].red = points[i].green = points[i].blue = 0;
+    });
+}
+
+void RecordPoints::readCells(CellPoint* points) const {
+    if (!m_rule.hasGrid) return;
+    const std::int64_t firstColumn = m_rule.firstColumn, firstRow = m_rule.firstRow;
+    m_stream->wholes(*m_column, [=](std::size_t i, std::int64_t column) {
+        points[i].column = static_cast<std::uint32_t>(column - firstColumn);
+    });
+    m_stream->wholes(*m_row, [=](std::size_t i, std::int64_t row) {
+        points[i].row = static_cast<std::uint32_t>(row - firstRow);
+    });
+}
+
+/// States other than 0 say that nothing, or only a direction was measured.
+void RecordPoints::markInvalid() {
+    std::uint8_t* const isInvalid = m_isInvalid.data();
+    for (const Place place : {m_state, m_returnIndex}) {
+        if (!place) continue;
+        m_stream->numbers(*place, [=](std::size_t i, double state) { isInvalid[i] |= state != 0; });
+    }
+}
+
+void RecordPoints::compact(std::vector<CellPoint>& points) {
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        if (m_isInvalid[i] != 0) continue;
+        CellPoint& point = points[i];
+        if (m_isSpherical) toCartesian(point);
+        if (!isFinite(point)) {
+            ++m_notFinite;
+            continue;
+        }
+        if (kept != i) points[kept] = point;
+        ++kept;
+    }
+    points.resize(kept);
+}
+
+}  // namespace brisko::scan::e57

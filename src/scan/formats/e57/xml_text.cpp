@@ -1,0 +1,247 @@
+#include "scan/formats/e57/xml_text.h"
+
+#include "base/text.h"
+
+#include <brisko_codec/codec.h>
+#include <brisko_codec/version.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <random>
+
+namespace brisko::scan::e57 {
+namespace {
+
+/// Text in which every character stands for itself; control characters have no place in XML.
+std::string cdata(const std::string& text) {
+    std::string out = "<![CDATA[";
+    for (const char c : text) {
+        if (static_cast<unsigned char>(c) < 0x20) continue;
+        if (c == '>' && out.ends_with("]]")) out += "]]><![CDATA[";
+        out += c;
+    }
+    return out + "]]>";
+}
+
+std::string number(double value) {
+    return formatText("%.17g", value);
+}
+
+/// Elements one below the other, each in the one that was opened last.
+class XmlWriter {
+public:
+    void open(const std::string& name, const std::string& attributes) {
+        m_text += "<" + name + " " + attributes + ">\n";
+        m_open.push_back(name);
+    }
+    void openStructure(const std::string& name) { open(name, "type=\"Structure\""); }
+    void openVector(const std::string& name) {
+        open(name, "type=\"Vector\" allowHeterogeneousChildren=\"1\"");
+    }
+    void close() {
+        m_text += "</" + m_open.back() + ">\n";
+        m_open.pop_back();
+    }
+    void text(const std::string& name, const std::string& value) {
+        element(name, "type=\"String\"", cdata(value));
+    }
+    void textIfAny(const std::string& name, const std::string& value) {
+        if (!value.empty()) text(name, value);
+    }
+    void real(const std::string& name, double value) {
+        element(name, "type=\"Float\"", number(value));
+    }
+    void whole(const std::string& name, std::uint64_t value) {
+        element(name, "type=\"Integer\"", std::to_string(value));
+    }
+    void element(const std::string& name, const std::string& attributes, const std::string& value) {
+        m_text += "<" + name + " " + attributes + ">" + value + "</" + name + ">\n";
+    }
+    std::string take() { return std::move(m_text); }
+
+private:
+    std::string m_text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+    std::vector<std::string> m_open;
+};
+
+/// w, x, y, z of a rotation; the largest of them is found first, so that nothing small is divided by.
+std::array<double, 4> toQuaternion(const double (&m)[16]) {
+    const double xx = m[0], yy = m[5], zz = m[10];
+    const double squares[4] = {1 + xx + yy + zz, 1 + xx - yy - zz, 1 - xx + yy - zz,
+                               1 - xx - yy + zz};
+    const auto largest = std::max_element(std::begin(squares), std::end(squares));
+    const double twice = std::sqrt(*largest);
+    std::array<double, 4> q;
+    switch (largest - std::begin(squares)) {
+        case 0:
+            q = {twice, (m[9] - m[6]) / twice, (m[2] - m[8]) / twice, (m[4] - m[1]) / twice};
+            break;
+        case 1:
+            q = {(m[9] - m[6]) / twice, twice, (m[4] + m[1]) / twice, (m[2] + m[8]) / twice};
+            break;
+        case 2:
+            q = {(m[2] - m[8]) / twice, (m[4] + m[1]) / twice, twice, (m[9] + m[6]) / twice};
+            break;
+        default:
+            q = {(m[4] - m[1]) / twice, (m[2] + m[8]) / twice, (m[9] + m[6]) / twice, twice};
+    }
+    const double half = q[0] < 0 ? -0.5 : 0.5;
+    for (double& part : q)
+        part *= half;
+    return q;
+}
+
+void writePose(XmlWriter& xml, const double (&matrix)[16]) {
+    const std::array<double, 4> q = toQuaternion(matrix);
+    const double move[3] = {matrix[3], matrix[7], matrix[11]};
+    xml.openStructure("pose");
+    xml.openStructure("rotation");
+    for (std::size_t i = 0; i < 4; ++i)
+        xml.real(std::string(1, "wxyz"[i]), q[i]);
+    xml.close();
+    xml.openStructure("translation");
+    for (std::size_t i = 0; i < 3; ++i)
+        xml.real(std::string(1, "xyz"[i]), move[i]);
+    xml.close();
+    xml.close();
+    // A quaternion rounds; this keeps the matrix to the last digit.
+    const std::optional<Alignment> read = toAlignment(q, {move[0], move[1], move[2]});
+    if (read && std::equal(std::begin(matrix), std::end(matrix), read->matrix)) return;
+    std::string elements;
+    for (const double element : matrix)
+        elements += (elements.empty() ? "" : " ") + number(element);
+    xml.text(kMatrixElement, elements);
+}
+
+void writeBounds(XmlWriter& xml, const ScanText& scan) {
+    if (scan.hasGrid) {
+        xml.openStructure("indexBounds");
+        xml.whole("rowMinimum", 0);
+        xml.whole("rowMaximum", scan.rows - 1);
+        xml.whole("columnMinimum", 0);
+        xml.whole("columnMaximum", scan.columns - 1);
+        xml.close();
+    }
+    xml.openStructure("cartesianBounds");
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        const std::string name(1, "xyz"[axis]);
+        xml.real(name + "Minimum", scan.min[axis]);
+        xml.real(name + "Maximum", scan.max[axis]);
+    }
+    xml.close();
+}
+
+void writeLimits(XmlWriter& xml, bool hasColour) {
+    xml.openStructure("intensityLimits");
+    xml.real("intensityMinimum", 0);
+    xml.real("intensityMaximum", static_cast<double>(BriskoCodec::i_range));
+    xml.close();
+    if (!hasColour) return;
+    xml.openStructure("colorLimits");
+    for (const std::string colour : {"colorRed", "colorGreen", "colorBlue"}) {
+        xml.whole(colour + "Minimum", 0);
+        xml.whole(colour + "Maximum", 255);
+    }
+    xml.close();
+}
+
+void writeField(XmlWriter& xml, const Field& field) {
+    std::string type;
+    switch (field.kind) {
+        case Field::Kind::Float:
+            type = "type=\"Float\" precision=\"single\"";
+            break;
+        case Field::Kind::Double:
+            type = "type=\"Float\"";
+            break;
+        default:
+            type =
+                field.kind == Field::Kind::Integer ? "type=\"Integer\"" : "type=\"ScaledInteger\"";
+            type += " minimum=\"" + std::to_string(field.minimum) + "\" maximum=\"" +
+                    std::to_string(field.maximum) + "\"";
+            if (field.kind == Field::Kind::ScaledInteger) {
+                type += " scale=\"" + number(field.scale) + "\"";
+            }
+    }
+    // A value as it would stand in a record; 0 lies in every range that is written.
+    xml.element(field.name, type, "0");
+}
+
+void writePoints(XmlWriter& xml, const ScanText& scan) {
+    xml.open("points", "type=\"CompressedVector\" fileOffset=\"" +
+                           std::to_string(physicalOf(scan.section)) + "\" recordCount=\"" +
+                           std::to_string(scan.records) + "\"");
+    xml.openStructure("prototype");
+    for (const Field& field : scan.fields)
+        writeField(xml, field);
+    xml.close();
+    xml.openVector("codecs");
+    xml.close();
+    xml.close();
+}
+
+void writeScan(XmlWriter& xml, const ScanText& scan) {
+    xml.openStructure("vectorChild");
+    xml.text("guid", scan.guid);
+    xml.text("name", scan.name);
+    xml.textIfAny("sensorModel", scan.sensorModel);
+    xml.textIfAny("sensorSerialNumber", scan.serialNumber);
+    xml.textIfAny("sensorHardwareVersion", scan.hardware);
+    xml.textIfAny("sensorFirmwareVersion", scan.firmware);
+    writePose(xml, scan.matrix);
+    writeBounds(xml, scan);
+    const bool hasColour = scan.fields.back().name == "colorBlue";
+    writeLimits(xml, hasColour);
+    writePoints(xml, scan);
+    xml.close();
+}
+
+}  // namespace
+
+std::string makeXml(const std::vector<ScanText>& scans) {
+    XmlWriter xml;
+    xml.open("e57Root", std::string("type=\"Structure\" "
+                                    "xmlns=\"http://www.astm.org/COMMIT/E57/2010-e57-v1.0\" ") +
+                            kExtension);
+    xml.text("formatName", "ASTM E57 3D Imaging Data File");
+    xml.text("guid", makeGuid());
+    xml.whole("versionMajor", 1);
+    xml.whole("versionMinor", 0);
+    xml.text("e57LibraryVersion", std::string("brisko ") + briskoCodecVersion());
+    xml.openVector("data3D");
+    for (const ScanText& scan : scans)
+        writeScan(xml, scan);
+    xml.close();
+    xml.openVector("images2D");
+    xml.close();
+    xml.close();
+    return xml.take();
+}
+
+std::string makeGuid() {
+    std::random_device random;
+    std::uint32_t parts[4] = {random(), random(), random(), random()};
+    parts[1] = (parts[1] & 0xffff0fff) | 0x4000;       // version 4: random
+    parts[2] = (parts[2] & 0x3fffffff) | 0x80000000u;  // in its usual variant
+    return formatText("{%08x-%04x-%04x-%04x-%04x%08x}", parts[0], parts[1] >> 16, parts[1] & 0xffff,
+                      parts[2] >> 16, parts[2] & 0xffff, parts[3]);
+}
+
+bool isRigid(const double (&m)[16]) {
+    constexpr double kTolerance = 1e-5;
+    const bool isAffine = m[12] == 0 && m[13] == 0 && m[14] == 0 && m[15] == 1;
+    const double determinant = m[0] * (m[5] * m[10] - m[6] * m[9]) -
+                               m[1] * (m[4] * m[10] - m[6] * m[8]) +
+                               m[2] * (m[4] * m[9] - m[5] * m[8]);
+    if (!isAffine || !(determinant > 0)) return false;
+    for (int i = 0; i < 3; ++i) {
+        for (int k = i; k < 3; ++k) {
+            const double product = m[i] * m[k] + m[4 + i] * m[4 + k] + m[8 + i] * m[8 + k];
+            if (!(std::abs(product - (i == k ? 1 : 0)) < kTolerance)) return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace brisko::scan::e57

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "scan/formats/e57/e57_file.h"
+
+#include <string>
+#include <vector>
+
+namespace brisko::scan::e57 {
+
+/// What the XML part says of a scan that was written.
+struct ScanText {
+    std::string name, guid;
+    std::string sensorModel, serialNumber, firmware, hardware;             // may be empty
+    double matrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};  // rigid
+    bool hasGrid = false;
+    std::uint32_t columns = 0, rows = 0;
+    double min[3] = {0, 0, 0},
+           max[3] = {0, 0, 0};  // metres, scanner's frame; of at least one record
+    std::vector<Field> fields;
+    std::uint64_t section = 0;  // logical
+    std::uint64_t records = 0;
+};
+
+/// The XML part of a file. Texts must be UTF-8.
+std::string makeXml(const std::vector<ScanText>& scans);
+
+/// A new name that no other file or scan has: "{...}".
+std::string makeGuid();
+
+/// Whether a matrix is a rotation and a translation, as far as alignments are printed and measured: only
+/// such a one can be a pose.
+bool isRigid(const double (&matrix)[16]);
+
+}  // namespace brisko::scan::e57
