@@ -1,5 +1,7 @@
 #include "scan/formats/e57/e57_file.h"
 
+#include "scan/formats/e57/scanner_header.h"
+
 #include "base/text.h"
 
 #include <brisko_scan/scan_error.h>
@@ -191,6 +193,7 @@ Scan readScan(const XmlNode& node) {
     readFields(*prototype, scan.fields);
     scan.pose = readPose(node);
     refinePose(node, scan.pose);
+    scan.header = readScannerHeader(node);
     const XmlNode* const bounds = node.child("indexBounds");
     scan.columns = readBounds(bounds, "column");
     scan.rows = readBounds(bounds, "row");

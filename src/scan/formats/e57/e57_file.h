@@ -4,10 +4,12 @@
 #include "scan/formats/e57/xml_tree.h"
 
 #include <brisko_codec/alignment.h>
+#include <brisko_codec/file_header.h>
 #include <brisko_scan/scan_info.h>
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -50,7 +52,8 @@ struct Scan {
     std::uint64_t records = 0;
     std::uint64_t section = 0;  // physical offset
     std::vector<Field> fields;
-    Alignment pose;  // source None where there is none
+    Alignment pose;                              // source None where there is none
+    std::shared_ptr<const CLFileHeader> header;  // of a native scan that became this one; else null
     std::optional<IndexBounds> columns, rows;
     std::optional<IntensityRange> intensityLimits;
     std::array<std::optional<IntensityRange>, 3> colourLimits;  // red, green, blue

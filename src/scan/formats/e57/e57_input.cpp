@@ -63,6 +63,7 @@ void E57Input::takeInfo() {
     m_info.guid = m_scan.guid;
     m_info.format = formatOf(m_info.path);
     m_info.alignment = m_scan.pose;
+    m_info.header = m_scan.header;
     m_info.storesColour = m_scan.hasColour();
     m_info.records = m_scan.records;
 }

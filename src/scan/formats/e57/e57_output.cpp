@@ -2,7 +2,6 @@
 #include "scan/formats/e57/xml_text.h"
 #include "scan/formats/scan_output.h"
 
-#include "base/utf8.h"
 #include "layouts/cell_point.h"
 
 #include <algorithm>
@@ -11,12 +10,6 @@
 
 namespace brisko::scan {
 namespace {
-
-/// The text of a header's field, which is filled up with zeros; nothing where it is no UTF-8.
-std::string textOf(const std::string& field) {
-    const std::string text = field.substr(0, field.find('\0'));
-    return isUtf8(text) ? text : std::string();
-}
 
 e57::RecordChoice choiceOf(const OutputTarget& target) {
     e57::RecordChoice choice;
@@ -95,10 +88,7 @@ private:
         e57::ScanText text;
         text.name = m_target.name.empty() ? "Scan 1" : m_target.name;
         text.guid = m_target.guid.empty() ? e57::makeGuid() : m_target.guid;
-        text.sensorModel = textOf(m_target.header.GetModelName());
-        text.serialNumber = textOf(m_target.header.GetSerialNumber());
-        text.hardware = textOf(m_target.header.GetHardwareVersion());
-        text.firmware = textOf(m_target.header.GetFirmwareVersion());
+        text.header = m_target.header;
         if (m_isPose) {
             std::copy(std::begin(m_target.matrix), std::end(m_target.matrix), text.matrix);
         }

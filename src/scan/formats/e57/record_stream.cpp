@@ -21,8 +21,7 @@ RecordStream::RecordStream(PageReader& pages, const Scan& scan,
 }
 
 void RecordStream::fail(std::uint64_t logical, const std::string& reason) const {
-    throw ScanError(ErrorKind::Damaged, m_pages.path(), FilePlace{{}, physicalOf(logical)},
-                    reason);
+    throw ScanError(ErrorKind::Damaged, m_pages.path(), FilePlace{{}, physicalOf(logical)}, reason);
 }
 
 void RecordStream::openSection() {

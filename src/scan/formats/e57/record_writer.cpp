@@ -1,5 +1,7 @@
 #include "scan/formats/e57/record_writer.h"
 
+#include "base/text.h"
+
 #include <brisko_scan/scan_error.h>
 
 #include <algorithm>
@@ -165,7 +167,7 @@ std::uint8_t* RecordWriter::encodeCoordinate(const Field& field, double CellPoin
         if (!(std::abs(steps) <= kMost)) {
             throw ScanError(ErrorKind::NotWritten, m_shownPath,
                             "the precision leaves no room for a coordinate of " +
-                                std::to_string(points[i].*axis) + " m",
+                                formatText("%.9g m", points[i].*axis),
                             "choose a coarser one, or none for exact coordinates");
         }
         storeU32(out + 4 * i,

@@ -1,5 +1,8 @@
 #include "scan/formats/e57/xml_text.h"
 
+#include "scan/formats/e57/scanner_header.h"
+#include "scan/formats/e57/xml_writer.h"
+
 #include "base/text.h"
 
 #include <brisko_codec/codec.h>
@@ -12,58 +15,6 @@
 
 namespace brisko::scan::e57 {
 namespace {
-
-/// Text in which every character stands for itself; control characters have no place in XML.
-std::string cdata(const std::string& text) {
-    std::string out = "<![CDATA[";
-    for (const char c : text) {
-        if (static_cast<unsigned char>(c) < 0x20) continue;
-        if (c == '>' && out.ends_with("]]")) out += "]]><![CDATA[";
-        out += c;
-    }
-    return out + "]]>";
-}
-
-std::string number(double value) {
-    return formatText("%.17g", value);
-}
-
-/// Elements one below the other, each in the one that was opened last.
-class XmlWriter {
-public:
-    void open(const std::string& name, const std::string& attributes) {
-        m_text += "<" + name + " " + attributes + ">\n";
-        m_open.push_back(name);
-    }
-    void openStructure(const std::string& name) { open(name, "type=\"Structure\""); }
-    void openVector(const std::string& name) {
-        open(name, "type=\"Vector\" allowHeterogeneousChildren=\"1\"");
-    }
-    void close() {
-        m_text += "</" + m_open.back() + ">\n";
-        m_open.pop_back();
-    }
-    void text(const std::string& name, const std::string& value) {
-        element(name, "type=\"String\"", cdata(value));
-    }
-    void textIfAny(const std::string& name, const std::string& value) {
-        if (!value.empty()) text(name, value);
-    }
-    void real(const std::string& name, double value) {
-        element(name, "type=\"Float\"", number(value));
-    }
-    void whole(const std::string& name, std::uint64_t value) {
-        element(name, "type=\"Integer\"", std::to_string(value));
-    }
-    void element(const std::string& name, const std::string& attributes, const std::string& value) {
-        m_text += "<" + name + " " + attributes + ">" + value + "</" + name + ">\n";
-    }
-    std::string take() { return std::move(m_text); }
-
-private:
-    std::string m_text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
-    std::vector<std::string> m_open;
-};
 
 /// w, x, y, z of a rotation; the largest of them is found first, so that nothing small is divided by.
 std::array<double, 4> toQuaternion(const double (&m)[16]) {
@@ -110,7 +61,7 @@ void writePose(XmlWriter& xml, const double (&matrix)[16]) {
     if (read && std::equal(std::begin(matrix), std::end(matrix), read->matrix)) return;
     std::string elements;
     for (const double element : matrix)
-        elements += (elements.empty() ? "" : " ") + number(element);
+        elements += (elements.empty() ? "" : " ") + XmlWriter::digits(element);
     xml.text(kMatrixElement, elements);
 }
 
@@ -161,7 +112,7 @@ void writeField(XmlWriter& xml, const Field& field) {
             type += " minimum=\"" + std::to_string(field.minimum) + "\" maximum=\"" +
                     std::to_string(field.maximum) + "\"";
             if (field.kind == Field::Kind::ScaledInteger) {
-                type += " scale=\"" + number(field.scale) + "\"";
+                type += " scale=\"" + XmlWriter::digits(field.scale) + "\"";
             }
     }
     // A value as it would stand in a record; 0 lies in every range that is written.
@@ -185,10 +136,7 @@ void writeScan(XmlWriter& xml, const ScanText& scan) {
     xml.openStructure("vectorChild");
     xml.text("guid", scan.guid);
     xml.text("name", scan.name);
-    xml.textIfAny("sensorModel", scan.sensorModel);
-    xml.textIfAny("sensorSerialNumber", scan.serialNumber);
-    xml.textIfAny("sensorHardwareVersion", scan.hardware);
-    xml.textIfAny("sensorFirmwareVersion", scan.firmware);
+    writeScannerHeader(xml, scan.header);
     writePose(xml, scan.matrix);
     writeBounds(xml, scan);
     const bool hasColour = scan.fields.back().name == "colorBlue";

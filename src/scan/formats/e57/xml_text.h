@@ -2,6 +2,8 @@
 
 #include "scan/formats/e57/e57_file.h"
 
+#include <brisko_codec/file_header.h>
+
 #include <string>
 #include <vector>
 
@@ -10,7 +12,7 @@ namespace brisko::scan::e57 {
 /// What the XML part says of a scan that was written.
 struct ScanText {
     std::string name, guid;
-    std::string sensorModel, serialNumber, firmware, hardware;             // may be empty
+    CLRFileHeader header;  // of a native scan; others have an empty one
     double matrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};  // rigid
     bool hasGrid = false;
     std::uint32_t columns = 0, rows = 0;
