@@ -46,6 +46,10 @@ public:
         if (scan.hasGrid()) {
             m_column = want("columnIndex");
             m_row = want("rowIndex");
+            for (const char* const name :
+                 {"cartesianInvalidState", "sphericalInvalidState", "returnIndex"}) {
+                if (const auto column = want(name)) m_states.push_back(*column);
+            }
         }
         if (!namesIntensities(scan)) m_intensity = want("intensity");
         if (!m_fields.empty()) look(pages);
@@ -78,13 +82,25 @@ private:
         m_columns = m_column ? m_scan.columns : std::nullopt;
         m_rows = m_column ? m_scan.rows : std::nullopt;
         RecordStream records(pages, m_scan, m_fields);
-        while (records.next(kBatch) > 0) {
+        while (const std::size_t count = records.next(kBatch)) {
             if (m_column) {
                 lookAtColumns(records);
                 records.wholes(*m_row, [&](std::size_t, std::int64_t row) { widen(m_rows, row); });
+                countPoints(records, count);
             }
             if (m_intensity) lookAtIntensities(records);
         }
+    }
+
+    /// Records with a state or a return other than 0 become no points.
+    void countPoints(const RecordStream& records, std::size_t count) {
+        m_isPoint.assign(count, 1);
+        for (const std::size_t column : m_states) {
+            records.numbers(column,
+                            [&](std::size_t i, double state) { m_isPoint[i] &= state == 0; });
+        }
+        m_points += static_cast<std::uint64_t>(
+            std::count(m_isPoint.begin(), m_isPoint.end(), std::uint8_t{1}));
     }
 
     void lookAtColumns(const RecordStream& records) {
@@ -114,14 +130,12 @@ private:
         return span < INT64_MAX ? span + 1 : span;
     }
 
-    /// Indices that are all alike, or otherwise fewer cells than records, are no cells of a grid.
+    /// Indices that are all alike, or otherwise fewer cells than points, are no cells of a grid.
     bool fitsGrid() const {
         if (!m_columns || !m_rows) return false;
         const std::int64_t columns = countOf(*m_columns), rows = countOf(*m_rows);
         if (columns > kMostCells || rows > kMostCells) return false;
-        return m_scan.find("returnIndex") ||
-               static_cast<std::uint64_t>(columns) * static_cast<std::uint64_t>(rows) >=
-                   m_scan.records;
+        return static_cast<std::uint64_t>(columns) * static_cast<std::uint64_t>(rows) >= m_points;
     }
 
     const Scan& m_scan;
@@ -129,6 +143,9 @@ private:
     std::optional<std::size_t> m_column, m_row, m_intensity;  // columns of the record stream
     std::optional<IndexBounds> m_columns, m_rows;
     std::optional<IntensityRange> m_intensities;
+    std::vector<std::size_t> m_states;    // columns of the record stream
+    std::vector<std::uint8_t> m_isPoint;  // of the records at hand
+    std::uint64_t m_points = 0;
     std::int64_t m_last = std::numeric_limits<std::int64_t>::min();
     OrderWatch m_single{1}, m_band{kBand};
 };
