@@ -40,6 +40,7 @@ constexpr ExitCodes kExitCodes[] = {
      "all inputs failed, the first as its output could not be written"},
     {"check", "all scans are sound", nullptr, "a scan is damaged or cannot be read", nullptr},
     {"repair", kDone, nullptr, "nothing can be salvaged, or the input cannot be read", kNotWritten},
+    {"images", kDone, nullptr, kUnreadable, kNotWritten},
     {"help", kDone, nullptr, nullptr, nullptr},
 };
 constexpr ExitCodes kAnyCommand = {"", kDone, "some inputs failed", kUnreadable, kNotWritten};

@@ -33,12 +33,12 @@ void printText(const ScanCheck& check) {
     std::cout << check.path << ": "
               << (check.findings.empty() ? "sound" : countOf(check.findings.count(), "finding"))
               << ", ";
-    if (!check.format->isNative) {
+    if (check.columns > 0) {
         std::cout << check.columns << " columns x " << check.rows << " rows, "
                   << countOf(check.records, "cell");
     } else {
-        std::cout << countOf(check.blocks, "whole block") << ", "
-                  << countOf(check.records, "record");
+        if (check.format->isNative) std::cout << countOf(check.blocks, "whole block") << ", ";
+        std::cout << countOf(check.records, "record");
     }
     std::cout << ", " << countOf(check.points, "point") << "\n";
 }
@@ -54,7 +54,7 @@ nlohmann::ordered_json checkJson(const ScanCheck& check) {
                                    {"notes", check.notes},
                                    {"photos", photosJson(check.photos)},
                                    {"error", nullptr}};
-    if (!check.format->isNative) {
+    if (check.columns > 0) {
         json["grid"] = {{"columns", check.columns}, {"rows", check.rows}};
     }
     for (const Finding& finding : check.findings.kept())

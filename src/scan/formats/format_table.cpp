@@ -3,6 +3,7 @@
 #include "layouts/clr_record.h"
 #include "scan/files/named_output.h"
 #include "scan/files/scan_path.h"
+#include "scan/formats/e57/e57_images.h"
 #include "scan/formats/e57/e57_input.h"
 #include "scan/formats/native/native_input.h"
 #include "scan/formats/native/scan_layout.h"
@@ -74,6 +75,8 @@ constexpr FormatDriver kDrivers[] = {
      .list = nullptr,
      .describe = describeCL3,
      .check = checkCL3Scan,
+     .listImages = nullptr,
+     .readImage = nullptr,
      .create = createCL3Output,
      .leastBytes = leastCL3},
     {.traits = {.name = "CLR",
@@ -93,6 +96,8 @@ constexpr FormatDriver kDrivers[] = {
      .list = nullptr,
      .describe = describeCLR,
      .check = checkCLRScan,
+     .listImages = nullptr,
+     .readImage = nullptr,
      .create = createCLROutput,
      .leastBytes = leastCLR},
     {.traits = {.name = "PTX",
@@ -112,6 +117,8 @@ constexpr FormatDriver kDrivers[] = {
      .list = nullptr,
      .describe = describePtx,
      .check = checkPtxScan,
+     .listImages = nullptr,
+     .readImage = nullptr,
      .create = createPtxOutput,
      .leastBytes = leastPtx},
     {.traits = {.name = "E57",
@@ -131,6 +138,8 @@ constexpr FormatDriver kDrivers[] = {
      .list = listE57,
      .describe = describeE57,
      .check = checkE57Scan,
+     .listImages = listE57Images,
+     .readImage = readE57Image,
      .create = createE57Output,
      .leastBytes = leastE57},
     {.traits = {.name = "PLY",
@@ -150,6 +159,8 @@ constexpr FormatDriver kDrivers[] = {
      .list = nullptr,
      .describe = nullptr,
      .check = nullptr,
+     .listImages = nullptr,
+     .readImage = nullptr,
      .create = createPlyOutput,
      .leastBytes = leastPly},
 };

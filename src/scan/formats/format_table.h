@@ -5,6 +5,7 @@
 
 #include <brisko_scan/check.h>
 #include <brisko_scan/formats.h>
+#include <brisko_scan/images.h>
 #include <brisko_scan/inspect.h>
 
 #include <memory>
@@ -26,6 +27,9 @@ struct FormatDriver {
     std::vector<ScanEntry> (*list)(const std::string& path);
     ScanReport (*describe)(const std::string& path);
     void (*check)(ScanCheck& check, const ProgressFunction& progress);
+    /// The pictures inside a file, and the bytes of one; null for formats without.
+    std::vector<EmbeddedImage> (*listImages)(const std::string& path);
+    void (*readImage)(const std::string& path, std::size_t image, const ImageSink& sink);
     std::unique_ptr<ScanOutput> (*create)(const OutputTarget& target);
     /// What an output of a grid takes at least, its points aside where these can be few.
     unsigned __int128 (*leastBytes)(const OutputTarget& target);

@@ -8,7 +8,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -40,6 +42,9 @@ protected:
 
     ScanInfo m_info;
 };
+
+/// Takes the bytes of a picture inside a scan's file, part by part.
+using ImageSink = std::function<void(std::span<const std::uint8_t>)>;
 
 /// Opens a scan. Its files are checked for completeness first, and an alignment that is there but
 /// cannot be read is an error: the points would be in the wrong place without a word.
