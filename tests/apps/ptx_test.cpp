@@ -2,7 +2,7 @@
 #include "apps/ptx_scan.h"
 #include "apps/tool_run.h"
 #include "scan/formats/ptx/number_text.h"
-#include "scan/formats/ptx/ptx_writer.h"
+#include "scan/formats/ptx/ptx_output.h"
 #include "support/comma_locale.h"
 
 #include <gtest/gtest.h>

@@ -5,7 +5,7 @@
 #include "scan/files/scan_path.h"
 #include "scan/formats/native/native_input.h"
 #include "scan/formats/native/scan_layout.h"
-#include "scan/formats/ptx/ptx_input.h"
+#include "scan/formats/ptx/ptx_reader.h"
 #include "scan/formats/scan_input.h"
 #include "scan/integrity/scan_check.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "scan/files/input_file.h"
-#include "scan/formats/native/header_file.h"
+#include "scan/formats/native/scan_layout.h"
 #include "scan/integrity/point_check.h"
 
 #include <brisko_scan/text.h>

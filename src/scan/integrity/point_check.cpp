@@ -3,7 +3,7 @@
 #include "layouts/cell_point.h"
 #include "scan/files/input_file.h"
 #include "scan/files/scan_path.h"
-#include "scan/formats/native/header_file.h"
+#include "scan/formats/native/scan_layout.h"
 
 #include <brisko_codec/alignment.h>
 #include <brisko_scan/text.h>

@@ -3,6 +3,7 @@
 #include "scan/files/named_output.h"
 #include "scan/files/scan_path.h"
 #include "scan/formats/format_table.h"
+#include "scan/formats/native/scan_layout.h"
 #include "scan/jobs/column_order.h"
 #include "scan/jobs/header_angles.h"
 #include "scan/jobs/point_filter.h"

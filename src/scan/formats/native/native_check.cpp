@@ -4,13 +4,11 @@
 #include "scan/files/scan_path.h"
 #include "scan/formats/native/scan_layout.h"
 #include "scan/integrity/tile_check.h"
-#include "scan/jobs/point_filter.h"
 
 #include <brisko_scan/progress.h>
 #include <brisko_scan/scan_error.h>
 
 #include <cerrno>
-#include <cmath>
 #include <cstring>
 
 namespace brisko::scan {
