@@ -1,5 +1,4 @@
-#include "scan/jobs/conversion.h"
-
+#include "scan/files/input_file.h"
 #include "scan/files/named_output.h"
 #include "scan/files/scan_path.h"
 #include "scan/formats/format_table.h"
@@ -9,6 +8,7 @@
 #include "scan/jobs/point_filter.h"
 
 #include <brisko_codec/codec.h>
+#include <brisko_scan/convert.h>
 #include <brisko_scan/scan_error.h>
 #include <brisko_scan/staged_scan.h>
 #include <brisko_scan/text.h>
@@ -296,13 +296,12 @@ private:
     bool m_losesColour = false;
 };
 
-}  // namespace
-
 void requireOutput(const ConvertOptions& options) {
     requireDistinct(options.input, options.output);
     requireNew(options.output, options.overwrite);
 }
 
+/// `task`: how the progress names it.
 ConvertResult convertInput(const ConvertOptions& options, std::unique_ptr<ScanInput> input,
                            const char* task) {
     ConvertResult result = Conversion(options, std::move(input), task).run();
@@ -310,9 +309,46 @@ ConvertResult convertInput(const ConvertOptions& options, std::unique_ptr<ScanIn
     return result;
 }
 
+void requireFormats(const ConvertOptions& options) {
+    if (!readerOf(options.input).traits.isNative) {
+        throw ScanError(ErrorKind::Request, options.input,
+                        "only .cl3 and .clr scans have photos beside them");
+    }
+    if (extensionOf(options.output) == ".clr") {
+        throw ScanError(ErrorKind::Request, options.output, ".clr has no place for colours",
+                        "name the output .cl3, .ptx or .ply");
+    }
+    requireOutput(options);
+}
+
+/// Throws where colouring would give black points only, or none.
+void requirePhotos(const std::string& scan) {
+    const InputFile there(scan);  // a scan that is missing has no photos for another reason
+    const StationPhotos photos = findStationPhotos(scan);
+    requireUsable(photos);
+    if (photos.count(PhotoUse::Used) > 0) return;
+    if (photos.photos.empty()) {
+        throw ScanError(ErrorKind::Request, scan,
+                        "there are no photos (.jpg) beside it to take colours from");
+    }
+    throw ScanError(ErrorKind::Request, scan,
+                    "none of the photos beside it can be used: " + ignoredTexts(photos).front());
+}
+
+}  // namespace
+
 ConvertResult convertScan(const ConvertOptions& options) {
     requireOutput(options);
     return convertInput(options, openScan(options.input), "convert");
+}
+
+ConvertResult colourScan(const ConvertOptions& options, StationPhotos& photos) {
+    requireFormats(options);
+    requirePhotos(options.input);
+    std::unique_ptr<ScanInput> input = openColouredScan(options.input);
+    // The input holds most of the photos now, so this decodes little.
+    photos = decodeStationPhotos(options.input);
+    return convertInput(options, std::move(input), "colour");
 }
 
 }  // namespace brisko::scan

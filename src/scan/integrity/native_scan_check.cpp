@@ -1,4 +1,4 @@
-#include "scan/integrity/point_check.h"
+#include "scan/integrity/native_scan_check.h"
 
 #include "layouts/cell_point.h"
 #include "scan/files/input_file.h"
