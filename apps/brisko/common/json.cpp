@@ -1,5 +1,9 @@
-#include "common/json_text.h"
+#include "common/json.h"
 
+#include <brisko_scan/photos.h>
+
+#include <charconv>
+#include <cmath>
 #include <iostream>
 
 namespace brisko::tool {
@@ -34,6 +38,63 @@ std::string jsonText(const nlohmann::ordered_json& document, int indent) {
 
 void printDocument(const nlohmann::ordered_json& document) {
     std::cout << jsonText(document, 2) << "\n";
+}
+
+nlohmann::ordered_json jsonNumber(double value) {
+    if (!std::isfinite(value)) return nullptr;
+    return value;
+}
+
+nlohmann::ordered_json jsonNumber(float value) {
+    if (!std::isfinite(value)) return nullptr;
+    char text[32];
+    const char* const end = std::to_chars(text, text + sizeof text, value).ptr;
+    double shortest = 0;
+    std::from_chars(text, end, shortest);
+    return shortest;
+}
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json photoJson(const ScanPhoto& photo) {
+    Json json = {{"path", photo.path}, {"use", scan::wordOf(photo.use)},
+                 {"width", nullptr},   {"height", nullptr},
+                 {"pixels", nullptr},  {"culprit", nullptr}};
+    if (photo.width > 0) {
+        json["width"] = photo.width;
+        json["height"] = photo.height;
+    }
+    if (const char* const word = scan::wordOf(photo.pixels)) json["pixels"] = word;
+    if (!photo.culprit.empty()) json["culprit"] = photo.culprit;
+    return json;
+}
+
+}  // namespace
+
+Json findingJson(const scan::Finding& finding) {
+    Json json = {{"kind", finding.kind},
+                 {"file", finding.file},
+                 {"block", nullptr},
+                 {"offset", nullptr},
+                 {"text", finding.text}};
+    if (finding.block) json["block"] = *finding.block;
+    if (finding.offset) json["offset"] = *finding.offset;
+    return json;
+}
+
+Json photosJson(const ScanPhotos& photos) {
+    if (photos.photos.empty() && photos.culprit.empty()) return nullptr;
+    Json json = {{"stationKind", photos.stationKind},
+                 {"found", photos.photos.size()},
+                 {"used", photos.count(PhotoUse::Used)},
+                 {"culprit", nullptr},
+                 {"list", Json::array()}};
+    if (!photos.culprit.empty()) json["culprit"] = photos.culprit;
+    for (const ScanPhoto& photo : photos.photos)
+        json["list"].push_back(photoJson(photo));
+    return json;
 }
 
 }  // namespace brisko::tool

@@ -1,4 +1,4 @@
-#include "common/number_option.h"
+#include "common/options.h"
 
 #include <charconv>
 #include <cmath>
