@@ -3,7 +3,6 @@
 
 #include "layouts/ij_index.h"
 #include "layouts/layout.h"
-#include "simulator/column_bands.h"
 #include "simulator/scan_output.h"
 
 namespace brisko::simulator {

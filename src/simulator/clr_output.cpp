@@ -1,7 +1,6 @@
 #include "base/output_file.h"
 #include "layouts/clr_record.h"
 #include "layouts/layout.h"
-#include "simulator/column_bands.h"
 #include "simulator/scan_output.h"
 
 #include <algorithm>
