@@ -3,7 +3,7 @@
 #include "base/input_window.h"
 #include "codec/clr_cells.h"
 #include "layouts/block_merge.h"
-#include "layouts/piece_reader.h"
+#include "layouts/compressed_lines.h"
 
 #include <optional>
 #include <vector>

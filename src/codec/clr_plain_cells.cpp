@@ -2,7 +2,7 @@
 
 #include "base/checked.h"
 #include "base/file.h"
-#include "layouts/clr_record.h"
+#include "layouts/records.h"
 
 #include <algorithm>
 #include <iterator>

@@ -11,7 +11,7 @@
 #include "convert/path_rules.h"
 #include "convert/staged_conversion.h"
 #include "layouts/layout.h"
-#include "layouts/output_bounds.h"
+#include "layouts/output_limit.h"
 #include "pcplib/processes/indexed_output.h"
 
 #include <algorithm>

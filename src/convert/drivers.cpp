@@ -8,7 +8,7 @@
 #include "convert/conversion_progress.h"
 #include "convert/staged_conversion.h"
 #include "layouts/ij_index.h"
-#include "layouts/output_bounds.h"
+#include "layouts/output_limit.h"
 #include "pcplib/processes/indexing.h"
 #include "pcplib/processes/merge_clr.h"
 #include "pcplib/processes/sort_clr.h"

@@ -1,6 +1,6 @@
 #include "base/output_file.h"
-#include "layouts/clr_record.h"
 #include "layouts/layout.h"
+#include "layouts/records.h"
 #include "simulator/scan_output.h"
 
 #include <algorithm>

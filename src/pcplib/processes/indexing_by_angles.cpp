@@ -4,7 +4,6 @@
 #include "codec/cl3_completeness.h"
 #include "pcplib/processes/angle_grid.h"
 #include "pcplib/processes/band_spill.h"
-#include "pcplib/processes/free_cells.h"
 #include "pcplib/processes/indexed_output.h"
 #include "pcplib/processes/indexing.h"
 #include "pcplib/processes/process_progress.h"

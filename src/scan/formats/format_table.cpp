@@ -1,6 +1,6 @@
 #include "scan/formats/format_table.h"
 
-#include "layouts/clr_record.h"
+#include "layouts/records.h"
 #include "scan/files/named_output.h"
 #include "scan/files/scan_path.h"
 #include "scan/formats/native/native_input.h"

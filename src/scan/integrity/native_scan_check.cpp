@@ -1,6 +1,6 @@
 #include "scan/integrity/native_scan_check.h"
 
-#include "layouts/cell_point.h"
+#include "layouts/records.h"
 #include "scan/files/input_file.h"
 #include "scan/files/scan_path.h"
 #include "scan/formats/native/scan_layout.h"

@@ -1,4 +1,4 @@
-#include "layouts/cell_point.h"
+#include "layouts/records.h"
 #include "scan/files/input_file.h"
 #include "scan/files/named_output.h"
 #include "scan/formats/native/native_check.h"

@@ -1,8 +1,8 @@
 #include "scan/integrity/tile_walk.h"
 
 #include "base/bytes.h"
-#include "layouts/cell_point.h"
 #include "layouts/ij_index.h"
+#include "layouts/records.h"
 #include "scan/formats/native/native_layout.h"
 #include "scan/integrity/repair.h"
 

@@ -1,13 +1,18 @@
-#include "layouts/output_bounds.h"
+#include "layouts/output_limit.h"
 
 #include "base/checked.h"
-#include "base/output_limit.h"
+#include "base/file.h"
 #include "layouts/ij_index.h"
 #include "layouts/layout.h"
 
 #include <optional>
 
 namespace brisko {
+
+bool isOutputReasonable(std::uint64_t outputBytes, std::uint64_t inputBytes,
+                        const std::string& path) {
+    return outputBytes <= largestOutputFor(inputBytes) && outputBytes <= freeSpaceBeside(path);
+}
 
 namespace {
 
