@@ -5,7 +5,6 @@
 #include "codec/aligned_reader.h"
 #include "codec/alignment.h"
 
-#include <array>
 #include <memory>
 
 namespace brisko {
@@ -46,8 +45,7 @@ public:
     void update() {
         m_toChosen = AlignmentMatrix::none();
         if (!m_reader || m_reader->frame() == Frame::Scanner) return;
-        const Alignment alignment = m_reader->alignment();
-        m_toChosen = AlignmentMatrix(std::to_array(alignment.matrix));
+        m_toChosen = AlignmentMatrix(m_reader->alignment());
     }
 
     /// Takes a measured point to the chosen frame: the very numbers that the reader would deliver.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "layouts/alignment_matrix.h"
+
 #include <brisko_codec/cell_reader.h>
 #include <brisko_codec/file_header.h>
 #include <brisko_scan/convert.h>
@@ -18,7 +20,7 @@ struct OutputTarget {
     std::string shownPath;  // how messages name it
     std::uint32_t columns = 0;
     std::uint32_t rows = 0;
-    double matrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    Matrix matrix = kIdentityMatrix;
     bool withColour = false;     // where the format leaves a choice
     bool indexed = false;        // of formats that may have an index or not
     bool inColumnOrder = false;  // points come column by column, not only band by band

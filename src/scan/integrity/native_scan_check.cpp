@@ -5,13 +5,11 @@
 #include "scan/files/scan_path.h"
 #include "scan/formats/native/scan_layout.h"
 
-#include <brisko_codec/alignment.h>
 #include <brisko_scan/text.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <filesystem>
 #include <numbers>
 
 namespace brisko::scan {
@@ -118,10 +116,8 @@ void checkHeaderAngles(ScanCheck& check, const CLFileHeader& header) {
 }
 
 void checkAlignmentFile(ScanCheck& check) {
+    if (alignmentOf(check.path).source != AlignmentSource::Unreadable) return;
     const std::string path = companionOf(check.path, ".alg");
-    std::error_code ignored;
-    double matrix[16];
-    if (!std::filesystem::exists(path, ignored) || readAlignmentFile(path.c_str(), matrix)) return;
     check.findings.add({"alignment", path, {}, {}, "cannot be read as an alignment"});
 }
 

@@ -132,7 +132,7 @@ public:
         requireSize();
         StagedScan staged(m_options.output);
         const OutputTarget target = makeTarget(staged.path());
-        staged.requireAlignment(target.matrix);
+        staged.requireAlignment(toAlignment(target.matrix).matrix);
         warnAboutFormat();
         const std::unique_ptr<ScanOutput> output = m_choice.driver->create(target);
         transfer(*output);
@@ -159,16 +159,15 @@ private:
                               bytesOf(info().path) + bytesOf(companionOf(info().path, ".ij")));
     }
 
+    Matrix matrix() const { return std::to_array(info().alignment.matrix); }
+
     OutputTarget makeTarget(const std::string& path) {
         OutputTarget target;
         target.path = path;
         target.shownPath = m_options.output;
         target.columns = m_window.endColumn - m_window.firstColumn;
         target.rows = m_window.endRow - m_window.firstRow;
-        if (!m_bake) {
-            std::copy(std::begin(info().alignment.matrix), std::end(info().alignment.matrix),
-                      target.matrix);
-        }
+        if (!m_bake) target.matrix = matrix();
         target.withColour = chooseColour(*m_input, m_choice, m_options.progress);
         target.inColumnOrder = info().bandColumns == 1 || needsOrder();
         target.indexed = m_choice.indexed;
@@ -183,9 +182,8 @@ private:
         filter.maxDistance = m_options.maxDistance;
         filter.box = m_options.box;
         filter.validOnly = m_options.validOnly;
-        std::copy(std::begin(info().alignment.matrix), std::end(info().alignment.matrix),
-                  filter.matrix);
-        filter.applyMatrix = m_bake && !isIdentity(filter.matrix);
+        filter.matrix = AlignmentMatrix(matrix());
+        filter.applyMatrix = m_bake && matrix() != kIdentityMatrix;
         return filter;
     }
 
@@ -249,8 +247,7 @@ private:
     }
 
     void warnAboutFormat() const {
-        if (!m_choice->keepsPose && !m_options.applyAlignment &&
-            !isIdentity(info().alignment.matrix)) {
+        if (!m_choice->keepsPose && !m_options.applyAlignment && matrix() != kIdentityMatrix) {
             warn(m_options.output + ": " + m_choice->extension +
                  " has no place for a matrix; the points are aligned");
         }

@@ -59,7 +59,7 @@ bool hasSameAlignment(const std::string& a, const std::string& b) {
     const Alignment first = alignmentOf(a), second = alignmentOf(b);
     return first.source != AlignmentSource::Unreadable &&
            second.source != AlignmentSource::Unreadable &&
-           isSameMatrix(first.matrix, second.matrix);
+           isSameMatrix(std::to_array(first.matrix), std::to_array(second.matrix));
 }
 
 }  // namespace
@@ -143,7 +143,8 @@ IndexOutcome checkIndexed(const IndexTask& task, const std::string& staged,
                   std::to_string(made.points) + " of " + countOf(given.tally.points, "point"));
     }
     if (made.sum != given.tally.sum) failCheck(task, "points differ");
-    if (!isSameMatrix(given.alignment.matrix, reader.alignment().matrix)) {
+    if (!isSameMatrix(std::to_array(given.alignment.matrix),
+                      std::to_array(reader.alignment().matrix))) {
         failCheck(task, "alignment");
     }
 

@@ -49,7 +49,7 @@ OutputTarget makeTarget(const IndexTask& task, const ScanInfo& info, const Stage
     target.indexed = true;
     target.columns = info.columns;
     target.rows = info.rows;
-    std::copy(std::begin(info.alignment.matrix), std::end(info.alignment.matrix), target.matrix);
+    target.matrix = std::to_array(info.alignment.matrix);
     target.header = outputHeader(info, {0, info.columns, 0, info.rows});
     return target;
 }
@@ -71,7 +71,7 @@ IndexedPoints writeByCells(const IndexTask& task, const StagedScan& staged,
     requireReasonableSize(task.input, task.output, leastIndexedBytes(info.columns, info.rows),
                           inputBytes(task));
     const OutputTarget target = makeTarget(task, info, staged);
-    staged.requireAlignment(target.matrix);
+    staged.requireAlignment(info.alignment.matrix);
     const std::unique_ptr<ScanOutput> output = createCL3Output(target);
     const auto write = [&](std::span<const CellPoint> points) { output->write(points); };
     ColumnOrder order(info.bandColumns, info.path, task.output, write);

@@ -25,7 +25,7 @@ bool PointFilter::passes(CellPoint& point) const {
     if (maxDistance && !isWithin(*maxDistance, point)) return false;
     if (!box && !applyMatrix) return true;
     double x = point.x, y = point.y, z = point.z;
-    applyAlignment(matrix, x, y, z);
+    matrix.apply(x, y, z);
     if (box && !isInside(*box, x, y, z)) return false;
     if (applyMatrix) {
         point.x = x;

@@ -68,13 +68,8 @@ ScanLayout inspectNative(const std::string& path) {
     return hasExtension(path, ".clr") ? inspectCLR(path) : inspectCL3(path);
 }
 
-bool isIdentity(const double (&matrix)[16]) {
-    const Alignment none;
-    return std::equal(std::begin(matrix), std::end(matrix), std::begin(none.matrix));
-}
-
-bool isSameMatrix(const double (&a)[16], const double (&b)[16]) {
-    for (int i = 0; i < 16; ++i) {
+bool isSameMatrix(const Matrix& a, const Matrix& b) {
+    for (std::size_t i = 0; i < a.size(); ++i) {
         const double tolerance = 1e-15 * std::max(1.0, std::abs(a[i]));
         if (!(std::abs(a[i] - b[i]) <= tolerance)) return false;
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "layouts/alignment_matrix.h"
+
 #include <brisko_codec/alignment.h>
 #include <brisko_codec/file_header.h>
 #include <brisko_scan/inspect.h>
@@ -42,9 +44,8 @@ void addAngleProblem(ScanLayout& layout);
 /// The alignment beside a scan.
 Alignment alignmentOf(const std::string& scan);
 
-bool isIdentity(const double (&matrix)[16]);
 /// Whether two matrices differ by no more than the 18 decimals of a companion can keep.
-bool isSameMatrix(const double (&a)[16], const double (&b)[16]);
+bool isSameMatrix(const Matrix& a, const Matrix& b);
 
 /// Throws ScanError(Damaged) with the first problem, if there is one.
 void requireSound(const ScanLayout& layout);

@@ -41,12 +41,12 @@ void PtxWriter::writeHeader(const PtxHeader& header) {
         *out++ = '\n';
         m_file.giveBack(kLongestLine - static_cast<std::size_t>(out - line));
     };
-    const double* m = header.matrix;
+    const Matrix& m = header.matrix;
     m_file.write(std::to_string(header.columns) + "\n" + std::to_string(header.rows) + "\n");
     writeLine({m[3], m[7], m[11]});
-    for (int axis = 0; axis < 3; ++axis)
+    for (std::size_t axis = 0; axis < 3; ++axis)
         writeLine({m[axis], m[4 + axis], m[8 + axis]});
-    for (int column = 0; column < 4; ++column) {
+    for (std::size_t column = 0; column < 4; ++column) {
         writeLine({m[column], m[4 + column], m[8 + column], m[12 + column]});
     }
 }
@@ -93,7 +93,7 @@ PtxHeader headerOf(const OutputTarget& target) {
     PtxHeader header;
     header.columns = target.columns;
     header.rows = target.rows;
-    std::copy(std::begin(target.matrix), std::end(target.matrix), header.matrix);
+    header.matrix = target.matrix;
     return header;
 }
 

@@ -77,10 +77,10 @@ void PtxReader::readHeader() {
     readNumbers(repeated, 3, "the scanner's position");
     for (int axis = 0; axis < 3; ++axis)
         readNumbers(repeated, 3, "the scanner's axes");
-    for (int column = 0; column < 4; ++column) {
+    for (std::size_t column = 0; column < 4; ++column) {
         double numbers[4];
         readNumbers(numbers, 4, "the matrix");
-        for (int row = 0; row < 4; ++row)
+        for (std::size_t row = 0; row < 4; ++row)
             m_header.matrix[4 * row + column] = numbers[row];
     }
 }
@@ -167,8 +167,7 @@ PtxInput::PtxInput(const std::string& path) {
     m_info.hasGrid = true;
     m_info.columns = header.columns;
     m_info.rows = header.rows;
-    m_info.alignment.source = AlignmentSource::File;
-    std::copy(std::begin(header.matrix), std::end(header.matrix), m_info.alignment.matrix);
+    m_info.alignment = toAlignment(header.matrix);
     m_info.storesColour = m_reader->hasColour();
     m_info.isColoured = m_info.storesColour;
 }
@@ -197,9 +196,7 @@ ScanReport describePtx(const std::string& path) {
     report.hasGrid = true;
     report.columns = reader.header().columns;
     report.rows = reader.header().rows;
-    std::copy(std::begin(reader.header().matrix), std::end(reader.header().matrix),
-              report.alignment.matrix);
-    report.alignment.source = AlignmentSource::File;
+    report.alignment = toAlignment(reader.header().matrix);
     report.hasColour = reader.hasColour();
     return report;
 }

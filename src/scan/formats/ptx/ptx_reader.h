@@ -1,5 +1,6 @@
 #pragma once
 
+#include "layouts/alignment_matrix.h"
 #include "scan/formats/ptx/line_reader.h"
 #include "scan/formats/scan_input.h"
 
@@ -29,7 +30,7 @@ struct PtxHeader {
     std::uint32_t columns = 0;
     std::uint32_t rows = 0;
     /// Row by row, for column vectors: scanner's frame to aligned frame.
-    double matrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    Matrix matrix = kIdentityMatrix;
 };
 
 inline constexpr int kPtxHeaderLines = 10;
