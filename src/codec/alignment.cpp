@@ -5,7 +5,6 @@
 #include "base/companion_path.h"
 #include "base/read_errors.h"
 #include "base/staged_output.h"
-#include "codec/aligned_reader.h"
 #include "layouts/alg_text.h"
 #include "pcplib/files/pt_cld_alg_file.h"
 

@@ -1,16 +1,61 @@
+#include "codec/alignment.h"
 #include "codec/batch_source.h"
-#include "decorators/color_wrapper.h"
 #include "decorators/read_ahead.h"
+#include "decorators/wrapped_codec.h"
 #include "rvx_scan_colorizer/rvx_scan_colorizer.h"
 #include "rvx_scan_colorizer/station_files.h"
 
+#include <brisko_codec/codec.h>
 #include <brisko_codec/color_codec.h>
 
 #include <algorithm>
+#include <limits>
 #include <memory>
 #include <new>
 
 namespace brisko {
+
+/// A codec that looks for the photos that show a point.
+class OutlineChooser {
+public:
+    /// Holds from the next Open on.
+    void setOutlines(PhotoOutlines outlines) { m_outlines = outlines; }
+
+protected:
+    OutlineChooser() = default;
+    virtual ~OutlineChooser() = default;
+    PhotoOutlines outlines() const { return m_outlines; }
+
+private:
+    PhotoOutlines m_outlines = PhotoOutlines::Corners;
+};
+
+/// What both colour codecs do alike: they take the points of their codec as measured.
+template <class Codec>
+class ColorWrapper : public WrappedCodec<Codec>, public OutlineChooser {
+public:
+    using WrappedCodec<Codec>::WrappedCodec;
+
+    /// For wrappers around this one, which then align the points themselves.
+    bool deliverAsMeasured() override {
+        m_asMeasured = WrappedCodec<Codec>::deliverAsMeasured();
+        return m_asMeasured;
+    }
+
+protected:
+    bool openMeasured(const char* path) {
+        WrappedCodec<Codec>::deliverAsMeasured();
+        return this->openWrapped(path);
+    }
+
+    /// Takes a measured point to where it is delivered.
+    void place(double& x, double& y, double& z) const {
+        if (!m_asMeasured) this->toChosenFrame(x, y, z);
+    }
+
+private:
+    bool m_asMeasured = false;
+};
 
 /// Colours each point as it is read. Codec is BriskoCodec or BriskoGridCodec.
 template <class Codec>
@@ -28,7 +73,7 @@ public:
         } catch (...) {
             return false;
         }
-        return this->openWrapped(path);
+        return this->openMeasured(path);
     }
 
     void Close() override {
@@ -122,7 +167,7 @@ public:
             m_readAhead->stop();
             return false;
         }
-        return this->openWrapped(path);
+        return this->openMeasured(path);
     }
 
     void Close() override {
