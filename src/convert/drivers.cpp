@@ -96,11 +96,6 @@ bool runStaged(const std::string& input, const std::string& output, vexo::Progre
     return staged.commit([&] { progress.Poll(); }) || report.failToWrite(output);
 }
 
-std::uint64_t recordsOf(const std::string& path) {
-    const auto contents = findCompleteCL3(path);
-    return contents ? contents->records : 0;
-}
-
 /// A CLR scan that is read from front to back.
 struct RawScan {
     CLRFileHeader header;
@@ -222,7 +217,7 @@ bool runIndexing(const std::string& input, const std::string& rawScan, const std
     CLRFileHeader raw;
     if (!raw.Read(rawScan.c_str())) return report.failToRead(rawScan);
     const OutputBounds bounds{raw.GetAzimuthResolution(), raw.GetZenithResolution(),
-                              recordsOf(input), true};
+                              findCompleteCL3(input).value_or(0), true};
     // The plain copy is an output itself: what the scanner recorded is the measure.
     const std::uint64_t inputBytes = fileLength(rawScan.c_str());
     return runStaged(input, output, tracker, getBriskoCodecDictionary()->pcpIndexing1, bounds,
@@ -237,7 +232,7 @@ bool runIndexing2(const std::string& input, const std::string& output,
     const FilePtr index = openFile(indexPath.c_str(), "rb");
     if (!index) return report.failToRead(indexPath);
     const IJHeader grid = readIJHeader(index.get());
-    const OutputBounds bounds{grid.columns, grid.rows, recordsOf(input), true};
+    const OutputBounds bounds{grid.columns, grid.rows, findCompleteCL3(input).value_or(0), true};
     const std::uint64_t inputBytes = fileLength(input.c_str()) + fileLength(index.get());
     return runStaged(input, output, tracker, getBriskoCodecDictionary()->pcpIndexing2, bounds,
                      inputBytes, report, [&](const std::string& staged, auto... rest) {
@@ -250,7 +245,7 @@ bool runIndexingByAngles(const std::string& input, const std::string& output,
     CL3FileHeader header;
     if (!header.Read(input.c_str())) return report.failToRead(input);
     const OutputBounds bounds{header.GetAzimuthResolution(), header.GetZenithResolution(),
-                              recordsOf(input), true};
+                              findCompleteCL3(input).value_or(0), true};
     const std::uint64_t inputBytes = fileLength(input.c_str());
     return runStaged(input, output, tracker, getBriskoCodecDictionary()->pcpIndexing3, bounds,
                      inputBytes, report, [&](const std::string& staged, auto... rest) {

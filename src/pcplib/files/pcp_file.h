@@ -93,7 +93,6 @@ public:
 
     /// Bytes of the window of mappings created from now on; small in tests only.
     void SetWindowCapacity(std::int64_t bytes) { m_windowCapacity = bytes; }
-    const PcpFileMapping* GetMapping() const { return m_mapping.get(); }
 
 protected:
     std::FILE* GetStream() const { return m_stream.get(); }

@@ -33,7 +33,6 @@ struct PtxHeader {
     Matrix matrix = kIdentityMatrix;
 };
 
-inline constexpr int kPtxHeaderLines = 10;
 inline constexpr int kPtxFields = 4;
 inline constexpr int kPtxColourFields = 7;
 
