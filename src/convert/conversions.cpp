@@ -1,7 +1,7 @@
 #include "base/file.h"
+#include "base/path_rules.h"
 #include "convert/conversion_progress.h"
 #include "convert/drivers.h"
-#include "convert/path_rules.h"
 #include "layouts/layout.h"
 
 #include <brisko_codec/conversions.h>

@@ -2,6 +2,7 @@
 
 #include "base/companion_path.h"
 #include "base/file.h"
+#include "base/path_rules.h"
 #include "base/read_errors.h"
 #include "base/staged_output.h"
 #include "codec/actual_clr_codec.h"
@@ -9,7 +10,6 @@
 #include "codec/batch_source.h"
 #include "codec/cl3_completeness.h"
 #include "convert/conversion_progress.h"
-#include "convert/path_rules.h"
 #include "layouts/ij_index.h"
 #include "layouts/layout.h"
 #include "layouts/output_limit.h"

@@ -60,12 +60,8 @@ void requireLength(const std::string& stagedPath, std::uint64_t length, const st
                           "check the disk");
 }
 
-}  // namespace brisko::simulator
-
 // CLR files are written here record by record rather than through the library's writer, which knows
 // neither compressed lines nor several blocks.
-
-namespace brisko::simulator {
 
 namespace {
 

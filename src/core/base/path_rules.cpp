@@ -1,4 +1,4 @@
-#include "convert/path_rules.h"
+#include "base/path_rules.h"
 
 #include "base/text.h"
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-/// How the conversions take a path apart. They know exactly two spellings of every name and count
+/// How conversions take a path apart. They know exactly two spellings of every name and count
 /// characters; the companions of a scan are named elsewhere (base/companion_path.h).
 namespace brisko {
 
