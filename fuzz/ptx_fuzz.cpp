@@ -5,8 +5,8 @@
 #include "scan_folder.h"
 
 #include <brisko_scan/scan_error.h>
+#include "scan/formats/ptx/ptx_output.h"
 #include "scan/formats/ptx/ptx_reader.h"
-#include "scan/formats/ptx/ptx_writer.h"
 
 #include <cmath>
 #include <optional>

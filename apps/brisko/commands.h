@@ -1,6 +1,6 @@
 #pragma once
 
-#include "common/exit_code.h"
+#include "common/message.h"
 #include "common/progress.h"
 
 #include <CLI/CLI.hpp>

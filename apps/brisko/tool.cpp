@@ -1,8 +1,8 @@
 #include "tool.h"
 
 #include "commands.h"
-#include "common/choice.h"
 #include "common/message.h"
+#include "common/options.h"
 #include "common/results_channel.h"
 #include "usage.h"
 

@@ -5,7 +5,6 @@
 
 #include "base/file.h"
 #include "base/read_errors.h"
-#include "codec/aligned_reader.h"
 #include "codec/alignment.h"
 #include "codec/first_problem.h"
 

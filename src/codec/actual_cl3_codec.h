@@ -6,7 +6,7 @@
 #include "codec/batch_source.h"
 #include "codec/cl3_record_stream.h"
 #include "codec/ij_entry_stream.h"
-#include "layouts/cl3_record.h"
+#include "layouts/records.h"
 
 #include <memory>
 

@@ -1,6 +1,6 @@
 #include "codec/actual_clr_codec.h"
 
-#include "layouts/clr_record.h"
+#include "layouts/records.h"
 
 #include <algorithm>
 

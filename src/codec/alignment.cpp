@@ -5,38 +5,15 @@
 #include "base/companion_path.h"
 #include "base/read_errors.h"
 #include "base/staged_output.h"
-#include "codec/aligned_reader.h"
 #include "layouts/alg_text.h"
 #include "pcplib/files/pt_cld_alg_file.h"
 
 #include <algorithm>
-#include <bit>
 #include <cerrno>
 #include <cmath>
-#include <cstdint>
 #include <iterator>
 
 namespace brisko {
-
-AlignmentMatrix::AlignmentMatrix(const Rows& rows) : m_rows(rows), m_kind(kindOf(rows)) {
-}
-
-AlignmentMatrix AlignmentMatrix::none() {
-    AlignmentMatrix matrix;
-    matrix.m_kind = Kind::None;
-    return matrix;
-}
-
-AlignmentMatrix::Kind AlignmentMatrix::kindOf(const Rows& rows) {
-    // Compared by their bits: an identity with a -0 in it gives other signs of zero.
-    const auto sameBits = [](double a, double b) {
-        return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
-    };
-    const Rows identity = AlignmentMatrix().m_rows;
-    if (std::equal(rows.begin(), rows.end(), identity.begin(), sameBits)) return Kind::Identity;
-    const bool unitW = rows[12] == 0 && rows[13] == 0 && rows[14] == 0 && rows[15] == 1;
-    return unitW ? Kind::Affine : Kind::Projective;
-}
 
 AlignmentSource loadAlignment(const std::string& path, AlignmentMatrix& matrix,
                               ReadErrors* errors) {
@@ -52,7 +29,7 @@ AlignmentSource loadAlignment(const std::string& path, AlignmentMatrix& matrix,
     if (!parsed || file.HasFailed()) return AlignmentSource::Unreadable;
 
     // A line of the file is a row of the matrix, and the header keeps it column by column.
-    AlignmentMatrix::Rows rows{};
+    Matrix rows{};
     for (std::size_t row = 0; row < 4; ++row) {
         for (std::size_t column = 0; column < 4; ++column)
             rows[4 * row + column] = header.matrix[row + 4 * column];

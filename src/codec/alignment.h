@@ -1,64 +1,34 @@
 #pragma once
 
-#include <brisko_codec/alignment.h>
-
 #include "base/read_errors.h"
+#include "layouts/alignment_matrix.h"
 
-#include <array>
+#include <brisko_codec/alignment.h>
+#include <brisko_codec/read_problem.h>
+
 #include <string>
 
 namespace brisko {
 
-/// The 4x4 matrix that every reader applies to its points: a full projective transform with a
-/// division by w. Row by row: the element of row r and column c is at 4r + c.
-class AlignmentMatrix {
+/// A reader of this library, or a wrapper around one: what it knows besides the documented interface.
+class AlignedReader {
 public:
-    using Rows = std::array<double, 16>;
+    virtual Alignment alignment() const = 0;
+    virtual Frame frame() const = 0;
+    /// Holds from the next read on.
+    virtual void setFrame(Frame frame) = 0;
+    /// For a wrapper that needs the points as measured and aligns them itself: points then come in
+    /// the scanner's frame, while whatever judges them on the way (skip codecs, bounds) still sees
+    /// them in the frame that was chosen. Holds from the next read on.
+    /// Returns: false when the points have no known frame and come as they are.
+    virtual bool deliverAsMeasured() = 0;
+    /// What is wrong with the scan, as far as the pass has come.
+    virtual ReadProblem readProblem() const = 0;
+    /// How often the reader met what its answers do not show (base/read_errors.h), since it was made.
+    virtual std::uint64_t readErrorCount() const = 0;
 
-    /// The identity.
-    AlignmentMatrix() = default;
-    explicit AlignmentMatrix(const Rows& rows);
-    /// Leaves points as they are, to the bit. (Multiplying by the identity turns -0 into 0, and an
-    /// infinite coordinate into a NaN on every axis.)
-    static AlignmentMatrix none();
-
-    const Rows& rows() const { return m_rows; }
-
-    /// Takes the point (x, y, z, 1) through the matrix, in place. Shorter ways are taken only where
-    /// they give the same bits as the whole computation.
-    void apply(double& x, double& y, double& z) const {
-        if (m_kind == Kind::None) return;
-        const Rows& m = m_rows;
-        if (m_kind == Kind::Identity) {
-            // w is 1, or NaN when a coordinate is not finite; adding 0 turns -0 into 0.
-            const double w = 0.0 * x + 0.0 * y + 0.0 * z + 1.0;
-            x = (x + 0.0) * w;
-            y = (y + 0.0) * w;
-            z = (z + 0.0) * w;
-            return;
-        }
-        const double w = m[12] * x + m[13] * y + m[14] * z + m[15];
-        const double ax = m[0] * x + m[1] * y + m[2] * z + m[3];
-        const double ay = m[4] * x + m[5] * y + m[6] * z + m[7];
-        const double az = m[8] * x + m[9] * y + m[10] * z + m[11];
-        if (m_kind == Kind::Affine) {
-            // w is 1 or NaN: multiplying is as good as dividing, and several times as fast.
-            x = ax * w;
-            y = ay * w;
-            z = az * w;
-        } else {
-            x = ax / w;
-            y = ay / w;
-            z = az / w;
-        }
-    }
-
-private:
-    enum class Kind { None, Identity, Affine, Projective };
-    static Kind kindOf(const Rows& rows);
-
-    Rows m_rows{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-    Kind m_kind = Kind::Identity;
+protected:
+    ~AlignedReader() = default;
 };
 
 /// Loads the alignment of a scan from its ALG file. The matrix stays as it is unless the answer is

@@ -8,8 +8,8 @@
 #include "base/file.h"
 #include "base/read_errors.h"
 #include "codec/cell_reader_state.h"
-#include "layouts/cell_point.h"
 #include "layouts/ij_index.h"
+#include "layouts/records.h"
 
 #include <algorithm>
 #include <optional>

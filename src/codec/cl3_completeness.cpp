@@ -11,7 +11,7 @@
 
 namespace brisko {
 
-std::optional<CL3Contents> findCompleteCL3(const std::string& path) {
+std::optional<std::uint64_t> findCompleteCL3(const std::string& path) {
     const FilePtr file = openFile(path.c_str(), "rb");
     if (!file || fileLength(file.get()) < cl3_header::kSize) return std::nullopt;
     CL3FileHeader header;
@@ -20,17 +20,17 @@ std::optional<CL3Contents> findCompleteCL3(const std::string& path) {
     const auto record = createCL3Point(header.GetPointFormat());
     if (!record) return std::nullopt;
 
-    CL3Contents contents{header.GetPointFormat(), header.GetBlockCount(), 0};
+    std::uint64_t records = 0;
     std::uint64_t offset = cl3_header::kSize;
-    for (std::uint32_t block = 0; block < contents.blockCount; ++block) {
+    for (std::uint32_t block = 0; block < header.GetBlockCount(); ++block) {
         std::uint8_t bytes[cl3_block::kHeaderSize];
         if (readAt(file.get(), offset, bytes, sizeof bytes) < sizeof bytes) return std::nullopt;
         const std::uint64_t points = loadU32(bytes + cl3_block::kPointCount);
-        contents.records += points;
+        records += points;
         offset += cl3_block::kHeaderSize + points * record->GetSize();
     }
     if (offset > fileLength(file.get())) return std::nullopt;
-    return contents;
+    return records;
 }
 
 bool isCompleteIndex(const std::string& path) {

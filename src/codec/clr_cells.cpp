@@ -2,8 +2,6 @@
 
 #include "base/checked.h"
 #include "base/file.h"
-#include "codec/clr_compressed_cells.h"
-#include "codec/clr_plain_cells.h"
 #include "layouts/layout.h"
 
 namespace brisko {
@@ -54,8 +52,7 @@ std::unique_ptr<CLRCells> openCLRCells(const std::vector<CLRSource>& sources,
         problem.note(ReadProblemKind::BadHeader, source.name, 0);
         return nullptr;
     }
-    if (plain) return std::make_unique<CLRPlainCells>(sources, problem);
-    return std::make_unique<CLRCompressedCells>(sources, problem);
+    return plain ? openPlainCells(sources, problem) : openCompressedCells(sources, problem);
 }
 
 }  // namespace brisko

@@ -38,6 +38,12 @@ struct CLRSource {
 std::unique_ptr<CLRCells> openCLRCells(const std::vector<CLRSource>& sources,
                                        FirstProblem& problem);
 
+// The two kinds, each in a file of its own.
+std::unique_ptr<CLRCells> openPlainCells(const std::vector<CLRSource>& sources,
+                                         FirstProblem& problem);
+std::unique_ptr<CLRCells> openCompressedCells(const std::vector<CLRSource>& sources,
+                                              FirstProblem& problem);
+
 /// The number of lines, and of cells in a line, that a header announces; both 0 where either is not
 /// above 0 or their product does not fit into a file.
 struct CLRGrid {

@@ -1,7 +1,7 @@
 #include "codec/first_problem.h"
 
 #include "base/companion_path.h"
-#include "codec/aligned_reader.h"
+#include "codec/alignment.h"
 
 namespace brisko {
 

@@ -1,6 +1,6 @@
 #include <brisko_codec/point_batch.h>
 
-#include "codec/aligned_reader.h"
+#include "codec/alignment.h"
 #include "codec/batch_source.h"
 
 #include <algorithm>

@@ -2,7 +2,6 @@
 
 #include <brisko_codec/progress.h>
 
-#include "vexo_progress/monitor_error_watch.h"
 #include "vexo_progress/pcp_progress.h"
 
 #include <algorithm>

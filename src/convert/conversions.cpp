@@ -1,21 +1,61 @@
-#include <brisko_codec/conversions.h>
+#include "base/file.h"
+#include "base/path_rules.h"
+#include "convert/conversion_progress.h"
+#include "convert/drivers.h"
+#include "layouts/layout.h"
 
+#include <brisko_codec/conversions.h>
 #include <brisko_codec/file_header.h>
 
-#include "base/file.h"
-#include "convert/clr_decision.h"
-#include "convert/clr_to_cl3.h"
-#include "convert/conversion_progress.h"
-#include "convert/conversion_report.h"
-#include "convert/drivers.h"
-#include "convert/path_rules.h"
+#include <algorithm>
+#include <cstdint>
+#include <iterator>
+#include <string>
+#include <string_view>
 
-using brisko::ClrRoute;
+using brisko::CLRPointFormat;
 using brisko::ConversionProblem;
 using brisko::ConversionReport;
 using brisko::vexo::ProgressTracker;
 
 namespace {
+
+/// What becomes of a CLR scan.
+enum class ClrRoute {
+    Nothing,           // no output; true
+    OnePass,           // straight to the indexed scan
+    OnePassUnjudged,   // the same, with true whatever comes of it
+    OnePassByPoints,   // the same under the label of the plain conversion
+    ThroughCL3,        // to the plain scan, and from that to the indexed one
+    SortedThroughCL3,  // the same, with a sorted copy of the input made first
+};
+
+constexpr std::size_t kModelLength = 7;
+constexpr std::string_view kFirstKind = "RVX2000";
+constexpr std::string_view kSecondKind[] = {"RXL1000", "QLDStat", "QLD-Sta", "RV-1003"};
+
+/// Deliberate: the first kind never comes here to be indexed from a plain scan, all others do.
+ClrRoute routeByBlocks(std::uint32_t blockCount) {
+    if (blockCount == 0) return ClrRoute::Nothing;
+    return blockCount == 1 ? ClrRoute::ThroughCL3 : ClrRoute::SortedThroughCL3;
+}
+
+/// The route by scanner model, point format and number of blocks.
+///   modelName  as the header has it; its first seven characters count
+ClrRoute chooseRoute(const std::string& modelName, std::uint8_t pointFormat,
+                     std::uint32_t blockCount) {
+    const std::string_view model = std::string_view(modelName).substr(0, kModelLength);
+    // Where all lines run the same way one pass is enough.
+    const CLRPointFormat format{pointFormat};
+    if (model == kFirstKind) {
+        if (format == CLRPointFormat::OneWay) return ClrRoute::OnePassUnjudged;
+        return isKnown(format) ? ClrRoute::OnePassByPoints : ClrRoute::Nothing;
+    }
+    const bool isSecondKind =
+        std::find(std::begin(kSecondKind), std::end(kSecondKind), model) != std::end(kSecondKind);
+    if (isSecondKind && format == CLRPointFormat::OneWay) return ClrRoute::OnePass;
+    return routeByBlocks(blockCount);
+}
 
 /// Merges the series that the base starts, file by file. The path becomes that of the merged scan;
 /// where there is no series it stays as it is.
@@ -69,8 +109,7 @@ bool convertClr(std::string path, ProgressTracker* tracker, ConversionReport& re
 
     CLRFileHeader header;
     if (!header.Read(path.c_str())) return report.failToRead(path);
-    switch (brisko::chooseRoute(header.GetModelName(), header.GetPointFormat(),
-                                header.GetBlockCount())) {
+    switch (chooseRoute(header.GetModelName(), header.GetPointFormat(), header.GetBlockCount())) {
         case ClrRoute::Nothing:
             return true;
         case ClrRoute::OnePass:

@@ -1,9 +1,268 @@
+#include "codec/alignment.h"
+#include "codec/batch_source.h"
+#include "decorators/read_ahead.h"
+#include "decorators/wrapped_codec.h"
+#include "rvx_scan_colorizer/rvx_scan_colorizer.h"
+#include "rvx_scan_colorizer/station_files.h"
+
+#include <brisko_codec/codec.h>
 #include <brisko_codec/color_codec.h>
 
-#include "decorators/actual_color_codec1.h"
-#include "decorators/actual_color_codec8.h"
-
+#include <algorithm>
+#include <limits>
+#include <memory>
 #include <new>
+
+namespace brisko {
+
+/// A codec that looks for the photos that show a point.
+class OutlineChooser {
+public:
+    /// Holds from the next Open on.
+    void setOutlines(PhotoOutlines outlines) { m_outlines = outlines; }
+
+protected:
+    OutlineChooser() = default;
+    virtual ~OutlineChooser() = default;
+    PhotoOutlines outlines() const { return m_outlines; }
+
+private:
+    PhotoOutlines m_outlines = PhotoOutlines::Corners;
+};
+
+/// What both colour codecs do alike: they take the points of their codec as measured.
+template <class Codec>
+class ColorWrapper : public WrappedCodec<Codec>, public OutlineChooser {
+public:
+    using WrappedCodec<Codec>::WrappedCodec;
+
+    /// For wrappers around this one, which then align the points themselves.
+    bool deliverAsMeasured() override {
+        m_asMeasured = WrappedCodec<Codec>::deliverAsMeasured();
+        return m_asMeasured;
+    }
+
+protected:
+    bool openMeasured(const char* path) {
+        WrappedCodec<Codec>::deliverAsMeasured();
+        return this->openWrapped(path);
+    }
+
+    /// Takes a measured point to where it is delivered.
+    void place(double& x, double& y, double& z) const {
+        if (!m_asMeasured) this->toChosenFrame(x, y, z);
+    }
+
+private:
+    bool m_asMeasured = false;
+};
+
+/// Colours each point as it is read. Codec is BriskoCodec or BriskoGridCodec.
+template <class Codec>
+class ActualColorCodec1 : public ColorWrapper<Codec> {
+public:
+    using ColorWrapper<Codec>::ColorWrapper;
+
+    bool Open(const char* path) override {
+        Close();
+        this->findGrid();
+        if (!this->codec() || !path) return false;
+        try {
+            m_colorizer = std::make_unique<RvxScanColorizer>(
+                folderOf(path), RvxScanColorizer::kCapacity, this->outlines());
+        } catch (...) {
+            return false;
+        }
+        return this->openMeasured(path);
+    }
+
+    void Close() override {
+        if (this->codec()) this->codec()->Close();
+        m_colorizer.reset();
+    }
+
+    bool ReadFirstPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
+                        std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha) override {
+        return this->codec() &&
+               this->codec()->ReadFirstPoint(x, y, z, intensity, red, green, blue, alpha) &&
+               colour(x, y, z, red, green, blue);
+    }
+
+    bool ReadNextPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
+                       std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha) override {
+        return this->codec() &&
+               this->codec()->ReadNextPoint(x, y, z, intensity, red, green, blue, alpha) &&
+               colour(x, y, z, red, green, blue);
+    }
+
+protected:
+    /// Colours a measured point and takes it to where it is delivered. Always true: a point that
+    /// cannot be coloured keeps the colour that it came with.
+    bool colour(double& x, double& y, double& z, std::uint8_t& red, std::uint8_t& green,
+                std::uint8_t& blue) {
+        if (m_colorizer) {
+            try {
+                std::int32_t r = 0, g = 0, b = 0;
+                m_colorizer->getColor(x, y, z, r, g, b);
+                red = static_cast<std::uint8_t>(r);
+                green = static_cast<std::uint8_t>(g);
+                blue = static_cast<std::uint8_t>(b);
+            } catch (...) {
+                // The point is worth more than its colour.
+            }
+        }
+        this->place(x, y, z);
+        return true;
+    }
+
+private:
+    std::unique_ptr<RvxScanColorizer> m_colorizer;
+};
+
+/// The same with the grid calls.
+class ActualColorGridCodec1 : public ActualColorCodec1<BriskoGridCodec> {
+public:
+    using ActualColorCodec1<BriskoGridCodec>::ActualColorCodec1;
+
+    void GetGridSize(std::size_t& columns, std::size_t& rows, unsigned& tileSize) override {
+        if (grid()) grid()->GetGridSize(columns, rows, tileSize);
+    }
+
+    bool ReadFirstGridPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
+                            std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha,
+                            unsigned& column, unsigned& row) override {
+        return grid() &&
+               grid()->ReadFirstGridPoint(x, y, z, intensity, red, green, blue, alpha, column,
+                                          row) &&
+               colour(x, y, z, red, green, blue);
+    }
+
+    bool ReadNextGridPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
+                           std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha,
+                           unsigned& column, unsigned& row) override {
+        return grid() &&
+               grid()->ReadNextGridPoint(x, y, z, intensity, red, green, blue, alpha, column,
+                                         row) &&
+               colour(x, y, z, red, green, blue);
+    }
+};
+
+/// Colours points that were read ahead, on four threads. Codec is BriskoCodec, BriskoGridCodec or the
+/// facade of a format.
+template <class Codec>
+class ActualColorCodec8 : public ColorWrapper<Codec>, public BatchSource {
+public:
+    /// Takes the codec over; a null one gives a wrapper that never opens. The buffers are made with
+    /// the wrapper, and stand beside it because of their size.
+    ActualColorCodec8(BriskoCodec* codec, std::unique_ptr<ReadAhead> readAhead) noexcept
+        : ColorWrapper<Codec>(codec), m_readAhead(std::move(readAhead)) {}
+
+    bool Open(const char* path) override {
+        Close();
+        this->findGrid();
+        if (!this->codec() || !path) return false;
+        try {
+            m_readAhead->start(*this->codec(), folderOf(path), this->outlines());
+        } catch (...) {
+            m_readAhead->stop();
+            return false;
+        }
+        return this->openMeasured(path);
+    }
+
+    void Close() override {
+        m_readAhead->stop();
+        if (this->codec()) this->codec()->Close();
+    }
+
+    bool ReadFirstPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
+                        std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha) override {
+        return ReadNextPoint(x, y, z, intensity, red, green, blue, alpha);
+    }
+
+    bool ReadNextPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
+                       std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha) override {
+        unsigned column = 0, row = 0;
+        return take(x, y, z, intensity, red, green, blue, alpha, column, row);
+    }
+
+    /// The pass goes on where it is; it cannot be started again.
+    bool startPass() override { return true; }
+
+    std::size_t readBatch(const PointArrays& arrays, std::size_t capacity) override {
+        const PointArraysWriter out(arrays);
+        std::size_t count = 0;
+        while (count < capacity && m_readAhead->hasPoint()) {
+            const std::size_t run = std::min(capacity - count, m_readAhead->available());
+            for (std::size_t i = 0; i < run; ++i)
+                copy(m_readAhead->position() + i, out, count + i);
+            m_readAhead->advance(run);
+            count += run;
+        }
+        return count;
+    }
+
+protected:
+    bool take(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
+              std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha, unsigned& column,
+              unsigned& row) {
+        if (!m_readAhead->hasPoint()) return false;
+        const PointBuffer& buffer = m_readAhead->buffer();
+        const std::size_t i = m_readAhead->position();
+        x = buffer.positions[3 * i];
+        y = buffer.positions[3 * i + 1];
+        z = buffer.positions[3 * i + 2];
+        this->place(x, y, z);
+        intensity = buffer.intensities[i];
+        red = buffer.colours[3 * i];
+        green = buffer.colours[3 * i + 1];
+        blue = buffer.colours[3 * i + 2];
+        alpha = 255;
+        column = buffer.columns[i];
+        row = buffer.rows[i];
+        m_readAhead->advance(1);
+        return true;
+    }
+
+private:
+    void copy(std::size_t from, const PointArraysWriter& out, std::size_t to) const {
+        const PointBuffer& buffer = m_readAhead->buffer();
+        double x = buffer.positions[3 * from], y = buffer.positions[3 * from + 1],
+               z = buffer.positions[3 * from + 2];
+        this->place(x, y, z);
+        out.put(to, x, y, z, buffer.intensities[from]);
+        out.putColour(to, buffer.colours[3 * from], buffer.colours[3 * from + 1],
+                      buffer.colours[3 * from + 2]);
+        out.putCell(to, buffer.columns[from], buffer.rows[from]);
+    }
+
+    std::unique_ptr<ReadAhead> m_readAhead;  // goes first: its workers are joined with it
+};
+
+/// The same with the grid calls.
+template <class Codec>
+class ActualColorGridCodec8 : public ActualColorCodec8<Codec> {
+public:
+    using ActualColorCodec8<Codec>::ActualColorCodec8;
+
+    void GetGridSize(std::size_t& columns, std::size_t& rows, unsigned& tileSize) override {
+        if (this->grid()) this->grid()->GetGridSize(columns, rows, tileSize);
+    }
+
+    bool ReadFirstGridPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
+                            std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha,
+                            unsigned& column, unsigned& row) override {
+        return this->take(x, y, z, intensity, red, green, blue, alpha, column, row);
+    }
+
+    bool ReadNextGridPoint(double& x, double& y, double& z, float& intensity, std::uint8_t& red,
+                           std::uint8_t& green, std::uint8_t& blue, std::uint8_t& alpha,
+                           unsigned& column, unsigned& row) override {
+        return this->take(x, y, z, intensity, red, green, blue, alpha, column, row);
+    }
+};
+
+}  // namespace brisko
 
 using brisko::ActualColorCodec1;
 using brisko::ActualColorCodec8;

@@ -1,8 +1,7 @@
 #include <brisko_codec/point_records.h>
 
-#include "layouts/cl3_record.h"
-#include "layouts/clr_record.h"
 #include "layouts/field_io.h"
+#include "layouts/records.h"
 
 using namespace brisko;
 

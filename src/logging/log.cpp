@@ -1,7 +1,5 @@
 #include "logging/log.h"
 
-#include "logging/info_logger.h"
-
 #include <boost/log/keywords/channel.hpp>
 #include <boost/log/keywords/severity.hpp>
 #include <boost/log/sources/record_ostream.hpp>

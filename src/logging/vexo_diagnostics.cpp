@@ -1,6 +1,6 @@
 #include <brisko_codec/vexo_diagnostics.h>
 
-#include "logging/info_logger.h"
+#include "logging/log.h"
 
 #include <boost/core/null_deleter.hpp>
 #include <boost/log/core.hpp>

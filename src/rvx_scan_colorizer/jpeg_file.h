@@ -2,6 +2,7 @@
 
 #include "rvx_scan_colorizer/decoded_image.h"
 
+#include <span>
 #include <string>
 
 namespace brisko {
@@ -48,5 +49,13 @@ std::string jpegFault(const std::string& path);
 /// image is then a mended one.
 /// Throws: as getImageDimention; std::exception, without a message, when nothing could be decoded.
 DecodedImage readImage(const std::string& path, Turn turn);
+
+/// The second decoder for photos, loaded from the module beside this library when it is first needed
+/// and kept until the process ends.
+/// Returns: an empty image when the module is not there or cannot make anything of the bytes.
+DecodedImage decodeWithFallback(std::span<const std::uint8_t> bytes);
+
+/// The same with the module of a certain folder.
+DecodedImage decodeWithFallback(std::span<const std::uint8_t> bytes, const std::string& folder);
 
 }  // namespace brisko

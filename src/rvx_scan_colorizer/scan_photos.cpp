@@ -3,7 +3,6 @@
 #include "base/file.h"
 #include "rvx_scan_colorizer/calibration_files.h"
 #include "rvx_scan_colorizer/camera.h"
-#include "rvx_scan_colorizer/folder_listing.h"
 #include "rvx_scan_colorizer/image_cache.h"
 #include "rvx_scan_colorizer/station_files.h"
 

@@ -1,7 +1,8 @@
-#include <brisko_scan/scan_error.h>
-
 #include <brisko_scan/findings.h>
+#include <brisko_scan/scan_error.h>
 #include <brisko_scan/text.h>
+
+#include <algorithm>
 
 namespace brisko::scan {
 namespace {
@@ -47,6 +48,41 @@ ScanError::~ScanError() = default;
 
 std::string countOf(std::uint64_t count, const std::string& thing) {
     return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
+std::string findingText(const Finding& finding) {
+    return finding.file + ": " + placeText({finding.block, finding.offset}) + finding.text;
+}
+
+void Findings::add(Finding finding) {
+    const bool kept = isKept(finding.kind);
+    ++m_counts[finding.kind];
+    if (kept) m_kept.push_back(std::move(finding));
+}
+
+bool Findings::isKept(const std::string& kind) const {
+    const auto found = m_counts.find(kind);
+    return found == m_counts.end() || found->second < m_most;
+}
+
+void Findings::drop(const std::string& kind) {
+    std::erase_if(m_kept, [&](const Finding& finding) { return finding.kind == kind; });
+    m_counts.erase(kind);
+}
+
+std::uint64_t Findings::count() const {
+    std::uint64_t sum = 0;
+    for (const auto& [kind, count] : m_counts)
+        sum += count;
+    return sum;
+}
+
+std::map<std::string, std::uint64_t> Findings::unlisted() const {
+    std::map<std::string, std::uint64_t> left;
+    for (const auto& [kind, count] : m_counts) {
+        if (count > m_most) left[kind] = count - m_most;
+    }
+    return left;
 }
 
 }  // namespace brisko::scan

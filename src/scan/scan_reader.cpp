@@ -1,5 +1,6 @@
 #include <brisko_scan/scan_reader.h>
 
+#include "layouts/alignment_matrix.h"
 #include "layouts/cell_arrays.h"
 #include "scan/files/scan_path.h"
 #include "scan/formats/native/scan_layout.h"
@@ -72,8 +73,9 @@ private:
         m_next = 0;
         m_atEnd = m_points.empty();
         if (m_options.frame == Frame::Aligned && info().alignment.source == AlignmentSource::File) {
+            const AlignmentMatrix matrix(info().alignment);
             for (CellPoint& point : m_points)
-                applyAlignment(info().alignment.matrix, point.x, point.y, point.z);
+                matrix.apply(point.x, point.y, point.z);
         }
         return !m_atEnd;
     }

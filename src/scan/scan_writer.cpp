@@ -43,7 +43,7 @@ public:
           m_staged(path),
           m_target(makeTarget(info, options)),
           m_output(m_driver.create(m_target)) {
-        m_staged.requireAlignment(m_target.matrix);
+        m_staged.requireAlignment(toAlignment(m_target.matrix).matrix);
         const bool inBands = info.bandColumns == 1 ||
                              (!m_driver.needsColumnOrder && info.bandColumns == kBand) ||
                              !(m_target.indexed || m_driver.traits.needsGrid);
@@ -77,8 +77,7 @@ private:
         target.indexed = m_driver.hasPlainForm && info.hasGrid && !options.plain;
         target.withColour = info.storesColour;
         target.inColumnOrder = info.bandColumns == 1;
-        std::copy(std::begin(info.alignment.matrix), std::end(info.alignment.matrix),
-                  std::begin(target.matrix));
+        target.matrix = std::to_array(info.alignment.matrix);
         target.header = outputHeader(info, {0, info.columns, 0, info.rows});
         return target;
     }

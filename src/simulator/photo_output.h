@@ -1,10 +1,10 @@
 #pragma once
 
+#include "simulator/photo_plan.h"
+#include "simulator/stations.h"
+
 #include <brisko_scan/progress.h>
 #include <brisko_scan/staged_scan.h>
-
-#include "simulator/calibration_output.h"
-#include "simulator/stations.h"
 
 #include <cstdint>
 #include <memory>

@@ -1,13 +1,26 @@
 #pragma once
 
-#include <brisko_codec/progress.h>
-
 #include "pcplib/files/progress_callback.h"
 
+#include <brisko_codec/progress.h>
+
+#include <cstdint>
 #include <memory>
 #include <string>
 
 namespace brisko::vexo {
+
+/// Looks for exceptions that a tracker's monitors throw from now on, so that a lack of memory in the
+/// host is distinguished from one in the library. For the thread that does the work.
+class MonitorErrorWatch {
+public:
+    explicit MonitorErrorWatch(const ProgressTracker& tracker);
+    bool sawNone() const;
+
+private:
+    const ProgressTracker::Implementation& m_tracker;
+    std::uint64_t m_before;
+};
 
 /// The bridge from the processing library to a tracker: each of its processes is a progress of 100
 /// steps. Without a tracker every call is accepted and nothing is shown.

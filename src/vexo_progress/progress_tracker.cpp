@@ -1,6 +1,6 @@
 #include <brisko_codec/progress.h>
 
-#include "vexo_progress/monitor_error_watch.h"
+#include "vexo_progress/pcp_progress.h"
 #include "vexo_progress/progress_implementation.h"
 
 #include <boost/thread/condition_variable.hpp>

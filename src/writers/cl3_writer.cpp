@@ -2,7 +2,7 @@
 
 #include "base/bytes.h"
 #include "base/output_file.h"
-#include "layouts/cl3_record.h"
+#include "layouts/records.h"
 #include "writers/header_output.h"
 
 #include <algorithm>

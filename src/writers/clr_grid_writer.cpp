@@ -3,7 +3,7 @@
 #include <brisko_codec/block_header.h>
 
 #include "base/output_file.h"
-#include "layouts/clr_record.h"
+#include "layouts/records.h"
 #include "writers/header_output.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "base/spill_file.h"
-#include "layouts/cl3_record.h"
+#include "base/private_folder.h"
 #include "layouts/ij_index.h"
+#include "layouts/records.h"
 
 #include <array>
 #include <cstdint>

@@ -75,7 +75,7 @@ void expectConvertedButColours(const TwoPhotos& station, const std::string& inpu
     if (extension == ".ptx") {
         const PtxScan a = readPtx(coloured), b = readPtx(converted);
         EXPECT_TRUE(a.hasColour);
-        EXPECT_TRUE(std::equal(a.header.matrix, a.header.matrix + 16, b.header.matrix));
+        EXPECT_EQ(a.header.matrix, b.header.matrix);
     } else if (extension == ".cl3") {
         EXPECT_EQ(cutTo(readFile(coloured), 115), cutTo(readFile(converted), 115));
     }

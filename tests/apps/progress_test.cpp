@@ -1,5 +1,4 @@
 #include "common/progress.h"
-#include "common/progress_line.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 #include "apps/ptx_scan.h"
 #include "apps/tool_run.h"
 #include "scan/formats/ptx/number_text.h"
-#include "scan/formats/ptx/ptx_writer.h"
+#include "scan/formats/ptx/ptx_output.h"
 #include "support/comma_locale.h"
 
 #include <gtest/gtest.h>
@@ -48,7 +48,7 @@ TEST(PtxReader, TurnsTheMatrixForColumnVectors) {
     PtxReader reader(folder / "a.ptx");
     EXPECT_TRUE(reader.hasColour());
     double x = 1, y = 2, z = 3;
-    applyAlignment(reader.header().matrix, x, y, z);
+    AlignmentMatrix(reader.header().matrix).apply(x, y, z);
     EXPECT_EQ(x, 8);
     EXPECT_EQ(y, 21);
     EXPECT_EQ(z, 33);
@@ -268,8 +268,7 @@ TEST(PtxWriter, WritesEveryCellOfTheGridAndTheMatrixByItsColumns) {
     PtxHeader header;
     header.columns = 2;
     header.rows = 3;
-    const double matrix[16] = {0, -1, 0, 10, 1, 0, 0, 20, 0, 0, 1, 30, 0, 0, 0, 1};
-    std::copy(std::begin(matrix), std::end(matrix), header.matrix);
+    header.matrix = {0, -1, 0, 10, 1, 0, 0, 20, 0, 0, 1, 30, 0, 0, 0, 1};
     CellPoint point{.x = 1.25, .y = -2, .z = 0.5, .intensity = 550, .red = 7, .blue = 9, .row = 1};
     for (const bool withColour : {false, true}) {
         NamedOutput file(folder / "a.ptx", "a.ptx");

@@ -1,8 +1,7 @@
 #include "base/output_file.h"
 #include "base/file.h"
-#include "base/output_limit.h"
 #include "layouts/ij_index.h"
-#include "layouts/output_bounds.h"
+#include "layouts/output_limit.h"
 
 #include "support/file_size_limit.h"
 #include "support/temp_folder.h"

@@ -1,4 +1,4 @@
-#include "layouts/piece_reader.h"
+#include "layouts/compressed_lines.h"
 
 #include "base/file.h"
 #include "base/input_window.h"

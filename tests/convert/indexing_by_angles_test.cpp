@@ -1,6 +1,6 @@
 // Lone CL3 scans: cells from the directions of their points.
 
-#include "pcplib/processes/free_cells.h"
+#include "pcplib/processes/angle_grid.h"
 #include "support/conversion_fixture.h"
 
 #include <gtest/gtest.h>

@@ -7,10 +7,10 @@
 #include "vexo_progress/pcp_progress.h"
 
 #ifdef BRISKO_FAULTS_IN_TOOL
+#include <brisko_scan/convert.h>
 #include <brisko_scan/repair.h>
 #include <brisko_scan/scan_error.h>
 #include "faults/readers.h"
-#include "scan/jobs/conversion.h"
 #include "simulator/simulation.h"
 #include "tool.h"
 #endif

@@ -76,7 +76,7 @@ TEST(LargeFiles, BlocksAreFollowedToTheLastByte) {
         .put(last, test::cl3Block({kPoint, kPoint}));
     const auto contents = findCompleteCL3(folder / "a.cl3");
     ASSERT_TRUE(contents);
-    EXPECT_EQ(contents->records, kPoints + 2U);
+    EXPECT_EQ(*contents, kPoints + 2U);
     std::filesystem::resize_file(folder / "a.cl3", last + 5 + 2 * 31 - 1);
     EXPECT_FALSE(findCompleteCL3(folder / "a.cl3"));
 }

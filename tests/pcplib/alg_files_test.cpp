@@ -1,4 +1,4 @@
-#include "pcplib/files/cp_stdio_file.h"
+#include "pcplib/files/pcp_file.h"
 #include "pcplib/files/pt_cld_alg_file.h"
 #include "support/comma_locale.h"
 #include "support/file_size_limit.h"

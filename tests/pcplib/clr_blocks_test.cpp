@@ -1,7 +1,7 @@
 #include "pcplib/files/progress_callback.h"
 #include "pcplib/processes/merge_clr.h"
-#include "pcplib/processes/scan_line.h"
 #include "pcplib/processes/sort_clr.h"
+#include "pcplib/processes/sorted_lines.h"
 #include "support/compressed_decoder.h"
 #include "support/conversion_fixture.h"
 #include "support/printed_by.h"

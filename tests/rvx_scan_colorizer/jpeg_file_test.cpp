@@ -1,6 +1,5 @@
 #include "rvx_scan_colorizer/jpeg_file.h"
 
-#include "rvx_scan_colorizer/fallback_decoder.h"
 #include "support/photo_station.h"
 
 #include <gtest/gtest.h>

@@ -2,7 +2,6 @@
 
 #include "rvx_scan_colorizer/calibration_files.h"
 #include "rvx_scan_colorizer/camera.h"
-#include "rvx_scan_colorizer/folder_listing.h"
 #include "support/comma_locale.h"
 #include "support/photo_station.h"
 

@@ -1,5 +1,5 @@
 #include "simulator/scanner.h"
-#include "simulator/column_bands.h"
+#include "simulator/scan_output.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,5 @@
 #include "commands.h"
-#include "common/json_number.h"
-#include "common/json_text.h"
+#include "common/json.h"
 
 #include <brisko_scan/cell.h>
 

@@ -1,8 +1,6 @@
 #include <brisko_scan/photos.h>
 #include "commands.h"
-#include "common/json_number.h"
-#include "common/json_reports.h"
-#include "common/json_text.h"
+#include "common/json.h"
 #include "common/message.h"
 #include "convert/convert_options.h"
 

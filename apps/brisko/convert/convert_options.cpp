@@ -1,8 +1,7 @@
 #include "convert/convert_options.h"
 
 #include "common/message.h"
-#include "common/number_option.h"
-#include "common/overwrite.h"
+#include "common/options.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,5 +1,5 @@
 #include "commands.h"
-#include "common/json_text.h"
+#include "common/json.h"
 #include "common/message.h"
 #include "info/report_output.h"
 

@@ -1,9 +1,7 @@
 #include "commands.h"
-#include "common/choice.h"
-#include "common/json_number.h"
-#include "common/json_text.h"
+#include "common/json.h"
 #include "common/message.h"
-#include "common/overwrite.h"
+#include "common/options.h"
 
 #include <brisko_scan/panorama.h>
 

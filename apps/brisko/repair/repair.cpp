@@ -1,8 +1,7 @@
 #include "commands.h"
-#include "common/json_reports.h"
-#include "common/json_text.h"
+#include "common/json.h"
 #include "common/message.h"
-#include "common/overwrite.h"
+#include "common/options.h"
 
 #include <brisko_scan/repair.h>
 

@@ -1,5 +1,5 @@
 #include "commands.h"
-#include "common/json_text.h"
+#include "common/json.h"
 #include "simulate/simulate_options.h"
 #include "simulator/simulation.h"
 

@@ -1,9 +1,7 @@
 #include "simulate/simulate_options.h"
 
-#include "common/choice.h"
-#include "common/exit_code.h"
-#include "common/number_option.h"
-#include "common/overwrite.h"
+#include "common/message.h"
+#include "common/options.h"
 
 #include <charconv>
 #include <cmath>

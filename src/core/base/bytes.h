@@ -38,9 +38,6 @@ inline double loadF64(const std::uint8_t* in) {
 inline void storeU32(std::uint8_t* out, std::uint32_t value) {
     store(out, value);
 }
-inline void storeI32(std::uint8_t* out, std::int32_t value) {
-    store(out, value);
-}
 inline void storeF32(std::uint8_t* out, float value) {
     store(out, value);
 }

@@ -7,7 +7,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
 #include <cstdint>
+#include <span>
 
 namespace brisko {
 
@@ -113,6 +115,31 @@ bool PrivateFolder::createFile(const std::string& name) const {
     // are compared with each other: some file systems give all files to one user.)
     errno = EPERM;
     return false;
+}
+
+bool SpillFile::create() {
+    OutputPlace place;
+    if (!place.find(m_beside)) return false;
+    const auto folder = PrivateFolder::create(place);
+    if (!folder) return false;
+    // The open file outlives its name, which goes with the folder.
+    const std::string name = folder->newStem();
+    folder->add(name);
+    if (!folder->createFile(name)) return false;
+    m_file = openFile(folder->pathOf(name).c_str(), "r+b");
+    return m_file != nullptr;
+}
+
+bool SpillFile::append(const void* bytes, std::size_t size) {
+    if (!m_file && !create()) return false;
+    const std::span<const std::uint8_t> all(static_cast<const std::uint8_t*>(bytes), size);
+    if (writeAt(m_file.get(), m_end, all) < size) return false;
+    m_end += size;
+    return true;
+}
+
+bool SpillFile::read(std::uint64_t offset, void* out, std::size_t size) const {
+    return m_file && readAt(m_file.get(), offset, out, size) == size;
 }
 
 }  // namespace brisko

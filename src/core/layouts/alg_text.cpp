@@ -23,7 +23,7 @@ std::string takeToken(std::string_view& text) {
 }
 
 /// Reads as many numbers as a line begins with; what follows them is a comment.
-void scanMatrixRow(const std::string& line, std::array<double, 16>& matrix, std::size_t row) {
+void scanMatrixRow(const std::string& line, Matrix& matrix, std::size_t row) {
     const char* at = line.c_str();
     for (std::size_t column = 0; column < 4; ++column) {
         const char* end = nullptr;
@@ -110,7 +110,7 @@ std::string encodeAlgArea(const AlgArea& area) {
            formatText("%.12le %.12le %.12le // min area\n", min[0], min[1], min[2]);
 }
 
-std::string algText(const std::array<double, 16>& rows, const AlgArea& area) {
+std::string algText(const Matrix& rows, const AlgArea& area) {
     std::string text = std::string(kAlgVersion) + "\n";
     for (std::size_t row = 0; row < 4; ++row) {
         for (std::size_t column = 0; column < 4; ++column)

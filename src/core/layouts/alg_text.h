@@ -1,5 +1,7 @@
 #pragma once
 
+#include "layouts/alignment_matrix.h"
+
 #include <array>
 #include <cstdint>
 #include <functional>
@@ -18,7 +20,7 @@ struct AlgHeader {
     std::string version = kAlgVersion;
     /// The alignment column by column (element of row r and column c at r + 4c), while a line of the
     /// file is a row: loading it into a matrix kept row by row transposes.
-    std::array<double, 16> matrix = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    Matrix matrix = kIdentityMatrix;
     float maxIntensity = 0;
     float minIntensity = 0;
     std::int32_t blockSize = 0;  // carried along; its meaning is the writer's
@@ -49,6 +51,6 @@ std::string encodeAlgArea(const AlgArea& area);
 
 /// The whole file as the grid writer writes it.
 ///   rows  the alignment row by row
-std::string algText(const std::array<double, 16>& rows, const AlgArea& area);
+std::string algText(const Matrix& rows, const AlgArea& area);
 
 }  // namespace brisko

@@ -1,6 +1,6 @@
 #include "layouts/block_merge.h"
 
-#include "layouts/clr_record.h"
+#include "layouts/records.h"
 
 #include <iterator>
 

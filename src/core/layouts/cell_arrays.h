@@ -2,7 +2,7 @@
 
 #include <brisko_codec/cell_reader.h>
 
-#include "layouts/cl3_record.h"
+#include "layouts/records.h"
 
 #include <cstddef>
 #include <cstdint>

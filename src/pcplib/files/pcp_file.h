@@ -2,14 +2,21 @@
 
 #include "base/file.h"
 #include "pcplib/files/pcp_file_mapping.h"
-#include "pcplib/files/pcp_map_view.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <string>
 
 namespace QelPcpLib {
+
+/// A failure of the file layer that carries no description. The layer itself reports failures by
+/// its results and never throws it; operations on whole files describe a failed open with it.
+class CpFileException : public std::exception {
+public:
+    const char* what() const noexcept override { return ""; }
+};
 
 enum class OpenMode {
     ReadText,
@@ -86,7 +93,6 @@ public:
 
     /// Bytes of the window of mappings created from now on; small in tests only.
     void SetWindowCapacity(std::int64_t bytes) { m_windowCapacity = bytes; }
-    const PcpFileMapping* GetMapping() const { return m_mapping.get(); }
 
 protected:
     std::FILE* GetStream() const { return m_stream.get(); }
@@ -108,6 +114,21 @@ private:
     PcpMapView m_view;
     std::int64_t m_windowCapacity = PcpFileMapping::kDefaultCapacity;
     bool m_failed = false;
+};
+
+/// A text file, line by line.
+class CpStdioFile : public PcpFile {
+public:
+    static constexpr std::size_t kMaxLine = 4096;  // characters of a line; the rest is passed over
+
+    /// Reads one line, without its line feed and a carriage return directly before that (or of
+    /// the end of the file).
+    /// Returns: false at the end of the file, and deliberately for an empty line too, which thus
+    ///          ends the reading of whatever is read by lines. The line is then empty.
+    bool ReadString(std::string& line);
+
+private:
+    int readCharacter();
 };
 
 }  // namespace QelPcpLib

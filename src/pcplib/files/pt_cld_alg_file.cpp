@@ -1,7 +1,6 @@
 #include "pcplib/files/pt_cld_alg_file.h"
 
 #include "base/companion_path.h"
-#include "pcplib/files/messages.h"
 #include "pcplib/files/trace.h"
 
 namespace QelPcpLib {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "layouts/alg_text.h"
-#include "pcplib/files/cp_stdio_file.h"
+#include "pcplib/files/pcp_file.h"
 
 #include <cstddef>
 #include <string>

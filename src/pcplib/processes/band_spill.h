@@ -2,7 +2,7 @@
 
 #include "base/output_file.h"
 #include "codec/ij_entry_stream.h"
-#include "layouts/cl3_record.h"
+#include "layouts/records.h"
 
 #include <cstdint>
 #include <functional>

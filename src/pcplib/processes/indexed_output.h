@@ -6,6 +6,7 @@
 
 #include "layouts/ij_index.h"
 
+#include <array>
 #include <string>
 
 namespace QelPcpLib {
@@ -35,9 +36,8 @@ public:
                       brisko::kTileSize;
         m_endRow = brisko::divideRoundingUp(header.GetZenithResolution(), brisko::kTileSize) *
                    brisko::kTileSize;
-        double matrix[16];
-        std::copy(std::begin(alignment.matrix), std::end(alignment.matrix), matrix);
-        m_writer.SetMatrixTransform(matrix);
+        auto matrix = std::to_array(alignment.matrix);
+        m_writer.SetMatrixTransform(matrix.data());
         return m_writer.Open(path.c_str(), &header) && !m_writer.HasWriteError();
     }
 

@@ -113,12 +113,12 @@ std::uint16_t closeOutput(IndexedOutput& output, bool transferred, ProcessProgre
 std::uint16_t Indexing(const std::string& input, const std::string& rawScan,
                        const std::string& output, CProgressCallback* callback,
                        IndexingTrouble* trouble) {
-    const auto contents = brisko::findCompleteCL3(input);
+    const auto records = brisko::findCompleteCL3(input);
     ActualCL3Codec scan;
     ActualCLRCodec raw;
     scan.ignoreIndex();
     CL3FileHeader plain;
-    if (!contents || !plain.Read(input.c_str()) || !scan.Open(input.c_str()) ||
+    if (!records || !plain.Read(input.c_str()) || !scan.Open(input.c_str()) ||
         !raw.Open(rawScan.c_str()) || !raw.startPass()) {
         return indexing_result::kBadInput;
     }
@@ -131,7 +131,7 @@ std::uint16_t Indexing(const std::string& input, const std::string& rawScan,
     IndexedOutput out;
     if (!out.Open(output, header, scan.alignment())) return indexing_result::kBadOutput;
     if (callback) callback->MarkStarted();
-    ProcessProgress steps(callback, contents->records * kRecordBytes);
+    ProcessProgress steps(callback, *records * kRecordBytes);
     const bool transferred = transferInStep(scan, raw, out, steps);
     return closeOutput(out, transferred, steps, scan, raw.readErrorCount(), trouble);
 }
@@ -139,10 +139,10 @@ std::uint16_t Indexing(const std::string& input, const std::string& rawScan,
 std::uint16_t Indexing2(const std::string& input, const std::string& output,
                         CProgressCallback* callback, IndexingTrouble* trouble) {
     const std::string index = brisko::companionForReading(input, ".ij");
-    const auto contents = brisko::findCompleteCL3(input);
+    const auto records = brisko::findCompleteCL3(input);
     ActualCL3Codec scan;
     CL3FileHeader plain;
-    if (!contents || !plain.Read(input.c_str()) || !brisko::isCompleteIndex(index) ||
+    if (!records || !plain.Read(input.c_str()) || !brisko::isCompleteIndex(index) ||
         !scan.Open(input.c_str())) {
         return indexing_result::kBadInput;
     }
@@ -157,7 +157,7 @@ std::uint16_t Indexing2(const std::string& input, const std::string& output,
         callback->ClearAbort();
         callback->MarkStarted();
     }
-    ProcessProgress steps(callback, contents->records * kRecordBytes);
+    ProcessProgress steps(callback, *records * kRecordBytes);
     const bool transferred = followsBands(tileSize) ? transferStreaming(scan, out, steps)
                                                     : transferByColumn(input, scan, out, steps);
     return closeOutput(out, transferred, steps, scan, 0, trouble);

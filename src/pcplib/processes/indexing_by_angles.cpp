@@ -4,7 +4,6 @@
 #include "codec/cl3_completeness.h"
 #include "pcplib/processes/angle_grid.h"
 #include "pcplib/processes/band_spill.h"
-#include "pcplib/processes/free_cells.h"
 #include "pcplib/processes/indexed_output.h"
 #include "pcplib/processes/indexing.h"
 #include "pcplib/processes/process_progress.h"
@@ -91,14 +90,13 @@ bool placeAll(const AngleGrid& grid, BandSpill& spill, IndexedOutput& output, st
 std::uint16_t IndexingByAngles(const std::string& input, const std::string& output,
                                const std::string& spillPath, CProgressCallback* callback,
                                IndexingTrouble* trouble) {
-    const auto contents = brisko::findCompleteCL3(input);
+    const auto records = brisko::findCompleteCL3(input);
     CL3FileHeader header;
     if (!header.Read(input.c_str())) return indexing_result::kBadInput;
     const auto grid = AngleGrid::fromHeader(header);
     ActualCL3Codec scan;
     scan.ignoreIndex();
-    const bool fits =
-        contents && grid && contents->records <= std::uint64_t{grid->columns()} * grid->rows();
+    const bool fits = records && grid && *records <= std::uint64_t{grid->columns()} * grid->rows();
     if (!fits || !scan.Open(input.c_str())) return indexing_result::kBadInput;
     scan.setFrame(brisko::Frame::Scanner);
 
@@ -109,9 +107,9 @@ std::uint16_t IndexingByAngles(const std::string& input, const std::string& outp
         return indexing_result::kBadOutput;
     }
     if (callback) callback->MarkStarted();
-    ProcessProgress steps(callback, 2 * contents->records * kRecordBytes);
-    const bool placed = sortByBands(scan, *grid, spill, steps) &&
-                        placeAll(*grid, spill, out, contents->records, steps);
+    ProcessProgress steps(callback, 2 * *records * kRecordBytes);
+    const bool placed =
+        sortByBands(scan, *grid, spill, steps) && placeAll(*grid, spill, out, *records, steps);
     return closeOutput(out, placed, steps, scan, 0, trouble);
 }
 

@@ -5,10 +5,10 @@
 #include "base/file.h"
 #include "base/input_window.h"
 #include "base/output_file.h"
-#include "base/output_limit.h"
 #include "codec/clr_cells.h"
+#include "layouts/compressed_lines.h"
 #include "layouts/layout.h"
-#include "layouts/piece_reader.h"
+#include "layouts/output_limit.h"
 #include "pcplib/processes/process_progress.h"
 #include "pcplib/processes/staged_copy.h"
 

@@ -38,7 +38,7 @@ private:
 };
 
 /// Walks through a file from its beginning to its end in large reads, with a jump now and then. It is
-/// a source of findPiece (layouts/piece_reader.h).
+/// a source of findPiece (layouts/compressed_lines.h).
 class ByteStream {
 public:
     explicit ByteStream(const std::string& path) : m_file(path) {}

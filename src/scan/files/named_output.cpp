@@ -1,9 +1,9 @@
 #include "scan/files/named_output.h"
 
 #include "base/file.h"
-#include "base/output_limit.h"
 #include "layouts/ij_index.h"
 #include "layouts/layout.h"
+#include "layouts/output_limit.h"
 
 #include <brisko_scan/scan_error.h>
 

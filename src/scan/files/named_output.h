@@ -42,7 +42,7 @@ private:
 };
 
 /// Throws ScanError(Damaged) where an output of a grid would take more bytes than its input gives reason
-/// to write (base/output_limit.h), ScanError(NotWritten) where the disk has no room for them.
+/// to write (layouts/output_limit.h), ScanError(NotWritten) where the disk has no room for them.
 ///   leastBytes  what the output takes at least
 ///   inputBytes  of the input with its companions
 void requireReasonableSize(const std::string& input, const std::string& output,

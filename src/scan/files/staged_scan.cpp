@@ -3,6 +3,7 @@
 #include "base/companion_path.h"
 #include "base/file.h"
 #include "base/staged_output.h"
+#include "scan/files/scan_path.h"
 
 #include <brisko_codec/alignment.h>
 #include <brisko_scan/progress.h>
@@ -27,17 +28,12 @@ namespace fs = std::filesystem;
     fail(path, std::strerror(errno));
 }
 
-bool hasExtension(const std::string& path, std::initializer_list<const char*> extensions) {
-    const std::string own = fs::path(path).extension().string();
-    return std::find(extensions.begin(), extensions.end(), own) != extensions.end();
-}
-
 bool isCL3(const std::string& path) {
-    return hasExtension(path, {".cl3", ".CL3"});
+    return hasExtension(path, ".cl3");
 }
 
 bool isScan(const std::string& path) {
-    return isCL3(path) || hasExtension(path, {".clr", ".CLR"});
+    return isCL3(path) || hasExtension(path, ".clr");
 }
 
 bool isThere(const std::string& path) {

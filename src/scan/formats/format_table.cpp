@@ -1,13 +1,13 @@
 #include "scan/formats/format_table.h"
 
-#include "layouts/clr_record.h"
+#include "layouts/records.h"
 #include "scan/files/named_output.h"
 #include "scan/files/scan_path.h"
 #include "scan/formats/e57/e57_images.h"
 #include "scan/formats/e57/e57_input.h"
 #include "scan/formats/native/native_input.h"
 #include "scan/formats/native/scan_layout.h"
-#include "scan/formats/ptx/ptx_input.h"
+#include "scan/formats/ptx/ptx_reader.h"
 #include "scan/formats/scan_input.h"
 #include "scan/integrity/scan_check.h"
 

@@ -1,8 +1,11 @@
 #pragma once
 
+#include "layouts/alignment_matrix.h"
+
 #include <brisko_codec/cell_reader.h>
 #include <brisko_codec/file_header.h>
 #include <brisko_scan/convert.h>
+#include <brisko_scan/scan_error.h>
 
 #include <cstdint>
 #include <memory>
@@ -17,7 +20,7 @@ struct OutputTarget {
     std::string shownPath;  // how messages name it
     std::uint32_t columns = 0;
     std::uint32_t rows = 0;
-    double matrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    Matrix matrix = kIdentityMatrix;
     std::string name;            // of the station; may be empty
     std::string guid;            // as ScanInfo has it
     double precision = 0;        // metres; 0: exact
@@ -68,13 +71,16 @@ public:
     /// Throws ScanError(Damaged) for a column of a band that already passed.
     void require(std::uint32_t column) {
         const std::uint32_t band = column / m_bandColumns;
-        if (band < m_band) failOrder(column);
-        m_band = band;
+        if (band >= m_band) {
+            m_band = band;
+            return;
+        }
+        throw ScanError(ErrorKind::Damaged, m_shownPath,
+                        "the input is not in column order: a point of column " +
+                            std::to_string(column) + " comes after later columns");
     }
 
 private:
-    [[noreturn]] void failOrder(std::uint32_t column) const;
-
     std::uint32_t m_bandColumns;
     std::string m_shownPath;
     std::uint32_t m_band = 0;

@@ -1,6 +1,6 @@
 #include "scan/integrity/block_walk.h"
 
-#include "layouts/cell_point.h"
+#include "layouts/records.h"
 #include "scan/formats/native/native_layout.h"
 
 #include <brisko_scan/repair.h>

@@ -1,4 +1,4 @@
-#include "layouts/cell_point.h"
+#include "layouts/records.h"
 #include "scan/formats/native/native_layout.h"
 #include "scan/integrity/native_scan_check.h"
 

@@ -1,5 +1,6 @@
 #include <brisko_scan/inspect.h>
 
+#include "layouts/alignment_matrix.h"
 #include "scan/formats/format_table.h"
 
 #include <algorithm>
@@ -10,9 +11,7 @@ namespace {
 
 class Summary {
 public:
-    explicit Summary(const double (&matrix)[16]) {
-        std::copy(std::begin(matrix), std::end(matrix), m_matrix);
-    }
+    explicit Summary(const Alignment& alignment) : m_matrix(alignment) {}
 
     void add(const std::vector<CellPoint>& points) {
         for (const CellPoint& p : points)
@@ -23,7 +22,7 @@ public:
 private:
     void add(const CellPoint& point) {
         double place[3] = {point.x, point.y, point.z};
-        applyAlignment(m_matrix, place[0], place[1], place[2]);
+        m_matrix.apply(place[0], place[1], place[2]);
         m_result.coloured += (point.red | point.green | point.blue) != 0;
         if (m_result.points++ == 0) {
             std::copy(std::begin(place), std::end(place), m_result.min);
@@ -39,7 +38,7 @@ private:
         m_result.maxIntensity = std::max(m_result.maxIntensity, point.intensity);
     }
 
-    double m_matrix[16] = {};
+    AlignmentMatrix m_matrix;
     PointSummary m_result;
 };
 
@@ -51,7 +50,7 @@ ScanReport describeScan(const std::string& path) {
 
 PointSummary summarizePoints(const std::string& path, const ProgressFunction& function) {
     const std::unique_ptr<ScanInput> input = openScan(path);
-    Summary summary(input->info().alignment.matrix);
+    Summary summary(input->info().alignment);
     TaskProgress progress(function, "count", input->steps(), input->stepUnit());
     std::vector<CellPoint> points;
     for (input->read(points); !points.empty(); input->read(points)) {

@@ -3,15 +3,14 @@
 #include "base/file.h"
 #include "scan/files/scan_path.h"
 #include "scan/formats/format_table.h"
+#include "scan/formats/native/scan_layout.h"
 #include "scan/integrity/scan_check.h"
 
-#include <brisko_codec/alignment.h>
 #include <brisko_scan/scan_error.h>
 #include <brisko_scan/staged_scan.h>
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 
 namespace brisko::scan {
 namespace {
@@ -27,15 +26,15 @@ void requireNames(const RepairOptions& options) {
                     std::string("the output is named ") + input.extension + ", like the input");
 }
 
-void readAlignmentOf(const RepairOptions& options, Salvage& salvage, double (&matrix)[16]) {
-    const std::string path = companionOf(options.input, ".alg");
-    std::error_code ignored;
-    if (!std::filesystem::exists(path, ignored) || readAlignmentFile(path.c_str(), matrix)) return;
+Alignment takeAlignment(const RepairOptions& options, Salvage& salvage) {
+    const Alignment alignment = alignmentOf(options.input);
+    if (alignment.source != AlignmentSource::Unreadable) return alignment;
     salvage.losses.add({"alignment",
-                        path,
+                        companionOf(options.input, ".alg"),
                         {},
                         {},
                         "cannot be read as an alignment; the points stay in the scanner's frame"});
+    return alignment;
 }
 
 void mendAngles(const RepairOptions& options, Salvage& salvage, CLFileHeader& header) {
@@ -107,8 +106,9 @@ void writeRepaired(const RepairOptions& options, Salvage& salvage, CLFileHeader&
     OutputTarget target;
     target.path = staged.path();
     target.shownPath = options.output;
-    readAlignmentOf(options, salvage, target.matrix);
-    staged.requireAlignment(target.matrix);
+    const Alignment alignment = takeAlignment(options, salvage);
+    target.matrix = std::to_array(alignment.matrix);
+    staged.requireAlignment(alignment.matrix);
     mendAngles(options, salvage, header);
     write(target);
     verifyRepaired(options, staged.path(), salvage);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/output_limit.h"
+#include "layouts/output_limit.h"
 #include "scan/formats/scan_output.h"
 
 #include <brisko_codec/file_header.h>
@@ -14,7 +14,7 @@ namespace brisko::scan {
 Salvage repairCL3(const RepairOptions& options);
 Salvage repairCLR(const RepairOptions& options);
 
-/// Whether an output of so many bytes stands in a proportion to an input (base/output_limit.h): a
+/// Whether an output of so many bytes stands in a proportion to an input (layouts/output_limit.h): a
 /// damaged header can claim a grid of any size.
 inline bool isInProportion(unsigned __int128 output, std::uint64_t input) {
     return output <= largestOutputFor(input);

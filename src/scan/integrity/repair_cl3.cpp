@@ -1,7 +1,7 @@
 #include "scan/files/named_output.h"
 #include "scan/files/scan_path.h"
-#include "scan/formats/native/header_file.h"
 #include "scan/formats/native/native_layout.h"
+#include "scan/formats/native/scan_layout.h"
 #include "scan/integrity/block_walk.h"
 #include "scan/integrity/repair.h"
 #include "scan/integrity/tile_walk.h"

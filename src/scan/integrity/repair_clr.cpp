@@ -1,9 +1,9 @@
-#include "layouts/cell_point.h"
+#include "layouts/records.h"
 #include "scan/files/input_file.h"
 #include "scan/files/named_output.h"
-#include "scan/formats/native/header_file.h"
 #include "scan/formats/native/native_check.h"
 #include "scan/formats/native/native_layout.h"
+#include "scan/formats/native/scan_layout.h"
 #include "scan/integrity/repair.h"
 
 #include <brisko_scan/text.h>

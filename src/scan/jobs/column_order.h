@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/spill_file.h"
+#include "base/private_folder.h"
 
 #include <brisko_codec/cell_reader.h>
 

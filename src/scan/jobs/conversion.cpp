@@ -1,13 +1,14 @@
-#include "scan/jobs/conversion.h"
-
+#include "scan/files/input_file.h"
 #include "scan/files/named_output.h"
 #include "scan/files/scan_path.h"
 #include "scan/formats/format_table.h"
+#include "scan/formats/native/scan_layout.h"
 #include "scan/jobs/column_order.h"
 #include "scan/jobs/header_angles.h"
 #include "scan/jobs/point_filter.h"
 
 #include <brisko_codec/codec.h>
+#include <brisko_scan/convert.h>
 #include <brisko_scan/scan_error.h>
 #include <brisko_scan/staged_scan.h>
 #include <brisko_scan/text.h>
@@ -133,7 +134,7 @@ public:
         requireSize();
         StagedScan staged(m_options.output);
         const OutputTarget target = makeTarget(staged.path());
-        staged.requireAlignment(target.matrix);
+        staged.requireAlignment(toAlignment(target.matrix).matrix);
         warnAboutFormat();
         const std::unique_ptr<ScanOutput> output = m_choice.driver->create(target);
         transfer(*output);
@@ -160,16 +161,15 @@ private:
                               bytesOf(info().path) + bytesOf(companionOf(info().path, ".ij")));
     }
 
+    Matrix matrix() const { return std::to_array(info().alignment.matrix); }
+
     OutputTarget makeTarget(const std::string& path) {
         OutputTarget target;
         target.path = path;
         target.shownPath = m_options.output;
         target.columns = m_window.endColumn - m_window.firstColumn;
         target.rows = m_window.endRow - m_window.firstRow;
-        if (!m_bake) {
-            std::copy(std::begin(info().alignment.matrix), std::end(info().alignment.matrix),
-                      target.matrix);
-        }
+        if (!m_bake) target.matrix = matrix();
         target.name = info().name;
         target.guid = info().guid;
         target.precision = m_options.precision;
@@ -188,9 +188,8 @@ private:
         filter.maxDistance = m_options.maxDistance;
         filter.box = m_options.box;
         filter.validOnly = m_options.validOnly;
-        std::copy(std::begin(info().alignment.matrix), std::end(info().alignment.matrix),
-                  filter.matrix);
-        filter.applyMatrix = m_bake && !isIdentity(filter.matrix);
+        filter.matrix = AlignmentMatrix(matrix());
+        filter.applyMatrix = m_bake && matrix() != kIdentityMatrix;
         return filter;
     }
 
@@ -254,8 +253,7 @@ private:
     }
 
     void warnAboutFormat() const {
-        if (!m_choice->keepsPose && !m_options.applyAlignment &&
-            !isIdentity(info().alignment.matrix)) {
+        if (!m_choice->keepsPose && !m_options.applyAlignment && matrix() != kIdentityMatrix) {
             warn(m_options.output + ": " + m_choice->extension +
                  " has no place for a matrix; the points are aligned");
         }
@@ -301,13 +299,12 @@ private:
     bool m_losesColour = false;
 };
 
-}  // namespace
-
 void requireOutput(const ConvertOptions& options) {
     requireDistinct(options.input, options.output);
     requireNew(options.output, options.overwrite);
 }
 
+/// `task`: how the progress names it.
 ConvertResult convertInput(const ConvertOptions& options, std::unique_ptr<ScanInput> input,
                            const char* task) {
     ConvertResult result = Conversion(options, std::move(input), task).run();
@@ -315,12 +312,51 @@ ConvertResult convertInput(const ConvertOptions& options, std::unique_ptr<ScanIn
     return result;
 }
 
+void requireFormats(const ConvertOptions& options) {
+    if (!readerOf(options.input).traits.isNative) {
+        throw ScanError(ErrorKind::Request, options.input,
+                        "only .cl3 and .clr scans have photos beside them");
+    }
+    if (extensionOf(options.output) == ".clr") {
+        throw ScanError(ErrorKind::Request, options.output, ".clr has no place for colours",
+                        "name the output .cl3, .ptx or .ply");
+    }
+    requireOutput(options);
+}
+
+/// Throws where colouring would give black points only, or none.
+void requirePhotos(const std::string& scan) {
+    const InputFile there(scan);  // a scan that is missing has no photos for another reason
+    const StationPhotos photos = findStationPhotos(scan);
+    requireUsable(photos);
+    if (photos.count(PhotoUse::Used) > 0) return;
+    if (photos.photos.empty()) {
+        throw ScanError(ErrorKind::Request, scan,
+                        "there are no photos (.jpg) beside it to take colours from");
+    }
+    throw ScanError(ErrorKind::Request, scan,
+                    "none of the photos beside it can be used: " + ignoredTexts(photos).front());
+}
+
+}  // namespace
+
 ConvertResult convertScan(const ConvertOptions& options) {
     requireOutput(options);
     return convertInput(
         options,
         openScan(options.input, {.scan = options.scan, .intensities = options.intensities}),
         "convert");
+}
+
+ConvertResult colourScan(const ConvertOptions& options, StationPhotos& photos) {
+    requireFormats(options);
+    requirePhotos(options.input);
+    ReadOptions fromPhotos;
+    fromPhotos.colourFromPhotos = true;
+    std::unique_ptr<ScanInput> input = openScan(options.input, fromPhotos);
+    // The input holds most of the photos now, so this decodes little.
+    photos = decodeStationPhotos(options.input);
+    return convertInput(options, std::move(input), "colour");
 }
 
 }  // namespace brisko::scan

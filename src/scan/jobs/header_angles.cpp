@@ -1,8 +1,8 @@
 #include "scan/jobs/header_angles.h"
 
 #include "scan/files/scan_path.h"
-#include "scan/formats/native/header_file.h"
 #include "scan/formats/native/native_check.h"
+#include "scan/formats/native/scan_layout.h"
 
 #include <cmath>
 #include <limits>

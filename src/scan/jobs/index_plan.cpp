@@ -1,3 +1,4 @@
+#include "base/path_rules.h"
 #include "scan/files/scan_path.h"
 #include "scan/formats/format_table.h"
 #include "scan/formats/native/scan_layout.h"
@@ -7,7 +8,6 @@
 #include <brisko_scan/text.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <map>
 #include <set>
@@ -17,17 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kExtension = 4;
-constexpr const char* kSeriesStart = "_000";
 constexpr const char* kSortedCopy = ".Converted.clr";
-
-std::string baseOf(const std::string& path) {
-    return path.substr(0, path.size() - kExtension);
-}
-
-bool isIndexBase(const std::string& base) {
-    return base.ends_with("_index") || base.ends_with("_INDEX");
-}
 
 bool isThere(const std::string& path) {
     std::error_code ignored;
@@ -35,20 +25,16 @@ bool isThere(const std::string& path) {
 }
 
 bool startsSeries(const std::string& path) {
-    return hasExtension(path, ".clr") && baseOf(path).ends_with(kSeriesStart);
+    return hasExtension(path, ".clr") && isSeriesStart(withoutLastFour(path));
 }
 
 /// a_001.clr, a_002.clr and so on beside a_000.clr, as far as they go.
 std::vector<std::string> seriesMembers(const std::string& first) {
-    const std::string base = baseOf(first);
-    const std::string prefix = base.substr(0, base.size() - 4);
+    const std::string base = withoutLastFour(first);
     std::vector<std::string> members;
-    for (unsigned n = 1;; ++n) {
-        char number[16];
-        std::snprintf(number, sizeof number, "_%03u.clr", n);
-        if (!isThere(prefix + number)) return members;
-        members.push_back(prefix + number);
-    }
+    while (isThere(seriesMember(base, static_cast<unsigned>(members.size()) + 1)))
+        members.push_back(seriesMember(base, static_cast<unsigned>(members.size()) + 1));
+    return members;
 }
 
 /// Files that belong to another input, by the reason to pass them over.
@@ -77,7 +63,7 @@ ScanLayout inspectSound(IndexTask& task, const std::string& path) {
 
 void planCL3(IndexTask& task) {
     const ScanLayout layout = inspectSound(task, task.input);
-    const std::string base = baseOf(task.input);
+    const std::string base = withoutLastFour(task.input);
     task.output = base + "_index.cl3";
     task.route = layout.index ? IndexRoute::Again : IndexRoute::ByAngles;
     if (!isIndexBase(base) || !task.problem.empty()) return;
@@ -97,7 +83,7 @@ bool sameGrid(const ScanLayout& a, const ScanLayout& b) {
 
 void planCLR(IndexTask& task) {
     const ScanLayout layout = inspectSound(task, task.input);
-    const std::string base = baseOf(task.input);
+    const std::string base = withoutLastFour(task.input);
     task.output = base + (isIndexBase(base) ? ".cl3" : "_index.cl3");
     if (startsSeries(task.input)) task.members = seriesMembers(task.input);
     for (const std::string& member : task.members) {

@@ -3,13 +3,19 @@
 #include "scan/jobs/column_order.h"
 #include "scan/jobs/header_angles.h"
 #include "scan/jobs/index_job.h"
-#include "scan/jobs/input_lock.h"
 
 #include <brisko_scan/index.h>
 #include <brisko_scan/progress.h>
 #include <brisko_scan/staged_scan.h>
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <thread>
 
 namespace brisko::scan {
 namespace {
@@ -43,7 +49,7 @@ OutputTarget makeTarget(const IndexTask& task, const ScanInfo& info, const Stage
     target.indexed = true;
     target.columns = info.columns;
     target.rows = info.rows;
-    std::copy(std::begin(info.alignment.matrix), std::end(info.alignment.matrix), target.matrix);
+    target.matrix = std::to_array(info.alignment.matrix);
     target.header = outputHeader(info, {0, info.columns, 0, info.rows});
     return target;
 }
@@ -65,7 +71,7 @@ IndexedPoints writeByCells(const IndexTask& task, const StagedScan& staged,
     requireReasonableSize(task.input, task.output, leastIndexedBytes(info.columns, info.rows),
                           inputBytes(task));
     const OutputTarget target = makeTarget(task, info, staged);
-    staged.requireAlignment(target.matrix);
+    staged.requireAlignment(info.alignment.matrix);
     const std::unique_ptr<ScanOutput> output = createCL3Output(target);
     const auto write = [&](std::span<const CellPoint> points) { output->write(points); };
     ColumnOrder order(info.bandColumns, info.path, task.output, write);
@@ -112,6 +118,36 @@ IndexedPoints writeByAngles(const IndexTask& task, const StagedScan& staged,
                   [&](double share) { progress(kWriting * share, "finding cells by angles"); });
     return given;
 }
+
+/// Keeps other processes of this tool from indexing the same input while the object lives. Waits for
+/// one that does. Where the file system has no locks there is none.
+class InputLock {
+public:
+    /// wait: called about ten times a second while another process has the input; may throw.
+    InputLock(const std::string& path, const std::function<void()>& wait) {
+        constexpr std::chrono::milliseconds kPause(100);
+        m_file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+        if (m_file < 0) return;  // reading the input reports why
+        try {
+            while (flock(m_file, LOCK_EX | LOCK_NB) != 0 &&
+                   (errno == EWOULDBLOCK || errno == EINTR)) {
+                wait();
+                std::this_thread::sleep_for(kPause);
+            }
+        } catch (...) {
+            close(m_file);
+            throw;
+        }
+    }
+    ~InputLock() {
+        if (m_file >= 0) close(m_file);
+    }
+    InputLock(const InputLock&) = delete;
+    InputLock& operator=(const InputLock&) = delete;
+
+private:
+    int m_file = -1;
+};
 
 IndexOutcome skipped(const std::string& why) {
     IndexOutcome outcome;

@@ -1,8 +1,5 @@
 #include "scan/jobs/point_filter.h"
 
-#include <algorithm>
-#include <iterator>
-
 namespace brisko::scan {
 namespace {
 
@@ -22,18 +19,13 @@ bool isWithin(double distance, const CellPoint& p) {
 
 }  // namespace
 
-bool isIdentity(const double (&matrix)[16]) {
-    const Alignment none;
-    return std::equal(std::begin(matrix), std::end(matrix), std::begin(none.matrix));
-}
-
 bool PointFilter::passes(CellPoint& point) const {
     if (window && !isInside(*window, point)) return false;
     if (validOnly && point.x == 0 && point.y == 0 && point.z == 0) return false;
     if (maxDistance && !isWithin(*maxDistance, point)) return false;
     if (!box && !applyMatrix) return true;
     double x = point.x, y = point.y, z = point.z;
-    applyAlignment(matrix, x, y, z);
+    matrix.apply(x, y, z);
     if (box && !isInside(*box, x, y, z)) return false;
     if (applyMatrix) {
         point.x = x;

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <brisko_codec/alignment.h>
+#include "layouts/alignment_matrix.h"
+
 #include <brisko_codec/cell_reader.h>
 #include <brisko_scan/convert.h>
 
@@ -15,7 +16,7 @@ struct PointFilter {
     std::optional<double> maxDistance;  // metres from the scanner
     std::optional<Box> box;
     bool validOnly = false;  // not those at the scanner's own place
-    double matrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    AlignmentMatrix matrix;
     bool applyMatrix = false;  // deliver aligned points
 
     /// Takes points in the scanner's frame and keeps those that pass, in their order. Columns and
@@ -25,7 +26,5 @@ struct PointFilter {
 private:
     bool passes(CellPoint& point) const;
 };
-
-bool isIdentity(const double (&matrix)[16]);
 
 }  // namespace brisko::scan

@@ -1,5 +1,5 @@
 #include "base/checked.h"
-#include "layouts/cell_point.h"
+#include "layouts/records.h"
 #include "scan/files/scan_path.h"
 #include "scan/formats/native/scan_layout.h"
 #include "scan/integrity/scan_check.h"

@@ -5,7 +5,6 @@
 #include "scan/formats/angle_estimate.h"
 #include "scan/formats/scan_input.h"
 #include "scan/pictures/picture.h"
-#include "scan/pictures/png_file.h"
 
 #include <brisko_scan/photos.h>
 #include <brisko_scan/scan_error.h>

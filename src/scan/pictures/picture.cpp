@@ -1,12 +1,71 @@
 #include "scan/pictures/picture.h"
 
 #include <brisko_scan/progress.h>
+#include <brisko_scan/scan_error.h>
 
 #include <algorithm>
 #include <bit>
+#include <cerrno>
 #include <cmath>
+#include <csetjmp>
+#include <cstring>
 
 namespace brisko::scan {
+
+// libpng reports errors by a jump back to the last setjmp. The functions that call it have no objects
+// of their own that the jump would pass over.
+
+PngFile::PngFile(const std::string& path, const std::string& shownPath)
+    : m_shownPath(shownPath), m_file(std::fopen(path.c_str(), "wb")) {
+    if (!m_file) fail(std::strerror(errno));
+    m_png = png_create_write_struct(PNG_LIBPNG_VER_STRING, this, keepError,
+                                    [](png_structp, png_const_charp) {});
+    if (m_png) m_info = png_create_info_struct(m_png);
+    if (m_info) return;
+    png_destroy_write_struct(&m_png, nullptr);
+    std::fclose(m_file);
+    throw std::bad_alloc();
+}
+
+PngFile::~PngFile() {
+    png_destroy_write_struct(&m_png, &m_info);
+    if (m_file) std::fclose(m_file);
+}
+
+void PngFile::keepError(png_structp png, png_const_charp message) {
+    static_cast<PngFile*>(png_get_error_ptr(png))->m_reason =
+        errno != 0 ? std::strerror(errno) : message;
+    png_longjmp(png, 1);
+}
+
+void PngFile::fail(const std::string& reason) const {
+    throw ScanError(ErrorKind::NotWritten, m_shownPath, "cannot be written: " + reason);
+}
+
+void PngFile::begin(std::uint32_t width, std::uint32_t height) {
+    errno = 0;
+    if (setjmp(png_jmpbuf(m_png)) != 0) fail(m_reason);
+    png_init_io(m_png, m_file);
+    png_set_IHDR(m_png, m_info, width, height, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_write_info(m_png, m_info);
+}
+
+void PngFile::writeRow(const std::uint8_t* pixels) {
+    errno = 0;
+    if (setjmp(png_jmpbuf(m_png)) != 0) fail(m_reason);
+    png_write_row(m_png, pixels);
+}
+
+void PngFile::close() {
+    errno = 0;
+    if (setjmp(png_jmpbuf(m_png)) != 0) fail(m_reason);
+    png_write_end(m_png, m_info);
+    std::FILE* const file = m_file;
+    m_file = nullptr;
+    if (std::fclose(file) != 0) fail(std::strerror(errno));
+}
+
 namespace {
 
 constexpr std::uint8_t kEmptyColour[3] = {12, 20, 64};

@@ -2,7 +2,7 @@
 #include "scan/formats/e57/xml_text.h"
 #include "scan/formats/scan_output.h"
 
-#include "layouts/cell_point.h"
+#include "layouts/records.h"
 
 #include <algorithm>
 #include <iterator>
@@ -27,6 +27,7 @@ public:
     explicit E57Output(const OutputTarget& target)
         : m_target(target),
           m_isPose(e57::isRigid(target.matrix)),
+          m_matrix(target.matrix),
           m_choice(choiceOf(target)),
           m_pages(target.path, target.shownPath) {
         m_pages.hold(e57::FileHeader::kSize);
@@ -39,7 +40,7 @@ public:
             if (canStore(point)) m_kept.push_back(point);
         }
         for (CellPoint& point : m_kept) {
-            if (!m_isPose) applyAlignment(m_target.matrix, point.x, point.y, point.z);
+            if (!m_isPose) m_matrix.apply(point.x, point.y, point.z);
             widenBox(point);
             count(point);
         }
@@ -89,9 +90,7 @@ private:
         text.name = m_target.name.empty() ? "Scan 1" : m_target.name;
         text.guid = m_target.guid.empty() ? e57::makeGuid() : m_target.guid;
         text.header = m_target.header;
-        if (m_isPose) {
-            std::copy(std::begin(m_target.matrix), std::end(m_target.matrix), text.matrix);
-        }
+        if (m_isPose) text.matrix = m_target.matrix;
         text.hasGrid = m_choice.hasGrid;
         text.columns = m_target.columns;
         text.rows = m_target.rows;
@@ -105,6 +104,7 @@ private:
 
     OutputTarget m_target;
     bool m_isPose;
+    AlignmentMatrix m_matrix;
     e57::RecordChoice m_choice;
     e57::PageWriter m_pages;
     std::optional<e57::RecordWriter> m_records;

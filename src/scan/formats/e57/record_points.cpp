@@ -1,6 +1,6 @@
 #include "scan/formats/e57/record_points.h"
 
-#include "layouts/cell_point.h"
+#include "layouts/records.h"
 
 #include <brisko_codec/codec.h>
 #include <brisko_scan/scan_error.h>

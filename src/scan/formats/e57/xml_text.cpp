@@ -17,7 +17,7 @@ namespace brisko::scan::e57 {
 namespace {
 
 /// w, x, y, z of a rotation; the largest of them is found first, so that nothing small is divided by.
-std::array<double, 4> toQuaternion(const double (&m)[16]) {
+std::array<double, 4> toQuaternion(const Matrix& m) {
     const double xx = m[0], yy = m[5], zz = m[10];
     const double squares[4] = {1 + xx + yy + zz, 1 + xx - yy - zz, 1 - xx + yy - zz,
                                1 - xx - yy + zz};
@@ -43,7 +43,7 @@ std::array<double, 4> toQuaternion(const double (&m)[16]) {
     return q;
 }
 
-void writePose(XmlWriter& xml, const double (&matrix)[16]) {
+void writePose(XmlWriter& xml, const Matrix& matrix) {
     const std::array<double, 4> q = toQuaternion(matrix);
     const double move[3] = {matrix[3], matrix[7], matrix[11]};
     xml.openStructure("pose");
@@ -58,7 +58,7 @@ void writePose(XmlWriter& xml, const double (&matrix)[16]) {
     xml.close();
     // A quaternion rounds; this keeps the matrix to the last digit.
     const std::optional<Alignment> read = toAlignment(q, {move[0], move[1], move[2]});
-    if (read && std::equal(std::begin(matrix), std::end(matrix), read->matrix)) return;
+    if (read && std::equal(matrix.begin(), matrix.end(), read->matrix)) return;
     std::string elements;
     for (const double element : matrix)
         elements += (elements.empty() ? "" : " ") + XmlWriter::digits(element);
@@ -176,7 +176,7 @@ std::string makeGuid() {
                       parts[2] >> 16, parts[2] & 0xffff, parts[3]);
 }
 
-bool isRigid(const double (&m)[16]) {
+bool isRigid(const Matrix& m) {
     constexpr double kTolerance = 1e-5;
     const bool isAffine = m[12] == 0 && m[13] == 0 && m[14] == 0 && m[15] == 1;
     const double determinant = m[0] * (m[5] * m[10] - m[6] * m[9]) -

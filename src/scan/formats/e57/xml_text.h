@@ -1,5 +1,6 @@
 #pragma once
 
+#include "layouts/alignment_matrix.h"
 #include "scan/formats/e57/e57_file.h"
 
 #include <brisko_codec/file_header.h>
@@ -12,8 +13,8 @@ namespace brisko::scan::e57 {
 /// What the XML part says of a scan that was written.
 struct ScanText {
     std::string name, guid;
-    CLRFileHeader header;  // of a native scan; others have an empty one
-    double matrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};  // rigid
+    CLRFileHeader header;             // of a native scan; others have an empty one
+    Matrix matrix = kIdentityMatrix;  // rigid
     bool hasGrid = false;
     std::uint32_t columns = 0, rows = 0;
     double min[3] = {0, 0, 0},
@@ -31,6 +32,6 @@ std::string makeGuid();
 
 /// Whether a matrix is a rotation and a translation, as far as alignments are printed and measured: only
 /// such a one can be a pose.
-bool isRigid(const double (&matrix)[16]);
+bool isRigid(const Matrix& matrix);
 
 }  // namespace brisko::scan::e57

@@ -24,7 +24,7 @@ public:
         if (!m_writer.Open(m_target.path.c_str(), &m_target.header) || m_writer.HasWriteError()) {
             failToWrite(m_target.shownPath);
         }
-        m_writer.SetMatrixTransform(m_target.matrix);
+        m_writer.SetMatrixTransform(m_target.matrix.data());
     }
 
     void write(std::span<const CellPoint> points) override {

@@ -1,6 +1,5 @@
 #include "scan/files/input_file.h"
 #include "scan/files/scan_path.h"
-#include "scan/formats/native/header_file.h"
 #include "scan/formats/native/native_layout.h"
 #include "scan/formats/native/scan_layout.h"
 

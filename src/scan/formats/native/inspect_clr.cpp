@@ -1,5 +1,4 @@
 #include "scan/files/input_file.h"
-#include "scan/formats/native/header_file.h"
 #include "scan/formats/native/native_layout.h"
 #include "scan/formats/native/scan_layout.h"
 

@@ -4,13 +4,11 @@
 #include "scan/files/scan_path.h"
 #include "scan/formats/native/scan_layout.h"
 #include "scan/integrity/tile_check.h"
-#include "scan/jobs/point_filter.h"
 
 #include <brisko_scan/progress.h>
 #include <brisko_scan/scan_error.h>
 
 #include <cerrno>
-#include <cmath>
 #include <cstring>
 
 namespace brisko::scan {
@@ -27,10 +25,10 @@ void require(bool holds, const OutputTarget& target, const char* what) {
 }
 
 void checkAlignment(const OutputTarget& target) {
-    double matrix[16];
-    const std::string path = companionOf(target.path, ".alg");
-    require(readAlignmentFile(path.c_str(), matrix), target, "alignment");
-    require(isSameMatrix(target.matrix, matrix), target, "alignment");
+    const Alignment written = alignmentOf(target.path);
+    const bool isSame = written.source == AlignmentSource::File &&
+                        isSameMatrix(target.matrix, std::to_array(written.matrix));
+    require(isSame, target, "alignment");
 }
 
 void checkEntries(const OutputTarget& target, const IndexLayout& index) {
@@ -46,9 +44,9 @@ void failToWrite(const std::string& shownPath) {
 }
 
 void writeAlignmentBeside(const OutputTarget& target, const PointBox& box) {
-    if (isIdentity(target.matrix)) return;
+    if (target.matrix == kIdentityMatrix) return;
     const std::string path = companionOf(target.path, ".alg");
-    if (!writeAlignmentFile(path.c_str(), target.matrix, box.box())) {
+    if (!writeAlignmentFile(path.c_str(), toAlignment(target.matrix).matrix, box.box())) {
         failToWrite(companionOf(target.shownPath, ".alg"));
     }
     checkAlignment(target);

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "base/bytes.h"
+#include "layouts/compressed_lines.h"
 #include "layouts/ij_index.h"
 #include "layouts/layout.h"
-#include "layouts/piece_reader.h"
 #include "scan/files/input_file.h"
 
 #include <brisko_codec/file_header.h>

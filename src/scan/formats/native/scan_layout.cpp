@@ -1,14 +1,17 @@
 #include "scan/formats/native/scan_layout.h"
 
+#include "base/file.h"
 #include "layouts/layout.h"
 #include "scan/files/scan_path.h"
-#include "scan/formats/native/header_file.h"
 
 #include <brisko_scan/scan_error.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
+#include <cstring>
 #include <filesystem>
+#include <iterator>
 
 namespace brisko::scan {
 namespace {
@@ -65,8 +68,8 @@ ScanLayout inspectNative(const std::string& path) {
     return hasExtension(path, ".clr") ? inspectCLR(path) : inspectCL3(path);
 }
 
-bool isSameMatrix(const double (&a)[16], const double (&b)[16]) {
-    for (int i = 0; i < 16; ++i) {
+bool isSameMatrix(const Matrix& a, const Matrix& b) {
+    for (std::size_t i = 0; i < a.size(); ++i) {
         const double tolerance = 1e-15 * std::max(1.0, std::abs(a[i]));
         if (!(std::abs(a[i] - b[i]) <= tolerance)) return false;
     }
@@ -79,6 +82,29 @@ ScanReport describeCL3(const std::string& path) {
 
 ScanReport describeCLR(const std::string& path) {
     return describeNative(inspectCLR(path));
+}
+
+void readHeader(CLFileHeader& header, const std::string& path) {
+    if (header.Read(path.c_str())) return;
+    throw ScanError(ErrorKind::Damaged, path,
+                    std::string("cannot be read: ") + std::strerror(errno));
+}
+
+bool hasFiniteAngles(const CLFileHeader& header) {
+    const float angles[] = {header.GetStartAzimuthAngle(), header.GetStopAzimuthAngle(),
+                            header.GetStartZenithAngle(), header.GetStopZenithAngle()};
+    return std::all_of(std::begin(angles), std::end(angles),
+                       [](float angle) { return std::isfinite(angle); });
+}
+
+void rewriteHeader(const std::string& path, const CLFileHeader& header,
+                   const std::string& shownPath) {
+    const FilePtr file = openFile(path.c_str(), "r+b");
+    if (file) header.Write(file.get());
+    if (!file || std::fflush(file.get()) != 0 || std::ferror(file.get())) {
+        throw ScanError(ErrorKind::NotWritten, shownPath,
+                        std::string("its header cannot be written: ") + std::strerror(errno));
+    }
 }
 
 }  // namespace brisko::scan

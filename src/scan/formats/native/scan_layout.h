@@ -1,5 +1,7 @@
 #pragma once
 
+#include "layouts/alignment_matrix.h"
+
 #include <brisko_codec/alignment.h>
 #include <brisko_codec/file_header.h>
 #include <brisko_scan/inspect.h>
@@ -43,7 +45,7 @@ void addAngleProblem(ScanLayout& layout);
 Alignment alignmentOf(const std::string& scan);
 
 /// Whether two matrices differ by no more than the 18 decimals of a companion can keep.
-bool isSameMatrix(const double (&a)[16], const double (&b)[16]);
+bool isSameMatrix(const Matrix& a, const Matrix& b);
 
 /// Throws ScanError(Damaged) with the first problem, if there is one.
 void requireSound(const ScanLayout& layout);
@@ -51,5 +53,19 @@ void requireSound(const ScanLayout& layout);
 // What the files of a native scan say of themselves, with the photos beside it.
 ScanReport describeCL3(const std::string& path);
 ScanReport describeCLR(const std::string& path);
+
+/// Reads the header of a scan file; fields that a short file lacks keep their values.
+/// Throws ScanError(Damaged) when it cannot be read.
+void readHeader(CLFileHeader& header, const std::string& path);
+
+/// Whether the angles that a header gives are numbers, and what to say when not. The steps of a CL3
+/// header do not count: writers that know no grid leave what a division by 0 gives.
+bool hasFiniteAngles(const CLFileHeader& header);
+inline constexpr const char* kBadAngle = "an angle of the header is not a number";
+
+/// Replaces the header at the start of a scan file that a writer has completed.
+/// Throws ScanError(NotWritten).
+void rewriteHeader(const std::string& path, const CLFileHeader& header,
+                   const std::string& shownPath);
 
 }  // namespace brisko::scan

@@ -2,7 +2,11 @@
 
 #include "scan/formats/ptx/number_text.h"
 
+#include <brisko_codec/codec.h>
+
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 
 namespace brisko::scan {
@@ -73,10 +77,10 @@ void PtxReader::readHeader() {
     readNumbers(repeated, 3, "the scanner's position");
     for (int axis = 0; axis < 3; ++axis)
         readNumbers(repeated, 3, "the scanner's axes");
-    for (int column = 0; column < 4; ++column) {
+    for (std::size_t column = 0; column < 4; ++column) {
         double numbers[4];
         readNumbers(numbers, 4, "the matrix");
-        for (int row = 0; row < 4; ++row)
+        for (std::size_t row = 0; row < 4; ++row)
             m_header.matrix[4 * row + column] = numbers[row];
     }
 }
@@ -153,6 +157,48 @@ void PtxReader::passCell() {
     if (++m_row < m_header.rows) return;
     m_row = 0;
     ++m_column;
+}
+
+PtxInput::PtxInput(const std::string& path) {
+    m_reader = std::make_unique<PtxReader>(path);
+    const PtxHeader& header = m_reader->header();
+    m_info.path = path;
+    m_info.format = formatOf(path);
+    m_info.hasGrid = true;
+    m_info.columns = header.columns;
+    m_info.rows = header.rows;
+    m_info.alignment = toAlignment(header.matrix);
+    m_info.storesColour = m_reader->hasColour();
+    m_info.isColoured = m_info.storesColour;
+}
+
+void PtxInput::read(std::vector<CellPoint>& points) {
+    m_reader->read(points, kBatch);
+    for (const CellPoint& p : points)
+        m_foreignIntensity |= p.intensity < 0 || p.intensity > BriskoCodec::i_range;
+}
+
+void PtxInput::rewind() {
+    m_reader = std::make_unique<PtxReader>(m_info.path);
+}
+
+std::string PtxInput::remark() const {
+    if (!m_foreignIntensity) return {};
+    return "some intensities are not from 0 to 1; all were taken times 2200 nevertheless";
+}
+
+ScanReport describePtx(const std::string& path) {
+    const PtxReader reader(path);
+    ScanReport report;
+    report.path = path;
+    report.format = formatOf(path);
+    report.bytes = reader.bytes();
+    report.hasGrid = true;
+    report.columns = reader.header().columns;
+    report.rows = reader.header().rows;
+    report.alignment = toAlignment(reader.header().matrix);
+    report.hasColour = reader.hasColour();
+    return report;
 }
 
 }  // namespace brisko::scan

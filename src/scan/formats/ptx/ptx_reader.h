@@ -1,8 +1,11 @@
 #pragma once
 
+#include "layouts/alignment_matrix.h"
 #include "scan/formats/ptx/line_reader.h"
+#include "scan/formats/scan_input.h"
 
 #include <brisko_codec/cell_reader.h>
+#include <brisko_scan/inspect.h>
 #include <brisko_scan/scan_error.h>
 
 #include <cstddef>
@@ -27,10 +30,9 @@ struct PtxHeader {
     std::uint32_t columns = 0;
     std::uint32_t rows = 0;
     /// Row by row, for column vectors: scanner's frame to aligned frame.
-    double matrix[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    Matrix matrix = kIdentityMatrix;
 };
 
-inline constexpr int kPtxHeaderLines = 10;
 inline constexpr int kPtxFields = 4;
 inline constexpr int kPtxColourFields = 7;
 
@@ -90,5 +92,25 @@ private:
     std::uint32_t m_column = 0;  // of the next cell
     std::uint32_t m_row = 0;
 };
+
+/// A PTX file as a scan.
+class PtxInput : public ScanInput {
+public:
+    explicit PtxInput(const std::string& path);
+
+    void read(std::vector<CellPoint>& points) override;
+    void rewind() override;
+    std::uint64_t stepsDone() const override { return m_reader->bytesRead(); }
+    std::uint64_t steps() const override { return m_reader->bytes(); }
+    const char* stepUnit() const override { return "bytes"; }
+    std::string remark() const override;
+
+private:
+    std::unique_ptr<PtxReader> m_reader;
+    bool m_foreignIntensity = false;  // files of some programs hold other scales than 0 to 1
+};
+
+/// What its header and its first line with a point say.
+ScanReport describePtx(const std::string& path);
 
 }  // namespace brisko::scan

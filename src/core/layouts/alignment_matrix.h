@@ -1,0 +1,90 @@
+#pragma once
+
+#include <brisko_codec/alignment.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstdint>
+
+namespace brisko {
+
+/// A 4x4 matrix row by row: the element of row r and column c is at 4r + c.
+using Matrix = std::array<double, 16>;
+inline constexpr Matrix kIdentityMatrix = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+
+/// A matrix that a file gave.
+inline Alignment toAlignment(const Matrix& matrix) {
+    Alignment alignment;
+    std::copy(matrix.begin(), matrix.end(), alignment.matrix);
+    alignment.source = AlignmentSource::File;
+    return alignment;
+}
+
+/// The matrix that every reader applies to its points: a full projective transform with a division
+/// by w.
+class AlignmentMatrix {
+public:
+    /// The identity.
+    AlignmentMatrix() = default;
+    explicit AlignmentMatrix(const Matrix& rows) : m_rows(rows), m_kind(kindOf(rows)) {}
+    explicit AlignmentMatrix(const Alignment& alignment)
+        : AlignmentMatrix(std::to_array(alignment.matrix)) {}
+    /// Leaves points as they are, to the bit. (Multiplying by the identity turns -0 into 0, and an
+    /// infinite coordinate into a NaN on every axis.)
+    static AlignmentMatrix none() {
+        AlignmentMatrix matrix;
+        matrix.m_kind = Kind::None;
+        return matrix;
+    }
+
+    const Matrix& rows() const { return m_rows; }
+
+    /// Takes the point (x, y, z, 1) through the matrix, in place. Shorter ways are taken only where
+    /// they give the same bits as the whole computation.
+    void apply(double& x, double& y, double& z) const {
+        if (m_kind == Kind::None) return;
+        const Matrix& m = m_rows;
+        if (m_kind == Kind::Identity) {
+            // w is 1, or NaN when a coordinate is not finite; adding 0 turns -0 into 0.
+            const double w = 0.0 * x + 0.0 * y + 0.0 * z + 1.0;
+            x = (x + 0.0) * w;
+            y = (y + 0.0) * w;
+            z = (z + 0.0) * w;
+            return;
+        }
+        const double w = m[12] * x + m[13] * y + m[14] * z + m[15];
+        const double ax = m[0] * x + m[1] * y + m[2] * z + m[3];
+        const double ay = m[4] * x + m[5] * y + m[6] * z + m[7];
+        const double az = m[8] * x + m[9] * y + m[10] * z + m[11];
+        if (m_kind == Kind::Affine) {
+            // w is 1 or NaN: multiplying is as good as dividing, and several times as fast.
+            x = ax * w;
+            y = ay * w;
+            z = az * w;
+        } else {
+            x = ax / w;
+            y = ay / w;
+            z = az / w;
+        }
+    }
+
+private:
+    enum class Kind { None, Identity, Affine, Projective };
+    static Kind kindOf(const Matrix& rows) {
+        // Compared by their bits: an identity with a -0 in it gives other signs of zero.
+        const auto sameBits = [](double a, double b) {
+            return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+        };
+        if (std::equal(rows.begin(), rows.end(), kIdentityMatrix.begin(), sameBits)) {
+            return Kind::Identity;
+        }
+        const bool unitW = rows[12] == 0 && rows[13] == 0 && rows[14] == 0 && rows[15] == 1;
+        return unitW ? Kind::Affine : Kind::Projective;
+    }
+
+    Matrix m_rows = kIdentityMatrix;
+    Kind m_kind = Kind::Identity;
+};
+
+}  // namespace brisko
