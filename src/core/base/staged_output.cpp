@@ -5,10 +5,12 @@
 #include "base/system_calls.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <algorithm>
 #include <cerrno>
+#include <ctime>
 #include <initializer_list>
 #include <span>
 
@@ -57,6 +59,26 @@ bool isWithoutLinks(int error) {
     return error == EPERM || error == EOPNOTSUPP || error == ENOSYS || error == EMLINK ||
            error == EXDEV;
 }
+
+/// Outputs take their places in a folder one after the other: else two of one name could end with the scan
+/// of one and the index of the other. It is no condition: there are folders that cannot be locked, and a
+/// process that was halted halfway keeps the others waiting for some seconds only.
+class Turn {
+public:
+    explicit Turn(int folder) {
+        constexpr int kTries = 500;
+        constexpr timespec kPause = {0, 10'000'000};
+        const int lock = openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        m_lock.reset(lock);
+        for (int i = 0; lock >= 0 && i < kTries && flock(lock, LOCK_EX | LOCK_NB) != 0; ++i) {
+            if (errno != EWOULDBLOCK) break;
+            nanosleep(&kPause, nullptr);
+        }
+    }
+
+private:
+    Descriptor m_lock;
+};
 
 bool writeFile(const std::string& path, std::string_view content) {
     FilePtr file = openFile(path.c_str(), "wb");
@@ -146,7 +168,9 @@ bool StagedOutput::prepare(Part& part) {
     if (part.isNew) takeOver(status, inside, part.staged);
     part.isSaved =
         system_calls::linkat(outside, part.place.name.c_str(), inside, part.saved.c_str()) == 0;
-    return part.isSaved || isWithoutLinks(errno);
+    // Another process may be replacing the same output.
+    if (!part.isSaved && errno == ENOENT) part.isReplacing = false;
+    return part.isSaved || !part.isReplacing || isWithoutLinks(errno);
 }
 
 bool StagedOutput::createMark() {
@@ -231,6 +255,7 @@ bool StagedOutput::makeAll(const std::vector<Change>& all) {
 bool StagedOutput::publish() {
     m_failed = nullptr;
     if (!m_folder || !isReplaceable(target())) return false;
+    const Turn turn(m_scan.place.folder->number());
     if (!prepare(m_scan) || !prepare(m_index) || !prepare(m_alignment)) return false;
     const std::vector<Change> all = changes();
     const bool isMarked = !all.empty() && all.front().step == Step::Mark;
