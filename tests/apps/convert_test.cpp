@@ -239,21 +239,6 @@ TEST(Convert, FindsTheAnglesOfAnImportedScan) {
     }
 }
 
-TEST(Convert, AReplacedScanKeepsNoOldCompanion) {
-    const TempFolder folder;
-    writeFile(folder / "a.ptx", ptxText(1, 1, "1 2 3 0.5\n"));
-    writeFile(folder / "t.ptx", ptxText(1, 1, "1 2 3 0.5\n", kTurnedLines));
-    convert(folder / "t.ptx", folder / "out.cl3");
-    convert(folder / "a.ptx", folder / "out.cl3", {"--plain"});
-    EXPECT_EQ(folder.names(), (std::vector<std::string>{"a.ptx", "out.cl3", "t.ptx"}));
-    // Files of the same name that are no scans leave companions alone.
-    convert(folder / "t.ptx", folder / "out.cl3");
-    convert(folder / "out.cl3", folder / "out.ply");
-    convert(folder / "out.cl3", folder / "out.ptx");
-    EXPECT_EQ(folder.names(), (std::vector<std::string>{"a.ptx", "out.alg", "out.cl3", "out.ij",
-                                                        "out.ply", "out.ptx", "t.ptx"}));
-}
-
 TEST(Convert, WritesThePlyBytesThatTheFormatSays) {
     const TempFolder folder;
     // The second point is aligned to (10 - 2, 20 + 0, 30 + 0.5).

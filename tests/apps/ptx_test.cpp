@@ -42,20 +42,6 @@ TEST(PtxReader, GivesPointsTheirCellsAndPassesOverEmptyOnes) {
     }
 }
 
-TEST(PtxReader, TurnsTheMatrixForColumnVectors) {
-    const TempFolder folder;
-    writeFile(folder / "a.ptx", ptxText(1, 1, "1 2 3 0.5 10 20 255\n", kTurnedLines));
-    PtxReader reader(folder / "a.ptx");
-    EXPECT_TRUE(reader.hasColour());
-    double x = 1, y = 2, z = 3;
-    applyAlignment(reader.header().matrix, x, y, z);
-    EXPECT_EQ(x, 8);
-    EXPECT_EQ(y, 21);
-    EXPECT_EQ(z, 33);
-    EXPECT_EQ(reader.header().matrix[3], 10);
-    EXPECT_EQ(readPtx(folder / "a.ptx").points.at(0).blue, 255);
-}
-
 TEST(PtxReader, ReadsLineEndsOfEverySystemAndBlankLinesAtTheEnd) {
     const TempFolder folder;
     std::string text = ptxText(1, 2, "1 2 3 0.5\n4 5 6 0.5\n");

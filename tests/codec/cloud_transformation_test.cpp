@@ -34,22 +34,6 @@ TEST(CloudTransformation, TakesMatricesByRowsAndByColumns) {
     EXPECT_EQ(transformed(byColumns, {1, 2, 3}), moved);
 }
 
-TEST(CloudTransformation, CopiesAreIndependent) {
-    double matrix[16] = {1, 0, 0, 1, 0, 1, 0, 2, 0, 0, 1, 3, 0, 0, 0, 1};
-    CloudTransformation original, assigned;
-    CloudTransformation copy(original);
-    assigned = original;
-    assigned = *&assigned;
-    CloudTransformation moved(std::move(assigned));
-    for (CloudTransformation* other : {&copy, &moved}) {
-        other->SetTransformationMatrix(matrix);
-        EXPECT_EQ(transformed(*other, {0, 0, 0}), (Position{1, 2, 3}));
-        EXPECT_EQ(transformed(original, {0, 0, 0}), (Position{0, 0, 0}));
-    }
-    original = copy;
-    EXPECT_EQ(transformed(original, {0, 0, 0}), (Position{1, 2, 3}));
-}
-
 TEST(CloudTransformation, CoordinatesMayShareAVariable) {
     double m[16] = {1, 1, 0, 0, 0, 2, 0, 0, 0, 0, 4, 1, 0, 0, 0, 1};
     CloudTransformation transformation;

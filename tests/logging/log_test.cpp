@@ -106,24 +106,5 @@ TEST_F(Log, FiltersApplyAndASinkThatThrowsHarmsNobody) {
     EXPECT_EQ(m_memory->seen.size(), 1u);
 }
 
-TEST_F(Log, ManyThreadsShareOneLogger) {
-    std::atomic<const InfoLogger*> first = nullptr;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&first] {
-            const InfoLogger* expected = nullptr;
-            const InfoLogger* const mine = &info_logger::get();
-            if (!first.compare_exchange_strong(expected, mine)) {
-                EXPECT_EQ(expected, mine);
-            }
-            for (int k = 0; k < 100; ++k)
-                logRecord(vexo::kInformation, "together");
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_EQ(m_memory->seen.size(), 400u);
-}
-
 }  // namespace
 }  // namespace brisko

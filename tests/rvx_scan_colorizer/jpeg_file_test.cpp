@@ -66,25 +66,6 @@ Bytes smallJpeg() {
     return jpegBytes(48, 32, Rgb{200, 20, 30});
 }
 
-TEST_F(JpegFile, PhotosAreTurnedWhole) {
-    const std::string path = write(jpegBytes(
-        1000, 777, [](int column, int row) { return grey((column / 8 * 3 + row / 8 * 5) & 255); }));
-    const ImageSize size = getImageDimention(path);
-    ASSERT_EQ(std::pair(size.width, size.height), std::pair(1000, 777));
-    const DecodedImage plain = readImage(path, Turn::None);
-    const DecodedImage quarter = readImage(path, Turn::Quarter);
-    const DecodedImage half = readImage(path, Turn::Half);
-    EXPECT_NEAR(*plain.pixel(801, 409), (801 / 8 * 3 + 409 / 8 * 5) & 255, 3);
-    ASSERT_EQ(std::pair(quarter.columns(), quarter.rows()), std::pair(777, 1000));
-    for (int row = 0; row < 777; ++row) {
-        for (int column = 0; column < 1000; ++column) {
-            ASSERT_EQ(*quarter.pixel(row, 999 - column), *plain.pixel(column, row));
-            ASSERT_EQ(*half.pixel(999 - column, 776 - row), *plain.pixel(column, row));
-        }
-    }
-    expectNear(colourAt(readImage(write(smallJpeg()), Turn::Half), 8, 8), {200, 20, 30});
-}
-
 constexpr const char* kSizePlace =
     " | void __cdecl ImageData::getImageDimention(int &,int &) | rvx_scan_colorizer/src/ImageData";
 constexpr const char* kDecodePlace =

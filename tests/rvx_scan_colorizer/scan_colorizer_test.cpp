@@ -60,22 +60,6 @@ TEST(ScanColorizer, LaterPhotosGrowOverEarlierOnes) {
     EXPECT_EQ(ofFlats({{"a", 40}, {"b", 240}, {"C", 100}}).atPixel(50, 800), grey(93));
 }
 
-TEST(ScanColorizer, AQuarterTurnBringsTheRightToTheTop) {
-    // Stored: green at the left end, orange at the right end; red comes first.
-    const ClassicStation station;
-    station.addPhoto("a", jpegBytes(1600, 1200, [](int column, int) {
-                         return column < 800 ? Rgb{20, 190, 30} : Rgb{210, 130, 20};
-                     }));
-    Colours colours(station);
-    for (const double y : {-2.5, 2.5}) {
-        const Rgb top = colours.of(10, y, 2.5), bottom = colours.of(10, y, -2.5);
-        for (std::size_t i = 0; i < 3; ++i) {
-            EXPECT_NEAR(top[i], (Rgb{210, 130, 20}[i]), 3);
-            EXPECT_NEAR(bottom[i], (Rgb{20, 190, 30}[i]), 3);
-        }
-    }
-}
-
 TEST(ScanColorizer, PointsThatNoPhotoShowsStayBlack) {
     Colours colours = ofFlats({{"a", 50}});
     constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -154,23 +138,6 @@ TEST(ScanColorizer, EachKindOfStationHasItsSeams) {
     expectShares(&Case::offset);
 }
 
-TEST(ScanColorizer, SmallWorkingFramesAreSampledByProportion) {
-    // A "T" photo of 1280 x 960 works in 400 x 300: a working pixel is 3.2 stored ones. The columns
-    // change their grey every 32 stored, so every 10 working pixels.
-    const PhotoStation station;
-    // The pitch is one of 2560 x 1920: 0.16 mm in the working frame.
-    writeFile(station.inProject("camcalT"),
-              pairedCalibration({.f = 5, .x0 = 32, .y0 = 24, .px = 0.025, .py = 0.025}));
-    station.addPhoto(
-        "T1", jpegBytes(1280, 960, [](int column, int) { return grey(20 + column / 32 * 5); }));
-    writeFile(station.inProject("a.ofs"), "");  // nothing is turned
-    Colours colours(station);
-    for (int column = 5; column < 400; column += 10) {
-        const double toRight = (column - 200) * 0.16 / 5;
-        EXPECT_EQ(colours.of(1, -toRight, 0), grey(20 + column / 10 * 5)) << column;
-    }
-}
-
 TEST(ScanColorizer, FourCornersLeaveAHoleWhereAViewFacesAnAxis) {
     const ClassicStation station;
     station.addFlat("a", 100);
@@ -192,27 +159,6 @@ TEST(ScanColorizer, PhotosWithoutACameraColourNothing) {
     station.addPhoto("X0", jpegBytes(64, 48, grey(7)));
     Colours wide(station);
     EXPECT_EQ(colourAtWidePixel(wide, 1000, 500), grey(200));
-}
-
-TEST(ScanColorizer, DamagedStationsAreRefused) {
-    const Bytes flat = jpegBytes(1200, 1600, grey(7)), calibration = classicCalibration({});
-    Bytes pixelless = flat;  // a header, and then nothing to decode
-    const std::uint8_t startOfScan[] = {0xFF, 0xDA};
-    pixelless.erase(
-        std::search(flat.begin(), flat.end(), std::begin(startOfScan), std::end(startOfScan)) -
-            flat.begin() + pixelless.begin() - 40,
-        pixelless.end());
-    const struct {
-        Bytes photo;
-        std::size_t calibrationLength;
-    } cases[] = {{Bytes(500, 3), 48}, {pixelless, 48}, {flat, 0},
-                 {flat, 8},           {flat, 30},      {flat, 47}};
-    for (const auto& [photo, length] : cases) {
-        const ClassicStation station;
-        station.addPhoto("a", photo);
-        if (length < 48) writeFile(station.inProject("camcal"), cutTo(calibration, length));
-        EXPECT_THROW(Colours{station}, std::exception) << photo.size() << ", " << length;
-    }
 }
 
 TEST(ScanColorizer, PhotosMayChangeAfterOpening) {
