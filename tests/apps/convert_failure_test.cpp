@@ -1,7 +1,5 @@
 #include "apps/made_scan.h"
 #include "common/progress.h"
-#include "support/conversion_fixture.h"
-#include "support/file_size_limit.h"
 #include "support/scan_bytes.h"
 
 #include <gtest/gtest.h>

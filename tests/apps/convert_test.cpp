@@ -225,11 +225,7 @@ TEST(Convert, FindsTheAnglesOfAnImportedScan) {
             EXPECT_NEAR(header->GetStartZenithAngle(), zenith, 0.01);
             EXPECT_NEAR(header->GetStopZenithAngle(), zenith - 200 * made.angles.elevationStep,
                         0.01);
-            EXPECT_EQ(header->GetAzimuthResolution(), 400u);
-            EXPECT_EQ(header->GetZenithResolution(), 200u);
         }
-        EXPECT_TRUE(cl3.GetFileVersion().starts_with("CL3_0.7"));
-        EXPECT_TRUE(clr.GetFileVersion().starts_with("CLR_0.7"));
         // A window moves the angles along.
         ASSERT_TRUE(cl3.Read(
             convert(folder / "a.cl3", folder / "w.cl3", {"--columns", "100:300"}).c_str()));

@@ -1,14 +1,11 @@
-#include "common/progress.h"
 #include "common/progress_line.h"
 
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
-#include <thread>
 
 namespace brisko::tool {
 
-using namespace scan;
 namespace {
 
 ProgressState state(std::uint64_t done, std::uint64_t total, double seconds) {

@@ -117,23 +117,6 @@ TEST(PtxReader, NamesTheLineThatIsDamaged) {
     }
 }
 
-TEST(PtxReader, ReadsAcrossTheBlocksOfAFile) {
-    // Lines of changing length, several blocks of them.
-    constexpr int kRows = 60000;
-    std::string cells;
-    for (int row = 0; row < kRows; ++row) {
-        cells += std::to_string(row + 1) + " " +
-                 std::string(static_cast<std::size_t>(row % 70), ' ') + "2 3 0.5\n";
-    }
-    const TempFolder folder;
-    writeFile(folder / "a.ptx", ptxText(1, kRows, cells));
-    const std::vector<CellPoint> points = readPtx(folder / "a.ptx").points;
-    ASSERT_EQ(points.size(), std::size_t{kRows});
-    for (int row = 0; row < kRows; ++row) {
-        ASSERT_EQ(points[static_cast<std::size_t>(row)].x, row + 1) << row;
-    }
-}
-
 std::string intensityText(float intensity) {
     char text[kLongestNumber];
     return {text, putIntensity(text, intensity)};

@@ -2,7 +2,6 @@
 #include <brisko_scan/staged_scan.h>
 #include "apps/tool_run.h"
 #include "support/conversion_fixture.h"
-#include "support/temp_folder.h"
 
 #include <brisko_codec/alignment.h>
 #include <gtest/gtest.h>

@@ -261,27 +261,6 @@ TEST(Cl3Conversion, LeavesAloneWhatNeedsNoIndex) {
     EXPECT_EQ(contentsOf(folder), before);
 }
 
-TEST(Cl3Conversion, RefusesScansThatAreNotWhole) {
-    const SilentOutput silent;
-    for (const std::uint32_t tileSize : {256U, 100U}) {
-        for (const char* damage : {"scan", "index", "index of another scan", "entry"}) {
-            const TempFolder folder;
-            writeTiles(folder, 310, 290, tileSize);
-            Bytes scan = readFile(folder / "scan.cl3");
-            Bytes index = readFile(folder / "scan.ij");
-            if (damage == std::string("scan")) scan.resize(scan.size() - 1);
-            if (damage == std::string("index")) index.resize(index.size() - 1);
-            if (damage == std::string("index of another scan"))
-                std::fill(index.begin() + 60, index.begin() + 60 + 400, std::uint8_t{0});
-            if (damage == std::string("entry")) index[60] = 1;  // cell (0, 0) has no point
-            writeFile(folder / "scan.cl3", scan);
-            writeFile(folder / "scan.ij", index);
-            EXPECT_FALSE(ConvertCl3ToCl3Indexed(folder / "scan.cl3")) << damage << tileSize;
-            EXPECT_EQ(folder.names(), (Names{"scan.cl3", "scan.ij"})) << damage;
-        }
-    }
-}
-
 TEST(Conversion, SaysWhyItFailedAndWhichFileIsAtFault) {
     using enum ConversionProblem;
     const SilentOutput silent;

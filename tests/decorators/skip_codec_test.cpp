@@ -1,8 +1,6 @@
 #include <brisko_codec/alignment.h>
-#include <brisko_codec/cl3_codec.h>
 #include <brisko_codec/color_codec.h>
 #include <brisko_codec/skip_codec.h>
-#include <brisko_codec/writers.h>
 
 #include "decorators/made_codec.h"
 #include "decorators/wrapped_codec.h"

@@ -100,7 +100,7 @@ TYPED_TEST(ScanHeaderOf, AFieldThatIsNotWholeKeepsItsValue) {
     fillCommon(header);
     const Bytes whole = written(header, folder);
     std::vector<std::size_t> ends = {0, 32, 44, 48, 52, 64, 72, 78};  // of the fields
-    if (whole.size() == 120) ends.push_back(80);  // two bytes of no meaning
+    if (whole.size() == 120) ends.push_back(80);                      // two bytes of no meaning
     for (std::size_t end = ends.back() + 4; end <= whole.size(); end += 4)
         ends.push_back(end);
     if (whole.size() == 115) ends.push_back(115);

@@ -1,5 +1,4 @@
 #include "logging/log.h"
-#include "logging/info_logger.h"
 
 #include <gtest/gtest.h>
 #include <boost/log/attributes/value_extraction.hpp>
@@ -12,7 +11,6 @@
 #include <atomic>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace {

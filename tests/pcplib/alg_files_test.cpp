@@ -272,12 +272,6 @@ TEST(AlgBlocks, ReadsTheAreasOfAsManyBlocksAsItHolds) {
     }
 }
 
-TEST(AlgBlocks, NeedAHeader) {
-    const TempFolder folder;
-    writeFile(folder / "scan.alg", withLine(1, "CL3_ALG_0.2\n"));
-    printedBy([&] { EXPECT_FALSE(AlgBlocks().ReadALGFile(folder / "scan.alg")); });
-}
-
 TEST(AlgBlocks, AnEmptyPathMeansTheLastFileAndFullDisksAreRemembered) {
     const TempFolder folder;
     AlgBlocks blocks = blocksWithAreas(1000);
@@ -305,6 +299,8 @@ TEST(AlgBlocks, ReportsWhichFileCannotBeOpened) {
               messageAbout("WriteALGFile", path));
     EXPECT_TRUE(blocks.HasWriteError());
     EXPECT_EQ(blocks.GetALGFilePath(), "");
+    writeFile(folder / "scan.alg", withLine(1, "CL3_ALG_0.2\n"));
+    printedBy([&] { EXPECT_FALSE(blocks.ReadALGFile(folder / "scan.alg")); });
 }
 
 TEST(PartFileName, StandsBesideTheScanAndShowsPartsFromTheSecondOn) {

@@ -11,7 +11,6 @@
 #include <filesystem>
 #include <stdexcept>
 #include <string>
-#include <typeinfo>
 
 #ifdef __SANITIZE_THREAD__
 // The other decoder brings a library that takes two locks of its own in both orders.

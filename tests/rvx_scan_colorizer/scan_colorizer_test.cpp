@@ -30,7 +30,6 @@ public:
     }
     /// The colour of the point that a camera along +x shows at a pixel of the 1200 x 1600.
     Rgb atPixel(int column, int row) { return of(10, (600 - column) / 100.0, (800 - row) / 100.0); }
-    RvxScanColorizer* operator->() { return &m_colorizer; }
 
 private:
     RvxScanColorizer m_colorizer;
@@ -72,32 +71,6 @@ TEST(ScanColorizer, PointsThatNoPhotoShowsStayBlack) {
         EXPECT_EQ(colours.of(p[0], p[1], p[2]), kNone) << p[0] << ' ' << p[1];
     for (const double far : {2e-6, 1e-3, 1.0, 1e6, 1e200})
         EXPECT_EQ(colours.of(far, 0, 0), grey(50)) << far;
-}
-
-TEST(ScanColorizer, ManyPointsAreColouredAsOneByOneHoweverSmallTheCache) {
-    const ClassicStation station;
-    station.addRing(40);
-    std::vector<double> positions;
-    constexpr std::size_t kPoints = 2000;
-    for (double i = 0; i < kPoints; ++i) {
-        positions.insert(positions.end(),
-                         {3 * std::cos(i * 0.007), 3 * std::sin(i * 0.007), std::sin(i * 0.1)});
-    }
-    std::vector<std::vector<std::uint8_t>> results;
-    for (const std::size_t capacity : {60U, 12U, 3U, 1U}) {
-        Colours colours(station, capacity);
-        auto& all = results.emplace_back(positions.size());
-        colours->colourPoints(positions.data(), kPoints, all.data());
-        for (std::size_t i = 0; i < 3 * kPoints; i += capacity < 12 ? 3 * 97 : 3) {
-            const Rgb one = colours.of(positions[i], positions[i + 1], positions[i + 2]);
-            ASSERT_EQ(one, (Rgb{all[i], all[i + 1], all[i + 2]})) << i;
-        }
-    }
-    for (const auto& all : results)
-        EXPECT_EQ(all, results[0]);
-    EXPECT_GT(std::count_if(results[0].begin(), results[0].end(), [](int v) { return v != 0; }),
-              5900);
-    EXPECT_EQ(Colours(station, 0).of(10, 0, 0), kNone);
 }
 
 /// A "W" camera along +x: 2560 x 1920 pixels of 0.002 mm, principal distance 5 mm.

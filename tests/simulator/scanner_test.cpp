@@ -1,11 +1,9 @@
 #include "simulator/scanner.h"
-#include "simulator/column_bands.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cmath>
-#include <stdexcept>
 #include <tuple>
 
 namespace brisko::simulator {
