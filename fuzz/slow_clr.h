@@ -6,7 +6,6 @@
 
 #include <cmath>
 #include <cstring>
-#include <optional>
 
 namespace brisko::fuzz {
 
@@ -29,9 +28,6 @@ struct SlowClrHeader {
     std::uint64_t cells() const {
         return static_cast<std::uint64_t>(columns) * static_cast<std::uint64_t>(rows);
     }
-    /// The bytes of a block of plain records, for grids that a file of a test can hold.
-    std::uint64_t blockSize() const { return 1 + 20 * cells(); }
-
     std::int64_t columns = 0, rows = 0;
     int format = 0;
     std::uint32_t blocks = 0;
@@ -98,13 +94,6 @@ inline SlowPoints pointsOf(const SlowClrHeader& header, const std::vector<ClrRec
     return all;
 }
 
-inline ClrRecord recordAt(ByteSpan bytes, std::uint64_t at) {
-    ClrRecord record;
-    static_assert(sizeof record == 20);
-    std::memcpy(&record, bytes.data() + at, sizeof record);
-    return record;
-}
-
 inline constexpr std::size_t kPiece = 250;
 
 /// A compressed piece of a known length: what it lacks are zeros, what it has too much does not matter.
@@ -160,8 +149,12 @@ inline std::vector<ClrRecord> cellsOf(ByteSpan bytes, const SlowClrHeader& heade
         std::uint64_t start = 120;
         for (std::uint32_t k = 0; k < header.blocks && start < bytes.size(); ++k) {
             const std::uint64_t at = start + 1 + 20 * i;
-            if (at + 20 <= bytes.size()) merge.add(recordAt(bytes, at), bytes[start]);
-            start += header.blockSize();
+            ClrRecord record;  // of 20 bytes
+            if (at + sizeof record <= bytes.size()) {
+                std::memcpy(&record, bytes.data() + at, sizeof record);
+                merge.add(record, bytes[start]);
+            }
+            start += 1 + 20 * header.cells();  // a block of plain records
         }
         cells.push_back(merge.record());
     }

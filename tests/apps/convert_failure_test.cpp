@@ -18,19 +18,15 @@ using namespace brisko::test;
 constexpr ScanAngles kAngles{170, -0.5, 40, -0.25};
 
 /// Ctrl-C before the first point was read.
-[[noreturn]] void convertInterrupted(const std::string& input, const std::string& output) {
+void interrupt() {
     std::signal(SIGINT, SIG_DFL);  // a shell may have started the tests with it ignored
     installInterruptHandler();
     std::raise(SIGINT);
+}
+[[noreturn]] void convertInterrupted(const std::string& input, const std::string& output) {
+    interrupt();
     const char* line[] = {"brisko", "convert", input.c_str(), output.c_str()};
     std::exit(runTool(4, line));
-}
-
-void interruptTwice() {
-    std::signal(SIGINT, SIG_DFL);  // a shell may have started the tests with it ignored
-    installInterruptHandler();
-    std::raise(SIGINT);
-    std::raise(SIGINT);
 }
 
 TEST(ConvertFailure, StopsCleanlyWhenInterrupted) {
@@ -40,7 +36,7 @@ TEST(ConvertFailure, StopsCleanlyWhenInterrupted) {
         EXPECT_EXIT(convertInterrupted(folder / "a.ptx", folder / output),
                     testing::ExitedWithCode(130), "stopped");
     }
-    EXPECT_EXIT(interruptTwice(), testing::KilledBySignal(SIGINT), "");
+    EXPECT_EXIT((interrupt(), std::raise(SIGINT)), testing::KilledBySignal(SIGINT), "");
     EXPECT_EQ(folder.names(), std::vector<std::string>{"a.ptx"});
 }
 
@@ -73,7 +69,6 @@ TEST(Failure, ShowsByItsExitCodeWhatIsWrongAndLeavesNothing) {
         {{a, out, "--columns", "2:2"}, 2, "0:4"},
         {{a, out, "--columns", "0:5"}, 2, "0:4"},
         {{a, out, "--columns", ":"}, 2, "--columns"},
-        {{a, out, "--columns", "3"}, 2, "--columns"},
         {{a, out, "--rows", "a:b"}, 2, "--rows"},
         {{a, out, "--rows", "0:99999999999"}, 2, "--rows"},
         {{a, out, "--box", "1,2,3"}, 2, "--box"},
@@ -90,8 +85,6 @@ TEST(Failure, ShowsByItsExitCodeWhatIsWrongAndLeavesNothing) {
         {{a, folder / "b.cl3"}, 4, "b.cl3"},
         {{folder / "far.ptx", folder / "out.clr"}, 4, "row 0"},
         {{huge, folder / "out.cl3"}, 3, "out of proportion"},
-        {{huge, folder / "out.clr"}, 3, "out of proportion"},
-        {{huge, folder / "out.ptx"}, 3, "out of proportion"},
         {{"panorama", a, "-o", folder / "o.jpg"}, 2, "o.jpg"},
         {{"panorama", a, "-o", png, "--mode", "colour"}, 2, "a.ptx"},
         {{"panorama", grid, "-o", png, "--mode", "colour"}, 2, "a.cl3"},

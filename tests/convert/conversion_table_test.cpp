@@ -261,6 +261,25 @@ TEST(Cl3Conversion, LeavesAloneWhatNeedsNoIndex) {
     EXPECT_EQ(contentsOf(folder), before);
 }
 
+TEST(Cl3Conversion, RefusesScansThatAreNotWhole) {
+    const SilentOutput silent;
+    const TempFolder folder;
+    writeTiles(folder, 310, 290, 100);  // tiles that are read column by column
+    const Bytes scan = readFile(folder / "scan.cl3"), index = readFile(folder / "scan.ij");
+    Bytes ofAnother = index, wrongEntry = index;
+    std::fill_n(ofAnother.begin() + 60, 400, std::uint8_t{0});
+    wrongEntry[60] = 1;  // cell (0, 0) has no point
+    for (const auto& [scanBytes, indexBytes] : {std::pair(cutTo(scan, scan.size() - 1), index),
+                                                {scan, cutTo(index, index.size() - 1)},
+                                                {scan, ofAnother},
+                                                {scan, wrongEntry}}) {
+        writeFile(folder / "scan.cl3", scanBytes);
+        writeFile(folder / "scan.ij", indexBytes);
+        EXPECT_FALSE(ConvertCl3ToCl3Indexed(folder / "scan.cl3"));
+        EXPECT_EQ(folder.names(), (Names{"scan.cl3", "scan.ij"}));
+    }
+}
+
 TEST(Conversion, SaysWhyItFailedAndWhichFileIsAtFault) {
     using enum ConversionProblem;
     const SilentOutput silent;

@@ -152,7 +152,8 @@ TYPED_TEST(WriterCopies, ShareTheirFilesAndCompleteThemOnce) {
     const TempFolder folder;
     CLRFileHeader header = grid(1, 3);
     TypeParam writer;
-    auto writePoint = [row = 0U](TypeParam& one) mutable {
+    [[maybe_unused]] std::uint32_t row = 0;
+    const auto writePoint = [&](TypeParam& one) {
         if constexpr (std::is_same_v<TypeParam, CL3WriterCodec>)
             one.WritePoint(1, 2, 3, 4, 0, 0, 0, 255);
         else
