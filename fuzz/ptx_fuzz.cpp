@@ -5,8 +5,8 @@
 #include "scan_folder.h"
 
 #include <brisko_scan/scan_error.h>
+#include "apps/ptx_scan.h"
 #include "scan/formats/ptx/ptx_output.h"
-#include "scan/formats/ptx/ptx_reader.h"
 
 #include <cmath>
 #include <optional>
@@ -15,21 +15,12 @@ namespace brisko::fuzz {
 
 namespace {
 
-struct Scan {
-    scan::PtxHeader header;
-    bool hasColour = false;
-    std::vector<CellPoint> points;
-};
+using Scan = test::PtxScan;
 
 /// Nothing when the file is refused.
 std::optional<Scan> read(const std::string& path, std::size_t capacity) {
     try {
-        scan::PtxReader reader(path);
-        Scan scan{reader.header(), reader.hasColour(), {}};
-        std::vector<CellPoint> some;
-        for (reader.read(some, capacity); !some.empty(); reader.read(some, capacity))
-            scan.points.insert(scan.points.end(), some.begin(), some.end());
-        return scan;
+        return test::readPtx(path, capacity);
     } catch (const brisko::scan::ScanError& error) {
         expect(error.kind() == brisko::scan::ErrorKind::Damaged);
         return std::nullopt;

@@ -6,7 +6,6 @@
 
 #include <cmath>
 #include <cstring>
-#include <optional>
 
 namespace brisko::fuzz {
 
@@ -29,9 +28,6 @@ struct SlowClrHeader {
     std::uint64_t cells() const {
         return static_cast<std::uint64_t>(columns) * static_cast<std::uint64_t>(rows);
     }
-    /// The bytes of a block of plain records, for grids that a file of a test can hold.
-    std::uint64_t blockSize() const { return 1 + 20 * cells(); }
-
     std::int64_t columns = 0, rows = 0;
     int format = 0;
     std::uint32_t blocks = 0;
@@ -98,13 +94,6 @@ inline SlowPoints pointsOf(const SlowClrHeader& header, const std::vector<ClrRec
     return all;
 }
 
-inline ClrRecord recordAt(ByteSpan bytes, std::uint64_t at) {
-    ClrRecord record;
-    static_assert(sizeof record == 20);
-    std::memcpy(&record, bytes.data() + at, sizeof record);
-    return record;
-}
-
 inline constexpr std::size_t kPiece = 250;
 
 /// A compressed piece of a known length: what it lacks are zeros, what it has too much does not matter.
@@ -115,51 +104,30 @@ inline std::vector<ClrRecord> decodePadded(ByteSpan stream, std::size_t points) 
     return test::decodeLine(piece, points);
 }
 
-/// Compressed blocks as the same blocks of plain records.
-struct Unpacked {
-    Bytes plain;
-    bool damaged = false;  // ends at a piece of a length that none has
-    bool cut = false;      // the file ends before the last piece
-
-    /// The plain records after the header of their file.
-    Bytes asFile(ByteSpan packed) const {
-        Bytes file(packed.begin(),
-                   packed.begin() + std::min<std::ptrdiff_t>(std::ssize(packed), 120));
-        file.resize(120);
-        file.insert(file.end(), plain.begin(), plain.end());
-        return file;
-    }
-};
-
-/// Stops where the file ends, unless what it lacks is wanted as zeros.
-inline Unpacked unpack(ByteSpan bytes, const SlowClrHeader& header, bool padded) {
-    Unpacked out;
+/// Compressed lines as a file of plain records; ends where the file does, and before a piece of a length that
+/// none has.
+inline Bytes unpack(ByteSpan bytes, const SlowClrHeader& header) {
+    Bytes plain(bytes.begin(), bytes.begin() + std::min<std::ptrdiff_t>(std::ssize(bytes), 120));
+    plain.resize(120);
     std::size_t at = 120;
-    const auto rows = static_cast<std::size_t>(header.hasCells() ? header.rows : 0);
-    for (std::uint32_t block = 0; block < header.blocks; ++block) {
-        out.cut = out.cut || at >= bytes.size();
-        if (out.cut && !padded) return out;
-        out.plain.push_back(out.cut ? std::uint8_t{0} : bytes[at]);
-        ++at;
-        for (std::int64_t line = 0; rows > 0 && line < header.columns; ++line) {
+    const auto rows = static_cast<std::size_t>(header.rows);
+    for (std::uint32_t block = 0; block < header.blocks && at < bytes.size(); ++block) {
+        plain.push_back(bytes[at++]);
+        for (std::int64_t line = 0; line < header.columns; ++line) {
             for (std::size_t done = 0; done < rows; done += kPiece) {
                 const std::size_t points = std::min(kPiece, rows - done);
                 std::uint32_t length = 0;
-                out.cut = out.cut || at + 4 > bytes.size();
-                if (!out.cut) std::memcpy(&length, bytes.data() + at, 4);
-                out.damaged = length > 5000;
-                if (out.damaged) return out;
-                out.cut = out.cut || at + 4 + length > bytes.size();
-                if (out.cut && !padded) return out;
+                if (at + 4 > bytes.size()) return plain;
+                std::memcpy(&length, bytes.data() + at, 4);
+                if (length > 5000 || at + 4 + length > bytes.size()) return plain;
                 const Bytes records =
-                    out.cut ? Bytes(20 * points)
-                            : test::clrRecords(decodePadded(bytes.subspan(at + 4, length), points));
-                out.plain.insert(out.plain.end(), records.begin(), records.end());
+                    test::clrRecords(decodePadded(bytes.subspan(at + 4, length), points));
+                plain.insert(plain.end(), records.begin(), records.end());
                 at += 4 + length;
             }
         }
     }
-    return out;
+    return plain;
 }
 
 /// Whether a file of that header is one of plain records: sorted copies keep the format of their input.
@@ -175,14 +143,18 @@ inline std::vector<ClrRecord> cellsOf(ByteSpan bytes, const SlowClrHeader& heade
     std::vector<ClrRecord> cells;
     if (!header.hasCells() || header.blocks == 0) return cells;
     Bytes unpacked;
-    if (!isPlain(bytes, header)) bytes = unpacked = unpack(bytes, header, false).asFile(bytes);
+    if (!isPlain(bytes, header)) bytes = unpacked = unpack(bytes, header);
     for (std::uint64_t i = 0; i < header.cells() && 121 + 20 * i + 20 <= bytes.size(); ++i) {
         SlowMerge merge;
         std::uint64_t start = 120;
         for (std::uint32_t k = 0; k < header.blocks && start < bytes.size(); ++k) {
             const std::uint64_t at = start + 1 + 20 * i;
-            if (at + 20 <= bytes.size()) merge.add(recordAt(bytes, at), bytes[start]);
-            start += header.blockSize();
+            ClrRecord record;  // of 20 bytes
+            if (at + sizeof record <= bytes.size()) {
+                std::memcpy(&record, bytes.data() + at, sizeof record);
+                merge.add(record, bytes[start]);
+            }
+            start += 1 + 20 * header.cells();  // a block of plain records
         }
         cells.push_back(merge.record());
     }

@@ -32,7 +32,7 @@ public:
 
 std::unique_ptr<RvxScanColorizer> openStation(const std::string& folder) {
     try {
-        return std::make_unique<RvxScanColorizer>(folder, 60);
+        return std::make_unique<RvxScanColorizer>(folder, 1);  // photos go and come
     } catch (const std::exception&) {
         return nullptr;
     }

@@ -232,27 +232,6 @@ TEST(Colour, WhatKeepsItFromColouringIsNamedAndNothingIsWritten) {
     EXPECT_EQ(run({"colour", station.scan(), station.scan()}).code, 2);
 }
 
-TEST(Colour, APhotoThatIsOpenedLateAndCannotBeDecodedLeavesItsPointsBlack) {
-    const TwoPhotos station;
-    // More photos than a reader keeps, looking up; the last looks ahead, as the one named so.
-    for (int i = 0; i < 60; ++i)
-        station.addPhoto("up" + std::to_string(10 + i), jpegBytes(12, 16, grey(9)), 0, 90);
-    station.addPhoto("z", undecodable(), 0);
-    const ToolRun result = run({"colour", "--json", station.scan(), station.out("c.ptx")});
-    ASSERT_EQ(result.code, 0) << result.err;
-    EXPECT_TRUE(contains(result.err, "z.jpg: damaged after its header; cannot be decoded"))
-        << result.err;
-    EXPECT_EQ(Json::parse(result.out)["photos"]["list"][62]["pixels"], "unreadable");
-    for (const CellPoint& p : readPtx(station.out("c.ptx")).points) {
-        if (p.x > 4 && std::abs(p.y) < 0.5) {
-            ASSERT_EQ(p.red, 0);
-        }
-        if (p.x < -4 && std::abs(p.y) < 0.5) {
-            ASSERT_EQ(p.red, kBehind);
-        }
-    }
-}
-
 TEST(Colour, InfoAndCheckTellWhatLiesBesideAScan) {
     const TwoPhotos station;
     const Bytes jpeg = readFile(station.inScan("ahead.jpg"));
@@ -265,9 +244,6 @@ TEST(Colour, InfoAndCheckTellWhatLiesBesideAScan) {
         EXPECT_EQ(result.code, code) << result.out;
         return Json::parse(result.out)["scans"][0];
     };
-    EXPECT_EQ(info()["found"], 3);
-    EXPECT_EQ(info()["used"], 2);
-    EXPECT_EQ(info()["stationKind"], 1);
     EXPECT_EQ(info()["list"][2]["use"], "withoutAngles");
     EXPECT_TRUE(info()["culprit"].is_null());
     EXPECT_TRUE(

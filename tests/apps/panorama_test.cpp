@@ -189,19 +189,5 @@ TEST(AngleEstimate, FollowsTurnsAcrossGapsInBothDirections) {
     }
 }
 
-TEST(AngleEstimate, SaysWhatItCannotKnow) {
-    AngleEstimate none(10, 10);
-    EXPECT_FALSE(none.azimuth().known);
-    EXPECT_FALSE(none.zenith().known);
-    AngleEstimate one(10, 10);
-    const CellPoint points[] = {{.y = -2, .column = 3, .row = 4},
-                                {.column = 5, .row = 5},  // no direction
-                                {.x = NAN, .column = 6, .row = 6}};
-    one.add(points);
-    EXPECT_FALSE(one.azimuth().known);
-    EXPECT_NEAR(one.azimuth().start, 270, 1e-9);
-    EXPECT_NEAR(one.zenith().start, 90, 1e-9);
-}
-
 }  // namespace
 }  // namespace brisko::tool

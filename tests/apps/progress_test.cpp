@@ -3,11 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
-#include <thread>
 
 namespace brisko::tool {
 
-using namespace scan;
 namespace {
 
 ProgressState state(std::uint64_t done, std::uint64_t total, double seconds) {
@@ -59,30 +57,6 @@ TEST(ProgressLine, IsAnObjectForPrograms) {
     EXPECT_EQ(barLine(staged, 70),
               "convert  [#######........]  50 %  5 points/s  0:01 left  Pcp Indexing1");
     EXPECT_EQ(barLine(staged, 60), barLine(state(5, 10, 1), 60));  // no room for it
-}
-
-TEST(Progress, IsSilentForShortWorkAndTellsTheEndOfLongWork) {
-    testing::internal::CaptureStderr();
-    {
-        ProgressDisplay display(ProgressStyle::Json);
-        const ProgressFunction function = display.function();
-        TaskProgress progress(function, "short", 10);
-        progress.advanceTo(10);
-    }
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-    testing::internal::CaptureStderr();
-    {
-        ProgressDisplay display(ProgressStyle::Json);
-        const ProgressFunction function = display.function();
-        TaskProgress progress(function, "long", 10);
-        std::this_thread::sleep_for(std::chrono::milliseconds(1050));
-        progress.advanceTo(10);
-    }
-    const std::string lines = testing::internal::GetCapturedStderr();
-    const std::size_t end = lines.find('\n');
-    ASSERT_NE(end, std::string::npos);
-    EXPECT_EQ(nlohmann::json::parse(lines.substr(0, end))["finished"], false);
-    EXPECT_EQ(nlohmann::json::parse(lines.substr(end))["finished"], true);
 }
 
 }  // namespace

@@ -42,20 +42,6 @@ TEST(PtxReader, GivesPointsTheirCellsAndPassesOverEmptyOnes) {
     }
 }
 
-TEST(PtxReader, TurnsTheMatrixForColumnVectors) {
-    const TempFolder folder;
-    writeFile(folder / "a.ptx", ptxText(1, 1, "1 2 3 0.5 10 20 255\n", kTurnedLines));
-    PtxReader reader(folder / "a.ptx");
-    EXPECT_TRUE(reader.hasColour());
-    double x = 1, y = 2, z = 3;
-    AlignmentMatrix(reader.header().matrix).apply(x, y, z);
-    EXPECT_EQ(x, 8);
-    EXPECT_EQ(y, 21);
-    EXPECT_EQ(z, 33);
-    EXPECT_EQ(reader.header().matrix[3], 10);
-    EXPECT_EQ(readPtx(folder / "a.ptx").points.at(0).blue, 255);
-}
-
 TEST(PtxReader, ReadsLineEndsOfEverySystemAndBlankLinesAtTheEnd) {
     const TempFolder folder;
     std::string text = ptxText(1, 2, "1 2 3 0.5\n4 5 6 0.5\n");
@@ -128,23 +114,6 @@ TEST(PtxReader, NamesTheLineThatIsDamaged) {
         const ToolRun check = test::run({"check", folder / "bad.ptx"});
         EXPECT_EQ(check.code, 3) << bad.what;
         EXPECT_TRUE(contains(check.out + check.err, bad.message)) << bad.what << check.out;
-    }
-}
-
-TEST(PtxReader, ReadsAcrossTheBlocksOfAFile) {
-    // Lines of changing length, several blocks of them.
-    constexpr int kRows = 60000;
-    std::string cells;
-    for (int row = 0; row < kRows; ++row) {
-        cells += std::to_string(row + 1) + " " +
-                 std::string(static_cast<std::size_t>(row % 70), ' ') + "2 3 0.5\n";
-    }
-    const TempFolder folder;
-    writeFile(folder / "a.ptx", ptxText(1, kRows, cells));
-    const std::vector<CellPoint> points = readPtx(folder / "a.ptx").points;
-    ASSERT_EQ(points.size(), std::size_t{kRows});
-    for (int row = 0; row < kRows; ++row) {
-        ASSERT_EQ(points[static_cast<std::size_t>(row)].x, row + 1) << row;
     }
 }
 

@@ -2,7 +2,6 @@
 #include <brisko_scan/staged_scan.h>
 #include "apps/tool_run.h"
 #include "support/conversion_fixture.h"
-#include "support/temp_folder.h"
 
 #include <brisko_codec/alignment.h>
 #include <gtest/gtest.h>
@@ -43,21 +42,6 @@ TEST(StagedScan, SharesAnAlignmentWithANeighbourOnlyWhenItIsTheSame) {
     }
     EXPECT_EQ(folder.names(), (Names{"a.alg", "a.cl3", "a.clr"}));
     EXPECT_EQ(readText(folder / "a.alg"), alignment);
-}
-
-TEST(StagedScan, RefusesWhatItCouldNotPutInPlace) {
-    const TempFolder folder;
-    std::filesystem::create_directory(folder / "a.cl3");
-    writeFile(folder / "b.CL3", "same index");
-    for (const char* output : {"a.cl3", "b.cl3", "none/a.cl3", "b.CL3/a.cl3"}) {
-        try {
-            const StagedScan staged(folder / output);
-            ADD_FAILURE() << output << " was taken";
-        } catch (const ScanError& error) {
-            EXPECT_EQ(error.kind(), ErrorKind::NotWritten) << output;
-        }
-    }
-    EXPECT_EQ(folder.names(), (Names{"a.cl3", "b.CL3"}));
 }
 
 TEST(StagedScan, AnOutputIsNewWhenNeitherItNorACompanionOfItsOwnIsThere) {

@@ -172,19 +172,5 @@ TEST_F(CellReader, ReportsPointsThatTheScanDoesNotHold) {
     }
 }
 
-TEST_F(CellReader, OpensIndexedScansOnly) {
-    CL3CellReader reader;
-    CellPoint point;
-    std::vector<CellPoint> points;
-    for (const std::string& bad : {m_folder / "missing.cl3", m_folder / "scan", std::string()})
-        EXPECT_FALSE(reader.open(bad.c_str()));
-    EXPECT_FALSE(reader.open(nullptr));
-    EXPECT_EQ(reader.readCell(0, 0, point), CellState::Empty);
-    EXPECT_EQ(reader.readWindow({0, 1, 0, 1}, points), CellState::Empty);
-    std::filesystem::remove(m_folder / "scan.ij");
-    EXPECT_FALSE(reader.open(path().c_str()));
-    EXPECT_EQ(reader.columns(), 0U);
-}
-
 }  // namespace
 }  // namespace brisko

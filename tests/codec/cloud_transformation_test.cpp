@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <utility>
 
 namespace {
 
@@ -32,22 +31,6 @@ TEST(CloudTransformation, TakesMatricesByRowsAndByColumns) {
     const Position moved = {6, 21, 39};  // the fourth row has no part in it
     EXPECT_EQ(transformed(byRows, {1, 2, 3}), moved);
     EXPECT_EQ(transformed(byColumns, {1, 2, 3}), moved);
-}
-
-TEST(CloudTransformation, CopiesAreIndependent) {
-    double matrix[16] = {1, 0, 0, 1, 0, 1, 0, 2, 0, 0, 1, 3, 0, 0, 0, 1};
-    CloudTransformation original, assigned;
-    CloudTransformation copy(original);
-    assigned = original;
-    assigned = *&assigned;
-    CloudTransformation moved(std::move(assigned));
-    for (CloudTransformation* other : {&copy, &moved}) {
-        other->SetTransformationMatrix(matrix);
-        EXPECT_EQ(transformed(*other, {0, 0, 0}), (Position{1, 2, 3}));
-        EXPECT_EQ(transformed(original, {0, 0, 0}), (Position{0, 0, 0}));
-    }
-    original = copy;
-    EXPECT_EQ(transformed(original, {0, 0, 0}), (Position{1, 2, 3}));
 }
 
 TEST(CloudTransformation, CoordinatesMayShareAVariable) {

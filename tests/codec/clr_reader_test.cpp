@@ -106,50 +106,5 @@ TEST(CLRReader, EndsHoweverMuchAFileClaims) {
     EXPECT_EQ(tileSize, 0U);
 }
 
-TEST(CLRReader, ADamagedPieceEndsItsBlockOnly) {
-    const TempFolder folder;
-    const std::string path = folder / "scan.clr";
-    const std::vector<ClrRecord> near(3, {10'000, 0, 0, 0, 1}), far(3, {20'000, 0, 0, 0, 2});
-    // Three lines of one point each; pieces of 12 bytes with their lengths.
-    const Bytes whole = scanOf(3, 1, 2, {{0, near}, {0, far}});
-    const std::size_t piece = 4 + 1 + (2 + 1) + 1 + 1 + 1 + 1;
-    ASSERT_GE(whole.size(), 121 + 3 * piece);
-    const auto read = [&](const Bytes& bytes) {
-        writeFile(path, bytes);
-        std::vector<double> xs;
-        for (const TestPoint& p : readScan<CLRGridCodec>(path))
-            xs.push_back(p.x);
-        return xs;
-    };
-    EXPECT_EQ(read(whole), (std::vector<double>{2, 2, 2}));
-
-    Bytes overlong =
-        whole;  // the second block cannot be found: the first is read as far as it goes
-    const std::size_t pieceSize = (whole.size() - 122) / 6;
-    overlong[121 + pieceSize + 1] = 0x14;  // length 0x14.. = over 5,000
-    EXPECT_EQ(read(overlong), (std::vector<double>{1}));
-
-    Bytes cut = whole;
-    cut.resize(whole.size() - 1);  // the last piece of the second block
-    EXPECT_EQ(read(cut), (std::vector<double>{2, 2, 1}));
-}
-
-TEST(CLRReader, APieceShorterThanItsPointsReadsZerosNotWhatFollows) {
-    const TempFolder folder;
-    const std::string path = folder / "scan.clr";
-    ByteWriter bytes;
-    bytes.bytes(clrHeader(2, 2, 2, 1)).u8(0);
-    // The piece says 8 bytes: one whole point and nothing of the second. Zeros repeat a point.
-    bytes.u32(8).bytes(fromHex("00 64 00 00 00 05 00 00"));
-    bytes.u32(13).bytes(fromHex("00 01 00 00 00 01  00 01 00 00 00 01  00"));
-    writeFile(path, bytes);
-    const auto points = readScan<CLRGridCodec>(path);
-    ASSERT_EQ(points.size(), 4U);
-    EXPECT_EQ(points[0].x, 0.01);
-    EXPECT_EQ(points[1].x, 0.01);
-    EXPECT_EQ(points[2].x, 0.0001);
-    EXPECT_EQ(points[3].x, 0.0002);
-}
-
 }  // namespace
 }  // namespace brisko

@@ -263,22 +263,20 @@ TEST(Cl3Conversion, LeavesAloneWhatNeedsNoIndex) {
 
 TEST(Cl3Conversion, RefusesScansThatAreNotWhole) {
     const SilentOutput silent;
-    for (const std::uint32_t tileSize : {256U, 100U}) {
-        for (const char* damage : {"scan", "index", "index of another scan", "entry"}) {
-            const TempFolder folder;
-            writeTiles(folder, 310, 290, tileSize);
-            Bytes scan = readFile(folder / "scan.cl3");
-            Bytes index = readFile(folder / "scan.ij");
-            if (damage == std::string("scan")) scan.resize(scan.size() - 1);
-            if (damage == std::string("index")) index.resize(index.size() - 1);
-            if (damage == std::string("index of another scan"))
-                std::fill(index.begin() + 60, index.begin() + 60 + 400, std::uint8_t{0});
-            if (damage == std::string("entry")) index[60] = 1;  // cell (0, 0) has no point
-            writeFile(folder / "scan.cl3", scan);
-            writeFile(folder / "scan.ij", index);
-            EXPECT_FALSE(ConvertCl3ToCl3Indexed(folder / "scan.cl3")) << damage << tileSize;
-            EXPECT_EQ(folder.names(), (Names{"scan.cl3", "scan.ij"})) << damage;
-        }
+    const TempFolder folder;
+    writeTiles(folder, 310, 290, 100);  // tiles that are read column by column
+    const Bytes scan = readFile(folder / "scan.cl3"), index = readFile(folder / "scan.ij");
+    Bytes ofAnother = index, wrongEntry = index;
+    std::fill_n(ofAnother.begin() + 60, 400, std::uint8_t{0});
+    wrongEntry[60] = 1;  // cell (0, 0) has no point
+    for (const auto& [scanBytes, indexBytes] : {std::pair(cutTo(scan, scan.size() - 1), index),
+                                                {scan, cutTo(index, index.size() - 1)},
+                                                {scan, ofAnother},
+                                                {scan, wrongEntry}}) {
+        writeFile(folder / "scan.cl3", scanBytes);
+        writeFile(folder / "scan.ij", indexBytes);
+        EXPECT_FALSE(ConvertCl3ToCl3Indexed(folder / "scan.cl3"));
+        EXPECT_EQ(folder.names(), (Names{"scan.cl3", "scan.ij"}));
     }
 }
 

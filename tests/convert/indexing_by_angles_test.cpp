@@ -102,6 +102,7 @@ TEST(IndexByAngles, KeepsPointsThatShareACell) {
     for (int i = 0; i < 2'000; ++i)
         points.push_back(pointIn(angles, 100, 3, 1.0 + i, 0));
     points.push_back(pointIn(angles, 300, 2, 5, 0));
+    points.push_back({.z = -5, .intensity = 9});  // at the very end of the angles
     const TempFolder folder;
     writePlain(folder / "lone.cl3", angles, points);
     ASSERT_TRUE(indexCL3ByAngles(folder / "lone.cl3", folder / "out.cl3", nullptr));
@@ -114,6 +115,7 @@ TEST(IndexByAngles, KeepsPointsThatShareACell) {
     EXPECT_EQ(after, before);
     EXPECT_EQ(indexed.at({300, 2}).intensity, 301);  // carried points do not take its place
     EXPECT_EQ(indexed.at({100, 3}).x, points[0].x);
+    EXPECT_EQ(indexed.at({0, 5}).intensity, 9);
 }
 
 TEST(IndexByAngles, RefusesWhatItCannotPlace) {

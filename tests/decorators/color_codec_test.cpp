@@ -4,31 +4,13 @@
 #include "support/photo_station.h"
 #include "support/read_points.h"
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <pthread.h>
 #include <boost/thread/thread.hpp>
 
-#include <cerrno>
 #include <cmath>
 #include <filesystem>
 #include <functional>
 #include <map>
-#include <thread>
-
-namespace {
-
-std::atomic<bool> noMoreThreads = false;
-
-}  // namespace
-
-/// Stands before the system's own: a process that may not start threads.
-extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
-                              void* (*routine)(void*), void* argument) {
-    using Create = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
-    static const auto create = reinterpret_cast<Create>(dlsym(RTLD_NEXT, "pthread_create"));
-    return noMoreThreads ? EAGAIN : create(thread, attributes, routine, argument);
-}
 
 namespace brisko {
 namespace {
@@ -299,22 +281,6 @@ TEST(ReadAheadColorCodec, WorkersAreJoinedBeforeAnythingGoes) {
     codec.reset();
 }
 
-TEST(ReadAheadColorCodec, ColoursWithoutThreadsToo) {
-    const ClassicStation station;
-    station.addRing(60);
-    const auto read = [&](bool ahead) {
-        const CodecPtr<BriskoCodec> codec(Creator::CreateGridCodec(makeCodec(5000), ahead));
-        noMoreThreads = true;
-        EXPECT_TRUE(codec->Open(scanIn(station).c_str()));
-        const std::vector<TestPoint> points = readAll(*codec);
-        noMoreThreads = false;
-        return points;
-    };
-    const std::vector<TestPoint> expected = read(false);
-    ASSERT_EQ(expected.size(), 5000u);
-    EXPECT_EQ(read(true), expected);
-}
-
 TEST(ReadAheadColorCodec, AnInterruptedReadLosesNothing) {
     const ClassicStation station;
     station.addRing(60);
@@ -344,25 +310,6 @@ TEST(ReadAheadColorCodec, AnInterruptedReadLosesNothing) {
     ASSERT_EQ(expected.size(), 3000u);
     for (const std::size_t at : {0U, 1U, 1500U})
         EXPECT_EQ(read(at), expected) << at;
-}
-
-TEST(ReadAheadColorCodec, TwoScansSideBySideAreColouredAsAlone) {
-    const ClassicStation stations[2];
-    stations[0].addRing(60);
-    stations[1].addRing(90);
-    const auto read = [&](std::size_t i) {
-        const CodecPtr<BriskoCodec> codec(Creator::CreateGridCodec(makeCodec(30'000), true));
-        EXPECT_TRUE(codec->Open(scanIn(stations[i]).c_str()));
-        return readAll(*codec);
-    };
-    const std::vector<TestPoint> alone[2] = {read(0), read(1)};
-    ASSERT_NE(alone[0], alone[1]);
-    std::vector<TestPoint> together[2];
-    std::thread other([&] { together[1] = read(1); });
-    together[0] = read(0);
-    other.join();
-    for (const int i : {0, 1})
-        EXPECT_EQ(together[i], alone[i]);
 }
 
 }  // namespace

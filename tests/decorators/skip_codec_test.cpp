@@ -1,8 +1,6 @@
 #include <brisko_codec/alignment.h>
-#include <brisko_codec/cl3_codec.h>
 #include <brisko_codec/color_codec.h>
 #include <brisko_codec/skip_codec.h>
-#include <brisko_codec/writers.h>
 
 #include "decorators/made_codec.h"
 #include "decorators/wrapped_codec.h"
@@ -132,29 +130,6 @@ TEST(SkipCodec, AWrappedNullOrUnopenedCodecIsHarmless) {
         EXPECT_EQ(getAlignment(*wrapper).source, AlignmentSource::None);
         setFrame(*wrapper, Frame::Scanner);
     }
-}
-
-TEST(SkipCodec, TheAlignmentShowsThroughWrappers) {
-    const TempFolder folder;
-    CL3WriterCodec writer;
-    ASSERT_TRUE(writer.Open((folder / "scan.cl3").c_str(), nullptr));
-    writer.WritePoint(1, 2, 3, 100, 0, 0, 0, 255);
-    writer.Close();
-    writeFile(folder / "scan.alg", "CL3_ALG_0.1\n1 0 0 5//matrix 1\n0 1 0 6\n0 0 1 7\n0 0 0 1\n");
-    // The points are tested where they are delivered: aligned, this one is over 14 m away.
-    BriskoCodec* const inner = SkipCodecCreator::CreateCodec(CL3Codec::Create(), 14);
-    const OwnedCodec wrapper(SkipCodecCreator::CreateCodec(inner, 100));
-    ASSERT_TRUE(wrapper->Open((folder / "scan.cl3").c_str()));
-    const Alignment alignment = getAlignment(*wrapper);
-    EXPECT_EQ(alignment.source, AlignmentSource::File);
-    EXPECT_EQ(alignment.matrix[3], 5);
-    EXPECT_EQ(alignment.matrix[11], 7);
-    TestPoint point;
-    EXPECT_FALSE(readFirst(*wrapper, point));
-    EXPECT_TRUE(setFrame(*wrapper, Frame::Scanner));
-    EXPECT_TRUE(readFirst(*wrapper, point));
-    EXPECT_EQ(point.x, 1);
-    EXPECT_EQ(point.z, 3);
 }
 
 }  // namespace

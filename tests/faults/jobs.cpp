@@ -189,6 +189,7 @@ std::vector<Job> toolJobs() {
         {"PtxImport", ptxScan, guarded<convertWithTool>, "a.ptx", "a.cl3"},
         {"PtxExport", indexedScan, guarded<convertWithTool>, "a.cl3", "b.ptx"},
         {"ToClr", indexedScan, guarded<convertWithTool>, "a.cl3", "b.clr"},
+        {"ToPly", indexedScan, guarded<convertWithTool>, "a.cl3", "b.ply"},
         {"Colour", nothing, guarded<colourWithTool>, "", "b.cl3", "", kInput},
         {"RepairCl3", indexedScan, guarded<repairWithTool>, "a.cl3", "b.cl3"},
         {"RepairClr", rawScans({}), guarded<repairWithTool>, "a.clr", "b.clr"},

@@ -15,9 +15,8 @@ struct Reader {
 };
 std::ostream& operator<<(std::ostream& out, const Reader& reader);
 
-/// Readers of every kind; those that take colours from photos come last.
-inline constexpr std::size_t kPlainReaders = 5;
-extern const Reader kReaders[kPlainReaders + 2];
+/// Readers of every kind.
+extern const Reader kReaders[7];
 
 /// The folder of their scans, with a photo and its calibration.
 const std::string& readersFolder();

@@ -93,6 +93,30 @@ TYPED_TEST(ScanHeaderOf, NothingAfterItIsRead) {
     EXPECT_EQ(std::fgetc(file.get()), 0x77);
 }
 
+// Reads a header that is cut anywhere over one whose bytes are all 0x5A.
+TYPED_TEST(ScanHeaderOf, AFieldThatIsNotWholeKeepsItsValue) {
+    const TempFolder folder;
+    TypeParam header;
+    fillCommon(header);
+    const Bytes whole = written(header, folder);
+    std::vector<std::size_t> ends = {0, 32, 44, 48, 52, 64, 72, 78};  // of the fields
+    if (whole.size() == 120) ends.push_back(80);                      // two bytes of no meaning
+    for (std::size_t end = ends.back() + 4; end <= whole.size(); end += 4)
+        ends.push_back(end);
+    if (whole.size() == 115) ends.push_back(115);
+    for (std::size_t size = 0; size <= whole.size(); ++size) {
+        writeFile(folder / "before", Bytes(whole.size(), 0x5A));
+        writeFile(folder / "cut", cutTo(whole, size));
+        TypeParam cut;
+        ASSERT_TRUE(cut.Read((folder / "before").c_str()));
+        Bytes expected = written(cut, folder);
+        ASSERT_TRUE(cut.Read((folder / "cut").c_str()));
+        std::copy_n(whole.begin(), *std::prev(std::upper_bound(ends.begin(), ends.end(), size)),
+                    expected.begin());
+        EXPECT_EQ(written(cut, folder), expected) << size;
+    }
+}
+
 TEST(ScanHeader, TextFieldsHaveAFixedWidth) {
     CL3FileHeader header;
     header.SetModelName("RVX1000");

@@ -11,7 +11,6 @@
 #include <atomic>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -103,25 +102,6 @@ TEST_F(Log, FiltersApplyAndASinkThatThrowsHarmsNobody) {
     m_sink->set_filter([](const logging::attribute_value_set&) { return false; });
     logRecord(vexo::kInformation, "filtered");
     EXPECT_EQ(m_memory->seen.size(), 1u);
-}
-
-TEST_F(Log, ManyThreadsShareOneLogger) {
-    std::atomic<const InfoLogger*> first = nullptr;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&first] {
-            const InfoLogger* expected = nullptr;
-            const InfoLogger* const mine = &info_logger::get();
-            if (!first.compare_exchange_strong(expected, mine)) {
-                EXPECT_EQ(expected, mine);
-            }
-            for (int k = 0; k < 100; ++k)
-                logRecord(vexo::kInformation, "together");
-        });
-    }
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_EQ(m_memory->seen.size(), 400u);
 }
 
 }  // namespace

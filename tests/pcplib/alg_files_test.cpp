@@ -187,6 +187,8 @@ TEST(CPtCldAlgFile, NumbersThatAreMissingKeepTheirValues) {
     before.blockSize = 3;
     const AlgHeader cut = readHeader(withLine(6, ""), before).header;
     EXPECT_EQ(fieldsOf(cut), std::tuple(sampleHeader().matrix, 1.0f, 2.0f, 3));
+    const std::string fifth = "CL3_ALG_0.1\n0 4 8 12 99\n1 5 9 13\n2 6 10 14\n3 7 11 15\n";
+    EXPECT_EQ(fieldsOf(readHeader(fifth, before).header), fieldsOf(cut)) << "belongs to nothing";
     const AlgHeader none = readHeader(withLine(6, "// max intensity\n"), before).header;
     EXPECT_EQ(fieldsOf(none), std::tuple(sampleHeader().matrix, 1.0f, -0.25f, -7));
     std::array<double, 16> matrix = sampleHeader().matrix;
@@ -272,12 +274,6 @@ TEST(AlgBlocks, ReadsTheAreasOfAsManyBlocksAsItHolds) {
     }
 }
 
-TEST(AlgBlocks, NeedAHeader) {
-    const TempFolder folder;
-    writeFile(folder / "scan.alg", withLine(1, "CL3_ALG_0.2\n"));
-    printedBy([&] { EXPECT_FALSE(AlgBlocks().ReadALGFile(folder / "scan.alg")); });
-}
-
 TEST(AlgBlocks, AnEmptyPathMeansTheLastFileAndFullDisksAreRemembered) {
     const TempFolder folder;
     AlgBlocks blocks = blocksWithAreas(1000);
@@ -305,6 +301,8 @@ TEST(AlgBlocks, ReportsWhichFileCannotBeOpened) {
               messageAbout("WriteALGFile", path));
     EXPECT_TRUE(blocks.HasWriteError());
     EXPECT_EQ(blocks.GetALGFilePath(), "");
+    writeFile(folder / "scan.alg", withLine(1, "CL3_ALG_0.2\n"));
+    printedBy([&] { EXPECT_FALSE(blocks.ReadALGFile(folder / "scan.alg")); });
 }
 
 TEST(PartFileName, StandsBesideTheScanAndShowsPartsFromTheSecondOn) {

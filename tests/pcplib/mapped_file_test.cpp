@@ -64,16 +64,6 @@ TEST(PcpFile, HandsOutWholeRecordsOfEachChannel) {
     EXPECT_EQ(file.GetRecord(0, 0), nullptr);
 }
 
-TEST(PcpFile, NeedsTheHeaderOfTheFirstChannel) {
-    Counted counted(20);
-    counted.file.SetLayout(20, 4, 0);
-    EXPECT_TRUE(counted.file.OpenMapped(counted.path));
-    EXPECT_EQ(counted.file.GetRecord(0, 0), nullptr);
-    counted.file.SetLayout(21, 4, 0);
-    EXPECT_EQ(printedBy([&] { EXPECT_FALSE(counted.file.OpenMapped(counted.path)); }), "");
-    EXPECT_FALSE(counted.file.IsOpen());
-}
-
 TEST(PcpFile, ReportsWhenAMappedFileCannotBeOpenedOrCreated) {
     const TempFolder folder;
     PcpFile file;
@@ -241,23 +231,6 @@ TEST(PcpFileMapping, IsWrittenBackWhenItHasChanged) {
         file.Close();
         EXPECT_EQ(readFile(folder / "data") != others, written) << what;
     }
-}
-
-TEST(PcpFileMapping, AWindowAtTheEndGrowsWithWhatIsWrittenIntoIt) {
-    const TempFolder folder;
-    Bytes bytes(10, 1);
-    writeFile(folder / "data", bytes);
-    PcpFile file;
-    file.SetWindowCapacity(100);
-    file.SetViewSize(1);
-    ASSERT_TRUE(file.OpenMapped(folder / "data"));
-    ASSERT_TRUE(file.GetRecord(5, 0));
-    file.Seek(50);
-    EXPECT_TRUE(file.Write("abc", 3));
-    file.Close();
-    bytes.resize(50);
-    bytes.insert(bytes.end(), {'a', 'b', 'c'});
-    EXPECT_EQ(readFile(folder / "data"), bytes);
 }
 
 TEST(PcpFileMapping, AnIndexIsSeenATileAtATime) {

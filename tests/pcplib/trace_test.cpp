@@ -12,14 +12,6 @@
 namespace QelPcpLib {
 namespace {
 
-TEST(FormatString, ReplacesItsResultAtAnyLength) {
-    std::string text = "old";
-    FormatString(text, "%d of %s", 3, std::string(100'000, 'x').c_str());
-    EXPECT_EQ(text, "3 of " + std::string(100'000, 'x'));
-    FormatString(text, "%s", "");
-    EXPECT_EQ(text, "");
-}
-
 TEST(FormatString, WritesADecimalPointWhateverTheLocale) {
     const brisko::test::CommaLocale locale;
     ASSERT_TRUE(locale.isComma()) << "localedef made no locale with a decimal comma";

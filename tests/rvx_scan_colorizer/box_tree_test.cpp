@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
+#include <random>
 
 namespace brisko::vexo {
 namespace {
@@ -44,15 +46,34 @@ TEST(BoxTree, TheLastOfAnOddNumberOfLeavesRisesUnpaired) {
     EXPECT_EQ(five.nodes()[8].leaf, 4u);
 }
 
-TEST(BoxTree, NumbersThatAreNoneDoNoHarm) {
-    constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-    Entries entries;
-    for (int i = 0; i < 40; ++i)
-        entries.emplace_back(i % 3 == 0 ? cube(kNaN, kNaN) : cube(0, i), i);
-    const Tree tree(entries);
-    EXPECT_EQ(find(tree, {39, 39, 39}), std::vector<int>{});
-    EXPECT_EQ(find(tree, {37.5, 37.5, 37.5}), (std::vector<int>{38}));
-    EXPECT_TRUE(find(tree, {kNaN, 1, 1}).empty());
+// Mostly small whole numbers, so that faces meet; some that are none.
+TEST(BoxTree, FindsWhatALookAtEveryBoxFinds) {
+    std::mt19937 random(5);
+    const auto number = [&random] {
+        const auto any = static_cast<double>(random() % 16);
+        return random() % 40 == 0 ? std::numeric_limits<double>::quiet_NaN() : any;
+    };
+    for (int round = 0; round < 300; ++round) {
+        Entries entries(random() % 64);
+        int next = 0;
+        for (auto& [box, item] : entries) {
+            item = next++;
+            for (auto& axis : box.axes)
+                axis = {number(), number()};
+        }
+        const Tree tree(entries);
+        const Tree::Point point = {number(), number(), number()};
+        std::vector<int> expected, found = find(tree, point);
+        for (const auto& [box, item] : entries) {
+            bool inside = true;
+            for (std::size_t i = 0; i < 3; ++i)
+                inside =
+                    inside && point[i] >= box.axes[i].minimum && point[i] <= box.axes[i].maximum;
+            if (inside) expected.push_back(item);
+        }
+        std::sort(found.begin(), found.end());
+        EXPECT_EQ(found, expected);
+    }
 }
 
 }  // namespace

@@ -10,7 +10,6 @@
 #include <filesystem>
 #include <stdexcept>
 #include <string>
-#include <typeinfo>
 
 #ifdef __SANITIZE_THREAD__
 // The other decoder brings a library that takes two locks of its own in both orders.
@@ -63,25 +62,6 @@ std::string failureOf(Operation operation) {
 /// 48 x 32 in one colour.
 Bytes smallJpeg() {
     return jpegBytes(48, 32, Rgb{200, 20, 30});
-}
-
-TEST_F(JpegFile, PhotosAreTurnedWhole) {
-    const std::string path = write(jpegBytes(
-        1000, 777, [](int column, int row) { return grey((column / 8 * 3 + row / 8 * 5) & 255); }));
-    const ImageSize size = getImageDimention(path);
-    ASSERT_EQ(std::pair(size.width, size.height), std::pair(1000, 777));
-    const DecodedImage plain = readImage(path, Turn::None);
-    const DecodedImage quarter = readImage(path, Turn::Quarter);
-    const DecodedImage half = readImage(path, Turn::Half);
-    EXPECT_NEAR(*plain.pixel(801, 409), (801 / 8 * 3 + 409 / 8 * 5) & 255, 3);
-    ASSERT_EQ(std::pair(quarter.columns(), quarter.rows()), std::pair(777, 1000));
-    for (int row = 0; row < 777; ++row) {
-        for (int column = 0; column < 1000; ++column) {
-            ASSERT_EQ(*quarter.pixel(row, 999 - column), *plain.pixel(column, row));
-            ASSERT_EQ(*half.pixel(999 - column, 776 - row), *plain.pixel(column, row));
-        }
-    }
-    expectNear(colourAt(readImage(write(smallJpeg()), Turn::Half), 8, 8), {200, 20, 30});
 }
 
 constexpr const char* kSizePlace =

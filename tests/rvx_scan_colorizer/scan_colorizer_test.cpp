@@ -30,7 +30,6 @@ public:
     }
     /// The colour of the point that a camera along +x shows at a pixel of the 1200 x 1600.
     Rgb atPixel(int column, int row) { return of(10, (600 - column) / 100.0, (800 - row) / 100.0); }
-    RvxScanColorizer* operator->() { return &m_colorizer; }
 
 private:
     RvxScanColorizer m_colorizer;
@@ -60,22 +59,6 @@ TEST(ScanColorizer, LaterPhotosGrowOverEarlierOnes) {
     EXPECT_EQ(ofFlats({{"a", 40}, {"b", 240}, {"C", 100}}).atPixel(50, 800), grey(93));
 }
 
-TEST(ScanColorizer, AQuarterTurnBringsTheRightToTheTop) {
-    // Stored: green at the left end, orange at the right end; red comes first.
-    const ClassicStation station;
-    station.addPhoto("a", jpegBytes(1600, 1200, [](int column, int) {
-                         return column < 800 ? Rgb{20, 190, 30} : Rgb{210, 130, 20};
-                     }));
-    Colours colours(station);
-    for (const double y : {-2.5, 2.5}) {
-        const Rgb top = colours.of(10, y, 2.5), bottom = colours.of(10, y, -2.5);
-        for (std::size_t i = 0; i < 3; ++i) {
-            EXPECT_NEAR(top[i], (Rgb{210, 130, 20}[i]), 3);
-            EXPECT_NEAR(bottom[i], (Rgb{20, 190, 30}[i]), 3);
-        }
-    }
-}
-
 TEST(ScanColorizer, PointsThatNoPhotoShowsStayBlack) {
     Colours colours = ofFlats({{"a", 50}});
     constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -88,32 +71,6 @@ TEST(ScanColorizer, PointsThatNoPhotoShowsStayBlack) {
         EXPECT_EQ(colours.of(p[0], p[1], p[2]), kNone) << p[0] << ' ' << p[1];
     for (const double far : {2e-6, 1e-3, 1.0, 1e6, 1e200})
         EXPECT_EQ(colours.of(far, 0, 0), grey(50)) << far;
-}
-
-TEST(ScanColorizer, ManyPointsAreColouredAsOneByOneHoweverSmallTheCache) {
-    const ClassicStation station;
-    station.addRing(40);
-    std::vector<double> positions;
-    constexpr std::size_t kPoints = 2000;
-    for (double i = 0; i < kPoints; ++i) {
-        positions.insert(positions.end(),
-                         {3 * std::cos(i * 0.007), 3 * std::sin(i * 0.007), std::sin(i * 0.1)});
-    }
-    std::vector<std::vector<std::uint8_t>> results;
-    for (const std::size_t capacity : {60U, 12U, 3U, 1U}) {
-        Colours colours(station, capacity);
-        auto& all = results.emplace_back(positions.size());
-        colours->colourPoints(positions.data(), kPoints, all.data());
-        for (std::size_t i = 0; i < 3 * kPoints; i += capacity < 12 ? 3 * 97 : 3) {
-            const Rgb one = colours.of(positions[i], positions[i + 1], positions[i + 2]);
-            ASSERT_EQ(one, (Rgb{all[i], all[i + 1], all[i + 2]})) << i;
-        }
-    }
-    for (const auto& all : results)
-        EXPECT_EQ(all, results[0]);
-    EXPECT_GT(std::count_if(results[0].begin(), results[0].end(), [](int v) { return v != 0; }),
-              5900);
-    EXPECT_EQ(Colours(station, 0).of(10, 0, 0), kNone);
 }
 
 /// A "W" camera along +x: 2560 x 1920 pixels of 0.002 mm, principal distance 5 mm.
@@ -154,23 +111,6 @@ TEST(ScanColorizer, EachKindOfStationHasItsSeams) {
     expectShares(&Case::offset);
 }
 
-TEST(ScanColorizer, SmallWorkingFramesAreSampledByProportion) {
-    // A "T" photo of 1280 x 960 works in 400 x 300: a working pixel is 3.2 stored ones. The columns
-    // change their grey every 32 stored, so every 10 working pixels.
-    const PhotoStation station;
-    // The pitch is one of 2560 x 1920: 0.16 mm in the working frame.
-    writeFile(station.inProject("camcalT"),
-              pairedCalibration({.f = 5, .x0 = 32, .y0 = 24, .px = 0.025, .py = 0.025}));
-    station.addPhoto(
-        "T1", jpegBytes(1280, 960, [](int column, int) { return grey(20 + column / 32 * 5); }));
-    writeFile(station.inProject("a.ofs"), "");  // nothing is turned
-    Colours colours(station);
-    for (int column = 5; column < 400; column += 10) {
-        const double toRight = (column - 200) * 0.16 / 5;
-        EXPECT_EQ(colours.of(1, -toRight, 0), grey(20 + column / 10 * 5)) << column;
-    }
-}
-
 TEST(ScanColorizer, FourCornersLeaveAHoleWhereAViewFacesAnAxis) {
     const ClassicStation station;
     station.addFlat("a", 100);
@@ -192,27 +132,6 @@ TEST(ScanColorizer, PhotosWithoutACameraColourNothing) {
     station.addPhoto("X0", jpegBytes(64, 48, grey(7)));
     Colours wide(station);
     EXPECT_EQ(colourAtWidePixel(wide, 1000, 500), grey(200));
-}
-
-TEST(ScanColorizer, DamagedStationsAreRefused) {
-    const Bytes flat = jpegBytes(1200, 1600, grey(7)), calibration = classicCalibration({});
-    Bytes pixelless = flat;  // a header, and then nothing to decode
-    const std::uint8_t startOfScan[] = {0xFF, 0xDA};
-    pixelless.erase(
-        std::search(flat.begin(), flat.end(), std::begin(startOfScan), std::end(startOfScan)) -
-            flat.begin() + pixelless.begin() - 40,
-        pixelless.end());
-    const struct {
-        Bytes photo;
-        std::size_t calibrationLength;
-    } cases[] = {{Bytes(500, 3), 48}, {pixelless, 48}, {flat, 0},
-                 {flat, 8},           {flat, 30},      {flat, 47}};
-    for (const auto& [photo, length] : cases) {
-        const ClassicStation station;
-        station.addPhoto("a", photo);
-        if (length < 48) writeFile(station.inProject("camcal"), cutTo(calibration, length));
-        EXPECT_THROW(Colours{station}, std::exception) << photo.size() << ", " << length;
-    }
 }
 
 TEST(ScanColorizer, PhotosMayChangeAfterOpening) {

@@ -99,18 +99,6 @@ TEST(StationFiles, AnOffsetFileMakesTheKindAndItsLineTheStep) {
     EXPECT_EQ(findStationFiles(folder.scanFolder()).kind, StationKind::WithOffset);
 }
 
-TEST(StationFiles, WhichPhotosAreTakenDependsOnTheKind) {
-    for (const bool isOwn : {false, true}) {
-        const PhotoStation station;
-        station.addPhoto("b", {});
-        writeFile(station.inScan("a.jpg"), "");
-        if (isOwn) addOwnCamera(station);
-        const StationFiles files = findStationFiles(station.scanFolder());
-        EXPECT_EQ(files.takes(files.photos.at(0)), isOwn);
-        EXPECT_EQ(files.takes(files.photos.at(1)), !isOwn);
-    }
-}
-
 TEST(CalibrationFiles, FieldsStandWhereTheLayoutsSay) {
     const TempFolder folder;
     const std::string path = folder / "file";

@@ -1,6 +1,5 @@
 #include "simulator/simulation.h"
 
-#include "support/file_size_limit.h"
 #include "support/read_points.h"
 
 #include <brisko_codec/brisko_codec.h>
@@ -68,10 +67,6 @@ void expectSame(const std::vector<Measurement>& found, const std::vector<Measure
     }
 }
 
-double rangeOf(const Measurement& cell) {
-    return std::hypot(cell.x, cell.y, cell.z);
-}
-
 // Stored coordinates lie within one and a half units of 1/10000 m.
 constexpr double kRecordStep = 0.00015;
 
@@ -93,60 +88,6 @@ TEST(SimulatedCLR, EveryCellReadsBackInEveryPointFormat) {
         CLRPoint record;
         record.Decode(bytes.data() + 121 + 20 * (kGrid.rows + row));
         EXPECT_NEAR(record.GetZ(), lowest.z, kRecordStep);
-    }
-}
-
-TEST(SimulatedCLR, HeaderHoldsGridAnglesAndModel) {
-    const TempFolder folder;
-    ScanPlan plan = planIn(folder);
-    plan.model = "RVX2000";
-    plan.flags = {0, 4, 1};
-    plan.blocks = 3;
-    plan.grid = {300, 260, -90, 30, 20, 150};
-    simulate(plan, {});
-    CLRFileHeader header;
-    ASSERT_TRUE(header.Read((folder / "scan.clr").c_str()));
-    EXPECT_EQ(header.GetFileVersion(), std::string("CLR_0.7").append(25, '\0'));
-    EXPECT_EQ(header.GetModelName(), std::string("RVX2000").append(5, '\0'));
-    EXPECT_EQ(header.GetStartAzimuthAngle(), -90);
-    EXPECT_EQ(header.GetStopAzimuthAngle(), 30);
-    EXPECT_EQ(header.GetStartZenithAngle(), 20);
-    EXPECT_EQ(header.GetStopZenithAngle(), 150);
-    EXPECT_FLOAT_EQ(header.GetDeltaAzimuthAngle(), 0.4f);
-    EXPECT_EQ(header.GetBlockCount(), 3u);
-    const auto bytes = readFile(folder / "scan.clr");
-    const std::size_t block = 1 + 20 * kGrid.cells();
-    ASSERT_EQ(bytes.size(), 120 + 3 * block);
-    for (std::size_t i = 0; i < 3; ++i)
-        EXPECT_EQ(bytes[120 + i * block], plan.flags[i]);
-}
-
-TEST(SimulatedCLR, BlocksMergeToTheFarthestReturnOfEachCell) {
-    std::vector<Measurement> passes[3];
-    for (std::uint8_t b = 0; b < 3; ++b)
-        passes[b] = truth("room", {b, b});
-    for (std::uint8_t format = 1; format < 3; ++format) {
-        SCOPED_TRACE(int{format});
-        const TempFolder folder;
-        ScanPlan plan = planIn(folder);
-        plan.scene = "room";
-        plan.blocks = 3;
-        plan.pointFormat = CLRPointFormat{format};
-        simulate(plan, {});
-        const auto found = readCells<CLRGridCodec>(folder / "scan.clr");
-        std::size_t strays = 0;
-        for (std::size_t i = 0; i < found.size(); ++i) {
-            double farthest = 0, nearest = 1000;
-            for (const auto& pass : passes) {
-                if (!pass[i].measured()) continue;
-                farthest = std::max(farthest, rangeOf(pass[i]));
-                nearest = std::min(nearest, rangeOf(pass[i]));
-            }
-            ASSERT_EQ(found[i].measured(), farthest > 0) << "at " << i;
-            ASSERT_NEAR(rangeOf(found[i]), farthest, 0.02) << "at " << i;
-            strays += nearest < farthest - 0.1;
-        }
-        EXPECT_GT(strays, 100u);  // or the merge had nothing to decide
     }
 }
 
@@ -194,33 +135,6 @@ TEST(SimulatedAlignment, IsTheStationsPoseForEveryFormat) {
         double matrix[16] = {};
         ASSERT_TRUE(readAlignmentFile((folder / "scan.alg").c_str(), matrix));
         EXPECT_TRUE(std::ranges::equal(pose, matrix));  // to the last bit
-        if (format != ScanFormat::CLR) continue;
-        double low[3], high[3];
-        std::int64_t count = 0;
-        const auto codec = openScan<CLRCodec>(folder / "scan.clr");
-        codec->GetBounds(low[0], low[1], low[2], high[0], high[1], high[2], count);
-        EXPECT_NEAR(low[2], -0.05, 0.02);  // the lawn; without the pose it would be 1.6 m lower
-    }
-}
-
-TEST(Simulation, FullDiskLeavesWhatWasThere) {
-    for (const auto& [format, name] : {std::pair(ScanFormat::CLR, "scan.clr"),
-                                       {ScanFormat::CL3, "scan.cl3"},
-                                       {ScanFormat::CL3Indexed, "scan.cl3"}}) {
-        const TempFolder folder;
-        writeFile(folder / name, "an older scan");
-        ScanPlan plan = planIn(folder, format);
-        plan.alignment = plan.overwrite = true;
-        const FileSizeLimit limit(100000);
-        try {
-            simulate(plan, {});
-            ADD_FAILURE() << name << " was written";
-        } catch (const scan::ScanError& error) {
-            EXPECT_EQ(error.kind(), scan::ErrorKind::NotWritten);
-            EXPECT_EQ(error.file(), folder / name);
-        }
-        EXPECT_EQ(folder.names(), std::vector<std::string>{name});
-        EXPECT_EQ(readText(folder / name), "an older scan");
     }
 }
 

@@ -1,11 +1,9 @@
 #include "simulator/scanner.h"
-#include "simulator/scan_output.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cmath>
-#include <stdexcept>
 #include <tuple>
 
 namespace brisko::simulator {
@@ -26,13 +24,6 @@ std::vector<Measurement> scan(const Station& station, const ScannerSettings& set
                               std::span(cells).subspan(std::size_t{column} * grid.rows, grid.rows));
     }
     return cells;
-}
-
-std::size_t differing(const std::vector<Measurement>& a, const std::vector<Measurement>& b) {
-    std::size_t count = 0;
-    for (std::size_t i = 0; i < a.size(); ++i)
-        count += rangeOf(a[i]) != rangeOf(b[i]);
-    return count;
 }
 
 /// A flat ground 2 m under a scanner that stands level, and nothing else.
@@ -56,32 +47,6 @@ TEST(SimulatedScanner, PutsACellWhereItsAnglesSay) {
     EXPECT_LT(cells[1].intensity, cells[0].intensity);
     const auto [red, green, blue] = cells[1].colour;
     EXPECT_EQ((std::array{red, green, blue}), (std::array<std::uint8_t, 3>{128, 64, 255}));
-}
-
-TEST(SimulatedScanner, NoiseHasItsMeanAndDeviationAlongTheRay) {
-    const ScanGrid grid{200, 100, 360, 0, 120, 160};
-    const Station ground = flatGround();
-    const auto exact = scan(ground, {.rangeNoise = 0}, {}, grid);
-    const auto noisy = scan(ground, {.rangeNoise = 0.002}, {}, grid);
-    double sum = 0, squares = 0;
-    for (std::size_t i = 0; i < exact.size(); ++i) {
-        const double error = rangeOf(noisy[i]) - rangeOf(exact[i]);
-        sum += error;
-        squares += error * error;
-        EXPECT_NEAR(noisy[i].x * exact[i].z, exact[i].x * noisy[i].z, 1e-9);
-    }
-    const double count = static_cast<double>(exact.size());
-    EXPECT_NEAR(sum / count, 0, 0.002 * 4 / std::sqrt(count));
-    EXPECT_NEAR(std::sqrt(squares / count), 0.002, 0.002 * 0.02);
-}
-
-TEST(SimulatedScanner, AnswersTheSameForTheSameCellAndSeed) {
-    const Station yard = makeCourtyard();
-    const ScannerSettings settings{.seed = 5};
-    const auto cells = scan(yard, settings, {1, 0});
-    EXPECT_EQ(differing(cells, scan(yard, settings, {1, 0})), 0u);
-    EXPECT_GT(differing(cells, scan(yard, {.seed = 6}, {1, 0})), cells.size() / 2);
-    EXPECT_GT(differing(cells, scan(yard, settings, {2, 0})), cells.size() / 2);
 }
 
 TEST(SimulatedScanner, FlagChoosesTheRangesThatAPassSees) {
@@ -125,28 +90,6 @@ TEST(SimulatedScanner, LaterPassesMissCellsAndCatchStrayPoints) {
     EXPECT_NEAR(share(missed), 0.04, 0.01);
     EXPECT_NEAR(share(stray), 0.01, 0.005);
     EXPECT_GT(same, first.size() * 9 / 10);
-}
-
-TEST(ColumnBands, ArriveInOrderAndEndAtTheFirstExceptionOfEitherSide) {
-    const auto count = [](ColumnBand band) { return band.first; };
-    std::uint32_t next = 0;
-    forEachBand(1003, 10, count, [&](ColumnBand band, std::uint32_t& result) {
-        EXPECT_EQ(band.first, next);
-        EXPECT_EQ(result, band.first);
-        next = band.end;
-    });
-    EXPECT_EQ(next, 1003u);
-    const auto breakAt20 = [](ColumnBand band) {
-        if (band.first == 20) throw std::runtime_error("computing");
-        return band.first;
-    };
-    int taken = 0;
-    EXPECT_THROW(forEachBand(100, 10, breakAt20, [&](ColumnBand, std::uint32_t) { ++taken; }),
-                 std::runtime_error);
-    EXPECT_LE(taken, 2);
-    EXPECT_THROW(forEachBand(100, 10, count,
-                             [](ColumnBand, std::uint32_t) { throw std::logic_error("taking"); }),
-                 std::logic_error);
 }
 
 }  // namespace

@@ -101,6 +101,37 @@ TEST(ProgressTracker, AMonitorThatThrowsStopsTheWorkAndLeavesTheTrackerUsable) {
     EXPECT_EQ(host.events, Events{"three 1"});
 }
 
+TEST(ProgressTracker, RefusesCallsOfItsMonitors) {
+    RecordedTracker host;
+    int refused = 0;
+    const auto callBack = [&] {
+        const std::function<void()> calls[] = {
+            [&] { host.tracker.addMonitor(&host); },
+            [&] { host.tracker.removeMonitor(&host); },
+            [&] { host.tracker.resume(); },
+            [&] { host.tracker.requestCancel(); },
+            [&] { host.tracker.clearCancel(); },
+            [&] { Progress(&host.tracker, "nested"); },
+            [&] { static_cast<void>(host.tracker.currentName()); }};
+        for (const auto& call : calls) {
+            try {
+                call();
+            } catch (const std::logic_error& error) {
+                expectOrigin(error);
+                ++refused;
+            }
+        }
+    };
+    host.duringStart = host.duringFinish = callBack;
+    host.answer = [&](float) {
+        callBack();
+        return ProgressRequest::Continue;
+    };
+    DefiniteProgress(&host.tracker, "work", 1).setStepIndex(1);
+    EXPECT_EQ(refused, 3 * 7);
+    EXPECT_EQ(host.events, (Events{"start work", "work 100", "finish"}));
+}
+
 /// Work that can be paused and cancelled; answers how many of its steps were done, and why it ended.
 std::string work(ProgressTracker& tracker, std::uint64_t steps = 100) {
     std::uint64_t done = 0;

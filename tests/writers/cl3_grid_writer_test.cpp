@@ -8,7 +8,6 @@
 
 #include <cmath>
 #include <filesystem>
-#include <limits>
 
 namespace brisko {
 namespace {

@@ -143,5 +143,47 @@ TEST(CLRWriter, SurvivesMisuseAndFullDisks) {
     EXPECT_TRUE(readScan<CLRGridCodec>(path).empty());
 }
 
+template <class Writer>
+class WriterCopies : public testing::Test {};
+using AllWriters = testing::Types<CL3WriterCodec, CL3IJWriterGridCodec, CLRWriterGridCodec>;
+TYPED_TEST_SUITE(WriterCopies, AllWriters);
+
+TYPED_TEST(WriterCopies, ShareTheirFilesAndCompleteThemOnce) {
+    const TempFolder folder;
+    CLRFileHeader header = grid(1, 3);
+    TypeParam writer;
+    [[maybe_unused]] std::uint32_t row = 0;
+    const auto writePoint = [&](TypeParam& one) {
+        if constexpr (std::is_same_v<TypeParam, CL3WriterCodec>)
+            one.WritePoint(1, 2, 3, 4, 0, 0, 0, 255);
+        else
+            one.WritePoint(1, 2, 3, 4, 0, 0, 0, 255, 0, row++ % 3);
+    };
+    writePoint(writer);  // nothing is open
+    EXPECT_FALSE(writer.Close());
+    for (const char* name : {"a", "b"}) {  // the second Open completes what is open
+        EXPECT_TRUE(writer.Open((folder / name).c_str(), &header));
+        writePoint(writer);
+        TypeParam copy(writer);
+        writePoint(copy);
+        writer = copy;
+        writePoint(writer);
+        if (*name == 'a') continue;
+        EXPECT_TRUE(copy.Close());
+        writePoint(writer);
+        EXPECT_FALSE(writer.Close());
+        EXPECT_FALSE(writer.HasWriteError());
+    }
+    using Reader =
+        std::conditional_t<std::is_same_v<TypeParam, CLRWriterGridCodec>, CLRCodec, CL3Codec>;
+    for (const char* name : {"a", "b"})
+        EXPECT_EQ(readScan<Reader>(folder / name).size(), 3U) << name;
+    for (const char* nowhere : {"", "\xFF.cl3", "/"}) {
+        EXPECT_EQ(writer.Open(nowhere, &header), (!std::is_same_v<TypeParam, CL3WriterCodec>));
+        EXPECT_TRUE(writer.HasWriteError());
+        writer.Close();
+    }
+}
+
 }  // namespace
 }  // namespace brisko
