@@ -30,7 +30,7 @@ constexpr ExitCodes kExitCodes[] = {
     {"info", "every scan was described", "some of the scans cannot be read",
      "no scan can be read, or the only one cannot", nullptr},
     {"simulate", kDone, nullptr, nullptr, kNotWritten},
-    {"convert", kDone, nullptr, kUnreadable, kNotWritten},
+    {"convert", kDone, "some of the inputs failed", kUnreadable, kNotWritten},
     {"colour", kDone, nullptr, "the scan or a file of its photos is damaged or cannot be read",
      kNotWritten},
     {"panorama", kDone, nullptr, kUnreadable, kNotWritten},

@@ -1,3 +1,4 @@
+#include "apps/damaged_scan.h"
 #include "apps/made_scan.h"
 #include "apps/ptx_scan.h"
 #include "scan/jobs/column_order.h"
@@ -257,6 +258,43 @@ TEST(Convert, WritesThePlyBytesThatTheFormatSays) {
                       "01 80 ff"
                       "00800944"              // 550
                       "01000000 00000000"));  // column 1, row 0
+}
+
+TEST(Convert, TakesFoldersAndPatternsAndCountsWhatCameOfThem) {
+    const TempFolder in, out;
+    const std::string scan = madeScan(5, 4, {10, 1, 60, 5}, true);
+    for (const char* const name : {"a.ptx", "b.PTX", "c.ptx"})
+        writeFile(in / name, scan);
+    writeFile(in / "bad.ptx", std::string("no scan"));
+    writeFile(in / "notes.txt", std::string("no scan either"));
+    convert(in / "c.ptx", in / "c.cl3");
+    const ToolRun all = run(
+        {"convert", in.path().string(), "-o", out.path().string(), "--to", ".E57", "--jobs", "3"});
+    EXPECT_EQ(all.code, 1);
+    EXPECT_TRUE(all.out.ends_with("3 done, 2 failed\n")) << all.out;
+    EXPECT_NE(all.err.find("bad.ptx"), std::string::npos);
+    EXPECT_NE(all.err.find("c.e57 is that of"), std::string::npos) << all.err;
+    EXPECT_EQ(out.names(), (std::vector<std::string>{"a.e57", "b.e57", "c.e57"}));
+    EXPECT_EQ(pointsIn(out / "b.e57"), pointsIn(in / "a.ptx"));
+
+    const ToolRun some = run({"convert", in / "?.ptx", in / "none*.ptx", "--scan", "all", "-o",
+                              out.path().string(), "--to", "cl3", "--json"});
+    EXPECT_EQ(some.code, 1);
+    EXPECT_EQ(nlohmann::json::parse(some.out)["outputs"].size(), 3u) << some.out;
+    const struct {
+        std::vector<std::string> line;
+        const char* message;
+    } refused[] = {
+        {{"convert", in / "a.ptx", "-o", out / "none", "--to", "cl3"}, "no such folder"},
+        {{"convert", in / "a.ptx", "-o", out.path().string(), "--to", "xyzzy"}, "is named"},
+        {{"convert", in / "a.ptx", "-o", out.path().string()}, "--to"},
+        {{"convert", in / "a.ptx", in / "b.ptx", "--to", "cl3"}, "one INPUT"},
+    };
+    for (const auto& [line, message] : refused) {
+        const ToolRun result = run(line);
+        EXPECT_EQ(result.code, 2) << message;
+        EXPECT_NE(result.err.find(message), std::string::npos) << result.err;
+    }
 }
 
 }  // namespace
