@@ -23,6 +23,11 @@ struct Line {
     bool json = false;
 };
 
+/// Whether the records are the cells of a grid.
+bool hasCells(const ScanCheck& check) {
+    return check.format->needsGrid && !check.format->isNative;
+}
+
 void printText(const ScanCheck& check) {
     for (const Finding& finding : check.findings.kept())
         std::cout << scan::findingText(finding) << "\n";
@@ -33,14 +38,14 @@ void printText(const ScanCheck& check) {
     std::cout << check.path << ": "
               << (check.findings.empty() ? "sound" : countOf(check.findings.count(), "finding"))
               << ", ";
-    if (!check.format->isNative) {
+    if (hasCells(check)) {
         std::cout << check.columns << " columns x " << check.rows << " rows, "
-                  << countOf(check.records, "cell");
-    } else {
+                  << countOf(check.records, "cell") << ", ";
+    } else if (check.format->isNative) {
         std::cout << countOf(check.blocks, "whole block") << ", "
-                  << countOf(check.records, "record");
+                  << countOf(check.records, "record") << ", ";
     }
-    std::cout << ", " << countOf(check.points, "point") << "\n";
+    std::cout << countOf(check.points, "point") << "\n";
 }
 
 nlohmann::ordered_json checkJson(const ScanCheck& check) {
@@ -54,7 +59,7 @@ nlohmann::ordered_json checkJson(const ScanCheck& check) {
                                    {"notes", check.notes},
                                    {"photos", photosJson(check.photos)},
                                    {"error", nullptr}};
-    if (!check.format->isNative) {
+    if (hasCells(check)) {
         json["grid"] = {{"columns", check.columns}, {"rows", check.rows}};
     }
     for (const Finding& finding : check.findings.kept())

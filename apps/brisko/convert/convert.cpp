@@ -27,7 +27,8 @@ std::string details() {
     return text +
            "The alignment goes along as a matrix (.alg file, PTX header) unless --apply-alignment "
            "moves\n"
-           "the points. .ply has no place for a matrix, its points are always aligned.\n"
+           "the points. .ply and .las have no place for a matrix, their points are always "
+           "aligned.\n"
            "OUTPUT appears when it is complete and was checked.";
 }
 

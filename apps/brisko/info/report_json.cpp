@@ -65,6 +65,27 @@ Json summaryJson(const PointSummary& summary) {
     return json;
 }
 
+/// Pairs keep their order and may share a name.
+Json detailsJson(const ScanReport& report) {
+    Json json = Json::array();
+    for (const auto& [name, what] : report.details)
+        json.push_back({{"name", name}, {"text", withoutPadding(what)}});
+    return json;
+}
+
+Json scansJson(const std::vector<scan::ScanEntry>& scans) {
+    Json json = Json::array();
+    for (const scan::ScanEntry& entry : scans) {
+        json.push_back({{"name", entry.name},
+                        {"records", entry.records},
+                        {"grid", nullptr},
+                        {"colour", entry.hasColour},
+                        {"alignment", alignmentJson(entry.alignment)}});
+        if (entry.hasGrid) json.back()["grid"] = {{"columns", entry.columns}, {"rows", entry.rows}};
+    }
+    return json;
+}
+
 }  // namespace
 
 Json reportJson(const ScanReport& report) {
@@ -77,6 +98,8 @@ Json reportJson(const ScanReport& report) {
     json["index"] = report.index ? indexJson(*report.index) : Json(nullptr);
     json["alignment"] = alignmentJson(report.alignment);
     json["photos"] = photosJson(report.photos);
+    json["scans"] = scansJson(report.scans);
+    json["details"] = detailsJson(report);
     json["count"] = report.summary ? summaryJson(*report.summary) : Json(nullptr);
     json["problems"] = report.problems;
     return json;

@@ -3,6 +3,7 @@
 #include "layouts/clr_record.h"
 #include "scan/files/named_output.h"
 #include "scan/files/scan_path.h"
+#include "scan/formats/las/las_input.h"
 #include "scan/formats/native/native_input.h"
 #include "scan/formats/native/scan_layout.h"
 #include "scan/formats/ptx/ptx_input.h"
@@ -33,7 +34,7 @@ unsigned __int128 leastPtx(const OutputTarget& target) {
     return kCell * cellsOf(target);
 }
 
-unsigned __int128 leastPly(const OutputTarget&) {
+unsigned __int128 leastCloud(const OutputTarget&) {
     return 0;
 }
 
@@ -44,6 +45,10 @@ std::unique_ptr<ScanInput> openNative(const std::string& path, const ReadOptions
 
 std::unique_ptr<ScanInput> openPtx(const std::string& path, const ReadOptions&) {
     return std::make_unique<PtxInput>(path);
+}
+
+std::unique_ptr<ScanInput> openLas(const std::string& path, const ReadOptions& options) {
+    return std::make_unique<LasInput>(path, options);
 }
 
 /// The one list of formats: a new one is a folder beside this file and a row here.
@@ -123,7 +128,27 @@ constexpr FormatDriver kDrivers[] = {
      .describe = nullptr,
      .check = nullptr,
      .create = createPlyOutput,
-     .leastBytes = leastPly},
+     .leastBytes = leastCloud},
+    {.traits = {.name = "LAS",
+                .extension = ".las",
+                .about =
+                    "point cloud of LAS 1.2 or 1.4: 0.1 mm, intensity of 16 bits, column and row",
+                .reads = true,
+                .writes = true,
+                .isNative = false,
+                .needsGrid = false,
+                .keepsPose = false,
+                .keepsColour = true,
+                .keepsMissingReturns = true},
+     .needsColumnOrder = false,
+     .colourIsOptional = true,
+     .hasPlainForm = false,
+     .open = openLas,
+     .list = nullptr,
+     .describe = describeLas,
+     .check = checkLas,
+     .create = createLasOutput,
+     .leastBytes = leastCloud},
 };
 
 const FormatDriver* driverOf(const std::string& path) {
@@ -177,6 +202,10 @@ std::string writableExtensions() {
 const FormatDriver& readerOf(const std::string& path) {
     const FormatDriver* const driver = driverOf(path);
     if (driver && driver->traits.reads) return *driver;
+    if (extensionOf(path) == ".laz") {
+        throw ScanError(ErrorKind::Request, path, "a compressed LAS file, which is not read",
+                        kLasUnpackAdvice);
+    }
     throw ScanError(ErrorKind::Request, path, "not the name of a scan",
                     alternatives(readableExtensions()) + " is expected");
 }

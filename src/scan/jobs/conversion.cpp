@@ -35,6 +35,10 @@ OutputChoice chooseOutput(const ConvertOptions& options, const ScanInfo& input) 
         throw ScanError(ErrorKind::Request, {},
                         "--plain: only a .cl3 output can be without an index");
     }
+    if (!options.formVersion.empty() && !hasExtension(options.output, ".las")) {
+        throw ScanError(ErrorKind::Request, {},
+                        "--las-version: only a .las output is of one version or another");
+    }
     const FormatDriver& driver = writerOf(options.output);
     const bool indexed = driver.hasPlainForm && !options.plain && input.hasGrid;
     return {&driver, indexed, indexed || driver.traits.needsGrid};
@@ -267,6 +271,7 @@ private:
                  " has no place for colours; they are left out");
         }
         if (!m_input->remark().empty()) warn(info().path + ": " + m_input->remark());
+        if (!output.remark().empty()) warn(m_options.output + ": " + output.remark());
         if (leftOut.outsideGrid > 0) {
             warn(info().path + ": " + countOf(leftOut.outsideGrid, "point") +
                  " outside the grid left out");
