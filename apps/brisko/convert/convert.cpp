@@ -25,7 +25,8 @@ std::string details() {
             text += "  " + std::string(format.extension) + "  " + format.about + "\n";
     }
     return text +
-           "The alignment goes along as a matrix (.alg file, PTX header) unless --apply-alignment "
+           "The alignment goes along as a matrix (.alg file, PTX header, PCD viewpoint) unless "
+           "--apply-alignment "
            "moves\n"
            "the points. .ply and .las have no place for a matrix, their points are always "
            "aligned.\n"

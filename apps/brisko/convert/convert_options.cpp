@@ -83,9 +83,11 @@ void addConvertOptions(CLI::App& app, ConvertLine& line) {
                    "The input's intensities that become 0 and 2200, of formats without a scale of "
                    "their own (.las, .pcd)")
         ->option_text("A:B");
-    takeNumbers(app.add_option("--precision", line.options.precision,
-                               "Round coordinates to this; .las: 0.0001 unless given"),
-                kLengths)
+    takeNumbers(
+        app.add_option("--precision", line.options.precision,
+                       "Coordinates may be rounded to this; .las: 0.0001 unless given; .pcd: "
+                       "then with 32 bits"),
+        kLengths)
         ->option_text("METRES");
     app.add_option("--las-version", line.options.formVersion,
                    "Of .las: 1.2, which is usual, or 1.4")

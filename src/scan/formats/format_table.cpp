@@ -6,6 +6,7 @@
 #include "scan/formats/las/las_input.h"
 #include "scan/formats/native/native_input.h"
 #include "scan/formats/native/scan_layout.h"
+#include "scan/formats/pcd/pcd_input.h"
 #include "scan/formats/ptx/ptx_input.h"
 #include "scan/formats/scan_input.h"
 #include "scan/integrity/scan_check.h"
@@ -49,6 +50,15 @@ std::unique_ptr<ScanInput> openPtx(const std::string& path, const ReadOptions&) 
 
 std::unique_ptr<ScanInput> openLas(const std::string& path, const ReadOptions& options) {
     return std::make_unique<LasInput>(path, options);
+}
+
+std::unique_ptr<ScanInput> openPcd(const std::string& path, const ReadOptions& options) {
+    return std::make_unique<PcdInput>(path, options);
+}
+
+unsigned __int128 leastPcd(const OutputTarget& target) {
+    constexpr std::uint64_t kCell = 16;  // three coordinates and an intensity of 4 bytes
+    return target.indexed ? kCell * cellsOf(target) : 0;
 }
 
 /// The one list of formats: a new one is a folder beside this file and a row here.
@@ -149,6 +159,25 @@ constexpr FormatDriver kDrivers[] = {
      .check = checkLas,
      .create = createLasOutput,
      .leastBytes = leastCloud},
+    {.traits = {.name = "PCD",
+                .extension = ".pcd",
+                .about = "binary point cloud, organised as the grid; missing returns are NaN",
+                .reads = true,
+                .writes = true,
+                .isNative = false,
+                .needsGrid = false,
+                .keepsPose = true,
+                .keepsColour = true,
+                .keepsMissingReturns = true},
+     .needsColumnOrder = false,
+     .colourIsOptional = true,
+     .hasPlainForm = true,
+     .open = openPcd,
+     .list = nullptr,
+     .describe = describePcd,
+     .check = checkPcd,
+     .create = createPcdOutput,
+     .leastBytes = leastPcd},
 };
 
 const FormatDriver* driverOf(const std::string& path) {

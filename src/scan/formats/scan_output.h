@@ -61,6 +61,9 @@ protected:
     std::string m_remark;
 };
 
+/// Whether a matrix leaves points where they are.
+bool isIdentity(const double (&matrix)[16]);
+
 /// Sees that bands of columns follow each other: what comes too late, a writer would drop.
 class BandOrder {
 public:
@@ -88,5 +91,6 @@ std::unique_ptr<ScanOutput> createCLROutput(const OutputTarget& target);
 std::unique_ptr<ScanOutput> createPtxOutput(const OutputTarget& target);
 std::unique_ptr<ScanOutput> createPlyOutput(const OutputTarget& target);
 std::unique_ptr<ScanOutput> createLasOutput(const OutputTarget& target);
+std::unique_ptr<ScanOutput> createPcdOutput(const OutputTarget& target);
 
 }  // namespace brisko::scan

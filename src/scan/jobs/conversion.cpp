@@ -203,7 +203,8 @@ private:
         constexpr std::uint32_t kTall = 12'000;  // rows; a band of them takes 60 MB
         if (info().bandColumns == 1 || !m_choice.needsGrid) return false;
         const bool isTall = m_window.endRow - m_window.firstRow > kTall;
-        return m_choice.driver->needsColumnOrder || (!m_choice.indexed && isTall) ||
+        const bool isTiled = m_choice.indexed && m_choice->isNative;  // keeps tiles, however tall
+        return m_choice.driver->needsColumnOrder || (isTall && !isTiled) ||
                info().bandColumns != kBand || m_window.firstColumn % kBand != 0;
     }
 
@@ -246,7 +247,7 @@ private:
     void completeHeader(const OutputTarget& target) const {
         if (estimatesAngles()) {
             patchAngles(target, m_estimate, m_window);
-        } else if (m_choice.driver->hasPlainForm && !isWindow()) {
+        } else if (m_choice->isNative && m_choice.driver->hasPlainForm && !isWindow()) {
             const auto* const header = dynamic_cast<const CL3FileHeader*>(info().header.get());
             if (header) patchSteps(target, *header);
         }

@@ -1,8 +1,5 @@
 #include "scan/jobs/point_filter.h"
 
-#include <algorithm>
-#include <iterator>
-
 namespace brisko::scan {
 namespace {
 
@@ -21,11 +18,6 @@ bool isWithin(double distance, const CellPoint& p) {
 }
 
 }  // namespace
-
-bool isIdentity(const double (&matrix)[16]) {
-    const Alignment none;
-    return std::equal(std::begin(matrix), std::end(matrix), std::begin(none.matrix));
-}
 
 bool PointFilter::passes(CellPoint& point) const {
     if (window && !isInside(*window, point)) return false;

@@ -26,6 +26,4 @@ private:
     bool passes(CellPoint& point) const;
 };
 
-bool isIdentity(const double (&matrix)[16]);
-
 }  // namespace brisko::scan

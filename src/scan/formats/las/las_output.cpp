@@ -46,11 +46,6 @@ bool isVersion14(const OutputTarget& target) {
                     "version " + target.formVersion + " of LAS is not written", "1.2 and 1.4 are");
 }
 
-bool movesPoints(const OutputTarget& target) {
-    const Alignment none;
-    return !std::equal(std::begin(none.matrix), std::end(none.matrix), std::begin(target.matrix));
-}
-
 double precisionOf(const OutputTarget& target) {
     if (target.precision == 0) return kUsualPrecision;
     const double units = 1 / target.precision;
@@ -114,7 +109,7 @@ public:
           m_isVersion14(isVersion14(target)),
           m_precision(precisionOf(target)),
           m_cells(cellsOf(target)),
-          m_moves(movesPoints(target)),
+          m_moves(!isIdentity(target.matrix)),
           m_file(target.path, target.shownPath) {
         m_header.pointFormat =
             static_cast<std::uint8_t>((m_isVersion14 ? kFirstWideFormat : 0) + colourStep());

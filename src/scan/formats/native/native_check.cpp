@@ -4,7 +4,6 @@
 #include "scan/files/scan_path.h"
 #include "scan/formats/native/scan_layout.h"
 #include "scan/integrity/tile_check.h"
-#include "scan/jobs/point_filter.h"
 
 #include <brisko_scan/progress.h>
 #include <brisko_scan/scan_error.h>
