@@ -127,7 +127,7 @@ void LasFile::takeRecord(InputFile& file, const LasRecord& record, std::uint64_t
     const bool isFields = record.user == kLasSpecUser && record.id == kLasExtraBytesId;
     const bool isScan = record.user == kLasScanUser && record.id == kLasScanId;
     m_hasCoordinateSystem |= record.user == "LASF_Projection";
-    if (!isFields && !isScan) return;
+    if ((!isFields && !isScan) || record.length == 0) return;
     std::vector<std::uint8_t> data(std::min(record.length, kMost));
     if (!file.readAt(at, data.data(), data.size())) return;
     if (isScan) {
