@@ -207,28 +207,22 @@ std::uint64_t PcdHeader::values() const {
         [](std::uint64_t sum, const PcdField& field) { return sum + field.count; });
 }
 
-std::optional<PcdHeader> parsePcdHeader(std::string_view file, std::string& reason) {
+std::string parsePcdHeader(std::string_view file, PcdHeader& header) {
     Parser parser;
     std::size_t at = 0;
     for (int number = 1; !parser.isComplete(); ++number) {
         const std::size_t end = file.find('\n', at);
-        if (end == file.npos) {
-            reason = "not a PCD file: no line with DATA ends its header";
-            return {};
-        }
+        if (end == file.npos) return "not a PCD file: no line with DATA ends its header";
         std::string_view line = file.substr(at, end - at);
         if (number == 1 && line.starts_with("\xEF\xBB\xBF")) line.remove_prefix(3);
         if (!parser.take(line)) {
-            reason = "line " + std::to_string(number) + " of the header makes no sense";
-            return {};
+            return "line " + std::to_string(number) + " of the header makes no sense";
         }
         at = end + 1;
     }
-    PcdHeader header;
-    reason = parser.finish(header);
-    if (!reason.empty()) return {};
+    std::string reason = parser.finish(header);
     header.dataOffset = at;
-    return header;
+    return reason;
 }
 
 std::string pcdHeaderText(const PcdHeader& header, const std::string& software) {

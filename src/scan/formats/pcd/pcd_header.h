@@ -62,8 +62,8 @@ struct PcdHeader {
     std::uint64_t values() const;
 };
 
-/// The header at the beginning of a file. `reason` says why it is none, and null comes back.
-std::optional<PcdHeader> parsePcdHeader(std::string_view file, std::string& reason);
+/// Takes the header from the beginning of a file. Returns why there is none; empty where there is.
+std::string parsePcdHeader(std::string_view file, PcdHeader& header);
 /// The text, also of a header without points yet: as long as with them.
 std::string pcdHeaderText(const PcdHeader& header, const std::string& software);
 

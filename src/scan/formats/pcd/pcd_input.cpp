@@ -23,15 +23,13 @@ PcdHeader readHeader(const std::string& path) {
     std::string text(
         static_cast<std::size_t>(std::min<std::uint64_t>(file.size(), kPcdLongestHeader)), '\0');
     text.resize(file.read(text.data(), text.size()));
-    std::string reason;
-    auto header = parsePcdHeader(text, reason);
-    if (header && header->isOrganised() &&
-        (header->width > kMostCells || header->height > kMostCells)) {
-        reason = "its grid is too large";
-        header.reset();
-    }
-    if (!header) throw ScanError(ErrorKind::Damaged, path, reason);
-    return *std::move(header);
+    PcdHeader header;
+    std::string reason = parsePcdHeader(text, header);
+    const bool isTooLarge =
+        header.isOrganised() && (header.width > kMostCells || header.height > kMostCells);
+    if (reason.empty() && isTooLarge) reason = "its grid is too large";
+    if (!reason.empty()) throw ScanError(ErrorKind::Damaged, path, reason);
+    return header;
 }
 
 /// The pose: our own matrix, as long as the viewpoint still is what we made of it.
