@@ -1,6 +1,5 @@
 #include "apps/damaged_scan.h"
 
-#include <brisko_scan/check.h>
 #include <brisko_scan/scan_error.h>
 #include "scan/formats/pcd/lzf_stream.h"
 
@@ -12,139 +11,121 @@ namespace {
 
 using namespace brisko::test;
 
+constexpr std::size_t kPoints = 5000;
 const std::string kKinds =
     "# any\nVERSION .7\nFIELDS _ x y z normal i rgb\nSIZE 1 8 2 4 4 1 4\nTYPE U F I F F U F\n"
     "COUNT 3 1 1 1 2 1 1\nWIDTH 5000\nHEIGHT 1\nVIEWPOINT 10 20 30 0.5 0 0 0.5\nPOINTS 5000\n";
 
-/// Field after field of such points; with `text`, a line a point instead.
-Bytes fieldsOfKinds(std::size_t field, std::uint32_t point) {
+/// The fields of a point of these kinds. One in seven is missing.
+std::vector<Bytes> fieldsOf(std::uint32_t point) {
     const auto small = static_cast<std::uint8_t>(point % 200);
-    const Bytes y = {small, 0xff};  // -256 to -57
-    const Bytes values[] = {ByteWriter().bytes({9, 9, 9}),
-                            ByteWriter().f64(point * 0.5),
-                            y,
-                            ByteWriter().f32(point % 7 == 0 ? NAN : 0.25F),
-                            ByteWriter().f32(1).f32(2),
-                            ByteWriter().u8(small),
-                            ByteWriter().u32(0xff010200 | small)};
-    return values[field];
+    return {{9, 9, 9},
+            ByteWriter().f64(point * 0.5),
+            {small, 0xff},  // -256 to -57
+            ByteWriter().f32(point % 7 == 0 ? NAN : 0.25F),
+            ByteWriter().f32(1).f32(2),
+            {small},
+            {small, 2, 1, 0xff}};
 }
 
-std::string textOfKinds(std::uint32_t point) {
+std::string textOf(std::uint32_t point) {
     const std::uint32_t small = point % 200;
     return "1 2\t3 " + std::to_string(point * 0.5) + "," +
            std::to_string(static_cast<int>(small) - 256) + (point % 7 == 0 ? " nan" : " 0.25") +
            " 1 2 " + std::to_string(small) + " " + std::to_string(0xff010200 | small) + "\r\n";
 }
 
-/// Runs of one byte as references to it, the others as they are.
+/// Runs of one byte as references to it, the others as they are; after both sizes.
 Bytes packed(const Bytes& bytes) {
     Bytes out;
     for (std::size_t at = 0, end = 0; at < bytes.size(); at = end) {
         out.insert(out.end(), {0, bytes[at]});
         for (end = at + 1; end < bytes.size() && bytes[end] == bytes[at] && end - at < 265; ++end) {
         }
-        const std::size_t same = end - at - 1;
-        if (same < 3) end = at + 1;
-        if (same >= 9) out.insert(out.end(), {0xE0, static_cast<std::uint8_t>(same - 9), 0});
-        if (same >= 3 && same < 9)
-            out.insert(out.end(), {static_cast<std::uint8_t>((same - 2) << 5), 0});
+        const auto same = static_cast<std::uint8_t>(end - at - 10);
+        if (end - at < 10) end = at + 1;
+        if (end > at + 1) out.insert(out.end(), {0xE0, same, 0});
     }
-    return out;
-}
-
-Bytes withHeader(const std::string& header, const Bytes& data) {
-    return ByteWriter().text(header, header.size()).bytes(data);
+    return ByteWriter()
+        .u32(static_cast<std::uint32_t>(out.size()))
+        .u32(static_cast<std::uint32_t>(bytes.size()))
+        .bytes(out);
 }
 
 TEST(Pcd, FieldsOfAllKindsAreTheSameInAllThreeForms) {
-    Bytes records, columns;
-    std::string lines;
-    for (std::uint32_t point = 0; point < 5000; ++point) {
-        lines += textOfKinds(point);
-        for (std::size_t field = 0; field < 7; ++field) {
-            const Bytes value = fieldsOfKinds(field, point);
+    Bytes lines, records;
+    std::vector<Bytes> fields(7);
+    for (std::uint32_t point = 0; point < kPoints; ++point) {
+        const std::string line = textOf(point);
+        lines.insert(lines.end(), line.begin(), line.end());
+        for (std::size_t i = 0; i < fields.size(); ++i) {
+            const Bytes value = fieldsOf(point)[i];
             records.insert(records.end(), value.begin(), value.end());
+            fields[i].insert(fields[i].end(), value.begin(), value.end());
         }
     }
-    for (std::size_t field = 0; field < 7; ++field) {
-        for (std::uint32_t point = 0; point < 5000; ++point) {
-            const Bytes value = fieldsOfKinds(field, point);
-            columns.insert(columns.end(), value.begin(), value.end());
-        }
-    }
-    const auto compressed = [](const Bytes& bytes) {
-        const Bytes data = packed(bytes);
-        return Bytes(ByteWriter()
-                         .u32(static_cast<std::uint32_t>(data.size()))
-                         .u32(static_cast<std::uint32_t>(bytes.size()))
-                         .bytes(data));
-    };
-    const Bytes withoutPadding(columns.begin() + 15000, columns.end());
+    Bytes columns;
+    for (const Bytes& field : fields)
+        columns.insert(columns.end(), field.begin(), field.end());
+    const Bytes withoutPadding(columns.begin() + 3 * kPoints, columns.end());
     const TempFolder folder;
-    const std::string path = folder / "a.pcd";
-    for (const auto& [form, data] : {std::pair("ascii", Bytes(lines.begin(), lines.end())),
+    for (const auto& [form, data] : {std::pair("ascii", lines),
                                      {"binary", records},
-                                     {"binary_compressed", compressed(columns)},
-                                     {"binary_compressed", compressed(withoutPadding)}}) {
+                                     {"binary_compressed", packed(columns)},
+                                     {"binary_compressed", packed(withoutPadding)}}) {
         SCOPED_TRACE(form);
-        writeFile(path, withHeader(kKinds + "DATA " + form + "\n", data));
-        const auto input = openScan(path, {.intensities = IntensityRange{0, 220}});
+        const std::string header = kKinds + "DATA " + form + "\n";
+        writeFile(folder / "a.pcd", ByteWriter().text(header, header.size()).bytes(data));
+        const auto input = openScan(folder / "a.pcd", {.intensities = IntensityRange{0, 220}});
         EXPECT_NEAR(input->info().alignment.matrix[1], -1, 1e-15);  // a quarter turn
         EXPECT_EQ(input->info().alignment.matrix[11], 30);
         for (int pass = 0; pass < 2; ++pass, input->rewind()) {
             std::vector<CellPoint> points;
             input->read(points);
-            ASSERT_EQ(points.size(), 5000U - 715);
+            ASSERT_EQ(points.size(), kPoints - 715);
             for (std::size_t i = 0; i < points.size(); ++i) {
-                const CellPoint& p = points[i];
                 const auto number = static_cast<int>(i / 6 * 7 + i % 6 + 1);
-                const int small = number % 200;
-                ASSERT_EQ(std::tuple(p.x, p.y, p.z), std::tuple(number / 2.0, small - 256, 0.25));
-                ASSERT_EQ(std::tuple(p.intensity, p.red, p.green, p.blue),
-                          std::tuple(10.0F * static_cast<float>(small), 1, 2, small));
+                const CellPoint& p = points[i];
+                ASSERT_EQ(std::tuple(p.x, p.y, p.z, p.intensity, p.red, p.green, p.blue),
+                          std::tuple(number / 2.0, number % 200 - 256, 0.25,
+                                     10.0F * static_cast<float>(number % 200), 1, 2, number % 200));
             }
-            input->read(points);
-            EXPECT_TRUE(points.empty());
         }
     }
 }
 
 TEST(Pcd, ColoursAndGridsOfOtherProgramsAreUnderstood) {
+    using Points = std::vector<std::array<unsigned, 5>>;  // colour and cell
+    const std::string tail = "\nCOUNT 1 1 1 1 1 1\nWIDTH 2\nHEIGHT 1\nPOINTS 2\nDATA ascii\n1 2 3 ";
+    const std::string separate = "FIELDS X Y Z Red Green Blue\nSIZE 4 4 4 4 4 4\nTYPE F F F ";
+    const struct {
+        std::string text;
+        Points points;
+    } kCases[] = {
+        {separate + "U U U" + tail + "0 1 255\n4 5 6 7 8 9", {{0, 1, 255, 0, 0}, {7, 8, 9, 0, 0}}},
+        {separate + "U U U" + tail + "0 255 256\n4 5 6 512 65535 1",
+         {{0, 0, 1, 0, 0}, {2, 255, 0, 0, 0}}},
+        {separate + "F F F" + tail + "0 1 0.5\n4 5 6 nan -1 0",
+         {{0, 255, 127, 0, 0}, {0, 0, 0, 0, 0}}},
+        // As a float 4210720 has the bits 0x4A808040.
+        {"FIELDS x y z rgb column row\nSIZE 4 4 4 4 4 4\nTYPE F F F F U U" + tail +
+             "4210720.0 7 3\n4 5 6 4210752 0 9\n",
+         {{0x80, 0x80, 0x40, 7, 3}, {0x40, 0x40, 0x40, 0, 9}}},
+        // Row after row; old files have columns for fields, and neither sizes nor types.
+        {"COLUMNS x y z\nWIDTH 3\nHEIGHT 2\nDATA ascii\n1 2 3\nnan nan nan\n1 2 3\ninf 0 0\n1 2 3\n"
+         "1 2 3\n\n",
+         {{0, 0, 0, 0, 0}, {0, 0, 0, 2, 0}, {0, 0, 0, 1, 1}, {0, 0, 0, 2, 1}}},
+    };
     const TempFolder folder;
-    const auto read = [&](const std::string& text) {
+    for (const auto& [text, expected] : kCases) {
         writeFile(folder / "a.pcd", text);
-        convert(folder / "a.pcd", folder / "a.ply");
-        const std::string ply = readText(folder / "a.ply");
-        const std::size_t begin = ply.find("end_header\n") + 11;
-        std::vector<std::array<int, 5>> points;  // colour and cell
-        for (std::size_t at = begin; at < ply.size(); at += 39) {
-            const auto* const in = reinterpret_cast<const std::uint8_t*>(ply.data()) + at;
-            points.push_back({in[24], in[25], in[26], loadI32(in + 31), loadI32(in + 35)});
-        }
-        return points;
-    };
-    using Cells = std::vector<std::array<int, 5>>;
-    const std::string tail = "\nCOUNT 1 1 1 1 1 1\nWIDTH 2\nHEIGHT 1\nPOINTS 2\nDATA ascii\n";
-    const auto separate = [&](const std::string& type, const std::string& lines) {
-        return read("FIELDS X Y Z Red Green Blue\nSIZE 4 4 4 4 4 4\nTYPE F F F" + type + tail +
-                    lines);
-    };
-    EXPECT_EQ(separate(" U U U", "1 2 3 0 1 255\n4 5 6 7 8 9"),
-              (Cells{{0, 1, 255, 0, 0}, {7, 8, 9, 0, 0}}));
-    EXPECT_EQ(separate(" U U U", "1 2 3 0 255 256\n4 5 6 512 65535 1"),
-              (Cells{{0, 0, 1, 0, 0}, {2, 255, 0, 0, 0}}));
-    EXPECT_EQ(separate(" F F F", "1 2 3 0 1 0.5\n4 5 6 nan -1 0"),
-              (Cells{{0, 255, 127, 0, 0}, {0, 0, 0, 0, 0}}));
-    // As a float 4210720 has the bits 0x4A808040.
-    EXPECT_EQ(read("FIELDS x y z rgb column row\nSIZE 4 4 4 4 4 4\nTYPE F F F F U U" + tail +
-                   "1 2 3 4210720.0 7 3\n4 5 6 4210752 0 9\n"),
-              (Cells{{0x80, 0x80, 0x40, 7, 3}, {0x40, 0x40, 0x40, 0, 9}}));
-    EXPECT_EQ(openScan(folder / "a.pcd")->info().columns, 8U);
-    // Row after row; old files have columns for fields, and neither sizes nor types.
-    EXPECT_EQ(read("COLUMNS x y z\nWIDTH 3\nHEIGHT 2\nDATA ascii\n1 2 3\nnan nan nan\n1 2 3\n"
-                   "inf 0 0\n1 2 3\n1 2 3\n\n"),
-              (Cells{{0, 0, 0, 0, 0}, {0, 0, 0, 2, 0}, {0, 0, 0, 1, 1}, {0, 0, 0, 2, 1}}));
+        std::vector<CellPoint> points;
+        openScan(folder / "a.pcd")->read(points);
+        Points found;
+        for (const CellPoint& p : points)
+            found.push_back({p.red, p.green, p.blue, p.column, p.row});
+        EXPECT_EQ(found, expected) << text;
+    }
 }
 
 TEST(Pcd, WhatCannotBeReadIsRefusedWithTheReason) {
@@ -159,19 +140,16 @@ TEST(Pcd, WhatCannotBeReadIsRefusedWithTheReason) {
         {"FIELDS x y\nWIDTH 1\nPOINTS 1\nDATA ascii\n1 2\n", "no fields x, y and z"},
         {"FIELDS x y z\nSIZE 4 4\nDATA ascii\n", "line 2 of the header"},
         {"FIELDS x y z\nSIZE 4 3 4\nTYPE F F F\nDATA ascii\n", "field y is of no known SIZE"},
-        {"FIELDS x y z\nTYPE F C F\nDATA ascii\n", "field y is of no known SIZE"},
         {"FIELDS x y z\nCOUNT 1 1 99999999999999999999\nDATA ascii\n", "line 2 of the header"},
         {"FIELDS x y z\nCOUNT 1 1 9999999999999999999\nDATA ascii\n", "field z is too long"},
         {"FIELDS x y z\nCOUNT 1 1 16384\nDATA ascii\n", "its points are too long"},
-        {kFields + "WIDTH 2\nPOINTS 3\nDATA ascii\n", "POINTS is not WIDTH times HEIGHT"},
-        {kFields + "WIDTH 9999999999\nHEIGHT 9999999999\nDATA ascii\n", "POINTS is not"},
+        {kFields + "WIDTH 9999999999\nHEIGHT 9999999999\nDATA ascii\n", "POINTS is not WIDTH"},
         {kFields + "WIDTH 4294967295\nHEIGHT 2\nDATA ascii\n", "its grid is too large"},
         {kFields + "VIEWPOINT 0 0 0 0 0 0 0\nWIDTH 0\nDATA ascii\n", "VIEWPOINT is no pose"},
         {kFields + "WIDTH 1\nDATA text\n", "line 6 of the header"},
         {kFields + "POINTS 99999999999\nDATA ascii\n1 2 3\n", "too short for the 99999999999"},
         {kTwo + "ascii\n1 2 3\n4  5   6    7\n", "line 10: more than 3 numbers"},
         {kTwo + "ascii\n1 2 3\n4 5\n", "line 10: not a number for each of 3 values"},
-        {kTwo + "ascii\n1 2 3          \n\n", "line 10: not a number"},
         {kTwo + "ascii\n1 2 3          ", "ends after 1 of 2 points"},
         {kTwo + "ascii\n1 2 3\n4 5 6\n7 8 9\n", "more points than the 2"},
         {kTwo + "binary\n" + records.substr(1), "too short for the 2 points"},
@@ -182,51 +160,49 @@ TEST(Pcd, WhatCannotBeReadIsRefusedWithTheReason) {
     };
     const TempFolder folder;
     for (const auto& [text, reason] : kCases) {
-        SCOPED_TRACE(reason);
         writeFile(folder / "a.pcd", text);
         const ToolRun result = run({"convert", folder / "a.pcd", folder / "a.ply"});
-        EXPECT_EQ(result.code, 3);
-        EXPECT_TRUE(contains(result.err, reason)) << result.err;
-        EXPECT_EQ(run({"check", folder / "a.pcd"}).code, 3);
+        EXPECT_TRUE(result.code == 3 && contains(result.err, reason)) << reason << result.err;
+        EXPECT_EQ(run({"check", folder / "a.pcd"}).code, 3) << reason;
         EXPECT_EQ(folder.names().size(), 1U);
     }
 }
 
 TEST(Pcd, CompressedDataUnpackOrAreRefused) {
+    const struct {
+        const char* packed;
+        std::size_t full;
+        std::string second;  // half, or what is wrong
+    } kCases[] = {{"02 616263 80 02", 9, "bcabc"},
+                  {"00 61 e0 01 00", 11, "aaaaaa"},
+                  {"02 616263 80 03", 9, "refer to bytes before their beginning"},
+                  {"02 616263 80 02", 8, "are more than they announce"},
+                  {"02 616263", 2, "are more than they announce"},
+                  {"02 616263", 4, "end too early"},
+                  {"02 6162", 3, "are cut off"},
+                  {"00 61 e0 01", 11, "are cut off"},
+                  {"00 61 00", 1, "go on after the last point"}};
     const TempFolder folder;
-    const auto unpack = [&](const std::string& hex, std::size_t full) -> std::string {
-        const Bytes bytes = fromHex(hex);
-        writeFile(folder / "a", bytes);
-        std::string text(full, '?');
+    for (const auto& [hex, full, second] : kCases) {
+        writeFile(folder / "a", fromHex(hex));
+        std::string text(full - full / 2, '?');
         try {
-            LzfStream stream(folder / "a", 0, bytes.size(), full);
+            LzfStream stream(folder / "a", 0, fromHex(hex).size(), full);
             stream.skip(full / 2);
-            stream.fork()->read(reinterpret_cast<std::uint8_t*>(text.data()), full - full / 2);
-            stream.skip(full - full / 2);
+            stream.fork()->read(reinterpret_cast<std::uint8_t*>(text.data()), text.size());
+            stream.skip(text.size());
             stream.requireEnd();
         } catch (const ScanError& error) {
-            return error.reason().substr(std::string("the compressed data ").size());
+            text = error.reason();
         }
-        return text.substr(0, full - full / 2);
-    };
-    EXPECT_EQ(unpack("02 616263 80 02", 9), "bcabc");
-    EXPECT_EQ(unpack("00 61 e0 01 00", 11), "aaaaaa");
-    EXPECT_EQ(unpack("00 61 00 62", 2), "b");
-    EXPECT_EQ(unpack("02 616263 80 03", 9), "refer to bytes before their beginning");
-    EXPECT_EQ(unpack("02 616263 80 02", 8), "are more than they announce");
-    EXPECT_EQ(unpack("02 616263", 2), "are more than they announce");
-    EXPECT_EQ(unpack("02 616263", 4), "end too early");
-    EXPECT_EQ(unpack("02 6162", 3), "are cut off");
-    EXPECT_EQ(unpack("00 61 e0 01", 11), "are cut off");
-    EXPECT_EQ(unpack("00 61 00 62", 1), "are more than they announce");
-    EXPECT_EQ(unpack("00 61 00", 1), "go on after the last point");
+        EXPECT_TRUE(text.ends_with(second)) << hex << ": " << text;
+    }
 }
 
 TEST(Pcd, CellsPoseAndEveryDigitComeBack) {
     const TempFolder folder;
     const ScanFiles before = writeTiledScan(folder, "a");
-    convert(folder / "a.cl3", folder / "a.pcd");
-    convert(folder / "a.pcd", folder / "b.cl3");
+    convert(convert(folder / "a.cl3", folder / "a.pcd"), folder / "b.cl3");
     EXPECT_EQ(readFile(folder / "b.cl3"), before.scan);
     EXPECT_EQ(readFile(folder / "b.ij"), before.index);
     EXPECT_EQ(readFile(folder / "b.alg"), before.alignment);
@@ -234,9 +210,8 @@ TEST(Pcd, CellsPoseAndEveryDigitComeBack) {
     convert(convert(folder / "a.cl3", folder / "a.ptx"), folder / "c.pcd");
     EXPECT_EQ(readFile(folder / "c.pcd"), readFile(folder / "a.pcd"));
     convert(folder / "a.cl3", folder / "row.pcd", {"--rows", "4:5"});
-    EXPECT_EQ(openScan(folder / "row.pcd")->info().columns, 300U);
-    EXPECT_EQ(pointsIn(folder / "row.pcd"),
-              pointsIn(convert(folder / "a.cl3", folder / "row.cl3", {"--rows", "4:5"})));
+    EXPECT_EQ(pointsIn(convert(folder / "row.pcd", folder / "row.ptx")),
+              pointsIn(convert(folder / "a.cl3", folder / "line.ptx", {"--rows", "4:5"})));
     // Without a grid it is a list, and still has the pose.
     convert(folder / "a.cl3", folder / "plain.cl3", {"--plain"});
     const auto list = openScan(convert(folder / "plain.cl3", folder / "list.pcd"));
@@ -250,14 +225,12 @@ TEST(Pcd, WhatAViewpointOrAPrecisionHasNoRoomForIsReported) {
     const std::string ptx = folder / "a.ptx", pcd = folder / "a.pcd";
     const std::string scaled = "0 0 0\n1 0 0\n0 1 0\n0 0 1\n2 0 0 0\n0 2 0 0\n0 0 2 0\n5 0 0 1\n";
     writeFile(ptx, ptxText(1, 2, "1000.0001 2 3 0.5\n0 0 0 0.5\n", scaled));
-    const ToolRun moved = run({"convert", ptx, pcd});
-    EXPECT_TRUE(contains(moved.err, "the matrix is no rigid motion")) << moved.err;
+    EXPECT_TRUE(contains(run({"convert", ptx, pcd}).err, "the matrix is no rigid motion"));
     EXPECT_EQ(pointsIn(pcd), (std::vector<CellTuple>{{0, 0, 2005.0002, 4, 6, 1100.0F}}));
     convert(ptx, pcd, {"--precision", "0.001"});
     EXPECT_EQ(std::get<2>(pointsIn(pcd)[0]), double{2005.0002F});
     const ToolRun coarse = run({"convert", ptx, pcd, "--overwrite", "--precision", "0.0001"});
-    EXPECT_EQ(coarse.code, 4);
-    EXPECT_TRUE(contains(coarse.err, "without --precision")) << coarse.err;
+    EXPECT_TRUE(coarse.code == 4 && contains(coarse.err, "without --precision")) << coarse.err;
 }
 
 }  // namespace

@@ -110,7 +110,7 @@ std::uint64_t LasFile::recordsMissing() const {
 void LasFile::readRecords(InputFile& file, std::uint64_t at, std::uint64_t end, std::uint64_t count,
                           bool isExtended) {
     const std::size_t size = isExtended ? las_record::kExtendedSize : las_record::kSize;
-    std::array<std::uint8_t, las_record::kExtendedSize> head;
+    std::array<std::uint8_t, las_record::kExtendedSize> head{};
     for (; count > 0 && at < end && end - at >= size && file.readAt(at, head.data(), size);
          --count) {
         const LasRecord record = decodeLasRecord(head.data(), isExtended);

@@ -22,8 +22,8 @@ void encodeText(std::uint8_t* out, std::string_view text, std::size_t size) {
 
 }  // namespace
 
-static_assert(las_header::kReturns + 15 * 8 == las_header::kSize14);
-static_assert(las_header::kBounds + 6 * 8 == las_header::kSize12);
+static_assert(las_header::kReturns + 15 * sizeof(std::uint64_t) == las_header::kSize14);
+static_assert(las_header::kBounds + 6 * sizeof(double) == las_header::kSize12);
 
 LasHeader decodeLasHeader(std::span<const std::uint8_t> bytes) {
     using namespace las_header;
@@ -202,7 +202,7 @@ std::optional<LasScanRecord> decodeLasScan(std::span<const std::uint8_t> data) {
 
 std::vector<std::uint8_t> encodeLasScan(const LasScanRecord& record) {
     using namespace las_scan;
-    const std::string_view name = record.name.size() <= kLongestName ? record.name : "";
+    const std::string name = record.name.size() <= kLongestName ? record.name : std::string();
     std::vector<std::uint8_t> data(kName + name.size());
     store(data.data() + kVersion, std::uint16_t{1});
     store(data.data() + kFlags, record.wholeIntensities ? kWhole : std::uint16_t{0});

@@ -85,7 +85,7 @@ private:
         const std::string_view key = words[0];
         words.erase(words.begin());
         if (key == "grid") m_header.isOurGrid = true;
-        std::array<double, 16> matrix;
+        std::array<double, 16> matrix{};
         if (key == "matrix" && parseReals(words, matrix)) m_header.matrix = matrix;
         return true;
     }

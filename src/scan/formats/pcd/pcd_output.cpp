@@ -99,7 +99,7 @@ protected:
 private:
     /// A viewpoint is a rigid motion; our own comment keeps the matrix to the last digit.
     void takePose() {
-        PoseMatrix matrix;
+        PoseMatrix matrix{};
         std::copy(std::begin(m_target.matrix), std::end(m_target.matrix), matrix.begin());
         if (isIdentity(m_target.matrix)) return;
         if (const auto pose = viewpointOf(matrix, kPoseTolerance)) {

@@ -1,5 +1,5 @@
-// PCD import: what can be read is written again as a file that reads as the same, twice; everything else is
-// refused as damaged.
+// LAS and PCD import: what can be read is written as a PCD file that reads as the same; everything else is
+// refused as damaged. The first byte of an input chooses the format.
 
 #include "input.h"
 #include "same_points.h"
@@ -36,23 +36,26 @@ std::optional<Scan> read(const std::string& path) {
     }
 }
 
-void write(const std::string& path, const Scan& scan) {
+void write(const std::string& path, const Scan& scan, bool isLas) {
     scan::OutputTarget target;
     target.path = target.shownPath = path;
     std::copy(std::begin(scan.info.alignment.matrix), std::end(scan.info.alignment.matrix),
               std::begin(target.matrix));
     target.withColour = scan.info.storesColour;
-    const auto output = scan::createPcdOutput(target);
+    target.columns = scan.info.columns;
+    target.rows = scan.info.rows;
+    const auto output = isLas ? scan::createLasOutput(target) : scan::createPcdOutput(target);
     output->write(scan.points);
     output->finish();
 }
 
 void run(ByteSpan input) {
     static const ScanFolder folder;
-    folder.write("scan.pcd", input);
-    const auto scan = read(folder / "scan.pcd");
+    const std::string name = !input.empty() && input[0] % 2 == 0 ? "scan.las" : "scan.pcd";
+    folder.write(name.c_str(), input.subspan(input.empty() ? 0 : 1));
+    const auto scan = read(folder / name);
     if (!scan) return;
-    write(folder / "again.pcd", *scan);
+    write(folder / "again.pcd", *scan, false);
     const auto again = read(folder / "again.pcd");
     expect(again && again->points.size() == scan->points.size());
     for (std::size_t i = 0; i < 16; ++i)
@@ -62,29 +65,30 @@ void run(ByteSpan input) {
         expect(isSame(a.x, b.x) && isSame(a.y, b.y) && isSame(a.z, b.z));
         expect(isSame(a.intensity, b.intensity));
         expect(a.red == b.red && a.green == b.green && a.blue == b.blue);
-        expect(!scan->info.hasGrid || (a.column < scan->info.columns && a.row < scan->info.rows));
     }
 }
 
 std::vector<Bytes> seeds() {
-    const std::string list =
-        "VERSION 0.7\nFIELDS x y z intensity rgb\nSIZE 8 4 2 4 4\n"
-        "TYPE F F I F U\nCOUNT 1 1 1 1 1\nWIDTH 2\nHEIGHT 1\n"
-        "VIEWPOINT 1 2 3 1 0 0 0.5\nPOINTS 2\nDATA ";
-    const std::string grid =
-        "FIELDS x _ y z r g b row column\nSIZE 4 1 4 4 2 2 2 4 4\n"
-        "TYPE F U F F U U U U U\nCOUNT 1 2 1 1 1 1 1 1 1\nWIDTH 2\nHEIGHT 2\n"
-        "DATA ";
-    return {
-        toBytes(list + "ascii\n1 2 3 4 5\n-1.5 nan 7 8 9.5\n"),
-        toBytes(list + "binary\n" + std::string(44, '\1')),
-        toBytes(list + "binary_compressed\n" + std::string("\5\0\0\0\x2c\0\0\0\0\1\xe0\x22\0", 13)),
-        toBytes(grid + "binary\n" + std::string(116, '\2')),
-        toBytes(grid + "ascii\n1 0 0 2 3 4 5 6 7 8\n1 0 0 2 3 4 5 6 7 8\n1 0 0 2 3 4 5 6 7 8\n"
-                       "nan 0 0 2 3 4 5 6 7 8\n")};
+    const ScanFolder folder;
+    Scan scan;
+    scan.info.storesColour = true;
+    scan.info.columns = scan.info.rows = 3;
+    scan.points = {{1, 2, 3, 4, 5, 6, 7, 1, 2}, {-1.5, 8, 9, 10, 11, 12, 13, 2, 0}};
+    write(folder / "seed", scan, true);
+    const std::string head =
+        "VERSION 0.7\nFIELDS x _ y z i rgb\nSIZE 8 1 4 2 4 4\nTYPE F U F I F U\n"
+        "COUNT 1 2 1 1 1 1\nWIDTH 2\nHEIGHT 1\nVIEWPOINT 1 2 3 1 0 0 0.5\n"
+        "POINTS 2\nDATA ";
+    std::vector<Bytes> all = {prefixed(0, test::readFile(folder / "seed"))};
+    for (const std::string& data :
+         {"ascii\n1 0 0 2 3 4 5\n-1.5 0 0 nan 7 8 9.5\n" + std::string(),
+          "binary\n" + std::string(48, '\1'),
+          "binary_compressed\n" + std::string("\5\0\0\0\x30\0\0\0\0\1\xe0\x26\0", 13)})
+        all.push_back(prefixed(1, toBytes(head + data)));
+    return all;
 }
 
-const Registered registered({"pcd", run, seeds});
+const Registered registered({"cloud", run, seeds});
 
 }  // namespace
 
