@@ -1,3 +1,4 @@
+#include "base/text.h"
 #include "scan/formats/las/las_input.h"
 
 #include <brisko_scan/text.h>
@@ -5,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <limits>
 
 namespace brisko::scan {
@@ -75,12 +75,9 @@ private:
             const bool holds =
                 h.min[axis] <= std::min(a, b) + slack && h.max[axis] >= std::max(a, b) - slack;
             if (holds) continue;
-            char text[160];
-            std::snprintf(
-                text, sizeof text,
+            m_check.notes.push_back(formatText(
                 "the header has %c from %.12g to %.12g, the points are from %.12g to %.12g",
-                "xyz"[axis], h.min[axis], h.max[axis], std::min(a, b), std::max(a, b));
-            m_check.notes.emplace_back(text);
+                "xyz"[axis], h.min[axis], h.max[axis], std::min(a, b), std::max(a, b)));
         }
     }
 

@@ -1,9 +1,10 @@
 #include "scan/formats/las/las_input.h"
 
+#include "base/text.h"
+
 #include <brisko_scan/scan_error.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <limits>
 
 namespace brisko::scan {
@@ -89,11 +90,8 @@ namespace {
 
 std::string numbers(const std::array<double, 3>& values) {
     std::string text;
-    for (const double value : values) {
-        char digits[32];
-        std::snprintf(digits, sizeof digits, "%.12g", value);
-        text += (text.empty() ? "" : " ") + std::string(digits);
-    }
+    for (const double value : values)
+        text += formatText(text.empty() ? "%.12g" : " %.12g", value);
     return text;
 }
 

@@ -1,5 +1,6 @@
 #include "base/bytes.h"
 #include "base/file.h"
+#include "base/text.h"
 #include "scan/files/named_output.h"
 #include "scan/formats/pcd/pcd_header.h"
 #include "scan/formats/pcd/viewpoint.h"
@@ -115,7 +116,7 @@ private:
 
     [[noreturn]] void failPrecision(double metres) const {
         throw ScanError(ErrorKind::NotWritten, m_target.shownPath,
-                        "a coordinate of " + std::to_string(metres) +
+                        formatText("a coordinate of %.3f", metres) +
                             " m is too large for that precision in 32 bits",
                         "without --precision coordinates have 64 bits");
     }
