@@ -184,6 +184,8 @@ TEST(Las, CellsColoursAndMissingReturnsComeBackFromBothVersions) {
         convert(folder / "a.cl3", folder / "a.las", {option, value});
         const ScanCheck check = checkScan(folder / "a.las", 1);
         EXPECT_TRUE(check.findings.empty() && check.notes.empty());
+        const std::string info = run({"info", "--json", folder / "a.las"}).out;
+        EXPECT_TRUE(contains(info, "\"columns\": 300") && contains(info, "\"text\": \"brisko 1."));
         expectClose(before, read(convert(folder / "a.las", folder / "b.cl3")), precision);
         EXPECT_EQ(openScan(folder / "b.cl3")->info().rows, 270U);
     }

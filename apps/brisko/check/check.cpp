@@ -106,7 +106,9 @@ Command addCheck(CLI::App& tool, const CommonOptions& common) {
         "beside\n"
         "the scan and the calibration of their cameras. A .ptx scan: its header, every line, and "
         "the\n"
-        "number of cells against the grid; places are lines.\n"
+        "number of cells against the grid; places are lines. Other formats: everything that keeps "
+        "a\n"
+        "file from being read, and what the header says wrongly of the points.\n"
         "Blocks and bytes count from 0.\n"
         "'brisko repair' salvages what is left of a damaged scan.");
     const auto line = std::make_shared<Line>();
