@@ -33,6 +33,14 @@ const FormatDriver& requireWritable(const std::string& path, const ScanInfo& inf
     return driver;
 }
 
+/// Whether the points have to be put into column order before the format takes them.
+bool needsOrder(const FormatDriver& driver, const ScanInfo& info, bool isIndexed) {
+    constexpr std::uint32_t kTall = 12'000;  // rows; a band of them takes much memory
+    if (info.bandColumns == 1 || !(isIndexed || driver.traits.needsGrid)) return false;
+    const bool isTooTall = info.rows > kTall && !driver.traits.isNative;
+    return driver.needsColumnOrder || isTooTall || info.bandColumns != kBand;
+}
+
 }  // namespace
 
 class ScanWriter::State {
@@ -44,10 +52,7 @@ public:
           m_target(makeTarget(info, options)),
           m_output(m_driver.create(m_target)) {
         m_staged.requireAlignment(toAlignment(m_target.matrix).matrix);
-        const bool inBands = info.bandColumns == 1 ||
-                             (!m_driver.needsColumnOrder && info.bandColumns == kBand) ||
-                             !(m_target.indexed || m_driver.traits.needsGrid);
-        if (inBands) return;
+        if (!needsOrder(m_driver, info, m_target.indexed)) return;
         m_order.emplace(info.bandColumns, path, path,
                         [this](std::span<const CellPoint> points) { m_output->write(points); });
     }
@@ -76,7 +81,7 @@ private:
         target.rows = info.rows;
         target.indexed = m_driver.hasPlainForm && info.hasGrid && !options.plain;
         target.withColour = info.storesColour;
-        target.inColumnOrder = info.bandColumns == 1;
+        target.inColumnOrder = info.bandColumns == 1 || needsOrder(m_driver, info, target.indexed);
         target.matrix = std::to_array(info.alignment.matrix);
         target.header = outputHeader(info, {0, info.columns, 0, info.rows});
         return target;

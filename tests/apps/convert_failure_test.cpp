@@ -62,7 +62,7 @@ TEST(Failure, ShowsByItsExitCodeWhatIsWrongAndLeavesNothing) {
     } cases[] = {
         {{a, a}, 2, "same file"},
         {{a, folder / "link.ptx"}, 2, "same file"},
-        {{a, folder / "out.las"}, 2, "out.las"},
+        {{a, folder / "out.doc"}, 2, "out.doc"},
         {{a, folder / "out"}, 2, "out"},
         {{folder / "bad.txt", out}, 2, "bad.txt"},
         {{a, out, "--plain"}, 2, "--plain"},

@@ -22,6 +22,11 @@ struct Line {
     bool json = false;
 };
 
+/// Whether the records are the cells of a grid.
+bool hasCells(const ScanCheck& check) {
+    return check.format->needsGrid && !check.format->isNative;
+}
+
 void printText(const ScanCheck& check) {
     for (const Finding& finding : check.findings.kept())
         std::cout << scan::findingText(finding) << "\n";
@@ -32,14 +37,14 @@ void printText(const ScanCheck& check) {
     std::cout << check.path << ": "
               << (check.findings.empty() ? "sound" : countOf(check.findings.count(), "finding"))
               << ", ";
-    if (check.columns > 0) {
+    if (hasCells(check)) {
         std::cout << check.columns << " columns x " << check.rows << " rows, "
-                  << countOf(check.records, "cell");
-    } else {
-        if (check.format->isNative) std::cout << countOf(check.blocks, "whole block") << ", ";
-        std::cout << countOf(check.records, "record");
+                  << countOf(check.records, "cell") << ", ";
+    } else if (check.format->isNative) {
+        std::cout << countOf(check.blocks, "whole block") << ", "
+                  << countOf(check.records, "record") << ", ";
     }
-    std::cout << ", " << countOf(check.points, "point") << "\n";
+    std::cout << countOf(check.points, "point") << "\n";
 }
 
 nlohmann::ordered_json checkJson(const ScanCheck& check) {
@@ -53,7 +58,7 @@ nlohmann::ordered_json checkJson(const ScanCheck& check) {
                                    {"notes", check.notes},
                                    {"photos", photosJson(check.photos)},
                                    {"error", nullptr}};
-    if (check.columns > 0) {
+    if (hasCells(check)) {
         json["grid"] = {{"columns", check.columns}, {"rows", check.rows}};
     }
     for (const Finding& finding : check.findings.kept())
@@ -100,7 +105,9 @@ Command addCheck(CLI::App& tool, const CommonOptions& common) {
         "beside\n"
         "the scan and the calibration of their cameras. A .ptx scan: its header, every line, and "
         "the\n"
-        "number of cells against the grid; places are lines.\n"
+        "number of cells against the grid; places are lines. Other formats: everything that keeps "
+        "a\n"
+        "file from being read, and what the header says wrongly of the points.\n"
         "Blocks and bytes count from 0.\n"
         "'brisko repair' salvages what is left of a damaged scan.");
     const auto line = std::make_shared<Line>();

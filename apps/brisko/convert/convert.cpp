@@ -29,9 +29,10 @@ std::string details() {
             text += "  " + std::string(format.extension) + "  " + format.about + "\n";
     }
     return text +
-           "The alignment goes along as a matrix (.alg file, PTX header) unless --apply-alignment "
-           "moves\n"
-           "the points. .ply has no place for a matrix, its points are always aligned.\n"
+           "The alignment goes along as a matrix (.alg file, PTX header, PCD viewpoint) unless\n"
+           "--apply-alignment moves the points. .ply and .las have no place for a matrix, their "
+           "points\n"
+           "are always aligned.\n"
            "OUTPUT appears when it is complete and was checked.";
 }
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <string_view>
 
 namespace brisko::tool {
@@ -32,6 +33,24 @@ scan::GridRange parseRange(const std::string& text, const std::string& option) {
                     option + " " + text + ": a range like 100:200 is expected");
 }
 
+bool parseDouble(std::string_view text, double& number) {
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc{} && stop == end && std::isfinite(number);
+}
+
+scan::IntensityRange parseIntensities(const std::string& text) {
+    scan::IntensityRange range;
+    const std::size_t colon = text.find(':');
+    const bool isRange = colon != std::string::npos &&
+                         parseDouble(std::string_view(text).substr(0, colon), range.min) &&
+                         parseDouble(std::string_view(text).substr(colon + 1), range.max) &&
+                         range.min != range.max;
+    if (isRange) return range;
+    throw ScanError(ErrorKind::Request, {},
+                    "--intensity-range " + text + ": two numbers like 0:255 are expected");
+}
+
 }  // namespace
 
 void addConvertOptions(CLI::App& app, ConvertLine& line) {
@@ -56,6 +75,22 @@ void addConvertOptions(CLI::App& app, ConvertLine& line) {
         ->option_text("A:B");
     app.add_option("--rows", line.rows, "Only rows from C up to, not including, D, likewise")
         ->option_text("C:D");
+    app.add_option("--scan", line.options.scan,
+                   "One scan of an input with several: its number, from 1, or its name")
+        ->option_text("N|NAME");
+    app.add_option("--intensity-range", line.intensities,
+                   "The input's intensities that become 0 and 2200, of formats without a scale of "
+                   "their own (.las, .pcd)")
+        ->option_text("A:B");
+    takeNumbers(
+        app.add_option("--precision", line.options.precision,
+                       "Coordinates may be rounded to this; .las: 0.0001 unless given; .pcd: "
+                       "then with 32 bits"),
+        kLengths)
+        ->option_text("METRES");
+    app.add_option("--las-version", line.options.formVersion,
+                   "Of .las: 1.2, which is usual, or 1.4")
+        ->option_text("VERSION");
     app.add_flag("--apply-alignment", line.options.applyAlignment,
                  "Move the points into the aligned frame; the output has no matrix then");
 }
@@ -74,6 +109,7 @@ scan::ConvertOptions takeConvertOptions(const CLI::App& app, const ConvertLine& 
         }
         options.box = box;
     }
+    if (!line.intensities.empty()) options.intensities = parseIntensities(line.intensities);
     if (!line.columns.empty()) options.columns = parseRange(line.columns, "--columns");
     if (!line.rows.empty()) options.rows = parseRange(line.rows, "--rows");
     return options;

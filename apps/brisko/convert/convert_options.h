@@ -17,6 +17,7 @@ struct ConvertLine {
     double maxDistance = 0;
     std::vector<double> box;
     std::string columns, rows;  // "A:B"
+    std::string intensities;    // "A:B", any numbers
     bool json = false;
 };
 

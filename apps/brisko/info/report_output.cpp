@@ -75,6 +75,29 @@ void alignmentLines(std::ostream& out, const Alignment& alignment) {
     }
 }
 
+void detailLines(std::ostream& out, const ScanReport& report) {
+    constexpr std::size_t kWidth = 11;
+    for (const auto& [name, what] : report.details) {
+        const std::string shown = withoutPadding(what);
+        out << "  " << printable(name)
+            << std::string(name.size() < kWidth ? kWidth - name.size() : 1, ' ')
+            << (shown.empty() ? "-" : printable(shown)) << "\n";
+    }
+}
+
+/// One line a scan of a file that may hold several.
+void scanLines(std::ostream& out, const std::vector<scan::ScanEntry>& scans) {
+    for (std::size_t i = 0; i < scans.size(); ++i) {
+        const scan::ScanEntry& entry = scans[i];
+        out << "  scan " << i + 1 << "     " << (entry.name.empty() ? "-" : printable(entry.name))
+            << ": " << countOf(entry.records, "record");
+        if (entry.hasGrid) out << ", " << entry.columns << " columns x " << entry.rows << " rows";
+        out << (entry.hasColour ? ", room for colours" : "")
+            << (entry.alignment.source == AlignmentSource::File ? ", aligned by a matrix" : "")
+            << "\n";
+    }
+}
+
 void photoLines(std::ostream& out, const scan::StationPhotos& photos) {
     if (photos.photos.empty()) return;
     out << "  photos     " << scan::photosText(photos) << "\n";
@@ -125,7 +148,7 @@ std::string reportText(const ScanReport& report) {
     if (report.hasGrid) {
         out << "  grid       " << report.columns << " columns x " << report.rows << " rows\n";
     } else {
-        out << "  grid       not known: no index\n";
+        out << "  grid       not known" << (report.format->isNative ? ": no index\n" : "\n");
     }
     if (report.header) {
         headerLines(out, *report.header);
@@ -137,6 +160,8 @@ std::string reportText(const ScanReport& report) {
             << report.index->tileSize << " x " << report.index->tileSize << ", "
             << countOf(report.index->points, "point") << "\n";
     }
+    detailLines(out, report);
+    scanLines(out, report.scans);
     out << "  colour     " << colourText(report) << "\n";
     photoLines(out, report.photos);
     alignmentLines(out, report.alignment);
@@ -206,6 +231,27 @@ Json summaryJson(const PointSummary& summary) {
     return json;
 }
 
+/// Pairs keep their order and may share a name.
+Json detailsJson(const ScanReport& report) {
+    Json json = Json::array();
+    for (const auto& [name, what] : report.details)
+        json.push_back({{"name", name}, {"text", withoutPadding(what)}});
+    return json;
+}
+
+Json scansJson(const std::vector<scan::ScanEntry>& scans) {
+    Json json = Json::array();
+    for (const scan::ScanEntry& entry : scans) {
+        json.push_back({{"name", entry.name},
+                        {"records", entry.records},
+                        {"grid", nullptr},
+                        {"colour", entry.hasColour},
+                        {"alignment", alignmentJson(entry.alignment)}});
+        if (entry.hasGrid) json.back()["grid"] = {{"columns", entry.columns}, {"rows", entry.rows}};
+    }
+    return json;
+}
+
 }  // namespace
 
 Json reportJson(const ScanReport& report) {
@@ -218,6 +264,8 @@ Json reportJson(const ScanReport& report) {
     json["index"] = report.index ? indexJson(*report.index) : Json(nullptr);
     json["alignment"] = alignmentJson(report.alignment);
     json["photos"] = photosJson(report.photos);
+    json["scans"] = scansJson(report.scans);
+    json["details"] = detailsJson(report);
     json["count"] = report.summary ? summaryJson(*report.summary) : Json(nullptr);
     json["problems"] = report.problems;
     return json;

@@ -5,8 +5,10 @@
 #include "scan/files/scan_path.h"
 #include "scan/formats/e57/e57_images.h"
 #include "scan/formats/e57/e57_input.h"
+#include "scan/formats/las/las_input.h"
 #include "scan/formats/native/native_input.h"
 #include "scan/formats/native/scan_layout.h"
+#include "scan/formats/pcd/pcd_input.h"
 #include "scan/formats/ptx/ptx_reader.h"
 #include "scan/formats/scan_input.h"
 #include "scan/integrity/scan_check.h"
@@ -35,11 +37,7 @@ unsigned __int128 leastPtx(const OutputTarget& target) {
     return kCell * cellsOf(target);
 }
 
-unsigned __int128 leastE57(const OutputTarget&) {
-    return 0;
-}
-
-unsigned __int128 leastPly(const OutputTarget&) {
+unsigned __int128 leastCloud(const OutputTarget&) {
     return 0;
 }
 
@@ -54,6 +52,19 @@ std::unique_ptr<ScanInput> openPtx(const std::string& path, const ReadOptions&) 
 
 std::unique_ptr<ScanInput> openE57(const std::string& path, const ReadOptions& options) {
     return std::make_unique<E57Input>(path, options);
+}
+
+std::unique_ptr<ScanInput> openLas(const std::string& path, const ReadOptions& options) {
+    return std::make_unique<LasInput>(path, options);
+}
+
+std::unique_ptr<ScanInput> openPcd(const std::string& path, const ReadOptions& options) {
+    return std::make_unique<PcdInput>(path, options);
+}
+
+unsigned __int128 leastPcd(const OutputTarget& target) {
+    constexpr std::uint64_t kCell = 16;  // three coordinates and an intensity of 4 bytes
+    return target.indexed ? kCell * cellsOf(target) : 0;
 }
 
 /// The one list of formats: a new one is a folder beside this file and a row here.
@@ -141,7 +152,7 @@ constexpr FormatDriver kDrivers[] = {
      .listImages = listE57Images,
      .readImage = readE57Image,
      .create = createE57Output,
-     .leastBytes = leastE57},
+     .leastBytes = leastCloud},
     {.traits = {.name = "PLY",
                 .extension = ".ply",
                 .about = "binary point cloud with colour, intensity, column and row",
@@ -162,7 +173,50 @@ constexpr FormatDriver kDrivers[] = {
      .listImages = nullptr,
      .readImage = nullptr,
      .create = createPlyOutput,
-     .leastBytes = leastPly},
+     .leastBytes = leastCloud},
+    {.traits = {.name = "LAS",
+                .extension = ".las",
+                .about =
+                    "point cloud of LAS 1.2 or 1.4: 0.1 mm, intensity of 16 bits, column and row",
+                .reads = true,
+                .writes = true,
+                .isNative = false,
+                .needsGrid = false,
+                .keepsPose = false,
+                .keepsColour = true,
+                .keepsMissingReturns = true},
+     .needsColumnOrder = false,
+     .colourIsOptional = true,
+     .hasPlainForm = false,
+     .open = openLas,
+     .list = nullptr,
+     .describe = describeLas,
+     .check = checkLas,
+     .listImages = nullptr,
+     .readImage = nullptr,
+     .create = createLasOutput,
+     .leastBytes = leastCloud},
+    {.traits = {.name = "PCD",
+                .extension = ".pcd",
+                .about = "binary point cloud, organised as the grid; missing returns are NaN",
+                .reads = true,
+                .writes = true,
+                .isNative = false,
+                .needsGrid = false,
+                .keepsPose = true,
+                .keepsColour = true,
+                .keepsMissingReturns = true},
+     .needsColumnOrder = false,
+     .colourIsOptional = true,
+     .hasPlainForm = true,
+     .open = openPcd,
+     .list = nullptr,
+     .describe = describePcd,
+     .check = checkPcd,
+     .listImages = nullptr,
+     .readImage = nullptr,
+     .create = createPcdOutput,
+     .leastBytes = leastPcd},
 };
 
 const FormatDriver* driverOf(const std::string& path) {
@@ -216,6 +270,10 @@ std::string writableExtensions() {
 const FormatDriver& readerOf(const std::string& path) {
     const FormatDriver* const driver = driverOf(path);
     if (driver && driver->traits.reads) return *driver;
+    if (extensionOf(path) == ".laz") {
+        throw ScanError(ErrorKind::Request, path, "a compressed LAS file, which is not read",
+                        kLasUnpackAdvice);
+    }
     throw ScanError(ErrorKind::Request, path, "not the name of a scan",
                     alternatives(readableExtensions()) + " is expected");
 }

@@ -49,6 +49,8 @@ public:
     /// Of these, the ones stored with a colour other than black.
     std::uint64_t coloured() const { return m_coloured; }
     const LeftOut& leftOut() const { return m_leftOut; }
+    /// What else the user should know of what was stored, after finish(); may be empty.
+    const std::string& remark() const { return m_remark; }
 
 protected:
     /// Counts a point that is stored with its colour.
@@ -60,7 +62,11 @@ protected:
     std::uint64_t m_points = 0;
     std::uint64_t m_coloured = 0;
     LeftOut m_leftOut;
+    std::string m_remark;
 };
+
+/// Whether a matrix leaves points where they are.
+bool isIdentity(const double (&matrix)[16]);
 
 /// Sees that bands of columns follow each other: what comes too late, a writer would drop.
 class BandOrder {
@@ -92,5 +98,7 @@ std::unique_ptr<ScanOutput> createCLROutput(const OutputTarget& target);
 std::unique_ptr<ScanOutput> createPtxOutput(const OutputTarget& target);
 std::unique_ptr<ScanOutput> createE57Output(const OutputTarget& target);
 std::unique_ptr<ScanOutput> createPlyOutput(const OutputTarget& target);
+std::unique_ptr<ScanOutput> createLasOutput(const OutputTarget& target);
+std::unique_ptr<ScanOutput> createPcdOutput(const OutputTarget& target);
 
 }  // namespace brisko::scan

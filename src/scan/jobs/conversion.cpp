@@ -36,6 +36,10 @@ OutputChoice chooseOutput(const ConvertOptions& options, const ScanInfo& input) 
         throw ScanError(ErrorKind::Request, {},
                         "--plain: only a .cl3 output can be without an index");
     }
+    if (!options.formVersion.empty() && !hasExtension(options.output, ".las")) {
+        throw ScanError(ErrorKind::Request, {},
+                        "--las-version: only a .las output is of one version or another");
+    }
     const FormatDriver& driver = writerOf(options.output);
     const bool indexed = driver.hasPlainForm && !options.plain && input.hasGrid;
     return {&driver, indexed, indexed || driver.traits.needsGrid};
@@ -199,7 +203,8 @@ private:
         constexpr std::uint32_t kTall = 12'000;  // rows; a band of them takes 60 MB
         if (info().bandColumns == 1 || !m_choice.needsGrid) return false;
         const bool isTall = m_window.endRow - m_window.firstRow > kTall;
-        return m_choice.driver->needsColumnOrder || (!m_choice.indexed && isTall) ||
+        const bool isTiled = m_choice.indexed && m_choice->isNative;  // keeps tiles, however tall
+        return m_choice.driver->needsColumnOrder || (isTall && !isTiled) ||
                info().bandColumns != kBand || m_window.firstColumn % kBand != 0;
     }
 
@@ -242,7 +247,7 @@ private:
     void completeHeader(const OutputTarget& target) const {
         if (estimatesAngles()) {
             patchAngles(target, m_estimate, m_window);
-        } else if (m_choice.driver->hasPlainForm && !isWindow()) {
+        } else if (m_choice->isNative && m_choice.driver->hasPlainForm && !isWindow()) {
             const auto* const header = dynamic_cast<const CL3FileHeader*>(info().header.get());
             if (header) patchSteps(target, *header);
         }
@@ -266,6 +271,7 @@ private:
                  " has no place for colours; they are left out");
         }
         if (!m_input->remark().empty()) warn(info().path + ": " + m_input->remark());
+        if (!output.remark().empty()) warn(m_options.output + ": " + output.remark());
         if (leftOut.outsideGrid > 0) {
             warn(info().path + ": " + countOf(leftOut.outsideGrid, "point") +
                  " outside the grid left out");

@@ -1,0 +1,167 @@
+#include "scan/formats/las/las_input.h"
+
+#include "base/text.h"
+
+#include <brisko_scan/scan_error.h>
+
+#include <algorithm>
+#include <limits>
+
+namespace brisko::scan {
+namespace {
+
+constexpr std::uint32_t kBand = 256;  // columns
+
+}  // namespace
+
+LasInput::LasInput(const std::string& path, const ReadOptions& options)
+    : m_file(path), m_isScaleKnown(options.intensities || m_file.isOurs()) {
+    m_file.requireReadable();
+    m_info.path = path;
+    m_info.format = formatOf(path);
+    m_info.recordsArePoints = true;
+    m_info.records = m_file.header().count;
+    m_info.storesColour = m_file.colourOffset() > 0;
+    if (m_file.scanRecord()) m_info.name = m_file.scanRecord()->name;
+
+    // Other programs leave it open how colours are scaled and how large the grid is.
+    const bool isForeign = !m_file.isOurs();
+    LasSurvey survey =
+        surveyLas(m_file, isForeign && m_info.storesColour, isForeign && m_file.columnField());
+    if (!isForeign) survey.largestColour = std::numeric_limits<std::uint16_t>::max();
+    takeGrid(survey);
+    m_reader = std::make_unique<LasReader>(
+        m_file, lasScaling(m_file, options.intensities, survey.largestColour));
+}
+
+void LasInput::takeGrid(const LasSurvey& survey) {
+    if (!m_file.columnField()) return;
+    const auto& ours = m_file.scanRecord();
+    if (ours) {
+        m_info.columns = ours->columns;
+        m_info.rows = ours->rows;
+    } else if (m_info.records > 0) {
+        // The largest number is nobody's cell; + 1 makes it 0.
+        m_info.columns = survey.largestColumn + 1;
+        m_info.rows = survey.largestRow + 1;
+    }
+    m_info.hasGrid = m_info.columns > 0 && m_info.rows > 0;
+    if (!m_info.hasGrid) {
+        m_info.columns = m_info.rows = 0;
+        return;
+    }
+    bool byColumn = survey.byColumn, byBand = survey.byBand;
+    if (m_file.isOurs()) {
+        byColumn = ours->bandColumns == 1;
+        byBand = ours->bandColumns == kBand;
+    }
+    constexpr std::uint64_t kMost = std::numeric_limits<std::uint32_t>::max();
+    const auto anyOrder =
+        static_cast<std::uint32_t>(std::min(wholeLasBands(m_info.columns), kMost));
+    m_info.bandColumns = byColumn ? 1 : byBand ? kBand : anyOrder;
+}
+
+void LasInput::read(std::vector<CellPoint>& points) {
+    m_reader->read(points, kBatch);
+    if (m_info.hasGrid) requireCells();
+}
+
+void LasInput::requireCells() const {
+    if (m_reader->largestColumn() < wholeLasBands(m_info.columns) &&
+        m_reader->largestRow() < wholeLasBands(m_info.rows)) {
+        return;
+    }
+    throw ScanError(ErrorKind::Damaged, m_info.path,
+                    "a point among the first " + std::to_string(m_reader->done()) +
+                        " lies outside the grid of " + std::to_string(m_info.columns) + " x " +
+                        std::to_string(m_info.rows) + " cells");
+}
+
+std::string LasInput::remark() const {
+    constexpr std::uint16_t kFew = 4096;  // a sixteenth of what there is room for
+    const std::uint16_t largest = m_reader->largestIntensity();
+    if (m_isScaleKnown || largest == 0 || largest >= kFew) return {};
+    const std::string text = std::to_string(largest);
+    return "its intensities end at " + text + " of 65535; --intensity-range 0:" + text +
+           " takes these for all there are";
+}
+
+namespace {
+
+std::string numbers(const std::array<double, 3>& values) {
+    std::string text;
+    for (const double value : values)
+        text += formatText(text.empty() ? "%.12g" : " %.12g", value);
+    return text;
+}
+
+std::string listOf(const std::vector<LasField>& fields) {
+    std::string text;
+    for (const LasField& field : fields) {
+        text += (text.empty() ? "" : ", ") + field.name + " (" + std::to_string(field.size) +
+                (field.size == 1 ? " byte)" : " bytes)");
+    }
+    return text;
+}
+
+std::string returnsOf(const LasHeader& header) {
+    const auto last = std::find_if(header.returns.rbegin(), header.returns.rend(),
+                                   [](std::uint64_t points) { return points > 0; });
+    std::string text;
+    for (auto it = header.returns.begin(); it != last.base(); ++it)
+        text += (text.empty() ? "" : " ") + std::to_string(*it);
+    return text.empty() ? "none" : text;
+}
+
+std::vector<std::pair<std::string, std::string>> detailsOf(const LasFile& file) {
+    const LasHeader& h = file.header();
+    const auto number = [](std::uint64_t n) { return std::to_string(n); };
+    std::vector<std::pair<std::string, std::string>> details = {
+        {"version", number(h.major) + "." + number(h.minor)},
+        {"system", h.system},
+        {"software", h.software},
+        {"created", "day " + number(h.day) + " of " + number(h.year)},
+        {"points", number(h.count) + " of format " + number(h.pointFormat & ~kCompressedBit) +
+                       ", " + number(h.pointSize) + " bytes each"},
+        {"by return", returnsOf(h)},
+        {"scale", numbers(h.scale)},
+        {"offset", numbers(h.offset)},
+        {"least", numbers(h.min)},
+        {"largest", numbers(h.max)},
+        {"source id", number(h.sourceId)},
+    };
+    if (!file.problem().empty()) return details;
+    details.emplace_back("vlrs",
+                         number(file.recordsThere()) + (file.hasCoordinateSystem()
+                                                            ? ", with a coordinate system"
+                                                            : ", without a coordinate system"));
+    if (!file.fields().empty()) details.emplace_back("extra", listOf(file.fields()));
+    return details;
+}
+
+}  // namespace
+
+ScanReport describeLas(const std::string& path) {
+    const LasFile file(path);
+    ScanReport report;
+    report.path = path;
+    report.format = formatOf(path);
+    report.bytes = file.bytes();
+    report.records = file.pointsThere();
+    report.details = detailsOf(file);
+    if (!file.problem().empty()) {
+        report.problems.push_back(path + ": " + file.problem() +
+                                  (file.advice().empty() ? "" : "; " + file.advice()));
+        return report;
+    }
+    report.hasColour = file.colourOffset() > 0;
+    const auto& ours = file.scanRecord();
+    if (ours && file.columnField()) {
+        report.columns = ours->columns;
+        report.rows = ours->rows;
+        report.hasGrid = ours->columns > 0 && ours->rows > 0;
+    }
+    return report;
+}
+
+}  // namespace brisko::scan

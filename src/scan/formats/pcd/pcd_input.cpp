@@ -1,0 +1,263 @@
+#include "scan/formats/pcd/pcd_input.h"
+
+#include "base/text.h"
+#include "scan/files/input_file.h"
+#include "scan/formats/pcd/viewpoint.h"
+#include "scan/formats/scan_output.h"
+
+#include <brisko_codec/codec.h>
+#include <brisko_scan/scan_error.h>
+#include <brisko_scan/text.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace brisko::scan {
+namespace {
+
+constexpr std::uint32_t kMostCells = std::numeric_limits<std::uint32_t>::max() - 1;  // in a line
+
+PcdHeader readHeader(const std::string& path) {
+    InputFile file(path);
+    std::string text(
+        static_cast<std::size_t>(std::min<std::uint64_t>(file.size(), kPcdLongestHeader)), '\0');
+    text.resize(file.read(text.data(), text.size()));
+    PcdHeader header;
+    std::string reason = parsePcdHeader(text, header);
+    const bool isTooLarge =
+        header.isOrganised() && (header.width > kMostCells || header.height > kMostCells);
+    if (reason.empty() && isTooLarge) reason = "its grid is too large";
+    if (!reason.empty()) throw ScanError(ErrorKind::Damaged, path, reason);
+    return header;
+}
+
+/// The pose: our own matrix, as long as the viewpoint still is what we made of it.
+Alignment alignmentOf(const std::string& path, const PcdHeader& header) {
+    Alignment alignment;
+    auto matrix = matrixOf(header.viewpoint);
+    if (!matrix) throw ScanError(ErrorKind::Damaged, path, "VIEWPOINT is no pose");
+    if (header.matrix && viewpointOf(*header.matrix, kPoseTolerance) == header.viewpoint) {
+        matrix = header.matrix;
+    }
+    std::copy(matrix->begin(), matrix->end(), alignment.matrix);
+    alignment.source = std::to_array(alignment.matrix) == kIdentityMatrix ? AlignmentSource::None
+                                                                          : AlignmentSource::File;
+    return alignment;
+}
+
+bool hasColour(const PcdHeader& header) {
+    return header.field(PcdRole::Packed) ||
+           (header.field(PcdRole::Red) && header.field(PcdRole::Green) &&
+            header.field(PcdRole::Blue));
+}
+
+}  // namespace
+
+PcdInput::PcdInput(const std::string& path, const ReadOptions& options)
+    : m_header(readHeader(path)) {
+    m_info.path = path;
+    m_info.format = formatOf(path);
+    m_info.alignment = alignmentOf(path, m_header);
+    m_info.records = m_header.points;
+    m_info.storesColour = hasColour(m_header);
+    m_blocks = openPcdBlocks(path, m_header);
+    takeIntensities(options.intensities);
+    if (m_header.isOrganised()) {
+        m_info.hasGrid = true;
+        m_info.columns = static_cast<std::uint32_t>(m_header.width);
+        m_info.rows = static_cast<std::uint32_t>(m_header.height);
+        m_info.bandColumns = std::max(m_info.columns, 1U);  // row by row
+    } else {
+        m_info.recordsArePoints = true;
+        m_hasCellFields = m_header.field(PcdRole::Column) && m_header.field(PcdRole::Row);
+    }
+    survey();
+}
+
+void PcdInput::takeIntensities(const std::optional<IntensityRange>& range) {
+    if (!range) return;
+    m_intensityFactor = BriskoCodec::i_range / (range->max - range->min);
+    m_intensityShift = -range->min * m_intensityFactor;
+    if (std::isfinite(m_intensityFactor) && std::isfinite(m_intensityShift)) return;
+    throw ScanError(ErrorKind::Request, m_info.path,
+                    "the intensities cannot be scaled by that range");
+}
+
+/// Looks at all points for what only the largest numbers show: how separate colours are scaled, and how
+/// large a grid is that columns and rows in fields make.
+void PcdInput::survey() {
+    const PcdField* const red = m_header.field(PcdRole::Red);
+    const bool colours = m_info.storesColour && !m_header.field(PcdRole::Packed) && red->size > 1;
+    if (!colours && !m_hasCellFields) return;
+    std::array<double, kPcdRoles> largest{};
+    while (const std::size_t count = m_blocks->next(m_columns)) {
+        for (std::size_t role = 0; role < kPcdRoles; ++role) {
+            for (std::size_t i = 0; i < std::min(count, m_columns[role].size()); ++i)
+                largest[role] = std::max(largest[role], m_columns[role][i]);
+        }
+    }
+    m_blocks->rewind();
+    const auto of = [&](PcdRole role) { return largest[static_cast<std::size_t>(role)]; };
+    if (colours) {
+        const double most = std::max({of(PcdRole::Red), of(PcdRole::Green), of(PcdRole::Blue)});
+        const bool isShare = red->type == 'F' && most <= 1;
+        m_colourFactor = isShare ? 255 : most <= 255 ? 1 : 1 / 256.0;
+    }
+    m_hasCellFields =
+        m_hasCellFields && of(PcdRole::Column) < kMostCells && of(PcdRole::Row) < kMostCells;
+    if (!m_hasCellFields || m_header.points == 0) return;
+    m_info.hasGrid = true;
+    m_info.columns = static_cast<std::uint32_t>(of(PcdRole::Column)) + 1;
+    m_info.rows = static_cast<std::uint32_t>(of(PcdRole::Row)) + 1;
+    m_info.bandColumns = m_info.columns;
+}
+
+void PcdInput::rewind() {
+    m_blocks->rewind();
+    m_done = 0;
+    m_column = m_row = 0;
+}
+
+void PcdInput::read(std::vector<CellPoint>& points) {
+    points.clear();
+    while (points.size() + kPcdBlock <= kBatch) {
+        const std::size_t count = m_blocks->next(m_columns);
+        if (count == 0) break;
+        takePoints(count, points);
+        m_done += count;
+    }
+}
+
+void PcdInput::nextCell() {
+    if (++m_column < m_info.columns) return;
+    m_column = 0;
+    ++m_row;
+}
+
+void PcdInput::takePoints(std::size_t count, std::vector<CellPoint>& points) {
+    const auto of = [&](PcdRole role) {
+        const auto& values = m_columns[static_cast<std::size_t>(role)];
+        return values.empty() ? nullptr : values.data();
+    };
+    const double *const x = of(PcdRole::X), *const y = of(PcdRole::Y), *const z = of(PcdRole::Z),
+                        *const intensity = of(PcdRole::Intensity),
+                        *const packed = of(PcdRole::Packed), *const red = of(PcdRole::Red),
+                        *const green = of(PcdRole::Green), *const blue = of(PcdRole::Blue),
+                        *const column = of(PcdRole::Column), *const row = of(PcdRole::Row);
+    const bool isOrganised = m_header.isOrganised();
+    const bool hasColour = m_info.storesColour;
+    const auto toCell = [](double value) {
+        return static_cast<std::uint32_t>(std::min(double{kMostCells}, std::max(0.0, value)));
+    };
+    const auto toColour = [factor = m_colourFactor](double value) {
+        // What is no number becomes 0.
+        return static_cast<std::uint8_t>(std::min(255.0, std::max(0.0, value * factor)));
+    };
+    const std::size_t before = points.size();
+    points.resize(before + count);
+    CellPoint* out = points.data() + before;
+    for (std::size_t i = 0; i < count; ++i) {
+        // Not 0 where one of them is not finite.
+        const bool isPoint = (x[i] - x[i]) + (y[i] - y[i]) + (z[i] - z[i]) == 0;
+        CellPoint point;
+        point.x = x[i];
+        point.y = y[i];
+        point.z = z[i];
+        if (intensity) {
+            const double scaled = intensity[i] * m_intensityFactor + m_intensityShift;
+            const bool isFloat = std::abs(scaled) <= std::numeric_limits<float>::max();
+            point.intensity = isFloat ? static_cast<float>(scaled) : 0;
+        }
+        if (packed) {
+            const auto colour = static_cast<std::uint32_t>(packed[i]);
+            point.red = static_cast<std::uint8_t>(colour >> 16);
+            point.green = static_cast<std::uint8_t>(colour >> 8);
+            point.blue = static_cast<std::uint8_t>(colour);
+        } else if (hasColour) {
+            point.red = toColour(red[i]);
+            point.green = toColour(green[i]);
+            point.blue = toColour(blue[i]);
+        }
+        if (isOrganised) {
+            point.column = m_column;
+            point.row = m_row;
+            nextCell();
+        } else if (m_hasCellFields) {
+            point.column = toCell(column[i]);
+            point.row = toCell(row[i]);
+        }
+        *out = point;
+        out += isPoint;
+    }
+    points.resize(static_cast<std::size_t>(out - points.data()));
+}
+
+namespace {
+
+std::string fieldsText(const PcdHeader& header) {
+    std::string text;
+    for (const PcdField& field : header.fields) {
+        text +=
+            (text.empty() ? "" : ", ") + field.name + " " + field.type + std::to_string(field.size);
+        if (field.count != 1) text += " x " + std::to_string(field.count);
+    }
+    return text;
+}
+
+const char* nameOf(PcdData data) {
+    return data == PcdData::Ascii    ? "ascii"
+           : data == PcdData::Binary ? "binary"
+                                     : "binary_compressed";
+}
+
+}  // namespace
+
+ScanReport describePcd(const std::string& path) {
+    const PcdHeader header = readHeader(path);
+    ScanReport report;
+    report.path = path;
+    report.format = formatOf(path);
+    report.bytes = InputFile(path).size();
+    report.alignment = alignmentOf(path, header);
+    report.records = header.points;
+    report.hasColour = hasColour(header);
+    report.hasGrid = header.isOrganised();
+    if (report.hasGrid) {
+        report.columns = static_cast<std::uint32_t>(header.width);
+        report.rows = static_cast<std::uint32_t>(header.height);
+    }
+    report.details = {{"version", header.version},
+                      {"data", nameOf(header.data)},
+                      {"points", std::to_string(header.points)},
+                      {"fields", fieldsText(header)}};
+    try {
+        openPcdBlocks(path, header);
+    } catch (const ScanError& error) {
+        report.problems.emplace_back(error.what());
+    }
+    return report;
+}
+
+void checkPcd(ScanCheck& check, const ProgressFunction& function) {
+    const InputFile readable(check.path);
+    try {
+        PcdInput input(check.path, {});
+        TaskProgress progress(function, "check", input.steps(), input.stepUnit());
+        std::vector<CellPoint> points;
+        for (input.read(points); !points.empty(); input.read(points)) {
+            check.points += points.size();
+            check.records = input.stepsDone();
+            progress.advanceTo(input.stepsDone());
+        }
+        check.records = input.stepsDone();
+        if (!input.info().recordsArePoints || check.points == check.records) return;
+        check.notes.push_back(countOf(check.records - check.points, "point") + " of " +
+                              std::to_string(check.records) + " without finite numbers");
+    } catch (const ScanError& error) {
+        if (error.kind() != ErrorKind::Damaged) throw;
+        check.findings.add({"structure", check.path, {}, error.place().offset, error.reason()});
+    }
+}
+
+}  // namespace brisko::scan
