@@ -4,15 +4,10 @@
 #include "base/checked.h"
 #include "scan/files/input_file.h"
 #include "scan/formats/pcd/lzf_stream.h"
-#include "scan/formats/ptx/line_reader.h"
-#include "scan/formats/ptx/number_text.h"
 
 #include <brisko_scan/scan_error.h>
 
 #include <algorithm>
-#include <bit>
-#include <cmath>
-#include <limits>
 
 namespace brisko::scan {
 namespace {
@@ -54,18 +49,6 @@ void forEachRole(const PcdHeader& header, const Use& use) {
     }
 }
 
-void makeRoom(const PcdHeader& header, PcdColumns& columns) {
-    forEachRole(header, [&](PcdRole role, const PcdField&) {
-        columns[static_cast<std::size_t>(role)].resize(kPcdBlock);
-    });
-}
-
-[[noreturn]] void failShort(const std::string& path, const PcdHeader& header) {
-    throw ScanError(ErrorKind::Damaged, path,
-                    "the file is too short for the " + std::to_string(header.points) +
-                        " points that its header announces");
-}
-
 /// Records one after the other.
 class BinaryBlocks : public PcdBlocks {
 public:
@@ -73,13 +56,13 @@ public:
         : m_header(header), m_size(static_cast<std::size_t>(header.recordSize)), m_stream(path) {
         const auto bytes = checkedMultiply(header.points, header.recordSize);
         m_stream.seek(header.dataOffset);
-        if (!bytes || *bytes > m_stream.left()) failShort(path, header);
+        if (!bytes || *bytes > m_stream.left()) failPcdTooShort(path, header);
     }
 
     std::size_t next(PcdColumns& columns) override {
         const std::uint64_t left = std::min<std::uint64_t>(m_header.points - m_done, kPcdBlock);
         if (left == 0) return 0;
-        makeRoom(m_header, columns);
+        makePcdRoom(m_header, columns);
         const auto bytes = m_stream.atLeast(m_size);
         const auto count =
             static_cast<std::size_t>(std::min<std::uint64_t>(left, bytes.size() / m_size));
@@ -121,7 +104,7 @@ public:
             findStarts(openStream());
             rewind();
         }
-        makeRoom(m_header, columns);
+        makePcdRoom(m_header, columns);
         for (const auto& [role, field, stream] : m_streams) {
             const auto size = static_cast<std::size_t>(field->bytes());
             m_bytes.resize(count * size);
@@ -151,7 +134,7 @@ private:
         constexpr std::size_t kSizes = 8;  // bytes of the two numbers before the data
         InputFile file(m_path);
         std::uint8_t sizes[kSizes];
-        if (!file.readAt(m_header.dataOffset, sizes, kSizes)) failShort(m_path, m_header);
+        if (!file.readAt(m_header.dataOffset, sizes, kSizes)) failPcdTooShort(m_path, m_header);
         const std::uint64_t packed = loadU32(sizes), full = loadU32(sizes + 4);
         const std::uint64_t offset = m_header.dataOffset + kSizes;
         const auto all = checkedMultiply(m_header.points, m_header.recordSize);
@@ -163,7 +146,7 @@ private:
                             std::to_string(full) + " bytes of compressed data do not make " +
                                 std::to_string(m_header.points) + " points");
         }
-        if (packed > file.size() - offset) failShort(m_path, m_header);
+        if (packed > file.size() - offset) failPcdTooShort(m_path, m_header);
         return LzfStream(m_path, offset, packed, full);
     }
 
@@ -185,125 +168,22 @@ private:
     std::uint64_t m_done = 0;
 };
 
-/// A line a point.
-class AsciiBlocks : public PcdBlocks {
-public:
-    AsciiBlocks(const std::string& path, const PcdHeader& header) : m_path(path), m_header(header) {
-        // "0 0 0" and the end of the line, which the last may lack.
-        const auto bytes = checkedMultiply(header.points, 2 * header.values());
-        if (!bytes || *bytes > InputFile(path).size() + 1) failShort(path, header);
-        m_roles.assign(header.fields.size(), kPcdRoles);
-        for (std::size_t role = 0; role < kPcdRoles; ++role) {
-            if (header.roles[role]) m_roles[*header.roles[role]] = role;
-        }
-        rewind();
-    }
-
-    std::size_t next(PcdColumns& columns) override {
-        makeRoom(m_header, columns);
-        std::size_t count = 0;
-        for (; count < kPcdBlock && m_done < m_header.points; ++count, ++m_done) {
-            std::string_view line;
-            if (!m_lines->next(line)) {
-                throw ScanError(ErrorKind::Damaged, m_path,
-                                "the file ends after " + std::to_string(m_done) + " of " +
-                                    std::to_string(m_header.points) + " points");
-            }
-            readPoint(line, columns, count);
-        }
-        if (count == 0) requireEnd();
-        return count;
-    }
-
-    void rewind() override {
-        m_lines = std::make_unique<LineReader>(m_path);
-        for (std::string_view line;
-             m_lines->position() < m_header.dataOffset && m_lines->next(line);) {
-        }
-        m_done = 0;
-    }
-
-private:
-    [[noreturn]] void fail(const std::string& reason) const {
-        throw ScanError(ErrorKind::Damaged, m_path,
-                        "line " + std::to_string(m_lines->number()) + ": " + reason);
-    }
-
-    void readPoint(std::string_view line, PcdColumns& columns, std::size_t place) {
-        if (line.find(',') != line.npos) {
-            m_line = line;
-            std::replace(m_line.begin(), m_line.end(), ',', ' ');
-            line = m_line;
-        }
-        for (std::size_t i = 0; i < m_header.fields.size(); ++i) {
-            for (std::uint64_t k = 0; k < m_header.fields[i].count; ++k) {
-                double value = 0;
-                const bool isFirst = k == 0 && m_roles[i] < kPcdRoles;
-                const bool isPacked =
-                    isFirst && m_roles[i] == static_cast<std::size_t>(PcdRole::Packed);
-                if (!(isPacked ? takePacked(line, value) : takeAny(line, value)))
-                    fail("not a number for each of " + std::to_string(m_header.values()) +
-                         " values of a point");
-                if (isFirst) columns[m_roles[i]][place] = value;
-            }
-        }
-        if (!isBlank(line)) fail("more than " + std::to_string(m_header.values()) + " numbers");
-    }
-
-    static std::string_view nextWord(std::string_view line) {
-        const std::size_t begin = std::min(line.find_first_not_of(" \t"), line.size());
-        return line.substr(begin, line.find_first_of(" \t", begin) - begin);
-    }
-
-    /// Also what is no finite number.
-    static bool takeAny(std::string_view& line, double& value) {
-        if (takeNumber(line, value)) return true;
-        std::string_view word = nextWord(line);
-        const auto after = static_cast<std::size_t>(word.data() + word.size() - line.data());
-        if (word.starts_with('-') || word.starts_with('+')) word.remove_prefix(1);
-        for (const char* known : {"nan", "NaN", "NAN", "inf", "Inf", "INF"}) {
-            if (word != known) continue;
-            line.remove_prefix(after);
-            value = std::numeric_limits<double>::quiet_NaN();
-            return true;
-        }
-        return false;
-    }
-
-    /// A number of digits only is the packed colour; another one is a float of the same bits.
-    static bool takePacked(std::string_view& line, double& value) {
-        const std::string_view word = nextWord(line);
-        const bool isWhole =
-            std::all_of(word.begin(), word.end(), [](char c) { return c >= '0' && c <= '9'; });
-        if (!takeAny(line, value)) return false;
-        constexpr double kMost = std::numeric_limits<std::uint32_t>::max();
-        if (isWhole) return value <= kMost;
-        const bool isFloat = std::abs(value) <= std::numeric_limits<float>::max();
-        value = isFloat ? std::bit_cast<std::uint32_t>(static_cast<float>(value)) : 0;
-        return true;
-    }
-
-    void requireEnd() {
-        for (std::string_view line; m_lines->next(line);) {
-            if (!isBlank(line)) {
-                fail("more points than the " + std::to_string(m_header.points) +
-                     " that the header announces");
-            }
-        }
-    }
-
-    std::string m_path;
-    PcdHeader m_header;
-    std::vector<std::size_t> m_roles;  // of the fields; kPcdRoles: none
-    std::unique_ptr<LineReader> m_lines;
-    std::string m_line;
-    std::uint64_t m_done = 0;
-};
-
 }  // namespace
 
+void makePcdRoom(const PcdHeader& header, PcdColumns& columns) {
+    forEachRole(header, [&](PcdRole role, const PcdField&) {
+        columns[static_cast<std::size_t>(role)].resize(kPcdBlock);
+    });
+}
+
+void failPcdTooShort(const std::string& path, const PcdHeader& header) {
+    throw ScanError(ErrorKind::Damaged, path,
+                    "the file is too short for the " + std::to_string(header.points) +
+                        " points that its header announces");
+}
+
 std::unique_ptr<PcdBlocks> openPcdBlocks(const std::string& path, const PcdHeader& header) {
-    if (header.data == PcdData::Ascii) return std::make_unique<AsciiBlocks>(path, header);
+    if (header.data == PcdData::Ascii) return openPcdLines(path, header);
     if (header.data == PcdData::Binary) return std::make_unique<BinaryBlocks>(path, header);
     return std::make_unique<CompressedBlocks>(path, header);
 }

@@ -31,4 +31,12 @@ public:
 /// header: of that file. Throws ScanError(Damaged) where the file is too short for its points.
 std::unique_ptr<PcdBlocks> openPcdBlocks(const std::string& path, const PcdHeader& header);
 
+/// The same for the form of text.
+std::unique_ptr<PcdBlocks> openPcdLines(const std::string& path, const PcdHeader& header);
+
+/// Makes the arrays of the roles that there are as long as a block.
+void makePcdRoom(const PcdHeader& header, PcdColumns& columns);
+
+[[noreturn]] void failPcdTooShort(const std::string& path, const PcdHeader& header);
+
 }  // namespace brisko::scan

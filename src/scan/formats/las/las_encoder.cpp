@@ -1,0 +1,168 @@
+#include "scan/formats/las/las_encoder.h"
+
+#include "base/bytes.h"
+#include "scan/formats/las/las_reader.h"
+
+#include <brisko_scan/scan_error.h>
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstring>
+
+namespace brisko::scan {
+namespace {
+
+constexpr double kMostUnits = 2147483646;  // of the precision, from the offset
+
+/// A whole number of metres near a coordinate: 0 for scans about their own scanner, so that their
+/// decimals stay as they are, and never so far that it takes away from the range.
+double offsetNear(double coordinate, double precision) {
+    constexpr double kShare = 16;
+    const double step =
+        std::max(1.0, std::pow(10, std::floor(std::log10(kMostUnits * precision / kShare))));
+    return std::round(coordinate / step) * step + 0.0;  // never -0
+}
+
+/// The nearest whole number, for numbers that have one of 32 bits: after the addition it stands in the
+/// low bits.
+std::int32_t toNearest(double value) {
+    return static_cast<std::int32_t>(
+        static_cast<std::uint32_t>(std::bit_cast<std::uint64_t>(value + 0x1.8p52)));
+}
+
+/// A record of a single return of station 1; the rest is 0.
+template <std::uint8_t kFormat>
+constexpr auto emptyRecord() {
+    constexpr bool kWide = kFormat >= kFirstWideFormat;
+    std::array<std::uint8_t, kLasPointFormats[kFormat].size> record{};
+    record[las_point::kReturns] = kWide ? 0x11 : 0x09;  // return 1 of 1
+    record[kWide ? las_point::kSourceId6 : las_point::kSourceId] = kLasStation;
+    return record;
+}
+
+}  // namespace
+
+LasEncoder::LasEncoder(const LasForm& form, const std::string& shownPath)
+    : m_form(form),
+      m_shownPath(shownPath),
+      m_encode(chooseEncode(form)),
+      m_columnEnd(wholeLasBands(form.columns)),
+      m_rowEnd(wholeLasBands(form.rows)) {
+}
+
+template <std::uint8_t kFormat>
+LasEncoder::Encode LasEncoder::chooseCells(LasCells cells) {
+    if (cells == LasCells::None) return &LasEncoder::encodeAll<kFormat, LasCells::None>;
+    return cells == LasCells::Narrow ? &LasEncoder::encodeAll<kFormat, LasCells::Narrow>
+                                     : &LasEncoder::encodeAll<kFormat, LasCells::Wide>;
+}
+
+LasEncoder::Encode LasEncoder::chooseEncode(const LasForm& form) {
+    switch (form.pointFormat) {
+        case 0:
+            return chooseCells<0>(form.cells);
+        case 2:
+            return chooseCells<2>(form.cells);
+        case 6:
+            return chooseCells<6>(form.cells);
+        default:
+            return chooseCells<7>(form.cells);
+    }
+}
+
+void LasEncoder::chooseOffset(std::span<const CellPoint> points) {
+    const auto first = std::find_if(points.begin(), points.end(), [](const CellPoint& p) {
+        return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z);
+    });
+    if (first == points.end()) return;
+    m_offset = {offsetNear(first->x, m_form.precision), offsetNear(first->y, m_form.precision),
+                offsetNear(first->z, m_form.precision)};
+}
+
+template <std::uint8_t kFormat, LasCells kCells>
+std::size_t LasEncoder::encodeAll(std::span<const CellPoint> points, std::uint8_t* out) {
+    constexpr auto kEmpty = emptyRecord<kFormat>();
+    constexpr std::size_t kColour = kLasPointFormats[kFormat].colour;
+    constexpr std::size_t kSize = kEmpty.size() + 2 * widthOf(kCells);
+    constexpr double kFullScale = 65535;
+    constexpr float kLargestIntensity = 2200;
+    const std::uint8_t* const begin = out;
+    const double units = 1 / m_form.precision;
+    const auto offset = m_offset;
+    Extent extent = m_extent;
+    std::uint64_t coloured = 0, beyondScale = 0;
+    bool isWhole = m_isWhole;
+    for (const CellPoint& p : points) {
+        const double x = (p.x - offset[0]) * units, y = (p.y - offset[1]) * units,
+                     z = (p.z - offset[2]) * units;
+        // False also for what is not a number.
+        const bool fits = std::abs(x) <= kMostUnits && std::abs(y) <= kMostUnits &&
+                          std::abs(z) <= kMostUnits && std::isfinite(p.intensity);
+        if (!fits || (kCells != LasCells::None && !isInGrid(p))) [[unlikely]] {
+            leaveOut(p);
+            continue;
+        }
+        const std::int32_t place[] = {toNearest(x), toNearest(y), toNearest(z)};
+        std::memcpy(out, kEmpty.data(), kEmpty.size());
+        std::memcpy(out + las_point::kX, place, sizeof place);
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            extent.min[axis] = std::min(extent.min[axis], place[axis]);
+            extent.max[axis] = std::max(extent.max[axis], place[axis]);
+        }
+
+        const float intensity = std::min(std::max(p.intensity, 0.0F), kLargestIntensity);
+        beyondScale += intensity != p.intensity;
+        isWhole &= static_cast<float>(static_cast<std::int32_t>(intensity)) == intensity;
+        store(out + las_point::kIntensity,
+              static_cast<std::uint16_t>(static_cast<std::int32_t>(
+                  static_cast<double>(intensity) * (kFullScale / kLargestIntensity) + 0.5)));
+        if constexpr (kColour > 0) {
+            constexpr unsigned kTo16Bits = 257;
+            store(out + kColour, static_cast<std::uint16_t>(p.red * kTo16Bits));
+            store(out + kColour + 2, static_cast<std::uint16_t>(p.green * kTo16Bits));
+            store(out + kColour + 4, static_cast<std::uint16_t>(p.blue * kTo16Bits));
+            coloured += (p.red | p.green | p.blue) != 0;
+        }
+        if constexpr (kCells == LasCells::Narrow) {
+            store(out + kEmpty.size(), static_cast<std::uint16_t>(p.column));
+            store(out + kEmpty.size() + 2, static_cast<std::uint16_t>(p.row));
+        } else if constexpr (kCells == LasCells::Wide) {
+            storeU32(out + kEmpty.size(), p.column);
+            storeU32(out + kEmpty.size() + 4, p.row);
+        }
+        if constexpr (kCells != LasCells::None) noteOrder(p.column);
+        out += kSize;
+    }
+    m_extent = extent;
+    m_isWhole = isWhole;
+    m_coloured += coloured;
+    m_beyondScale += beyondScale;
+    return static_cast<std::size_t>(out - begin) / kSize;
+}
+
+void LasEncoder::noteOrder(std::uint32_t column) {
+    m_byColumn &= column >= m_lastColumn;
+    m_byBand &= column / kBand >= m_lastColumn / kBand;
+    m_lastColumn = column;
+}
+
+void LasEncoder::leaveOut(const CellPoint& p) {
+    if (!std::isfinite(p.x) || !std::isfinite(p.y) || !std::isfinite(p.z) ||
+        !std::isfinite(p.intensity)) {
+        ++m_leftOut.notFinite;
+    } else if (m_form.cells != LasCells::None && !isInGrid(p)) {
+        ++m_leftOut.outsideGrid;
+    } else {
+        throw ScanError(ErrorKind::NotWritten, m_shownPath,
+                        "a point lies too far from the others for coordinates of 32 bits",
+                        "a greater --precision has room for it, or --box leaves it out");
+    }
+}
+
+std::array<double, 3> LasEncoder::toMetres(const std::array<std::int32_t, 3>& place) const {
+    return {place[0] * m_form.precision + m_offset[0], place[1] * m_form.precision + m_offset[1],
+            place[2] * m_form.precision + m_offset[2]};
+}
+
+}  // namespace brisko::scan
