@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cmath>
 #include <cstdint>
+#include <optional>
 
 namespace brisko {
 
@@ -19,6 +21,31 @@ inline Alignment toAlignment(const Matrix& matrix) {
     std::copy(matrix.begin(), matrix.end(), alignment.matrix);
     alignment.source = AlignmentSource::File;
     return alignment;
+}
+
+/// The matrix that takes back what an affine one does; nothing where there is none, or where it is no
+/// finite numbers.
+inline std::optional<Matrix> inverseOf(const Matrix& m) {
+    if (m[12] != 0 || m[13] != 0 || m[14] != 0 || m[15] != 1) return std::nullopt;
+    Matrix inverse = kIdentityMatrix;
+    for (std::size_t row = 0; row < 3; ++row) {
+        for (std::size_t column = 0; column < 3; ++column) {
+            // The cofactor, without the signs of a chessboard: rows and columns go round.
+            const std::size_t a = (column + 1) % 3, b = (column + 2) % 3;
+            const std::size_t c = (row + 1) % 3, d = (row + 2) % 3;
+            inverse[4 * row + column] = m[4 * a + c] * m[4 * b + d] - m[4 * a + d] * m[4 * b + c];
+        }
+    }
+    const double determinant = m[0] * inverse[0] + m[1] * inverse[4] + m[2] * inverse[8];
+    for (std::size_t row = 0; row < 3; ++row) {
+        double* const r = inverse.data() + 4 * row;
+        for (std::size_t column = 0; column < 3; ++column)
+            r[column] /= determinant;
+        r[3] = -(r[0] * m[3] + r[1] * m[7] + r[2] * m[11]);
+    }
+    const bool isFinite = std::all_of(inverse.begin(), inverse.end(),
+                                      [](double element) { return std::isfinite(element); });
+    return isFinite ? std::optional(inverse) : std::nullopt;
 }
 
 /// The matrix that every reader applies to its points: a full projective transform with a division

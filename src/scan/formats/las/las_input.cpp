@@ -23,6 +23,7 @@ LasInput::LasInput(const std::string& path, const ReadOptions& options)
     m_info.records = m_file.header().count;
     m_info.storesColour = m_file.colourOffset() > 0;
     if (m_file.scanRecord()) m_info.name = m_file.scanRecord()->name;
+    takePose();
 
     // Other programs leave it open how colours are scaled and how large the grid is.
     const bool isForeign = !m_file.isOurs();
@@ -32,6 +33,15 @@ LasInput::LasInput(const std::string& path, const ReadOptions& options)
     takeGrid(survey);
     m_reader = std::make_unique<LasReader>(
         m_file, lasScaling(m_file, options.intensities, survey.largestColour));
+}
+
+/// Points of our own files are aligned by a matrix that is kept, and can be taken back.
+void LasInput::takePose() {
+    if (!m_file.isOurs() || m_file.scanRecord()->matrix == kIdentityMatrix) return;
+    const std::optional<Matrix> inverse = inverseOf(m_file.scanRecord()->matrix);
+    if (!inverse) return;
+    m_info.alignment = toAlignment(m_file.scanRecord()->matrix);
+    m_toScanner = AlignmentMatrix(*inverse);
 }
 
 void LasInput::takeGrid(const LasSurvey& survey) {
@@ -63,6 +73,10 @@ void LasInput::takeGrid(const LasSurvey& survey) {
 
 void LasInput::read(std::vector<CellPoint>& points) {
     m_reader->read(points, kBatch);
+    if (m_toScanner) {
+        for (CellPoint& point : points)
+            m_toScanner->apply(point.x, point.y, point.z);
+    }
     if (m_info.hasGrid) requireCells();
 }
 
@@ -156,6 +170,9 @@ ScanReport describeLas(const std::string& path) {
     }
     report.hasColour = file.colourOffset() > 0;
     const auto& ours = file.scanRecord();
+    if (file.isOurs() && inverseOf(ours->matrix) && ours->matrix != kIdentityMatrix) {
+        report.alignment = toAlignment(ours->matrix);
+    }
     if (ours && file.columnField()) {
         report.columns = ours->columns;
         report.rows = ours->rows;

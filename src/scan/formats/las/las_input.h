@@ -1,14 +1,17 @@
 #pragma once
 
+#include "layouts/alignment_matrix.h"
 #include "scan/formats/las/las_reader.h"
 #include "scan/formats/scan_input.h"
 
 #include <brisko_scan/check.h>
 #include <brisko_scan/inspect.h>
 
+#include <optional>
+
 namespace brisko::scan {
 
-/// A LAS file as a scan: points in the aligned frame, with no alignment of their own.
+/// A LAS file as a scan. Its points are aligned; files of ours say by which matrix.
 class LasInput : public ScanInput {
 public:
     LasInput(const std::string& path, const ReadOptions& options);
@@ -21,12 +24,14 @@ public:
     std::string remark() const override;
 
 private:
+    void takePose();
     void takeGrid(const LasSurvey& survey);
     void requireCells() const;
 
     LasFile m_file;
     bool m_isScaleKnown;  // of the intensities
     std::unique_ptr<LasReader> m_reader;
+    std::optional<AlignmentMatrix> m_toScanner;  // from the aligned frame
 };
 
 /// What the header and the records after it say.

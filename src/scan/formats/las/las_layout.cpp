@@ -151,7 +151,8 @@ constexpr std::size_t kFlags = 2;         //    2  bit 0: intensities were whole
 constexpr std::size_t kColumns = 4;       //    4
 constexpr std::size_t kRows = 8;          //    4
 constexpr std::size_t kBandColumns = 12;  //    4
-constexpr std::size_t kName = 16;         //       UTF-8, to the end of the record
+constexpr std::size_t kMatrix = 16;       //  128  16 doubles, row by row
+constexpr std::size_t kName = 144;        //       UTF-8, to the end of the record
 constexpr std::size_t kLongestName = 1024;
 constexpr std::uint16_t kWhole = 1;
 }  // namespace las_scan
@@ -196,6 +197,7 @@ std::optional<LasScanRecord> decodeLasScan(std::span<const std::uint8_t> data) {
     record.columns = loadU32(data.data() + kColumns);
     record.rows = loadU32(data.data() + kRows);
     record.bandColumns = loadU32(data.data() + kBandColumns);
+    std::memcpy(record.matrix.data(), data.data() + kMatrix, sizeof record.matrix);
     record.name = decodeText(data.data() + kName, std::min(data.size() - kName, kLongestName));
     return record;
 }
@@ -209,6 +211,7 @@ std::vector<std::uint8_t> encodeLasScan(const LasScanRecord& record) {
     storeU32(data.data() + kColumns, record.columns);
     storeU32(data.data() + kRows, record.rows);
     storeU32(data.data() + kBandColumns, record.bandColumns);
+    std::memcpy(data.data() + kMatrix, record.matrix.data(), sizeof record.matrix);
     encodeText(data.data() + kName, name, name.size());
     return data;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "layouts/alignment_matrix.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -137,6 +139,7 @@ struct LasScanRecord {
     std::uint32_t columns = 0, rows = 0;  // 0 x 0: no grid
     std::uint32_t bandColumns = 0;        // as ScanInfo has it; 0: any order
     bool wholeIntensities = false;        // from 0 to 2200, before they were scaled
+    Matrix matrix = kIdentityMatrix;      // that aligned the points; identity: none
     std::string name;                     // of the station
 };
 inline constexpr const char* kLasScanUser = "brisko";

@@ -56,7 +56,8 @@ void setDate(LasHeader& header) {
     header.year = static_cast<std::uint16_t>(static_cast<int>(date.year()));
 }
 
-/// A LAS file with one cloud. The points are aligned ones: LAS has no place for a pose.
+/// A LAS file with one cloud. The points are aligned ones, as other programs expect: LAS has no place for
+/// a pose. Our own record keeps it.
 class LasOutput : public ScanOutput {
 public:
     explicit LasOutput(const OutputTarget& target)
@@ -149,6 +150,8 @@ private:
         std::vector<std::uint8_t> records;
         LasScanRecord scan;
         scan.name = m_target.name;
+        // Readers of ours take the points back by it.
+        if (inverseOf(m_target.matrix)) scan.matrix = m_target.matrix;
         scan.wholeIntensities = m_encoder.hasWholeIntensities();
         count = 1;
         if (m_form.cells != LasCells::None) {
