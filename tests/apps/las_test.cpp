@@ -176,8 +176,7 @@ TEST(Las, CellsColoursAndMissingReturnsComeBackFromBothVersions) {
     const TempFolder folder;
     writeTiledScan(folder, "a");
     const auto before = read(folder / "a.cl3");
-    const auto moved =
-        read(convert(folder / "a.cl3", folder / "moved.cl3", {"--apply-alignment"}));
+    const auto moved = read(convert(folder / "a.cl3", folder / "moved.cl3", {"--apply-alignment"}));
     for (const auto& [option, value, precision] : {std::tuple("--las-version", "1.2", 1e-4),
                                                    {"--las-version", "1.4", 1e-4},
                                                    {"--precision", "0.000001", 1e-6}}) {

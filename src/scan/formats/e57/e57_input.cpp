@@ -55,7 +55,7 @@ E57Input::E57Input(const std::string& path, const ReadOptions& options)
     m_info.path = path;
     takeInfo();
     takeGrid(options);
-    rewind();
+    start();
 }
 
 void E57Input::takeInfo() {

@@ -18,13 +18,14 @@ public:
     E57Input(const std::string& path, const ReadOptions& options);
 
     void read(std::vector<CellPoint>& points) override { m_points->read(points, kBatch); }
-    void rewind() override { m_points.emplace(m_file.pages(), m_scan, m_rule); }
+    void rewind() override { start(); }
     std::uint64_t stepsDone() const override { return m_points->recordsDone(); }
     std::uint64_t steps() const override { return m_scan.records; }
     const char* stepUnit() const override { return "records"; }
     std::string remark() const override;
 
 private:
+    void start() { m_points.emplace(m_file.pages(), m_scan, m_rule); }
     void takeInfo();
     void takeGrid(const ReadOptions& options);
 

@@ -36,7 +36,7 @@ inline void storeChecksum(std::uint8_t* page, std::uint32_t sum) {
 /// The first bytes of the file.
 struct FileHeader {
     static constexpr std::size_t kSize = 48;
-    static constexpr char kSignature[] = "ASTM-E57";
+    static constexpr char kSignature[8] = {'A', 'S', 'T', 'M', '-', 'E', '5', '7'};
     static constexpr std::uint32_t kMajor = 1;
 
     bool isSigned = true;
@@ -49,7 +49,7 @@ struct FileHeader {
 
     static FileHeader decode(const std::uint8_t* in) {
         FileHeader header;
-        header.isSigned = std::memcmp(in, kSignature, 8) == 0;
+        header.isSigned = std::memcmp(in, kSignature, sizeof kSignature) == 0;
         header.major = loadU32(in + 8);
         header.minor = loadU32(in + 12);
         header.fileBytes = load<std::uint64_t>(in + 16);
@@ -59,7 +59,7 @@ struct FileHeader {
         return header;
     }
     void encode(std::uint8_t* out) const {
-        std::memcpy(out, kSignature, 8);
+        std::memcpy(out, kSignature, sizeof kSignature);
         storeU32(out + 8, major);
         storeU32(out + 12, minor);
         store(out + 16, fileBytes);

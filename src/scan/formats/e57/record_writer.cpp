@@ -93,7 +93,7 @@ RecordWriter::RecordWriter(PageWriter& pages, const RecordChoice& choice,
     for (const Field& field : m_fields)
         bits += field.bits;
     const std::size_t room = PacketHeader::kMost - PacketHeader::kSize - 2 * m_fields.size() - 3;
-    m_packetRecords = room * 8 / bits / 8 * 8;
+    m_packetRecords = room * 8 / std::max<std::size_t>(bits, 1) / 8 * 8;
     m_points.reserve(m_packetRecords);
     m_packet.resize(PacketHeader::kMost + kSlack);
 }

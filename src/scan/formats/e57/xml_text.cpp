@@ -23,7 +23,7 @@ std::array<double, 4> toQuaternion(const Matrix& m) {
                                1 - xx - yy + zz};
     const auto largest = std::max_element(std::begin(squares), std::end(squares));
     const double twice = std::sqrt(*largest);
-    std::array<double, 4> q;
+    std::array<double, 4> q{};
     switch (largest - std::begin(squares)) {
         case 0:
             q = {twice, (m[9] - m[6]) / twice, (m[2] - m[8]) / twice, (m[4] - m[1]) / twice};
