@@ -12,6 +12,7 @@
 #include <brisko_scan/scan_error.h>
 #include "faults/readers.h"
 #include "simulator/simulation.h"
+#include "support/e57_bytes.h"
 #include "tool.h"
 #endif
 
@@ -181,6 +182,16 @@ void ptxScan(const TempFolder& folder) {
     writeFile(folder / "a.ptx", text);
 }
 
+void e57Scan(const TempFolder& folder) {
+    const std::string fields =
+        "<cartesianX type=\"Float\"/><cartesianY type=\"Float\"/><cartesianZ type=\"Float\"/>"
+        "<rowIndex type=\"Integer\" minimum=\"0\" maximum=\"3\"/>"
+        "<columnIndex type=\"Integer\" minimum=\"0\" maximum=\"3\"/>";
+    const Bytes place = e57Numbers<double>({1, 2, 3}), cell = e57Bits({0, 3, 1}, 2);
+    writeFile(folder / "a.e57", e57File(e57Section({e57Packet({place, place, place, cell, cell})}),
+                                        e57Xml(3, fields)));
+}
+
 std::vector<Job> toolJobs() {
     // A photo that cannot be read gives no colour, which is a result as well.
     const std::vector<Fault> kInput = {Fault::Allocation, Fault::InputOutput, Fault::TooMany,
@@ -190,6 +201,9 @@ std::vector<Job> toolJobs() {
         {"PtxExport", indexedScan, guarded<convertWithTool>, "a.cl3", "b.ptx"},
         {"ToClr", indexedScan, guarded<convertWithTool>, "a.cl3", "b.clr"},
         {"ToPly", indexedScan, guarded<convertWithTool>, "a.cl3", "b.ply"},
+        {"ToE57", indexedScan, guarded<convertWithTool>, "a.cl3", "b.e57"},
+        {"FromE57", e57Scan, guarded<convertWithTool>, "a.e57", "b.cl3"},
+        {"ToPcd", indexedScan, guarded<convertWithTool>, "a.cl3", "b.pcd"},
         {"Colour", nothing, guarded<colourWithTool>, "", "b.cl3", "", kInput},
         {"RepairCl3", indexedScan, guarded<repairWithTool>, "a.cl3", "b.cl3"},
         {"RepairClr", rawScans({}), guarded<repairWithTool>, "a.clr", "b.clr"},
@@ -199,6 +213,16 @@ std::vector<Job> toolJobs() {
 }
 
 #else
+
+void e57Scan(const TempFolder& folder) {
+    const std::string fields =
+        "<cartesianX type=\"Float\"/><cartesianY type=\"Float\"/><cartesianZ type=\"Float\"/>"
+        "<rowIndex type=\"Integer\" minimum=\"0\" maximum=\"3\"/>"
+        "<columnIndex type=\"Integer\" minimum=\"0\" maximum=\"3\"/>";
+    const Bytes place = e57Numbers<double>({1, 2, 3}), cell = e57Bits({0, 3, 1}, 2);
+    writeFile(folder / "a.e57", e57File(e57Section({e57Packet({place, place, place, cell, cell})}),
+                                        e57Xml(3, fields)));
+}
 
 std::vector<Job> toolJobs() {
     return {};

@@ -1,3 +1,4 @@
+#include "scan/formats/e57/digest.h"
 #include "scan/formats/e57/record_writer.h"
 #include "scan/formats/e57/xml_text.h"
 #include "scan/formats/scan_output.h"
@@ -51,7 +52,8 @@ public:
         m_records->finish();
         m_pages.align();
         const std::uint64_t start = m_pages.position();
-        std::string xml = e57::makeXml({scanText()});
+        const std::uint64_t digest = m_pages.digest();
+        std::string xml = e57::makeXml({scanText(digest)}, digest);
         xml.resize((xml.size() + 3) / 4 * 4, '\n');
         m_pages.write(xml.data(), xml.size());
         e57::FileHeader header;
@@ -85,10 +87,11 @@ private:
         }
     }
 
-    e57::ScanText scanText() const {
+    e57::ScanText scanText(std::uint64_t digest) const {
         e57::ScanText text;
         text.name = m_target.name.empty() ? "Scan 1" : m_target.name;
-        text.guid = m_target.guid.empty() ? e57::makeGuid() : m_target.guid;
+        text.guid =
+            m_target.guid.empty() ? e57::makeGuid(e57::mixed(digest, text.name)) : m_target.guid;
         text.header = m_target.header;
         if (m_isPose) text.matrix = m_target.matrix;
         text.hasGrid = m_choice.hasGrid;

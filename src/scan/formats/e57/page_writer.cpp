@@ -1,6 +1,7 @@
 #include "scan/formats/e57/page_writer.h"
 
 #include "scan/formats/e57/crc32c.h"
+#include "scan/formats/e57/digest.h"
 
 #include <algorithm>
 #include <cstring>
@@ -58,8 +59,10 @@ void PageWriter::flush() {
     for (std::size_t page = 0; page < count; page += 4) {
         std::uint32_t sums[4];
         crc32cOfFour(m_pages.data() + page * kPage, kContent, kPage, sums);
-        for (std::size_t k = 0; k < std::min<std::size_t>(4, count - page); ++k)
+        for (std::size_t k = 0; k < std::min<std::size_t>(4, count - page); ++k) {
             storeChecksum(m_pages.data() + (page + k) * kPage, sums[k]);
+            m_digest = mixed(m_digest, sums[k]);
+        }
     }
     m_file.write(m_pages.data(), count * kPage);
     const std::uint64_t first = m_flushed / kContent;
@@ -69,6 +72,15 @@ void PageWriter::flush() {
     }
     m_flushed += count * kContent;
     m_used = 0;
+}
+
+std::uint64_t PageWriter::digest() const {
+    std::uint64_t sum = m_digest;
+    for (std::size_t at = 0; at < m_used; at += kContent) {
+        const std::size_t size = std::min<std::size_t>(kContent, m_used - at);
+        sum = mixed(sum, crc32c(m_pages.data() + at / kContent * kPage, size));
+    }
+    return mixed(sum, position());
 }
 
 void PageWriter::close() {

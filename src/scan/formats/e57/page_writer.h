@@ -32,6 +32,9 @@ public:
     std::uint64_t fileBytes() const { return (position() + kContent - 1) / kContent * kPage; }
     void close();
 
+    /// A number that stands for all that was written so far: other content, another number.
+    std::uint64_t digest() const;
+
 private:
     static constexpr std::size_t kPages = 64;  // of one write
     using Page = std::array<std::uint8_t, kPage>;
@@ -43,6 +46,7 @@ private:
     std::uint64_t m_flushed = 0;           // content written
     std::size_t m_used = 0;                // content in m_pages
     std::map<std::uint64_t, Page> m_held;  // by the page's number
+    std::uint64_t m_digest = 0;            // of the pages written
 };
 
 }  // namespace brisko::scan::e57

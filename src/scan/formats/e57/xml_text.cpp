@@ -1,5 +1,6 @@
 #include "scan/formats/e57/xml_text.h"
 
+#include "scan/formats/e57/digest.h"
 #include "scan/formats/e57/scanner_header.h"
 #include "scan/formats/e57/xml_writer.h"
 
@@ -11,7 +12,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <random>
 
 namespace brisko::scan::e57 {
 namespace {
@@ -147,13 +147,15 @@ void writeScan(XmlWriter& xml, const ScanText& scan) {
 
 }  // namespace
 
-std::string makeXml(const std::vector<ScanText>& scans) {
+std::string makeXml(const std::vector<ScanText>& scans, std::uint64_t digest) {
     XmlWriter xml;
     xml.open("e57Root", std::string("type=\"Structure\" "
                                     "xmlns=\"http://www.astm.org/COMMIT/E57/2010-e57-v1.0\" ") +
                             kExtension);
     xml.text("formatName", "ASTM E57 3D Imaging Data File");
-    xml.text("guid", makeGuid());
+    for (const ScanText& scan : scans)
+        digest = mixed(digest, scan.guid);
+    xml.text("guid", makeGuid(digest));
     xml.whole("versionMajor", 1);
     xml.whole("versionMinor", 0);
     xml.text("e57LibraryVersion", std::string("brisko ") + briskoCodecVersion());
@@ -167,13 +169,14 @@ std::string makeXml(const std::vector<ScanText>& scans) {
     return xml.take();
 }
 
-std::string makeGuid() {
-    std::random_device random;
-    std::uint32_t parts[4] = {random(), random(), random(), random()};
-    parts[1] = (parts[1] & 0xffff0fff) | 0x4000;       // version 4: random
-    parts[2] = (parts[2] & 0x3fffffff) | 0x80000000u;  // in its usual variant
-    return formatText("{%08x-%04x-%04x-%04x-%04x%08x}", parts[0], parts[1] >> 16, parts[1] & 0xffff,
-                      parts[2] >> 16, parts[2] & 0xffff, parts[3]);
+std::string makeGuid(std::uint64_t digest) {
+    const std::uint64_t high = mixed(digest, 1), low = mixed(digest, 2);
+    const std::uint64_t marked = (low & 0x3fffffffffffffff) | 0x8000000000000000;
+    // Version 8: the maker's own way to make it.
+    return formatText("{%08x-%04x-8%03x-%04x-%012llx}", static_cast<unsigned>(high >> 32),
+                      static_cast<unsigned>(high >> 16 & 0xffff),
+                      static_cast<unsigned>(high & 0xfff), static_cast<unsigned>(marked >> 48),
+                      static_cast<unsigned long long>(marked & 0xffffffffffff));
 }
 
 bool isRigid(const Matrix& m) {

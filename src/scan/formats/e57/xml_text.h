@@ -25,10 +25,12 @@ struct ScanText {
 };
 
 /// The XML part of a file. Texts must be UTF-8.
-std::string makeXml(const std::vector<ScanText>& scans);
+///   digest  of what the file holds before it
+std::string makeXml(const std::vector<ScanText>& scans, std::uint64_t digest);
 
-/// A new name that no other file or scan has: "{...}".
-std::string makeGuid();
+/// A name among all files and scans: "{...}". It comes from the content, so that the same scan gives the
+/// same file.
+std::string makeGuid(std::uint64_t digest);
 
 /// Whether a matrix is a rotation and a translation, as far as alignments are printed and measured: only
 /// such a one can be a pose.
