@@ -48,8 +48,8 @@ std::unique_ptr<ScanInput> openNative(const std::string& path, const ReadOptions
         path, options.colourFromPhotos ? ColourSource::Photos : ColourSource::Scan);
 }
 
-std::unique_ptr<ScanInput> openPtx(const std::string& path, const ReadOptions&) {
-    return std::make_unique<PtxInput>(path);
+std::unique_ptr<ScanInput> openPtx(const std::string& path, const ReadOptions& options) {
+    return std::make_unique<PtxInput>(path, options);
 }
 
 std::unique_ptr<ScanInput> openE57(const std::string& path, const ReadOptions& options) {
@@ -114,7 +114,7 @@ constexpr FormatDriver kDrivers[] = {
      .colourIsOptional = true,
      .hasPlainForm = false,
      .open = openPtx,
-     .list = nullptr,
+     .list = listPtx,
      .describe = describePtx,
      .check = checkPtxScan,
      .listImages = nullptr,
