@@ -7,6 +7,8 @@
 #include "scan/formats/e57/e57_input.h"
 #include "scan/formats/native/native_input.h"
 #include "scan/formats/native/scan_layout.h"
+#include "scan/formats/ply/ply_input.h"
+#include "scan/formats/pts/pts_input.h"
 #include "scan/formats/ptx/ptx_reader.h"
 #include "scan/formats/scan_input.h"
 #include "scan/integrity/scan_check.h"
@@ -39,7 +41,7 @@ unsigned __int128 leastE57(const OutputTarget&) {
     return 0;
 }
 
-unsigned __int128 leastPly(const OutputTarget&) {
+unsigned __int128 leastCloud(const OutputTarget&) {
     return 0;
 }
 
@@ -54,6 +56,30 @@ std::unique_ptr<ScanInput> openPtx(const std::string& path, const ReadOptions& o
 
 std::unique_ptr<ScanInput> openE57(const std::string& path, const ReadOptions& options) {
     return std::make_unique<E57Input>(path, options);
+}
+
+std::unique_ptr<ScanInput> openPly(const std::string& path, const ReadOptions& options) {
+    return std::make_unique<PlyInput>(path, options);
+}
+
+std::unique_ptr<ScanInput> openPts(const std::string& path, const ReadOptions& options) {
+    return std::make_unique<PtsInput>(path, options);
+}
+
+/// Of a format whose points are not in a grid for sure: what opening it shows.
+ScanReport describeByOpening(const std::string& path) {
+    const std::unique_ptr<ScanInput> input = openScan(path);
+    const ScanInfo& info = input->info();
+    ScanReport report;
+    report.path = path;
+    report.format = info.format;
+    report.bytes = bytesOf(path);
+    report.hasGrid = info.hasGrid;
+    report.columns = info.columns;
+    report.rows = info.rows;
+    report.records = info.records;
+    report.hasColour = info.storesColour;
+    return report;
 }
 
 /// The one list of formats: a new one is a folder beside this file and a row here.
@@ -142,10 +168,33 @@ constexpr FormatDriver kDrivers[] = {
      .readImage = readE57Image,
      .create = createE57Output,
      .leastBytes = leastE57},
-    {.traits = {.name = "PLY",
-                .extension = ".ply",
-                .about = "binary point cloud with colour, intensity, column and row",
-                .reads = false,
+    {.traits =
+         {.name = "PTS",
+          .extension = ".pts",
+          .about =
+              "text, a point a line after their number; intensity -2048..2047 stands for 0..2200",
+          .reads = true,
+          .writes = true,
+          .isNative = false,
+          .needsGrid = false,
+          .keepsPose = false,
+          .keepsColour = true,
+          .keepsMissingReturns = false},
+     .needsColumnOrder = false,
+     .colourIsOptional = true,
+     .hasPlainForm = false,
+     .open = openPts,
+     .list = nullptr,
+     .describe = describeByOpening,
+     .check = checkByReading,
+     .listImages = nullptr,
+     .readImage = nullptr,
+     .create = createPtsOutput,
+     .leastBytes = leastCloud},
+    {.traits = {.name = "XYZ",
+                .extension = ".xyz",
+                .about = "text, a point a line",
+                .reads = true,
                 .writes = true,
                 .isNative = false,
                 .needsGrid = false,
@@ -153,16 +202,37 @@ constexpr FormatDriver kDrivers[] = {
                 .keepsColour = true,
                 .keepsMissingReturns = false},
      .needsColumnOrder = false,
-     .colourIsOptional = false,
+     .colourIsOptional = true,
      .hasPlainForm = false,
-     .open = nullptr,
+     .open = openPts,
      .list = nullptr,
-     .describe = nullptr,
-     .check = nullptr,
+     .describe = describeByOpening,
+     .check = checkByReading,
+     .listImages = nullptr,
+     .readImage = nullptr,
+     .create = createPtsOutput,
+     .leastBytes = leastCloud},
+    {.traits = {.name = "PLY",
+                .extension = ".ply",
+                .about = "binary point cloud with colour, intensity, column and row",
+                .reads = true,
+                .writes = true,
+                .isNative = false,
+                .needsGrid = false,
+                .keepsPose = false,
+                .keepsColour = true,
+                .keepsMissingReturns = false},
+     .needsColumnOrder = false,
+     .colourIsOptional = true,
+     .hasPlainForm = false,
+     .open = openPly,
+     .list = nullptr,
+     .describe = describeByOpening,
+     .check = checkByReading,
      .listImages = nullptr,
      .readImage = nullptr,
      .create = createPlyOutput,
-     .leastBytes = leastPly},
+     .leastBytes = leastCloud},
 };
 
 const FormatDriver* driverOf(const std::string& path) {

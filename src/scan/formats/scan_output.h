@@ -92,5 +92,6 @@ std::unique_ptr<ScanOutput> createCLROutput(const OutputTarget& target);
 std::unique_ptr<ScanOutput> createPtxOutput(const OutputTarget& target);
 std::unique_ptr<ScanOutput> createE57Output(const OutputTarget& target);
 std::unique_ptr<ScanOutput> createPlyOutput(const OutputTarget& target);
+std::unique_ptr<ScanOutput> createPtsOutput(const OutputTarget& target);
 
 }  // namespace brisko::scan
