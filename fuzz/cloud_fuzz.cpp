@@ -57,9 +57,18 @@ void run(ByteSpan input) {
     if (!scan) return;
     write(folder / "again.pcd", *scan, false);
     const auto again = read(folder / "again.pcd");
+    const bool areFinite =
+        std::all_of(scan->points.begin(), scan->points.end(), [](const CellPoint& p) {
+            return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z);
+        });
+    if (!areFinite) return;  // no output keeps such points
     expect(again && again->points.size() == scan->points.size());
-    for (std::size_t i = 0; i < 16; ++i)
-        expect(again->info.alignment.matrix[i] == scan->info.alignment.matrix[i]);
+    const Matrix matrix = std::to_array(scan->info.alignment.matrix);
+    // A matrix that is no rigid motion has moved the points.
+    if (std::to_array(again->info.alignment.matrix) != matrix) {
+        expect(std::to_array(again->info.alignment.matrix) == kIdentityMatrix);
+        return;
+    }
     for (std::size_t i = 0; i < scan->points.size(); ++i) {
         const CellPoint &a = scan->points[i], &b = again->points[i];
         expect(isSame(a.x, b.x) && isSame(a.y, b.y) && isSame(a.z, b.z));

@@ -247,10 +247,10 @@ TEST(Convert, WritesThePlyBytesThatTheFormatSays) {
     const std::string text = readText(folder / "a.ply");
     const std::string header =
         "ply\nformat binary_little_endian 1.0\ncomment brisko 1.3.0\n"
-        "comment metres; intensity 0 to 2200; ...................\nelement vertex 1\n"
+        "comment metres; intensity 0 to 2200                   \nelement vertex 1\n"
         "property double x\nproperty double y\nproperty double z\nproperty uchar red\n"
-        "property uchar green\nproperty uchar blue\nproperty float intensity\n"
-        "property uint column\nproperty uint row\nend_header\n";
+        "property uchar green\nproperty uchar blue\nproperty float scalar_intensity\n"
+        "property int scalar_column\nproperty int scalar_row\nend_header\n";
     ASSERT_EQ(text.substr(0, header.size()), header);
     const Bytes file = readFile(folder / "a.ply");
     EXPECT_EQ(Bytes(file.begin() + static_cast<std::ptrdiff_t>(header.size()), file.end()),

@@ -1,4 +1,6 @@
+#include <brisko_scan/inspect.h>
 #include <brisko_scan/scan_error.h>
+#include <brisko_scan/scan_reader.h>
 #include "apps/ptx_scan.h"
 #include "apps/tool_run.h"
 #include "scan/formats/ptx/number_text.h"
@@ -96,7 +98,10 @@ TEST(PtxReader, NamesTheLineThatIsDamaged) {
         {"too few cells", header + cell + cell + cell + std::string(40, '\n'), "line 14:"},
         {"too few, no filling", header + "1 2 3 0.55555555555555\n" + cell + cell, "line 13"},
         {"too many cells", header + cell + cell + cell + cell + cell, "line 15: more lines"},
-        {"second scan", header + cell + cell + cell + cell + header, "line 15: a second scan"},
+        {"second scan cut", header + cell + cell + cell + cell + header, "lines 15 and 16"},
+        {"after a second scan", ptxText(1, 1, cell) + ptxText(1, 1, cell + cell), "line 23: more"},
+        {"one of three is nan", header + "1 2 nan 0.5\n" + cell + cell + cell, "line 11:"},
+        {"short nan", header + cell + "nan nan nan\n" + cell + cell, "line 12:"},
         {"endless line", std::string(2 << 20, '7'), "line 1 is too long"},
         {"zeros", std::string(100000, '\0'), "line 1 is too long"},
     };
@@ -105,6 +110,8 @@ TEST(PtxReader, NamesTheLineThatIsDamaged) {
         writeFile(folder / "bad.ptx", bad.text);
         try {
             readPtx(folder / "bad.ptx");
+            for (PtxReader reader(folder / "bad.ptx"); reader.nextScan();)
+                ;
             ADD_FAILURE() << bad.what << " was read";
         } catch (const ScanError& error) {
             EXPECT_EQ(error.kind(), ErrorKind::Damaged) << bad.what;
@@ -114,6 +121,87 @@ TEST(PtxReader, NamesTheLineThatIsDamaged) {
         const ToolRun check = test::run({"check", folder / "bad.ptx"});
         EXPECT_EQ(check.code, 3) << bad.what;
         EXPECT_TRUE(contains(check.out + check.err, bad.message)) << bad.what << check.out;
+    }
+}
+
+TEST(PtxReader, ReadsLinesAsOtherProgramsWriteThem) {
+    const struct {
+        const char* what;
+        std::string cells;
+        CellPoint second;  // of two cells, the first of them empty
+    } cases[] = {
+        {"no intensity", "0 0 0\n1 2 3\n", {1, 2, 3, 0, 0, 0, 0, 0, 1}},
+        {"colours with a fraction",
+         "0 0 0 0.5 0 0 0\n1 2 3 0.5 10.0 127.5 2.55e2\n",
+         {1, 2, 3, 1100, 10, 128, 255, 0, 1}},
+        {"normals", "0 0 0 0.5 0 0 0\n1 2 3 0.5 0 -1 0\n", {1, 2, 3, 1100, 0, 0, 0, 0, 1}},
+        {"colours and normals",
+         "0 0 0 0.5 0 0 0 0 0 0\n1 2 3 0.5 1 2 3 0.6 0.8 0\n",
+         {1, 2, 3, 1100, 1, 2, 3, 0, 1}},
+        {"normals and colours",
+         "0 0 0 0.5 0 0 0 0 0 0\n1 2 3 0.5 0.6 0.8 0 1 2 3\n",
+         {1, 2, 3, 1100, 1, 2, 3, 0, 1}},
+        {"missing returns",
+         "nan -NaN nan(ind) nan 0 0 0\n# a comment\n// another\n1 2 3 0.5 1 2 3\n",
+         {1, 2, 3, 1100, 1, 2, 3, 0, 1}},
+    };
+    const TempFolder folder;
+    for (const auto& dialect : cases) {
+        const std::string scan = ptxText(1, 2, dialect.cells);
+        // The second of two scans is the same, after a header with a comment.
+        writeFile(folder / "a.ptx", "\xEF\xBB\xBF" + scan + "# next\n" + scan);
+        for (const char* number : {"1", "2"}) {
+            ScanReader reader = ScanReader::open(folder / "a.ptx", {.scan = number});
+            double place[6];
+            float intensity[2];
+            std::uint8_t colour[6];
+            std::uint32_t columns[2], rows[2];
+            ASSERT_EQ(reader.read({place, intensity, colour, columns, rows}, 2), 1u)
+                << dialect.what;
+            const CellPoint read{place[0],  place[1],  place[2],   intensity[0], colour[0],
+                                 colour[1], colour[2], columns[0], rows[0]};
+            EXPECT_TRUE(isSame(read, dialect.second) && read.red == dialect.second.red &&
+                        read.green == dialect.second.green)
+                << dialect.what << number;
+        }
+        const ToolRun check = test::run({"check", folder / "a.ptx"});
+        EXPECT_TRUE(check.code == 0 && contains(check.out, "2 points")) << check.out << check.err;
+    }
+}
+
+TEST(PtxReader, OneOfSeveralScansIsChosenWhereverTheOthersShow) {
+    const std::string cell = "1.234 2.345 3.456 0.5\n", empty = "0 0 0 0.5\n";
+    std::string sparse;
+    for (int i = 0; i < 5000; ++i)
+        sparse += i == 7 ? cell : empty;
+    const struct {
+        std::string first, second;
+    } cases[] = {{ptxText(1, 1, cell), ptxText(1, 1, "4 5 6 0.5\n")},
+                 {ptxText(5, 1000, sparse), ptxText(1, 1, "4 5 6 0.5\n")},
+                 {ptxText(1, 1, cell), ptxText(5, 1000, sparse)}};
+    const TempFolder folder;
+    const std::string path = folder / "a.ptx";
+    for (const auto& two : cases) {
+        writeFile(path, two.first + two.second);
+        EXPECT_EQ(describeScan(path).scans.size(), 2u);
+        const ToolRun none = test::run({"convert", path, folder / "out.cl3"});
+        EXPECT_EQ(none.code, 2);
+        EXPECT_TRUE(contains(none.err, "holds 2 scans")) << none.err;
+        for (const char* wrong : {"0", "3", "two"})
+            EXPECT_THROW(ScanReader::open(path, {.scan = wrong}), ScanError) << wrong;
+        double place[3];
+        const ReadOptions second{.scan = "2", .intensities = IntensityRange{-0.5, 1.5}};
+        float intensity = 0;
+        ScanReader reader = ScanReader::open(path, second);
+        for (int pass = 0; pass < 2; ++pass, reader.rewind()) {
+            ASSERT_EQ(reader.read({place, &intensity}, 1), 1u);
+            EXPECT_EQ(place[0], two.second.find("4 5 6") == std::string::npos ? 1.234 : 4);
+            EXPECT_EQ(intensity, 1100);
+        }
+        writeFile(path, two.first + "9\n9\n");
+        EXPECT_EQ(test::run({"convert", path, folder / "out.cl3"}).code, 3);
+        EXPECT_EQ(test::run({"info", path}).code, 3);
+        EXPECT_EQ(folder.names(), (std::vector<std::string>{"a.ptx"}));
     }
 }
 

@@ -18,10 +18,6 @@ constexpr const char* kManySchema = "brisko.conversions/1";
 constexpr unsigned kMostJobs = 256;
 constexpr const char* kSchema = "brisko.convert/1";
 
-std::string about() {
-    return "Convert a scan: " + scan::readableExtensions() + " to " + scan::writableExtensions();
-}
-
 std::string details() {
     std::string text = "The extension of OUTPUT chooses the format:\n";
     for (const scan::Format& format : scan::formats()) {
@@ -127,7 +123,8 @@ ExitCode convertOne(const CLI::App& app, const Line& many, ProgressStyle style) 
 }  // namespace
 
 Command addConvert(CLI::App& tool, const CommonOptions& common) {
-    CLI::App* app = tool.add_subcommand("convert", about());
+    CLI::App* app =
+        tool.add_subcommand("convert", "Convert scans, or parts of them, to other formats");
     app->footer(details());
     const auto line = std::make_shared<Line>();
     app->add_option("FILE", line->files,

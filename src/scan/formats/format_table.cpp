@@ -9,6 +9,8 @@
 #include "scan/formats/native/native_input.h"
 #include "scan/formats/native/scan_layout.h"
 #include "scan/formats/pcd/pcd_input.h"
+#include "scan/formats/ply/ply_input.h"
+#include "scan/formats/pts/pts_input.h"
 #include "scan/formats/ptx/ptx_reader.h"
 #include "scan/formats/scan_input.h"
 #include "scan/integrity/scan_check.h"
@@ -46,8 +48,8 @@ std::unique_ptr<ScanInput> openNative(const std::string& path, const ReadOptions
         path, options.colourFromPhotos ? ColourSource::Photos : ColourSource::Scan);
 }
 
-std::unique_ptr<ScanInput> openPtx(const std::string& path, const ReadOptions&) {
-    return std::make_unique<PtxInput>(path);
+std::unique_ptr<ScanInput> openPtx(const std::string& path, const ReadOptions& options) {
+    return std::make_unique<PtxInput>(path, options);
 }
 
 std::unique_ptr<ScanInput> openE57(const std::string& path, const ReadOptions& options) {
@@ -65,6 +67,30 @@ std::unique_ptr<ScanInput> openPcd(const std::string& path, const ReadOptions& o
 unsigned __int128 leastPcd(const OutputTarget& target) {
     constexpr std::uint64_t kCell = 16;  // three coordinates and an intensity of 4 bytes
     return target.indexed ? kCell * cellsOf(target) : 0;
+}
+
+std::unique_ptr<ScanInput> openPly(const std::string& path, const ReadOptions& options) {
+    return std::make_unique<PlyInput>(path, options);
+}
+
+std::unique_ptr<ScanInput> openPts(const std::string& path, const ReadOptions& options) {
+    return std::make_unique<PtsInput>(path, options);
+}
+
+/// Of a format whose points are not in a grid for sure: what opening it shows.
+ScanReport describeByOpening(const std::string& path) {
+    const std::unique_ptr<ScanInput> input = openScan(path);
+    const ScanInfo& info = input->info();
+    ScanReport report;
+    report.path = path;
+    report.format = info.format;
+    report.bytes = bytesOf(path);
+    report.hasGrid = info.hasGrid;
+    report.columns = info.columns;
+    report.rows = info.rows;
+    report.records = info.records;
+    report.hasColour = info.storesColour;
+    return report;
 }
 
 /// The one list of formats: a new one is a folder beside this file and a row here.
@@ -125,7 +151,7 @@ constexpr FormatDriver kDrivers[] = {
      .colourIsOptional = true,
      .hasPlainForm = false,
      .open = openPtx,
-     .list = nullptr,
+     .list = listPtx,
      .describe = describePtx,
      .check = checkPtxScan,
      .listImages = nullptr,
@@ -153,10 +179,33 @@ constexpr FormatDriver kDrivers[] = {
      .readImage = readE57Image,
      .create = createE57Output,
      .leastBytes = leastCloud},
-    {.traits = {.name = "PLY",
-                .extension = ".ply",
-                .about = "binary point cloud with colour, intensity, column and row",
-                .reads = false,
+    {.traits =
+         {.name = "PTS",
+          .extension = ".pts",
+          .about =
+              "text, a point a line after their number; intensity -2048..2047 stands for 0..2200",
+          .reads = true,
+          .writes = true,
+          .isNative = false,
+          .needsGrid = false,
+          .keepsPose = false,
+          .keepsColour = true,
+          .keepsMissingReturns = false},
+     .needsColumnOrder = false,
+     .colourIsOptional = true,
+     .hasPlainForm = false,
+     .open = openPts,
+     .list = nullptr,
+     .describe = describeByOpening,
+     .check = checkByReading,
+     .listImages = nullptr,
+     .readImage = nullptr,
+     .create = createPtsOutput,
+     .leastBytes = leastCloud},
+    {.traits = {.name = "XYZ",
+                .extension = ".xyz",
+                .about = "text, a point a line",
+                .reads = true,
                 .writes = true,
                 .isNative = false,
                 .needsGrid = false,
@@ -164,12 +213,33 @@ constexpr FormatDriver kDrivers[] = {
                 .keepsColour = true,
                 .keepsMissingReturns = false},
      .needsColumnOrder = false,
-     .colourIsOptional = false,
+     .colourIsOptional = true,
      .hasPlainForm = false,
-     .open = nullptr,
+     .open = openPts,
      .list = nullptr,
-     .describe = nullptr,
-     .check = nullptr,
+     .describe = describeByOpening,
+     .check = checkByReading,
+     .listImages = nullptr,
+     .readImage = nullptr,
+     .create = createPtsOutput,
+     .leastBytes = leastCloud},
+    {.traits = {.name = "PLY",
+                .extension = ".ply",
+                .about = "binary point cloud with colour, intensity, column and row",
+                .reads = true,
+                .writes = true,
+                .isNative = false,
+                .needsGrid = false,
+                .keepsPose = false,
+                .keepsColour = true,
+                .keepsMissingReturns = false},
+     .needsColumnOrder = false,
+     .colourIsOptional = true,
+     .hasPlainForm = false,
+     .open = openPly,
+     .list = nullptr,
+     .describe = describeByOpening,
+     .check = checkByReading,
      .listImages = nullptr,
      .readImage = nullptr,
      .create = createPlyOutput,

@@ -21,8 +21,10 @@ public:
             m_check.columns = reader.header().columns;
             m_check.rows = reader.header().rows;
             TaskProgress progress(m_progressOf, "check", reader.bytes(), "bytes");
-            while (readSome(reader))
-                progress.advanceTo(reader.bytesRead());
+            for (bool isFirst = true; isFirst || nextScan(reader); isFirst = false) {
+                while (readSome(reader))
+                    progress.advanceTo(reader.bytesRead());
+            }
         } catch (const PtxDamage& damage) {
             add(damage);
         }
@@ -30,6 +32,13 @@ public:
     }
 
 private:
+    bool nextScan(PtxReader& reader) {
+        if (!reader.isNextScan()) return false;
+        m_check.columns = m_check.rows = 0;  // each has its own
+        m_cells = 0;
+        return reader.nextScan();
+    }
+
     /// False at the end of the scan.
     bool readSome(PtxReader& reader) {
         constexpr std::size_t kBatch = 1 << 15;  // points

@@ -16,5 +16,7 @@ void checkCL3Scan(ScanCheck& check, const ProgressFunction& progress);
 void checkCLRScan(ScanCheck& check, const ProgressFunction& progress);
 void checkPtxScan(ScanCheck& check, const ProgressFunction& progress);
 void checkE57Scan(ScanCheck& check, const ProgressFunction& progress);
+/// Formats of which conversions notice all that can be damaged.
+void checkByReading(ScanCheck& check, const ProgressFunction& progress);
 
 }  // namespace brisko::scan

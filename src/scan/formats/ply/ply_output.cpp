@@ -11,78 +11,86 @@ namespace {
 
 static_assert(std::endian::native == std::endian::little, "vertices are copied as they stand");
 
-/// A vertex, without padding.          // offset  size
-constexpr std::size_t kX = 0;           //      0     8  double, metres
-constexpr std::size_t kY = 8;           //      8     8
-constexpr std::size_t kZ = 16;          //     16     8
-constexpr std::size_t kRed = 24;        //     24     1  uchar
-constexpr std::size_t kGreen = 25;      //     25     1
-constexpr std::size_t kBlue = 26;       //     26     1
-constexpr std::size_t kIntensity = 27;  //     27     4  float, 0 to 2200
-constexpr std::size_t kColumn = 31;     //     31     4  uint
-constexpr std::size_t kRow = 35;        //     35     4
-constexpr std::size_t kVertex = 39;
+/// Which numbers a vertex has besides its place and intensity.
+struct Layout {
+    bool withColour = false;
+    bool withCells = false;
+};
 
-void encodeVertex(const CellPoint& point, char* out) {
-    std::memcpy(out + kX, &point.x, sizeof point.x);
-    std::memcpy(out + kY, &point.y, sizeof point.y);
-    std::memcpy(out + kZ, &point.z, sizeof point.z);
-    std::memcpy(out + kRed, &point.red, sizeof point.red);
-    std::memcpy(out + kGreen, &point.green, sizeof point.green);
-    std::memcpy(out + kBlue, &point.blue, sizeof point.blue);
-    std::memcpy(out + kIntensity, &point.intensity, sizeof point.intensity);
-    std::memcpy(out + kColumn, &point.column, sizeof point.column);
-    std::memcpy(out + kRow, &point.row, sizeof point.row);
+/// Longest vertex: x, y, z, colour, intensity, column and row.
+constexpr std::size_t kLongestVertex = 3 * 8 + 3 + 4 + 2 * 4;
+
+template <class Number>
+char* put(char* out, const Number& number) {
+    std::memcpy(out, &number, sizeof number);
+    return out + sizeof number;
 }
 
-/// The same length for every count, so that it can be replaced once the points are counted.
-std::string headerFor(std::uint64_t points) {
+/// In the order of the header's properties, without padding; returns its end.
+char* encodeVertex(const CellPoint& point, const Layout& layout, char* out) {
+    out = put(put(put(out, point.x), point.y), point.z);
+    if (layout.withColour) out = put(put(put(out, point.red), point.green), point.blue);
+    out = put(out, point.intensity);
+    if (layout.withCells) out = put(put(out, point.column), point.row);
+    return out;
+}
+
+/// The same length for every count, so that it can be replaced once the points are counted: blanks at the end
+/// of a comment make up for its digits. The names are those that other programs show as scalar fields.
+std::string headerFor(std::uint64_t points, const Layout& layout) {
     constexpr std::size_t kMostDigits = 20;
     const std::string count = std::to_string(points);
     return "ply\n"
            "format binary_little_endian 1.0\n"
            "comment brisko " +
-           briskoCodecVersion() +
+           std::string(briskoCodecVersion()) +
            "\n"
-           "comment metres; intensity 0 to 2200; " +
-           std::string(kMostDigits - count.size(), '.') +
+           "comment metres; intensity 0 to 2200" +
+           std::string(kMostDigits - count.size(), ' ') +
            "\n"
            "element vertex " +
            count +
            "\n"
            "property double x\n"
            "property double y\n"
-           "property double z\n"
-           "property uchar red\n"
-           "property uchar green\n"
-           "property uchar blue\n"
-           "property float intensity\n"
-           "property uint column\n"
-           "property uint row\n"
+           "property double z\n" +
+           (layout.withColour ? "property uchar red\n"
+                                "property uchar green\n"
+                                "property uchar blue\n"
+                              : "") +
+           "property float scalar_intensity\n" +
+           (layout.withCells ? "property int scalar_column\n"
+                               "property int scalar_row\n"
+                             : "") +
            "end_header\n";
 }
 
 /// A binary little-endian point cloud.
 class PlyOutput : public ScanOutput {
 public:
-    explicit PlyOutput(const OutputTarget& target) : m_file(target.path, target.shownPath) {
-        m_file.write(headerFor(0));
+    explicit PlyOutput(const OutputTarget& target)
+        : m_layout{target.withColour, target.columns > 0 && target.rows > 0},
+          m_file(target.path, target.shownPath) {
+        m_file.write(headerFor(0, m_layout));
     }
 
     void write(std::span<const CellPoint> points) override {
         for (const CellPoint& point : points) {
-            encodeVertex(point, m_file.reserve(kVertex));
+            char* const vertex = m_file.reserve(kLongestVertex);
+            const char* const end = encodeVertex(point, m_layout, vertex);
+            m_file.giveBack(kLongestVertex - static_cast<std::size_t>(end - vertex));
             count(point);
         }
         m_file.require();
     }
 
     void finish() override {
-        m_file.overwrite(0, headerFor(m_points));
+        m_file.overwrite(0, headerFor(m_points, m_layout));
         m_file.close();
     }
 
 private:
+    Layout m_layout;
     NamedOutput m_file;
 };
 

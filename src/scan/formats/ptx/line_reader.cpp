@@ -11,17 +11,14 @@ namespace {
 constexpr std::size_t kBlock = 1 << 20;     // bytes read at a time
 constexpr std::size_t kLongestLine = 4096;  // bytes; a line of seven numbers is far shorter
 
-std::string_view withoutCarriageReturn(std::string_view line) {
-    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    return line;
-}
-
 }  // namespace
 
 LineReader::LineReader(const std::string& path)
     : m_file(path),
       m_buffer(static_cast<std::size_t>(
           std::min<std::uint64_t>(kBlock + kLongestLine, m_file.size() + 1))) {
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    if (lookAhead().starts_with(kByteOrderMark)) m_begin = kByteOrderMark.size();
 }
 
 /// Moves what is left to the front and loads another block after it. False at the end of the file.
@@ -60,6 +57,42 @@ bool LineReader::next(std::string_view& line) {
         ++m_number;
         return true;
     }
+}
+
+std::string_view LineReader::lookAhead() {
+    refill();
+    return {m_buffer.data() + m_begin, m_end - m_begin};
+}
+
+std::uint64_t LineReader::pass(std::uint64_t lines) {
+    std::uint64_t passed = 0;
+    std::string_view line;
+    while (passed < lines) {
+        if (const std::uint64_t some = passPiece(lines - passed); some > 0) {
+            passed += some;
+            continue;
+        }
+        if (!next(line)) break;
+        passed += !isComment(line);
+    }
+    return passed;
+}
+
+/// Passes over the lines of a piece of the buffer at once, by counting their ends. 0 where it has to be
+/// done line by line: few are left, or there may be comments among them.
+std::uint64_t LineReader::passPiece(std::uint64_t lines) {
+    constexpr std::uint16_t kPiece = kLongestLine;
+    if (m_end - m_begin < kPiece) return 0;
+    const char* const begin = m_buffer.data() + m_begin;
+    std::uint16_t ends = 0, marks = 0;
+    for (std::uint16_t i = 0; i < kPiece; ++i) {
+        ends = static_cast<std::uint16_t>(ends + (begin[i] == '\n'));
+        marks = static_cast<std::uint16_t>(marks | (begin[i] == '#') | (begin[i] == '/'));
+    }
+    if (ends == 0 || marks != 0 || ends > lines) return 0;
+    m_begin += std::string_view(begin, kPiece).rfind('\n') + 1;
+    m_number += ends;
+    return ends;
 }
 
 bool LineReader::peek(std::string_view& line) {

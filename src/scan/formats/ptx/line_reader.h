@@ -9,7 +9,8 @@
 
 namespace brisko::scan {
 
-/// The lines of a text file of any size, read in large blocks.
+/// The lines of a text file of any size, read in large blocks. A byte-order mark before the first of them
+/// is passed over.
 class LineReader {
 public:
     explicit LineReader(const std::string& path);
@@ -19,6 +20,10 @@ public:
     bool next(std::string_view& line);
     /// The line that next() gives again at its next call.
     bool peek(std::string_view& line);
+    /// Passes over so many lines, not counting comments. Returns how many there were.
+    std::uint64_t pass(std::uint64_t lines);
+    /// The next bytes, up to a block of them, without moving on; valid until the next call.
+    std::string_view lookAhead();
 
     /// Number of the line that was read last, from 1.
     std::uint64_t number() const { return m_number; }
@@ -29,6 +34,7 @@ public:
 
 private:
     bool refill();
+    std::uint64_t passPiece(std::uint64_t lines);
 
     InputFile m_file;
     std::vector<char> m_buffer;
@@ -37,5 +43,16 @@ private:
     std::uint64_t m_blockStart = 0;  // place of the buffer in the file
     std::uint64_t m_number = 0;
 };
+
+/// A line without the half of its end that some systems write before the other.
+inline std::string_view withoutCarriageReturn(std::string_view line) {
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    return line;
+}
+
+/// Whether a line is a remark among the data: "# text" or "// text".
+inline bool isComment(std::string_view line) {
+    return line.starts_with('#') || line.starts_with("//");
+}
 
 }  // namespace brisko::scan

@@ -168,12 +168,41 @@ bool takeNumber(std::string_view& line, double& number) {
     return true;
 }
 
+namespace {
+
+/// Colours with a fraction, which few files have.
+bool takeRounded(std::string_view& line, std::uint8_t& colour) {
+    std::string_view rest = line;
+    double number = 0;
+    if (!takeNumber(rest, number) || number < 0 || number > 255) return false;
+    colour = static_cast<std::uint8_t>(number + 0.5);
+    line = rest;
+    return true;
+}
+
+}  // namespace
+
 bool takeColour(std::string_view& line, std::uint8_t& colour) {
     std::string_view rest = line;
     skipBlanks(rest);
-    if (!takeAny(rest, colour)) return false;
+    if (!takeAny(rest, colour)) return takeRounded(line, colour);
     line = rest;
     return true;
+}
+
+std::string_view takeWord(std::string_view& line) {
+    skipBlanks(line);
+    const std::string_view word = line.substr(0, line.find_first_of(" \t"));
+    line.remove_prefix(word.size());
+    return word;
+}
+
+bool isNan(std::string_view word) {
+    if (word.starts_with('-') || word.starts_with('+')) word.remove_prefix(1);
+    const auto isLetter = [&](std::size_t i, char letter) {
+        return word.size() > i && (word[i] | 0x20) == letter;
+    };
+    return isLetter(0, 'n') && isLetter(1, 'a') && isLetter(2, 'n');
 }
 
 bool isBlank(std::string_view line) {

@@ -3,14 +3,18 @@
 #include <cstdint>
 #include <string_view>
 
-/// Numbers as PTX files spell them, always with a decimal point.
+/// Numbers as text files of points spell them, always with a decimal point.
 namespace brisko::scan {
 
 /// Takes the next number off the front of a line, with the blanks before it. False, and nothing
 /// taken, when there is none, it is not finite, or something is stuck to its end.
 bool takeNumber(std::string_view& line, double& number);
-/// The same for a colour, 0 to 255.
+/// The same for a colour, 0 to 255; a fraction is rounded.
 bool takeColour(std::string_view& line, std::uint8_t& colour);
+/// Takes the next run of characters that are no blanks, with the blanks before it; empty at the end.
+std::string_view takeWord(std::string_view& line);
+/// Whether a word stands for a number that is missing: "nan", "-NaN", "nan(ind)".
+bool isNan(std::string_view word);
 /// Whether nothing but blanks is left.
 bool isBlank(std::string_view line);
 

@@ -22,7 +22,7 @@ constexpr std::string_view kEmptyCell = "0 0 0 0.5\n";
 constexpr std::string_view kEmptyColouredCell = "0 0 0 0.5 0 0 0\n";
 
 /// Seven numbers and their separators.
-constexpr std::size_t kLongestLine = std::size_t{kPtxColourFields} * (kLongestNumber + 1);
+constexpr std::size_t kLongestLine = std::size_t{7} * (kLongestNumber + 1);
 
 char* putInteger(char* out, std::uint32_t number) {
     return std::to_chars(out, out + kLongestNumber, number).ptr;

@@ -1,6 +1,7 @@
 #include "scan/formats/ptx/ptx_reader.h"
 
 #include "scan/formats/ptx/number_text.h"
+#include "scan/formats/scan_choice.h"
 
 #include <brisko_codec/codec.h>
 
@@ -12,8 +13,18 @@
 namespace brisko::scan {
 namespace {
 
-/// The shortest line of a cell: "0 0 0 0" and its end.
-constexpr std::uint64_t kShortestCell = 8;  // bytes
+/// The shortest line of a cell: "0 0 0" and its end.
+constexpr std::uint64_t kShortestCell = 6;  // bytes
+
+bool takeColours(std::string_view& line, CellPoint& point) {
+    return takeColour(line, point.red) && takeColour(line, point.green) &&
+           takeColour(line, point.blue);
+}
+
+bool passNormal(std::string_view& line) {
+    double ignored = 0;
+    return takeNumber(line, ignored) && takeNumber(line, ignored) && takeNumber(line, ignored);
+}
 
 }  // namespace
 
@@ -26,24 +37,26 @@ PtxDamage::PtxDamage(const std::string& path, std::uint64_t line, const std::str
       m_isCell(isCell) {
 }
 
-PtxReader::PtxReader(const std::string& path) : m_lines(path) {
+PtxReader::PtxReader(const std::string& path, std::optional<IntensityRange> intensities)
+    : m_lines(path), m_intensities(intensities) {
     readHeader();
-    requireRoomForCells();
-    countFields();
 }
 
 void PtxReader::fail(const std::string& reason, bool isCell) const {
     throw PtxDamage(m_lines.path(), m_lines.number(), reason, isCell);
 }
 
+void PtxReader::failAtEnd(const char* what) const {
+    throw PtxDamage(
+        m_lines.path(), 0,
+        "the file ends after line " + std::to_string(m_lines.number()) + ", before " + what, false);
+}
+
 std::string_view PtxReader::nextLine(const char* what) {
     std::string_view line;
-    if (!m_lines.next(line)) {
-        throw PtxDamage(
-            m_lines.path(), 0,
-            "the file ends after line " + std::to_string(m_lines.number()) + ", before " + what,
-            false);
-    }
+    do {
+        if (!m_lines.next(line)) failAtEnd(what);
+    } while (isComment(line));
     return line;
 }
 
@@ -70,8 +83,7 @@ void PtxReader::readNumbers(double* numbers, int count, const char* what) {
 }
 
 void PtxReader::readHeader() {
-    m_header.columns = readCount("the columns");
-    m_header.rows = readCount("the rows");
+    readCounts();
     // Position and axes repeat what the matrix says; the matrix is what counts.
     double repeated[3];
     readNumbers(repeated, 3, "the scanner's position");
@@ -83,63 +95,98 @@ void PtxReader::readHeader() {
         for (std::size_t row = 0; row < 4; ++row)
             m_header.matrix[4 * row + column] = numbers[row];
     }
+    m_column = m_row = 0;
+    requireRoomForCells();
+    lookAtCells();
+}
+
+void PtxReader::readCounts() {
+    m_header.columns = readCount("the columns");
+    m_countLines = "lines " + std::to_string(m_lines.number());
+    m_header.rows = readCount("the rows");
+    m_countLines += " and " + std::to_string(m_lines.number());
 }
 
 /// Refuses a grid that the file is too small for, before anything is sized by it.
 void PtxReader::requireRoomForCells() {
-    const std::uint64_t cells = std::uint64_t{m_header.columns} * m_header.rows;
     const std::uint64_t left = m_lines.size() - m_lines.position();
-    if ((left + 1) / kShortestCell >= cells) return;  // the last line may lack its end
+    if ((left + 1) / kShortestCell >= cellsOfScan()) return;  // the last line may lack its end
     throw PtxDamage(m_lines.path(), 0,
-                    "lines 1 and 2 announce " + std::to_string(m_header.columns) + " x " +
+                    m_countLines + " announce " + std::to_string(m_header.columns) + " x " +
                         std::to_string(m_header.rows) +
                         " cells, but the file is too short for them",
                     false);
 }
 
-/// All lines of cells have as many fields as the first.
-void PtxReader::countFields() {
-    std::string_view line;
-    if (!m_lines.peek(line)) return;
-    int fields = 0;
-    for (double ignored = 0; takeNumber(line, ignored);)
-        ++fields;
-    m_fields = fields == kPtxColourFields ? kPtxColourFields : kPtxFields;
+void PtxReader::lookAtCells() {
+    std::size_t longest = 0;
+    m_fields = fieldsOf(m_lines.lookAhead(), longest);
+    if (m_fields.count != 3 && !m_fields.hasIntensity)
+        m_fields = {.count = 4, .hasIntensity = true};
+
+    constexpr std::uint64_t kBlankEnd = 4096;  // bytes
+    const std::uint64_t left = m_lines.size() - m_lines.position();
+    m_mustHoldMore = left > kBlankEnd && (left - kBlankEnd) / cellsOfScan() > longest;
 }
 
 /// Reads one line; whether a point is in the cell.
 bool PtxReader::readCell(CellPoint& point) {
-    std::string_view line = nextLine("all cells were read");
+    std::string_view line;
+    if (!m_lines.next(line)) failAtEnd("all cells were read");
+    const bool fits = takeCell(line, point);
+    if (!fits && isComment(line)) return false;
     passCell();
-    double share = 0;
-    bool fits = takeNumber(line, point.x) && takeNumber(line, point.y) &&
-                takeNumber(line, point.z) && takeNumber(line, share) && fitsFullScale(share);
-    if (m_fields == kPtxColourFields) {
-        fits = fits && takeColour(line, point.red) && takeColour(line, point.green) &&
-               takeColour(line, point.blue);
-    }
-    if (!fits || !isBlank(line)) {
-        fail(m_fields == kPtxColourFields
-                 ? "not \"x y z intensity red green blue\" with colours from 0 to 255"
-                 : "not \"x y z intensity\"",
-             true);
-    }
-    point.intensity = toFullScale(share);
-    return point.x != 0 || point.y != 0 || point.z != 0;
+    if (fits) return point.x != 0 || point.y != 0 || point.z != 0;
+    if (!isMissingReturn(line)) fail("not " + std::string(nameOf(m_fields)), true);
+    return false;
 }
 
-void PtxReader::requireEnd() {
-    std::string_view line;
-    while (m_lines.next(line)) {
-        if (isBlank(line)) continue;
-        double ignored = 0;
-        const bool isSingleNumber = takeNumber(line, ignored) && isBlank(line);
-        if (isSingleNumber) {
-            fail("a second scan begins here; split the file into one scan a file");
-        }
-        fail("more lines than the " + std::to_string(m_header.columns) + " x " +
-             std::to_string(m_header.rows) + " cells of lines 1 and 2");
+bool PtxReader::takeCell(std::string_view line, CellPoint& point) const {
+    double share = 0;
+    bool fits = takeNumber(line, point.x) && takeNumber(line, point.y) && takeNumber(line, point.z);
+    if (m_fields.hasIntensity) fits = fits && takeNumber(line, share);
+    if (m_intensities) {
+        share = (share - m_intensities->min) / (m_intensities->max - m_intensities->min);
     }
+    fits = fits && fitsFullScale(share);
+    for (int at = 4; fits && at < m_fields.count; at += 3)
+        fits = at == m_fields.colourAt ? takeColours(line, point) : passNormal(line);
+    point.intensity = toFullScale(share);
+    return fits && isBlank(line);
+}
+
+/// "nan nan nan", whatever the other fields hold.
+bool PtxReader::isMissingReturn(std::string_view line) const {
+    for (int i = 0; i < 3; ++i) {
+        if (!isNan(takeWord(line))) return false;
+    }
+    int count = 3;
+    while (!takeWord(line).empty())
+        ++count;
+    return count == m_fields.count;
+}
+
+bool PtxReader::isNextScan() {
+    std::string_view line;
+    while (m_lines.peek(line)) {
+        if (!isBlank(line) && !isComment(line)) {
+            double ignored = 0;
+            if (takeNumber(line, ignored) && isBlank(line)) return true;
+            m_lines.next(line);
+            fail("more lines than the " + std::to_string(m_header.columns) + " x " +
+                 std::to_string(m_header.rows) + " cells of " + m_countLines);
+        }
+        m_lines.next(line);
+    }
+    return false;
+}
+
+bool PtxReader::nextScan() {
+    const std::uint64_t left = cellsOfScan() - cells();
+    if (m_lines.pass(left) < left) failAtEnd("all cells were read");
+    if (!isNextScan()) return false;
+    readHeader();
+    return true;
 }
 
 void PtxReader::read(std::vector<CellPoint>& points, std::size_t capacity) {
@@ -150,7 +197,7 @@ void PtxReader::read(std::vector<CellPoint>& points, std::size_t capacity) {
         point.row = m_row;
         if (readCell(point)) points.push_back(point);
     }
-    if (m_column == m_header.columns) requireEnd();
+    if (m_column == m_header.columns) isNextScan();
 }
 
 void PtxReader::passCell() {
@@ -159,46 +206,111 @@ void PtxReader::passCell() {
     ++m_column;
 }
 
-PtxInput::PtxInput(const std::string& path) {
-    m_reader = std::make_unique<PtxReader>(path);
-    const PtxHeader& header = m_reader->header();
+namespace {
+
+struct PtxScan {
+    ScanEntry entry;
+    std::uint64_t end = 0;  // in the file
+};
+
+ScanEntry entryOf(const PtxReader& reader) {
+    const PtxHeader& header = reader.header();
+    ScanEntry entry;
+    entry.records = std::uint64_t{header.columns} * header.rows;
+    entry.hasGrid = true;
+    entry.columns = header.columns;
+    entry.rows = header.rows;
+    entry.alignment = toAlignment(header.matrix);
+    entry.hasColour = reader.hasColour();
+    return entry;
+}
+
+/// Goes through a whole file, over its cells. Damage that is met on the way ends the list.
+std::vector<PtxScan> walk(PtxReader& reader, std::optional<PtxDamage>& damage) {
+    std::vector<PtxScan> scans;
+    try {
+        do {
+            if (!scans.empty()) scans.back().end = reader.bytesRead();
+            scans.push_back({entryOf(reader), reader.bytes()});
+        } while (reader.nextScan());
+    } catch (const PtxDamage& error) {
+        damage = error;
+    }
+    return scans;
+}
+
+}  // namespace
+
+PtxInput::PtxInput(const std::string& path, const ReadOptions& options) : m_options(options) {
     m_info.path = path;
+    rewind();
+    m_end = m_reader->bytes();
+    if (!options.scan.empty() || m_reader->mustHoldMore()) choose();
+    const ScanEntry entry = entryOf(*m_reader);
     m_info.format = formatOf(path);
     m_info.hasGrid = true;
-    m_info.columns = header.columns;
-    m_info.rows = header.rows;
-    m_info.alignment = toAlignment(header.matrix);
-    m_info.storesColour = m_reader->hasColour();
-    m_info.isColoured = m_info.storesColour;
+    m_info.columns = entry.columns;
+    m_info.rows = entry.rows;
+    m_info.alignment = entry.alignment;
+    m_info.storesColour = entry.hasColour;
+    m_info.isColoured = entry.hasColour;
+}
+
+/// Finds the scan that is asked for. Scans of a PTX file have no names.
+void PtxInput::choose() {
+    std::optional<PtxDamage> damage;
+    const std::vector<PtxScan> scans = walk(*m_reader, damage);
+    try {
+        if (damage && m_options.scan.empty()) throw *damage;
+        m_scan = chooseScan(m_info.path, std::vector<std::string>(scans.size()), m_options.scan);
+    } catch (const ScanError&) {
+        if (damage) throw *damage;  // how many scans there are is not known
+        throw;
+    }
+    m_end = scans[m_scan].end;
+    rewind();
 }
 
 void PtxInput::read(std::vector<CellPoint>& points) {
     m_reader->read(points, kBatch);
+    // The size of the file did not show it.
+    if (points.empty() && m_options.scan.empty() && m_reader->isNextScan()) choose();
     for (const CellPoint& p : points)
         m_foreignIntensity |= p.intensity < 0 || p.intensity > BriskoCodec::i_range;
 }
 
 void PtxInput::rewind() {
-    m_reader = std::make_unique<PtxReader>(m_info.path);
+    m_reader = std::make_unique<PtxReader>(m_info.path, m_options.intensities);
+    for (std::size_t scan = 0; scan < m_scan; ++scan)
+        m_reader->nextScan();
 }
 
 std::string PtxInput::remark() const {
-    if (!m_foreignIntensity) return {};
+    if (!m_foreignIntensity || m_options.intensities) return {};
     return "some intensities are not from 0 to 1; all were taken times 2200 nevertheless";
 }
 
 ScanReport describePtx(const std::string& path) {
-    const PtxReader reader(path);
+    PtxReader reader(path);
     ScanReport report;
     report.path = path;
     report.format = formatOf(path);
     report.bytes = reader.bytes();
+    std::optional<PtxDamage> damage;
+    for (PtxScan& scan : walk(reader, damage))
+        report.scans.push_back(std::move(scan.entry));
+    if (damage) report.problems.emplace_back(damage->what());
+    const ScanEntry& first = report.scans.front();
     report.hasGrid = true;
-    report.columns = reader.header().columns;
-    report.rows = reader.header().rows;
-    report.alignment = toAlignment(reader.header().matrix);
-    report.hasColour = reader.hasColour();
+    report.columns = first.columns;
+    report.rows = first.rows;
+    report.alignment = first.alignment;
+    report.hasColour = first.hasColour;
     return report;
+}
+
+std::vector<ScanEntry> listPtx(const std::string& path) {
+    return describePtx(path).scans;
 }
 
 }  // namespace brisko::scan
