@@ -3,6 +3,7 @@
 #include "support/temp_folder.h"
 
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -26,8 +27,8 @@ public:
 private:
     template <class Number>
     ByteWriter& append(Number value) {
-        const auto* const raw = reinterpret_cast<const std::uint8_t*>(&value);
-        m_bytes.insert(m_bytes.end(), raw, raw + sizeof value);
+        m_bytes.resize(m_bytes.size() + sizeof value);
+        std::memcpy(m_bytes.data() + m_bytes.size() - sizeof value, &value, sizeof value);
         return *this;
     }
 

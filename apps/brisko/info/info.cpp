@@ -78,7 +78,8 @@ Command addInfo(CLI::App& tool, const CommonOptions& common) {
         tool.add_subcommand("info", "Describe scans: header, grid, index, alignment, sizes");
     app->footer(
         "Points are not read unless --count asks for it, so this is quick however large the scan\n"
-        "is. A scan that was cut short is recognised all the same.");
+        "is; of text files the lines are counted. A scan that was cut short is recognised all the\n"
+        "same. Of a file with several scans each is listed.");
     const auto line = std::make_shared<Line>();
     app->add_option("FILE", line->files, "Scans (" + scan::readableExtensions() + ")")->required();
     app->add_flag("--count", line->count,

@@ -17,7 +17,7 @@ public:
     PlyInput(const std::string& path, const ReadOptions& options);
 
     void read(std::vector<CellPoint>& points) override;
-    void rewind() override;
+    void rewind() final;
     std::uint64_t stepsDone() const override { return m_vertices->done(); }
     std::uint64_t steps() const override { return m_vertices->count(); }
     const char* stepUnit() const override { return "points"; }

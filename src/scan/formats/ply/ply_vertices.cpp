@@ -180,7 +180,9 @@ bool Vertices::takeText(std::string_view line, std::size_t vertex) {
             value = std::numeric_limits<double>::quiet_NaN();
         }
         if (m_element->properties[i].countType) {
-            for (; value >= 1; --value) {
+            constexpr double kMost = 1e18;
+            auto left = value >= 1 ? static_cast<std::uint64_t>(std::min(value, kMost)) : 0;
+            for (; left > 0; --left) {
                 if (takeWord(line).empty()) return false;
             }
         } else if (m_roles[i] != Role::Other) {

@@ -25,7 +25,7 @@ public:
     PtsInput(const std::string& path, const ReadOptions& options);
 
     void read(std::vector<CellPoint>& points) override;
-    void rewind() override;
+    void rewind() final;
     std::uint64_t stepsDone() const override { return m_lines->position(); }
     std::uint64_t steps() const override { return m_lines->size(); }
     const char* stepUnit() const override { return "bytes"; }

@@ -118,7 +118,7 @@ public:
     PtxInput(const std::string& path, const ReadOptions& options);
 
     void read(std::vector<CellPoint>& points) override;
-    void rewind() override;
+    void rewind() final;
     std::uint64_t stepsDone() const override { return m_reader->bytesRead(); }
     std::uint64_t steps() const override { return m_end; }
     const char* stepUnit() const override { return "bytes"; }
