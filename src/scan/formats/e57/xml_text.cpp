@@ -186,8 +186,8 @@ bool isRigid(const Matrix& m) {
                                m[1] * (m[4] * m[10] - m[6] * m[8]) +
                                m[2] * (m[4] * m[9] - m[5] * m[8]);
     if (!isAffine || !(determinant > 0)) return false;
-    for (int i = 0; i < 3; ++i) {
-        for (int k = i; k < 3; ++k) {
+    for (std::size_t i = 0; i < 3; ++i) {
+        for (std::size_t k = i; k < 3; ++k) {
             const double product = m[i] * m[k] + m[4 + i] * m[4 + k] + m[8 + i] * m[8 + k];
             if (!(std::abs(product - (i == k ? 1 : 0)) < kTolerance)) return false;
         }
