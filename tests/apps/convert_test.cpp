@@ -28,7 +28,7 @@ void expectSame(const PtxScan& found, const PtxScan& expected, double tolerance,
                 float intensityTolerance) {
     EXPECT_EQ(found.header.columns, expected.header.columns);
     EXPECT_EQ(found.header.rows, expected.header.rows);
-    for (int i = 0; i < 16; ++i) {
+    for (std::size_t i = 0; i < 16; ++i) {
         EXPECT_EQ(found.header.matrix[i], expected.header.matrix[i]) << "matrix element " << i;
     }
     EXPECT_EQ(found.hasColour, keepsColour && expected.hasColour);
