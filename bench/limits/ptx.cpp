@@ -169,7 +169,7 @@ private:
     bool m_atEnd = false;
 };
 
-/// The number at the front, behind blanks; returns where it ends.
+/// The number at the front, after blanks; returns where it ends.
 template <class Number>
 const char* take(const char* in, const char* end, Number& value) {
     while (in != end && *in == ' ')

@@ -6,7 +6,7 @@
 
 #include <cmath>
 
-/// Modes that write. What was there is removed before a run, and what it wrote behind it.
+/// Modes that write. What was there is removed before a run, and what it wrote after it.
 namespace brisko::limits {
 
 namespace {

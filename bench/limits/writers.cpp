@@ -41,7 +41,7 @@ private:
         if (m_size) put(m_file.get(), m_buffer.data(), m_size);
         m_size = 0;
     }
-    /// A last block without points gets one more empty header behind it, as writers of such files do.
+    /// A last block without points gets one more empty header after it, as writers of such files do.
     void patchBlockHeader() {
         flush();
         if (m_blockPoints == 0) return putBlockHeader(0);

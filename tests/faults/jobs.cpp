@@ -214,16 +214,6 @@ std::vector<Job> toolJobs() {
 
 #else
 
-void e57Scan(const TempFolder& folder) {
-    const std::string fields =
-        "<cartesianX type=\"Float\"/><cartesianY type=\"Float\"/><cartesianZ type=\"Float\"/>"
-        "<rowIndex type=\"Integer\" minimum=\"0\" maximum=\"3\"/>"
-        "<columnIndex type=\"Integer\" minimum=\"0\" maximum=\"3\"/>";
-    const Bytes place = e57Numbers<double>({1, 2, 3}), cell = e57Bits({0, 3, 1}, 2);
-    writeFile(folder / "a.e57", e57File(e57Section({e57Packet({place, place, place, cell, cell})}),
-                                        e57Xml(3, fields)));
-}
-
 std::vector<Job> toolJobs() {
     return {};
 }
