@@ -160,9 +160,10 @@ std::vector<ConvertTask> planConversions(const std::vector<std::string>& inputs,
 
 void convertAll(const std::vector<ConvertTask>& tasks, const ConvertOptions& common,
                 std::size_t jobs, const ConvertOutcomeFunction& outcome) {
-    std::vector<double> weights;
-    for (const ConvertTask& task : tasks)
-        weights.push_back(static_cast<double>(bytesOf(task.input)) + 1);
+    std::vector<double> weights(tasks.size());
+    std::transform(tasks.begin(), tasks.end(), weights.begin(), [](const ConvertTask& task) {
+        return static_cast<double>(bytesOf(task.input)) + 1;
+    });
     SharedProgress shared(common.progress, "convert", weights, "bytes");
     std::mutex warning;
     const auto run = [&](std::size_t i) {

@@ -21,9 +21,8 @@ double weight(const IndexTask& task) {
 }
 
 std::vector<double> weightsOf(const std::vector<IndexTask>& tasks) {
-    std::vector<double> weights;
-    for (const IndexTask& task : tasks)
-        weights.push_back(weight(task));
+    std::vector<double> weights(tasks.size());
+    std::transform(tasks.begin(), tasks.end(), weights.begin(), weight);
     return weights;
 }
 
