@@ -89,6 +89,7 @@ private:
     std::uint32_t m_columnTiles = 0;
     std::uint32_t m_rowTiles = 0;
     std::uint32_t m_bandIndex = 0;  // band b covers columns 256 b to 256 b + 255
+    std::uint32_t m_bandTiles = 0;  // of that band; 0 after the grid's end
     TileBand m_band;
     AlignmentBox m_box;
     std::unique_ptr<std::uint8_t[]> m_block;  // block header and records of a tile
@@ -103,6 +104,7 @@ bool CL3IJWriterGridCodec::State::open(const char* path, const GridFileHeader* h
     m_rows = header ? gridResolution(header->GetZenithResolution()) : 0;
     m_columnTiles = static_cast<std::uint32_t>(divideRoundingUp(m_columns, kTileSize));
     m_rowTiles = static_cast<std::uint32_t>(divideRoundingUp(m_rows, kTileSize));
+    m_bandTiles = m_columnTiles > 0 ? m_rowTiles : 0;
     const std::uint64_t tiles = std::uint64_t{m_columnTiles} * m_rowTiles;
     if (tiles > std::numeric_limits<std::uint32_t>::max()) return false;
 
@@ -152,12 +154,14 @@ inline void CL3IJWriterGridCodec::State::write(const CL3Record& record, std::uin
         moveToBandOf(column);
         offset = static_cast<std::int32_t>(column - kTileSize * m_bandIndex);
     }
-    if (row / kTileSize >= m_rowTiles || m_bandIndex >= m_columnTiles) [[unlikely]] {
+    if (row / kTileSize >= m_bandTiles) [[unlikely]] {
         ++m_dropped.outsideGrid;
         return;
     }
-    if (!isMeasured(record)) ++m_dropped.wouldReadAsEmpty;
-    if (!m_band.put(static_cast<std::uint32_t>(offset), row, record)) m_failed = true;
+    const bool counts = isMeasured(record);
+    if (!counts) [[unlikely]]
+        ++m_dropped.wouldReadAsEmpty;
+    if (!m_band.put(static_cast<std::uint32_t>(offset), row, record, counts)) m_failed = true;
 }
 
 /// Whether there is a file that tiles can go to, and none that failed.
@@ -170,6 +174,7 @@ void CL3IJWriterGridCodec::State::moveToBandOf(std::uint32_t column) {
     while (takesTiles() && m_bandIndex < m_columnTiles && column / kTileSize > m_bandIndex)
         finishBand();
     m_bandIndex = std::max(m_bandIndex, std::min(column / kTileSize, m_columnTiles));
+    if (m_bandIndex >= m_columnTiles) m_bandTiles = 0;
 }
 
 void CL3IJWriterGridCodec::State::finishBand() {
@@ -186,6 +191,7 @@ void CL3IJWriterGridCodec::State::writeTile(std::uint32_t rowTile) {
         std::uint32_t* const entries = m_entries.data() + ij_tile::kHeaderSize / kEntrySize;
         points = tile->encode(m_block.get() + cl3_block::kHeaderSize, entries);
         tile->clear();
+        m_band.countWritten(points);
     }
     if (m_scan.isOpen()) {
         const std::uint32_t written = appendBlock(points);

@@ -47,7 +47,7 @@ bool TileBand::makeTile(std::uint32_t rowTile) {
     return true;
 }
 
-bool TileBand::putAside(std::uint32_t columnOffset, std::uint32_t row, const CL3Record& record) {
+bool TileBand::putAside(std::uint32_t columnOffset, std::uint32_t row, CL3Record record) {
     constexpr std::size_t kMostPoints = std::size_t{1} << 18;  // 10 MB
     // Where there is no memory for a tile, or no disk, points are dropped.
     if (m_tilesMade < kTilesInMemory || m_isSpillFull) return false;
@@ -80,7 +80,12 @@ bool TileBand::spillPoints() {
 }
 
 /// Points come back in the order in which they came: the last one of a cell counts.
-bool TileBand::fetch(const WaitingTile& waiting, Tile& tile) const {
+bool TileBand::fetch(const WaitingTile& waiting, Tile& tile) {
+    const auto put = [&](const WaitingPoint& point) {
+        const bool counts = isMeasured(point.record);
+        tile.put(point.column, point.row, point.record, counts);
+        m_measured += counts ? 1 : 0;
+    };
     std::array<WaitingPoint, 1024> points;
     for (const Chunk& chunk : waiting.chunks) {
         for (std::uint64_t done = 0; done < chunk.count;) {
@@ -88,13 +93,11 @@ bool TileBand::fetch(const WaitingTile& waiting, Tile& tile) const {
                 std::min<std::uint64_t>(points.size(), chunk.count - done));
             const std::uint64_t offset = chunk.offset + done * sizeof(WaitingPoint);
             if (!m_spill.read(offset, points.data(), some * sizeof(WaitingPoint))) return false;
-            for (std::size_t i = 0; i < some; ++i)
-                tile.put(points[i].column, points[i].row, points[i].record);
+            std::for_each_n(points.begin(), some, put);
             done += some;
         }
     }
-    for (const WaitingPoint& point : waiting.points)
-        tile.put(point.column, point.row, point.record);
+    std::for_each(waiting.points.begin(), waiting.points.end(), put);
     return true;
 }
 
@@ -103,10 +106,19 @@ Tile* TileBand::tile(std::uint32_t rowTile, bool& failed) {
     const auto waiting = m_waiting.find(rowTile);
     if (waiting == m_waiting.end()) return nullptr;
     if (!m_fetched) m_fetched = Tile::create();
-    const bool isWhole = m_fetched && fetch(waiting->second, *m_fetched);
-    if (!isWhole) failed = true;
-    if (!isWhole && m_fetched) m_fetched->clear();
+    const std::uint64_t before = m_measured;
+    if (m_fetched && fetch(waiting->second, *m_fetched)) return m_fetched.get();
+    failed = true;
+    m_measured = before;
+    if (m_fetched) m_fetched->clear();
     return m_fetched.get();
+}
+
+std::uint64_t TileBand::replaced() const {
+    std::uint64_t kept = m_written;
+    for (const auto& tile : m_tiles)
+        kept += tile ? tile->points() : 0;
+    return m_measured - kept;
 }
 
 void TileBand::finish() {

@@ -4,6 +4,7 @@
 #include "layouts/ij_index.h"
 #include "layouts/records.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdlib>
@@ -24,16 +25,19 @@ public:
     /// A tile without points. Null when memory runs out.
     static std::unique_ptr<Tile> create();
 
-    /// Puts a point into a cell in the place of an earlier one. A point that does not count as
-    /// measured empties the cell. Returns whether there was one.
-    bool put(std::uint32_t columnOffset, std::uint32_t rowOffset, const CL3Record& record) {
+    /// Puts a point into a cell in the place of an earlier one. One that does not count as measured
+    /// empties the cell.
+    void put(std::uint32_t columnOffset, std::uint32_t rowOffset, const CL3Record& record,
+             bool counts) {
         const std::size_t cell = std::size_t{columnOffset} * kTileSize + rowOffset;
-        const bool replaces = m_live[cell] != 0;
         m_cells[cell] = record;
-        m_live[cell] = isMeasured(record);
-        return replaces;
+        m_live[cell] = counts;
     }
     void clear() { m_live.fill(0); }
+    /// The number of cells that hold a point.
+    std::uint64_t points() const {
+        return static_cast<std::uint64_t>(std::count(m_live.begin(), m_live.end(), 1));
+    }
 
     /// Writes out the records of the cells that hold a point, and an entry for every cell.
     ///   records  room for kRecordBytes: one record more than there can be
@@ -60,25 +64,29 @@ public:
     /// path: of the output, in whose folder points wait.
     explicit TileBand(const std::string& path = {}) : m_spill(path) {}
 
-    /// Puts a point at a column offset (0 to 255) and a row. Returns false when there is neither
-    /// memory nor disk for it.
-    bool put(std::uint32_t columnOffset, std::uint32_t row, const CL3Record& record) {
+    /// Puts a point at a column offset (0 to 255) and a row; `counts`: it is measured. Returns false
+    /// when there is neither memory nor disk for it.
+    bool put(std::uint32_t columnOffset, std::uint32_t row, const CL3Record& record, bool counts) {
         const std::uint32_t rowTile = row / kTileSize;
         if (rowTile >= m_tiles.size() || !m_tiles[rowTile]) [[unlikely]] {
             if (!makeTile(rowTile)) return putAside(columnOffset, row, record);
         }
-        m_replaced += m_tiles[rowTile]->put(columnOffset, row % kTileSize, record) ? 1 : 0;
+        m_tiles[rowTile]->put(columnOffset, row % kTileSize, record, counts);
+        m_measured += counts ? 1 : 0;
         return true;
     }
 
     /// The tile, or null when it holds no point; good until the next call. Where it waited on the
     /// disk and cannot be read back, `failed` becomes true.
     Tile* tile(std::uint32_t rowTile, bool& failed);
+    /// The points that a tile held are written out.
+    void countWritten(std::uint32_t points) { m_written += points; }
     /// Forgets what waited: every tile of the band was asked for.
     void finish();
 
-    /// Points whose cell another one took later.
-    std::uint64_t replaced() const { return m_replaced; }
+    /// Points whose cell another one took later: what came less what stayed, so that no point needs to
+    /// look who was there before.
+    std::uint64_t replaced() const;
 
 private:
     struct WaitingPoint {
@@ -94,11 +102,13 @@ private:
     };
 
     bool makeTile(std::uint32_t rowTile);
-    bool putAside(std::uint32_t columnOffset, std::uint32_t row, const CL3Record& record);
+    // By value: where the address of a record leaves the loop that fills it, its fields go through memory.
+    bool putAside(std::uint32_t columnOffset, std::uint32_t row, CL3Record record);
     bool spillPoints();
-    bool fetch(const WaitingTile& waiting, Tile& tile) const;
+    bool fetch(const WaitingTile& waiting, Tile& tile);
 
-    std::uint64_t m_replaced = 0;
+    std::uint64_t m_measured = 0;  // points put into tiles
+    std::uint64_t m_written = 0;   // of them, at the end of their bands
     std::vector<std::unique_ptr<Tile>> m_tiles;
     std::size_t m_tilesMade = 0;
     std::map<std::uint32_t, WaitingTile> m_waiting;
