@@ -77,6 +77,11 @@ std::unique_ptr<ScanInput> openPts(const std::string& path, const ReadOptions& o
     return std::make_unique<PtsInput>(path, options);
 }
 
+unsigned __int128 leastTiff(const OutputTarget& target) {
+    constexpr std::uint64_t kCell = 5 * sizeof(float);
+    return kCell * cellsOf(target);
+}
+
 /// Of a format whose points are not in a grid for sure: what opening it shows.
 ScanReport describeByOpening(const std::string& path) {
     const std::unique_ptr<ScanInput> input = openScan(path);
@@ -287,6 +292,27 @@ constexpr FormatDriver kDrivers[] = {
      .readImage = nullptr,
      .create = createPcdOutput,
      .leastBytes = leastPcd},
+    {.traits = {.name = "TIFF",
+                .extension = ".tif",
+                .about = "the grid as an array: range, intensity, x, y, z and colour, 32-bit bands",
+                .reads = false,
+                .writes = true,
+                .isNative = false,
+                .needsGrid = true,
+                .keepsPose = true,
+                .keepsColour = true,
+                .keepsMissingReturns = true},
+     .needsColumnOrder = false,
+     .colourIsOptional = true,
+     .hasPlainForm = false,
+     .open = nullptr,
+     .list = nullptr,
+     .describe = nullptr,
+     .check = nullptr,
+     .listImages = nullptr,
+     .readImage = nullptr,
+     .create = createTiffOutput,
+     .leastBytes = leastTiff},
 };
 
 const FormatDriver* driverOf(const std::string& path) {

@@ -101,5 +101,6 @@ std::unique_ptr<ScanOutput> createPlyOutput(const OutputTarget& target);
 std::unique_ptr<ScanOutput> createLasOutput(const OutputTarget& target);
 std::unique_ptr<ScanOutput> createPcdOutput(const OutputTarget& target);
 std::unique_ptr<ScanOutput> createPtsOutput(const OutputTarget& target);
+std::unique_ptr<ScanOutput> createTiffOutput(const OutputTarget& target);
 
 }  // namespace brisko::scan

@@ -40,9 +40,6 @@ public:
     }
 
     static std::string digits(double value) { return formatText("%.17g", value); }
-    std::string take() { return std::move(m_text); }
-
-private:
     /// Every character stands for itself; control characters have no place in XML.
     static std::string asItStands(const std::string& value) {
         std::string out = "<![CDATA[";
@@ -54,6 +51,9 @@ private:
         return out + "]]>";
     }
 
+    std::string take() { return std::move(m_text); }
+
+private:
     std::string m_text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
     std::vector<std::string> m_open;
 };
