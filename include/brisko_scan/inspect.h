@@ -27,15 +27,10 @@ struct IndexLayout {
     std::uint64_t points = 0;  // sum over the tiles
 };
 
-/// One scan of a file that may hold several.
-struct ScanEntry {
-    std::string name;           // may be empty, and need not be the only one of its kind
-    std::uint64_t records = 0;  // with and without a point
-    bool hasGrid = false;
-    std::uint32_t columns = 0;
-    std::uint32_t rows = 0;
-    Alignment alignment;
-    bool hasColour = false;  // a place for it
+/// How the values of all points spread. The three percentiles are within 1 % of a value that is there.
+struct ValueSpread {
+    double min = 0, max = 0, mean = 0;
+    double percentile5 = 0, median = 0, percentile95 = 0;
 };
 
 /// What a full pass over the points finds.
@@ -47,6 +42,23 @@ struct PointSummary {
     double max[3] = {0, 0, 0};
     float minIntensity = 0;
     float maxIntensity = 0;
+    ValueSpread range;  // metres from the scanner; without a pose from the origin
+    ValueSpread intensity;
+    std::uint64_t cells = 0;  // of the grid; 0 without one
+    double columnStep = 0;    // degrees from a column to the next one; 0 where it is not known
+    double rowStep = 0;
+};
+
+/// One scan of a file that may hold several.
+struct ScanEntry {
+    std::string name;           // may be empty, and need not be the only one of its kind
+    std::uint64_t records = 0;  // with and without a point
+    bool hasGrid = false;
+    std::uint32_t columns = 0;
+    std::uint32_t rows = 0;
+    Alignment alignment;
+    bool hasColour = false;  // a place for it
+    std::optional<PointSummary> summary;
 };
 
 /// Everything that `info` reports about a scan.
@@ -78,5 +90,9 @@ BRISKO_SCAN_EXPORT ScanReport describeScan(const std::string& path);
 /// Reads all points. Throws ScanError(Damaged) or Cancelled.
 BRISKO_SCAN_EXPORT PointSummary summarizePoints(const std::string& path,
                                                 const ProgressFunction& progress = {});
+/// The same of one scan of a file with several: its number, from 1, or its name.
+/// Throws ScanError(Request), too.
+BRISKO_SCAN_EXPORT PointSummary summarizePoints(const std::string& path, const std::string& scan,
+                                                const ProgressFunction& progress);
 
 }  // namespace brisko::scan

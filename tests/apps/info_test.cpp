@@ -63,9 +63,22 @@ TEST(Info, CountsAlignedPoints) {
     convert(folder / "a.ptx", folder / "a.cl3");
     convert(folder / "a.ptx", folder / "b.clr");
     for (const char* name : {"a.ptx", "a.cl3", "b.clr"}) {
-        EXPECT_EQ(info({"info", "--json", "--count", folder / name})["scans"][0]["count"], expected)
-            << name;
+        const Json scan = info({"info", "--json", "--count", folder / name})["scans"][0];
+        EXPECT_EQ(scan["count"], expected) << name;
+        const Json& statistics = scan["statistics"];
+        EXPECT_EQ(statistics["cells"], 3) << name;
+        EXPECT_NEAR(statistics["range"]["min"], std::sqrt(14.0), 1e-6) << name;
+        EXPECT_NEAR(statistics["range"]["max"], std::sqrt(77.0), 1e-6) << name;
+        EXPECT_NEAR(statistics["range"]["median"], std::sqrt(14.0), 0.04) << name;
+        EXPECT_EQ(statistics["intensity"]["mean"], 825) << name;
     }
+    const std::string two = readText(folder / "a.ptx");
+    writeFile(folder / "two.ptx", two + two);
+    EXPECT_EQ(
+        info({"info", "--json", "--count", folder / "two.ptx"})["scans"][0]["scans"][1]["count"],
+        expected);
+    const std::string table = run({"info", "--table", "--count", folder / "two.ptx"}).out;
+    EXPECT_TRUE(contains(table, "PTX    1 x 3       2  66.6 %  3.74 m")) << table;
     writeFile(folder / "none.ptx", ptxText(1, 1, "0 0 0 0.5\n"));
     const Json none = info({"info", "--json", "--count", folder / "none.ptx"})["scans"][0];
     EXPECT_EQ(none["count"]["points"], 0);

@@ -2,6 +2,7 @@
 #include "common/json.h"
 #include "common/message.h"
 #include "info/report_output.h"
+#include "info/report_table.h"
 
 #include <iostream>
 #include <memory>
@@ -15,6 +16,7 @@ constexpr const char* kSchema = "brisko.info/1";
 struct Line {
     std::vector<std::string> files;
     bool count = false;
+    bool table = false;
     bool json = false;
 };
 
@@ -29,6 +31,7 @@ public:
             describe({i + 1, m_line.files.size(), m_line.files[i]});
         }
         if (m_line.json) printDocument({{"schema", kSchema}, {"scans", m_reports}});
+        if (m_line.table && !m_line.json) m_table.print(std::cout);
         if (m_failures == 0) return ExitCode::Done;
         return m_failures == m_line.files.size() ? m_code : ExitCode::SomeFailed;
     }
@@ -40,7 +43,7 @@ private:
             ScanReport report = scan::describeScan(file);
             if (m_line.count && report.problems.empty()) {
                 ProgressDisplay display(m_progress, place);
-                report.summary = scan::summarizePoints(file, display.function());
+                count(report, display.function());
             }
             if (!report.problems.empty()) fail(ExitCode::Damaged, report.problems.front());
             print(report);
@@ -48,6 +51,17 @@ private:
             if (error.kind() == ErrorKind::Cancelled) throw;
             fail(exitCodeOf(error.kind()), error.what());
             if (m_line.json) m_reports.push_back(failureJson(file, error.what()));
+        }
+    }
+
+    static void count(ScanReport& report, const scan::ProgressFunction& progress) {
+        if (report.scans.size() < 2) {
+            report.summary = scan::summarizePoints(report.path, progress);
+            return;
+        }
+        for (std::size_t i = 0; i < report.scans.size(); ++i) {
+            report.scans[i].summary =
+                scan::summarizePoints(report.path, std::to_string(i + 1), progress);
         }
     }
 
@@ -59,6 +73,8 @@ private:
     void print(const ScanReport& report) {
         if (m_line.json) {
             m_reports.push_back(reportJson(report));
+        } else if (m_line.table) {
+            m_table.add(report);
         } else {
             std::cout << reportText(report);
         }
@@ -68,6 +84,7 @@ private:
     ProgressStyle m_progress;
     std::size_t m_failures = 0;
     ExitCode m_code = ExitCode::Done;  // of the first failure
+    ReportTable m_table;
     nlohmann::ordered_json m_reports = nlohmann::ordered_json::array();
 };
 
@@ -82,8 +99,11 @@ Command addInfo(CLI::App& tool, const CommonOptions& common) {
         "same. Of a file with several scans each is listed.");
     const auto line = std::make_shared<Line>();
     app->add_option("FILE", line->files, "Scans (" + scan::readableExtensions() + ")")->required();
-    app->add_flag("--count", line->count,
-                  "Read all points: their number, bounds (metres, aligned) and intensities");
+    app->add_flag(
+        "--count", line->count,
+        "Read all points: their number, bounds (metres, aligned), intensities, ranges and\n"
+        "how near they are to each other");
+    app->add_flag("--table", line->table, "One line a scan: for many of them");
     app->add_flag("--json", line->json, "Print JSON, schema " + std::string(kSchema));
     return {app, [line, &common] { return Info(*line, common.progress).run(); }};
 }

@@ -85,19 +85,6 @@ void detailLines(std::ostream& out, const ScanReport& report) {
     }
 }
 
-/// One line a scan of a file that may hold several.
-void scanLines(std::ostream& out, const std::vector<scan::ScanEntry>& scans) {
-    for (std::size_t i = 0; i < scans.size(); ++i) {
-        const scan::ScanEntry& entry = scans[i];
-        out << "  scan " << i + 1 << "     " << (entry.name.empty() ? "-" : printable(entry.name))
-            << ": " << countOf(entry.records, "record");
-        if (entry.hasGrid) out << ", " << entry.columns << " columns x " << entry.rows << " rows";
-        out << (entry.hasColour ? ", room for colours" : "")
-            << (entry.alignment.source == AlignmentSource::File ? ", aligned by a matrix" : "")
-            << "\n";
-    }
-}
-
 void photoLines(std::ostream& out, const scan::StationPhotos& photos) {
     if (photos.photos.empty()) return;
     out << "  photos     " << scan::photosText(photos) << "\n";
@@ -109,8 +96,35 @@ void photoLines(std::ostream& out, const scan::StationPhotos& photos) {
         out << "             " << printable(remark) << "\n";
 }
 
+std::string spreadText(const scan::ValueSpread& spread) {
+    constexpr int kDigits = 5;
+    return "mean " + text(spread.mean, kDigits) + ", median " + text(spread.median, kDigits) +
+           ", 5 to 95 % " + text(spread.percentile5, kDigits) + " to " +
+           text(spread.percentile95, kDigits);
+}
+
+/// With three digits, and none after the point where these are enough.
+std::string wholeText(double value) {
+    if (!(value >= 100) || !(value < 1e15)) return text(value, 3);
+    return std::to_string(std::llround(value));
+}
+
+/// How far neighbouring points are from each other at a distance, on a surface that faces the scanner.
+std::string spacingText(const PointSummary& summary, double metres) {
+    constexpr double kRadians = 3.14159265358979323846 / 180;
+    const double across = summary.columnStep * kRadians * metres;
+    const double along = summary.rowStep * kRadians * metres;
+    return text(across * 1000, 3) + " x " + text(along * 1000, 3) + " mm at " + text(metres, 3) +
+           " m (" + wholeText(1 / (across * along)) + " points per square metre)";
+}
+
 void summaryLines(std::ostream& out, const PointSummary& summary) {
-    out << "  points     " << summary.points << "\n";
+    out << "  points     " << summary.points;
+    if (summary.cells > 0) {
+        out << ", in " << percentOf(summary.points, summary.cells) << " of "
+            << countOf(summary.cells, "cell");
+    }
+    out << "\n";
     if (summary.points == 0) return;
     constexpr const char* kAxes[] = {"x", "y", "z"};
     for (int axis = 0; axis < 3; ++axis) {
@@ -118,7 +132,28 @@ void summaryLines(std::ostream& out, const PointSummary& summary) {
             << text(summary.max[axis], 12) << "\n";
     }
     out << "  intensity  " << text(static_cast<double>(summary.minIntensity), 7) << " to "
-        << text(static_cast<double>(summary.maxIntensity), 7) << "\n";
+        << text(static_cast<double>(summary.maxIntensity), 7) << ", "
+        << spreadText(summary.intensity) << "\n";
+    out << "  range      " << text(summary.range.min, 7) << " to " << text(summary.range.max, 7)
+        << ", " << spreadText(summary.range) << "\n";
+    if (!(summary.columnStep > 0 && summary.rowStep > 0)) return;
+    out << "  spacing    " << spacingText(summary, 10) << "\n";
+    if (summary.range.median > 0)
+        out << "             " << spacingText(summary, summary.range.median) << "\n";
+}
+
+/// One line a scan of a file that may hold several.
+void scanLines(std::ostream& out, const std::vector<scan::ScanEntry>& scans) {
+    for (std::size_t i = 0; i < scans.size(); ++i) {
+        const scan::ScanEntry& entry = scans[i];
+        out << "  scan " << i + 1 << "     " << (entry.name.empty() ? "-" : printable(entry.name))
+            << ": " << countOf(entry.records, "record");
+        if (entry.hasGrid) out << ", " << entry.columns << " columns x " << entry.rows << " rows";
+        out << (entry.hasColour ? ", room for colours" : "")
+            << (entry.alignment.source == AlignmentSource::File ? ", aligned by a matrix" : "")
+            << "\n";
+        if (entry.summary) summaryLines(out, *entry.summary);
+    }
 }
 
 }  // namespace
@@ -231,6 +266,26 @@ Json summaryJson(const PointSummary& summary) {
     return json;
 }
 
+Json spreadJson(const scan::ValueSpread& spread) {
+    return {
+        {"min", jsonNumber(spread.min)},       {"max", jsonNumber(spread.max)},
+        {"mean", jsonNumber(spread.mean)},     {"percentile5", jsonNumber(spread.percentile5)},
+        {"median", jsonNumber(spread.median)}, {"percentile95", jsonNumber(spread.percentile95)}};
+}
+
+Json statisticsJson(const PointSummary& summary) {
+    Json json = {{"range", nullptr}, {"intensity", nullptr}, {"cells", nullptr}, {"step", nullptr}};
+    if (summary.cells > 0) json["cells"] = summary.cells;
+    if (summary.points == 0) return json;
+    json["range"] = spreadJson(summary.range);
+    json["intensity"] = spreadJson(summary.intensity);
+    if (summary.columnStep > 0 && summary.rowStep > 0) {
+        json["step"] = {{"column", jsonNumber(summary.columnStep)},
+                        {"row", jsonNumber(summary.rowStep)}};
+    }
+    return json;
+}
+
 /// Pairs keep their order and may share a name.
 Json detailsJson(const ScanReport& report) {
     Json json = Json::array();
@@ -247,6 +302,10 @@ Json scansJson(const std::vector<scan::ScanEntry>& scans) {
                         {"grid", nullptr},
                         {"colour", entry.hasColour},
                         {"alignment", alignmentJson(entry.alignment)}});
+        if (entry.summary) {
+            json.back()["count"] = summaryJson(*entry.summary);
+            json.back()["statistics"] = statisticsJson(*entry.summary);
+        }
         if (entry.hasGrid) json.back()["grid"] = {{"columns", entry.columns}, {"rows", entry.rows}};
     }
     return json;
@@ -267,6 +326,7 @@ Json reportJson(const ScanReport& report) {
     json["scans"] = scansJson(report.scans);
     json["details"] = detailsJson(report);
     json["count"] = report.summary ? summaryJson(*report.summary) : Json(nullptr);
+    json["statistics"] = report.summary ? statisticsJson(*report.summary) : Json(nullptr);
     json["problems"] = report.problems;
     return json;
 }
