@@ -115,6 +115,13 @@ ROWS = (
     _cpu("ptx-import", "PTX import", Job("ptx_bench", "import"), "ptx-parse", 1.8, 1.3, 1.1,
          needs="ptx"),
     _cpu("ptx-export", "PTX export", Job("ptx_bench", "export"), "ptx-print", 1.8, 1.3, 1.1),
+    # Against reading CL3 by hand, which takes some 11 ns a point.
+    *(_cpu(f"{name}-in", f"{name.upper()} read, batches", Job("format_bench", f"{name}-in"),
+           "cl3-inline", target=target, per_point=True, same_check=False)
+      for name, target in (("e57", 25 / 11), ("las", 12 / 11), ("pcd", 12 / 11))),
+    *(_cpu(f"{name}-out", f"{name.upper()} write", Job("format_bench", f"{name}-out"),
+           "cl3-inline", target=target, per_point=True, same_check=False)
+      for name, target in (("e57", 30 / 11), ("las", 15 / 11), ("pcd", None))),
 )
 
 MIB = 1 << 20

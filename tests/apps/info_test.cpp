@@ -78,7 +78,7 @@ TEST(Info, CountsAlignedPoints) {
         info({"info", "--json", "--count", folder / "two.ptx"})["scans"][0]["scans"][1]["count"],
         expected);
     const std::string table = run({"info", "--table", "--count", folder / "two.ptx"}).out;
-    EXPECT_TRUE(contains(table, "PTX    1 x 3       2  66.6 %  3.74 m")) << table;
+    EXPECT_TRUE(contains(table, "PTX     1 x 3       2  66.6 %  3.74 m")) << table;
     writeFile(folder / "none.ptx", ptxText(1, 1, "0 0 0 0.5\n"));
     const Json none = info({"info", "--json", "--count", folder / "none.ptx"})["scans"][0];
     EXPECT_EQ(none["count"]["points"], 0);

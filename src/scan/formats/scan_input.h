@@ -38,7 +38,7 @@ public:
     virtual std::string remark() const { return {}; }
 
 protected:
-    static constexpr std::size_t kBatch = 1 << 15;  // points
+    static constexpr std::size_t kBatch = 1 << 12;  // points
 
     ScanInfo m_info;
 };

@@ -103,13 +103,17 @@ std::size_t LasEncoder::encodeAll(std::span<const CellPoint> points, std::uint8_
             leaveOut(p);
             continue;
         }
-        const std::int32_t place[] = {toNearest(x), toNearest(y), toNearest(z)};
         std::memcpy(out, kEmpty.data(), kEmpty.size());
-        std::memcpy(out + las_point::kX, place, sizeof place);
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            extent.min[axis] = std::min(extent.min[axis], place[axis]);
-            extent.max[axis] = std::max(extent.max[axis], place[axis]);
-        }
+        // One by one: three in an array would be copied before they are stored.
+        const auto put = [&](std::size_t axis, double value) {
+            const std::int32_t place = toNearest(value);
+            store(out + las_point::kX + axis * sizeof place, place);
+            extent.min[axis] = std::min(extent.min[axis], place);
+            extent.max[axis] = std::max(extent.max[axis], place);
+        };
+        put(0, x);
+        put(1, y);
+        put(2, z);
 
         const float intensity = std::min(std::max(p.intensity, 0.0F), kLargestIntensity);
         beyondScale += intensity != p.intensity;

@@ -130,7 +130,8 @@ void LasReader::decode(const std::uint8_t* in, std::size_t count, CellPoint* out
         return static_cast<std::uint8_t>(load<std::uint16_t>(place) >> colourShift);
     };
     for (; count > 0; --count, in += size, ++out) {
-        CellPoint point;
+        // In place: a point put together elsewhere would be copied before its parts are stored.
+        CellPoint& point = *out;
         point.x = loadI32(in + las_point::kX) * scale[0] + offset[0];
         point.y = loadI32(in + las_point::kY) * scale[1] + offset[1];
         point.z = loadI32(in + las_point::kZ) * scale[2] + offset[2];
@@ -142,13 +143,14 @@ void LasReader::decode(const std::uint8_t* in, std::size_t count, CellPoint* out
             point.green = colourAt(in + colour + 2);
             point.blue = colourAt(in + colour + 4);
         }
+        if constexpr (!kColour) point.red = point.green = point.blue = 0;
+        if constexpr (!kCells) point.column = point.row = 0;
         if constexpr (kCells) {
             point.column = column.of(in);
             point.row = row.of(in);
             largestColumn = std::max(largestColumn, point.column);
             largestRow = std::max(largestRow, point.row);
         }
-        *out = point;
     }
     m_largestIntensity = largest;
     m_largestColumn = largestColumn;

@@ -129,12 +129,6 @@ void PcdInput::read(std::vector<CellPoint>& points) {
     }
 }
 
-void PcdInput::nextCell() {
-    if (++m_column < m_info.columns) return;
-    m_column = 0;
-    ++m_row;
-}
-
 void PcdInput::takePoints(std::size_t count, std::vector<CellPoint>& points) {
     const auto of = [&](PcdRole role) {
         const auto& values = m_columns[static_cast<std::size_t>(role)];
@@ -157,10 +151,13 @@ void PcdInput::takePoints(std::size_t count, std::vector<CellPoint>& points) {
     const std::size_t before = points.size();
     points.resize(before + count);
     CellPoint* out = points.data() + before;
+    const std::uint32_t columns = m_info.columns;
+    std::uint32_t cellColumn = m_column, cellRow = m_row;
     for (std::size_t i = 0; i < count; ++i) {
         // Not 0 where one of them is not finite.
         const bool isPoint = (x[i] - x[i]) + (y[i] - y[i]) + (z[i] - z[i]) == 0;
-        CellPoint point;
+        // In place: a point put together elsewhere would be copied before its parts are stored.
+        CellPoint& point = *out;
         point.x = x[i];
         point.y = y[i];
         point.z = z[i];
@@ -180,16 +177,19 @@ void PcdInput::takePoints(std::size_t count, std::vector<CellPoint>& points) {
             point.blue = toColour(blue[i]);
         }
         if (isOrganised) {
-            point.column = m_column;
-            point.row = m_row;
-            nextCell();
+            point.column = cellColumn;
+            point.row = cellRow;
+            const bool isLast = ++cellColumn == columns;
+            cellColumn = isLast ? 0 : cellColumn;
+            cellRow += isLast ? 1 : 0;
         } else if (m_hasCellFields) {
             point.column = toCell(column[i]);
             point.row = toCell(row[i]);
         }
-        *out = point;
         out += isPoint;
     }
+    m_column = cellColumn;
+    m_row = cellRow;
     points.resize(static_cast<std::size_t>(out - points.data()));
 }
 

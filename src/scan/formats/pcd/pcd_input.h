@@ -24,7 +24,6 @@ private:
     void takeIntensities(const std::optional<IntensityRange>& range);
     void survey();
     void takePoints(std::size_t count, std::vector<CellPoint>& points);
-    void nextCell();
 
     PcdHeader m_header;
     std::unique_ptr<PcdBlocks> m_blocks;

@@ -31,9 +31,10 @@ struct Record {
     static constexpr std::size_t kSize = kColourAt + (kColour ? 4 : 0);
 
     static void encode(const CellPoint& p, std::uint8_t* out) {
-        const Coordinate place[] = {static_cast<Coordinate>(p.x), static_cast<Coordinate>(p.y),
-                                    static_cast<Coordinate>(p.z)};
-        std::memcpy(out, place, sizeof place);
+        // One by one: three in an array would be copied before they are stored.
+        store(out, static_cast<Coordinate>(p.x));
+        store(out + sizeof(Coordinate), static_cast<Coordinate>(p.y));
+        store(out + 2 * sizeof(Coordinate), static_cast<Coordinate>(p.z));
         storeF32(out + kIntensity, p.intensity);
         if constexpr (kColour) {
             storeU32(out + kColourAt,
