@@ -80,8 +80,9 @@ TEST(Pcd, FieldsOfAllKindsAreTheSameInAllThreeForms) {
         EXPECT_NEAR(input->info().alignment.matrix[1], -1, 1e-15);  // a quarter turn
         EXPECT_EQ(input->info().alignment.matrix[11], 30);
         for (int pass = 0; pass < 2; ++pass, input->rewind()) {
-            std::vector<CellPoint> points;
-            input->read(points);
+            std::vector<CellPoint> points, some;
+            for (input->read(some); !some.empty(); input->read(some))
+                points.insert(points.end(), some.begin(), some.end());
             ASSERT_EQ(points.size(), kPoints - 715);
             for (std::size_t i = 0; i < points.size(); ++i) {
                 const auto number = static_cast<int>(i / 6 * 7 + i % 6 + 1);
