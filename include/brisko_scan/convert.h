@@ -28,7 +28,9 @@ struct ConvertOptions {
     std::string output;  // its extension chooses the format
     bool overwrite = false;
     bool plain = false;  // write .cl3 without an index
-    std::string scan;    // one scan of an input with several: number from 1, or name
+    /// One scan of an input with several: number from 1, or name; "all": each becomes a scan of an output
+    /// that holds several.
+    std::string scan;
     std::optional<IntensityRange> intensities;  // of the input that become 0 and 2200
     double precision = 0;  // metres; of formats that may round coordinates: 0 for exact ones
     std::string

@@ -2,6 +2,7 @@
 #include "scan/files/named_output.h"
 #include "scan/files/scan_path.h"
 #include "scan/formats/format_table.h"
+#include "scan/jobs/merging.h"
 #include "scan/jobs/scan_transfer.h"
 
 #include <brisko_scan/convert.h>
@@ -22,7 +23,7 @@ ConvertResult convertInput(const ConvertOptions& options, std::unique_ptr<ScanIn
     ScanTransfer transfer(options, std::move(input), task);
     transfer.requireSize();
     StagedScan staged(options.output);
-    const OutputTarget target = transfer.makeTarget(staged.path());
+    const OutputTarget target = transfer.makeTarget(staged.path(), {});
     staged.requireAlignment(toAlignment(target.matrix).matrix);
     transfer.warnAboutFormat();
     const std::unique_ptr<ScanOutput> output = transfer.choice().driver->create(target);
@@ -30,9 +31,37 @@ ConvertResult convertInput(const ConvertOptions& options, std::unique_ptr<ScanIn
     output->finish();
     transfer.completeHeader(target);
     staged.commit(options.progress);
-    transfer.warnAboutPoints(*output);
+    transfer.warnAboutPoints(countIn(*output), output->remark());
+    transfer.warnOfNothing(countIn(*output));
     return {output->points(), output->coloured(),      target.columns,
             target.rows,      bytesOf(options.output), output->leftOut()};
+}
+
+/// Each scan of the input becomes one of the output.
+ConvertResult convertAllScans(const ConvertOptions& options) {
+    const std::vector<MergeSource> sources = sourcesIn(options.input);
+    const FormatDriver& driver = writerOf(options.output);
+    if (sources.size() > 1 && !driver.holdsScans) {
+        throw ScanError(ErrorKind::Request, options.output,
+                        std::string(driver.traits.extension) + " holds one scan, and " +
+                            options.input + " has " + std::to_string(sources.size()),
+                        "with -o each becomes a file, 'brisko merge' makes one cloud of them");
+    }
+    if (sources.size() == 1) {
+        ConvertOptions single = options;
+        single.scan = sources.front().scan;
+        return convertScan(single);
+    }
+    MergeOptions several;
+    several.each = options;
+    const MergeResult result = mergeSources(sources, several, "convert");
+    LeftOut leftOut;
+    for (const MergedScan& scan : result.scans) {
+        leftOut.outsideGrid += scan.leftOut.outsideGrid;
+        leftOut.notFinite += scan.leftOut.notFinite;
+        leftOut.atScanner += scan.leftOut.atScanner;
+    }
+    return {result.points, result.coloured, 0, 0, result.bytes, leftOut};
 }
 
 void requireFormats(const ConvertOptions& options) {
@@ -65,6 +94,7 @@ void requirePhotos(const std::string& scan) {
 
 ConvertResult convertScan(const ConvertOptions& options) {
     requireOutput(options);
+    if (options.scan == "all") return convertAllScans(options);
     return convertInput(
         options,
         openScan(options.input, {.scan = options.scan, .intensities = options.intensities}),

@@ -16,7 +16,8 @@
 namespace brisko::scan {
 namespace {
 
-OutputChoice chooseOutput(const ConvertOptions& options, const ScanInfo& input) {
+OutputChoice chooseOutput(const ConvertOptions& options, const ScanInfo& input,
+                          Destination destination) {
     if (options.plain && !hasExtension(options.output, ".cl3")) {
         throw ScanError(ErrorKind::Request, {},
                         "--plain: only a .cl3 output can be without an index");
@@ -25,7 +26,9 @@ OutputChoice chooseOutput(const ConvertOptions& options, const ScanInfo& input) 
         throw ScanError(ErrorKind::Request, {},
                         "--las-version: only a .las output is of one version or another");
     }
-    return makeChoice(writerOf(options.output), input, options.plain);
+    const FormatDriver& driver = writerOf(options.output);
+    if (destination == Destination::Cloud) return {&driver, false, false};
+    return makeChoice(driver, input, options.plain);
 }
 
 void requireGrid(const ConvertOptions& options, const ScanInfo& input, const OutputChoice& output) {
@@ -103,14 +106,28 @@ bool chooseColour(ScanInput& input, const OutputChoice& output, const ProgressFu
     return input.info().isColoured || hasColour(input, progress);
 }
 
+TransferCount operator-(TransferCount count, const TransferCount& before) {
+    count.points -= before.points;
+    count.coloured -= before.coloured;
+    count.leftOut.outsideGrid -= before.leftOut.outsideGrid;
+    count.leftOut.notFinite -= before.leftOut.notFinite;
+    count.leftOut.atScanner -= before.leftOut.atScanner;
+    return count;
+}
+
 }  // namespace
 
+TransferCount countIn(const ScanOutput& output) {
+    return {output.points(), output.coloured(), output.leftOut()};
+}
+
 ScanTransfer::ScanTransfer(const ConvertOptions& options, std::unique_ptr<ScanInput> input,
-                           const char* task)
+                           const char* task, Destination destination)
     : m_options(options),
       m_task(task),
+      m_destination(destination),
       m_input(std::move(input)),
-      m_choice(chooseOutput(options, m_input->info())),
+      m_choice(chooseOutput(options, m_input->info(), destination)),
       m_estimate(m_input->info().columns, m_input->info().rows) {
     requireGrid(options, info(), m_choice);
     m_window = chooseWindow(options, info(), m_choice);
@@ -127,7 +144,7 @@ void ScanTransfer::requireSize() const {
                           bytesOf(info().path) + bytesOf(companionOf(info().path, ".ij")));
 }
 
-OutputTarget ScanTransfer::makeTarget(const std::string& path) {
+OutputTarget ScanTransfer::makeTarget(const std::string& path, std::optional<bool> hasColour) {
     OutputTarget target = targetOf(m_choice, info(), m_window);
     target.path = path;
     target.shownPath = m_options.output;
@@ -136,7 +153,8 @@ OutputTarget ScanTransfer::makeTarget(const std::string& path) {
     target.guid = info().guid;
     target.precision = m_options.precision;
     target.formVersion = m_options.formVersion;
-    target.withColour = chooseColour(*m_input, m_choice, m_options.progress);
+    target.withColour =
+        hasColour ? *hasColour : chooseColour(*m_input, m_choice, m_options.progress);
     target.progress = m_options.progress;
     return target;
 }
@@ -152,7 +170,8 @@ PointFilter ScanTransfer::makeFilter() const {
     return filter;
 }
 
-void ScanTransfer::run(ScanOutput& output) {
+TransferCount ScanTransfer::run(ScanOutput& output) {
+    const TransferCount before = countIn(output);
     const PointFilter filter = makeFilter();
     const auto write = [&](std::span<CellPoint> points) {
         for (CellPoint& point : points) {
@@ -180,6 +199,7 @@ void ScanTransfer::run(ScanOutput& output) {
         progress.advanceTo(m_input->stepsDone());
     }
     if (ordered) order.finish();
+    return countIn(output) - before;
 }
 
 void ScanTransfer::noteColours(const std::vector<CellPoint>& points) {
@@ -207,14 +227,14 @@ void ScanTransfer::warnAboutFormat() const {
     }
 }
 
-void ScanTransfer::warnAboutPoints(const ScanOutput& output) const {
-    const LeftOut& leftOut = output.leftOut();
+void ScanTransfer::warnAboutPoints(const TransferCount& count, const std::string& remark) const {
+    const LeftOut& leftOut = count.leftOut;
     if (m_losesColour) {
         warn(m_options.output + ": " + m_choice->extension +
              " has no place for colours; they are left out");
     }
     if (!m_input->remark().empty()) warn(info().path + ": " + m_input->remark());
-    if (!output.remark().empty()) warn(m_options.output + ": " + output.remark());
+    if (!remark.empty()) warn(m_options.output + ": " + remark);
     if (leftOut.outsideGrid > 0) {
         warn(info().path + ": " + countOf(leftOut.outsideGrid, "point") +
              " outside the grid left out");
@@ -231,7 +251,10 @@ void ScanTransfer::warnAboutPoints(const ScanOutput& output) const {
         warn(info().path + ": " + countOf(info().records - m_delivered, "record") + " of " +
              std::to_string(info().records) + " hold no point that can be read");
     }
-    if (output.points() == 0) {
+}
+
+void ScanTransfer::warnOfNothing(const TransferCount& count) const {
+    if (count.points == 0) {
         warn(m_options.output + ": holds no point; " +
              (m_delivered == 0 ? "the input has none" : "none of the input's passed"));
     }
