@@ -93,6 +93,8 @@ void addConvertOptions(CLI::App& app, ConvertLine& line) {
     app.add_option("--las-version", line.options.formVersion,
                    "Of .las: 1.2, which is usual, or 1.4")
         ->option_text("VERSION");
+    app.add_flag("--no-photos", line.options.withoutPhotos,
+                 "Without the photos beside INPUT, which .e57 has a place for");
     app.add_flag("--apply-alignment", line.options.applyAlignment,
                  "Move the points into the aligned frame; the output has no matrix then");
 }

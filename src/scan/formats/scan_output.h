@@ -4,6 +4,7 @@
 
 #include <brisko_codec/cell_reader.h>
 #include <brisko_codec/file_header.h>
+#include <brisko_codec/scan_photos.h>
 #include <brisko_scan/convert.h>
 #include <brisko_scan/scan_error.h>
 
@@ -11,6 +12,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace brisko::scan {
 
@@ -33,6 +35,8 @@ struct OutputTarget {
     /// In a cloud of several stations: whose points come next, from 1; columns and rows are then the
     /// largest of all of them. 0: the only one.
     std::uint16_t station = 0;
+    /// Of formats that hold pictures: photos to be stored, whose poses lead to the frame of the file.
+    std::vector<PinholeCamera> photos;
 };
 
 /// A scan being written. Points come column by column (native formats: by bands of 256 columns);

@@ -23,7 +23,8 @@ ConvertResult convertInput(const ConvertOptions& options, std::unique_ptr<ScanIn
     ScanTransfer transfer(options, std::move(input), task);
     transfer.requireSize();
     StagedScan staged(options.output);
-    const OutputTarget target = transfer.makeTarget(staged.path(), {});
+    OutputTarget target = transfer.makeTarget(staged.path(), {});
+    target.photos = transfer.photos();
     staged.requireAlignment(toAlignment(target.matrix).matrix);
     transfer.warnAboutFormat();
     const std::unique_ptr<ScanOutput> output = transfer.choice().driver->create(target);

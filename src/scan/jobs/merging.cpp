@@ -145,6 +145,7 @@ private:
         OutputTarget target = part.transfer->makeTarget(path, part.hasColour);
         target.progress = m_options.each.progress;
         target.name = part.name;
+        target.photos = part.transfer->photos();
         if (!m_isCloud) return target;
         target.name = std::filesystem::path(output()).stem().string();
         target.guid.clear();

@@ -159,6 +159,36 @@ OutputTarget ScanTransfer::makeTarget(const std::string& path, std::optional<boo
     return target;
 }
 
+std::vector<PinholeCamera> ScanTransfer::photos() const {
+    const bool areStored = m_choice.driver->listImages && info().format->isNative &&
+                           m_destination == Destination::Scan && !m_options.withoutPhotos;
+    if (!areStored) return {};
+    std::vector<PinholeCamera> photos = findPinholeCameras(info().path);
+    const std::size_t left = findScanPhotos(info().path).photos.size() - photos.size();
+    if (left > 0) {
+        warn(info().path + ": " + countOf(left, "photo") +
+             " beside it left out; 'brisko images' shows why");
+    }
+    const AlignmentMatrix frame(matrix());
+    for (PinholeCamera& photo : photos) {
+        double* const m = photo.pose;
+        double x = 0, y = 0, z = 0;
+        frame.apply(x, y, z);
+        const double origin[3] = {x, y, z};
+        for (std::size_t column = 0; column < 4; ++column) {
+            x = m[column];
+            y = m[4 + column];
+            z = m[8 + column];
+            frame.apply(x, y, z);
+            const double moved = column < 3 ? 1 : 0;  // directions do not move
+            m[column] = x - moved * origin[0];
+            m[4 + column] = y - moved * origin[1];
+            m[8 + column] = z - moved * origin[2];
+        }
+    }
+    return photos;
+}
+
 PointFilter ScanTransfer::makeFilter() const {
     PointFilter filter;
     if (isWindow()) filter.window = m_window;
@@ -235,6 +265,10 @@ void ScanTransfer::warnAboutPoints(const TransferCount& count, const std::string
     }
     if (!m_input->remark().empty()) warn(info().path + ": " + m_input->remark());
     if (!remark.empty()) warn(m_options.output + ": " + remark);
+    if (const std::size_t pictures = m_input->pictures(); pictures > 0) {
+        warn(info().path + ": " + countOf(pictures, "picture") +
+             " left out; 'brisko images' extracts them");
+    }
     if (leftOut.outsideGrid > 0) {
         warn(info().path + ": " + countOf(leftOut.outsideGrid, "point") +
              " outside the grid left out");

@@ -52,6 +52,9 @@ public:
     ///   path       where to write
     ///   hasColour  whether it stores colours; where that is not known, the points may be looked at
     OutputTarget makeTarget(const std::string& path, std::optional<bool> hasColour);
+    /// The photos beside a native scan, where the output has a place for them, in the frame of the file:
+    /// the aligned one, whether or not its points are moved there.
+    std::vector<PinholeCamera> photos() const;
     void warnAboutFormat() const;
 
     /// Writes the points. Throws ScanError.

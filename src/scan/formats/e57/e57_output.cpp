@@ -1,3 +1,4 @@
+#include "scan/files/input_file.h"
 #include "scan/formats/e57/digest.h"
 #include "scan/formats/e57/record_writer.h"
 #include "scan/formats/e57/xml_text.h"
@@ -73,7 +74,7 @@ public:
         for (e57::ScanText& scan : m_scans) {
             if (scan.guid.empty()) scan.guid = e57::makeGuid(e57::mixed(digest, scan.name));
         }
-        std::string xml = e57::makeXml(m_scans, digest);
+        std::string xml = e57::makeXml(m_scans, m_images, digest);
         xml.resize((xml.size() + 3) / 4 * 4, '\n');
         m_pages.write(xml.data(), xml.size());
         e57::FileHeader header;
@@ -99,6 +100,29 @@ private:
     void completeScan() {
         m_records->finish();
         m_scans.push_back(scanText());
+        for (const PinholeCamera& photo : m_target.photos)
+            store(photo);
+    }
+
+    /// Scans in one folder have the same photos; each is stored once.
+    void store(const PinholeCamera& photo) {
+        const auto isSame = [&](const e57::ImageText& image) {
+            return image.camera.photo == photo.photo;
+        };
+        if (std::any_of(m_images.begin(), m_images.end(), isSame)) return;
+        ByteStream file(photo.photo);
+        m_pages.align();
+        m_images.push_back({photo, m_scans.size() - 1, m_pages.position(), file.size()});
+        std::uint8_t header[e57::BlobHeader::kSize];
+        e57::BlobHeader{(e57::BlobHeader::kSize + file.size() + 3) / 4 * 4}.encode(header);
+        m_pages.write(header, sizeof header);
+        while (file.left() > 0) {
+            const auto part = static_cast<std::size_t>(std::min<std::uint64_t>(kPart, file.left()));
+            const std::uint8_t* const bytes = file.take(part);
+            if (!bytes) throw ScanError(ErrorKind::Damaged, photo.photo, "became shorter");
+            m_pages.write(bytes, part);
+        }
+        m_pages.align();
     }
 
     bool canStore(const CellPoint& p) {
@@ -136,8 +160,11 @@ private:
                            [&](const e57::ScanText& scan) { return scan.guid == guid; });
     }
 
+    static constexpr std::uint64_t kPart = ByteStream::kMost;  // of a photo, bytes
+
     e57::PageWriter m_pages;
     std::vector<e57::ScanText> m_scans;  // that are complete
+    std::vector<e57::ImageText> m_images;
     // Of the scan at hand.
     OutputTarget m_target;
     bool m_isPose = true;
