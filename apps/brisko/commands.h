@@ -24,6 +24,7 @@ struct Command {
 Command addInfo(CLI::App& tool, const CommonOptions& common);
 Command addSimulate(CLI::App& tool, const CommonOptions& common);
 Command addConvert(CLI::App& tool, const CommonOptions& common);
+Command addMerge(CLI::App& tool, const CommonOptions& common);
 Command addColour(CLI::App& tool, const CommonOptions& common);
 Command addPanorama(CLI::App& tool, const CommonOptions& common);
 Command addCell(CLI::App& tool, const CommonOptions& common);

@@ -88,17 +88,11 @@ int runTool(int argc, const char* const* argv) {
                   "brisko");
     CommonOptions common;
     addCommonOptions(tool, common);
-    const std::vector<Command> commands = {addInfo(tool, common),
-                                           addSimulate(tool, common),
-                                           addConvert(tool, common),
-                                           addColour(tool, common),
-                                           addPanorama(tool, common),
-                                           addCell(tool, common),
-                                           addIndex(tool, common),
-                                           addCheck(tool, common),
-                                           addRepair(tool, common),
-                                           addImages(tool, common),
-                                           addHelp(tool)};
+    const std::vector<Command> commands = {
+        addInfo(tool, common),   addSimulate(tool, common), addConvert(tool, common),
+        addMerge(tool, common),  addColour(tool, common),   addPanorama(tool, common),
+        addCell(tool, common),   addIndex(tool, common),    addCheck(tool, common),
+        addRepair(tool, common), addImages(tool, common),   addHelp(tool)};
     setUpHelp(tool);
     try {
         tool.parse(argc, argv);

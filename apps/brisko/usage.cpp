@@ -31,6 +31,7 @@ constexpr ExitCodes kExitCodes[] = {
      "no scan can be read, or the only one cannot", nullptr},
     {"simulate", kDone, nullptr, nullptr, kNotWritten},
     {"convert", kDone, "some of the inputs failed", kUnreadable, kNotWritten},
+    {"merge", kDone, nullptr, kUnreadable, kNotWritten},
     {"colour", kDone, nullptr, "the scan or a file of its photos is damaged or cannot be read",
      kNotWritten},
     {"panorama", kDone, nullptr, kUnreadable, kNotWritten},

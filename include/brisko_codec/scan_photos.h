@@ -74,4 +74,26 @@ struct PhotoFault {
 /// Looks at the photos as findScanPhotos does, and says what is wrong with each, in plain words.
 BRISKO_CODEC_EXPORT std::vector<PhotoFault> findPhotoFaults(const std::string& scanPath);
 
+/// The camera of a photo as a pinhole camera, which is the closest one there is: no lens distorts what it
+/// shows. It is that of the photo as its file stores it, also where photos are stored turned.
+struct PinholeCamera {
+    std::string photo;  // its path
+    int width = 0;      // pixels
+    int height = 0;     //
+    double pose[16] =
+        {};  // a rotation and a translation, row by row: takes the camera's frame to the
+             // scanner's, metres; it looks along its -z, x is to the right, y up
+    double focalLength = 0;  // metres
+    double pixelWidth =
+        0;  // metres, on the plane at the focal length; 0 where no pinhole camera comes
+    double pixelHeight = 0;  // near
+    double principalX = 0;   // pixels from the middle of the upper left one, to the right
+    double principalY = 0;   // down
+    /// How far from their true places this camera shows things, pixels: the most in the photo.
+    double worstError = 0;
+};
+
+/// The cameras of the photos that can be used, in the order of findScanPhotos.
+BRISKO_CODEC_EXPORT std::vector<PinholeCamera> findPinholeCameras(const std::string& scanPath);
+
 }  // namespace brisko

@@ -28,13 +28,16 @@ struct ConvertOptions {
     std::string output;  // its extension chooses the format
     bool overwrite = false;
     bool plain = false;  // write .cl3 without an index
-    std::string scan;    // one scan of an input with several: number from 1, or name
+    /// One scan of an input with several: number from 1, or name; "all": each becomes a scan of an output
+    /// that holds several.
+    std::string scan;
     std::optional<IntensityRange> intensities;  // of the input that become 0 and 2200
     double precision = 0;  // metres; of formats that may round coordinates: 0 for exact ones
     std::string
         formVersion;  // of formats with several: "1.2" or "1.4" of .las; empty: the usual one
-    bool applyAlignment = false;        // move the points into the aligned frame
-    bool validOnly = false;             // without points at the scanner's own place
+    bool applyAlignment = false;  // move the points into the aligned frame
+    bool withoutPhotos = false;  // do not store the photos beside the input, where that is possible
+    bool validOnly = false;      // without points at the scanner's own place
     std::optional<double> maxDistance;  // metres from the scanner
     std::optional<Box> box;
     std::optional<GridRange> columns, rows;  // they become the whole grid

@@ -1,25 +1,20 @@
 #include <brisko_scan/scan_writer.h>
 
-#include "scan/files/scan_path.h"
 #include "scan/formats/format_table.h"
 #include "scan/jobs/column_order.h"
-#include "scan/jobs/header_angles.h"
+#include "scan/jobs/output_choice.h"
 
 #include <brisko_scan/scan_error.h>
 #include <brisko_scan/staged_scan.h>
 
-#include <algorithm>
-#include <limits>
 #include <optional>
 #include <vector>
 
 namespace brisko::scan {
 namespace {
 
-constexpr std::uint32_t kBand = 256;  // columns that the native writers keep at a time
-
-const FormatDriver& requireWritable(const std::string& path, const ScanInfo& info,
-                                    const WriteOptions& options) {
+OutputChoice requireWritable(const std::string& path, const ScanInfo& info,
+                             const WriteOptions& options) {
     const FormatDriver& driver = writerOf(path);
     constexpr std::uint32_t kMost = 0x7fffffff;  // a CLR header counts with a sign
     if (driver.traits.needsGrid && !info.hasGrid) {
@@ -30,15 +25,11 @@ const FormatDriver& requireWritable(const std::string& path, const ScanInfo& inf
                         "the grid is too large, or has bands of no column");
     }
     requireNew(path, options.overwrite);
-    return driver;
+    return makeChoice(driver, info, options.plain);
 }
 
-/// Whether the points have to be put into column order before the format takes them.
-bool needsOrder(const FormatDriver& driver, const ScanInfo& info, bool isIndexed) {
-    constexpr std::uint32_t kTall = 12'000;  // rows; a band of them takes much memory
-    if (info.bandColumns == 1 || !(isIndexed || driver.traits.needsGrid)) return false;
-    const bool isTooTall = info.rows > kTall && !driver.traits.isNative;
-    return driver.needsColumnOrder || isTooTall || info.bandColumns != kBand;
+CellWindow wholeOf(const ScanInfo& info) {
+    return {0, info.columns, 0, info.rows};
 }
 
 }  // namespace
@@ -47,12 +38,12 @@ class ScanWriter::State {
 public:
     State(const std::string& path, const ScanInfo& info, const WriteOptions& options)
         : m_path(path),
-          m_driver(requireWritable(path, info, options)),
+          m_choice(requireWritable(path, info, options)),
           m_staged(path),
-          m_target(makeTarget(info, options)),
-          m_output(m_driver.create(m_target)) {
+          m_target(makeTarget(info)),
+          m_output(m_choice.driver->create(m_target)) {
         m_staged.requireAlignment(toAlignment(m_target.matrix).matrix);
-        if (!needsOrder(m_driver, info, m_target.indexed)) return;
+        if (!needsOrder(m_choice, info, wholeOf(info))) return;
         m_order.emplace(info.bandColumns, path, path,
                         [this](std::span<const CellPoint> points) { m_output->write(points); });
     }
@@ -73,22 +64,17 @@ public:
     }
 
 private:
-    OutputTarget makeTarget(const ScanInfo& info, const WriteOptions& options) const {
-        OutputTarget target;
+    OutputTarget makeTarget(const ScanInfo& info) const {
+        OutputTarget target = targetOf(m_choice, info, wholeOf(info));
         target.path = m_staged.path();
         target.shownPath = m_path;
-        target.columns = info.columns;
-        target.rows = info.rows;
-        target.indexed = m_driver.hasPlainForm && info.hasGrid && !options.plain;
         target.withColour = info.storesColour;
-        target.inColumnOrder = info.bandColumns == 1 || needsOrder(m_driver, info, target.indexed);
         target.matrix = std::to_array(info.alignment.matrix);
-        target.header = outputHeader(info, {0, info.columns, 0, info.rows});
         return target;
     }
 
     std::string m_path;
-    const FormatDriver& m_driver;
+    OutputChoice m_choice;
     StagedScan m_staged;
     OutputTarget m_target;
     std::unique_ptr<ScanOutput> m_output;

@@ -7,7 +7,7 @@
 #include "vexo_progress/pcp_progress.h"
 
 #ifdef BRISKO_FAULTS_IN_TOOL
-#include <brisko_scan/convert.h>
+#include <brisko_scan/merge.h>
 #include <brisko_scan/repair.h>
 #include <brisko_scan/scan_error.h>
 #include "faults/readers.h"
@@ -138,6 +138,15 @@ bool convertWithTool(Arguments& arguments) {
     return withTool([&] { scan::convertScan(optionsFor<scan::ConvertOptions>(arguments)); });
 }
 
+bool mergeWithTool(Arguments& arguments) {
+    return withTool([&] {
+        scan::MergeOptions options;
+        options.inputs = {arguments.input, arguments.input};
+        options.each = optionsFor<scan::ConvertOptions>(arguments);
+        scan::mergeScans(options);
+    });
+}
+
 bool colourWithTool(Arguments& arguments) {
     return withTool([&] {
         auto options = optionsFor<scan::ConvertOptions>(arguments);
@@ -203,6 +212,7 @@ std::vector<Job> toolJobs() {
         {"ToPly", indexedScan, guarded<convertWithTool>, "a.cl3", "b.ply"},
         {"ToE57", indexedScan, guarded<convertWithTool>, "a.cl3", "b.e57"},
         {"FromE57", e57Scan, guarded<convertWithTool>, "a.e57", "b.cl3"},
+        {"ScansToE57", indexedScan, guarded<mergeWithTool>, "a.cl3", "b.e57"},
         {"ToPcd", indexedScan, guarded<convertWithTool>, "a.cl3", "b.pcd"},
         {"Colour", nothing, guarded<colourWithTool>, "", "b.cl3", "", kInput},
         {"RepairCl3", indexedScan, guarded<repairWithTool>, "a.cl3", "b.cl3"},

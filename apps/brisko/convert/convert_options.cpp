@@ -75,9 +75,11 @@ void addConvertOptions(CLI::App& app, ConvertLine& line) {
         ->option_text("A:B");
     app.add_option("--rows", line.rows, "Only rows from C up to, not including, D, likewise")
         ->option_text("C:D");
-    app.add_option("--scan", line.options.scan,
-                   "One scan of an input with several: its number, from 1, or its name")
-        ->option_text("N|NAME");
+    app.add_option(
+           "--scan", line.options.scan,
+           "One scan of an input with several: its number, from 1, or its name; 'all' with -o, or "
+           "into a format that holds several")
+        ->option_text("N|NAME|all");
     app.add_option("--intensity-range", line.intensities,
                    "The input's intensities that become 0 and 2200, of formats without a scale of "
                    "their own (.las, .pcd)")
@@ -91,6 +93,8 @@ void addConvertOptions(CLI::App& app, ConvertLine& line) {
     app.add_option("--las-version", line.options.formVersion,
                    "Of .las: 1.2, which is usual, or 1.4")
         ->option_text("VERSION");
+    app.add_flag("--no-photos", line.options.withoutPhotos,
+                 "Without the photos beside INPUT, which .e57 has a place for");
     app.add_flag("--apply-alignment", line.options.applyAlignment,
                  "Move the points into the aligned frame; the output has no matrix then");
 }
@@ -124,6 +128,12 @@ std::string resultText(const scan::ConvertOptions& options, const scan::ConvertR
     return text + ", " + std::to_string(result.bytes) + " bytes";
 }
 
+nlohmann::ordered_json leftOutJson(const scan::LeftOut& leftOut) {
+    return {{"outsideGrid", leftOut.outsideGrid},
+            {"notFinite", leftOut.notFinite},
+            {"atScanner", leftOut.atScanner}};
+}
+
 nlohmann::ordered_json resultJson(const std::string& schema, const scan::ConvertOptions& options,
                                   const scan::ConvertResult& result) {
     nlohmann::ordered_json json = {{"schema", schema},
@@ -133,10 +143,7 @@ nlohmann::ordered_json resultJson(const std::string& schema, const scan::Convert
                                    {"grid", nullptr},
                                    {"points", result.points},
                                    {"coloured", result.coloured},
-                                   {"leftOut",
-                                    {{"outsideGrid", result.leftOut.outsideGrid},
-                                     {"notFinite", result.leftOut.notFinite},
-                                     {"atScanner", result.leftOut.atScanner}}}};
+                                   {"leftOut", leftOutJson(result.leftOut)}};
     if (result.columns > 0) json["grid"] = {{"columns", result.columns}, {"rows", result.rows}};
     return json;
 }

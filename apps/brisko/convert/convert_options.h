@@ -36,4 +36,7 @@ std::string resultText(const scan::ConvertOptions& options, const scan::ConvertR
 nlohmann::ordered_json resultJson(const std::string& schema, const scan::ConvertOptions& options,
                                   const scan::ConvertResult& result);
 
+/// How many points of a scan have no place in the output, by reason.
+nlohmann::ordered_json leftOutJson(const scan::LeftOut& leftOut);
+
 }  // namespace brisko::tool

@@ -27,6 +27,7 @@ constexpr struct {
     {"diffuse_blue", Role::Blue},
     {"column", Role::Column},
     {"row", Role::Row},
+    {"station", Role::Station},
 };
 
 char toLower(char c) {

@@ -36,6 +36,8 @@ public:
 
     /// What the user should know of the points read so far; empty where there is nothing.
     virtual std::string remark() const { return {}; }
+    /// The pictures in the file that show this scan.
+    virtual std::size_t pictures() const { return 0; }
 
 protected:
     static constexpr std::size_t kBatch = 1 << 12;  // points

@@ -4,6 +4,7 @@
 
 #include <brisko_codec/cell_reader.h>
 #include <brisko_codec/file_header.h>
+#include <brisko_codec/scan_photos.h>
 #include <brisko_scan/convert.h>
 #include <brisko_scan/scan_error.h>
 
@@ -11,6 +12,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace brisko::scan {
 
@@ -30,6 +32,11 @@ struct OutputTarget {
     bool inColumnOrder = false;  // points come column by column, not only band by band
     ProgressFunction progress;   // asked whether to go on while the output is read back
     CLRFileHeader header;        // grid, angles and texts of native formats
+    /// In a cloud of several stations: whose points come next, from 1; columns and rows are then the
+    /// largest of all of them. 0: the only one.
+    std::uint16_t station = 0;
+    /// Of formats that hold pictures: photos to be stored, whose poses lead to the frame of the file.
+    std::vector<PinholeCamera> photos;
 };
 
 /// A scan being written. Points come column by column (native formats: by bands of 256 columns);
@@ -40,6 +47,9 @@ public:
 
     /// Throws ScanError(NotWritten) when they cannot be written.
     virtual void write(std::span<const CellPoint> points) = 0;
+    /// The scan at hand is complete; what is written next is of another one, or of another station of a
+    /// cloud. Path, precision and version stay those of the first. Throws ScanError(NotWritten).
+    virtual void nextScan(const OutputTarget& target) { static_cast<void>(target); }
     /// Completes the files and compares them with what was given.
     /// Throws ScanError(NotWritten) when they do not hold it.
     virtual void finish() = 0;

@@ -4,9 +4,9 @@
 #include "scan/files/named_output.h"
 #include "scan/files/scan_path.h"
 #include "scan/formats/format_table.h"
+#include "scan/jobs/input_files.h"
 #include "scan/jobs/shared_progress.h"
 
-#include <glob.h>
 #include <algorithm>
 #include <filesystem>
 #include <map>
@@ -16,44 +16,6 @@ namespace brisko::scan {
 namespace {
 
 namespace fs = std::filesystem;
-
-bool isReadable(const std::string& path) {
-    const Format* const format = formatOf(path);
-    return format && format->reads;
-}
-
-std::vector<std::string> scansIn(const std::string& folder) {
-    std::vector<std::string> scans;
-    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-        if (entry.is_regular_file() && isReadable(entry.path().string())) {
-            scans.push_back(entry.path().string());
-        }
-    }
-    std::sort(scans.begin(), scans.end());
-    return scans;
-}
-
-/// The files of a pattern, by name; none where it is no pattern, or where nothing fits.
-std::vector<std::string> filesOfPattern(const std::string& pattern) {
-    if (pattern.find_first_of("*?") == std::string::npos) return {};
-    glob_t found{};
-    std::vector<std::string> files;
-    if (glob(pattern.c_str(), 0, nullptr, &found) == 0) {
-        files.assign(found.gl_pathv, found.gl_pathv + found.gl_pathc);
-    }
-    globfree(&found);
-    return files;
-}
-
-std::vector<std::string> filesOf(const std::string& input) {
-    std::error_code ignored;
-    if (fs::is_directory(input, ignored)) return scansIn(input);
-    if (!fs::exists(input, ignored)) {
-        std::vector<std::string> files = filesOfPattern(input);
-        if (!files.empty()) return files;
-    }
-    return {input};
-}
 
 class Plan {
 public:

@@ -217,6 +217,7 @@ std::optional<Image> readImage(const XmlNode& node) {
         Image image;
         image.name = trimmed(stringOf(node, "name"));
         image.representation = kind;
+        image.scanGuid = stringOf(node, "associatedData3DGuid");
         image.isPng = !jpeg;
         image.blob = requiredAttribute(*blob, "fileOffset");
         image.bytes = requiredAttribute(*blob, "length");

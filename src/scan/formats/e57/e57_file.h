@@ -68,6 +68,7 @@ struct Scan {
 struct Image {
     std::string name;
     std::string representation;  // "pinhole", "spherical", "cylindrical", "visualReference"
+    std::string scanGuid;        // of the scan that it shows; may be empty
     bool isPng = false;
     std::uint64_t blob = 0;  // physical offset of its section
     std::uint64_t bytes = 0;

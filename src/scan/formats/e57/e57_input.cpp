@@ -5,6 +5,8 @@
 
 #include <brisko_scan/text.h>
 
+#include <algorithm>
+
 namespace brisko::scan {
 namespace {
 
@@ -84,6 +86,14 @@ void E57Input::takeGrid(const ReadOptions& options) {
 std::string E57Input::remark() const {
     if (m_points->notFinite() == 0) return {};
     return countOf(m_points->notFinite(), "record") + " without finite numbers passed over";
+}
+
+std::size_t E57Input::pictures() const {
+    const auto shows = [this](const e57::Image& image) {
+        return image.scanGuid.empty() || image.scanGuid == m_scan.guid;
+    };
+    const std::vector<e57::Image>& images = m_file.images();
+    return static_cast<std::size_t>(std::count_if(images.begin(), images.end(), shows));
 }
 
 ScanReport describeE57(const std::string& path) {

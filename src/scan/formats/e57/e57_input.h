@@ -23,6 +23,7 @@ public:
     std::uint64_t steps() const override { return m_scan.records; }
     const char* stepUnit() const override { return "records"; }
     std::string remark() const override;
+    std::size_t pictures() const override;
 
 private:
     void start() { m_points.emplace(m_file.pages(), m_scan, m_rule); }

@@ -1,3 +1,4 @@
+#include "scan/files/input_file.h"
 #include "scan/formats/e57/digest.h"
 #include "scan/formats/e57/record_writer.h"
 #include "scan/formats/e57/xml_text.h"
@@ -14,7 +15,8 @@ namespace {
 
 e57::RecordChoice choiceOf(const OutputTarget& target) {
     e57::RecordChoice choice;
-    choice.hasGrid = target.columns > 0 && target.rows > 0;
+    // Several stations share their cells.
+    choice.hasGrid = target.station == 0 && target.columns > 0 && target.rows > 0;
     choice.columns = target.columns;
     choice.rows = target.rows;
     choice.hasColour = target.withColour;
@@ -22,17 +24,33 @@ e57::RecordChoice choiceOf(const OutputTarget& target) {
     return choice;
 }
 
-/// A file of one scan. A matrix that is no pose moves the points.
+/// Around points; all 0 without any.
+struct Extent {
+    void add(const CellPoint& p) {
+        const double place[3] = {p.x, p.y, p.z};
+        for (int axis = 0; axis < 3; ++axis) {
+            min[axis] = isEmpty ? place[axis] : std::min(min[axis], place[axis]);
+            max[axis] = isEmpty ? place[axis] : std::max(max[axis], place[axis]);
+        }
+        isEmpty = false;
+    }
+
+    double min[3] = {0, 0, 0}, max[3] = {0, 0, 0};
+    bool isEmpty = true;
+};
+
+/// A file of scans, one after the other. A matrix that is no pose moves the points.
 class E57Output : public ScanOutput {
 public:
-    explicit E57Output(const OutputTarget& target)
-        : m_target(target),
-          m_isPose(e57::isRigid(target.matrix)),
-          m_matrix(target.matrix),
-          m_choice(choiceOf(target)),
-          m_pages(target.path, target.shownPath) {
+    explicit E57Output(const OutputTarget& target) : m_pages(target.path, target.shownPath) {
         m_pages.hold(e57::FileHeader::kSize);
-        m_records.emplace(m_pages, m_choice, target.shownPath);
+        begin(target);
+    }
+
+    void nextScan(const OutputTarget& target) override {
+        if (target.station > 0) return;  // more of the same cloud
+        completeScan();
+        begin(target);
     }
 
     void write(std::span<const CellPoint> points) override {
@@ -42,18 +60,21 @@ public:
         }
         for (CellPoint& point : m_kept) {
             if (!m_isPose) m_matrix.apply(point.x, point.y, point.z);
-            widenBox(point);
+            m_box.add(point);
             count(point);
         }
         m_records->write(m_kept);
     }
 
     void finish() override {
-        m_records->finish();
+        completeScan();
         m_pages.align();
         const std::uint64_t start = m_pages.position();
         const std::uint64_t digest = m_pages.digest();
-        std::string xml = e57::makeXml({scanText(digest)}, digest);
+        for (e57::ScanText& scan : m_scans) {
+            if (scan.guid.empty()) scan.guid = e57::makeGuid(e57::mixed(digest, scan.name));
+        }
+        std::string xml = e57::makeXml(m_scans, m_images, digest);
         xml.resize((xml.size() + 3) / 4 * 4, '\n');
         m_pages.write(xml.data(), xml.size());
         e57::FileHeader header;
@@ -67,6 +88,43 @@ public:
     }
 
 private:
+    void begin(const OutputTarget& target) {
+        m_target = target;
+        m_isPose = e57::isRigid(target.matrix);
+        m_matrix = AlignmentMatrix(target.matrix);
+        m_choice = choiceOf(target);
+        m_box = {};
+        m_records.emplace(m_pages, m_choice, target.shownPath);
+    }
+
+    void completeScan() {
+        m_records->finish();
+        m_scans.push_back(scanText());
+        for (const PinholeCamera& photo : m_target.photos)
+            store(photo);
+    }
+
+    /// Scans in one folder have the same photos; each is stored once.
+    void store(const PinholeCamera& photo) {
+        const auto isSame = [&](const e57::ImageText& image) {
+            return image.camera.photo == photo.photo;
+        };
+        if (std::any_of(m_images.begin(), m_images.end(), isSame)) return;
+        ByteStream file(photo.photo);
+        m_pages.align();
+        m_images.push_back({photo, m_scans.size() - 1, m_pages.position(), file.size()});
+        std::uint8_t header[e57::BlobHeader::kSize];
+        e57::BlobHeader{(e57::BlobHeader::kSize + file.size() + 3) / 4 * 4}.encode(header);
+        m_pages.write(header, sizeof header);
+        while (file.left() > 0) {
+            const auto part = static_cast<std::size_t>(std::min<std::uint64_t>(kPart, file.left()));
+            const std::uint8_t* const bytes = file.take(part);
+            if (!bytes) throw ScanError(ErrorKind::Damaged, photo.photo, "became shorter");
+            m_pages.write(bytes, part);
+        }
+        m_pages.align();
+    }
+
     bool canStore(const CellPoint& p) {
         if (m_choice.hasGrid && (p.column >= m_target.columns || p.row >= m_target.rows)) {
             ++m_leftOut.outsideGrid;
@@ -79,40 +137,42 @@ private:
         return true;
     }
 
-    void widenBox(const CellPoint& p) {
-        const double place[3] = {p.x, p.y, p.z};
-        for (int axis = 0; axis < 3; ++axis) {
-            m_min[axis] = m_points == 0 ? place[axis] : std::min(m_min[axis], place[axis]);
-            m_max[axis] = m_points == 0 ? place[axis] : std::max(m_max[axis], place[axis]);
-        }
-    }
-
-    e57::ScanText scanText(std::uint64_t digest) const {
+    /// A scan without a guid gets one when all is written: it comes from the content.
+    e57::ScanText scanText() const {
         e57::ScanText text;
         text.name = m_target.name.empty() ? "Scan 1" : m_target.name;
-        text.guid =
-            m_target.guid.empty() ? e57::makeGuid(e57::mixed(digest, text.name)) : m_target.guid;
+        text.guid = isTaken(m_target.guid) ? "" : m_target.guid;
         text.header = m_target.header;
         if (m_isPose) text.matrix = m_target.matrix;
         text.hasGrid = m_choice.hasGrid;
         text.columns = m_target.columns;
         text.rows = m_target.rows;
-        std::copy(std::begin(m_min), std::end(m_min), text.min);
-        std::copy(std::begin(m_max), std::end(m_max), text.max);
+        std::copy(std::begin(m_box.min), std::end(m_box.min), text.min);
+        std::copy(std::begin(m_box.max), std::end(m_box.max), text.max);
         text.fields = m_records->fields();
         text.section = m_records->section();
         text.records = m_records->records();
         return text;
     }
 
+    bool isTaken(const std::string& guid) const {
+        return std::any_of(m_scans.begin(), m_scans.end(),
+                           [&](const e57::ScanText& scan) { return scan.guid == guid; });
+    }
+
+    static constexpr std::uint64_t kPart = ByteStream::kMost;  // of a photo, bytes
+
+    e57::PageWriter m_pages;
+    std::vector<e57::ScanText> m_scans;  // that are complete
+    std::vector<e57::ImageText> m_images;
+    // Of the scan at hand.
     OutputTarget m_target;
-    bool m_isPose;
+    bool m_isPose = true;
     AlignmentMatrix m_matrix;
     e57::RecordChoice m_choice;
-    e57::PageWriter m_pages;
+    Extent m_box;
     std::optional<e57::RecordWriter> m_records;
     std::vector<CellPoint> m_kept;  // of the points at hand
-    double m_min[3] = {0, 0, 0}, m_max[3] = {0, 0, 0};
 };
 
 }  // namespace

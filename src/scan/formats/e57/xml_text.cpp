@@ -5,6 +5,7 @@
 #include "scan/formats/e57/xml_writer.h"
 
 #include "base/text.h"
+#include "base/utf8.h"
 
 #include <brisko_codec/codec.h>
 #include <brisko_codec/version.h>
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <filesystem>
 
 namespace brisko::scan::e57 {
 namespace {
@@ -43,7 +45,8 @@ std::array<double, 4> toQuaternion(const Matrix& m) {
     return q;
 }
 
-void writePose(XmlWriter& xml, const Matrix& matrix) {
+/// Returns how a reader understands it.
+std::optional<Alignment> writeRotationAndMove(XmlWriter& xml, const Matrix& matrix) {
     const std::array<double, 4> q = toQuaternion(matrix);
     const double move[3] = {matrix[3], matrix[7], matrix[11]};
     xml.openStructure("pose");
@@ -56,8 +59,12 @@ void writePose(XmlWriter& xml, const Matrix& matrix) {
         xml.real(std::string(1, "xyz"[i]), move[i]);
     xml.close();
     xml.close();
+    return toAlignment(q, {move[0], move[1], move[2]});
+}
+
+void writePose(XmlWriter& xml, const Matrix& matrix) {
     // A quaternion rounds; this keeps the matrix to the last digit.
-    const std::optional<Alignment> read = toAlignment(q, {move[0], move[1], move[2]});
+    const std::optional<Alignment> read = writeRotationAndMove(xml, matrix);
     if (read && std::equal(matrix.begin(), matrix.end(), read->matrix)) return;
     std::string elements;
     for (const double element : matrix)
@@ -145,9 +152,72 @@ void writeScan(XmlWriter& xml, const ScanText& scan) {
     xml.close();
 }
 
+/// The rotation nearest to what a matrix does to directions; nothing where it turns right hands into left ones.
+std::optional<Matrix> rigidPart(Matrix m) {
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        for (std::size_t before = 0; before < axis; ++before) {
+            double share = 0;
+            for (std::size_t row = 0; row < 12; row += 4)
+                share += m[row + before] * m[row + axis];
+            for (std::size_t row = 0; row < 12; row += 4)
+                m[row + axis] -= share * m[row + before];
+        }
+        const double length = std::hypot(m[axis], m[4 + axis], m[8 + axis]);
+        for (std::size_t row = 0; row < 12; row += 4)
+            m[row + axis] /= length;
+    }
+    if (!isRigid(m)) return std::nullopt;
+    return m;
+}
+
+void writePicture(XmlWriter& xml, const ImageText& image) {
+    const PinholeCamera& camera = image.camera;
+    xml.element("jpegImage",
+                "type=\"Blob\" fileOffset=\"" + std::to_string(physicalOf(image.blob)) +
+                    "\" length=\"" + std::to_string(image.bytes) + "\"",
+                "");
+    xml.whole("imageHeight", static_cast<std::uint64_t>(camera.height));
+    xml.whole("imageWidth", static_cast<std::uint64_t>(camera.width));
+}
+
+/// A picture that no pinhole camera took is there to be looked at.
+void writeImage(XmlWriter& xml, const ImageText& image, const std::string& scanGuid,
+                std::uint64_t digest) {
+    const PinholeCamera& camera = image.camera;
+    const std::optional<Matrix> pose = rigidPart(std::to_array(camera.pose));
+    const std::string name = std::filesystem::path(camera.photo).filename().string();
+    xml.openStructure("vectorChild");
+    xml.text("guid", makeGuid(mixed(mixed(digest, image.blob), name)));
+    if (isUtf8(name)) xml.text("name", name);
+    xml.text("associatedData3DGuid", scanGuid);
+    if (pose) writeRotationAndMove(xml, *pose);
+    if (pose && camera.pixelWidth > 0) {
+        constexpr double kSmallest = 0.05;  // pixels
+        if (camera.worstError >= kSmallest) {
+            xml.text("description",
+                     formatText("The lens shows things up to %.1f pixels from where this "
+                                "pinhole camera does.",
+                                camera.worstError));
+        }
+        xml.openStructure("pinholeRepresentation");
+        writePicture(xml, image);
+        xml.real("focalLength", camera.focalLength);
+        xml.real("pixelHeight", camera.pixelHeight);
+        xml.real("pixelWidth", camera.pixelWidth);
+        xml.real("principalPointX", camera.principalX);
+        xml.real("principalPointY", camera.principalY);
+    } else {
+        xml.openStructure("visualReferenceRepresentation");
+        writePicture(xml, image);
+    }
+    xml.close();
+    xml.close();
+}
+
 }  // namespace
 
-std::string makeXml(const std::vector<ScanText>& scans, std::uint64_t digest) {
+std::string makeXml(const std::vector<ScanText>& scans, const std::vector<ImageText>& images,
+                    std::uint64_t digest) {
     XmlWriter xml;
     xml.open("e57Root", std::string("type=\"Structure\" "
                                     "xmlns=\"http://www.astm.org/COMMIT/E57/2010-e57-v1.0\" ") +
@@ -164,6 +234,8 @@ std::string makeXml(const std::vector<ScanText>& scans, std::uint64_t digest) {
         writeScan(xml, scan);
     xml.close();
     xml.openVector("images2D");
+    for (const ImageText& image : images)
+        writeImage(xml, image, scans[image.scan].guid, digest);
     xml.close();
     xml.close();
     return xml.take();

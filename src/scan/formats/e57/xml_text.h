@@ -4,6 +4,7 @@
 #include "scan/formats/e57/e57_file.h"
 
 #include <brisko_codec/file_header.h>
+#include <brisko_codec/scan_photos.h>
 
 #include <string>
 #include <vector>
@@ -24,9 +25,18 @@ struct ScanText {
     std::uint64_t records = 0;
 };
 
+/// What it says of a picture.
+struct ImageText {
+    PinholeCamera camera;     // in the frame of the file
+    std::size_t scan = 0;     // that it shows, from 0
+    std::uint64_t blob = 0;   // where its section begins, logical
+    std::uint64_t bytes = 0;  // of the picture, a JPEG
+};
+
 /// The XML part of a file. Texts must be UTF-8.
 ///   digest  of what the file holds before it
-std::string makeXml(const std::vector<ScanText>& scans, std::uint64_t digest);
+std::string makeXml(const std::vector<ScanText>& scans, const std::vector<ImageText>& images,
+                    std::uint64_t digest);
 
 /// A name among all files and scans: "{...}". It comes from the content, so that the same scan gives the
 /// same file.

@@ -59,7 +59,7 @@ private:
         const bool isWide = m_file.header().pointFormat >= kFirstWideFormat;
         const unsigned number = record[las_point::kReturns] & (isWide ? 15U : 7U);
         if (number > 0) ++m_returns[number - 1];
-        if (m_file.columnField() && m_file.scanRecord()) addCell(record);
+        if (m_columnEnd > 0 && m_file.columnField()) addCell(record);
     }
 
     void addCell(const std::uint8_t* record) {

@@ -31,13 +31,13 @@ std::int32_t toNearest(double value) {
         static_cast<std::uint32_t>(std::bit_cast<std::uint64_t>(value + 0x1.8p52)));
 }
 
-/// A record of a single return of station 1; the rest is 0.
+/// A record of a single return of a station; the rest is 0.
 template <std::uint8_t kFormat>
-constexpr auto emptyRecord() {
+auto emptyRecord(std::uint16_t station) {
     constexpr bool kWide = kFormat >= kFirstWideFormat;
     std::array<std::uint8_t, kLasPointFormats[kFormat].size> record{};
     record[las_point::kReturns] = kWide ? 0x11 : 0x09;  // return 1 of 1
-    record[kWide ? las_point::kSourceId6 : las_point::kSourceId] = kLasStation;
+    store(record.data() + (kWide ? las_point::kSourceId6 : las_point::kSourceId), station);
     return record;
 }
 
@@ -82,9 +82,10 @@ void LasEncoder::chooseOffset(std::span<const CellPoint> points) {
 
 template <std::uint8_t kFormat, LasCells kCells>
 std::size_t LasEncoder::encodeAll(std::span<const CellPoint> points, std::uint8_t* out) {
-    constexpr auto kEmpty = emptyRecord<kFormat>();
+    const auto empty = emptyRecord<kFormat>(m_station);
+    constexpr std::size_t kEmptySize = kLasPointFormats[kFormat].size;
     constexpr std::size_t kColour = kLasPointFormats[kFormat].colour;
-    constexpr std::size_t kSize = kEmpty.size() + 2 * widthOf(kCells);
+    constexpr std::size_t kSize = kEmptySize + 2 * widthOf(kCells);
     constexpr double kFullScale = 65535;
     constexpr float kLargestIntensity = 2200;
     const std::uint8_t* const begin = out;
@@ -103,7 +104,7 @@ std::size_t LasEncoder::encodeAll(std::span<const CellPoint> points, std::uint8_
             leaveOut(p);
             continue;
         }
-        std::memcpy(out, kEmpty.data(), kEmpty.size());
+        std::memcpy(out, empty.data(), kEmptySize);
         // One by one: three in an array would be copied before they are stored.
         const auto put = [&](std::size_t axis, double value) {
             const std::int32_t place = toNearest(value);
@@ -129,11 +130,11 @@ std::size_t LasEncoder::encodeAll(std::span<const CellPoint> points, std::uint8_
             coloured += (p.red | p.green | p.blue) != 0;
         }
         if constexpr (kCells == LasCells::Narrow) {
-            store(out + kEmpty.size(), static_cast<std::uint16_t>(p.column));
-            store(out + kEmpty.size() + 2, static_cast<std::uint16_t>(p.row));
+            store(out + kEmptySize, static_cast<std::uint16_t>(p.column));
+            store(out + kEmptySize + 2, static_cast<std::uint16_t>(p.row));
         } else if constexpr (kCells == LasCells::Wide) {
-            storeU32(out + kEmpty.size(), p.column);
-            storeU32(out + kEmpty.size() + 4, p.row);
+            storeU32(out + kEmptySize, p.column);
+            storeU32(out + kEmptySize + 4, p.row);
         }
         if constexpr (kCells != LasCells::None) noteOrder(p.column);
         out += kSize;

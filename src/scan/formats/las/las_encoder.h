@@ -33,7 +33,7 @@ struct LasForm {
     }
 };
 
-/// The source of all points that we write.
+/// The source of the points of a single scan.
 inline constexpr std::uint16_t kLasStation = 1;
 
 /// Turns points into records, and keeps what the header has to say of all of them.
@@ -45,6 +45,8 @@ public:
     /// Chooses the offset of the coordinates, near the first of these points. To be called until a point
     /// is stored.
     void chooseOffset(std::span<const CellPoint> points);
+    /// The source of the points that come next.
+    void setStation(std::uint16_t station) { m_station = station; }
     /// Returns how many points became records; the others are counted in leftOut().
     /// Throws ScanError(NotWritten) for a point that is too far away for its coordinates.
     std::size_t encode(std::span<const CellPoint> points, std::uint8_t* out) {
@@ -89,6 +91,7 @@ private:
     LasForm m_form;
     std::string m_shownPath;
     Encode m_encode;
+    std::uint16_t m_station = kLasStation;
     // The padding of the last tiles can hold points, and scans do have some there.
     std::uint64_t m_columnEnd, m_rowEnd;
     std::array<double, 3> m_offset = {};

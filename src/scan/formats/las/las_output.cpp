@@ -67,8 +67,11 @@ public:
           m_encoder(m_form, target.shownPath),
           m_moves(target.matrix != kIdentityMatrix),
           m_file(target.path, target.shownPath) {
+        if (target.station > 0) m_encoder.setStation(target.station);
         m_file.write(textOf(headBytes()));
     }
+
+    void nextScan(const OutputTarget& target) override { m_encoder.setStation(target.station); }
 
     void write(std::span<const CellPoint> points) override {
         if (m_moves) points = align(points);
@@ -155,9 +158,12 @@ private:
         scan.wholeIntensities = m_encoder.hasWholeIntensities();
         count = 1;
         if (m_form.cells != LasCells::None) {
-            scan.columns = m_form.columns;
-            scan.rows = m_form.rows;
-            scan.bandColumns = m_encoder.bandColumns();
+            // Several stations share their cells; only one has a grid.
+            if (m_target.station == 0) {
+                scan.columns = m_form.columns;
+                scan.rows = m_form.rows;
+                scan.bandColumns = m_encoder.bandColumns();
+            }
             const std::uint8_t type = m_form.cells == LasCells::Narrow ? kLasU16 : kLasU32;
             const LasField fields[] = {{.name = "column", .type = type},
                                        {.name = "row", .type = type}};

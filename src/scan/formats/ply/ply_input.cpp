@@ -91,7 +91,8 @@ void PlyInput::rewind() {
 
 /// Takes a pass over the vertices where only that shows what their cells or colours mean.
 void PlyInput::survey() {
-    const bool hasCells = has(Role::Column) && has(Role::Row);
+    // Several stations share their cells.
+    const bool hasCells = has(Role::Column) && has(Role::Row) && !has(Role::Station);
     bool isPlain = true;
     for (const Role role : {Role::Red, Role::Green, Role::Blue})
         isPlain &= m_vertices->typeOf(role) == ply::Type::U8;

@@ -15,10 +15,11 @@ static_assert(std::endian::native == std::endian::little, "vertices are copied a
 struct Layout {
     bool withColour = false;
     bool withCells = false;
+    bool withStation = false;
 };
 
-/// Longest vertex: x, y, z, colour, intensity, column and row.
-constexpr std::size_t kLongestVertex = 3 * 8 + 3 + 4 + 2 * 4;
+/// Longest vertex: x, y, z, colour, intensity, column, row and station.
+constexpr std::size_t kLongestVertex = 3 * 8 + 3 + 4 + 3 * 4;
 
 template <class Number>
 char* put(char* out, const Number& number) {
@@ -27,11 +28,12 @@ char* put(char* out, const Number& number) {
 }
 
 /// In the order of the header's properties, without padding; returns its end.
-char* encodeVertex(const CellPoint& point, const Layout& layout, char* out) {
+char* encodeVertex(const CellPoint& point, const Layout& layout, std::int32_t station, char* out) {
     out = put(put(put(out, point.x), point.y), point.z);
     if (layout.withColour) out = put(put(put(out, point.red), point.green), point.blue);
     out = put(out, point.intensity);
     if (layout.withCells) out = put(put(out, point.column), point.row);
+    if (layout.withStation) out = put(out, station);
     return out;
 }
 
@@ -62,22 +64,25 @@ std::string headerFor(std::uint64_t points, const Layout& layout) {
            (layout.withCells ? "property int scalar_column\n"
                                "property int scalar_row\n"
                              : "") +
-           "end_header\n";
+           (layout.withStation ? "property int scalar_station\n" : "") + "end_header\n";
 }
 
 /// A binary little-endian point cloud.
 class PlyOutput : public ScanOutput {
 public:
     explicit PlyOutput(const OutputTarget& target)
-        : m_layout{target.withColour, target.columns > 0 && target.rows > 0},
+        : m_layout{target.withColour, target.columns > 0 && target.rows > 0, target.station > 0},
+          m_station(target.station),
           m_file(target.path, target.shownPath) {
         m_file.write(headerFor(0, m_layout));
     }
 
+    void nextScan(const OutputTarget& target) override { m_station = target.station; }
+
     void write(std::span<const CellPoint> points) override {
         for (const CellPoint& point : points) {
             char* const vertex = m_file.reserve(kLongestVertex);
-            const char* const end = encodeVertex(point, m_layout, vertex);
+            const char* const end = encodeVertex(point, m_layout, m_station, vertex);
             m_file.giveBack(kLongestVertex - static_cast<std::size_t>(end - vertex));
             count(point);
         }
@@ -91,6 +96,7 @@ public:
 
 private:
     Layout m_layout;
+    std::int32_t m_station;
     NamedOutput m_file;
 };
 

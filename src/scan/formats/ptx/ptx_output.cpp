@@ -101,13 +101,22 @@ bool risesByRow(const CellPoint& a, const CellPoint& b) {
     return a.row < b.row;
 }
 
-/// The full grid as text. Keeps the points of one column.
+/// Full grids as text, one after the other. Keeps the points of one column.
 class PtxOutput : public ScanOutput {
 public:
     explicit PtxOutput(const OutputTarget& target)
         : m_target(target),
           m_file(target.path, target.shownPath),
           m_writer(m_file, target.withColour) {
+        m_writer.writeHeader(headerOf(target));
+    }
+
+    void nextScan(const OutputTarget& target) override {
+        completeGrid();
+        m_target = target;
+        m_order = BandOrder(1, target.shownPath);
+        m_column = 0;
+        m_writer.setColour(target.withColour);
         m_writer.writeHeader(headerOf(target));
     }
 
@@ -123,12 +132,16 @@ public:
     }
 
     void finish() override {
-        while (m_column < m_target.columns)
-            writeColumn();
+        completeGrid();
         m_file.close();
     }
 
 private:
+    void completeGrid() {
+        while (m_column < m_target.columns)
+            writeColumn();
+    }
+
     bool canStore(const CellPoint& p) {
         if (p.column >= m_target.columns || p.row >= m_target.rows) {
             ++m_leftOut.outsideGrid;

@@ -15,6 +15,8 @@ class PtxWriter {
 public:
     PtxWriter(NamedOutput& file, bool withColour) : m_file(file), m_withColour(withColour) {}
 
+    /// Whether the cells of the scan that is begun next have colours.
+    void setColour(bool withColour) { m_withColour = withColour; }
     void writeHeader(const PtxHeader& header);
     /// The points of one column by rising row, at most one a row; the other rows are empty cells.
     void writeColumn(std::span<const CellPoint> points, std::uint32_t rows);
