@@ -83,7 +83,7 @@ private:
         target.withColour = info.storesColour;
         target.inColumnOrder = info.bandColumns == 1 || needsOrder(m_driver, info, target.indexed);
         target.matrix = std::to_array(info.alignment.matrix);
-        target.header = outputHeader(info, {0, info.columns, 0, info.rows});
+        target.header = outputHeader(info, {{0, info.columns, 0, info.rows}});
         return target;
     }
 

@@ -6,6 +6,7 @@
 #include "scan/jobs/column_order.h"
 #include "scan/jobs/header_angles.h"
 #include "scan/jobs/point_filter.h"
+#include "scan/jobs/prepared_input.h"
 
 #include <brisko_codec/codec.h>
 #include <brisko_scan/convert.h>
@@ -82,9 +83,10 @@ void takeRange(const GridRange& range, const char* option, std::uint32_t cells,
             ": the range must hold something and lie inside 0:" + std::to_string(cells));
 }
 
-CellWindow chooseWindow(const ConvertOptions& options, const ScanInfo& input,
-                        const OutputChoice& output) {
-    CellWindow window{0, input.columns, 0, input.rows};
+GridPart chooseWindow(const ConvertOptions& options, const ScanInfo& input,
+                      const OutputChoice& output) {
+    GridPart window{{0, input.columns, 0, input.rows}};
+    if (input.hasGrid) window.every = options.every;
     if (options.columns) {
         takeRange(*options.columns, "--columns", input.columns, window.firstColumn,
                   window.endColumn);
@@ -152,14 +154,14 @@ public:
 
 private:
     const ScanInfo& info() const { return m_input->info(); }
-    bool isWindow() const { return m_options.columns || m_options.rows; }
+    bool isWindow() const { return m_options.columns || m_options.rows || m_window.every > 1; }
     bool estimatesAngles() const { return !info().header && m_choice->isNative; }
 
     /// A header of a few bytes can claim a grid of any size.
     void requireSize() const {
         OutputTarget target;
-        target.columns = m_window.endColumn - m_window.firstColumn;
-        target.rows = m_window.endRow - m_window.firstRow;
+        target.columns = m_window.columns();
+        target.rows = m_window.rows();
         target.indexed = m_choice.indexed;
         requireReasonableSize(info().path, m_options.output, m_choice.driver->leastBytes(target),
                               bytesOf(info().path) + bytesOf(companionOf(info().path, ".ij")));
@@ -171,8 +173,8 @@ private:
         OutputTarget target;
         target.path = path;
         target.shownPath = m_options.output;
-        target.columns = m_window.endColumn - m_window.firstColumn;
-        target.rows = m_window.endRow - m_window.firstRow;
+        target.columns = m_window.columns();
+        target.rows = m_window.rows();
         if (!m_bake) target.matrix = matrix();
         target.name = info().name;
         target.guid = info().guid;
@@ -187,13 +189,20 @@ private:
     }
 
     PointFilter makeFilter() const {
-        PointFilter filter;
-        if (isWindow()) filter.window = m_window;
-        filter.maxDistance = m_options.maxDistance;
-        filter.box = m_options.box;
-        filter.validOnly = m_options.validOnly;
-        filter.matrix = AlignmentMatrix(matrix());
-        filter.applyMatrix = m_bake && matrix() != kIdentityMatrix;
+        PointConditions chosen;
+        if (isWindow()) chosen.part = m_window;
+        if (!info().hasGrid) chosen.every = m_options.every;
+        chosen.minDistance = m_options.minDistance;
+        chosen.maxDistance = m_options.maxDistance;
+        chosen.intensities = m_options.intensitiesBetween;
+        chosen.box = m_options.box;
+        chosen.validOnly = m_options.validOnly;
+        chosen.matrix = AlignmentMatrix(matrix());
+        chosen.applyMatrix = m_bake && matrix() != kIdentityMatrix;
+        PointFilter filter(chosen);
+        if (m_options.voxel > 0) {
+            filter.addVoxels(m_options.voxel, *m_input, m_options.output, m_options.progress);
+        }
         return filter;
     }
 
@@ -209,12 +218,9 @@ private:
     }
 
     void transfer(ScanOutput& output) {
-        const PointFilter filter = makeFilter();
+        PointFilter filter = makeFilter();
         const auto write = [&](std::span<CellPoint> points) {
-            for (CellPoint& point : points) {
-                point.column -= m_window.firstColumn;
-                point.row -= m_window.firstRow;
-            }
+            m_window.renumber(points);
             output.write(points);
         };
         ColumnOrder order(info().bandColumns, info().path, m_options.output, write);
@@ -298,7 +304,7 @@ private:
     const char* m_task;
     std::unique_ptr<ScanInput> m_input;
     OutputChoice m_choice;
-    CellWindow m_window;
+    GridPart m_window;
     bool m_bake = false;
     AngleEstimate m_estimate;
     std::uint64_t m_delivered = 0;
@@ -313,7 +319,11 @@ void requireOutput(const ConvertOptions& options) {
 /// `task`: how the progress names it.
 ConvertResult convertInput(const ConvertOptions& options, std::unique_ptr<ScanInput> input,
                            const char* task) {
+    requireFilters(options);
+    input = prepareInput(options, std::move(input));
+    MatrixOutput matrix(options, input->info().alignment);
     ConvertResult result = Conversion(options, std::move(input), task).run();
+    matrix.commit();
     result.bytes = bytesOf(options.output);
     return result;
 }
