@@ -39,6 +39,10 @@ struct ConvertOptions {
     std::optional<IntensityRange> intensitiesBetween;  // 0 to 2200; both ends belong to it
     std::optional<Box> box;
     std::optional<GridRange> columns, rows;  // they become the whole grid
+    /// Degrees; above 0: gives an input without a grid one, of cells of this step around the scanner's
+    /// place, the origin of its frame. Columns turn clockwise seen from above, rows go down. Of the points
+    /// in a cell the nearest stays.
+    double gridStep = 0;
     /// Of a grid (of its part) every n-th column and row, which become the grid; of other inputs every
     /// n-th point. The first stays.
     std::uint32_t every = 1;

@@ -15,7 +15,8 @@ namespace brisko::tool {
 namespace {
 
 constexpr std::uint32_t kMostLines = 0x7fffffff;
-constexpr double kLeastVoxel = 1e-9;  // metres
+constexpr double kLeastVoxel = 1e-9;                  // metres
+constexpr double kLeastStep = 0.001, kMostStep = 45;  // degrees
 
 /// An empty text leaves the number alone.
 template <class Number>
@@ -112,6 +113,12 @@ void addConvertOptions(CLI::App& app, ConvertLine& line) {
                    "grid. Of an input without a grid: every N-th point")
         ->option_text("N")
         ->check(CLI::Range(1u, kMostLines));
+    takeNumbers(app.add_option("--grid", line.options.gridStep,
+                               "Give an input without a grid one: of cells of so many degrees "
+                               "around the scanner's place, (0, 0, 0). Of the points in a cell the "
+                               "nearest stays"),
+                {kLeastStep, kMostStep})
+        ->option_text("STEP");
     takeNumbers(app.add_option("--voxel", line.options.voxel,
                                "Only the first point in each cube of this size, in the frame of "
                                "the output; metres"),

@@ -52,9 +52,10 @@ void requireGrid(const ConvertOptions& options, const ScanInfo& input, const Out
     const std::string reason =
         input.format->isNative ? "the scan has no index (" + companionOf(input.path, ".ij") + ")"
                                : "the file has no grid";
-    throw ScanError(ErrorKind::Request, input.path,
-                    reason + ", so the cells of its points are not known",
-                    "it can be written as .ply or as .cl3, without --columns and --rows");
+    throw ScanError(
+        ErrorKind::Request, input.path, reason + ", so the cells of its points are not known",
+        "it can be written as .ply or as .cl3, without --columns and --rows, or get a grid "
+        "by angles with --grid STEP");
 }
 
 void requireStorable(const CellWindow& window, const ScanInfo& input, const OutputChoice& output) {

@@ -1,8 +1,10 @@
 #include "scan/jobs/prepared_input.h"
 
+#include "base/text.h"
 #include "scan/files/named_output.h"
 #include "scan/files/scan_path.h"
 #include "scan/formats/wrapped_input.h"
+#include "scan/jobs/gridded_input.h"
 
 #include <brisko_scan/matrix_file.h>
 #include <brisko_scan/scan_error.h>
@@ -45,6 +47,11 @@ void requireFilters(const ConvertOptions& options) {
     if (!(options.voxel >= 0) || !std::isfinite(options.voxel)) {
         failRequest("--voxel: a length in metres is expected");
     }
+    const double step = options.gridStep;
+    if (step != 0 && !(step >= AngleSurvey::kLeastStep && step <= AngleSurvey::kMostStep)) {
+        failRequest(formatText("--grid: a step of %g to %g degrees is expected",
+                               AngleSurvey::kLeastStep, AngleSurvey::kMostStep));
+    }
     const auto& between = options.intensitiesBetween;
     if (between && !(between->min <= between->max)) {
         failRequest("--intensity: the range holds nothing");
@@ -55,6 +62,14 @@ std::unique_ptr<ScanInput> prepareInput(const ConvertOptions& options,
                                         std::unique_ptr<ScanInput> input) {
     if (options.alignment) {
         input = std::make_unique<PosedInput>(std::move(input), *options.alignment);
+    }
+    if (options.gridStep > 0) {
+        if (input->info().hasGrid) {
+            throw ScanError(ErrorKind::Request, input->info().path, "it has a grid of its own",
+                            "read it without --grid");
+        }
+        input = std::make_unique<GriddedInput>(std::move(input), options.gridStep, options.output,
+                                               options.progress);
     }
     return input;
 }

@@ -14,7 +14,8 @@ namespace brisko::scan {
 /// Throws ScanError(Request) where an option chooses no points in any scan.
 void requireFilters(const ConvertOptions& options);
 
-/// The input as the options change it before anything is done with it: with another alignment.
+/// The input as the options change it before anything is done with it: with another alignment,
+/// with a grid by angles. The options must outlive it.
 std::unique_ptr<ScanInput> prepareInput(const ConvertOptions& options,
                                         std::unique_ptr<ScanInput> input);
 
