@@ -30,7 +30,8 @@ std::size_t readSome(std::span<std::uint8_t> bytes) {
     for (;;) {
         throwIfInterrupted();
         pollfd input{STDIN_FILENO, POLLIN, 0};
-        if (poll(&input, 1, kPause) == 0) continue;
+        const int ready = poll(&input, 1, kPause);
+        if (ready == 0 || (ready < 0 && errno == EINTR)) continue;
         const ssize_t got = read(STDIN_FILENO, bytes.data(), bytes.size());
         if (got >= 0) return static_cast<std::size_t>(got);
         if (errno == EINTR || errno == EAGAIN) continue;
