@@ -1,6 +1,7 @@
 // "-": scans that come from standard input and go to standard output.
 
 #include "apps/made_scan.h"
+#include "common/progress.h"
 #include "support/scan_bytes.h"
 
 #include <gtest/gtest.h>
@@ -131,6 +132,28 @@ TEST_F(Piped, RequestsThatMakeNoSenseAreRefusedAndLeaveNothing) {
         EXPECT_TRUE(m_temporary.names().empty());
         EXPECT_TRUE(readText(m_folder / "out").empty());
     }
+}
+
+/// Standard input that gives nothing and does not end, and a signal meanwhile.
+[[noreturn]] void waitForInput(const std::string& output) {
+    int ends[2];
+    if (pipe(ends) != 0) std::abort();
+    dup2(ends[0], STDIN_FILENO);
+    std::signal(SIGTERM, SIG_DFL);
+    tool::installInterruptHandler();
+    if (fork() == 0) {
+        usleep(300'000);
+        kill(getppid(), SIGTERM);
+        _exit(0);
+    }
+    const char* line[] = {"brisko", "convert", "-", output.c_str(), "--from", "ptx"};
+    std::exit(tool::runTool(6, line));
+}
+
+TEST_F(Piped, AWaitForInputEndsWithASignal) {
+    const std::string out = m_folder / "out.cl3";
+    EXPECT_EXIT(waitForInput(out), testing::ExitedWithCode(130), "stopped");
+    EXPECT_EQ(m_folder.names(), std::vector<std::string>{"a.ptx"});
 }
 
 }  // namespace

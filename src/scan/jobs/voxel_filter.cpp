@@ -120,7 +120,7 @@ VoxelFilter::~VoxelFilter() = default;
 
 /// Coordinates count from the first point: a scan far from the origin of its frame has as much room.
 VoxelSet::Voxel VoxelFilter::voxelOf(const CellPoint& point) {
-    constexpr double kHalf = VoxelSet::kSpan / 2;
+    constexpr double kHalf = 0.5 * VoxelSet::kSpan;
     constexpr double kExact = 9007199254740992;  // 2^53: cubes can be told apart up to here
     const double cubes[3] = {std::floor(point.x / m_size), std::floor(point.y / m_size),
                              std::floor(point.z / m_size)};
