@@ -8,9 +8,12 @@
 
 namespace brisko::tool {
 
+class ResultsChannel;
+
 /// What every command knows.
 struct CommonOptions {
     ProgressStyle progress = ProgressStyle::Auto;
+    ResultsChannel* results = nullptr;  // where std::cout leads
 };
 
 /// Adds a command with its options to the tool; the function runs it once the line is parsed.

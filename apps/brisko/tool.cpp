@@ -87,6 +87,7 @@ int runTool(int argc, const char* const* argv) {
     CLI::App tool("Looks at, converts and simulates scans of terrestrial laser scanners.",
                   "brisko");
     CommonOptions common;
+    common.results = &results;
     addCommonOptions(tool, common);
     const std::vector<Command> commands = {
         addInfo(tool, common),   addSimulate(tool, common), addConvert(tool, common),

@@ -38,9 +38,23 @@ struct ConvertOptions {
     bool applyAlignment = false;  // move the points into the aligned frame
     bool withoutPhotos = false;  // do not store the photos beside the input, where that is possible
     bool validOnly = false;      // without points at the scanner's own place
-    std::optional<double> maxDistance;  // metres from the scanner
+    std::optional<double> minDistance, maxDistance;    // metres from the scanner
+    std::optional<IntensityRange> intensitiesBetween;  // 0 to 2200; both ends belong to it
     std::optional<Box> box;
     std::optional<GridRange> columns, rows;  // they become the whole grid
+    /// Degrees; above 0: gives an input without a grid one, of cells of this step around the scanner's
+    /// place, the origin of its frame. Columns turn clockwise seen from above, rows go down. Of the points
+    /// in a cell the nearest stays.
+    double gridStep = 0;
+    /// Of a grid (of its part) every n-th column and row, which become the grid; of other inputs every
+    /// n-th point. The first stays.
+    std::uint32_t every = 1;
+    /// Metres; above 0: of the points in each cube of this size, in the output's frame, the first one
+    /// stays.
+    double voxel = 0;
+    /// Takes the place of the input's; it comes before everything else.
+    std::optional<Alignment> alignment;
+    std::string alignmentOutput;  // a matrix file to write the scan's alignment into; empty: none
     ProgressFunction progress;
     WarningFunction warning;
 };

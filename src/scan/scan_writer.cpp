@@ -28,8 +28,8 @@ OutputChoice requireWritable(const std::string& path, const ScanInfo& info,
     return makeChoice(driver, info, options.plain);
 }
 
-CellWindow wholeOf(const ScanInfo& info) {
-    return {0, info.columns, 0, info.rows};
+GridPart wholeOf(const ScanInfo& info) {
+    return {{0, info.columns, 0, info.rows}};
 }
 
 }  // namespace

@@ -112,26 +112,42 @@ TEST(Convert, WindowsTakeTilesApartAndBecomeTheGrid) {
     writeFile(folder / "a.ptx", madeScan(600, 300, kAngles, false));
     convert(folder / "a.ptx", folder / "a.cl3");
     convert(folder / "a.ptx", folder / "a.clr");
-    const std::vector<std::string> window = {"--columns", "100:570", "--rows", "7:"};
-    const std::string direct = readText(convert(folder / "a.ptx", folder / "direct.ptx", window));
-    // The line of cell (100, 7) comes first.
-    EXPECT_EQ(direct.substr(0, 8), "470\n293\n");
     const PtxScan whole = readPtx(folder / "a.ptx");
-    const PtxScan part = readPtx(folder / "direct.ptx");
-    const auto inside = std::count_if(
-        whole.points.begin(), whole.points.end(),
-        [](const CellPoint& p) { return p.column >= 100 && p.column < 570 && p.row >= 7; });
-    EXPECT_EQ(part.points.size(), static_cast<std::size_t>(inside));
-
-    for (const char* source : {"a.cl3", "a.ptx", "a.clr"}) {
-        for (const char* extension : {".cl3", ".ptx", ".clr"}) {
-            SCOPED_TRACE(std::string(source) + " to " + extension);
-            const TempFolder out;
-            convert(folder / source, out / named("w", extension), window);
-            convert(out / named("w", extension), out / "back.PTX");
-            const bool rounded = source == std::string("a.clr") || extension == std::string(".clr");
-            expectSame(readPtx(out / "back.PTX"), part, rounded ? 0.00005000001 : 0, true,
-                       rounded ? 0.5f : 0);
+    const struct {
+        std::vector<std::string> options;
+        const char* size;
+        std::uint32_t firstColumn, endColumn, firstRow, every;
+    } windows[] = {
+        {{"--columns", "100:570", "--rows", "7:"}, "470\n293\n", 100, 570, 7, 1},
+        {{"--columns", "100:570", "--rows", "7:", "--every", "3"}, "157\n98\n", 100, 570, 7, 3},
+        {{"--every", "2"}, "300\n150\n", 0, 600, 0, 2},
+    };
+    for (const auto& w : windows) {
+        const std::string direct = convert(folder / "a.ptx", folder / "direct.ptx", w.options);
+        EXPECT_TRUE(readText(direct).starts_with(w.size)) << readText(direct).substr(0, 10);
+        const PtxScan part = readPtx(direct);
+        std::size_t found = 0;
+        for (const CellPoint& p : whole.points) {
+            if (p.column < w.firstColumn || p.column >= w.endColumn || p.row < w.firstRow) continue;
+            const std::uint32_t column = p.column - w.firstColumn, row = p.row - w.firstRow;
+            if (column % w.every > 0 || row % w.every > 0) continue;
+            ASSERT_LT(found, part.points.size());
+            const CellPoint& q = part.points[found++];
+            ASSERT_EQ(std::tuple(q.column * w.every, q.row * w.every, q.x),
+                      std::tuple(column, row, p.x));
+        }
+        EXPECT_EQ(found, part.points.size());
+        for (const char* source : {"a.cl3", "a.ptx", "a.clr"}) {
+            for (const char* extension : {".cl3", ".ptx", ".clr"}) {
+                SCOPED_TRACE(std::string(source) + " to " + extension);
+                const TempFolder out;
+                convert(folder / source, out / named("w", extension), w.options);
+                convert(out / named("w", extension), out / "back.PTX");
+                const bool rounded =
+                    source == std::string("a.clr") || extension == std::string(".clr");
+                expectSame(readPtx(out / "back.PTX"), part, rounded ? 0.00005000001 : 0, true,
+                           rounded ? 0.5f : 0);
+            }
         }
     }
 }
@@ -141,6 +157,7 @@ TEST(Convert, FiltersPointsInTheirFrames) {
     // Aligned by the quarter turn: (10 - y, 20 + x, 30 + z).
     writeFile(folder / "a.ptx",
               ptxText(1, 4, "1 0 0 0.5\n0 3 0 0.5\n0 0 3.5 0.5\n-4 0 0 0.5\n", kTurnedLines));
+    writeFile(folder / "half.txt", std::string("0.5,0 0 0  # x\n0 1 0 0\n0 0 1 0 0 0 0 +1"));
     const struct {
         std::vector<std::string> options;
         std::vector<std::uint32_t> rows;
@@ -153,13 +170,24 @@ TEST(Convert, FiltersPointsInTheirFrames) {
         {{"--box=-100,-100,33,100,100,100"}, {2}},
         {{"--box", "7,20,30,10,21,30", "--rows", "1:4"}, {0}},
         {{"--valid"}, {0, 1, 2, 3}},
+        {{"--min-distance", "3"}, {1, 2, 3}},
+        {{"--min-distance", "3", "--max-distance", "3.5"}, {1, 2}},
+        {{"--intensity", "1100:1100"}, {0, 1, 2, 3}},
+        {{"--intensity", ":1099"}, {}},
+        {{"--intensity", "1101:"}, {}},
+        {{"--every", "2", "--rows", "1:"}, {0, 1}},
+        {{"--voxel", "4"}, {0, 3}},
+        {{"--voxel", "4", "--min-distance", "3"}, {1, 3}},
+        {{"--voxel", "4", "--apply-alignment"}, {0, 1, 2, 3}},
+        {{"--matrix", folder / "half.txt", "--box", "0,0,0,2,4,4"}, {0, 1, 2}},
     };
     for (const auto& filter : cases) {
         for (const char* extension : {".ptx", ".cl3", ".clr"}) {
-            convert(folder / "a.ptx", folder / named("f", extension), filter.options);
-            convert(folder / named("f", extension), folder / "back.PTX");
+            const TempFolder out;
+            convert(folder / "a.ptx", out / named("f", extension), filter.options);
+            convert(out / named("f", extension), out / "back.PTX");
             std::vector<std::uint32_t> rows;
-            for (const CellPoint& p : readPtx(folder / "back.PTX").points)
+            for (const CellPoint& p : readPtx(out / "back.PTX").points)
                 rows.push_back(p.row);
             EXPECT_EQ(rows, filter.rows) << filter.options.empty() << extension;
         }
@@ -233,6 +261,14 @@ TEST(Convert, FindsTheAnglesOfAnImportedScan) {
         EXPECT_NEAR(cl3.GetStartAzimuthAngle(), made.startAzimuth + 100 * made.angles.azimuthStep,
                     0.01);
         EXPECT_EQ(cl3.GetAzimuthResolution(), 200u);
+        for (const char* source : {"a.ptx", "a.clr", "a.cl3"}) {
+            ASSERT_TRUE(
+                cl3.Read(convert(folder / source, folder / "e.cl3", {"--every", "3"}).c_str()));
+            EXPECT_NEAR(cl3.GetStartAzimuthAngle(), made.startAzimuth, 0.01);
+            EXPECT_NEAR(cl3.GetStopAzimuthAngle(),
+                        made.startAzimuth + 134 * 3 * made.angles.azimuthStep, 0.01);
+            EXPECT_NEAR(cl3.GetDeltaZenithAngle(), 3 * std::abs(made.angles.elevationStep), 1e-3);
+        }
     }
 }
 

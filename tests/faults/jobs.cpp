@@ -147,6 +147,16 @@ bool mergeWithTool(Arguments& arguments) {
     });
 }
 
+/// A cloud that is sorted into cells and thinned out.
+bool gridWithTool(Arguments& arguments) {
+    return withTool([&] {
+        auto options = optionsFor<scan::ConvertOptions>(arguments);
+        options.gridStep = 10;
+        options.voxel = 0.5;
+        scan::convertScan(options);
+    });
+}
+
 bool colourWithTool(Arguments& arguments) {
     return withTool([&] {
         auto options = optionsFor<scan::ConvertOptions>(arguments);
@@ -191,6 +201,10 @@ void ptxScan(const TempFolder& folder) {
     writeFile(folder / "a.ptx", text);
 }
 
+void cloud(const TempFolder& folder) {
+    writeFile(folder / "a.xyz", std::string("1 2 3\n2 4 6\n-1 2 3\n0 0 0\n"));
+}
+
 void e57Scan(const TempFolder& folder) {
     const std::string fields =
         "<cartesianX type=\"Float\"/><cartesianY type=\"Float\"/><cartesianZ type=\"Float\"/>"
@@ -214,6 +228,7 @@ std::vector<Job> toolJobs() {
         {"FromE57", e57Scan, guarded<convertWithTool>, "a.e57", "b.cl3"},
         {"ScansToE57", indexedScan, guarded<mergeWithTool>, "a.cl3", "b.e57"},
         {"ToPcd", indexedScan, guarded<convertWithTool>, "a.cl3", "b.pcd"},
+        {"Gridded", cloud, guarded<gridWithTool>, "a.xyz", "b.cl3"},
         {"Colour", nothing, guarded<colourWithTool>, "", "b.cl3", "", kInput},
         {"RepairCl3", indexedScan, guarded<repairWithTool>, "a.cl3", "b.cl3"},
         {"RepairClr", rawScans({}), guarded<repairWithTool>, "a.clr", "b.clr"},

@@ -44,6 +44,19 @@ public:
 
     bool isClosed() const { return m_isClosed; }
 
+    bool writeFully(std::string_view text) {
+        while (!text.empty()) {
+            const ssize_t put = write(m_output, text.data(), text.size());
+            if (put < 0 && errno == EINTR) continue;
+            if (put <= 0) {
+                m_isClosed = put < 0 && errno == EPIPE;
+                return false;
+            }
+            text.remove_prefix(static_cast<std::size_t>(put));
+        }
+        return true;
+    }
+
 protected:
     int_type overflow(int_type c) override {
         if (!send(heldBack())) return traits_type::eof();
@@ -87,19 +100,6 @@ private:
         return true;
     }
 
-    bool writeFully(std::string_view text) {
-        while (!text.empty()) {
-            const ssize_t put = write(m_output, text.data(), text.size());
-            if (put < 0 && errno == EINTR) continue;
-            if (put <= 0) {
-                m_isClosed = put < 0 && errno == EPIPE;
-                return false;
-            }
-            text.remove_prefix(static_cast<std::size_t>(put));
-        }
-        return true;
-    }
-
     int m_output = -1;
     bool m_isClosed = false;
     std::streambuf* m_before = nullptr;
@@ -110,6 +110,13 @@ ResultsChannel::ResultsChannel() : m_buffer(std::make_unique<Buffer>()) {
 }
 
 ResultsChannel::~ResultsChannel() = default;
+
+bool ResultsChannel::send(std::span<const std::uint8_t> bytes) {
+    std::cout.flush();
+    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    if (!std::cout.good() || !m_buffer->writeFully(text)) std::cout.setstate(std::ios::badbit);
+    return std::cout.good();
+}
 
 Delivery ResultsChannel::flush() {
     std::cout.flush();

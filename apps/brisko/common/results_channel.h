@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <span>
 
 namespace brisko::tool {
 
@@ -21,6 +23,10 @@ public:
     ~ResultsChannel();
     ResultsChannel(const ResultsChannel&) = delete;
     ResultsChannel& operator=(const ResultsChannel&) = delete;
+
+    /// Sends bytes as they are, after the results so far. Returns false where they were not taken;
+    /// flush() reports why.
+    bool send(std::span<const std::uint8_t> bytes);
 
     /// Sends the results off.
     Delivery flush();

@@ -14,10 +14,12 @@ namespace brisko::tool {
 /// What the command line of a conversion is parsed into.
 struct ConvertLine {
     scan::ConvertOptions options;
-    double maxDistance = 0;
+    double minDistance = 0, maxDistance = 0;
     std::vector<double> box;
-    std::string columns, rows;  // "A:B"
-    std::string intensities;    // "A:B", any numbers
+    std::string columns, rows;      // "A:B"
+    std::string intensities;        // "A:B", any numbers
+    std::string chosenIntensities;  // the same, or "A:", or ":B"
+    std::string matrix;             // a path
     bool json = false;
 };
 

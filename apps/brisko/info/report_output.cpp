@@ -180,9 +180,10 @@ std::string reportText(const ScanReport& report) {
     std::ostringstream out;
     out << printable(report.path) << ": " << report.format->name << ", " << report.bytes
         << " bytes\n";
-    if (report.hasGrid) {
+    const bool isOne = report.scans.size() < 2;  // else each scan has its own line
+    if (isOne && report.hasGrid) {
         out << "  grid       " << report.columns << " columns x " << report.rows << " rows\n";
-    } else {
+    } else if (isOne) {
         out << "  grid       not known" << (report.format->isNative ? ": no index\n" : "\n");
     }
     if (report.header) {
@@ -197,9 +198,9 @@ std::string reportText(const ScanReport& report) {
     }
     detailLines(out, report);
     scanLines(out, report.scans);
-    out << "  colour     " << colourText(report) << "\n";
+    if (isOne) out << "  colour     " << colourText(report) << "\n";
     photoLines(out, report.photos);
-    alignmentLines(out, report.alignment);
+    if (isOne) alignmentLines(out, report.alignment);
     if (report.summary) summaryLines(out, *report.summary);
     for (const std::string& problem : report.problems)
         out << "  problem    " << printable(problem) << "\n";

@@ -102,8 +102,9 @@ Command addMerge(CLI::App& tool, const CommonOptions& common) {
     app->add_flag("--align", line->align,
                   "One aligned cloud, also in a format that holds several scans");
     addConvertOptions(*app, line->conversion);
-    // What chooses one scan, or the form of one.
-    for (const char* const option : {"--plain", "--scan", "--apply-alignment"})
+    // What is about one scan, or looks at the points of one by themselves.
+    for (const char* const option :
+         {"--plain", "--scan", "--apply-alignment", "--matrix", "--export-matrix", "--voxel"})
         app->remove_option(app->get_option(option));
     app->add_flag("--json", line->conversion.json, "Print JSON, schema " + std::string(kSchema));
     return {app, [app, line, &common] { return run(*app, *line, common.progress); }};

@@ -87,24 +87,23 @@ void ColumnOrder::spill() {
     m_runs.push_back(std::move(run));
 }
 
-/// As many strips at a time as fit into memory, at least one. Runs come in the order of the points, so
-/// those of a column stay in it.
-void ColumnOrder::handOutRuns() {
+/// As many strips as fit into memory, at least one. Runs come in the order of the points, so those of
+/// a column stay in it.
+void ColumnOrder::handOutStrips() {
     const std::size_t strips = m_runs.front().begins.size() - 1;
-    for (std::size_t first = 0; first < strips;) {
-        std::size_t end = first;
-        for (std::size_t points = 0; end < strips; ++end) {
-            for (const Run& run : m_runs)
-                points += run.begins[end + 1] - run.begins[end];
-            if (points > kInMemory && end > first) break;
-        }
+    const std::size_t first = m_strip;
+    for (std::size_t points = 0; m_strip < strips; ++m_strip) {
         for (const Run& run : m_runs)
-            readBack(run, run.begins[first], run.begins[end]);
-        handOutSorted();
-        first = end;
+            points += run.begins[m_strip + 1] - run.begins[m_strip];
+        if (points > kInMemory && m_strip > first) break;
     }
+    for (const Run& run : m_runs)
+        readBack(run, run.begins[first], run.begins[m_strip]);
+    handOutSorted();
+    if (m_strip < strips) return;
     m_runs.clear();
     m_spill.clear();
+    m_strip = 0;
 }
 
 void ColumnOrder::readBack(const Run& run, std::size_t first, std::size_t end) {
@@ -117,13 +116,20 @@ void ColumnOrder::readBack(const Run& run, std::size_t first, std::size_t end) {
     throw ScanError(ErrorKind::NotWritten, m_beside, "what waited beside it cannot be read back");
 }
 
-void ColumnOrder::handOut() {
+bool ColumnOrder::handOutPart() {
     if (!m_runs.empty()) {
-        spill();
-        handOutRuns();
-        return;
+        if (!m_points.empty()) spill();
+        handOutStrips();
+        return true;
     }
+    if (m_points.empty()) return false;
     handOutSorted();
+    return true;
+}
+
+void ColumnOrder::handOut() {
+    while (handOutPart()) {
+    }
 }
 
 void ColumnOrder::handOutSorted() {

@@ -29,6 +29,9 @@ public:
     void add(std::span<const CellPoint> points);
     /// Hands out the last band.
     void finish();
+    /// The same part by part, for those who want no more points at a time: about a million at most.
+    /// Returns: false where there was none left.
+    bool handOutPart();
 
 private:
     /// A part of the band on the disk: its points column by column.
@@ -42,7 +45,7 @@ private:
     void takeSorted(const std::vector<std::uint32_t>& order, const Use& use);
     void spill();
     void handOut();
-    void handOutRuns();
+    void handOutStrips();
     void readBack(const Run& run, std::size_t first, std::size_t end);
     void handOutSorted();
 
@@ -54,6 +57,7 @@ private:
     std::uint32_t m_band = 0;
     std::vector<CellPoint> m_points;
     std::vector<Run> m_runs;
+    std::size_t m_strip = 0;  // of the runs, the next to be handed out
     SpillFile m_spill;
 };
 

@@ -3,6 +3,7 @@
 #include "scan/files/scan_path.h"
 #include "scan/formats/format_table.h"
 #include "scan/jobs/merging.h"
+#include "scan/jobs/prepared_input.h"
 #include "scan/jobs/scan_transfer.h"
 
 #include <brisko_scan/convert.h>
@@ -20,6 +21,9 @@ void requireOutput(const ConvertOptions& options) {
 /// `task`: how the progress names it.
 ConvertResult convertInput(const ConvertOptions& options, std::unique_ptr<ScanInput> input,
                            const char* task) {
+    requireFilters(options);
+    input = prepareInput(options, std::move(input));
+    MatrixOutput matrix(options, input->info().alignment);
     ScanTransfer transfer(options, std::move(input), task);
     transfer.requireSize();
     StagedScan staged(options.output);
@@ -32,6 +36,7 @@ ConvertResult convertInput(const ConvertOptions& options, std::unique_ptr<ScanIn
     output->finish();
     transfer.completeHeader(target);
     staged.commit(options.progress);
+    matrix.commit();
     transfer.warnAboutPoints(countIn(*output), output->remark());
     transfer.warnOfNothing(countIn(*output));
     return {output->points(), output->coloured(),      target.columns,

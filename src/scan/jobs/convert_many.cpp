@@ -122,6 +122,10 @@ std::vector<ConvertTask> planConversions(const std::vector<std::string>& inputs,
 
 void convertAll(const std::vector<ConvertTask>& tasks, const ConvertOptions& common,
                 std::size_t jobs, const ConvertOutcomeFunction& outcome) {
+    if (!common.alignmentOutput.empty() && tasks.size() != 1) {
+        throw ScanError(ErrorKind::Request, common.alignmentOutput,
+                        "one matrix file has no place for the matrices of several scans");
+    }
     std::vector<double> weights(tasks.size());
     std::transform(tasks.begin(), tasks.end(), weights.begin(), [](const ConvertTask& task) {
         return static_cast<double>(bytesOf(task.input)) + 1;

@@ -30,19 +30,26 @@ Span spanOf(float start, float stop, std::uint32_t count) {
             count > 0 ? (static_cast<double>(stop) - static_cast<double>(start)) / count : 0};
 }
 
-void setAzimuth(CLFileHeader& header, const Span& span, std::uint32_t first, std::uint32_t end) {
-    header.SetStartAzimuthAngle(narrow(span.start + first * span.step));
+/// Where a line after the last one of the output would be, in lines of the input.
+double endOf(std::uint32_t first, std::uint32_t lines, std::uint32_t every) {
+    return first + static_cast<double>(lines) * every;
+}
+
+void setAzimuth(CLFileHeader& header, const Span& span, const GridPart& part) {
+    const double end = endOf(part.firstColumn, part.columns(), part.every);
+    header.SetStartAzimuthAngle(narrow(span.start + part.firstColumn * span.step));
     header.SetStopAzimuthAngle(narrow(span.start + end * span.step));
 }
 
-void setZenith(CLFileHeader& header, const Span& span, std::uint32_t first, std::uint32_t end) {
-    header.SetStartZenithAngle(narrow(span.start + first * span.step));
+void setZenith(CLFileHeader& header, const Span& span, const GridPart& part) {
+    const double end = endOf(part.firstRow, part.rows(), part.every);
+    header.SetStartZenithAngle(narrow(span.start + part.firstRow * span.step));
     header.SetStopZenithAngle(narrow(span.start + end * span.step));
 }
 
-bool isWhole(const ScanInfo& input, const CellWindow& window) {
-    return window.firstColumn == 0 && window.firstRow == 0 && window.endColumn == input.columns &&
-           window.endRow == input.rows;
+bool isWhole(const ScanInfo& input, const GridPart& part) {
+    return part.firstColumn == 0 && part.firstRow == 0 && part.endColumn == input.columns &&
+           part.endRow == input.rows && part.every == 1;
 }
 
 /// The writers put their version into CL3 files; in CLR files they leave what they are given.
@@ -57,58 +64,55 @@ void readBack(CLFileHeader& header, const OutputTarget& target) {
 
 }  // namespace
 
-CLRFileHeader outputHeader(const ScanInfo& input, const CellWindow& window) {
+CLRFileHeader outputHeader(const ScanInfo& input, const GridPart& part) {
     CLRFileHeader header;
     if (input.header) {
         static_cast<CLFileHeader&>(header) = *input.header;
-        if (!isWhole(input, window)) {
+        if (!isWhole(input, part)) {
             const CLFileHeader& from = *input.header;
             setAzimuth(
                 header,
                 spanOf(from.GetStartAzimuthAngle(), from.GetStopAzimuthAngle(), input.columns),
-                window.firstColumn, window.endColumn);
+                part);
             setZenith(header,
                       spanOf(from.GetStartZenithAngle(), from.GetStopZenithAngle(), input.rows),
-                      window.firstRow, window.endRow);
+                      part);
         }
     }
     setRawVersion(header);
-    header.SetAzimuthResolution(static_cast<int>(window.endColumn - window.firstColumn));
-    header.SetZenithResolution(static_cast<int>(window.endRow - window.firstRow));
+    header.SetAzimuthResolution(static_cast<int>(part.columns()));
+    header.SetZenithResolution(static_cast<int>(part.rows()));
     return header;
 }
 
-void setAngles(CLFileHeader& header, const AngleEstimate& estimate, const CellWindow& window) {
+void setAngles(CLFileHeader& header, const AngleEstimate& estimate, const GridPart& part) {
     const AngleStep azimuth = estimate.azimuth();
     const AngleStep zenith = estimate.zenith();
     // Cells are about as wide as they are high, so one axis helps out for the other.
     const double other = zenith.known ? std::abs(zenith.step) : kDefaultStep;
     const double zenithOther = azimuth.known ? std::abs(azimuth.step) : kDefaultStep;
-    setAzimuth(header, {azimuth.start, azimuth.known ? azimuth.step : other}, window.firstColumn,
-               window.endColumn);
-    setZenith(header, {zenith.start, zenith.known ? zenith.step : zenithOther}, window.firstRow,
-              window.endRow);
+    setAzimuth(header, {azimuth.start, azimuth.known ? azimuth.step : other}, part);
+    setZenith(header, {zenith.start, zenith.known ? zenith.step : zenithOther}, part);
 }
 
-void patchAngles(const OutputTarget& target, const AngleEstimate& estimate,
-                 const CellWindow& window) {
+void patchAngles(const OutputTarget& target, const AngleEstimate& estimate, const GridPart& part) {
     if (hasExtension(target.path, ".clr")) {
         CLRFileHeader header;
         readBack(header, target);
-        setAngles(header, estimate, window);
+        setAngles(header, estimate, part);
         rewriteHeader(target.path, header, target.shownPath);
         return;
     }
     CL3FileHeader header;
     readBack(header, target);
-    setAngles(header, estimate, window);
+    setAngles(header, estimate, part);
     const auto step = [](float start, float stop, std::uint32_t count) {
         return std::abs((stop - start) / static_cast<float>(count));
     };
-    header.SetDeltaAzimuthAngle(step(header.GetStartAzimuthAngle(), header.GetStopAzimuthAngle(),
-                                     window.endColumn - window.firstColumn));
-    header.SetDeltaZenithAngle(step(header.GetStartZenithAngle(), header.GetStopZenithAngle(),
-                                    window.endRow - window.firstRow));
+    header.SetDeltaAzimuthAngle(
+        step(header.GetStartAzimuthAngle(), header.GetStopAzimuthAngle(), part.columns()));
+    header.SetDeltaZenithAngle(
+        step(header.GetStartZenithAngle(), header.GetStopZenithAngle(), part.rows()));
     rewriteHeader(target.path, header, target.shownPath);
 }
 

@@ -50,7 +50,7 @@ OutputTarget makeTarget(const IndexTask& task, const ScanInfo& info, const Stage
     target.columns = info.columns;
     target.rows = info.rows;
     target.matrix = std::to_array(info.alignment.matrix);
-    target.header = outputHeader(info, {0, info.columns, 0, info.rows});
+    target.header = outputHeader(info, {{0, info.columns, 0, info.rows}});
     return target;
 }
 

@@ -4,6 +4,7 @@
 #include "scan/formats/format_table.h"
 #include "scan/jobs/header_angles.h"
 #include "scan/jobs/input_files.h"
+#include "scan/jobs/prepared_input.h"
 #include "scan/jobs/scan_transfer.h"
 #include "scan/jobs/shared_progress.h"
 
@@ -54,6 +55,7 @@ public:
     }
 
     MergeResult run(const std::vector<MergeSource>& sources) {
+        requireFilters(m_options.each);
         requireRoom(sources.size());
         for (const MergeSource& source : sources)
             prepare(source);
@@ -104,10 +106,11 @@ private:
     void open(Part& part) const {
         if (part.transfer) return;
         const ConvertOptions& options = part.options;
-        part.transfer = std::make_unique<ScanTransfer>(
-            options,
-            openScan(options.input, {.scan = options.scan, .intensities = options.intensities}),
-            m_task, m_isCloud ? Destination::Cloud : Destination::Scan);
+        std::unique_ptr<ScanInput> input =
+            openScan(options.input, {.scan = options.scan, .intensities = options.intensities});
+        part.transfer =
+            std::make_unique<ScanTransfer>(options, prepareInput(options, std::move(input)), m_task,
+                                           m_isCloud ? Destination::Cloud : Destination::Scan);
     }
 
     void write(const std::string& path) {

@@ -2,6 +2,7 @@
 
 #include "scan/formats/format_table.h"
 #include "scan/formats/scan_output.h"
+#include "scan/jobs/grid_part.h"
 
 #include <brisko_codec/cell_reader.h>
 #include <brisko_scan/scan_info.h>
@@ -22,9 +23,9 @@ OutputChoice makeChoice(const FormatDriver& driver, const ScanInfo& input, bool 
 
 /// Whether points have to be put into column order before the format takes them.
 ///   window  the part of the input's grid that becomes the output
-bool needsOrder(const OutputChoice& choice, const ScanInfo& input, const CellWindow& window);
+bool needsOrder(const OutputChoice& choice, const ScanInfo& input, const GridPart& window);
 
 /// Grid, order and header of an output; the caller adds the rest.
-OutputTarget targetOf(const OutputChoice& choice, const ScanInfo& input, const CellWindow& window);
+OutputTarget targetOf(const OutputChoice& choice, const ScanInfo& input, const GridPart& window);
 
 }  // namespace brisko::scan

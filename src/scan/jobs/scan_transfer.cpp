@@ -37,9 +37,10 @@ void requireGrid(const ConvertOptions& options, const ScanInfo& input, const Out
     const std::string reason =
         input.format->isNative ? "the scan has no index (" + companionOf(input.path, ".ij") + ")"
                                : "the file has no grid";
-    throw ScanError(ErrorKind::Request, input.path,
-                    reason + ", so the cells of its points are not known",
-                    "it can be written as .ply or as .cl3, without --columns and --rows");
+    throw ScanError(
+        ErrorKind::Request, input.path, reason + ", so the cells of its points are not known",
+        "it can be written as .ply or as .cl3, without --columns and --rows, or get a grid "
+        "by angles with --grid STEP");
 }
 
 void requireStorable(const CellWindow& window, const ScanInfo& input, const OutputChoice& output) {
@@ -68,9 +69,10 @@ void takeRange(const GridRange& range, const char* option, std::uint32_t cells,
             ": the range must hold something and lie inside 0:" + std::to_string(cells));
 }
 
-CellWindow chooseWindow(const ConvertOptions& options, const ScanInfo& input,
-                        const OutputChoice& output) {
-    CellWindow window{0, input.columns, 0, input.rows};
+GridPart chooseWindow(const ConvertOptions& options, const ScanInfo& input,
+                      const OutputChoice& output) {
+    GridPart window{{0, input.columns, 0, input.rows}};
+    if (input.hasGrid) window.every = options.every;
     if (options.columns) {
         takeRange(*options.columns, "--columns", input.columns, window.firstColumn,
                   window.endColumn);
@@ -137,8 +139,8 @@ ScanTransfer::ScanTransfer(const ConvertOptions& options, std::unique_ptr<ScanIn
 
 void ScanTransfer::requireSize() const {
     OutputTarget target;
-    target.columns = m_window.endColumn - m_window.firstColumn;
-    target.rows = m_window.endRow - m_window.firstRow;
+    target.columns = m_window.columns();
+    target.rows = m_window.rows();
     target.indexed = m_choice.indexed;
     requireReasonableSize(info().path, m_options.output, m_choice.driver->leastBytes(target),
                           bytesOf(info().path) + bytesOf(companionOf(info().path, ".ij")));
@@ -189,25 +191,29 @@ std::vector<PinholeCamera> ScanTransfer::photos() const {
     return photos;
 }
 
-PointFilter ScanTransfer::makeFilter() const {
-    PointFilter filter;
-    if (isWindow()) filter.window = m_window;
-    filter.maxDistance = m_options.maxDistance;
-    filter.box = m_options.box;
-    filter.validOnly = m_options.validOnly;
-    filter.matrix = AlignmentMatrix(matrix());
-    filter.applyMatrix = m_bake && matrix() != kIdentityMatrix;
+PointFilter ScanTransfer::makeFilter() {
+    PointConditions chosen;
+    if (isWindow()) chosen.part = m_window;
+    if (!info().hasGrid) chosen.every = m_options.every;
+    chosen.minDistance = m_options.minDistance;
+    chosen.maxDistance = m_options.maxDistance;
+    chosen.intensities = m_options.intensitiesBetween;
+    chosen.box = m_options.box;
+    chosen.validOnly = m_options.validOnly;
+    chosen.matrix = AlignmentMatrix(matrix());
+    chosen.applyMatrix = m_bake && matrix() != kIdentityMatrix;
+    PointFilter filter(chosen);
+    if (m_options.voxel > 0) {
+        filter.addVoxels(m_options.voxel, *m_input, m_options.output, m_options.progress);
+    }
     return filter;
 }
 
 TransferCount ScanTransfer::run(ScanOutput& output) {
     const TransferCount before = countIn(output);
-    const PointFilter filter = makeFilter();
+    PointFilter filter = makeFilter();
     const auto write = [&](std::span<CellPoint> points) {
-        for (CellPoint& point : points) {
-            point.column -= m_window.firstColumn;
-            point.row -= m_window.firstRow;
-        }
+        m_window.renumber(points);
         output.write(points);
     };
     ColumnOrder order(info().bandColumns, info().path, m_options.output, write);

@@ -3,6 +3,7 @@
 #include "scan/formats/angle_estimate.h"
 #include "scan/formats/scan_input.h"
 #include "scan/formats/scan_output.h"
+#include "scan/jobs/grid_part.h"
 #include "scan/jobs/output_choice.h"
 #include "scan/jobs/point_filter.h"
 
@@ -69,12 +70,12 @@ public:
     void warnOfNothing(const TransferCount& count) const;
 
 private:
-    bool isWindow() const { return m_options.columns || m_options.rows; }
+    bool isWindow() const { return m_options.columns || m_options.rows || m_window.every > 1; }
     bool estimatesAngles() const {
         return !info().header && m_choice->isNative && m_destination == Destination::Scan;
     }
     Matrix matrix() const { return std::to_array(info().alignment.matrix); }
-    PointFilter makeFilter() const;
+    PointFilter makeFilter();
     /// Of points that the output has no place for.
     void noteColours(const std::vector<CellPoint>& points);
     void warn(const std::string& text) const;
@@ -84,7 +85,7 @@ private:
     Destination m_destination;
     std::unique_ptr<ScanInput> m_input;
     OutputChoice m_choice;
-    CellWindow m_window;
+    GridPart m_window;
     bool m_bake = false;
     AngleEstimate m_estimate;
     std::uint64_t m_delivered = 0;
