@@ -12,13 +12,8 @@ double squaredDistance(const CellPoint& p) {
     return p.x * p.x + p.y * p.y + p.z * p.z;
 }
 
-/// A coordinate that is no number has no distance and passes none of these.
-bool isBetween(const PointConditions& conditions, const CellPoint& p) {
-    if (!conditions.minDistance && !conditions.maxDistance) return true;
-    const double squared = squaredDistance(p);
-    const auto square = [](double distance) { return distance * distance; };
-    if (conditions.minDistance && !(squared >= square(*conditions.minDistance))) return false;
-    return !conditions.maxDistance || squared <= square(*conditions.maxDistance);
+double squared(double length) {
+    return length * length;
 }
 
 bool isWithin(const IntensityRange& range, double intensity) {
@@ -33,7 +28,11 @@ bool isOpen(const PointConditions& c) {
 }  // namespace
 
 PointFilter::PointFilter(const PointConditions& conditions)
-    : m_conditions(conditions), m_isOpen(isOpen(conditions)) {
+    : m_conditions(conditions),
+      m_isOpen(isOpen(conditions)),
+      m_asksForDistance(conditions.minDistance || conditions.maxDistance) {
+    if (conditions.minDistance) m_leastSquared = squared(*conditions.minDistance);
+    if (conditions.maxDistance) m_mostSquared = squared(*conditions.maxDistance);
 }
 
 void PointFilter::addVoxels(double size, ScanInput& input, const std::string& beside,
@@ -41,16 +40,16 @@ void PointFilter::addVoxels(double size, ScanInput& input, const std::string& be
     m_voxels = std::make_unique<VoxelFilter>(size, input, m_conditions, beside, progress);
 }
 
-bool PointFilter::passes(CellPoint& point) {
+inline bool PointFilter::passes(CellPoint& point) const {
     const PointConditions& c = m_conditions;
-    if (c.every > 1) {
-        const bool isSkipped = m_toPass > 0;
-        m_toPass = isSkipped ? m_toPass - 1 : c.every - 1;
-        if (isSkipped) return false;
-    }
     if (c.part && !c.part->holds(point)) return false;
     if (c.validOnly && point.x == 0 && point.y == 0 && point.z == 0) return false;
-    if (!isBetween(c, point)) return false;
+    if (m_asksForDistance) {
+        const double distance = squaredDistance(point);
+        // What is no number has no distance and does not pass.
+        const bool isBetween = distance >= m_leastSquared && distance <= m_mostSquared;
+        if (!isBetween) return false;
+    }
     if (c.intensities && !isWithin(*c.intensities, static_cast<double>(point.intensity))) {
         return false;
     }
@@ -66,7 +65,17 @@ bool PointFilter::passes(CellPoint& point) {
     return true;
 }
 
+void PointFilter::thinOut(std::vector<CellPoint>& points) {
+    const std::size_t every = m_conditions.every;
+    std::size_t kept = 0, i = m_toPass;
+    for (; i < points.size(); i += every)
+        points[kept++] = points[i];
+    m_toPass = i - points.size();
+    points.resize(kept);
+}
+
 void PointFilter::choose(std::vector<CellPoint>& points) {
+    if (m_conditions.every > 1) thinOut(points);
     std::size_t kept = 0;
     for (CellPoint& point : points) {
         if (passes(point)) points[kept++] = point;

@@ -7,6 +7,9 @@
 #include <brisko_codec/cell_reader.h>
 #include <brisko_scan/convert.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -44,11 +47,14 @@ public:
 
 private:
     void choose(std::vector<CellPoint>& points);
-    bool passes(CellPoint& point);
+    void thinOut(std::vector<CellPoint>& points);
+    bool passes(CellPoint& point) const;
 
     PointConditions m_conditions;
-    bool m_isOpen;               // every point goes on as it is
-    std::uint32_t m_toPass = 0;  // points, before the next of every n-th
+    bool m_isOpen;  // every point goes on as it is
+    bool m_asksForDistance;
+    double m_leastSquared = 0, m_mostSquared = std::numeric_limits<double>::infinity();
+    std::size_t m_toPass = 0;  // points, before the next of every n-th
     std::unique_ptr<VoxelFilter> m_voxels;
 };
 

@@ -3,6 +3,7 @@
 #include "base/text.h"
 #include "scan/files/named_output.h"
 #include "scan/files/scan_path.h"
+#include "scan/formats/format_table.h"
 #include "scan/formats/wrapped_input.h"
 #include "scan/jobs/gridded_input.h"
 
@@ -56,6 +57,7 @@ void requireFilters(const ConvertOptions& options) {
     if (between && !(between->min <= between->max)) {
         failRequest("--intensity: the range holds nothing");
     }
+    if (!options.alignmentOutput.empty()) requireMatrixName(options);
 }
 
 std::unique_ptr<ScanInput> prepareInput(const ConvertOptions& options,
@@ -68,6 +70,7 @@ std::unique_ptr<ScanInput> prepareInput(const ConvertOptions& options,
             throw ScanError(ErrorKind::Request, input->info().path, "it has a grid of its own",
                             "read it without --grid");
         }
+        writerOf(options.output);  // a wrong name is refused before all points are read
         input = std::make_unique<GriddedInput>(std::move(input), options.gridStep, options.output,
                                                options.progress);
     }
@@ -77,7 +80,6 @@ std::unique_ptr<ScanInput> prepareInput(const ConvertOptions& options,
 MatrixOutput::MatrixOutput(const ConvertOptions& options, const Alignment& alignment) {
     const std::string& path = options.alignmentOutput;
     if (path.empty()) return;
-    requireMatrixName(options);
     m_staged.emplace(path);
     NamedOutput file(m_staged->path(), path);
     file.write(matrixText(alignment.matrix));

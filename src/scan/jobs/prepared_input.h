@@ -11,7 +11,8 @@
 
 namespace brisko::scan {
 
-/// Throws ScanError(Request) where an option chooses no points in any scan.
+/// Throws ScanError: Request where an option makes no sense for any scan, NotWritten for a matrix file
+/// that is there already.
 void requireFilters(const ConvertOptions& options);
 
 /// The input as the options change it before anything is done with it: with another alignment,
@@ -22,7 +23,7 @@ std::unique_ptr<ScanInput> prepareInput(const ConvertOptions& options,
 /// The matrix file that goes with an output, where the options ask for one.
 class MatrixOutput {
 public:
-    /// Throws ScanError: Request for a name that is a scan's, NotWritten.
+    /// Throws ScanError(NotWritten).
     MatrixOutput(const ConvertOptions& options, const Alignment& alignment);
 
     /// Puts it in place. Throws ScanError(NotWritten).
