@@ -98,6 +98,13 @@ TEST(Merge, MakesOneAlignedCloud) {
             ASSERT_EQ(points[i].green, expected[i].green) << output << " " << i;
         }
     }
+    // More inputs than are kept open.
+    MergeOptions many = stations.into("many.las");
+    for (int i = 0; i < 6; ++i)
+        many.inputs.insert(many.inputs.end(), stations.inputs.begin(), stations.inputs.end());
+    EXPECT_EQ(mergeScans(many).points, 7 * expected.size());
+    EXPECT_EQ(alignedPoints(stations / "many.las").back().x,
+              alignedPoints(stations / "a.las").back().x);
     // What tells the stations apart; records of LAS 1.2, format 2, with two cell numbers.
     const Bytes las = readFile(stations / "a.las");
     const std::size_t first = wordAt(las, 96), size = 30, last = expected.size() - 1;
@@ -152,6 +159,25 @@ TEST(Merge, LeavesNothingWhereOneInputFails) {
     EXPECT_THROW(mergeScans(options), ScanError);
     EXPECT_EQ(stations.names(), before);
     EXPECT_EQ(run({"convert", stations.inputs[2], stations / "one.las", "--scan", "all"}).code, 0);
+}
+
+/// A name may be another scan's number.
+TEST(Merge, EachScanOfAFileIsTakenOnce) {
+    const Stations stations;
+    std::filesystem::rename(stations.inputs[0], stations / "2.ptx");
+    std::filesystem::create_directory(stations / "out");
+    EXPECT_EQ(run({"merge", stations / "2.ptx", stations / "hall.ptx", stations / "a.e57"}).code,
+              0);
+    EXPECT_EQ(
+        run({"convert", stations / "a.e57", "-o", stations / "out", "--to", "ptx", "--scan", "all"})
+            .code,
+        0);
+    EXPECT_EQ(openScan(stations / "out/a_1.ptx")->info().columns, 40u);
+    EXPECT_EQ(openScan(stations / "out/a_2.ptx")->info().columns, 300u);
+    writeFile(stations / "b.e57", readText(stations / "a.e57"));
+    MergeOptions options = stations.into("c.e57");
+    options.inputs = {stations / "a.e57", stations / "b.e57"};
+    EXPECT_EQ(mergeScans(options).scans.at(3).name, "hall 2");
 }
 
 TEST(Merge, ShowsALineForEachScan) {
