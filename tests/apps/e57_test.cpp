@@ -21,14 +21,6 @@ constexpr const char* kXyz =
     "<cartesianX type=\"Float\"/><cartesianY type=\"Float\"/>"
     "<cartesianZ type=\"Float\"/>";
 
-std::vector<CellPoint> readAll(const std::string& path, const scan::ReadOptions& options = {}) {
-    const std::unique_ptr<scan::ScanInput> input = scan::openScan(path, options);
-    std::vector<CellPoint> all, some;
-    for (input->read(some); !some.empty(); input->read(some))
-        all.insert(all.end(), some.begin(), some.end());
-    return all;
-}
-
 /// Five records in two packets whose streams do not end with the same record; the third measured
 /// nothing. Fields of 0, 2, 7, 9, 16, 32, 60 and 64 bits, one of them a text that is passed over.
 Bytes fileOfManyFields(const std::string& more) {

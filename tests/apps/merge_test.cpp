@@ -1,7 +1,5 @@
 #include "apps/damaged_scan.h"
 
-#include "layouts/alignment_matrix.h"
-
 #include <brisko_scan/merge.h>
 #include <brisko_scan/scan_error.h>
 
@@ -35,18 +33,6 @@ struct Stations : TempFolder {
                                        *this / "b/room.cl3"};
 };
 
-std::vector<CellPoint> alignedPoints(const std::string& path) {
-    const std::unique_ptr<ScanInput> input = openScan(path);
-    const AlignmentMatrix matrix(input->info().alignment);
-    std::vector<CellPoint> all, some;
-    for (input->read(some); !some.empty(); input->read(some)) {
-        for (CellPoint& point : some)
-            matrix.apply(point.x, point.y, point.z);
-        all.insert(all.end(), some.begin(), some.end());
-    }
-    return all;
-}
-
 TEST(Merge, KeepsEveryScanWhereAFileHoldsSeveral) {
     const Stations stations;
     for (const char* const extension : {".e57", ".ptx"}) {
@@ -75,7 +61,7 @@ TEST(Merge, MakesOneAlignedCloud) {
     const Stations stations;
     std::vector<CellPoint> expected;
     for (const std::string& input : stations.inputs) {
-        const std::vector<CellPoint> points = alignedPoints(input);
+        const std::vector<CellPoint> points = readAligned(input);
         expected.insert(expected.end(), points.begin(), points.end());
     }
     const struct {
@@ -89,7 +75,7 @@ TEST(Merge, MakesOneAlignedCloud) {
         EXPECT_EQ(mergeScans(options).points, expected.size()) << output;
         EXPECT_EQ(run({"check", options.each.output}).code, 0) << output;
         EXPECT_FALSE(openScan(options.each.output)->info().hasGrid) << output;
-        const std::vector<CellPoint> points = alignedPoints(options.each.output);
+        const std::vector<CellPoint> points = readAligned(options.each.output);
         ASSERT_EQ(points.size(), expected.size()) << output;
         for (std::size_t i = 0; i < points.size(); ++i) {
             ASSERT_NEAR(points[i].x, expected[i].x, 0.0001) << output << " " << i;
@@ -103,8 +89,8 @@ TEST(Merge, MakesOneAlignedCloud) {
     for (int i = 0; i < 6; ++i)
         many.inputs.insert(many.inputs.end(), stations.inputs.begin(), stations.inputs.end());
     EXPECT_EQ(mergeScans(many).points, 7 * expected.size());
-    EXPECT_EQ(alignedPoints(stations / "many.las").back().x,
-              alignedPoints(stations / "a.las").back().x);
+    EXPECT_EQ(readAligned(stations / "many.las").back().x,
+              readAligned(stations / "a.las").back().x);
     // What tells the stations apart; records of LAS 1.2, format 2, with two cell numbers.
     const Bytes las = readFile(stations / "a.las");
     const std::size_t first = wordAt(las, 96), size = 30, last = expected.size() - 1;
