@@ -1,6 +1,7 @@
 #pragma once
 
 #include "apps/made_scan.h"
+#include "layouts/alignment_matrix.h"
 #include "scan/formats/native/native_layout.h"
 #include "scan/formats/scan_input.h"
 #include "support/scan_bytes.h"
@@ -29,15 +30,28 @@ inline std::uint32_t wordAt(const Bytes& bytes, std::size_t offset) {
 /// A point and its cell, in a form that can be compared and sorted.
 using CellTuple = std::tuple<std::uint32_t, std::uint32_t, double, double, double, float>;
 
-/// All points of a scan as readers deliver them, sorted; without a grid all are in cell (0, 0).
+/// All points of a scan in the scanner's frame, or in the aligned one.
+inline std::vector<CellPoint> readAll(const std::string& path,
+                                      const scan::ReadOptions& options = {}) {
+    const std::unique_ptr<scan::ScanInput> input = scan::openScan(path, options);
+    std::vector<CellPoint> all, some;
+    for (input->read(some); !some.empty(); input->read(some))
+        all.insert(all.end(), some.begin(), some.end());
+    return all;
+}
+inline std::vector<CellPoint> readAligned(const std::string& path) {
+    const AlignmentMatrix matrix(scan::openScan(path)->info().alignment);
+    std::vector<CellPoint> all = readAll(path);
+    for (CellPoint& p : all)
+        matrix.apply(p.x, p.y, p.z);
+    return all;
+}
+
+/// The same, sorted; without a grid all are in cell (0, 0).
 inline std::vector<CellTuple> pointsIn(const std::string& path) {
-    const std::unique_ptr<scan::ScanInput> scan = scan::openScan(path);
     std::vector<CellTuple> all;
-    std::vector<CellPoint> some;
-    for (scan->read(some); !some.empty(); scan->read(some)) {
-        for (const CellPoint& p : some)
-            all.emplace_back(p.column, p.row, p.x, p.y, p.z, p.intensity);
-    }
+    for (const CellPoint& p : readAll(path))
+        all.emplace_back(p.column, p.row, p.x, p.y, p.z, p.intensity);
     std::sort(all.begin(), all.end());
     return all;
 }

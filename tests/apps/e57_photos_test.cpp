@@ -1,10 +1,9 @@
-#include "apps/tool_run.h"
+#include "apps/damaged_scan.h"
 #include "rvx_scan_colorizer/jpeg_file.h"
 #include "scan/formats/e57/xml_tree.h"
 #include "support/photo_station.h"
 
 #include <brisko_codec/scan_photos.h>
-#include <brisko_scan/scan_reader.h>
 
 #include <gtest/gtest.h>
 
@@ -97,21 +96,6 @@ void lookThrough(const XmlNode& image, const std::string& jpeg,
     }
 }
 
-std::vector<CellPoint> pointsOf(const std::string& path) {
-    constexpr std::size_t kMost = 20000;
-    std::vector<double> places(3 * kMost);
-    std::vector<std::uint8_t> colours(3 * kMost);
-    PointArrays arrays;
-    arrays.positions = places.data();
-    arrays.colours = colours.data();
-    std::vector<CellPoint> points(scan::ScanReader::open(path).read(arrays, kMost));
-    for (std::size_t i = 0; i < points.size(); ++i) {
-        std::memcpy(&points[i].x, &places[3 * i], 3 * sizeof(double));
-        std::memcpy(&points[i].red, &colours[3 * i], 3);
-    }
-    return points;
-}
-
 TEST(E57Photos, ShowThePointsWhereTheFileSays) {
     // Photos that are stored turned by a quarter, turned by half, upright, and with cameras of their own.
     for (const char* const kind : {"classic", "W30", "offset", "own"}) {
@@ -123,7 +107,7 @@ TEST(E57Photos, ShowThePointsWhereTheFileSays) {
         const std::string guid = xml.child("data3D")->children[0].child("guid")->text;
         ASSERT_EQ(run({"images", output, "-o", folder.path().string()}).code, 0) << kind;
         EXPECT_EQ(run({"check", output}).code, 0) << kind;
-        const std::vector<CellPoint> points = pointsOf(output);
+        const std::vector<CellPoint> points = readAligned(output);
         Seen seen;
         int number = 0;
         for (const XmlNode& image : xml.child("images2D")->children) {

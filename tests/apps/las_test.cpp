@@ -56,14 +56,6 @@ Bytes lasPoint(std::size_t size, std::size_t offset = 0, const Bytes& with = {})
     return offset > 0 ? patched(point, offset, with) : point;
 }
 
-std::vector<CellPoint> read(const std::string& path, const ReadOptions& options = {}) {
-    const auto input = openScan(path, options);
-    std::vector<CellPoint> all, some;
-    for (input->read(some); !some.empty(); input->read(some))
-        all.insert(all.end(), some.begin(), some.end());
-    return all;
-}
-
 TEST(Las, EveryPointFormatIsReadFromItsOwnOffsets) {
     constexpr struct {
         std::uint8_t format;
@@ -76,7 +68,7 @@ TEST(Las, EveryPointFormatIsReadFromItsOwnOffsets) {
             SCOPED_TRACE(testing::Message() << "1." << minor << ", format " << int{format});
             const Bytes point = lasPoint(size + 3, colour, u16s({65535, 256, 1}));
             writeFile(folder / "a.las", lasFile(minor, format, {point, point}));
-            const std::vector<CellPoint> points = read(folder / "a.las");
+            const std::vector<CellPoint> points = readAll(folder / "a.las");
             ASSERT_EQ(points.size(), 2U);
             const CellPoint& p = points[1];
             EXPECT_EQ(std::tuple(p.x, p.y, p.z, p.intensity), std::tuple(501, 498, 503, 2200));
@@ -98,7 +90,7 @@ TEST(Las, ScalesOfColourAndIntensityAndTheGridAreThoseOfTheWholeFile) {
             points.push_back(
                 lasPoint(32, 20, u16s({colour, 0, 0, column, row % 65536, row / 65536})));
         writeFile(folder / "a.las", lasFile(2, 2, points, true));
-        return read(folder / "a.las", {.intensities = IntensityRange{65533, 65537}});
+        return readAll(folder / "a.las", {.intensities = IntensityRange{65533, 65537}});
     };
     EXPECT_EQ(write(255)[1].red, 255);
     const std::vector<CellPoint> points = write(256);
@@ -154,7 +146,7 @@ TEST(Las, WhatCannotBeReadIsRefusedWithTheReason) {
                                        {235, Bytes(12, 0xff)},
                                        {235, {0xc1, 1, 0, 0, 0, 0, 0, 0, 9}}}) {
         writeFile(path, patched(sound, offset, with));
-        EXPECT_EQ(read(path).size(), 2U);
+        EXPECT_EQ(readAll(path).size(), 2U);
     }
 }
 
@@ -175,8 +167,9 @@ void expectClose(const std::vector<CellPoint>& before, const std::vector<CellPoi
 TEST(Las, CellsColoursAndMissingReturnsComeBackFromBothVersions) {
     const TempFolder folder;
     writeTiledScan(folder, "a");
-    const auto before = read(folder / "a.cl3");
-    const auto moved = read(convert(folder / "a.cl3", folder / "moved.cl3", {"--apply-alignment"}));
+    const auto before = readAll(folder / "a.cl3");
+    const auto moved =
+        readAll(convert(folder / "a.cl3", folder / "moved.cl3", {"--apply-alignment"}));
     for (const auto& [option, value, precision] : {std::tuple("--las-version", "1.2", 1e-4),
                                                    {"--las-version", "1.4", 1e-4},
                                                    {"--precision", "0.000001", 1e-6}}) {
@@ -186,7 +179,7 @@ TEST(Las, CellsColoursAndMissingReturnsComeBackFromBothVersions) {
         EXPECT_TRUE(check.findings.empty() && check.notes.empty());
         const std::string info = run({"info", "--json", folder / "a.las"}).out;
         EXPECT_TRUE(contains(info, "\"columns\": 300") && contains(info, "\"text\": \"brisko 1."));
-        expectClose(before, read(convert(folder / "a.las", folder / "b.cl3")), precision);
+        expectClose(before, readAll(convert(folder / "a.las", folder / "b.cl3")), precision);
         const auto after = openScan(folder / "b.cl3");
         EXPECT_EQ(after->info().rows, 270U);
         EXPECT_EQ(std::to_array(after->info().alignment.matrix),
@@ -195,7 +188,7 @@ TEST(Las, CellsColoursAndMissingReturnsComeBackFromBothVersions) {
     // Another program's name: the points may lie, and come, otherwise; then a cell that no grid has.
     const Bytes foreign = patched(readFile(folder / "a.las"), 58, {'X'});
     writeFile(folder / "c.las", foreign);
-    expectClose(moved, read(convert(folder / "c.las", folder / "c.cl3")), 1e-6);
+    expectClose(moved, readAll(convert(folder / "c.las", folder / "c.cl3")), 1e-6);
     writeFile(folder / "c.las", patched(foreign, foreign.size() - 4, {0, 2}));
     EXPECT_EQ(run({"check", folder / "c.las"}).code, 3);
     EXPECT_EQ(run({"convert", folder / "c.las", folder / "c.ply"}).code, 3);
@@ -222,7 +215,7 @@ TEST(Las, WhatHasNoPlaceIsReportedOrRefused) {
         EXPECT_TRUE(contains(result.err, message)) << result.err;
         EXPECT_EQ(std::filesystem::exists(folder / "a.las"), code == 0);
     }
-    EXPECT_EQ(read(folder / "a.las")[1].x, 300000);
+    EXPECT_EQ(readAll(folder / "a.las")[1].x, 300000);
 }
 
 TEST(Las, RealFilesHoldWhatTheirHeadersSay) {

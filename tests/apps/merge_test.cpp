@@ -1,7 +1,5 @@
 #include "apps/damaged_scan.h"
 
-#include "layouts/alignment_matrix.h"
-
 #include <brisko_scan/merge.h>
 #include <brisko_scan/scan_error.h>
 
@@ -35,18 +33,6 @@ struct Stations : TempFolder {
                                        *this / "b/room.cl3"};
 };
 
-std::vector<CellPoint> alignedPoints(const std::string& path) {
-    const std::unique_ptr<ScanInput> input = openScan(path);
-    const AlignmentMatrix matrix(input->info().alignment);
-    std::vector<CellPoint> all, some;
-    for (input->read(some); !some.empty(); input->read(some)) {
-        for (CellPoint& point : some)
-            matrix.apply(point.x, point.y, point.z);
-        all.insert(all.end(), some.begin(), some.end());
-    }
-    return all;
-}
-
 TEST(Merge, KeepsEveryScanWhereAFileHoldsSeveral) {
     const Stations stations;
     for (const char* const extension : {".e57", ".ptx"}) {
@@ -75,7 +61,7 @@ TEST(Merge, MakesOneAlignedCloud) {
     const Stations stations;
     std::vector<CellPoint> expected;
     for (const std::string& input : stations.inputs) {
-        const std::vector<CellPoint> points = alignedPoints(input);
+        const std::vector<CellPoint> points = readAligned(input);
         expected.insert(expected.end(), points.begin(), points.end());
     }
     const struct {
@@ -89,7 +75,7 @@ TEST(Merge, MakesOneAlignedCloud) {
         EXPECT_EQ(mergeScans(options).points, expected.size()) << output;
         EXPECT_EQ(run({"check", options.each.output}).code, 0) << output;
         EXPECT_FALSE(openScan(options.each.output)->info().hasGrid) << output;
-        const std::vector<CellPoint> points = alignedPoints(options.each.output);
+        const std::vector<CellPoint> points = readAligned(options.each.output);
         ASSERT_EQ(points.size(), expected.size()) << output;
         for (std::size_t i = 0; i < points.size(); ++i) {
             ASSERT_NEAR(points[i].x, expected[i].x, 0.0001) << output << " " << i;
@@ -98,6 +84,13 @@ TEST(Merge, MakesOneAlignedCloud) {
             ASSERT_EQ(points[i].green, expected[i].green) << output << " " << i;
         }
     }
+    // More inputs than are kept open.
+    MergeOptions many = stations.into("many.las");
+    for (int i = 0; i < 6; ++i)
+        many.inputs.insert(many.inputs.end(), stations.inputs.begin(), stations.inputs.end());
+    EXPECT_EQ(mergeScans(many).points, 7 * expected.size());
+    EXPECT_EQ(readAligned(stations / "many.las").back().x,
+              readAligned(stations / "a.las").back().x);
     // What tells the stations apart; records of LAS 1.2, format 2, with two cell numbers.
     const Bytes las = readFile(stations / "a.las");
     const std::size_t first = wordAt(las, 96), size = 30, last = expected.size() - 1;
@@ -152,6 +145,25 @@ TEST(Merge, LeavesNothingWhereOneInputFails) {
     EXPECT_THROW(mergeScans(options), ScanError);
     EXPECT_EQ(stations.names(), before);
     EXPECT_EQ(run({"convert", stations.inputs[2], stations / "one.las", "--scan", "all"}).code, 0);
+}
+
+/// A name may be another scan's number.
+TEST(Merge, EachScanOfAFileIsTakenOnce) {
+    const Stations stations;
+    std::filesystem::rename(stations.inputs[0], stations / "2.ptx");
+    std::filesystem::create_directory(stations / "out");
+    EXPECT_EQ(run({"merge", stations / "2.ptx", stations / "hall.ptx", stations / "a.e57"}).code,
+              0);
+    EXPECT_EQ(
+        run({"convert", stations / "a.e57", "-o", stations / "out", "--to", "ptx", "--scan", "all"})
+            .code,
+        0);
+    EXPECT_EQ(openScan(stations / "out/a_1.ptx")->info().columns, 40u);
+    EXPECT_EQ(openScan(stations / "out/a_2.ptx")->info().columns, 300u);
+    writeFile(stations / "b.e57", readText(stations / "a.e57"));
+    MergeOptions options = stations.into("c.e57");
+    options.inputs = {stations / "a.e57", stations / "b.e57"};
+    EXPECT_EQ(mergeScans(options).scans.at(3).name, "hall 2");
 }
 
 TEST(Merge, ShowsALineForEachScan) {

@@ -138,6 +138,14 @@ bool convertWithTool(Arguments& arguments) {
     return withTool([&] { scan::convertScan(optionsFor<scan::ConvertOptions>(arguments)); });
 }
 
+bool convertWithPhotos(Arguments& arguments) {
+    return withTool([&] {
+        auto options = optionsFor<scan::ConvertOptions>(arguments);
+        options.input = readersFolder() + "/grid.cl3";
+        scan::convertScan(options);
+    });
+}
+
 bool mergeWithTool(Arguments& arguments) {
     return withTool([&] {
         scan::MergeOptions options;
@@ -227,6 +235,7 @@ std::vector<Job> toolJobs() {
         {"ToE57", indexedScan, guarded<convertWithTool>, "a.cl3", "b.e57"},
         {"FromE57", e57Scan, guarded<convertWithTool>, "a.e57", "b.cl3"},
         {"ScansToE57", indexedScan, guarded<mergeWithTool>, "a.cl3", "b.e57"},
+        {"PhotosToE57", nothing, guarded<convertWithPhotos>, "", "b.e57", "", kInput},
         {"ToPcd", indexedScan, guarded<convertWithTool>, "a.cl3", "b.pcd"},
         {"Gridded", cloud, guarded<gridWithTool>, "a.xyz", "b.cl3"},
         {"Colour", nothing, guarded<colourWithTool>, "", "b.cl3", "", kInput},

@@ -18,10 +18,10 @@ namespace brisko::scan {
 /// does not have is null.
 struct FormatDriver {
     Format traits;
-    bool needsColumnOrder;  // an output needs its points column by column
-    bool colourIsOptional;  // an output has colours or not, as a whole
-    bool hasPlainForm;      // an output may be without its index
-    bool holdsScans;        // an output may hold several scans
+    bool needsColumnOrder;    // an output needs its points column by column
+    bool colourIsOptional;    // an output has colours or not, as a whole
+    bool hasPlainForm;        // an output may be without its index
+    bool holdsScans = false;  // an output may hold several scans
 
     std::unique_ptr<ScanInput> (*open)(const std::string& path, const ReadOptions& options);
     /// The scans of a file that may hold several; null for formats of one scan a file.

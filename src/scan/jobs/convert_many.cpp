@@ -26,11 +26,11 @@ public:
         ConvertTask task;
         task.input = input;
         try {
-            const std::size_t scans = scan == "all" ? countScans(input) : 1;
-            for (std::size_t number = 1; number <= scans; ++number) {
-                const bool isOneOfSeveral = scans > 1;
-                task.scan = isOneOfSeveral ? std::to_string(number) : scan == "all" ? "" : scan;
-                task.output = outputOf(input, isOneOfSeveral ? "_" + task.scan : "");
+            const std::vector<std::string> scans =
+                scan == "all" ? scanChoicesOf(input) : std::vector{scan};
+            for (std::size_t i = 0; i < scans.size(); ++i) {
+                task.scan = scans[i];
+                task.output = outputOf(input, scans.size() > 1 ? "_" + std::to_string(i + 1) : "");
                 addOutput(task);
             }
         } catch (const ScanError& error) {
@@ -41,11 +41,6 @@ public:
     std::vector<ConvertTask> take() { return std::move(m_tasks); }
 
 private:
-    static std::size_t countScans(const std::string& input) {
-        const FormatDriver& driver = readerOf(input);
-        return driver.list ? driver.list(input).size() : 1;
-    }
-
     std::string outputOf(const std::string& input, const std::string& suffix) const {
         const fs::path name = fs::path(input).stem().string() + suffix + m_extension;
         return (fs::path(m_folder) / name).string();

@@ -2,6 +2,8 @@
 
 #include "scan/formats/format_table.h"
 
+#include <brisko_scan/scan_error.h>
+
 #include <glob.h>
 #include <algorithm>
 #include <filesystem>
@@ -56,12 +58,22 @@ std::vector<std::string> scanChoicesOf(const std::string& path) {
     if (!driver.list) return {""};
     const std::vector<ScanEntry> entries = driver.list(path);
     if (entries.size() == 1) return {""};
+    const auto count = [&](const std::string& name) {
+        return std::count_if(entries.begin(), entries.end(),
+                             [&](const ScanEntry& entry) { return entry.name == name; });
+    };
     std::vector<std::string> choices;
     for (const ScanEntry& entry : entries) {
-        const auto isNamesake = [&](const ScanEntry& other) { return other.name == entry.name; };
-        const bool isUnique = std::count_if(entries.begin(), entries.end(), isNamesake) == 1;
-        const bool isName = isUnique && !entry.name.empty();
-        choices.push_back(isName ? entry.name : std::to_string(choices.size() + 1));
+        if (!entry.name.empty() && count(entry.name) == 1) {
+            choices.push_back(entry.name);
+            continue;
+        }
+        choices.push_back(std::to_string(choices.size() + 1));
+        if (count(choices.back()) > 0) {
+            throw ScanError(ErrorKind::Request, path,
+                            "its scan " + choices.back() +
+                                " cannot be told from the one that has this number as its name");
+        }
     }
     return choices;
 }

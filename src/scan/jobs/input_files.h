@@ -10,7 +10,8 @@ namespace brisko::scan {
 std::vector<std::string> filesOf(const std::string& input);
 
 /// What chooses each scan of a file, one after the other: its name where no other scan has it, else its
-/// number. One empty text for a file of a single scan. Throws ScanError.
+/// number. One empty text for a file of a single scan.
+/// Throws ScanError: Request also where a scan without a name of its own has a number that is another's name.
 std::vector<std::string> scanChoicesOf(const std::string& path);
 
 }  // namespace brisko::scan

@@ -7,7 +7,8 @@
 #include "layouts/records.h"
 
 #include <algorithm>
-#include <iterator>
+#include <array>
+#include <limits>
 #include <vector>
 
 namespace brisko::scan {
@@ -23,21 +24,6 @@ e57::RecordChoice choiceOf(const OutputTarget& target) {
     choice.precision = target.precision;
     return choice;
 }
-
-/// Around points; all 0 without any.
-struct Extent {
-    void add(const CellPoint& p) {
-        const double place[3] = {p.x, p.y, p.z};
-        for (int axis = 0; axis < 3; ++axis) {
-            min[axis] = isEmpty ? place[axis] : std::min(min[axis], place[axis]);
-            max[axis] = isEmpty ? place[axis] : std::max(max[axis], place[axis]);
-        }
-        isEmpty = false;
-    }
-
-    double min[3] = {0, 0, 0}, max[3] = {0, 0, 0};
-    bool isEmpty = true;
-};
 
 /// A file of scans, one after the other. A matrix that is no pose moves the points.
 class E57Output : public ScanOutput {
@@ -60,7 +46,7 @@ public:
         }
         for (CellPoint& point : m_kept) {
             if (!m_isPose) m_matrix.apply(point.x, point.y, point.z);
-            m_box.add(point);
+            widen(point);
             count(point);
         }
         m_records->write(m_kept);
@@ -91,9 +77,15 @@ private:
     void begin(const OutputTarget& target) {
         m_target = target;
         m_isPose = e57::isRigid(target.matrix);
+        if (!m_isPose) {
+            m_remark =
+                "a matrix is no rigid motion, which a pose has no place for; the points are "
+                "aligned";
+        }
         m_matrix = AlignmentMatrix(target.matrix);
         m_choice = choiceOf(target);
-        m_box = {};
+        m_min.fill(std::numeric_limits<double>::infinity());
+        m_max.fill(-std::numeric_limits<double>::infinity());
         m_records.emplace(m_pages, m_choice, target.shownPath);
     }
 
@@ -137,6 +129,14 @@ private:
         return true;
     }
 
+    void widen(const CellPoint& p) {
+        const double place[3] = {p.x, p.y, p.z};
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            m_min[axis] = std::min(m_min[axis], place[axis]);
+            m_max[axis] = std::max(m_max[axis], place[axis]);
+        }
+    }
+
     /// A scan without a guid gets one when all is written: it comes from the content.
     e57::ScanText scanText() const {
         e57::ScanText text;
@@ -147,8 +147,10 @@ private:
         text.hasGrid = m_choice.hasGrid;
         text.columns = m_target.columns;
         text.rows = m_target.rows;
-        std::copy(std::begin(m_box.min), std::end(m_box.min), text.min);
-        std::copy(std::begin(m_box.max), std::end(m_box.max), text.max);
+        if (m_records->records() > 0) {
+            std::copy(m_min.begin(), m_min.end(), text.min);
+            std::copy(m_max.begin(), m_max.end(), text.max);
+        }
         text.fields = m_records->fields();
         text.section = m_records->section();
         text.records = m_records->records();
@@ -170,7 +172,7 @@ private:
     bool m_isPose = true;
     AlignmentMatrix m_matrix;
     e57::RecordChoice m_choice;
-    Extent m_box;
+    std::array<double, 3> m_min = {}, m_max = {};  // metres
     std::optional<e57::RecordWriter> m_records;
     std::vector<CellPoint> m_kept;  // of the points at hand
 };
