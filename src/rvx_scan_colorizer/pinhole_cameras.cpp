@@ -26,7 +26,7 @@ Vector3 crossed(const Vector3& a, const Vector3& b) {
 /// The axes of a camera in the scanner's frame: to the right, up and backwards. Files round them; these
 /// are of length 1 and stand upright on each other.
 struct Axes {
-    Vector3 right, up, back;
+    Vector3 right, up, back{};
 
     explicit Axes(const Matrix3& rotation) : right(rotation.rows[0]), up(rotation.rows[1]) {
         right = scaled(right, 1 / std::sqrt(dot(right, right)));

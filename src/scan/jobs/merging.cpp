@@ -194,6 +194,7 @@ std::vector<MergeSource> sourcesIn(const std::string& path) {
     const std::vector<std::string> choices = scanChoicesOf(path);
     if (choices.empty()) throw ScanError(ErrorKind::Request, path, "holds no scan");
     std::vector<MergeSource> sources;
+    sources.reserve(choices.size());
     for (const std::string& scan : choices)
         sources.push_back({path, scan, bytesOf(path) / choices.size()});
     return sources;
