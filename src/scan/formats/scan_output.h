@@ -102,6 +102,24 @@ private:
     std::uint32_t m_band = 0;
 };
 
+/// Finds out in which order the columns of points come.
+class ColumnBands {
+public:
+    void add(std::uint32_t column) {
+        m_single &= column >= m_last;
+        m_band &= column / kBand >= m_last / kBand;
+        m_last = column;
+    }
+    /// 1: column by column, 256: by bands of so many, 0: in any other order.
+    std::uint32_t bandColumns() const { return m_single ? 1 : m_band ? kBand : 0; }
+
+private:
+    static constexpr std::uint32_t kBand = 256;
+
+    std::uint32_t m_last = 0;
+    bool m_single = true, m_band = true;
+};
+
 // One of each, in files of their own.
 std::unique_ptr<ScanOutput> createCL3Output(const OutputTarget& target);
 std::unique_ptr<ScanOutput> createCLROutput(const OutputTarget& target);

@@ -150,6 +150,14 @@ std::optional<IndexBounds> readBounds(const XmlNode* bounds, const std::string& 
     return read;
 }
 
+std::uint32_t readBands(const XmlNode& scan) {
+    const XmlNode* const bands = scan.child(kBandElement);
+    if (!bands) return 0;
+    constexpr std::uint32_t kBand = 256;  // columns that native scans keep together
+    const auto columns = toWhole<std::uint32_t>(bands->text, bands->name);
+    return columns == 1 || columns == kBand ? columns : 0;
+}
+
 Alignment readPose(const XmlNode& scan) {
     const XmlNode* const pose = scan.child("pose");
     if (!pose) return {};
@@ -197,6 +205,7 @@ Scan readScan(const XmlNode& node) {
     const XmlNode* const bounds = node.child("indexBounds");
     scan.columns = readBounds(bounds, "column");
     scan.rows = readBounds(bounds, "row");
+    scan.bandColumns = readBands(node);
     scan.intensityLimits = readLimits(node.child("intensityLimits"), "intensity");
     const XmlNode* const colours = node.child("colorLimits");
     scan.colourLimits = {readLimits(colours, "colorRed"), readLimits(colours, "colorGreen"),

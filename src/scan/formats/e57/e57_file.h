@@ -19,6 +19,9 @@ namespace brisko::scan::e57 {
 
 /// An element beside the pose that keeps its matrix to the last digit, and what declares it.
 inline constexpr const char* kMatrixElement = "brisko:matrix";
+/// An element that names the order of a scan's points, so that no pass has to find it out: they come by bands of
+/// so many columns, 1 or 256.
+inline constexpr const char* kBandElement = "brisko:bandColumns";
 inline constexpr const char* kExtension = "xmlns:brisko=\"urn:brisko:e57:1\"";
 
 /// A field of a scan's records: one stream of its packets.
@@ -55,6 +58,7 @@ struct Scan {
     Alignment pose;                              // source None where there is none
     std::shared_ptr<const CLFileHeader> header;  // of a native scan that became this one; else null
     std::optional<IndexBounds> columns, rows;
+    std::uint32_t bandColumns = 0;  // as the file names the order of its points; 0: it does not
     std::optional<IntensityRange> intensityLimits;
     std::array<std::optional<IntensityRange>, 3> colourLimits;  // red, green, blue
 

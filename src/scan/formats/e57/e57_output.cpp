@@ -47,6 +47,7 @@ public:
         for (CellPoint& point : m_kept) {
             if (!m_isPose) m_matrix.apply(point.x, point.y, point.z);
             widen(point);
+            m_order.add(point.column);
             count(point);
         }
         m_records->write(m_kept);
@@ -84,6 +85,7 @@ private:
         }
         m_matrix = AlignmentMatrix(target.matrix);
         m_choice = choiceOf(target);
+        m_order = {};
         m_min.fill(std::numeric_limits<double>::infinity());
         m_max.fill(-std::numeric_limits<double>::infinity());
         m_records.emplace(m_pages, m_choice, target.shownPath);
@@ -147,6 +149,7 @@ private:
         text.hasGrid = m_choice.hasGrid;
         text.columns = m_target.columns;
         text.rows = m_target.rows;
+        if (m_choice.hasGrid) text.bandColumns = m_order.bandColumns();
         if (m_records->records() > 0) {
             std::copy(m_min.begin(), m_min.end(), text.min);
             std::copy(m_max.begin(), m_max.end(), text.max);
@@ -172,6 +175,7 @@ private:
     bool m_isPose = true;
     AlignmentMatrix m_matrix;
     e57::RecordChoice m_choice;
+    ColumnBands m_order;
     std::array<double, 3> m_min = {}, m_max = {};  // metres
     std::optional<e57::RecordWriter> m_records;
     std::vector<CellPoint> m_kept;  // of the points at hand

@@ -32,7 +32,7 @@ std::uint8_t toByte(double colour) {
 }  // namespace
 
 RecordPoints::RecordPoints(PageReader& pages, const Scan& scan, const PointRule& rule)
-    : m_scan(scan), m_rule(rule) {
+    : m_path(pages.path()), m_scan(scan), m_rule(rule) {
     wantCoordinates(pages.path());
     m_returnIndex = want("returnIndex");
     if (rule.hasGrid) {
@@ -162,15 +162,37 @@ void RecordPoints::readColours(CellPoint* points) const {
     });
 }
 
-void RecordPoints::readCells(CellPoint* points) const {
+/// What the file says of its grid holds for every record, or the file is damaged.
+void RecordPoints::readCells(CellPoint* points) {
     if (!m_rule.hasGrid) return;
     const std::int64_t firstColumn = m_rule.firstColumn, firstRow = m_rule.firstRow;
-    m_stream->wholes(*m_column, [=](std::size_t i, std::int64_t column) {
-        points[i].column = static_cast<std::uint32_t>(column - firstColumn);
+    const std::uint32_t band = std::max(m_rule.bandColumns, 1U);
+    std::uint32_t largestColumn = 0, largestRow = 0, last = m_lastColumn;
+    bool isInOrder = true;
+    m_stream->wholes(*m_column, [&](std::size_t i, std::int64_t column) {
+        const auto place = static_cast<std::uint32_t>(column - firstColumn);
+        points[i].column = place;
+        if (place == last) return;
+        isInOrder &= place / band >= last / band;
+        largestColumn = std::max(largestColumn, place);
+        last = place;
     });
-    m_stream->wholes(*m_row, [=](std::size_t i, std::int64_t row) {
-        points[i].row = static_cast<std::uint32_t>(row - firstRow);
+    m_stream->wholes(*m_row, [&](std::size_t i, std::int64_t row) {
+        const auto place = static_cast<std::uint32_t>(row - firstRow);
+        points[i].row = place;
+        largestRow = std::max(largestRow, place);
     });
+    m_lastColumn = last;
+    if (largestColumn >= m_rule.columns || largestRow >= m_rule.rows) {
+        failDamaged("a record lies outside the grid that the file names");
+    }
+    if (m_rule.bandColumns > 0 && !isInOrder) {
+        failDamaged("its records are not in the order that the file names");
+    }
+}
+
+void RecordPoints::failDamaged(const std::string& reason) const {
+    throw ScanError(ErrorKind::Damaged, m_path, "scan \"" + m_scan.name + "\": " + reason);
 }
 
 /// States other than 0 say that nothing, or only a direction was measured.

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace brisko::scan::e57 {
@@ -14,6 +15,8 @@ namespace brisko::scan::e57 {
 struct PointRule {
     std::int64_t firstColumn = 0, firstRow = 0;  // of the file, which become 0
     bool hasGrid = false;
+    std::uint32_t columns = 0, rows = 0;        // of the grid
+    std::uint32_t bandColumns = 0;              // points come by bands of so many; 0: in any order
     std::optional<IntensityRange> intensities;  // of the file, which become 0 to 2200
 };
 
@@ -50,12 +53,15 @@ private:
     void readCoordinates(CellPoint* points) const;
     void readIntensities(CellPoint* points) const;
     void readColours(CellPoint* points) const;
-    void readCells(CellPoint* points) const;
+    void readCells(CellPoint* points);
     void markInvalid();
     void compact(std::vector<CellPoint>& points);
+    [[noreturn]] void failDamaged(const std::string& reason) const;
 
+    std::string m_path;
     const Scan& m_scan;
     PointRule m_rule;
+    std::uint32_t m_lastColumn = 0;
     std::vector<std::size_t> m_fields;  // of the scan, one for each column of the stream
     Place m_coordinates[3], m_state, m_returnIndex;
     bool m_isSpherical = false;

@@ -80,6 +80,7 @@ void writeBounds(XmlWriter& xml, const ScanText& scan) {
         xml.whole("columnMinimum", 0);
         xml.whole("columnMaximum", scan.columns - 1);
         xml.close();
+        if (scan.bandColumns > 0) xml.whole(kBandElement, scan.bandColumns);
     }
     xml.openStructure("cartesianBounds");
     for (std::size_t axis = 0; axis < 3; ++axis) {

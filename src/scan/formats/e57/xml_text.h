@@ -18,6 +18,7 @@ struct ScanText {
     Matrix matrix = kIdentityMatrix;  // rigid
     bool hasGrid = false;
     std::uint32_t columns = 0, rows = 0;
+    std::uint32_t bandColumns = 0;  // points come by bands of so many; 0: in any order
     double min[3] = {0, 0, 0},
            max[3] = {0, 0, 0};  // metres, scanner's frame; of at least one record
     std::vector<Field> fields;

@@ -136,7 +136,7 @@ std::size_t LasEncoder::encodeAll(std::span<const CellPoint> points, std::uint8_
             storeU32(out + kEmptySize, p.column);
             storeU32(out + kEmptySize + 4, p.row);
         }
-        if constexpr (kCells != LasCells::None) noteOrder(p.column);
+        if constexpr (kCells != LasCells::None) m_order.add(p.column);
         out += kSize;
     }
     m_extent = extent;
@@ -144,12 +144,6 @@ std::size_t LasEncoder::encodeAll(std::span<const CellPoint> points, std::uint8_
     m_coloured += coloured;
     m_beyondScale += beyondScale;
     return static_cast<std::size_t>(out - begin) / kSize;
-}
-
-void LasEncoder::noteOrder(std::uint32_t column) {
-    m_byColumn &= column >= m_lastColumn;
-    m_byBand &= column / kBand >= m_lastColumn / kBand;
-    m_lastColumn = column;
 }
 
 void LasEncoder::leaveOut(const CellPoint& p) {

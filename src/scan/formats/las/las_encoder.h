@@ -1,6 +1,7 @@
 #pragma once
 
 #include "scan/formats/las/las_layout.h"
+#include "scan/formats/scan_output.h"
 
 #include <brisko_codec/cell_reader.h>
 #include <brisko_scan/convert.h>
@@ -63,10 +64,9 @@ public:
     const LeftOut& leftOut() const { return m_leftOut; }
     bool hasWholeIntensities() const { return m_isWhole; }
     /// As LasScanRecord has it.
-    std::uint32_t bandColumns() const { return m_byColumn ? 1 : m_byBand ? kBand : 0; }
+    std::uint32_t bandColumns() const { return m_order.bandColumns(); }
 
 private:
-    static constexpr std::uint32_t kBand = 256;  // columns
     static constexpr std::int32_t kLeast = std::numeric_limits<std::int32_t>::min();
     static constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
 
@@ -84,7 +84,6 @@ private:
     std::size_t encodeAll(std::span<const CellPoint> points, std::uint8_t* out);
 
     bool isInGrid(const CellPoint& p) const { return p.column < m_columnEnd && p.row < m_rowEnd; }
-    void noteOrder(std::uint32_t column);
     void leaveOut(const CellPoint& p);
     std::array<double, 3> toMetres(const std::array<std::int32_t, 3>& place) const;
 
@@ -99,8 +98,7 @@ private:
     bool m_isWhole = true;  // all intensities
     std::uint64_t m_coloured = 0, m_beyondScale = 0;
     LeftOut m_leftOut;
-    bool m_byColumn = true, m_byBand = true;
-    std::uint32_t m_lastColumn = 0;
+    ColumnBands m_order;
 };
 
 }  // namespace brisko::scan
