@@ -139,11 +139,30 @@ TEST(E57, RefusesWhatItCannotRead) {
         "<cartesianX type=\"Integer\" minimum=\"1\" maximum=\"1\"/>"
         "<cartesianY type=\"Integer\" minimum=\"1\" maximum=\"1\"/>"
         "<cartesianZ type=\"Integer\" minimum=\"1\" maximum=\"1\"/>";
+    // What a file of ours says of its grid, and the columns of its two records.
+    const auto withGrid = [&](std::uint64_t last, const std::vector<std::uint64_t>& columns) {
+        const std::string grid =
+            "<indexBounds type=\"Structure\"><rowMinimum type=\"Integer\">0</rowMinimum>"
+            "<rowMaximum type=\"Integer\">0</rowMaximum><columnMinimum type=\"Integer\">0"
+            "</columnMinimum><columnMaximum type=\"Integer\">" +
+            std::to_string(last) +
+            "</columnMaximum></indexBounds><brisko:bandColumns xmlns:brisko=\"urn:brisko:e57:1\" "
+            "type=\"Integer\">1</brisko:bandColumns>";
+        const Bytes n = e57Numbers<double>({1, 2});
+        return e57File(e57Section({e57Packet({n, n, n, {}, e57Bits(columns, 2)})}),
+                       e57Xml(2,
+                              std::string(kXyz) +
+                                  "<rowIndex type=\"Integer\" minimum=\"0\" maximum=\"0\"/>"
+                                  "<columnIndex type=\"Integer\" minimum=\"0\" maximum=\"3\"/>",
+                              grid));
+    };
     const struct {
         const char* what;
         Bytes bytes;
         const char* message;
     } cases[] = {
+        {"a cell outside the grid", withGrid(2, {0, 3}), "outside the grid"},
+        {"another order than named", withGrid(2, {2, 1}), "order"},
         {"a byte changed", patched(sound, 500, {99}), "checksum"},
         {"very short", cutTo(sound, 40), "too short"},
         {"cut inside a page", cutTo(sound, 1000), "announces"},
@@ -190,6 +209,8 @@ TEST(E57, RefusesWhatItCannotRead) {
     writeFile(folder / "a.e57", sound);
     EXPECT_EQ(readAll(folder / "a.e57").size(), 2u);
     EXPECT_TRUE(scan::checkScan(folder / "a.e57", 5).findings.empty());
+    writeFile(folder / "a.e57", withGrid(2, {1, 2}));
+    EXPECT_EQ(readAll(folder / "a.e57").size(), 2u);
 }
 
 TEST(E57, KeepsNativeScansToTheByte) {

@@ -72,9 +72,8 @@ private:
     void checkScan(e57::File& file, const e57::Scan& scan) {
         TaskProgress progress(m_progressOf, "check", scan.records, "records");
         try {
-            e57::PointRule rule;
-            rule.intensities = e57::surveyScan(file.pages(), scan).intensities;
-            e57::RecordPoints points(file.pages(), scan, rule);
+            e57::RecordPoints points(file.pages(), scan,
+                                     e57::ruleOf(e57::surveyScan(file.pages(), scan)));
             std::vector<CellPoint> batch;
             do {
                 points.read(batch, 1 << 15);

@@ -71,28 +71,13 @@ void E57Input::takeInfo() {
 }
 
 void E57Input::takeGrid(const ReadOptions& options) {
-    const e57::ScanSurvey survey =
-        isOrderNamed() ? e57::ScanSurvey{m_scan.columns, m_scan.rows, m_scan.bandColumns, {}}
-                       : e57::surveyScan(m_file.pages(), m_scan);
-    m_rule.intensities = options.intensities ? options.intensities : survey.intensities;
-    if (!survey.columns || !survey.rows) return;
-    m_rule.hasGrid = true;
-    m_rule.firstColumn = survey.columns->minimum;
-    m_rule.firstRow = survey.rows->minimum;
+    m_rule = e57::ruleOf(e57::surveyScan(m_file.pages(), m_scan));
+    if (options.intensities) m_rule.intensities = options.intensities;
+    if (!m_rule.hasGrid) return;
     m_info.hasGrid = true;
-    m_info.columns = countOf(survey.columns);
-    m_info.rows = countOf(survey.rows);
-    m_info.bandColumns = survey.bandColumns > 0 ? survey.bandColumns : m_info.columns;
-    m_rule.columns = m_info.columns;
-    m_rule.rows = m_info.rows;
-    m_rule.bandColumns = survey.bandColumns;
-}
-
-/// Whether the file itself says all that a survey would find.
-bool E57Input::isOrderNamed() const {
-    const std::uint64_t columns = countOf(m_scan.columns), rows = countOf(m_scan.rows);
-    return m_scan.bandColumns > 0 && m_scan.hasGrid() && e57::namesIntensities(m_scan) &&
-           m_scan.records <= columns * rows;
+    m_info.columns = m_rule.columns;
+    m_info.rows = m_rule.rows;
+    m_info.bandColumns = m_rule.bandColumns > 0 ? m_rule.bandColumns : m_info.columns;
 }
 
 std::string E57Input::remark() const {

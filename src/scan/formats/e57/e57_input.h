@@ -29,7 +29,6 @@ private:
     void start() { m_points.emplace(m_file.pages(), m_scan, m_rule); }
     void takeInfo();
     void takeGrid(const ReadOptions& options);
-    bool isOrderNamed() const;
 
     e57::File m_file;
     const e57::Scan& m_scan;

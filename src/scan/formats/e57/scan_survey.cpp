@@ -152,13 +152,45 @@ private:
 
 }  // namespace
 
+namespace {
+
+/// At most kMostCells.
+std::uint32_t cellsOf(const IndexBounds& bounds) {
+    const auto span =
+        static_cast<std::uint64_t>(bounds.maximum) - static_cast<std::uint64_t>(bounds.minimum);
+    return static_cast<std::uint32_t>(std::min<std::uint64_t>(span, kMostCells - 1) + 1);
+}
+
+/// What a file says is believed as long as its records keep to it.
+bool saysAll(const Scan& scan) {
+    if (scan.bandColumns == 0 || !scan.hasGrid() || !scan.columns || !scan.rows) return false;
+    const std::uint64_t columns = cellsOf(*scan.columns), rows = cellsOf(*scan.rows);
+    return namesIntensities(scan) && scan.records <= columns * rows;
+}
+
+}  // namespace
+
 bool namesIntensities(const Scan& scan) {
     const std::optional<std::size_t> field = scan.find("intensity");
     return !field || scan.intensityLimits || scan.fields[*field].isInteger();
 }
 
 ScanSurvey surveyScan(PageReader& pages, const Scan& scan) {
+    if (saysAll(scan)) return {scan.columns, scan.rows, scan.bandColumns, {}};
     return Survey(pages, scan).result();
+}
+
+PointRule ruleOf(const ScanSurvey& survey) {
+    PointRule rule;
+    rule.intensities = survey.intensities;
+    if (!survey.columns || !survey.rows) return rule;
+    rule.hasGrid = true;
+    rule.firstColumn = survey.columns->minimum;
+    rule.firstRow = survey.rows->minimum;
+    rule.columns = cellsOf(*survey.columns);
+    rule.rows = cellsOf(*survey.rows);
+    rule.bandColumns = survey.bandColumns;
+    return rule;
 }
 
 }  // namespace brisko::scan::e57
