@@ -21,6 +21,7 @@ struct FormatDriver {
     bool needsColumnOrder = false;  // an output needs its points column by column
     bool colourIsOptional = false;  // an output has colours or not, as a whole
     bool hasPlainForm = false;      // an output may be without its index
+    bool keepsCells = true;         // an output has a place for columns and rows
     bool holdsScans = false;        // an output may hold several scans
 
     std::unique_ptr<ScanInput> (*open)(const std::string& path,

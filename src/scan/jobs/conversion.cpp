@@ -39,8 +39,10 @@ ConvertResult convertInput(const ConvertOptions& options, std::unique_ptr<ScanIn
     matrix.commit();
     transfer.warnAboutPoints(countIn(*output), output->remark());
     transfer.warnOfNothing(countIn(*output));
-    return {output->points(), output->coloured(),      target.columns,
-            target.rows,      bytesOf(options.output), output->leftOut()};
+    ConvertResult result{output->points(), output->coloured(),      target.columns,
+                         target.rows,      bytesOf(options.output), output->leftOut()};
+    if (!transfer.choice().driver->keepsCells) result.columns = result.rows = 0;
+    return result;
 }
 
 /// Each scan of the input becomes one of the output.
