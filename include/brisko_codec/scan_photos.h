@@ -77,18 +77,16 @@ BRISKO_CODEC_EXPORT std::vector<PhotoFault> findPhotoFaults(const std::string& s
 /// The camera of a photo as a pinhole camera, which is the closest one there is: no lens distorts what it
 /// shows. It is that of the photo as its file stores it, also where photos are stored turned.
 struct PinholeCamera {
-    std::string photo;  // its path
-    int width = 0;      // pixels
-    int height = 0;     //
-    double pose[16] =
-        {};  // a rotation and a translation, row by row: takes the camera's frame to the
-             // scanner's, metres; it looks along its -z, x is to the right, y up
+    std::string photo;          // its path
+    int width = 0, height = 0;  // pixels
+    /// A rotation and a translation, row by row: takes the camera's frame to the scanner's, metres. The
+    /// camera looks along its -z, x is to the right, y up.
+    double pose[16] = {};
     double focalLength = 0;  // metres
-    double pixelWidth =
-        0;  // metres, on the plane at the focal length; 0 where no pinhole camera comes
-    double pixelHeight = 0;  // near
-    double principalX = 0;   // pixels from the middle of the upper left one, to the right
-    double principalY = 0;   // down
+    /// Metres, on the plane at the focal length; 0 where no pinhole camera comes near.
+    double pixelWidth = 0, pixelHeight = 0;
+    /// Pixels from the middle of the upper left one, to the right and down.
+    double principalX = 0, principalY = 0;
     /// How far from their true places this camera shows things, pixels: the most in the photo.
     double worstError = 0;
 };

@@ -33,8 +33,8 @@ struct ConvertOptions {
     std::string scan;
     std::optional<IntensityRange> intensities;  // of the input that become 0 and 2200
     double precision = 0;  // metres; of formats that may round coordinates: 0 for exact ones
-    std::string
-        formVersion;  // of formats with several: "1.2" or "1.4" of .las; empty: the usual one
+    /// Of formats with several: "1.2" or "1.4" of .las; empty: the usual one.
+    std::string formVersion;
     bool applyAlignment = false;  // move the points into the aligned frame
     bool withoutPhotos = false;  // do not store the photos beside the input, where that is possible
     bool validOnly = false;      // without points at the scanner's own place

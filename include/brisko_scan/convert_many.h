@@ -15,8 +15,8 @@ namespace brisko::scan {
 struct ConvertTask {
     std::string input;
     std::string scan;  // which one of an input with several; empty: the only one
-    std::string
-        output;  // NAME.FORMAT in the folder of the outputs, or NAME_2.FORMAT of a second scan
+    /// NAME.FORMAT in the folder of the outputs, or NAME_2.FORMAT of a second scan.
+    std::string output;
     /// Why it cannot be done; nothing where it can.
     std::optional<ScanError> problem;
 };

@@ -75,8 +75,8 @@ struct ScanReport {
     std::uint64_t records = 0;  // native scans: with and without a point
     bool hasColour = false;     // a place for it
     StationPhotos photos;       // beside a native scan
-    std::vector<ScanEntry>
-        scans;  // of a file that may hold several; what is said above is the first's
+    /// Of a file that may hold several; what is said above is the first's.
+    std::vector<ScanEntry> scans;
     /// What else the format has to say: "page size" and "1024 bytes".
     std::vector<std::pair<std::string, std::string>> details;
     std::vector<std::string> problems;
