@@ -7,6 +7,7 @@
 
 #include <tiffio.h>
 #include <array>
+#include <cerrno>
 #include <cstdarg>
 #include <cstring>
 
@@ -72,12 +73,15 @@ TileFile::TileFile(const std::string& path, const std::string& shownPath, const 
 }
 
 void TileFile::fail() const {
+    // The system's own reason says more than the library's, where there is one.
+    const std::string reason = errno != 0 ? std::strerror(errno) : m_problem;
     throw ScanError(ErrorKind::NotWritten, m_shownPath,
-                    "cannot be written" + (m_problem.empty() ? "" : ": " + m_problem));
+                    "cannot be written" + (reason.empty() ? "" : ": " + reason));
 }
 
 void TileFile::describe(const Picture& picture) {
     TIFF* const file = m_file.get();
+    errno = 0;
     nameOwnTags(file);
     bool done = TIFFSetField(file, TIFFTAG_IMAGEWIDTH, picture.width) == 1;
     done &= TIFFSetField(file, TIFFTAG_IMAGELENGTH, picture.height) == 1;
@@ -102,11 +106,13 @@ void TileFile::write(std::uint32_t columnTile, std::uint32_t rowTile, std::uint3
         TIFFComputeTile(m_file.get(), columnTile * kTileSize, rowTile * kTileSize, 0,
                         static_cast<std::uint16_t>(band));
     constexpr auto kBytes = static_cast<tmsize_t>(kTileCells * sizeof(float));
+    errno = 0;
     // The library takes a pointer to what it may change, and leaves it alone without compression.
     if (TIFFWriteRawTile(m_file.get(), tile, const_cast<float*>(values), kBytes) != kBytes) fail();
 }
 
 void TileFile::close() {
+    errno = 0;
     // Closing says nothing of errors.
     if (TIFFWriteDirectory(m_file.get()) != 1 || TIFFFlush(m_file.get()) != 1) fail();
     m_file.reset();
@@ -114,6 +120,7 @@ void TileFile::close() {
 }
 
 void TileFile::requireWhole() {
+    errno = 0;
     const File file = open("r");
     const std::uint64_t length = fileLength(m_path.c_str());
     const std::uint32_t count = TIFFNumberOfTiles(file.get());
@@ -122,6 +129,7 @@ void TileFile::requireWhole() {
         const std::uint64_t bytes = TIFFGetStrileByteCount(file.get(), tile);
         if (begin > 0 && bytes == kTileCells * sizeof(float) && begin + bytes <= length) continue;
         m_problem = "tile " + std::to_string(tile) + " is not in the file";
+        errno = 0;
         fail();
     }
 }
