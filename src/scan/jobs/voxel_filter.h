@@ -53,7 +53,7 @@ private:
     ScanInput& m_input;
     std::unique_ptr<const PointConditions> m_conditions;
     std::string m_beside;
-    const ProgressFunction& m_progress;
+    ProgressFunction m_progress;
 
     std::optional<std::array<double, 3>> m_base;  // the cube of coordinate 0, counted in cubes
     VoxelSet m_set;
