@@ -9,7 +9,8 @@
 
 from ._brisko import __version__
 from .errors import Cancelled, ScanError
-from .jobs import (Check, ConvertResult, Finding, LeftOut, check, convert, info, simulate)
+from .jobs import (Check, ConvertResult, Finding, LeftOut, check, convert, info, panorama,
+                   simulate)
 from .points import Batch, Window
 from .progress import Progress
 from .scan import Scan, open
@@ -18,5 +19,5 @@ from .writer import Writer, create
 __all__ = [
     "Batch", "Cancelled", "Check", "ConvertResult", "Finding", "LeftOut", "Progress", "Scan",
     "ScanError", "Window", "Writer", "__version__", "check", "convert", "create", "info", "open",
-    "simulate",
+    "panorama", "simulate",
 ]

@@ -5,10 +5,15 @@ from __future__ import annotations
 import os
 import warnings
 from dataclasses import dataclass
-from typing import Any, NamedTuple
+from typing import Any, Literal, NamedTuple
+
+import numpy as np
+import numpy.typing as npt
 
 from . import _brisko
 from .progress import ProgressArgument, reporter
+
+Mode = Literal["range", "intensity", "colour"]
 
 
 class LeftOut(NamedTuple):
@@ -104,6 +109,17 @@ def info(path: str | os.PathLike[str], count: bool = False, scan: int | str | No
         report["summary"] = _brisko.summarize(os.fspath(path), "" if scan is None else str(scan),
                                               reporter(progress))
     return report
+
+
+def panorama(path: str | os.PathLike[str], mode: Mode = "range", width: int | None = None,
+             height: int | None = None, progress: ProgressArgument = None) -> npt.NDArray[np.uint8]:
+    """A scan as a picture, upright and as seen from the scanner: (height, width, 3), red, green, blue.
+
+    mode    "range" (near is bright), "intensity" or "colour"
+    width   pixels; None: by the grid. height: None: by the angles of the scan
+    """
+    os.stat(path)
+    return _brisko.panorama(os.fspath(path), mode, width or 0, height or 0, reporter(progress))
 
 
 def simulate(output: str | os.PathLike[str], columns: int = 2000, rows: int = 800, *,

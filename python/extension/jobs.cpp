@@ -1,12 +1,15 @@
 #include "jobs.h"
 
 #include "conversions.h"
+#include "errors.h"
 #include "header_fields.h"
 #include "interrupts.h"
 
 #include <brisko_scan/check.h>
 #include <brisko_scan/inspect.h>
+#include <brisko_scan/panorama.h>
 
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -120,6 +123,37 @@ py::dict summarize(const std::string& path, const std::string& scan, const py::o
                     "median_intensity"_a = found.intensity.median);
 }
 
+scan::PictureMode modeOf(const std::string& name) {
+    if (name == "range") return scan::PictureMode::Range;
+    if (name == "intensity") return scan::PictureMode::Intensity;
+    if (name == "colour") return scan::PictureMode::Colour;
+    failValue("mode is \"range\", \"intensity\" or \"colour\", not \"" + name + "\"");
+}
+
+py::array_t<std::uint8_t> panorama(const std::string& path, const std::string& mode,
+                                   std::uint32_t width, std::uint32_t height,
+                                   const py::object& progress) {
+    scan::PanoramaOptions options;
+    options.input = path;
+    options.mode = modeOf(mode);
+    options.width = width;
+    options.height = height;
+    auto pixels = std::make_unique<std::vector<std::uint8_t>>();
+    const scan::PanoramaResult result =
+        JobProgress(progress).run([&](const ProgressFunction& function) {
+            options.progress = function;
+            return scan::paintPanorama(options, *pixels);
+        });
+    const std::uint8_t* const start = pixels->data();
+    const py::capsule owner(pixels.get(), [](void* memory) {
+        const std::unique_ptr<std::vector<std::uint8_t>> last(
+            static_cast<std::vector<std::uint8_t>*>(memory));
+    });
+    static_cast<void>(pixels.release());
+    const std::vector<py::ssize_t> shape{result.height, result.width, 3};
+    return py::array_t<std::uint8_t>(shape, start, owner);
+}
+
 }  // namespace
 
 void addJobs(py::module_& module) {
@@ -127,6 +161,7 @@ void addJobs(py::module_& module) {
                "progress"_a);
     module.def("check", &check, "path"_a, "most"_a, "progress"_a);
     module.def("describe", &describe, "path"_a);
+    module.def("panorama", &panorama, "path"_a, "mode"_a, "width"_a, "height"_a, "progress"_a);
     module.def("summarize", &summarize, "path"_a, "scan"_a, "progress"_a);
 }
 

@@ -113,3 +113,9 @@ def test_opening_a_thousand_times_takes_no_memory(scan_path):
     for _ in range(1_000):
         visit()
     assert peak() - before < 4_000  # KiB
+
+
+def test_a_panorama_shows_where_the_points_are(scan, scan_path):
+    picture = brisko.panorama(scan_path, width=scan.shape[1], height=scan.shape[0])
+    holes = (picture == picture[0, 0]).all(axis=2)  # the sky
+    np.testing.assert_array_equal(holes, ~scan.grid("valid"))
