@@ -11,6 +11,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _brisko
+from .paths import input_path, output_path
 from .progress import ProgressArgument, reporter
 
 Mode = Literal["range", "intensity", "colour"]
@@ -82,8 +83,7 @@ def convert(input: str | os.PathLike[str], output: str | os.PathLike[str], *,
     """
     if colours not in ("stored", "photos"):
         raise ValueError(f'colours is "stored" or "photos", not {colours!r}')
-    os.stat(input)
-    result, remarks = _brisko.convert(os.fspath(input), os.fspath(output), options,
+    result, remarks = _brisko.convert(input_path(input), output_path(output), options,
                                       colours == "photos", reporter(progress))
     for remark in remarks:
         warnings.warn(remark, stacklevel=2)
@@ -94,8 +94,7 @@ def convert(input: str | os.PathLike[str], output: str | os.PathLike[str], *,
 def check(path: str | os.PathLike[str], most: int = 20,
           progress: ProgressArgument = None) -> Check:
     """Reads a scan with its companions and photos to the last byte. Keeps `most` findings of a kind."""
-    os.stat(path)
-    found = _brisko.check(os.fspath(path), most, reporter(progress))
+    found = _brisko.check(input_path(path), most, reporter(progress))
     found["findings"] = [Finding(**finding) for finding in found["findings"]]
     return Check(**found)
 
@@ -103,10 +102,9 @@ def check(path: str | os.PathLike[str], most: int = 20,
 def info(path: str | os.PathLike[str], count: bool = False, scan: int | str | None = None,
          progress: ProgressArgument = None) -> dict[str, Any]:
     """What a file says about itself. With count, all points are read for a "summary", too."""
-    os.stat(path)
-    report = _brisko.describe(os.fspath(path))
+    report = _brisko.describe(input_path(path))
     if count:
-        report["summary"] = _brisko.summarize(os.fspath(path), "" if scan is None else str(scan),
+        report["summary"] = _brisko.summarize(input_path(path), "" if scan is None else str(scan),
                                               reporter(progress))
     return report
 
@@ -118,8 +116,7 @@ def panorama(path: str | os.PathLike[str], mode: Mode = "range", width: int | No
     mode    "range" (near is bright), "intensity" or "colour"
     width   pixels; None: by the grid. height: None: by the angles of the scan
     """
-    os.stat(path)
-    return _brisko.panorama(os.fspath(path), mode, width or 0, height or 0, reporter(progress))
+    return _brisko.panorama(input_path(path), mode, width or 0, height or 0, reporter(progress))
 
 
 def simulate(output: str | os.PathLike[str], columns: int = 2000, rows: int = 800, *,
@@ -135,5 +132,5 @@ def simulate(output: str | os.PathLike[str], columns: int = 2000, rows: int = 80
     azimuth    from, to: degrees counter-clockwise from +x; zenith: degrees from straight up
     noise      of the ranges, metres
     """
-    return _brisko.simulate(os.fspath(output), columns, rows, scene, alignment, colour, plain,
+    return _brisko.simulate(output_path(output), columns, rows, scene, alignment, colour, plain,
                             azimuth, zenith, noise, seed, overwrite, reporter(progress))

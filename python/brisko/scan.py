@@ -10,6 +10,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _brisko
+from .paths import input_path
 from .points import Batch, Frame, Window
 
 Colours = Literal["stored", "photos"]
@@ -47,9 +48,7 @@ class Scan:
             raise ValueError(f'frame is "scanner" or "aligned", not {frame!r}')
         if colours not in ("stored", "photos"):
             raise ValueError(f'colours is "stored" or "photos", not {colours!r}')
-        name = os.fspath(path)
-        os.stat(name)  # a file that is missing is the system's error, whatever its name
-        self._core = _brisko.Scan(name, "" if scan is None else str(scan), frame == "aligned",
+        self._core = _brisko.Scan(input_path(path), "" if scan is None else str(scan), frame == "aligned",
                                   colours == "photos", intensity_range)
         self._facts = self._core.facts()
         self._choices = (scan, frame, colours, intensity_range)

@@ -10,6 +10,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _brisko
+from .paths import output_path
 from .points import Batch, Frame
 from .progress import ProgressArgument, reporter
 from .scan import Scan
@@ -53,10 +54,10 @@ class Writer:
         pose = like.matrix if matrix is None and like is not None else matrix
         self._to_scanner = None if pose is None else np.linalg.inv(np.asarray(pose, np.float64))
         self._frame: Frame = frame or (like.frame if like is not None else "scanner")
-        self._core = _brisko.Writer(os.fspath(path), None if like is None else like._core, columns,
+        self.path = output_path(path)
+        self._core = _brisko.Writer(self.path, None if like is None else like._core, columns,
                                     rows, matrix, dict(header or {}), colour, any_order, overwrite,
                                     plain)
-        self.path = os.fspath(path)
         self.points: int | None = None  # stored; known when the output is in place
         self._is_given_up = False
 

@@ -64,12 +64,13 @@ py::tuple Scan::readWindow(const CellWindow& window) {
     const auto columns =
         static_cast<py::ssize_t>(isInside ? window.endColumn - window.firstColumn : 0);
     const auto rows = static_cast<py::ssize_t>(isInside ? window.endRow - window.firstRow : 0);
-    py::array_t<double> xyz(std::vector<py::ssize_t>{rows, columns, 3});
-    py::array_t<float> intensity(std::vector<py::ssize_t>{rows, columns});
-    py::array_t<std::uint8_t> colour(std::vector<py::ssize_t>{rows, columns, 3});
-    py::array_t<bool> valid(std::vector<py::ssize_t>{rows, columns});
+    // Column by column in memory, as scans are stored: neighbours are written one after the other.
+    py::array_t<double> xyz(std::vector<py::ssize_t>{columns, rows, 3});
+    py::array_t<float> intensity(std::vector<py::ssize_t>{columns, rows});
+    py::array_t<std::uint8_t> colour(std::vector<py::ssize_t>{columns, rows, 3});
+    py::array_t<bool> valid(std::vector<py::ssize_t>{columns, rows});
     const auto laidOut = [](auto& array) {
-        return CellArrays::Array{array.mutable_data(), array.strides(1), array.strides(0)};
+        return CellArrays::Array{array.mutable_data(), array.strides(0), array.strides(1)};
     };
     const CellArrays arrays{laidOut(xyz), laidOut(intensity), laidOut(colour), laidOut(valid), {}};
     JobProgress(py::none()).run([&](const scan::ProgressFunction& progress) {
@@ -77,11 +78,19 @@ py::tuple Scan::readWindow(const CellWindow& window) {
         reader->readWindow(window, arrays, progress);
         giveBack(std::move(reader), false);
     });
-    return py::make_tuple(xyz, intensity, colour, valid);
+    const auto byRows = [](const py::array& array) { return array.attr("swapaxes")(0, 1); };
+    return py::make_tuple(byRows(xyz), byRows(intensity), byRows(colour), byRows(valid));
 }
 
 py::tuple Scan::readAll() {
     return Pass(shared_from_this()).next(std::numeric_limits<std::size_t>::max());
+}
+
+std::size_t Scan::pointsToExpect() const {
+    // One more, so that the end is met before there is no room. The scan was found complete, so that its
+    // count is one of records that are there.
+    const std::uint64_t known = m_info.recordsArePoints ? m_info.records + 1 : 0;
+    return std::max<std::size_t>(kLargestBatch, known);
 }
 
 std::uint64_t Scan::countPoints() {
@@ -104,7 +113,7 @@ std::size_t Pass::fill(PointMemory& memory, std::size_t size) {
     try {
         while (filled < size) {
             if (filled == memory.capacity()) {
-                memory.resize(std::min(size, std::max(kLargestBatch, 2 * filled)));
+                memory.resize(std::min(size, std::max(m_scan->pointsToExpect(), 2 * filled)));
             }
             const std::size_t part = std::min({kPart, size - filled, memory.capacity() - filled});
             const std::size_t some = m_reader->read(memory.arrays(filled), part);

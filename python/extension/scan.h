@@ -47,6 +47,9 @@ private:
         bool isUsed;  // to be rewound before a pass
     };
 
+    /// How many to have room for before any is read.
+    std::size_t pointsToExpect() const;
+
     /// A reader that starts a pass. Without Python's lock.
     Reader takeReader();
     void giveBack(Reader reader, bool isUsed);

@@ -1,6 +1,5 @@
 """What is written, and what is not when something goes wrong."""
 
-import itertools
 import os
 import signal
 import threading
@@ -67,10 +66,15 @@ def failing(scan, folder):
 
 
 def converting_for_ever(scan, folder):
+    output = folder / "a.e57"
     interrupt()
-    for number in itertools.count():
-        brisko.convert(scan.path, folder / "a.e57")
-        os.remove(folder / "a.e57")
+    try:
+        while True:
+            brisko.convert(scan.path, output, overwrite=True)
+    finally:
+        if output.exists():  # of a conversion that was done before
+            assert brisko.check(output).ok
+            output.unlink()
 
 
 def simulating(scan, folder):
@@ -132,6 +136,7 @@ def test_what_fails_leaves_nothing(scan, tmp_path, job, error):
     (lambda s: next(s.unfinished), ValueError),
     (lambda s: brisko.create("a.cl3", like=s), ValueError),
     (lambda s: brisko.open("none.cl3"), FileNotFoundError),
+    (lambda s: brisko.open("\udcff.cl3"), ValueError),
     (lambda s: brisko.open(s.path, scan=2), ValueError),
     (lambda s: brisko.open(s.path, frame="world"), ValueError),
     (lambda s: brisko.open(__file__), ValueError),

@@ -42,6 +42,15 @@ void copyPoints(const CellPoint* points, std::size_t count, const PointArrays& a
     each(arrays.rows, 1, [](std::uint32_t* out, const CellPoint& p) { *out = p.row; });
 }
 
+/// The rest of the arrays from a point on.
+PointArrays arraysFrom(const PointArrays& arrays, std::size_t first) {
+    const auto from = [first](auto* array, std::size_t values) {
+        return array ? array + values * first : nullptr;
+    };
+    return {from(arrays.positions, 3), from(arrays.intensities, 1), from(arrays.colours, 3),
+            from(arrays.columns, 1), from(arrays.rows, 1)};
+}
+
 /// The arrays of a window as those of a part of it.
 CellArrays arraysOf(const CellWindow& part, const CellWindow& window, CellArrays arrays) {
     const auto columns = static_cast<std::ptrdiff_t>(part.firstColumn - window.firstColumn);
@@ -65,6 +74,7 @@ public:
     const ScanInfo& info() const { return m_input->info(); }
 
     std::size_t read(const PointArrays& arrays, std::size_t capacity) {
+        if (m_input->readsIntoArrays()) return readStraight(arrays, capacity);
         std::size_t filled = 0;
         while (filled < capacity) {
             if (m_next == m_points.size() && !readBatch()) break;
@@ -99,12 +109,34 @@ private:
         m_input->read(m_points);
         m_next = 0;
         m_atEnd = m_points.empty();
-        if (m_options.frame == Frame::Aligned && info().alignment.source == AlignmentSource::File) {
+        if (isMoved()) {
             const AlignmentMatrix matrix(info().alignment);
             for (CellPoint& point : m_points)
                 matrix.apply(point.x, point.y, point.z);
         }
         return !m_atEnd;
+    }
+
+    bool isMoved() const {
+        return m_options.frame == Frame::Aligned &&
+               info().alignment.source == AlignmentSource::File;
+    }
+
+    /// Without a copy of the points in between.
+    std::size_t readStraight(const PointArrays& arrays, std::size_t capacity) {
+        const AlignmentMatrix matrix(info().alignment);
+        std::size_t filled = 0;
+        while (filled < capacity && !m_atEnd) {
+            const PointArrays rest = arraysFrom(arrays, filled);
+            const std::size_t some = m_input->readInto(rest, capacity - filled);
+            m_atEnd = some == 0;
+            if (isMoved() && rest.positions) {
+                for (double* p = rest.positions; p != rest.positions + 3 * some; p += 3)
+                    matrix.apply(p[0], p[1], p[2]);
+            }
+            filled += some;
+        }
+        return filled;
     }
 
     std::uint64_t fillByAPass(const CellWindow& window, const CellArrays& arrays,
