@@ -2,7 +2,9 @@
 
 #include <brisko_scan/scan_error.h>
 
+#include <exception>
 #include <optional>
+#include <utility>
 
 namespace brisko::python {
 namespace {
@@ -48,7 +50,7 @@ void raise(const scan::ScanError& error) {
 void translateErrors() {
     py::register_local_exception_translator([](std::exception_ptr thrown) {
         try {
-            if (thrown) std::rethrow_exception(thrown);
+            if (thrown) std::rethrow_exception(std::move(thrown));
         } catch (const scan::ScanError& error) {
             try {
                 raise(error);

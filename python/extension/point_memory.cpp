@@ -56,9 +56,9 @@ PointMemory PointMemory::forBatch(std::size_t capacity) {
 static void useLargePages(void* memory, std::size_t bytes) {
     constexpr std::uintptr_t kPage = 4096;
     if (bytes < (std::size_t{4} << 20)) return;
-    const auto start = (reinterpret_cast<std::uintptr_t>(memory) + kPage - 1) / kPage * kPage;
-    const auto end = (reinterpret_cast<std::uintptr_t>(memory) + bytes) / kPage * kPage;
-    madvise(reinterpret_cast<void*>(start), end - start, MADV_HUGEPAGE);
+    const std::size_t before = (kPage - reinterpret_cast<std::uintptr_t>(memory) % kPage) % kPage;
+    const std::size_t whole = (bytes - before) / kPage * kPage;
+    madvise(static_cast<std::byte*>(memory) + before, whole, MADV_HUGEPAGE);
 }
 
 template <class Value>

@@ -100,7 +100,12 @@ std::uint64_t Scan::countPoints() {
 Pass::~Pass() {
     if (!m_reader) return;
     const py::gil_scoped_release released;
-    m_scan->giveBack(std::move(m_reader), true);
+    try {
+        m_scan->giveBack(std::move(m_reader), true);
+    } catch (...) {
+        // Without memory to keep it in, the next pass opens a reader of its own.
+        m_reader.reset();
+    }
 }
 
 /// Fills the memory, which grows up to `size` points. Without Python's lock.
