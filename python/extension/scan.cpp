@@ -99,7 +99,6 @@ std::uint64_t Scan::countPoints() {
 
 Pass::~Pass() {
     if (!m_reader) return;
-    const py::gil_scoped_release released;
     try {
         m_scan->giveBack(std::move(m_reader), true);
     } catch (...) {
