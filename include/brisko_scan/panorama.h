@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace brisko::scan {
 
@@ -40,5 +41,11 @@ struct PanoramaResult {
 /// has at most 16 pixels for a cell of the scan, or 4 million, and 67 million in all.
 /// Throws ScanError; then no picture appears.
 BRISKO_SCAN_EXPORT PanoramaResult drawPanorama(const PanoramaOptions& options);
+
+/// The same picture in memory; of the options, output, overwrite and warning do not count.
+///   pixels  replaced by red, green and blue of each pixel, row by row from the top
+/// Throws ScanError.
+BRISKO_SCAN_EXPORT PanoramaResult paintPanorama(const PanoramaOptions& options,
+                                                std::vector<std::uint8_t>& pixels);
 
 }  // namespace brisko::scan

@@ -3,6 +3,7 @@
 #include <brisko_codec/cell_reader.h>
 #include <brisko_codec/point_batch.h>
 #include <brisko_scan/export.h>
+#include <brisko_scan/progress.h>
 #include <brisko_scan/scan_info.h>
 
 #include <cstddef>
@@ -48,6 +49,10 @@ public:
     /// Returns: the number of points found.
     /// Throws ScanError: Request for a scan without a grid or a window that is not inside it, Damaged.
     std::uint64_t readWindow(const CellWindow& window, const CellArrays& arrays);
+    /// The same, asking `progress` all the while whether to go on, with updates without a task.
+    /// Throws ScanError(Cancelled) where it answers false; the arrays are then filled in part.
+    std::uint64_t readWindow(const CellWindow& window, const CellArrays& arrays,
+                             const ProgressFunction& progress);
 
 private:
     class State;

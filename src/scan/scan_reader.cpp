@@ -42,6 +42,28 @@ void copyPoints(const CellPoint* points, std::size_t count, const PointArrays& a
     each(arrays.rows, 1, [](std::uint32_t* out, const CellPoint& p) { *out = p.row; });
 }
 
+/// The rest of the arrays from a point on.
+PointArrays arraysFrom(const PointArrays& arrays, std::size_t first) {
+    const auto from = [first](auto* array, std::size_t values) {
+        return array ? array + values * first : nullptr;
+    };
+    return {from(arrays.positions, 3), from(arrays.intensities, 1), from(arrays.colours, 3),
+            from(arrays.columns, 1), from(arrays.rows, 1)};
+}
+
+/// The arrays of a window as those of a part of it.
+CellArrays arraysOf(const CellWindow& part, const CellWindow& window, CellArrays arrays) {
+    const auto columns = static_cast<std::ptrdiff_t>(part.firstColumn - window.firstColumn);
+    const auto rows = static_cast<std::ptrdiff_t>(part.firstRow - window.firstRow);
+    for (CellArrays::Array* array :
+         {&arrays.positions, &arrays.intensities, &arrays.colours, &arrays.present}) {
+        if (!array->start) continue;
+        array->start = static_cast<std::uint8_t*>(array->start) + columns * array->columnStride +
+                       rows * array->rowStride;
+    }
+    return arrays;
+}
+
 }  // namespace
 
 class ScanReader::State {
@@ -52,6 +74,7 @@ public:
     const ScanInfo& info() const { return m_input->info(); }
 
     std::size_t read(const PointArrays& arrays, std::size_t capacity) {
+        if (m_input->readsIntoArrays()) return readStraight(arrays, capacity);
         std::size_t filled = 0;
         while (filled < capacity) {
             if (m_next == m_points.size() && !readBatch()) break;
@@ -70,12 +93,13 @@ public:
         m_atEnd = false;
     }
 
-    std::uint64_t readWindow(const CellWindow& window, const CellArrays& arrays) {
+    std::uint64_t readWindow(const CellWindow& window, const CellArrays& arrays,
+                             const ProgressFunction& progress) {
         requireInside(window);
         if (hasExtension(info().path, ".cl3") && !m_options.colourFromPhotos) {
-            return readCells(window, arrays);
+            return readCells(window, arrays, progress);
         }
-        return fillByAPass(window, arrays);
+        return fillByAPass(window, arrays, progress);
     }
 
 private:
@@ -85,7 +109,7 @@ private:
         m_input->read(m_points);
         m_next = 0;
         m_atEnd = m_points.empty();
-        if (m_options.frame == Frame::Aligned && info().alignment.source == AlignmentSource::File) {
+        if (isMoved()) {
             const AlignmentMatrix matrix(info().alignment);
             for (CellPoint& point : m_points)
                 matrix.apply(point.x, point.y, point.z);
@@ -93,11 +117,35 @@ private:
         return !m_atEnd;
     }
 
-    std::uint64_t fillByAPass(const CellWindow& window, const CellArrays& arrays) {
+    bool isMoved() const {
+        return m_options.frame == Frame::Aligned &&
+               info().alignment.source == AlignmentSource::File;
+    }
+
+    /// Without a copy of the points in between.
+    std::size_t readStraight(const PointArrays& arrays, std::size_t capacity) {
+        const AlignmentMatrix matrix(info().alignment);
+        std::size_t filled = 0;
+        while (filled < capacity && !m_atEnd) {
+            const PointArrays rest = arraysFrom(arrays, filled);
+            const std::size_t some = m_input->readInto(rest, capacity - filled);
+            m_atEnd = some == 0;
+            if (isMoved() && rest.positions) {
+                for (double* p = rest.positions; p != rest.positions + 3 * some; p += 3)
+                    matrix.apply(p[0], p[1], p[2]);
+            }
+            filled += some;
+        }
+        return filled;
+    }
+
+    std::uint64_t fillByAPass(const CellWindow& window, const CellArrays& arrays,
+                              const ProgressFunction& progress) {
         CellArraysWriter out(arrays, window);
         out.putEmptyWindow();
         std::uint64_t found = 0;
         for (rewind(); readBatch();) {
+            requireGoingOn(progress);
             for (const CellPoint& p : m_points) {
                 if (p.column < window.firstColumn || p.column >= window.endColumn ||
                     p.row < window.firstRow || p.row >= window.endRow) {
@@ -126,15 +174,42 @@ private:
                               "known");
     }
 
-    std::uint64_t readCells(const CellWindow& window, const CellArrays& arrays) {
+    std::uint64_t readCells(const CellWindow& window, const CellArrays& arrays,
+                            const ProgressFunction& progress) {
         if (!m_cells) openCells();
-        requireSoundTiles(window);
         std::uint64_t found = 0;
-        if (m_cells->readWindow(window, arrays, &found) == CellState::Damaged) {
-            failDamaged(info().path,
-                        info().path + ": the index promises points that the scan does not hold");
-        }
+        forEachTile(window, [&](const CellWindow& part) {
+            requireGoingOn(progress);
+            requireSoundTile(part);
+            std::uint64_t some = 0;
+            const CellState state =
+                m_cells->readWindow(part, arraysOf(part, window, arrays), &some);
+            if (state == CellState::Damaged) {
+                failDamaged(info().path, info().path +
+                                             ": the index promises points that the scan does not "
+                                             "hold");
+            }
+            found += some;
+        });
         return found;
+    }
+
+    /// The parts of a window in each tile, in the order of the files.
+    template <class Use>
+    void forEachTile(const CellWindow& window, const Use& use) const {
+        const auto tileEnd = [this](std::uint32_t at, std::uint32_t end) {
+            const std::uint64_t next = (std::uint64_t{at} / m_tileSize + 1) * m_tileSize;
+            return static_cast<std::uint32_t>(std::min<std::uint64_t>(next, end));
+        };
+        for (std::uint32_t c = window.firstColumn; c < window.endColumn;) {
+            const std::uint32_t endColumn = tileEnd(c, window.endColumn);
+            for (std::uint32_t r = window.firstRow; r < window.endRow;) {
+                const std::uint32_t endRow = tileEnd(r, window.endRow);
+                use(CellWindow{c, endColumn, r, endRow});
+                r = endRow;
+            }
+            c = endColumn;
+        }
     }
 
     void openCells() {
@@ -151,19 +226,11 @@ private:
         m_cells = std::move(cells);
     }
 
-    /// The entries of each tile number its points one by one, or any of them may be another cell's. Each
+    /// The entries of a tile number its points one by one, or any of them may be another cell's. Each
     /// tile is looked at once.
-    void requireSoundTiles(const CellWindow& window) {
-        if (window.firstColumn == window.endColumn || window.firstRow == window.endRow) return;
-        for (std::uint64_t c = window.firstColumn / m_tileSize;
-             c <= (window.endColumn - 1) / m_tileSize; ++c) {
-            for (std::uint64_t r = window.firstRow / m_tileSize;
-                 r <= (window.endRow - 1) / m_tileSize; ++r)
-                requireSoundTile(c * m_tilesDown + r);
-        }
-    }
-
-    void requireSoundTile(std::uint64_t tile) {
+    void requireSoundTile(const CellWindow& part) {
+        const std::uint64_t tile =
+            part.firstColumn / m_tileSize * m_tilesDown + part.firstRow / m_tileSize;
         if (tile >= m_isSound.size() || m_isSound[tile]) return;
         ScanCheck check(1);
         check.path = info().path;
@@ -212,7 +279,12 @@ void ScanReader::rewind() {
 }
 
 std::uint64_t ScanReader::readWindow(const CellWindow& window, const CellArrays& arrays) {
-    return m_state->readWindow(window, arrays);
+    return m_state->readWindow(window, arrays, {});
+}
+
+std::uint64_t ScanReader::readWindow(const CellWindow& window, const CellArrays& arrays,
+                                     const ProgressFunction& progress) {
+    return m_state->readWindow(window, arrays, progress);
 }
 
 }  // namespace brisko::scan

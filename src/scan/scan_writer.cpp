@@ -49,10 +49,16 @@ public:
     }
 
     void write(std::span<const CellPoint> points) {
-        if (m_order) {
-            m_order->add(points);
-        } else {
-            m_output->write(points);
+        try {
+            if (m_order) {
+                m_order->add(points);
+            } else {
+                m_output->write(points);
+            }
+        } catch (const ScanError& error) {
+            if (error.kind() != ErrorKind::Damaged) throw;
+            // In a conversion the input is at fault; here it is who hands the points in.
+            throw ScanError(ErrorKind::Request, error.file(), error.reason(), error.advice());
         }
     }
 

@@ -110,6 +110,8 @@ TEST_F(ScanLibrary, AnyFormatGivesItsPointsAndWindowsInBothFrames) {
         EXPECT_NE(moved, all);
         EXPECT_EQ(readWindow(aligned, window), inside(window, moved));
         EXPECT_EQ(kindOf([&] { readWindow(aligned, {0, 301, 0, 1}); }), ErrorKind::Request);
+        const auto stop = [](const ProgressUpdate&) { return false; };
+        EXPECT_EQ(kindOf([&] { aligned.readWindow(window, {}, stop); }), ErrorKind::Cancelled);
     }
 }
 

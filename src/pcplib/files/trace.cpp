@@ -2,9 +2,12 @@
 
 #include "base/text.h"
 
+#include <brisko_codec/trace.h>
+
 #include <signal.h>
 #include <stdio_ext.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -13,6 +16,8 @@
 namespace QelPcpLib {
 
 namespace {
+
+std::atomic<bool> s_isWanted = true;
 
 /// Keeps a SIGPIPE that is raised while the object lives from being delivered to the host. One that
 /// was already waiting is the host's own and stays.
@@ -45,6 +50,7 @@ private:
 /// Writes a message after whatever the host has buffered there, and flushes it. Errors are ignored, and
 /// a closed pipe does not raise SIGPIPE: a diagnostic never harms the host.
 void writeToStandardOutput(std::string_view message) {
+    if (!s_isWanted) return;
     const int saved = errno;
     {
         const BrokenPipeShield shield;
@@ -78,3 +84,7 @@ void TraceBuffer::flush() {
 }
 
 }  // namespace QelPcpLib
+
+void brisko::setTraceOutput(bool isWanted) {
+    QelPcpLib::s_isWanted = isWanted;
+}

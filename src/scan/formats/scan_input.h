@@ -26,6 +26,15 @@ public:
     /// Replaces the points by the next ones, in the scanner's frame; none at the end of the scan.
     /// Throws ScanError(Damaged).
     virtual void read(std::vector<CellPoint>& points) = 0;
+    /// Whether readInto is there, too.
+    virtual bool readsIntoArrays() const { return false; }
+    /// The same points straight into a caller's arrays; the two are not mixed within a pass.
+    /// Returns: how many, at most `capacity`; 0 only at the end of the scan.
+    virtual std::size_t readInto(const PointArrays& arrays, std::size_t capacity) {
+        static_cast<void>(arrays);
+        static_cast<void>(capacity);
+        return 0;
+    }
     /// Starts again with the first point.
     virtual void rewind() = 0;
 

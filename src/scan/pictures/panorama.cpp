@@ -12,6 +12,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <functional>
+#include <vector>
 
 namespace brisko::scan {
 namespace {
@@ -76,9 +79,35 @@ public:
         requireGridFor(m_size);
     }
 
-    PanoramaResult run() {
+    PanoramaResult toFile() {
         StagedScan staged(m_options.output);
         PngFile file(staged.path(), m_options.output);
+        const PictureScale scale = draw([&] { file.begin(m_size.width, m_size.height); },
+                                        [&](const std::uint8_t* row) { file.writeRow(row); });
+        file.close();
+        staged.commit(m_options.progress);
+        if (scale.isEmpty && m_options.warning) {
+            m_options.warning(m_options.output + ": shows nothing; the scan has no point");
+        }
+        return {m_size.width, m_size.height, bytesOf(m_options.output), scale};
+    }
+
+    PanoramaResult toPixels(std::vector<std::uint8_t>& pixels) {
+        pixels.clear();
+        const PictureScale scale =
+            draw([&] { pixels.reserve(3 * pixelsOf(m_size)); },
+                 [&](const std::uint8_t* row) {
+                     pixels.insert(pixels.end(), row, row + 3 * std::size_t{m_size.width});
+                 });
+        return {m_size.width, m_size.height, pixels.size(), scale};
+    }
+
+private:
+    const ScanInfo& info() const { return m_input->info(); }
+
+    /// begin: called when the size is known; takeRow: for every row of pixels from the top.
+    template <class Begin>
+    PictureScale draw(const Begin& begin, const std::function<void(const std::uint8_t*)>& takeRow) {
         PictureGrid grid(m_options.mode, info().columns, info().rows, m_size.width,
                          m_size.height > 0 ? m_size.height : m_size.width);
         AngleEstimate angles(info().columns, info().rows);
@@ -90,20 +119,10 @@ public:
         if (m_options.mode == PictureMode::Colour && !picture.scale().isEmpty && !m_sawColour) {
             failWithoutColour(m_options.input);
         }
-        file.begin(m_size.width, m_size.height);
-        picture.paint([&](const std::uint8_t* row) { file.writeRow(row); });
-        file.close();
-        staged.commit(m_options.progress);
-        if (picture.scale().isEmpty) {
-            if (m_options.warning) {
-                m_options.warning(m_options.output + ": shows nothing; the scan has no point");
-            }
-        }
-        return {m_size.width, m_size.height, bytesOf(m_options.output), picture.scale()};
+        begin();
+        picture.paint(takeRow);
+        return picture.scale();
     }
-
-private:
-    const ScanInfo& info() const { return m_input->info(); }
 
     /// A picture far larger than the grid shows nothing more, and takes the time and the disk of one.
     void requireGridFor(const Size& size) const {
@@ -179,7 +198,12 @@ PanoramaResult drawPanorama(const PanoramaOptions& options) {
     // Before anything is opened.
     requireDrawable({options.width, std::max(options.height, 1u)});
     requireNew(options.output, options.overwrite);
-    return Panorama(options).run();
+    return Panorama(options).toFile();
+}
+
+PanoramaResult paintPanorama(const PanoramaOptions& options, std::vector<std::uint8_t>& pixels) {
+    requireDrawable({options.width, std::max(options.height, 1u)});
+    return Panorama(options).toPixels(pixels);
 }
 
 }  // namespace brisko::scan

@@ -104,17 +104,30 @@ const char* NativeInput::stepUnit() const {
     return !m_info.recordsArePoints ? "columns" : "points";
 }
 
-std::size_t NativeInput::readBatch() {
-    const PointArrays arrays{m_positions.data(), m_intensities.data(), m_colours.data(),
-                             m_columns.data(), m_rows.data()};
-    if (m_started) return m_reader->readNext(arrays, kBatch);
+std::size_t NativeInput::readBatch(const PointArrays& arrays, std::size_t capacity) {
+    const bool isFirst = !m_started;
     m_started = true;
-    return m_reader->readFirst(arrays, kBatch);
+    const std::size_t count =
+        isFirst ? m_reader->readFirst(arrays, capacity) : m_reader->readNext(arrays, capacity);
+    if (count == 0) requireWholePass();
+    requireFinite(arrays, count);
+    countSteps(arrays, count);
+    return count;
+}
+
+/// A batch at a time, which is still in the processor's caches when it is looked at.
+std::size_t NativeInput::readInto(const PointArrays& arrays, std::size_t capacity) {
+    PointArrays wanted = arrays;
+    if (!wanted.positions) wanted.positions = m_positions.data();
+    if (!wanted.intensities) wanted.intensities = m_intensities.data();
+    if (!wanted.columns) wanted.columns = m_columns.data();
+    return readBatch(wanted, std::min(capacity, kBatch));
 }
 
 void NativeInput::read(std::vector<CellPoint>& points) {
-    points.resize(readBatch());
-    if (points.empty()) requireWholePass();
+    points.resize(readBatch({m_positions.data(), m_intensities.data(), m_colours.data(),
+                             m_columns.data(), m_rows.data()},
+                            kBatch));
     for (std::size_t i = 0; i < points.size(); ++i) {
         CellPoint& point = points[i];
         point.x = m_positions[3 * i];
@@ -127,8 +140,6 @@ void NativeInput::read(std::vector<CellPoint>& points) {
         point.column = m_columns[i];
         point.row = m_rows[i];
     }
-    requireFinite(points);
-    countSteps(points);
 }
 
 /// The library hands out what can be had of a damaged scan; here that is an error.
@@ -141,24 +152,25 @@ void NativeInput::requireWholePass() const {
                                            ": " + problem.text);
 }
 
-void NativeInput::requireFinite(const std::vector<CellPoint>& points) const {
+void NativeInput::requireFinite(const PointArrays& arrays, std::size_t count) const {
     double sum = 0;  // 0, or not a number
-    for (const CellPoint& p : points)
-        sum += (p.x - p.x) + (p.y - p.y) + (p.z - p.z) +
-               static_cast<double>(p.intensity - p.intensity);
+    for (const double* p = arrays.positions; p != arrays.positions + 3 * count; p += 3)
+        sum += (p[0] - p[0]) + (p[1] - p[1]) + (p[2] - p[2]);
+    for (const float* i = arrays.intensities; i != arrays.intensities + count; ++i)
+        sum += static_cast<double>(*i - *i);
     if (sum == 0) return;
     failDamaged(m_info.path, m_info.path + ": a record is not finite in all its numbers");
 }
 
-void NativeInput::countSteps(const std::vector<CellPoint>& points) {
-    if (points.empty()) {
+void NativeInput::countSteps(const PointArrays& arrays, std::size_t count) {
+    if (count == 0) {
         m_done = m_steps;
         return;
     }
     if (!m_info.recordsArePoints) {
-        m_done = points.back().column;
+        m_done = arrays.columns[count - 1];
     } else {
-        m_done += points.size();
+        m_done += count;
     }
 }
 

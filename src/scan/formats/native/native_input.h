@@ -20,6 +20,8 @@ public:
                 const std::vector<std::string>& later = {});
 
     void read(std::vector<CellPoint>& points) override;
+    bool readsIntoArrays() const override { return true; }
+    std::size_t readInto(const PointArrays& arrays, std::size_t capacity) override;
     void rewind() override;
     std::uint64_t stepsDone() const override { return m_done; }
     std::uint64_t steps() const override { return m_steps; }
@@ -34,10 +36,10 @@ private:
     BriskoCodec* createCodec() const;
     void openCodec();
     [[noreturn]] void failToOpen() const;
-    std::size_t readBatch();
+    std::size_t readBatch(const PointArrays& arrays, std::size_t capacity);
     void requireWholePass() const;
-    void requireFinite(const std::vector<CellPoint>& points) const;
-    void countSteps(const std::vector<CellPoint>& points);
+    void requireFinite(const PointArrays& arrays, std::size_t count) const;
+    void countSteps(const PointArrays& arrays, std::size_t count);
 
     ColourSource m_source;
     std::vector<std::string> m_later;

@@ -1,0 +1,23 @@
+"""Scans of terrestrial laser scanners as NumPy arrays.
+
+    import brisko
+
+    with brisko.open("yard_index.cl3") as scan:
+        top = max(batch.xyz[:, 2].max() for batch in scan.batches())
+        door = scan[880:1136, 1000:1256]  # a window of the grid: rows, columns
+"""
+
+from ._brisko import __version__
+from .errors import Cancelled, ScanError
+from .jobs import (Check, ConvertResult, Finding, LeftOut, check, convert, info, panorama,
+                   simulate)
+from .points import Batch, Window
+from .progress import Progress
+from .scan import Scan, open
+from .writer import Writer, create
+
+__all__ = [
+    "Batch", "Cancelled", "Check", "ConvertResult", "Finding", "LeftOut", "Progress", "Scan",
+    "ScanError", "Window", "Writer", "__version__", "check", "convert", "create", "info", "open",
+    "panorama", "simulate",
+]

@@ -1,0 +1,136 @@
+"""Whole jobs over files."""
+
+from __future__ import annotations
+
+import os
+import warnings
+from dataclasses import dataclass
+from typing import Any, Literal, NamedTuple
+
+import numpy as np
+import numpy.typing as npt
+
+from . import _brisko
+from .paths import input_path, output_path
+from .progress import ProgressArgument, reporter
+
+Mode = Literal["range", "intensity", "colour"]
+
+
+class LeftOut(NamedTuple):
+    """Points that could not be stored, by reason."""
+
+    outside_grid: int  # in the padding of the last tiles
+    not_finite: int
+    at_scanner: int  # would read as an empty cell
+
+
+class ConvertResult(NamedTuple):
+    """What came of a conversion."""
+
+    points: int
+    coloured: int  # other than black; 0 where the output has no colours
+    columns: int  # 0 x 0 where the output has no grid
+    rows: int
+    bytes: int  # of the output
+    left_out: LeftOut
+
+
+class Finding(NamedTuple):
+    """Something that is not as it should be, and where."""
+
+    kind: str  # "block", "entry", "coordinate" and so on
+    file: str
+    block: int | None  # blocks and tiles count from 0
+    offset: int | None  # bytes from the start of the file
+    text: str
+
+
+@dataclass(frozen=True)
+class Check:
+    """What reading a scan to its last byte has shown."""
+
+    path: str
+    format: str
+    blocks: int
+    records: int
+    points: int
+    columns: int
+    rows: int
+    findings: list[Finding]  # the first ones of each kind
+    total: int  # findings, also those that are not kept
+    notes: list[str]  # what is no damage
+
+    @property
+    def ok(self) -> bool:
+        """Whether nothing was found."""
+        return self.total == 0
+
+
+def convert(input: str | os.PathLike[str], output: str | os.PathLike[str], *,
+            colours: str = "stored", progress: ProgressArgument = None,
+            **options: Any) -> ConvertResult:
+    """Converts a scan into the format of the output's extension. The output appears when it is
+    complete and was read back, or not at all.
+
+    colours   "stored", or "photos": from the photos beside a native scan
+    progress  a function, called with a Progress; False cancels. True: a bar of tqdm
+    options   overwrite, plain, scan, intensity_range, precision, las_version, aligned, photos, valid,
+              min_distance, max_distance, intensity, box, columns, rows, grid_step, every, voxel,
+              matrix, export_matrix; docs/python.md describes them
+
+    What a user should know although the conversion goes on is a warning (UserWarning).
+    """
+    if colours not in ("stored", "photos"):
+        raise ValueError(f'colours is "stored" or "photos", not {colours!r}')
+    result, remarks = _brisko.convert(input_path(input), output_path(output), options,
+                                      colours == "photos", reporter(progress))
+    for remark in remarks:
+        warnings.warn(remark, stacklevel=2)
+    result["left_out"] = LeftOut(**result["left_out"])
+    return ConvertResult(**result)
+
+
+def check(path: str | os.PathLike[str], most: int = 20,
+          progress: ProgressArgument = None) -> Check:
+    """Reads a scan with its companions and photos to the last byte. Keeps `most` findings of a kind."""
+    found = _brisko.check(input_path(path), most, reporter(progress))
+    found["findings"] = [Finding(**finding) for finding in found["findings"]]
+    return Check(**found)
+
+
+def info(path: str | os.PathLike[str], count: bool = False, scan: int | str | None = None,
+         progress: ProgressArgument = None) -> dict[str, Any]:
+    """What a file says about itself. With count, all points are read for a "summary", too."""
+    report = _brisko.describe(input_path(path))
+    if count:
+        report["summary"] = _brisko.summarize(input_path(path), "" if scan is None else str(scan),
+                                              reporter(progress))
+    return report
+
+
+def panorama(path: str | os.PathLike[str], mode: Mode = "range", width: int | None = None,
+             height: int | None = None, progress: ProgressArgument = None) -> npt.NDArray[np.uint8]:
+    """A scan as a picture, upright and as seen from the scanner: (height, width, 3), red, green, blue.
+
+    mode    "range" (near is bright), "intensity" or "colour"
+    width   pixels; None: by the grid. height: None: by the angles of the scan
+    """
+    return _brisko.panorama(input_path(path), mode, width or 0, height or 0, reporter(progress))
+
+
+def simulate(output: str | os.PathLike[str], columns: int = 2000, rows: int = 800, *,
+             scene: str = "courtyard", alignment: bool = True, colour: bool = True,
+             plain: bool = False, azimuth: tuple[float, float] = (360, 0),
+             zenith: tuple[float, float] = (20, 150), noise: float = 0.0015, seed: int = 1,
+             overwrite: bool = False, progress: ProgressArgument = None) -> str:
+    """Scans a made-up scene, so that there is something to work on. Returns the path.
+
+    output     .cl3 (with an index, unless plain) or .clr
+    scene      "courtyard" or "room"
+    alignment  write the scanner's place in the world beside the scan
+    azimuth    from, to: degrees counter-clockwise from +x; zenith: degrees from straight up
+    noise      of the ranges, metres
+    """
+    return _brisko.simulate(output_path(output), columns, rows, scene, alignment, colour, plain,
+                            azimuth, zenith, noise, seed, overwrite, reporter(progress))

@@ -1,0 +1,231 @@
+"""Scans that are read."""
+
+from __future__ import annotations
+
+import os
+from types import MappingProxyType
+from typing import Any, Iterator, Literal, Mapping
+
+import numpy as np
+import numpy.typing as npt
+
+from . import _brisko
+from .paths import input_path
+from .points import Batch, Frame, Window
+
+Colours = Literal["stored", "photos"]
+
+_GRIDS = ("xyz", "intensity", "colour", "valid", "range")
+
+
+def open(path: str | os.PathLike[str], scan: int | str | None = None, frame: Frame = "scanner",
+         colours: Colours = "stored",
+         intensity_range: tuple[float, float] | None = None) -> Scan:
+    """Opens a scan of any format that is read.
+
+    scan             one scan of a file with several: its number, from 1, or its name
+    frame            "scanner": points as measured, the scanner at the origin; "aligned": taken
+                     through the scan's matrix
+    colours          "stored", or "photos": from the photos beside a native scan
+    intensity_range  the file's intensities that become 0 and 2200, of formats without a scale
+
+    Raises OSError when the file cannot be read, ScanError when it is damaged, ValueError when it
+    is no scan or not this one.
+    """
+    return Scan(path, scan, frame, colours, intensity_range)
+
+
+class Scan:
+    """An open scan. Use it in a with statement, or close() it.
+
+    Batches and windows can be read side by side, from any number of threads.
+    """
+
+    def __init__(self, path: str | os.PathLike[str], scan: int | str | None = None,
+                 frame: Frame = "scanner", colours: Colours = "stored",
+                 intensity_range: tuple[float, float] | None = None) -> None:
+        if frame not in ("scanner", "aligned"):
+            raise ValueError(f'frame is "scanner" or "aligned", not {frame!r}')
+        if colours not in ("stored", "photos"):
+            raise ValueError(f'colours is "stored" or "photos", not {colours!r}')
+        self._core = _brisko.Scan(input_path(path), "" if scan is None else str(scan), frame == "aligned",
+                                  colours == "photos", intensity_range)
+        self._facts = self._core.facts()
+        self._choices = (scan, frame, colours, intensity_range)
+        self._points: int | None = None
+
+    # What is known before any point is read; it stays after close().
+
+    @property
+    def path(self) -> str:
+        """Absolute."""
+        return self._facts["path"]
+
+    @property
+    def name(self) -> str:
+        """Of the station; empty where the format has none."""
+        return self._facts["name"]
+
+    @property
+    def format(self) -> str:
+        """"CL3", "E57" and so on."""
+        return self._facts["format"]
+
+    @property
+    def shape(self) -> tuple[int, int] | None:
+        """Rows and columns of the grid; None where the scan has none."""
+        return (self._facts["rows"], self._facts["columns"]) if self._facts["has_grid"] else None
+
+    @property
+    def has_colour(self) -> bool:
+        """Whether points have a place for colours, even if they are all black."""
+        return self._facts["has_colour"]
+
+    @property
+    def header(self) -> Mapping[str, Any]:
+        """Texts, readings and angles (degrees); empty where the format has none."""
+        return MappingProxyType(self._facts["header"])
+
+    @property
+    def matrix(self) -> npt.NDArray[np.float64]:
+        """4 x 4, from the scanner's frame to the aligned one, for points as columns."""
+        return self._facts["matrix"].copy()
+
+    @property
+    def frame(self) -> Frame:
+        """Of the points: "scanner" or "aligned"."""
+        return self._choices[1]
+
+    @property
+    def closed(self) -> bool:
+        return self._core.closed
+
+    def __len__(self) -> int:
+        """The number of points. Takes a pass over the scan where its format does not have it."""
+        if self._points is None:
+            known = self._facts["records_are_points"] and self._facts["records"]
+            self._points = self._facts["records"] if known else self._core.count()
+        return self._points
+
+    def __bool__(self) -> bool:
+        return True
+
+    # Points.
+
+    def batches(self, size: int = 65_536) -> Iterator[Batch]:
+        """All points, so many at a time. Each batch has arrays of its own."""
+        if size < 1:
+            raise ValueError(f"a batch has 1 point or more, not {size}")
+        self._core.require_open()
+        return self._batches(size)
+
+    def __iter__(self) -> Iterator[Batch]:
+        return self.batches()
+
+    def _batches(self, size: int) -> Iterator[Batch]:
+        points = _brisko.Pass(self._core)
+        frame = self.frame
+        while True:
+            batch = Batch(*points.next(size), frame)
+            if not len(batch):
+                return
+            yield batch
+
+    def read(self) -> Batch:
+        """All points at once."""
+        return Batch(*self._core.read(), self.frame)
+
+    def __getitem__(self, cells: Any) -> Window:
+        """A window of the grid: scan[rows, columns], each a slice or a number, as of an array.
+
+        A window of an indexed CL3 scan is read by seeking. Of other formats it takes a pass over
+        the scan. Of slices with a step the cells in between are read, too.
+        """
+        self._core.require_open()
+        if self.shape is None:
+            raise ValueError(f"{self.path}: the scan has no grid, so the cells of its points are not known")
+        chosen = cells if isinstance(cells, tuple) else (cells,)
+        if len(chosen) > 2:
+            raise IndexError(f"a scan has rows and columns: 2 indexes, not {len(chosen)}")
+        chosen += (slice(None),) * (2 - len(chosen))
+        rows, columns = _Side(chosen[0], self.shape[0]), _Side(chosen[1], self.shape[1])
+        xyz, intensity, colour, valid = self._core.window(rows.first, rows.end, columns.first,
+                                                          columns.end)
+        part = rows.within, columns.within
+        return Window(xyz[part], intensity[part], colour[part], valid[part], self.frame)
+
+    def grid(self, what: str) -> npt.NDArray[Any]:
+        """The whole grid as one array (rows, columns) or (rows, columns, 3).
+
+        what  "xyz", "intensity", "colour", "valid", or "range": metres from the scanner, float32,
+              NaN where nothing returned
+        """
+        if what not in _GRIDS:
+            raise ValueError(f"grid() takes one of {', '.join(_GRIDS)}, not {what!r}")
+        if what != "range":
+            cells: npt.NDArray[Any] = getattr(self[:, :], what)
+            return cells
+        self._core.require_open()
+        if self.shape is None:
+            raise ValueError(f"{self.path}: the scan has no grid, so the cells of its points are not known")
+        if self.frame == "scanner":
+            return self._ranges(self.shape)
+        with Scan(self.path, self._choices[0], "scanner") as measured:
+            return measured._ranges(self.shape)
+
+    def _ranges(self, shape: tuple[int, int]) -> npt.NDArray[np.float32]:
+        ranges = np.full(shape, np.nan, np.float32)
+        for batch in self.batches():
+            # The padding of the last tiles may hold points, too.
+            inside = (batch.row < shape[0]) & (batch.column < shape[1])
+            if not inside.all():
+                batch = batch[inside]
+            x, y, z = batch.xyz.T
+            ranges[batch.row, batch.column] = np.sqrt(x * x + y * y + z * z)
+        return ranges
+
+    # Its life.
+
+    def close(self) -> None:
+        """May be called again. What was read stays."""
+        self._core.close()
+
+    def __enter__(self) -> Scan:
+        self._core.require_open()
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        self.close()
+
+    def __reduce__(self) -> tuple[Any, ...]:
+        """A copy in another process opens the scan again, by its path."""
+        return Scan, (self.path, *self._choices)
+
+    def __repr__(self) -> str:
+        shape = self.shape
+        cells = f", {shape[0]} rows x {shape[1]} columns" if shape else ""
+        return f"<brisko.Scan {self.path!r}, {self.format}{cells}{', closed' if self.closed else ''}>"
+
+
+class _Side:
+    """Rows or columns of a window: what to read, and what to take of that."""
+
+    def __init__(self, index: Any, length: int) -> None:
+        if isinstance(index, slice):
+            chosen = range(*index.indices(length))
+            self.first, self.end = 0, 0
+            if chosen:
+                low, high = min(chosen[0], chosen[-1]), max(chosen[0], chosen[-1])
+                self.first, self.end = low, high + 1
+            self.within: Any = slice(None, None, index.step)
+            return
+        try:
+            number = index.__index__()
+        except AttributeError:
+            raise TypeError("a scan takes slices and whole numbers; "
+                            f"read the window first for {type(index).__name__}") from None
+        if not -length <= number < length:
+            raise IndexError(f"index {number} is outside of {length} rows or columns")
+        self.first = number % length
+        self.end = self.first + 1
+        self.within = 0

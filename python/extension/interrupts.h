@@ -1,0 +1,53 @@
+#pragma once
+
+#include <pybind11/pybind11.h>
+
+#include <brisko_scan/progress.h>
+
+#include <chrono>
+#include <exception>
+
+namespace brisko::python {
+
+/// Lets Ctrl-C and other signals end a long call that runs without Python's lock. Asked as often as is
+/// handy; it takes the lock some fifty times a second.
+class Interrupts {
+public:
+    /// Throws what a signal handler of Python raised: KeyboardInterrupt.
+    void check();
+
+private:
+    std::chrono::steady_clock::time_point m_next = std::chrono::steady_clock::now();
+};
+
+/// The progress function of a job for a Python function, or for None. It also lets signals end the job.
+///   function  called with (task, stage, unit, done, total, finished); False cancels
+/// The job runs without Python's lock. An exception of the function ends the job and is raised after it.
+class JobProgress {
+public:
+    explicit JobProgress(const pybind11::object& function) : m_function(function) {}
+
+    /// Refers to this object.
+    scan::ProgressFunction function();
+
+    /// Runs a job without Python's lock.
+    template <class Job>
+    auto run(const Job& job) {
+        try {
+            const pybind11::gil_scoped_release released;
+            return job(function());
+        } catch (...) {
+            if (m_raised) std::rethrow_exception(m_raised);
+            throw;
+        }
+    }
+
+private:
+    bool report(const scan::ProgressUpdate& update);
+
+    pybind11::object m_function;
+    std::chrono::steady_clock::time_point m_next;
+    std::exception_ptr m_raised;
+};
+
+}  // namespace brisko::python
