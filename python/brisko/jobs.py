@@ -14,7 +14,7 @@ from . import _brisko
 from .paths import input_path, output_path
 from .progress import ProgressArgument, reporter
 
-Mode = Literal["range", "intensity", "colour"]
+Mode = Literal["shaded", "range", "intensity", "colour", "normals", "height", "incidence"]
 
 
 class LeftOut(NamedTuple):
@@ -109,11 +109,11 @@ def info(path: str | os.PathLike[str], count: bool = False, scan: int | str | No
     return report
 
 
-def panorama(path: str | os.PathLike[str], mode: Mode = "range", width: int | None = None,
+def panorama(path: str | os.PathLike[str], mode: Mode = "shaded", width: int | None = None,
              height: int | None = None, progress: ProgressArgument = None) -> npt.NDArray[np.uint8]:
     """A scan as a picture, upright and as seen from the scanner: (height, width, 3), red, green, blue.
 
-    mode    "range" (near is bright), "intensity" or "colour"
+    mode    "shaded" (the form of surfaces), "range", "intensity", "colour", "normals", "height" or "incidence"
     width   pixels; None: by the grid. height: None: by the angles of the scan
     """
     return _brisko.panorama(input_path(path), mode, width or 0, height or 0, reporter(progress))

@@ -9,6 +9,7 @@
 #include <brisko_scan/inspect.h>
 #include <brisko_scan/panorama.h>
 
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -124,10 +125,14 @@ py::dict summarize(const std::string& path, const std::string& scan, const py::o
 }
 
 scan::PictureMode modeOf(const std::string& name) {
-    if (name == "range") return scan::PictureMode::Range;
-    if (name == "intensity") return scan::PictureMode::Intensity;
-    if (name == "colour") return scan::PictureMode::Colour;
-    failValue("mode is \"range\", \"intensity\" or \"colour\", not \"" + name + "\"");
+    static const std::map<std::string, scan::PictureMode> modes = {
+        {"shaded", scan::PictureMode::Shaded},       {"range", scan::PictureMode::Range},
+        {"intensity", scan::PictureMode::Intensity}, {"colour", scan::PictureMode::Colour},
+        {"normals", scan::PictureMode::Normals},     {"height", scan::PictureMode::Height},
+        {"incidence", scan::PictureMode::Incidence}};
+    const auto found = modes.find(name);
+    if (found == modes.end()) failValue("a picture has no mode \"" + name + "\"");
+    return found->second;
 }
 
 py::array_t<std::uint8_t> panorama(const std::string& path, const std::string& mode,

@@ -116,7 +116,7 @@ def test_opening_a_thousand_times_takes_no_memory(scan_path):
 
 
 def test_a_panorama_shows_where_the_points_are(scan, scan_path):
-    picture = brisko.panorama(scan_path, width=scan.shape[1], height=scan.shape[0])
+    picture = brisko.panorama(scan_path, "range", width=scan.shape[1], height=scan.shape[0])
     holes = (picture == picture[0, 0]).all(axis=2)  # the sky
     # A pixel at the edge of two cells may show either.
     assert picture.shape == (*scan.shape, 3) and (holes == scan.grid("valid")).mean() < 1e-3

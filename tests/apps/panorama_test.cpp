@@ -1,14 +1,19 @@
 #include "apps/made_scan.h"
 #include "scan/formats/angle_estimate.h"
-#include "scan/pictures/picture_grid.h"
+#include "scan/pictures/gathered_columns.h"
+#include "scan/pictures/picture_samples.h"
 
 #include <gtest/gtest.h>
 #include <png.h>
+#include <tiffio.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <filesystem>
+#include <memory>
 
 namespace brisko::tool {
 
@@ -18,7 +23,7 @@ namespace {
 using namespace brisko::test;
 
 using Pixel = std::array<std::uint8_t, 3>;
-constexpr Pixel kEmpty = {12, 20, 64};
+constexpr Pixel kEmpty = {1, 2, 3};  // --missing 010203
 
 struct Image {
     std::uint32_t width = 0;
@@ -76,34 +81,168 @@ TEST(Panorama, IsUprightAndAsSeenFromTheScanner) {
             writeFile(folder / "a.ptx", smallScan(clockwise, falling));
             for (const std::string& scan :
                  {folder / "a.ptx", convert(folder / "a.ptx", folder / "a.cl3")}) {
-                ASSERT_EQ(
-                    run({"panorama", scan, "-o", folder / "r.png", "--size", "6x4", "--overwrite"})
-                        .code,
-                    0);
-                const Image range = readPng(folder / "r.png");
+                const auto draw = [&](const std::string& name, std::vector<std::string> options) {
+                    options.insert(options.begin(), {"panorama", scan, "-o", folder / name,
+                                                     "--overwrite", "--missing", "010203"});
+                    EXPECT_EQ(run(options).code, 0);
+                    return readPng(folder / name);
+                };
+                const Image range = draw("r.png", {"--mode", "range", "--size", "6x4"});
                 ASSERT_EQ(range.width, 6u);
                 ASSERT_EQ(range.height, 4u);
-                EXPECT_EQ(range.at(0, 0), (Pixel{255, 255, 255}));
-                EXPECT_EQ(range.at(1, 1), (Pixel{255, 255, 255}));
-                EXPECT_EQ(range.at(0, 3), (Pixel{24, 24, 24}));
                 EXPECT_EQ(range.at(5, 0), kEmpty);
                 EXPECT_EQ(range.at(4, 1), kEmpty);
-                // 5 m is half way from 1 m to 25 m on a logarithmic scale.
-                EXPECT_NEAR(range.at(3, 0)[0], 139.5, 1);
-                EXPECT_NEAR(range.at(5, 3)[0], 139.5, 1);
-                run({"panorama", scan, "-o", folder / "c.png", "--overwrite", "--mode", "colour",
-                     "--size", "3x2"});
-                const Image colour = readPng(folder / "c.png");
+                // From blue (near) over green to red (far).
+                EXPECT_GT(range.at(0, 0)[2], 1.1 * range.at(0, 0)[0]);
+                EXPECT_GT(range.at(0, 3)[0], 5 * range.at(0, 3)[2]);
+                EXPECT_GT(range.at(3, 0)[1], range.at(3, 0)[0]);
+                const Image colour =
+                    draw("c.png", {"--mode", "colour", "--size", "3x2", "--gamma", "1"});
                 EXPECT_EQ(colour.at(1, 0), (Pixel{100, 0, 0}));
                 EXPECT_EQ(colour.at(2, 1), (Pixel{200, 0, 200}));
-                run({"panorama", scan, "-o", folder / "i.png", "--overwrite", "--mode", "intensity",
-                     "--width", "3"});
-                const Image intensity = readPng(folder / "i.png");
-                EXPECT_EQ(intensity.at(0, 0), (Pixel{24, 24, 24}));
+                const Image intensity =
+                    draw("i.png", {"--mode", "intensity", "--width", "3", "--gamma", "1"});
+                EXPECT_EQ(intensity.at(0, 0), (Pixel{23, 23, 23}));
                 EXPECT_EQ(intensity.at(2, intensity.height - 1), (Pixel{255, 255, 255}));
             }
         }
     }
+}
+
+/// A wall 4 m ahead (+x) with a groove of 5 cm at half of its height, and a floor 1 m below.
+std::string wallScan() {
+    std::string cells;
+    for (int column = 0; column < 90; ++column) {
+        for (int row = 0; row < 60; ++row) {
+            const double azimuth = (44.5 - column) / 57.29577951308232;
+            const double rise = std::tan((29.5 - row) / 57.29577951308232);
+            double x = rise * 4 < 0 && rise * 4 > -0.3 ? 4.05 : 4;
+            if (rise * x / std::cos(azimuth) < -1) x = -std::cos(azimuth) / rise;
+            char line[96];
+            std::snprintf(line, sizeof line, "%.6f %.6f %.6f 0.5\n", x, x * std::tan(azimuth),
+                          x / std::cos(azimuth) * rise);
+            cells += line;
+        }
+    }
+    return ptxText(90, 60, cells, kTurnedLines);
+}
+
+TEST(Panorama, ShowsTheFormOfSurfaces) {
+    const TempFolder folder;
+    writeFile(folder / "a.ptx", wallScan());
+    convert(folder / "a.ptx", folder / "a.cl3");
+    const auto draw = [&](std::vector<std::string> options) {
+        options.insert(options.begin(), {"panorama", folder / "a.cl3", "-o", folder / "a.png",
+                                         "--size", "90x60", "--overwrite"});
+        EXPECT_EQ(run(options).code, 0);
+        return readPng(folder / "a.png");
+    };
+    const Image normals = draw({"--mode", "normals"});
+    const struct {
+        std::uint32_t x, y;
+        Pixel normal;
+        double incidence, height;
+    } cases[] = {{45, 15, {0, 128, 128}, 15.5, 1.05},  // the wall, from -1 0 0
+                 {10, 20, {0, 128, 128}, 36, 0.81},
+                 {45, 52, {128, 128, 255}, 67.5, -1}};  // the floor
+    // Grey between chosen ends is the value itself; its darkest is 0.09.
+    const auto value = [](const Pixel& pixel) { return (pixel[0] / 255.0 - 0.09) / 0.91; };
+    const Image incidence = draw({"--mode", "incidence", "--map", "grey", "--limits", "0:90"});
+    const Image shaded = draw({});
+    for (const auto& at : cases) {
+        for (std::size_t c = 0; c < 3; ++c)
+            EXPECT_NEAR(normals.at(at.x, at.y)[c], at.normal[c], 3) << at.x << " " << at.y;
+        EXPECT_NEAR(90 * value(incidence.at(at.x, at.y)), at.incidence, 1.5);
+    }
+    // Under the upper edge of the groove it is darker than on the wall and in the groove's middle.
+    EXPECT_LT(shaded.at(45, 30)[0] + 30, shaded.at(45, 28)[0]);
+    EXPECT_LT(shaded.at(45, 30)[0] + 20, shaded.at(45, 32)[0]);
+    const auto shown = nlohmann::json::parse(
+        run({"panorama", folder / "a.cl3", "-o", folder / "h.png", "--mode", "height", "--json"})
+            .out);
+    EXPECT_NEAR(shown["low"].get<double>(), 30 - 1, 0.05);  // the alignment lifts by 30
+}
+
+TEST(Panorama, ProjectsDirections) {
+    const TempFolder folder;
+    writeFile(folder / "a.ptx", wallScan());
+    convert(folder / "a.ptx", folder / "a.cl3");
+    const struct {
+        const char* projection;
+        std::uint32_t width, height;
+        std::array<std::uint32_t, 2> wall, floor, nothing;
+    } cases[] = {{"equirectangular", 720, 360, {360, 150}, {360, 226}, {180, 180}},
+                 {"cylindrical", 720, 397, {360, 165}, {360, 250}, {180, 200}},
+                 {"cube", 300, 200, {50, 35}, {50, 75}, {150, 50}}};
+    for (const auto& at : cases) {
+        SCOPED_TRACE(at.projection);
+        run({"panorama", folder / "a.cl3", "-o", folder / "a.png", "--overwrite", "--mode",
+             "normals", "--width", std::to_string(at.width), "--projection", at.projection,
+             "--missing", "010203"});
+        const Image image = readPng(folder / "a.png");
+        ASSERT_EQ(image.width, at.width);
+        ASSERT_EQ(image.height, at.height);
+        EXPECT_NEAR(image.at(at.wall[0], at.wall[1])[0], 0, 3);
+        EXPECT_NEAR(image.at(at.floor[0], at.floor[1])[2], 255, 3);
+        EXPECT_EQ(image.at(at.nothing[0], at.nothing[1]), kEmpty);
+    }
+}
+
+TEST(Panorama, HasALegendAndDepthAndAnglesWhereAsked) {
+    const TempFolder folder;
+    writeFile(folder / "a.ptx", wallScan());
+    const auto draw = [&](const std::string& name, std::vector<std::string> options) {
+        options.insert(options.begin(), {"panorama", folder / "a.ptx", "-o", folder / name,
+                                         "--width", "360", "--mode", "range"});
+        EXPECT_EQ(run(options).code, 0);
+    };
+    draw("plain.png", {});
+    draw("legend.png", {"--legend"});
+    const Image plain = readPng(folder / "plain.png"), legend = readPng(folder / "legend.png");
+    EXPECT_GT(legend.height, plain.height + 20);
+    EXPECT_TRUE(std::equal(plain.bytes.begin(), plain.bytes.end(), legend.bytes.begin()));
+    const auto below = legend.bytes.begin() + static_cast<std::ptrdiff_t>(plain.bytes.size());
+    EXPECT_GT(std::count(below, legend.bytes.end(), 45), 300);  // ink
+
+    draw("deep.png", {"--bits", "16", "--map", "grey"});
+    const auto deep = readFile(folder / "deep.png");
+    EXPECT_EQ(deep.at(24), 16);
+    EXPECT_EQ(deep.at(25), PNG_COLOR_TYPE_GRAY);
+    draw("a.tif", {});
+    const std::unique_ptr<TIFF, decltype(&TIFFClose)> tiff(
+        TIFFOpen((folder / "a.tif").c_str(), "r"), TIFFClose);
+    ASSERT_TRUE(tiff);
+    std::uint32_t count = 0;
+    const double* matrix = nullptr;
+    ASSERT_EQ(TIFFGetField(tiff.get(), 34264, &count, &matrix), 1);
+    ASSERT_EQ(count, 16u);
+    EXPECT_NEAR(matrix[0], -0.25, 1e-4);  // 90 degrees over 360 pixels
+    EXPECT_NEAR(matrix[3], 45, 0.01);
+    EXPECT_NEAR(matrix[7], 30, 0.1);
+    std::vector<std::uint8_t> row(3 * 360);
+    for (std::uint32_t y = 0; y <= 60; ++y)
+        ASSERT_EQ(TIFFReadScanline(tiff.get(), row.data(), y, 0), 1);
+    EXPECT_TRUE(std::equal(row.begin(), row.end(), plain.bytes.begin() + 60 * 3 * 360));
+}
+
+TEST(ContactSheet, ShowsAFolderOfScansAndNamesWhatItCannot) {
+    const TempFolder folder;
+    std::filesystem::create_directory(folder / "in");
+    writeFile(folder / "in/a.ptx", wallScan());
+    writeFile(folder / "in/b.ptx", wallScan());
+    writeFile(folder / "in/c.xyz", std::string("1 2 3\n"));
+    const ToolRun made =
+        run({"panorama", folder / "in", "-o", folder / "sheet.png", "--width", "800"});
+    EXPECT_EQ(made.code, 0) << made.err;
+    EXPECT_NE(made.err.find("c.xyz: has no grid"), std::string::npos) << made.err;
+    EXPECT_NE(made.out.find("2 scans on 800 x"), std::string::npos) << made.out;
+    const Image sheet = readPng(folder / "sheet.png");
+    ASSERT_EQ(sheet.width, 800u);
+    EXPECT_EQ(sheet.at(200, 100), sheet.at(600, 100)) << "two pictures of the same scan";
+    EXPECT_NE(
+        run({"panorama", folder / "in/c.xyz", folder / "in/c.xyz", "-o", folder / "n.png"}).code,
+        0);
+    EXPECT_FALSE(std::filesystem::exists(folder / "n.png"));
 }
 
 TEST(Panorama, IsAsHighAsItsAnglesSay) {
@@ -126,22 +265,30 @@ TEST(Panorama, IsAsHighAsItsAnglesSay) {
     EXPECT_EQ(told["height"], readPng(folder / "a.png").height);
 }
 
-TEST(PictureGrid, TakesTheMeanOfWhatFallsIntoACell) {
-    PictureGrid grid(PictureMode::Intensity, 4, 1, 2, 1);
+TEST(GatheredColumns, TakeTheMeanAndGiveColumnsBackWhenTheBandHasPassed) {
+    GatheredColumns gathered({.columns = 8, .rows = 1, .width = 4, .height = 1, .bandColumns = 4},
+                             GatheredValue::Intensity);
     std::vector<CellPoint> points;
-    for (std::uint32_t column = 0; column < 4; ++column) {
+    for (const std::uint32_t column : {1U, 3U, 0U, 2U, 5U, 1U, 8U}) {  // 1 comes late, 8 is padding
         points.push_back(
             {.x = 1, .intensity = static_cast<float>(column * column), .column = column});
+        gathered.add({&points.back(), 1});
+        EXPECT_EQ(gathered.complete(), points.size() < 5 ? 0U : 2U);
     }
-    points.push_back({.x = 1, .intensity = 1000, .column = 4});  // padding
-    grid.add(points);
-    const struct {
-        double first, end;
-        float mean;
-    } cases[] = {{0, 0.5, 0.5f}, {0.5, 1, 6.5f}, {0, 1, 3.5f}, {0.9, 0.91, 6.5f}};
-    for (const auto& [first, end, mean] : cases)
-        EXPECT_EQ(grid.mean(grid.columnsOf(first, end), grid.rowsOf(0, 1)).channels[0], mean);
-    EXPECT_TRUE(PictureGrid(PictureMode::Range, 4, 4, 2, 2).mean({0, 2}, {0, 2}).isEmpty);
+    gathered.end();
+    const float means[] = {0.5F, 6.5F, 25};
+    for (std::uint32_t column = 0; column < 3; ++column)
+        EXPECT_EQ(gathered.take(column).at(0).values[0], means[column]);
+    EXPECT_TRUE(gathered.take(3).empty());
+}
+
+TEST(PictureSamples, KeepValuesToAFifthOfAPercentAndInOrder) {
+    std::uint16_t last = 0;
+    for (const float value : {-1e9F, -21.7F, -0.001F, 0.F, 1e-5F, 0.37F, 1.F, 2199.F, 1e12F}) {
+        EXPECT_NEAR(valueOf(codeOf(value)), value, std::abs(value) / 500 + 1e-6F);
+        EXPECT_GT(codeOf(value), last);
+        last = codeOf(value);
+    }
 }
 
 /// Points of a grid at 10 m, some columns left out.

@@ -29,6 +29,10 @@ bool hasExtension(const std::string& path, const char* extension) {
     return extensionOf(path) == extension;
 }
 
+std::string lastPartOf(const std::string& path) {
+    return path.substr(path.rfind('/') + 1);
+}
+
 std::string companionOf(const std::string& path, const std::string& extension) {
     return std::filesystem::path(path).replace_extension(extension).string();
 }

@@ -81,8 +81,9 @@ AngleEstimate::AngleEstimate(std::uint32_t columns, std::uint32_t rows)
     : m_columns(columns), m_rows(rows), m_columnBins(binCount(columns)), m_rowBins(binCount(rows)) {
 }
 
-void AngleEstimate::add(std::span<const CellPoint> points) {
-    for (const CellPoint& point : points) {
+void AngleEstimate::add(std::span<const CellPoint> points, std::size_t every) {
+    for (std::size_t i = 0; i < points.size(); i += every) {
+        const CellPoint& point = points[i];
         const double range = std::sqrt(point.x * point.x + point.y * point.y + point.z * point.z);
         if (!(range > 0) || !std::isfinite(range)) continue;
         // Unit vectors: points near the zenith, whose azimuth means little, count little.

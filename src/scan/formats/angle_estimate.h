@@ -2,6 +2,7 @@
 
 #include <brisko_codec/cell_reader.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -22,7 +23,8 @@ class AngleEstimate {
 public:
     AngleEstimate(std::uint32_t columns, std::uint32_t rows);
 
-    void add(std::span<const CellPoint> points);
+    /// every: one of so many points counts
+    void add(std::span<const CellPoint> points, std::size_t every = 1);
 
     AngleStep azimuth() const;
     AngleStep zenith() const;

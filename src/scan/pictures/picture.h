@@ -1,81 +1,56 @@
 #pragma once
 
-#include "scan/pictures/picture_grid.h"
+#include "scan/pictures/picture_samples.h"
+#include "scan/pictures/picture_view.h"
 
 #include <brisko_scan/panorama.h>
 
-#include <png.h>
-
+#include <array>
 #include <cstdint>
-#include <cstdio>
 #include <functional>
-#include <string>
 #include <vector>
 
 namespace brisko::scan {
 
-/// A PNG file, written row by row: 8 bits of red, green and blue a pixel. Everything throws
-/// ScanError(NotWritten) when it cannot be written; the caller removes what is incomplete.
-class PngFile {
-public:
-    /// path: where to write; shownPath: how messages name it.
-    PngFile(const std::string& path, const std::string& shownPath);
-    ~PngFile();
-    PngFile(const PngFile&) = delete;
-    PngFile& operator=(const PngFile&) = delete;
+/// The pixels of a row as they go into a file.
+struct PixelFormat {
+    std::uint32_t channels = 3;  // 1: grey
+    bool is16Bit = false;        // native byte order
 
-    void begin(std::uint32_t width, std::uint32_t height);
-    void writeRow(const std::uint8_t* pixels);
-    /// After the last row.
-    void close();
-
-private:
-    [[noreturn]] static void keepError(png_structp png, png_const_charp message);
-    [[noreturn]] void fail(const std::string& reason) const;
-
-    std::string m_shownPath;
-    std::string m_reason;
-    std::FILE* m_file;
-    png_structp m_png = nullptr;
-    png_infop m_info = nullptr;
+    std::size_t bytesOf(std::uint32_t width) const {
+        return std::size_t{width} * channels * (is16Bit ? 2 : 1);
+    }
 };
 
-/// How the grid lies in the picture. As seen from the scanner, left to right is clockwise from above
-/// and top to bottom is from the zenith down.
-struct PictureOrientation {
-    bool mirrorColumns = false;  // columns turn counter-clockwise
-    bool mirrorRows = false;     // rows rise
-};
-
-/// A gathered grid as a picture. Ranges are near bright to far dark on a logarithmic scale, intensities
-/// dark to bright; both between the values that leave out the outermost hundredth on either side.
-/// Cells without a point are dark blue. Keeps one row of pixels at a time.
+/// Turns samples into pixels: finds the scale, then paints row by row, and keeps one row at a time.
 class Picture {
 public:
-    /// progress: asked for every row whether to go on.
-    Picture(const PictureGrid& grid, PictureMode mode, const PictureOrientation& orientation,
-            std::uint32_t width, std::uint32_t height, const ProgressFunction& progress);
+    Picture(const PictureSamples& samples, const PictureView& view, const PanoramaOptions& options);
 
     const PictureScale& scale() const { return m_scale; }
+    /// Whether red, green and blue of all pixels are the same.
+    bool isGrey() const;
+    /// Red, green and blue (0 to 1) of a value of the scale, unshaded.
+    std::array<float, 3> colourOf(float share) const;
 
-    /// Hands out red, green and blue of the pixels, row by row from the top.
-    void paint(const std::function<void(const std::uint8_t*)>& takeRow) const;
+    using TakeRow = std::function<void(const std::uint8_t*)>;
+    /// Hands out the rows from the top. Throws ScanError(Cancelled) where the options' progress wants no more.
+    void paint(const PixelFormat& format, const TakeRow& takeRow) const;
 
 private:
-    using Values = std::vector<PictureValue>;
-    /// Calls visit(values of the row, rows in a run that are alike).
-    template <class Visit>
-    void forEachRow(const Visit& visit) const;
-    CellRange rowsAt(std::uint32_t y) const;
     PictureScale findScale() const;
+    float shareOf(float value) const;
+    std::array<float, 3> pixelOf(const PictureSample& sample) const;
+    void paintRow(std::uint32_t y, const PixelFormat& format, std::uint8_t* out) const;
 
-    const PictureGrid& m_grid;
-    PictureMode m_mode;
-    PictureOrientation m_orientation;
-    std::uint32_t m_height;
-    const ProgressFunction& m_progress;
-    std::vector<CellRange> m_columns;  // of each pixel of a row
+    const PictureSamples& m_samples;
+    const PictureView& m_view;
+    const PanoramaOptions& m_options;
+    SampleParts m_parts;
+    ColourMap m_map;
     PictureScale m_scale;
+    float m_logLow = 0, m_logSpan = 0;
+    std::vector<std::array<float, 3>> m_colours;  // of shares of the scale, the exponent applied
 };
 
 }  // namespace brisko::scan

@@ -1,33 +1,16 @@
 #include "scan/formats/tiff/tiff_tiles.h"
 
 #include "base/file.h"
-#include "base/text.h"
-
-#include <brisko_scan/scan_error.h>
 
 #include <tiffio.h>
 #include <array>
 #include <cerrno>
-#include <cstdarg>
-#include <cstring>
 
 namespace brisko::scan::tiff {
 namespace {
 
 constexpr std::uint32_t kMetadata = 42112;  // tags that GDAL has for itself
 constexpr std::uint32_t kNoData = 42113;
-
-/// The message of a call that fails; a file's own, so that threads do not share it.
-int noteProblem(TIFF*, void* problem, const char*, const char* format, std::va_list values) {
-    std::array<char, 256> text{};
-    static_cast<void>(std::vsnprintf(text.data(), text.size(), format, values));
-    *static_cast<std::string*>(problem) = text.data();
-    return 1;
-}
-
-int ignoreWarning(TIFF*, void*, const char*, const char*, std::va_list) {
-    return 1;
-}
 
 void nameOwnTags(TIFF* file) {
     static std::array<char, 13> metadata{"GDALMetadata"};
@@ -52,31 +35,11 @@ bool isLarge(const Picture& picture) {
 
 }  // namespace
 
-void TileFile::Closer::operator()(::tiff* file) const {
-    TIFFClose(file);
-}
-
-TileFile::File TileFile::open(const char* mode) {
-    const std::unique_ptr<TIFFOpenOptions, void (*)(TIFFOpenOptions*)> options(
-        TIFFOpenOptionsAlloc(), TIFFOpenOptionsFree);
-    if (!options) fail();
-    TIFFOpenOptionsSetErrorHandlerExtR(options.get(), noteProblem, &m_problem);
-    TIFFOpenOptionsSetWarningHandlerExtR(options.get(), ignoreWarning, nullptr);
-    File file(TIFFOpenExt(m_path.c_str(), mode, options.get()));
-    if (!file) fail();
-    return file;
-}
-
 TileFile::TileFile(const std::string& path, const std::string& shownPath, const Picture& picture)
-    : m_path(path), m_shownPath(shownPath), m_file(open(isLarge(picture) ? "w8l" : "wl")) {
+    : m_path(path),
+      m_shownPath(shownPath),
+      m_file(path, shownPath, isLarge(picture) ? "w8l" : "wl") {
     describe(picture);
-}
-
-void TileFile::fail() const {
-    // The system's own reason says more than the library's, where there is one.
-    const std::string reason = errno != 0 ? std::strerror(errno) : m_problem;
-    throw ScanError(ErrorKind::NotWritten, m_shownPath,
-                    "cannot be written" + (reason.empty() ? "" : ": " + reason));
 }
 
 void TileFile::describe(const Picture& picture) {
@@ -97,7 +60,7 @@ void TileFile::describe(const Picture& picture) {
     done &= TIFFSetField(file, TIFFTAG_EXTRASAMPLES, picture.bands - 1, extra.data()) == 1;
     done &= TIFFSetField(file, kMetadata, picture.metadata.c_str()) == 1;
     done &= TIFFSetField(file, kNoData, "nan") == 1;
-    if (!done) fail();
+    if (!done) m_file.fail();
 }
 
 void TileFile::write(std::uint32_t columnTile, std::uint32_t rowTile, std::uint32_t band,
@@ -108,29 +71,27 @@ void TileFile::write(std::uint32_t columnTile, std::uint32_t rowTile, std::uint3
     constexpr auto kBytes = static_cast<tmsize_t>(kTileCells * sizeof(float));
     errno = 0;
     // The library takes a pointer to what it may change, and leaves it alone without compression.
-    if (TIFFWriteRawTile(m_file.get(), tile, const_cast<float*>(values), kBytes) != kBytes) fail();
+    if (TIFFWriteRawTile(m_file.get(), tile, const_cast<float*>(values), kBytes) != kBytes)
+        m_file.fail();
 }
 
 void TileFile::close() {
     errno = 0;
     // Closing says nothing of errors.
-    if (TIFFWriteDirectory(m_file.get()) != 1 || TIFFFlush(m_file.get()) != 1) fail();
-    m_file.reset();
+    if (TIFFWriteDirectory(m_file.get()) != 1 || TIFFFlush(m_file.get()) != 1) m_file.fail();
+    m_file.close();
     requireWhole();
 }
 
 void TileFile::requireWhole() {
-    errno = 0;
-    const File file = open("r");
+    const Handle file(m_path, m_shownPath, "r");
     const std::uint64_t length = fileLength(m_path.c_str());
     const std::uint32_t count = TIFFNumberOfTiles(file.get());
     for (std::uint32_t tile = 0; tile < count; ++tile) {
         const std::uint64_t begin = TIFFGetStrileOffset(file.get(), tile);
         const std::uint64_t bytes = TIFFGetStrileByteCount(file.get(), tile);
         if (begin > 0 && bytes == kTileCells * sizeof(float) && begin + bytes <= length) continue;
-        m_problem = "tile " + std::to_string(tile) + " is not in the file";
-        errno = 0;
-        fail();
+        file.fail("tile " + std::to_string(tile) + " is not in the file");
     }
 }
 

@@ -1,11 +1,10 @@
 #pragma once
 
+#include "scan/formats/tiff/tiff_handle.h"
+
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <string>
-
-struct tiff;
 
 namespace brisko::scan::tiff {
 
@@ -31,19 +30,11 @@ public:
     void close();
 
 private:
-    struct Closer {
-        void operator()(::tiff* file) const;
-    };
-    using File = std::unique_ptr<::tiff, Closer>;
-
-    File open(const char* mode);
     void describe(const Picture& picture);
     void requireWhole();
-    [[noreturn]] void fail() const;
 
     std::string m_path, m_shownPath;
-    std::string m_problem;  // what the library said last
-    File m_file;
+    Handle m_file;
 };
 
 }  // namespace brisko::scan::tiff
