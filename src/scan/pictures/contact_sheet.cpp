@@ -62,8 +62,7 @@ struct Layout {
 Layout layoutOf(const ContactSheetOptions& options, std::size_t entries) {
     Layout layout{};
     const auto count = static_cast<std::uint32_t>(entries);
-    // About as high as wide: pictures are twice as wide as high.
-    const auto balanced = static_cast<std::uint32_t>(std::ceil(std::sqrt(count / 2.0)));
+    const auto balanced = static_cast<std::uint32_t>(std::ceil(std::sqrt(count)));
     layout.across = std::clamp(options.across > 0 ? options.across : balanced, 1U, kMostAcross);
     layout.down = (count + layout.across - 1) / layout.across;
     layout.gap = std::max(options.width / 100, 4U);
@@ -110,12 +109,12 @@ Thumbnail thumbnailOf(const Entry& entry, const ContactSheetOptions& options,
     return thumbnail;
 }
 
-/// A picture, centred in its place in a row of the sheet, with the scan's name below.
+/// A picture at the lower edge of its place in a row of the sheet, with the scan's name below.
 void place(Canvas& row, const Thumbnail& thumbnail, const std::string& name, std::uint32_t index,
            const Layout& layout) {
     const std::uint32_t left = layout.gap + index * (layout.pictureWidth + layout.gap);
     const std::uint32_t indent = (layout.pictureWidth - thumbnail.width) / 2;
-    const std::uint32_t drop = (layout.pictureHeight - thumbnail.height) / 2;
+    const std::uint32_t drop = layout.pictureHeight - thumbnail.height;
     for (std::uint32_t y = 0; y < thumbnail.height; ++y) {
         std::copy_n(thumbnail.pixels.data() + std::size_t{3} * y * thumbnail.width,
                     std::size_t{3} * thumbnail.width,
