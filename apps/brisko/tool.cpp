@@ -93,7 +93,7 @@ int runTool(int argc, const char* const* argv) {
         addInfo(tool, common),   addSimulate(tool, common), addConvert(tool, common),
         addMerge(tool, common),  addColour(tool, common),   addPanorama(tool, common),
         addCell(tool, common),   addIndex(tool, common),    addCheck(tool, common),
-        addRepair(tool, common), addImages(tool, common),   addHelp(tool)};
+        addRepair(tool, common), addImages(tool, common),   addView(tool, common),  addHelp(tool)};
     setUpHelp(tool);
     try {
         tool.parse(argc, argv);
