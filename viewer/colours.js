@@ -29,7 +29,7 @@ function makeRamp() {
 
 /** Low and high of a mode over all scans: percentiles of some of the points. */
 export function scalesOf(scans) {
-    const samples = {intensity: [], height: [], range: []};
+    const samples = {colour: [], intensity: [], height: [], range: []};
     for (const scan of scans) {
         const m = scan.model;
         const step = Math.max(1, Math.floor(scan.count / 20000));
@@ -38,6 +38,7 @@ export function scalesOf(scans) {
             samples.intensity.push(scan.intensities[i]);
             samples.height.push(m[2] * x + m[6] * y + m[10] * z + m[14]);
             samples.range.push(Math.hypot(x, y, z));
+            if (scan.colours) samples.colour.push(scan.colours[4 * i + 1]);
         }
     }
     const scales = {};
@@ -46,24 +47,34 @@ export function scalesOf(scans) {
         const at = (share) => values[Math.floor(share * (values.length - 1))] ?? 0;
         scales[mode] = {low: at(0.01), high: at(0.99)};
     }
-    // Streets are dark but for a few signs: a curve brings their middle to where eyes see best.
-    const {low, high} = scales.intensity;
-    const middle = samples.intensity[Math.floor(samples.intensity.length / 2)] ?? 0;
-    const place = Math.min(0.9, Math.max(0.02, (middle - low) / (high - low || 1)));
-    scales.intensity.gamma = Math.min(1.2, Math.max(0.3, Math.log(0.45) / Math.log(place)));
+    // Streets are dark but for a few signs, and so are photos of plants: a curve brings their middle to
+    // where eyes see best. Colours are only made brighter, and keep their ends.
+    scales.colour = {low: 0, high: 255};
+    const curve = (mode, wanted, least, most) => {
+        const {low, high} = scales[mode];
+        const middle = samples[mode][samples[mode].length >> 1] ?? high;
+        const place = Math.min(0.95, Math.max(0.02, (middle - low) / (high - low || 1)));
+        scales[mode].gamma = Math.min(most, Math.max(least, Math.log(wanted) / Math.log(place)));
+    };
+    curve('intensity', 0.45, 0.3, 1.2);
+    curve('colour', 0.3, 0.45, 1);
     return scales;
 }
 
 /** Red, green and blue of a point on a processor, as the shader paints it. */
 export function colourOf(scan, i, mode, scales, out) {
     if (mode === 'colour' && scan.colours) {
-        for (let c = 0; c < 3; ++c) out[c] = scan.colours[4 * i + c];
+        for (let c = 0; c < 3; ++c) {
+            out[c] = 255 * Math.pow(scan.colours[4 * i + c] / 255, scales.colour.gamma);
+        }
     } else if (mode === 'intensity' || mode === 'colour') {
         const {low, high, gamma} = scales.intensity;
         const share = Math.min(1, Math.max(0, (scan.intensities[i] - low) / (high - low || 1)));
         out.fill(255 * Math.pow(share, gamma), 0, 3);
     } else if (mode === 'normals' && scan.normals) {
-        for (let c = 0; c < 3; ++c) out[c] = 127.5 + scan.normals[4 * i + c];
+        const m = scan.model;
+        const [x, y, z] = scan.normals.subarray(4 * i, 4 * i + 3);
+        for (let c = 0; c < 3; ++c) out[c] = 127.5 + m[c] * x + m[4 + c] * y + m[8 + c] * z;
     } else {
         const m = scan.model;
         const [x, y, z] = scan.positions.subarray(3 * i, 3 * i + 3);

@@ -2,7 +2,7 @@
 // part by part into a picture that is shown when it is complete.
 
 import {kRamp} from 'viewer/colours.js';
-import {kLineFragment, kLineVertex, kPointFragment, kPointVertex, kScreenFragment, kScreenVertex} from 'viewer/shaders.js';
+import {kPointFragment, kPointVertex, kScreenFragment, kScreenVertex} from 'viewer/shaders.js';
 
 const kModeNumbers = {colour: 0, intensity: 1, height: 2, range: 3, normals: 4};
 const kMovingTime = 40;  // milliseconds a frame
@@ -15,7 +15,6 @@ export class Renderer {
         this.canvas = canvas;
         this.points = new Program(gl, kPointVertex, kPointFragment);
         this.screen = new Program(gl, kScreenVertex, kScreenFragment);
-        this.lines = new Program(gl, kLineVertex, kLineFragment);
         this.empty = gl.createVertexArray();
         this.quick = new Target(gl);
         this.fine = new Target(gl);
@@ -137,49 +136,21 @@ export class Renderer {
         gl.bindVertexArray(null);
     }
 
-    /** Brings a picture of points to the screen, with edges and the clip box. */
+    /** Brings a picture of points to the screen, with its edges shaded. */
     show(target, frame) {
         const gl = this.gl;
-        if (frame.box) this.drawBox(target, frame);
         gl.bindFramebuffer(gl.FRAMEBUFFER, null);
         gl.viewport(0, 0, this.canvas.width, this.canvas.height);
         gl.disable(gl.DEPTH_TEST);
         const {uniforms} = this.screen.use();
         target.bindTextures(uniforms);
         gl.uniform2f(uniforms.planes, frame.near, frame.far);
-        gl.uniform1f(uniforms.strength, 4 * frame.edges);
+        gl.uniform1f(uniforms.strength, 3 * frame.edges);
         gl.uniform1f(uniforms.reach, Math.max(1, Math.round(this.canvas.height / 500)));
         gl.uniform3fv(uniforms.background, frame.background);
         gl.bindVertexArray(this.empty);
         gl.drawArrays(gl.TRIANGLES, 0, 3);
         gl.bindVertexArray(null);
-    }
-
-    drawBox(target, frame) {
-        const gl = this.gl;
-        const {low, high} = frame.clip;
-        const corner = (i) => [0, 1, 2].map((k) => (i >> k & 1 ? high : low)[k]);
-        const ends = [];
-        for (let i = 0; i < 8; ++i) {
-            for (let k = 0; k < 3; ++k) {
-                if (!(i >> k & 1)) ends.push(...corner(i), ...corner(i | 1 << k));
-            }
-        }
-        const buffer = gl.createBuffer();
-        const {uniforms} = this.lines.use();
-        target.bind();
-        gl.bindVertexArray(this.empty);
-        gl.bindBuffer(gl.ARRAY_BUFFER, buffer);
-        gl.bufferData(gl.ARRAY_BUFFER, Float32Array.from(ends), gl.STREAM_DRAW);
-        gl.enableVertexAttribArray(0);
-        gl.vertexAttribPointer(0, 3, gl.FLOAT, false, 0, 0);
-        gl.uniformMatrix4fv(uniforms.view, false, Float32Array.from(frame.view));
-        gl.uniformMatrix4fv(uniforms.projection, false, Float32Array.from(frame.projection));
-        gl.uniform3fv(uniforms.tint, frame.accent);
-        gl.drawArrays(gl.LINES, 0, ends.length / 3);
-        gl.disableVertexAttribArray(0);
-        gl.bindVertexArray(null);
-        gl.deleteBuffer(buffer);
     }
 
     /** How long a frame took decides how many points the next one has. */

@@ -52,8 +52,7 @@ class Page {
             ...(scans.some((scan) => scan.colours) ? ['colour'] : []),
             'intensity',
             'height',
-            'range',
-            ...(scans.some((scan) => scan.normals) ? ['normals'] : []),
+            ...(scans.some((scan) => scan.station) ? ['range', 'normals'] : []),
         ];
     }
 
@@ -79,11 +78,9 @@ class Page {
             mode: this.mode,
             scales: this.scales,
             clip: this.clip ?? kNoClip,
-            box: this.clip !== null,
             size: this.size,
             edges: this.edges,
             background: styleColour('--scene'),
-            accent: styleColour('--accent'),
         };
     }
 
@@ -110,7 +107,7 @@ class Page {
         }
         const isMore = this.renderer.draw(frame, isMoving);
         const ratio = canvas.width / canvas.clientWidth;
-        this.measurements.place(frame, canvas.width / ratio, canvas.height / ratio);
+        this.measurements.place(frame, this.clip, canvas.width / ratio, canvas.height / ratio);
         this.panorama.follow(this.camera.target, this.measurements.picked);
         return isMore;
     }
@@ -196,7 +193,7 @@ class Page {
     goToOverview(isAtOnce = false) {
         const {low, high} = this.bounds.most;
         const centre = low.map((value, k) => (value + high[k]) / 2);
-        const away = 0.8 * length(subtract(high, low)) + 0.5;
+        const away = 0.9 * length(subtract(high, low)) + 0.5;
         const view = Camera.seeing(centre, this.camera.yaw || 0.8, -0.6, away);
         if (isAtOnce) this.camera.set({...view, isAtStation: false});
         else this.camera.flyTo(view);
@@ -254,6 +251,7 @@ class Page {
         byId('subtitle').textContent = `${ui.shortCount(kept)} of ${ui.shortCount(all)} points` +
             (scene.scans.length > 1 ? `, ${scene.scans.length} scans` : '');
         ui.fillModes(modes, this.mode, (mode) => this.setMode(mode));
+        for (const id of ['go-station', 'strip']) byId(id).disabled = !this.current;
         byId('full').hidden = !scene.full || !scene.scans.some((scan) => scan.files);
     }
 

@@ -38,8 +38,8 @@ export class Measurements {
         this.start = null;
     }
 
-    /** Puts the marks where the points are in the frame. */
-    place(frame, width, height) {
+    /** Puts the marks where the points are in the frame, and the clip box where there is one. */
+    place(frame, box, width, height) {
         const camera = multiply(frame.projection, frame.view);
         const toScreen = ({placed: p}) => {
             const at = (r) => camera[r] * p[0] + camera[4 + r] * p[1] + camera[8 + r] * p[2] +
@@ -48,15 +48,28 @@ export class Measurements {
             return w > 0 ? [(at(0) / w + 1) * width / 2, (1 - at(1) / w) * height / 2] : null;
         };
         const marks = [];
+        const line = (a, b, kind) => {
+            if (!a || !b) return;
+            marks.push(element('line', {x1: a[0], y1: a[1], x2: b[0], y2: b[1], class: kind}));
+        };
+        if (box) {
+            const corners = [0, 1, 2, 3, 4, 5, 6, 7].map(
+                (i) => toScreen({placed: [0, 1, 2].map((k) => (i >> k & 1 ? box.high : box.low)[k])}));
+            for (let i = 0; i < 8; ++i) {
+                for (const bit of [1, 2, 4]) {
+                    if (!(i & bit)) line(corners[i], corners[i | bit], 'box');
+                }
+            }
+        }
         const dot = (point, kind) => {
             const at = toScreen(point);
             if (at) marks.push(element('circle', {cx: at[0], cy: at[1], r: 5, class: kind}));
         };
         for (const distance of this.distances) {
             const [a, b] = [toScreen(distance.from), toScreen(distance.to)];
+            line(a, b, 'halo');
+            line(a, b, 'way');
             if (a && b) {
-                const line = {x1: a[0], y1: a[1], x2: b[0], y2: b[1]};
-                marks.push(element('line', {...line, class: 'halo'}), element('line', line));
                 const label = element('text', {x: (a[0] + b[0]) / 2, y: (a[1] + b[1]) / 2 - 10});
                 label.textContent = `${distance.length.toFixed(3)} m`;
                 marks.push(label);

@@ -31,6 +31,9 @@ export class Panorama {
         canvas.width = Math.ceil(scan.keptColumns / every);
         const aspect = Math.abs(scan.zenithStep * scan.keptRows / (scan.azimuthStep * scan.keptColumns));
         canvas.height = Math.round(canvas.width * Math.min(1.2, Math.max(0.06, aspect || 0.4)));
+        // A narrow scan is not blown up to the width of the page.
+        const span = Math.abs(scan.azimuthStep * scan.keptColumns) / Math.PI;
+        canvas.parentElement.style.width = `${100 * Math.min(1, Math.max(0.25, span))}%`;
         const image = canvas.getContext('2d').createImageData(canvas.width, canvas.height);
         const colour = [0, 0, 0];
         for (let y = 0, at = 0; y < canvas.height; ++y) {

@@ -1,4 +1,4 @@
-// The programs of the graphics processor: points, the shading of edges, and lines.
+// The programs of the graphics processor: points, and the shading of edges.
 
 export const kPointVertex = `#version 300 es
 precision highp float;
@@ -17,7 +17,7 @@ out vec3 tint;
 flat out float diameter;
 
 vec3 paint(vec3 place) {
-    if (mode == 0) return colour.rgb;
+    if (mode == 0) return pow(colour.rgb, vec3(scale.z));
     if (mode == 4) return dot(normal, normal) > 0.0 ? mat3(model) * normal.xyz * 0.5 + 0.5 : vec3(0.5);
     float value = mode == 1 ? intensity : mode == 2 ? place.z : length(position);
     float share = clamp((value - scale.x) / max(scale.y - scale.x, 1e-6), 0.0, 1.0);
@@ -95,19 +95,4 @@ void main() {
     }
     float shade = exp(-strength * min(hidden, 0.6));
     colour = vec4(texelFetch(colours, pixel, 0).rgb * shade, 1);
-}`;
-
-export const kLineVertex = `#version 300 es
-layout(location = 0) in vec3 position;
-uniform mat4 view, projection;
-void main() {
-    gl_Position = projection * (view * vec4(position, 1));
-}`;
-
-export const kLineFragment = `#version 300 es
-precision mediump float;
-uniform vec3 tint;
-out vec4 colour;
-void main() {
-    colour = vec4(tint, 1);
 }`;

@@ -107,8 +107,10 @@ export function pointRows(point) {
     const rows = [['Scan', point.scan]];
     if (point.cell) rows.push(['Column, row', `${point.cell.column}, ${point.cell.row}`]);
     kAxes.forEach((axis, k) => rows.push([`Aligned ${axis}`, metres(point.aligned[k], digits)]));
-    kAxes.forEach((axis, k) => rows.push([`Scanner ${axis}`, metres(point.scanner[k], digits)]));
-    if (point.range !== null) rows.push(['Range', metres(point.range, digits)]);
+    if (point.range !== null) {
+        kAxes.forEach((axis, k) => rows.push([`Scanner ${axis}`, metres(point.scanner[k], digits)]));
+        rows.push(['Range', metres(point.range, digits)]);
+    }
     rows.push(['Intensity', String(+point.intensity.toFixed(3))]);
     if (point.colour) {
         rows.push(['Colour', point.colour.join(', '), `rgb(${point.colour.join(' ')})`]);
