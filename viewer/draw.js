@@ -129,6 +129,8 @@ export class Renderer {
             gl.uniform3f(uniforms.scale, scale.low, scale.high, scale.gamma ?? 1);
             gl.uniform1f(uniforms.angularStep, set.angularStep);
             gl.uniform1f(uniforms.spacing, scan.spacing);
+            // The page's own points are wider than those of a tile, and would hide them.
+            gl.uniform1f(uniforms.farther, set.exact ? 1 : frame.farther(scan));
             gl.uniform1f(uniforms.size, frame.size * enlarged);
             gl.bindVertexArray(set.drawing.array);
             gl.drawArrays(gl.POINTS, from, to - from);

@@ -78,6 +78,7 @@ class Page {
             mode: this.mode,
             scales: this.scales,
             clip: this.clip ?? kNoClip,
+            farther: (scan) => this.fulls.get(scan)?.tiles.size > 0 ? 1.01 : 1,
             size: this.size,
             edges: this.edges,
             background: styleColour('--scene'),

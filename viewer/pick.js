@@ -75,7 +75,7 @@ export function describePoint(scene, {set, index}) {
 
 function cellOf(set, index) {
     const {scan} = set;
-    if (set.columns) return {column: set.columns[index], row: set.rows[index]};
+    if (set.exact) return {column: set.columns[index], row: set.rows[index]};
     if (!scan.cells) return null;
     const column = Math.floor(scan.cells[index] / scan.keptRows);
     const row = scan.cells[index] % scan.keptRows;

@@ -12,6 +12,7 @@ uniform vec3 scale;                      // low and high of the mode, exponent
 uniform vec3 clipLow, clipHigh;
 uniform float angularStep, spacing;      // radians of a grid, metres of a cloud
 uniform float focal, size;               // pixels
+uniform float farther;                   // a factor: how far after its place a point is drawn
 uniform sampler2D ramp;
 out vec3 tint;
 flat out float diameter;
@@ -27,6 +28,7 @@ vec3 paint(vec3 place) {
 void main() {
     vec4 place = model * vec4(position, 1);
     vec4 seen = view * place;
+    seen.xyz *= farther;
     gl_Position = projection * seen;
     if (any(lessThan(place.xyz, clipLow)) || any(greaterThan(place.xyz, clipHigh))) {
         gl_Position = vec4(2, 2, 2, 1);

@@ -50,7 +50,8 @@ std::vector<Source> sourcesOf(const ViewOptions& options) {
 void weigh(Source& source, const ScanInfo& info) {
     const double cells = info.hasGrid ? static_cast<double>(info.columns) * info.rows : 0;
     const auto records = static_cast<double>(info.records);
-    source.points = std::max(1.0, info.recordsArePoints || cells == 0 ? records : cells);
+    const double most = cells > 0 && records > 0 ? std::min(cells, records) : cells + records;
+    source.points = std::max(1.0, most);
     source.cells = cells <= kEmptiestGrid * source.points ? cells : 0;
 }
 
