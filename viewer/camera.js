@@ -11,15 +11,13 @@ export class Camera {
         this.yaw = 0;    // radians, from +x to +y
         this.pitch = 0;  // radians, up
         this.distance = 5;
-        this.fieldOfView = 1.1;  // radians, from top to bottom
+        this.fieldOfView = 1.1;    // radians, from top to bottom
         this.isAtStation = false;  // then it turns about the eye
         this.flight = null;
         this.version = 0;  // counts changes
     }
 
-    get target() {
-        return add(this.eye, direction(this.yaw, this.pitch), this.distance);
-    }
+    get target() { return add(this.eye, direction(this.yaw, this.pitch), this.distance); }
 
     set(values) {
         Object.assign(this, values);
@@ -91,13 +89,9 @@ export class Camera {
         if (share === 1) this.flight = null;
     }
 
-    view() {
-        return lookAlong(this.eye, this.yaw, this.pitch);
-    }
+    view() { return lookAlong(this.eye, this.yaw, this.pitch); }
 
-    projection(aspect, near, far) {
-        return perspective(this.fieldOfView, aspect, near, far);
-    }
+    projection(aspect, near, far) { return perspective(this.fieldOfView, aspect, near, far); }
 
     /** As a text for the address, and back. */
     toText() {

@@ -78,8 +78,7 @@ export function colourOf(scan, i, mode, scales, out) {
     } else {
         const m = scan.model;
         const [x, y, z] = scan.positions.subarray(3 * i, 3 * i + 3);
-        const value = mode === 'range' ? Math.hypot(x, y, z) :
-                                         m[2] * x + m[6] * y + m[10] * z + m[14];
+        const value = mode === 'range' ? Math.hypot(x, y, z) : m[2] * x + m[6] * y + m[10] * z + m[14];
         const {low, high} = scales[mode === 'range' ? 'range' : 'height'];
         const share = Math.min(1, Math.max(0, (value - low) / (high - low || 1)));
         const at = 4 * Math.round(255 * share);

@@ -9,9 +9,8 @@ export async function loadScene(onScan) {
     const scene = JSON.parse(document.getElementById('scene').textContent);
     const texts = [...document.querySelectorAll('script.points')];
     const first = scene.scans[0];
-    scene.origin = transform(modelMatrix(first.matrix, first.corner ?? [0, 0, 0], [0, 0, 0]), [
-        0, 0, 0
-    ]).map(Math.floor);
+    scene.origin =
+        transform(modelMatrix(first.matrix, first.corner ?? [0, 0, 0], [0, 0, 0]), [0, 0, 0]).map(Math.floor);
     for (const [number, scan] of scene.scans.entries()) {
         const bytes = await inflate(texts[number].textContent);
         texts[number].remove();
@@ -45,9 +44,7 @@ class PackedBytes {
         return this.bytes.subarray(this.at - size, this.at);
     }
 
-    numbers(count) {
-        return new Int32Array(this.take(4 * count).slice().buffer);
-    }
+    numbers(count) { return new Int32Array(this.take(4 * count).slice().buffer); }
 
     /** Numbers that lie byte by byte, and had their sign in the lowest bit. */
     signed(count, planes) {
@@ -82,9 +79,7 @@ function unpackValues(scan, bytes, place) {
 // A grid.
 
 /** The column or row of the scan that a kept one is. */
-export function lineOf(kept, keptLines, lines) {
-    return Math.floor((2 * kept + 1) * lines / (2 * keptLines));
-}
+export function lineOf(kept, keptLines, lines) { return Math.floor((2 * kept + 1) * lines / (2 * keptLines)); }
 
 function unpackGrid(scan, bytes, scene) {
     const {keptColumns: columns, keptRows: rows} = scan;
@@ -93,8 +88,8 @@ function unpackGrid(scan, bytes, scene) {
     const present = bytes.take(Math.ceil(columns * rows / 8));
     const ordered = coarseToFine(columns, rows, (cell) => present[cell >> 3] >> (cell & 7) & 1);
     const count = scan.count = ordered.cells.length;
-    scan.cells = ordered.cells;        // of each point
-    scan.pointAt = ordered.pointAt;    // of each cell; -1 where there is none
+    scan.cells = ordered.cells;            // of each point
+    scan.pointAt = ordered.pointAt;        // of each cell; -1 where there is none
     const place = new Uint32Array(count);  // of each point in the order of the cells
     for (let cell = 0, i = 0; cell < columns * rows; ++cell) {
         if (scan.pointAt[cell] >= 0) place[i++] = scan.pointAt[cell];

@@ -4,7 +4,13 @@
 import {kRamp} from 'viewer/colours.js';
 import {kPointFragment, kPointVertex, kScreenFragment, kScreenVertex} from 'viewer/shaders.js';
 
-const kModeNumbers = {colour: 0, intensity: 1, height: 2, range: 3, normals: 4};
+const kModeNumbers = {
+    colour: 0,
+    intensity: 1,
+    height: 2,
+    range: 3,
+    normals: 4
+};
 const kMovingTime = 40;  // milliseconds a frame
 const kFewest = 60000;   // points of a frame
 
@@ -21,9 +27,9 @@ export class Renderer {
         this.ramp = gl.createTexture();
         gl.bindTexture(gl.TEXTURE_2D, this.ramp);
         gl.texImage2D(gl.TEXTURE_2D, 0, gl.RGBA, 256, 1, 0, gl.RGBA, gl.UNSIGNED_BYTE, kRamp);
-        for (const [name, value] of
-                 [[gl.TEXTURE_MIN_FILTER, gl.LINEAR], [gl.TEXTURE_MAG_FILTER, gl.LINEAR],
-                  [gl.TEXTURE_WRAP_S, gl.CLAMP_TO_EDGE]]) {
+        for (const [name, value] of [
+                 [gl.TEXTURE_MIN_FILTER, gl.LINEAR], [gl.TEXTURE_MAG_FILTER, gl.LINEAR],
+                 [gl.TEXTURE_WRAP_S, gl.CLAMP_TO_EDGE]]) {
             gl.texParameteri(gl.TEXTURE_2D, name, value);
         }
         this.budget = 400000;  // points of a frame while the view moves
@@ -109,14 +115,11 @@ export class Renderer {
 
     drawParts(target, frame, parts, enlarged) {
         const gl = this.gl;
-        const {uniforms} = this.points.use();
+        this.points.use();
         target.bind();
-        gl.uniformMatrix4fv(uniforms.view, false, Float32Array.from(frame.view));
-        gl.uniformMatrix4fv(uniforms.projection, false, Float32Array.from(frame.projection));
-        gl.uniform3fv(uniforms.clipLow, frame.clip.low);
-        gl.uniform3fv(uniforms.clipHigh, frame.clip.high);
-        gl.uniform1f(uniforms.focal, frame.projection[5] * this.canvas.height / 2);
-        gl.uniform1i(uniforms.ramp, 0);
+        this.points.set({view: frame.view, projection: frame.projection, size: frame.size * enlarged});
+        this.points.set({clipLow: frame.clip.low, clipHigh: frame.clip.high});
+        this.points.set({focal: frame.projection[5] * this.canvas.height / 2});
         gl.activeTexture(gl.TEXTURE0);
         gl.bindTexture(gl.TEXTURE_2D, this.ramp);
         for (const [set, from, to] of parts) {
@@ -124,14 +127,11 @@ export class Renderer {
             const {scan} = set;
             const mode = frame.mode === 'colour' && !scan.colours ? 'intensity' : frame.mode;
             const scale = frame.scales[mode] ?? {low: 0, high: 1};
-            gl.uniformMatrix4fv(uniforms.model, false, Float32Array.from(scan.model));
-            gl.uniform1i(uniforms.mode, kModeNumbers[mode]);
-            gl.uniform3f(uniforms.scale, scale.low, scale.high, scale.gamma ?? 1);
-            gl.uniform1f(uniforms.angularStep, set.angularStep);
-            gl.uniform1f(uniforms.spacing, scan.spacing);
             // The page's own points are wider than those of a tile, and would hide them.
-            gl.uniform1f(uniforms.farther, set.exact ? 1 : frame.farther(scan));
-            gl.uniform1f(uniforms.size, frame.size * enlarged);
+            const farther = set.exact ? 1 : frame.farther(scan);
+            this.points.set({model: scan.model, scale: [scale.low, scale.high, scale.gamma ?? 1], farther});
+            this.points.set({angularStep: set.angularStep, spacing: scan.spacing});
+            gl.uniform1i(this.points.uniforms.mode, kModeNumbers[mode]);
             gl.bindVertexArray(set.drawing.array);
             gl.drawArrays(gl.POINTS, from, to - from);
         }
@@ -144,12 +144,10 @@ export class Renderer {
         gl.bindFramebuffer(gl.FRAMEBUFFER, null);
         gl.viewport(0, 0, this.canvas.width, this.canvas.height);
         gl.disable(gl.DEPTH_TEST);
-        const {uniforms} = this.screen.use();
-        target.bindTextures(uniforms);
-        gl.uniform2f(uniforms.planes, frame.near, frame.far);
-        gl.uniform1f(uniforms.strength, 3 * frame.edges);
-        gl.uniform1f(uniforms.reach, Math.max(1, Math.round(this.canvas.height / 500)));
-        gl.uniform3fv(uniforms.background, frame.background);
+        target.bindTextures(this.screen.use().uniforms);
+        const reach = Math.max(1, Math.round(this.canvas.height / 500));
+        this.screen.set({planes: [frame.near, frame.far], strength: 3 * frame.edges, reach});
+        this.screen.set({background: frame.background});
         gl.bindVertexArray(this.empty);
         gl.drawArrays(gl.TRIANGLES, 0, 3);
         gl.bindVertexArray(null);
@@ -202,18 +200,16 @@ class Target {
             gl.framebufferTexture2D(gl.FRAMEBUFFER, place, gl.TEXTURE_2D, texture, 0);
         };
         attach(this.colours, gl.COLOR_ATTACHMENT0, gl.RGBA8, gl.RGBA, gl.UNSIGNED_BYTE);
-        attach(this.depths, gl.DEPTH_ATTACHMENT, gl.DEPTH_COMPONENT24, gl.DEPTH_COMPONENT,
-               gl.UNSIGNED_INT);
+        attach(this.depths, gl.DEPTH_ATTACHMENT, gl.DEPTH_COMPONENT24, gl.DEPTH_COMPONENT, gl.UNSIGNED_INT);
     }
 
     bindTextures(uniforms) {
         const gl = this.gl;
-        [[this.colours, uniforms.colours], [this.depths, uniforms.depths]].forEach(
-            ([texture, uniform], unit) => {
-                gl.activeTexture(gl.TEXTURE0 + unit);
-                gl.bindTexture(gl.TEXTURE_2D, texture);
-                gl.uniform1i(uniform, unit);
-            });
+        [[this.colours, uniforms.colours], [this.depths, uniforms.depths]].forEach(([texture, uniform], unit) => {
+            gl.activeTexture(gl.TEXTURE0 + unit);
+            gl.bindTexture(gl.TEXTURE_2D, texture);
+            gl.uniform1i(uniform, unit);
+        });
     }
 }
 
@@ -242,5 +238,16 @@ class Program {
     use() {
         this.gl.useProgram(this.program);
         return this;
+    }
+
+    /** Numbers, vectors and matrices by their names, as long as they are. */
+    set(values) {
+        const {gl} = this;
+        for (const [name, value] of Object.entries(values)) {
+            const place = this.uniforms[name];
+            if (value.length === 16) gl.uniformMatrix4fv(place, false, Float32Array.from(value));
+            else if (value.length) gl[`uniform${value.length}fv`](place, Float32Array.from(value));
+            else gl.uniform1f(place, value);
+        }
     }
 }

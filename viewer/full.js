@@ -135,7 +135,7 @@ function isSeen({low, high}, m) {
         const p = [0, 1, 2].map((k) => (i >> k & 1 ? high : low)[k]);
         const at = (r) => m[r] * p[0] + m[4 + r] * p[1] + m[8 + r] * p[2] + m[12 + r];
         const [x, y, w] = [at(0), at(1), at(3)];
-        [x < -w, x > w, y < -w, y > w, w <= 0].forEach((is, side) => outside[side] += is);
+        [x<-w, x>w, y<-w, y>w, w <= 0].forEach((is, side) => outside[side] += is);
     }
     return !outside.includes(8);
 }

@@ -67,12 +67,19 @@ function spreadOf(fingers) {
 /** `actions` has a function for each key; keys that move go on as long as they are down. */
 export function listenToKeys(camera, actions) {
     const steps = {
-        w: [0, 0, 1], s: [0, 0, -1], a: [-1, 0, 0], d: [1, 0, 0], e: [0, 1, 0], q: [0, -1, 0],
-        ArrowUp: [0, 0, 1], ArrowDown: [0, 0, -1], ArrowLeft: [-1, 0, 0], ArrowRight: [1, 0, 0],
+        w: [0, 0, 1],
+        s: [0, 0, -1],
+        a: [-1, 0, 0],
+        d: [1, 0, 0],
+        e: [0, 1, 0],
+        q: [0, -1, 0],
+        ArrowUp: [0, 0, 1],
+        ArrowDown: [0, 0, -1],
+        ArrowLeft: [-1, 0, 0],
+        ArrowRight: [1, 0, 0],
     };
     window.addEventListener('keydown', (event) => {
-        const isTyping = /^(INPUT|SELECT|TEXTAREA)$/.test(event.target.tagName) &&
-            event.key !== 'Escape';
+        const isTyping = /^(INPUT|SELECT|TEXTAREA)$/.test(event.target.tagName) && event.key !== 'Escape';
         if (isTyping || event.ctrlKey || event.metaKey || event.altKey) return;
         const key = event.key.length === 1 ? event.key.toLowerCase() : event.key;
         const step = steps[key];

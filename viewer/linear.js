@@ -1,16 +1,10 @@
 // Vectors and 4x4 matrices in double precision. Matrices are column-major, as WebGL takes them.
 
-export function add(a, b, scale = 1) {
-    return [a[0] + b[0] * scale, a[1] + b[1] * scale, a[2] + b[2] * scale];
-}
+export function add(a, b, scale = 1) { return [a[0] + b[0] * scale, a[1] + b[1] * scale, a[2] + b[2] * scale]; }
 
-export function subtract(a, b) {
-    return [a[0] - b[0], a[1] - b[1], a[2] - b[2]];
-}
+export function subtract(a, b) { return [a[0] - b[0], a[1] - b[1], a[2] - b[2]]; }
 
-export function length(a) {
-    return Math.hypot(a[0], a[1], a[2]);
-}
+export function length(a) { return Math.hypot(a[0], a[1], a[2]); }
 
 export function multiply(a, b) {
     const out = new Float64Array(16);

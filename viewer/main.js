@@ -14,7 +14,11 @@ import * as ui from 'viewer/ui.js';
 
 const {byId} = ui;
 const canvas = byId('view');
-const kNoClip = {low: [-1e9, -1e9, -1e9], high: [1e9, 1e9, 1e9]};
+const kFar = [1e9, 1e9, 1e9];
+const kNoClip = {
+    low: kFar.map((value) => -value),
+    high: kFar
+};
 
 class Page {
     constructor(scene) {
@@ -25,7 +29,7 @@ class Page {
         this.panorama = new Panorama(byId('panorama'), (scan, i) => this.flyToPoint(this.describe(scan, i)));
         this.scales = scalesOf(scene.scans);
         this.bounds = boundsOf(scene.scans);
-        this.clip = null;  // low and high, of the scene
+        this.clip = null;        // low and high, of the scene
         this.fulls = new Map();  // of a scan
         this.isMeasuring = false;
         this.size = 1.3;
@@ -38,7 +42,7 @@ class Page {
             this.renderer.upload(scan);
         }
         const modes = this.possibleModes();
-        this.mode = modes.includes('colour') ? 'colour' : 'intensity';
+        this.mode = modes[0];
         this.current = scene.scans.find((scan) => scan.station) ?? null;
         this.buildPanel(modes);
         this.listen();
@@ -48,12 +52,8 @@ class Page {
 
     possibleModes() {
         const {scans} = this.scene;
-        return [
-            ...(scans.some((scan) => scan.colours) ? ['colour'] : []),
-            'intensity',
-            'height',
-            ...(scans.some((scan) => scan.station) ? ['range', 'normals'] : []),
-        ];
+        const [first, last] = [scans.some((scan) => scan.colours), scans.some((scan) => scan.station)];
+        return [...(first ? ['colour'] : []), 'intensity', 'height', ...(last ? ['range', 'normals'] : [])];
     }
 
     // What is drawn.
@@ -64,25 +64,17 @@ class Page {
     }
 
     makeFrame() {
-        const {camera} = this;
+        const {camera, mode, scales, size, edges, sets} = this;
         const reach = length(subtract(this.bounds.high, this.bounds.low));
         const centre = this.bounds.low.map((value, k) => (value + this.bounds.high[k]) / 2);
         const far = reach + length(subtract(centre, camera.eye)) + 1;
         const near = Math.max(0.05, far / 20000);
-        return {
-            sets: this.sets,
-            view: camera.view(),
-            projection: camera.projection(canvas.width / canvas.height, near, far),
-            near,
-            far,
-            mode: this.mode,
-            scales: this.scales,
-            clip: this.clip ?? kNoClip,
-            farther: (scan) => this.fulls.get(scan)?.tiles.size > 0 ? 1.01 : 1,
-            size: this.size,
-            edges: this.edges,
-            background: styleColour('--scene'),
-        };
+        const view = camera.view();
+        const projection = camera.projection(canvas.width / canvas.height, near, far);
+        const clip = this.clip ?? kNoClip;
+        const farther = (scan) => this.fulls.get(scan)?.tiles.size > 0 ? 1.01 : 1;
+        const background = styleColour('--scene');
+        return {sets, view, projection, near, far, mode, scales, clip, size, edges, farther, background};
     }
 
     frame(now) {
@@ -125,8 +117,8 @@ class Page {
     /** Gives the picture the size of its place. Returns whether that changed. */
     fit() {
         const ratio = Math.min(devicePixelRatio || 1, 2);
-        const [width, height] = [canvas.clientWidth, canvas.clientHeight].map(
-            (pixels) => Math.max(1, Math.round(pixels * ratio)));
+        const [width, height] =
+            [canvas.clientWidth, canvas.clientHeight].map((pixels) => Math.max(1, Math.round(pixels * ratio)));
         if (canvas.width === width && canvas.height === height) return false;
         Object.assign(canvas, {width, height});
         return true;
@@ -139,9 +131,7 @@ class Page {
 
     // Points.
 
-    describe(set, index) {
-        return describePoint(this.scene, {set, index});
-    }
+    describe(set, index) { return describePoint(this.scene, {set, index}); }
 
     /** The point at a place of the picture, in pixels of the page; null where there is none. */
     pointAt(x, y) {
@@ -186,7 +176,8 @@ class Page {
             return;
         }
         this.choosePanorama(scan);
-        const view = {eye: [...scan.station], yaw: this.panorama.middle(), pitch: -0.05, distance: 1, isAtStation: true};
+        const view =
+            {eye: [...scan.station], yaw: this.panorama.middle(), pitch: -0.05, distance: 1, isAtStation: true};
         if (isAtOnce) this.camera.set(view);
         else this.camera.flyTo(view);
     }
@@ -309,7 +300,7 @@ class Page {
 
     save() {
         this.drawFrame(true);
-        while (this.drawFrame(false));  // all points, at once: the picture is read right after
+        for (let isMore = true; isMore;) isMore = this.drawFrame(false);  // at once: it is read right after
         const link = document.createElement('a');
         link.download = `${this.scene.title}.png`;
         link.href = canvas.toDataURL('image/png');
@@ -335,8 +326,8 @@ class Page {
             state('Choose two files: the scan (.cl3) and its index (.ij).');
             return;
         }
-        const scan = this.scene.scans.find(({files: known}) => known?.bytes === scanFile.size &&
-                                               known.indexBytes === indexFile.size);
+        const scan = this.scene.scans.find(
+            ({files: known}) => known?.bytes === scanFile.size && known.indexBytes === indexFile.size);
         if (!scan) {
             state(`${scanFile.name} is none of the files that this page was made from.`);
             return;
@@ -352,10 +343,9 @@ class Page {
 
     listen() {
         listenToPointer(canvas, this.camera, (x, y, isDouble) => this.click(x, y, isDouble));
-        const toggleTheme = () => this.setTheme(
-            document.documentElement.dataset.theme === 'dark' ? 'light' : 'dark');
-        const toggleWhole = () => document.fullscreenElement ? document.exitFullscreen() :
-                                                               document.documentElement.requestFullscreen();
+        const toggleTheme = () => this.setTheme(document.documentElement.dataset.theme === 'dark' ? 'light' : 'dark');
+        const toggleWhole = () =>
+            document.fullscreenElement ? document.exitFullscreen() : document.documentElement.requestFullscreen();
         const toggleClip = () => this.setClip(this.clip ? null : structuredClone(this.bounds.most));
         // Button, key, what it does.
         const actions = [
@@ -433,7 +423,7 @@ function boundsOf(scans) {
             });
         }
     }
-    if (values[0].length === 0) return {low: [-1, -1, -1], high: [1, 1, 1], most: {low: [-1, -1, -1], high: [1, 1, 1]}};
+    if (values[0].length === 0) values.forEach((axis) => axis.push(0));
     values.forEach((axis) => axis.sort((a, b) => a - b));
     const at = (share) => values.map((axis) => axis[Math.round(share * (axis.length - 1))]);
     bounds.most = {low: at(0.01), high: at(0.99)};

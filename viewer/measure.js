@@ -42,8 +42,7 @@ export class Measurements {
     place(frame, box, width, height) {
         const camera = multiply(frame.projection, frame.view);
         const toScreen = ({placed: p}) => {
-            const at = (r) => camera[r] * p[0] + camera[4 + r] * p[1] + camera[8 + r] * p[2] +
-                camera[12 + r];
+            const at = (r) => camera[r] * p[0] + camera[4 + r] * p[1] + camera[8 + r] * p[2] + camera[12 + r];
             const w = at(3);
             return w > 0 ? [(at(0) / w + 1) * width / 2, (1 - at(1) / w) * height / 2] : null;
         };

@@ -13,11 +13,10 @@ export function normalsOf(points, columns, rows) {
             const point = pointAt[cell];
             if (point < 0) continue;
             const at = 3 * point;
-            const across = neighbour(p, pointAt, at, column > 0 ? cell - rows : -1,
-                                     column + 1 < columns ? cell + rows : -1);
+            const across =
+                neighbour(p, pointAt, at, column > 0 ? cell - rows : -1, column + 1 < columns ? cell + rows : -1);
             const ax = difference[0], ay = difference[1], az = difference[2];
-            const along = neighbour(p, pointAt, at, row > 0 ? cell - 1 : -1,
-                                    row + 1 < rows ? cell + 1 : -1);
+            const along = neighbour(p, pointAt, at, row > 0 ? cell - 1 : -1, row + 1 < rows ? cell + 1 : -1);
             if (!across || !along) continue;
             const x = ay * difference[2] - az * difference[1];
             const y = az * difference[0] - ax * difference[2];
@@ -39,9 +38,8 @@ const difference = new Float64Array(3);
 function neighbour(p, pointAt, at, before, after) {
     const a = before >= 0 ? pointAt[before] : -1;
     const b = after >= 0 ? pointAt[after] : -1;
-    const distanceTo = (point) => point < 0 ?
-        Infinity :
-        Math.abs(p[3 * point] - p[at]) + Math.abs(p[3 * point + 1] - p[at + 1]) +
+    const distanceTo = (point) => point < 0 ? Infinity :
+                                              Math.abs(p[3 * point] - p[at]) + Math.abs(p[3 * point + 1] - p[at + 1]) +
             Math.abs(p[3 * point + 2] - p[at + 2]);
     const [toA, toB] = [distanceTo(a), distanceTo(b)];
     if (toA === Infinity && toB === Infinity) return false;

@@ -15,8 +15,8 @@ export class Panorama {
         this.scan = null;
         this.canvas.addEventListener('click', (event) => {
             const box = this.canvas.getBoundingClientRect();
-            const point = this.pointNear((event.clientX - box.left) / box.width,
-                                         (event.clientY - box.top) / box.height);
+            const point =
+                this.pointNear((event.clientX - box.left) / box.width, (event.clientY - box.top) / box.height);
             if (point >= 0) onPick(this.scan, point);
         });
     }
@@ -63,8 +63,7 @@ export class Panorama {
         for (let reach = 0; reach < 5; ++reach) {
             for (let i = -reach; i <= reach; ++i) {
                 for (let j = -reach; j <= reach; ++j) {
-                    const point = this.pointAt(across + i / this.scan.keptColumns,
-                                               down + j / this.scan.keptRows);
+                    const point = this.pointAt(across + i / this.scan.keptColumns, down + j / this.scan.keptRows);
                     if (point >= 0) return point;
                 }
             }
@@ -78,8 +77,7 @@ export class Panorama {
         if (!scan?.station) return null;
         const m = scan.model;
         const off = subtract(place, scan.station);
-        const [x, y, z] = [0, 1, 2].map(
-            (c) => m[4 * c] * off[0] + m[4 * c + 1] * off[1] + m[4 * c + 2] * off[2]);
+        const [x, y, z] = [0, 1, 2].map((c) => m[4 * c] * off[0] + m[4 * c + 1] * off[1] + m[4 * c + 2] * off[2]);
         const unit = 2 * Math.PI / (1 << 19);
         const turns = (Math.atan2(y, x) - scan.azimuths[0] * unit) / (2 * Math.PI);
         const step = scan.azimuthStep / (2 * Math.PI);
@@ -94,8 +92,7 @@ export class Panorama {
     middle() {
         const {scan} = this;
         if (!scan?.station) return null;
-        const azimuth = (scan.azimuths[0]) * 2 * Math.PI / (1 << 19) +
-            scan.azimuthStep * scan.keptColumns / 2;
+        const azimuth = (scan.azimuths[0]) * 2 * Math.PI / (1 << 19) + scan.azimuthStep * scan.keptColumns / 2;
         const m = scan.model;
         const [x, y] = [Math.cos(azimuth), Math.sin(azimuth)];
         return Math.atan2(m[1] * x + m[5] * y, m[0] * x + m[4] * y);

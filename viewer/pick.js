@@ -27,8 +27,7 @@ export function findPoint(frame, width, height, x, y) {
             if (dx > 48 || dx < -48) continue;
             const dy = ((m[1] * px + m[5] * py + m[9] * pz + m[13]) / w - up) * height / 2;
             if (dy > 48 || dy < -48) continue;
-            const spread = set.angularStep > 0 ? set.angularStep * Math.hypot(px, py, pz) :
-                                                 set.scan.spacing;
+            const spread = set.angularStep > 0 ? set.angularStep * Math.hypot(px, py, pz) : set.scan.spacing;
             const reach = Math.min(48, Math.max(kReach, frame.size * focal * spread / w / 2));
             const off = Math.hypot(dx, dy);
             if (off > reach || !isInside(px, py, pz)) continue;

@@ -65,17 +65,14 @@ async function readLayout() {
     return {columns, rows, tileSize, tilesDown, points, offsets, record};
 }
 
-function offsetOf(tile, tileSize) {
-    return kIndexHeader + tile * (kTileHeader + 4 * tileSize * tileSize);
-}
+function offsetOf(tile, tileSize) { return kIndexHeader + tile * (kTileHeader + 4 * tileSize * tileSize); }
 
 async function readTile(k) {
     const {tileSize, tilesDown, points, offsets, record} = layout;
     const count = points[k];
     const block = await read(files.scan, offsets[k], kBlockHeader + count * record);
     if (block.getUint32(0, true) !== count) throw new Error('The scan and its index differ.');
-    const entries = await read(files.index, offsetOf(k, tileSize) + kTileHeader,
-                               4 * tileSize * tileSize);
+    const entries = await read(files.index, offsetOf(k, tileSize) + kTileHeader, 4 * tileSize * tileSize);
     const tile = {
         tile: k,
         exact: new Float64Array(3 * count),

@@ -8,29 +8,27 @@ export const byId = (id) => document.getElementById(id);
 const kAxes = ['x', 'y', 'z'];
 const metres = (value, digits) => `${value.toFixed(digits).replace(/^-(0\.?0*)$/, '$1')} m`;
 
+/** An element with properties, or attributes where a name has a dash, and what is in it. */
+function make(name, properties = {}, ...children) {
+    const made = document.createElement(name);
+    for (const [key, value] of Object.entries(properties)) {
+        if (key.includes('-')) made.setAttribute(key, value);
+        else made[key] = value;
+    }
+    made.append(...children);
+    return made;
+}
+
 /** The list of scans. `actions` has show(scan, isShown) and goTo(scan). */
 export function fillScans(scene, actions) {
     byId('scans').replaceChildren(...scene.scans.map((scan) => {
-        const item = document.createElement('li');
-        const label = document.createElement('label');
-        const box = Object.assign(document.createElement('input'), {type: 'checkbox', checked: scan.isShown});
-        box.addEventListener('change', () => actions.show(scan, box.checked));
-        const name = document.createElement('span');
-        name.textContent = scan.name;
-        name.title = scan.file;
-        const count = document.createElement('small');
-        count.textContent = shortCount(scan.count);
-        count.title = `${scan.count} of ${scan.read} points`;
-        label.append(box, name);
-        item.append(label, count);
-        if (scan.station) {
-            const go = document.createElement('button');
-            go.textContent = 'Go';
-            go.setAttribute('aria-label', `Go to ${scan.name}`);
-            go.addEventListener('click', () => actions.goTo(scan));
-            item.append(go);
-        }
-        return item;
+        const onchange = (event) => actions.show(scan, event.target.checked);
+        const box = make('input', {type: 'checkbox', checked: scan.isShown, onchange});
+        const label = make('label', {}, box, make('span', {title: scan.file}, scan.name));
+        const count = make('small', {title: `${scan.count} of ${scan.read} points`}, shortCount(scan.count));
+        const onclick = () => actions.goTo(scan);
+        const go = make('button', {'aria-label': `Go to ${scan.name}`, onclick, hidden: !scan.station}, 'Go');
+        return make('li', {}, label, count, go);
     }));
 }
 
@@ -42,19 +40,9 @@ export function shortCount(count) {
 /** The choice of what colours stand for. */
 export function fillModes(possible, chosen, onChoice) {
     byId('modes').replaceChildren(...kModes.map(({id, label}) => {
-        const choice = document.createElement('label');
-        const input = Object.assign(document.createElement('input'), {
-            type: 'radio',
-            name: 'mode',
-            value: id,
-            checked: id === chosen,
-            disabled: !possible.includes(id),
-        });
-        input.addEventListener('change', () => onChoice(id));
-        const text = document.createElement('span');
-        text.textContent = label;
-        choice.append(input, text);
-        return choice;
+        const state = {checked: id === chosen, disabled: !possible.includes(id)};
+        const input = make('input', {type: 'radio', name: 'mode', value: id, onchange: () => onChoice(id), ...state});
+        return make('label', {}, input, make('span', {}, label));
     }));
 }
 
@@ -69,33 +57,24 @@ export function showLegend(mode, scales, origin) {
     legend.hidden = !isShown;
     if (!isShown) return;
     const {low, high} = scales[mode];
-    const text = (value) => mode === 'intensity' ? Math.round(value) :
-                                                   metres(value + (mode === 'height' ? origin[2] : 0), 1);
+    const text = (value) =>
+        mode === 'intensity' ? Math.round(value) : metres(value + (mode === 'height' ? origin[2] : 0), 1);
     const [from, bar, to] = legend.children;
     from.textContent = text(low);
     to.textContent = text(high);
-    const stops = mode === 'intensity' ? ['#000', '#fff'] :
-                                         [0, 32, 64, 96, 128, 160, 192, 224, 255].map(
-                                             (i) => `rgb(${kRamp.subarray(4 * i, 4 * i + 3).join(' ')})`);
+    const stops = mode === 'intensity' ?
+        ['#000', '#fff'] :
+        [0, 32, 64, 96, 128, 160, 192, 224, 255].map((i) => `rgb(${kRamp.subarray(4 * i, 4 * i + 3).join(' ')})`);
     bar.style.background = `linear-gradient(90deg, ${stops.join(', ')})`;
 }
 
 function fillTable(section, rows) {
     section.hidden = rows.length === 0;
     section.querySelector('tbody').replaceChildren(...rows.map(([name, value, mark]) => {
-        const row = document.createElement('tr');
-        const head = document.createElement('th');
-        const cell = document.createElement('td');
-        head.scope = 'row';
-        head.textContent = name;
-        cell.textContent = value;
-        if (mark === 'begin') row.className = 'begin';
-        if (mark?.startsWith('rgb')) {
-            const sample = document.createElement('i');
-            sample.style.background = mark;
-            cell.prepend(sample);
-        }
-        row.append(head, cell);
+        const sample = make('i', {hidden: !mark?.startsWith('rgb')});
+        sample.style.background = mark;
+        const row = make('tr', {}, make('th', {scope: 'row'}, name), make('td', {}, sample, value));
+        row.classList.toggle('begin', mark === 'begin');
         return row;
     }));
 }
@@ -119,41 +98,35 @@ export function pointRows(point) {
     return rows;
 }
 
-export function showPoint(point) {
-    fillTable(byId('point'), pointRows(point));
-}
+export function showPoint(point) { fillTable(byId('point'), pointRows(point)); }
 
 export function showDistances(distances) {
-    fillTable(byId('distances'), distances.flatMap((distance, i) => [
-        [`Distance ${i + 1}`, metres(distance.length, 4), 'begin'],
-        ['dx', metres(distance.dx, 4)],
-        ['dy', metres(distance.dy, 4)],
-        ['dz', metres(distance.dz, 4)],
-        ['Level', metres(distance.level, 4)],
+    fillTable(
+        byId('distances'),
+        distances.flatMap(
+            (distance, i) => [
+                [`Distance ${i + 1}`, metres(distance.length, 4), 'begin'],
+                ['dx', metres(distance.dx, 4)],
+                ['dy', metres(distance.dy, 4)],
+                ['dz', metres(distance.dz, 4)],
+                ['Level', metres(distance.level, 4)],
     ]));
 }
 
 /** The six numbers of the clip box, aligned frame. */
 export function fillLimits(low, high, onChange) {
-    const fields = [];
-    const inputs = kAxes.flatMap((axis, k) => {
-        const name = document.createElement('span');
-        name.textContent = axis;
-        const pair = [low, high].map((limit, end) => {
-            const input = Object.assign(document.createElement('input'), {type: 'number', step: 0.1});
-            input.value = limit[k].toFixed(2);
-            input.setAttribute('aria-label', `${axis} ${end ? 'to' : 'from'}, metres`);
-            input.addEventListener('input', read);
-            (fields[end] ??= []).push(input);
-            return input;
-        });
-        return [name, ...pair];
-    });
+    const inputs = kAxes.map((axis, k) => [low, high].map((limit, end) => make('input', {
+                                                              type: 'number',
+                                                              step: 0.1,
+                                                              value: limit[k].toFixed(2),
+                                                              'aria-label': `${axis} ${end ? 'to' : 'from'}, metres`,
+                                                              oninput: read,
+                                                          })));
     function read() {
-        const values = fields.map((side) => side.map((input) => Number.parseFloat(input.value)));
-        if (values.flat().every(Number.isFinite)) onChange(values[0], values[1]);
+        const [from, to] = [0, 1].map((end) => inputs.map((pair) => Number.parseFloat(pair[end].value)));
+        if ([...from, ...to].every(Number.isFinite)) onChange(from, to);
     }
-    byId('limits').replaceChildren(...inputs);
+    byId('limits').replaceChildren(...kAxes.flatMap((axis, k) => [make('span', {}, axis), ...inputs[k]]));
 }
 
 let hintTimer = 0;
@@ -166,6 +139,4 @@ export function hint(text, stays = false) {
 }
 
 /** Shows whether a button is on. */
-export function press(id, isOn) {
-    byId(id).setAttribute('aria-pressed', String(isOn));
-}
+export function press(id, isOn) { byId(id).setAttribute('aria-pressed', String(isOn)); }
