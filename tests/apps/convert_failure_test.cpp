@@ -54,7 +54,8 @@ TEST(Failure, ShowsByItsExitCodeWhatIsWrongAndLeavesNothing) {
     std::filesystem::create_symlink(folder / "a.ptx", folder / "link.ptx");
     const std::string a = folder / "a.ptx", out = folder / "out.ply", grid = folder / "a.cl3";
     const std::string plain = folder / "plain.cl3", black = folder / "black.ptx";
-    const std::string huge = folder / "huge.clr", png = folder / "out.png", html = folder / "o.html";
+    const std::string huge = folder / "huge.clr", png = folder / "out.png",
+                      html = folder / "o.html";
     const struct {
         std::vector<std::string> arguments;
         int code;

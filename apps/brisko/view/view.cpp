@@ -15,12 +15,16 @@ namespace {
 constexpr const char* kSchema = "brisko.view/1";
 
 constexpr const char* kDetails =
-    "The page opens from the disk in any browser of today and needs no network: 3D over a panorama, "
+    "The page opens from the disk in any browser of today and needs no network: 3D over a "
+    "panorama, "
     "colour, intensity, height, range and normals, picked points, distances, a clip box. Several "
     "scans are shown in the aligned frame.\n"
-    "It holds a thinned copy of the scans: an even part of the columns and rows, or of the points of "
-    "a cloud. A point lies within 0.3 mm of the measured one at 20 m, 1 mm at 100 m. With --full the "
-    "page also opens the files of indexed CL3 scans (.cl3 with .ij), which the browser asks for, and "
+    "It holds a thinned copy of the scans: an even part of the columns and rows, or of the points "
+    "of "
+    "a cloud. A point lies within 0.3 mm of the measured one at 20 m, 1 mm at 100 m. With --full "
+    "the "
+    "page also opens the files of indexed CL3 scans (.cl3 with .ij), which the browser asks for, "
+    "and "
     "shows every point with its exact values.";
 
 struct Line {
@@ -29,9 +33,9 @@ struct Line {
 };
 
 nlohmann::ordered_json scanJson(const scan::ViewedScan& viewed) {
-    nlohmann::ordered_json json = {{"input", viewed.input},   {"scan", nullptr},
-                                   {"name", viewed.name},     {"grid", nullptr},
-                                   {"points", viewed.points}, {"read", viewed.read},
+    nlohmann::ordered_json json = {{"input", viewed.input},    {"scan", nullptr},
+                                   {"name", viewed.name},      {"grid", nullptr},
+                                   {"points", viewed.points},  {"read", viewed.read},
                                    {"leftOut", viewed.leftOut}};
     if (!viewed.scan.empty()) json["scan"] = viewed.scan;
     if (viewed.columns > 0) json["grid"] = {{"columns", viewed.columns}, {"rows", viewed.rows}};
@@ -63,9 +67,8 @@ ExitCode run(const Line& line, ProgressStyle style) {
     for (const scan::ViewedScan& viewed : result.scans)
         std::cout << "  " << printable(viewed.name) << ": " << viewed.points << " of "
                   << countOf(viewed.read, "point") << "\n";
-    std::cout << printable(options.output) << ": " << countOf(result.scans.size(), "scan")
-              << ", " << countOf(result.points, "point") << ", "
-              << countOf(result.bytes, "byte") << "\n";
+    std::cout << printable(options.output) << ": " << countOf(result.scans.size(), "scan") << ", "
+              << countOf(result.points, "point") << ", " << countOf(result.bytes, "byte") << "\n";
     return ExitCode::Done;
 }
 
@@ -88,7 +91,8 @@ Command addView(CLI::App& tool, const CommonOptions& common) {
         ->check(CLI::Range(scan::kFewestViewPoints, scan::kMostViewPoints));
     app->add_flag("--full", line->options.full,
                   "The page can open the files of indexed CL3 scans for all of their points");
-    app->add_option("--title", line->options.title, "Title of the page (default: the first scan's name)")
+    app->add_option("--title", line->options.title,
+                    "Title of the page (default: the first scan's name)")
         ->option_text("TEXT");
     app->add_flag("--json", line->json, "Print JSON, schema " + std::string(kSchema));
     return {app, [line, &common] { return run(*line, common.progress); }};

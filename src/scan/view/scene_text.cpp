@@ -4,6 +4,8 @@
 #include "scan/files/named_output.h"
 #include "scan/files/scan_path.h"
 
+#include <brisko_scan/scan_error.h>
+
 #include <filesystem>
 
 namespace brisko::scan {
@@ -16,11 +18,18 @@ std::string matrixOf(const Alignment& alignment) {
     return text + "]";
 }
 
+/// By its length the page knows a file again, so it has to be known here.
+std::string lengthOf(const std::string& path) {
+    const std::uint64_t bytes = bytesOf(path);
+    if (bytes == 0) throw ScanError(ErrorKind::Damaged, path, "cannot be read");
+    return std::to_string(bytes);
+}
+
 /// An indexed CL3 scan can be read by cells, so the page can open its files.
 std::string filesOf(const ScanInfo& info) {
     if (!hasExtension(info.path, ".cl3") || !info.hasGrid) return "null";
-    return "{\"bytes\":" + std::to_string(bytesOf(info.path)) +
-           ",\"indexBytes\":" + std::to_string(bytesOf(companionOf(info.path, ".ij"))) + "}";
+    return "{\"bytes\":" + lengthOf(info.path) +
+           ",\"indexBytes\":" + lengthOf(companionOf(info.path, ".ij")) + "}";
 }
 
 }  // namespace
@@ -47,10 +56,10 @@ std::string sceneScan(const ViewedScan& viewed, const ScanInfo& info, const View
 }
 
 std::string sceneText(const std::string& title, bool full, const std::vector<std::string>& scans) {
-    std::string text = "{\"title\":" + quoted(title) +
-                       formatText(",\"lengthUnit\":%.17g,\"angleUnit\":%.17g", kViewLength,
-                                  kViewAngle) +
-                       ",\"full\":" + (full ? "true" : "false") + ",\"scans\":[";
+    std::string text =
+        "{\"title\":" + quoted(title) +
+        formatText(",\"lengthUnit\":%.17g,\"angleUnit\":%.17g", kViewLength, kViewAngle) +
+        ",\"full\":" + (full ? "true" : "false") + ",\"scans\":[";
     for (std::size_t i = 0; i < scans.size(); ++i)
         text += (i > 0 ? ",\n" : "\n") + scans[i];
     return text + "\n]}";

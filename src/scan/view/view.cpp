@@ -99,7 +99,8 @@ private:
                             "all points are read from indexed CL3 scans only",
                             "convert it, or leave --full out");
         }
-        m_progress = std::make_unique<SharedProgress>(m_options.progress, "view", weights, "points");
+        m_progress =
+            std::make_unique<SharedProgress>(m_options.progress, "view", weights, "points");
     }
 
     std::unique_ptr<ViewPoints> collectorFor(const Source& source, const ScanInfo& info) const {
@@ -120,8 +121,8 @@ private:
         ViewedScan viewed;
         viewed.input = source.input;
         viewed.scan = source.scan;
-        viewed.name = info.name.empty() ? std::filesystem::path(source.input).stem().string()
-                                        : info.name;
+        viewed.name =
+            info.name.empty() ? std::filesystem::path(source.input).stem().string() : info.name;
         const std::unique_ptr<ViewPoints> points = collectorFor(source, info);
         gather(*input, number, *points, viewed);
         file.write("<script type=\"text/plain\" class=\"points\">");

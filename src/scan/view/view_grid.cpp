@@ -157,8 +157,7 @@ std::vector<std::int32_t> ViewGrid::averageZeniths() const {
 }
 
 void ViewGrid::writePresence(PackedText& text) const {
-    std::vector<std::uint8_t> bits(
-        (static_cast<std::size_t>(m_columns) * m_rows + 7) / 8);
+    std::vector<std::uint8_t> bits((static_cast<std::size_t>(m_columns) * m_rows + 7) / 8);
     forEachPoint([&](std::uint32_t column, std::uint32_t row, const Cell&) {
         const std::size_t cell = std::size_t{column} * m_rows + row;
         bits[cell / 8] = static_cast<std::uint8_t>(bits[cell / 8] | 1 << cell % 8);

@@ -26,7 +26,7 @@ public:
 
 private:
     struct Cell {
-        std::uint32_t range = 0;  // kViewLength; 0 where there is no point
+        std::uint32_t range = 0;               // kViewLength; 0 where there is no point
         std::int32_t azimuth = 0, zenith = 0;  // kViewAngle
         ViewValues values;
     };

@@ -6,8 +6,7 @@
 namespace brisko::scan {
 
 ViewValues::ViewValues(const CellPoint& p)
-    : intensity(
-          static_cast<std::uint16_t>(std::lround(std::clamp(p.intensity, 0.0f, 65535.0f)))),
+    : intensity(static_cast<std::uint16_t>(std::lround(std::clamp(p.intensity, 0.0f, 65535.0f)))),
       colour{p.red, p.green, p.blue} {
 }
 

@@ -11,8 +11,9 @@
 /// The points of a scan as a page keeps them: an even part of them, whole numbers, packed.
 namespace brisko::scan {
 
-inline constexpr double kViewLength = 0.00025;                   // metres: the unit of ranges and axes
-inline constexpr double kViewAngle = 6.283185307179586 / (1 << 19);  // radians: a part of a full turn
+inline constexpr double kViewLength = 0.00025;  // metres: the unit of ranges and axes
+inline constexpr double kViewAngle =
+    6.283185307179586 / (1 << 19);  // radians: a part of a full turn
 
 /// Takes all points of a scan, keeps some, and writes them for the page.
 class ViewPoints {
