@@ -2,7 +2,7 @@
 // comes so close that the page's own points lie apart.
 
 import {lineOf} from 'viewer/data.js';
-import {length, multiply, subtract} from 'viewer/linear.js';
+import {cornersOf, length, multiply, project, subtract} from 'viewer/linear.js';
 import {normalsOf} from 'viewer/normals.js';
 
 const kMostPoints = 4000000;  // of tiles in memory
@@ -129,12 +129,10 @@ export class FullScan {
 }
 
 /** Whether a part of a box can lie in the picture. */
-function isSeen({low, high}, m) {
+function isSeen(box, m) {
     const outside = [0, 0, 0, 0, 0];
-    for (let i = 0; i < 8; ++i) {
-        const p = [0, 1, 2].map((k) => (i >> k & 1 ? high : low)[k]);
-        const at = (r) => m[r] * p[0] + m[4 + r] * p[1] + m[8 + r] * p[2] + m[12 + r];
-        const [x, y, w] = [at(0), at(1), at(3)];
+    for (const corner of cornersOf(box)) {
+        const [x, y, w] = project(m, corner);
         [x<-w, x>w, y<-w, y>w, w <= 0].forEach((is, side) => outside[side] += is);
     }
     return !outside.includes(8);

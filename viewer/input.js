@@ -66,31 +66,22 @@ function spreadOf(fingers) {
 
 /** `actions` has a function for each key; keys that move go on as long as they are down. */
 export function listenToKeys(camera, actions) {
-    const steps = {
-        w: [0, 0, 1],
-        s: [0, 0, -1],
-        a: [-1, 0, 0],
-        d: [1, 0, 0],
-        e: [0, 1, 0],
-        q: [0, -1, 0],
-        ArrowUp: [0, 0, 1],
-        ArrowDown: [0, 0, -1],
-        ArrowLeft: [-1, 0, 0],
-        ArrowRight: [1, 0, 0],
-    };
+    const steps = {};
+    const ways = {'w ArrowUp': [0, 0, 1], 's ArrowDown': [0, 0, -1], 'a ArrowLeft': [-1, 0, 0]};
+    const others = {'d ArrowRight': [1, 0, 0], e: [0, 1, 0], q: [0, -1, 0]};
+    for (const [keys, step] of Object.entries({...ways, ...others}))
+        keys.split(' ').forEach((key) => steps[key] = step);
     window.addEventListener('keydown', (event) => {
-        const isTyping = /^(INPUT|SELECT|TEXTAREA)$/.test(event.target.tagName) && event.key !== 'Escape';
-        if (isTyping || event.ctrlKey || event.metaKey || event.altKey) return;
         const key = event.key.length === 1 ? event.key.toLowerCase() : event.key;
-        const step = steps[key];
-        if (step) {
-            const metres = Math.min(2, Math.max(0.05, camera.distance * 0.05));
-            camera.move(...step.map((part) => part * metres));
-        } else if (actions[key]) {
-            actions[key]();
-        } else {
-            return;
-        }
+        // Fields take letters, sliders and choices take arrows.
+        const {type} = event.target;
+        const isTaken = type === 'number' || (['range', 'radio'].includes(type) && key.startsWith('Arrow')) ||
+            document.querySelector('dialog[open]');
+        if ((isTaken && key !== 'Escape') || event.ctrlKey || event.metaKey || event.altKey) return;
+        const metres = Math.min(2, Math.max(0.05, camera.distance * 0.05));
+        if (steps[key]) camera.move(...steps[key].map((part) => part * metres));
+        else if (actions[key]) actions[key]();
+        else return;
         event.preventDefault();
     });
 }

@@ -62,3 +62,13 @@ export function lookAlong(eye, yaw, pitch) {
 export function direction(yaw, pitch) {
     return [Math.cos(pitch) * Math.cos(yaw), Math.cos(pitch) * Math.sin(yaw), Math.sin(pitch)];
 }
+
+/** Where a place comes out in the picture: across and up from -1 to 1, each times w, and w, its depth. */
+export function project(m, p) {
+    return [0, 1, 3].map((r) => m[r] * p[0] + m[4 + r] * p[1] + m[8 + r] * p[2] + m[12 + r]);
+}
+
+/** The eight corners of a box: bit k of their number chooses the high side of axis k. */
+export function cornersOf({low, high}) {
+    return [0, 1, 2, 3, 4, 5, 6, 7].map((i) => [0, 1, 2].map((k) => (i >> k & 1 ? high : low)[k]));
+}

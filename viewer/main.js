@@ -68,7 +68,7 @@ class Page {
         const reach = length(subtract(this.bounds.high, this.bounds.low));
         const centre = this.bounds.low.map((value, k) => (value + this.bounds.high[k]) / 2);
         const far = reach + length(subtract(centre, camera.eye)) + 1;
-        const near = Math.max(0.05, far / 20000);
+        const near = Math.max(0.05, Math.min(far / 20000, camera.distance / 50));
         const view = camera.view();
         const projection = camera.projection(canvas.width / canvas.height, near, far);
         const clip = this.clip ?? kNoClip;
@@ -176,22 +176,24 @@ class Page {
             return;
         }
         this.choosePanorama(scan);
-        const view =
-            {eye: [...scan.station], yaw: this.panorama.middle(), pitch: -0.05, distance: 1, isAtStation: true};
-        if (isAtOnce) this.camera.set(view);
-        else this.camera.flyTo(view);
+        const view = {eye: [...scan.station], yaw: this.panorama.middle(), pitch: -0.05, distance: 1};
+        this.go({...view, isAtStation: true}, isAtOnce);
     }
 
     goToOverview(isAtOnce = false) {
         const {low, high} = this.bounds.most;
         const centre = low.map((value, k) => (value + high[k]) / 2);
         const away = 0.9 * length(subtract(high, low)) + 0.5;
-        const view = Camera.seeing(centre, this.camera.yaw || 0.8, -0.6, away);
-        if (isAtOnce) this.camera.set({...view, isAtStation: false});
+        this.go({...Camera.seeing(centre, this.camera.yaw || 0.8, -0.6, away), isAtStation: false}, isAtOnce);
+    }
+
+    go(view, isAtOnce) {
+        if (isAtOnce) this.camera.set(view);
         else this.camera.flyTo(view);
     }
 
     choosePanorama(scan) {
+        if (scan === this.panorama.scan) return;
         this.current = scan;
         this.panorama.show(scan, this.mode, this.scales);
     }
@@ -225,8 +227,7 @@ class Page {
         if (limits.length === 6 && limits.every(Number.isFinite)) {
             this.setClip({low: limits.slice(0, 3), high: limits.slice(3)});
         }
-        this.setMode(values.get('m') ?? this.mode);
-        this.setMode(this.mode);
+        this.setMode(this.possibleModes().includes(values.get('m')) ? values.get('m') : this.mode);
         this.goToStation(this.current, true);
         this.camera.fromText(values.get('v') ?? '');
         this.fillScans();
@@ -248,13 +249,11 @@ class Page {
     }
 
     fillScans() {
-        ui.fillScans(this.scene, {
-            show: (scan, isShown) => {
-                scan.isShown = isShown;
-                this.redraw();
-            },
-            goTo: (scan) => this.goToStation(scan),
-        });
+        const show = (scan, isShown) => {
+            scan.isShown = isShown;
+            this.redraw();
+        };
+        ui.fillScans(this.scene, {show, goTo: (scan) => this.goToStation(scan)});
     }
 
     setMeasuring(isMeasuring) {

@@ -1,6 +1,6 @@
 // Picked points and the distances between them: what they are, and their marks over the picture.
 
-import {length, multiply, subtract} from 'viewer/linear.js';
+import {cornersOf, length, multiply, project, subtract} from 'viewer/linear.js';
 
 const kSvg = 'http://www.w3.org/2000/svg';
 
@@ -41,10 +41,9 @@ export class Measurements {
     /** Puts the marks where the points are in the frame, and the clip box where there is one. */
     place(frame, box, width, height) {
         const camera = multiply(frame.projection, frame.view);
-        const toScreen = ({placed: p}) => {
-            const at = (r) => camera[r] * p[0] + camera[4 + r] * p[1] + camera[8 + r] * p[2] + camera[12 + r];
-            const w = at(3);
-            return w > 0 ? [(at(0) / w + 1) * width / 2, (1 - at(1) / w) * height / 2] : null;
+        const toScreen = (place) => {
+            const [x, y, w] = project(camera, place);
+            return w > 0 ? [(x / w + 1) * width / 2, (1 - y / w) * height / 2] : null;
         };
         const marks = [];
         const line = (a, b, kind) => {
@@ -52,8 +51,7 @@ export class Measurements {
             marks.push(element('line', {x1: a[0], y1: a[1], x2: b[0], y2: b[1], class: kind}));
         };
         if (box) {
-            const corners = [0, 1, 2, 3, 4, 5, 6, 7].map(
-                (i) => toScreen({placed: [0, 1, 2].map((k) => (i >> k & 1 ? box.high : box.low)[k])}));
+            const corners = cornersOf(box).map(toScreen);
             for (let i = 0; i < 8; ++i) {
                 for (const bit of [1, 2, 4]) {
                     if (!(i & bit)) line(corners[i], corners[i | bit], 'box');
@@ -61,11 +59,11 @@ export class Measurements {
             }
         }
         const dot = (point, kind) => {
-            const at = toScreen(point);
+            const at = toScreen(point.placed);
             if (at) marks.push(element('circle', {cx: at[0], cy: at[1], r: 5, class: kind}));
         };
         for (const distance of this.distances) {
-            const [a, b] = [toScreen(distance.from), toScreen(distance.to)];
+            const [a, b] = [toScreen(distance.from.placed), toScreen(distance.to.placed)];
             line(a, b, 'halo');
             line(a, b, 'way');
             if (a && b) {

@@ -49,7 +49,7 @@ struct ViewResult {
 /// an even part of their points; all are shown in the aligned frame.
 /// Precision of a point in the page: 0.125 mm along the ray and 6 microradians in each angle, so 0.3 mm
 /// at 20 m; of a cloud 0.125 mm in each axis. Intensities are whole numbers.
-/// Memory: some 40 bytes for a point of the page, however large the scans are.
+/// Memory: some 50 bytes for a point of the page, however large the scans are.
 /// Throws ScanError; then no page appears.
 BRISKO_SCAN_EXPORT ViewResult writeView(const ViewOptions& options);
 

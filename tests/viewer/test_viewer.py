@@ -93,7 +93,7 @@ def test_files_give_every_point_exactly(open_page, folder):
 def test_scans_and_clouds_lie_where_they_belong(open_page):
     page = open_page("yard.cl3", "yard.pts", "--points=40000")
     grid, cloud = page.result["scans"]
-    assert 15000 < grid["points"] <= 20000 and cloud["points"] == 20000 and cloud["grid"] is None
+    assert 15000 < grid["points"] <= 20000 and 19990 < cloud["points"] <= 20000 and cloud["grid"] is None
     seen = [page.do(f"""page.scene.scans.forEach((scan, i) => scan.isShown = i === {shown});
         page.redraw(); await settle(); return page.pointAt(350, 450)""") for shown in (0, 1)]
     assert seen[0]["aligned"] == pytest.approx(seen[1]["aligned"], abs=0.2)

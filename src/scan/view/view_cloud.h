@@ -31,7 +31,7 @@ private:
 
     std::uint64_t m_most;
     double m_share;    // of the points that is kept
-    double m_due = 1;  // a point is kept when this reaches 1
+    double m_due = 0;  // a point is kept when this reaches 1
     bool m_hasCorner = false;
     std::array<double, 3> m_corner{};  // metres
     std::vector<Point> m_points;
