@@ -75,9 +75,10 @@ export function listenToKeys(camera, actions) {
         const key = event.key.length === 1 ? event.key.toLowerCase() : event.key;
         // Fields take letters, sliders and choices take arrows.
         const {type} = event.target;
-        const isTaken = type === 'number' || (['range', 'radio'].includes(type) && key.startsWith('Arrow')) ||
-            document.querySelector('dialog[open]');
-        if ((isTaken && key !== 'Escape') || event.ctrlKey || event.metaKey || event.altKey) return;
+        const isTaken =
+            key !== 'Escape' && (type === 'number' || (['range', 'radio'].includes(type) && key.startsWith('Arrow')));
+        const isElsewhere = document.querySelector('dialog[open]') !== null;
+        if (isTaken || isElsewhere || event.ctrlKey || event.metaKey || event.altKey) return;
         const metres = Math.min(2, Math.max(0.05, camera.distance * 0.05));
         if (steps[key]) camera.move(...steps[key].map((part) => part * metres));
         else if (actions[key]) actions[key]();

@@ -36,7 +36,7 @@ class Page {
         this.edges = 1;
         this.changed = true;  // something else than the camera
         this.shown = -1;      // version of the camera in the picture
-        this.isSettled = false;
+        this.isComplete = false;
         for (const scan of scene.scans) {
             scan.scan = scan;  // a set of points that is drawn, as tiles are
             this.renderer.upload(scan);
@@ -82,14 +82,19 @@ class Page {
         this.camera.advance(now);
         const isMoving = this.camera.version !== this.shown || this.changed;
         if (this.fit() || isMoving) {
-            this.isSettled = false;
+            this.isComplete = false;
             this.shown = this.camera.version;
             this.changed = false;
             this.drawFrame(true);
-        } else if (!this.isSettled) {
-            this.isSettled = !this.drawFrame(false);
-            if (this.isSettled) this.settle();
+        } else if (!this.isComplete) {
+            this.isComplete = !this.drawFrame(false);
+            if (this.isComplete) this.settle();
         }
+    }
+
+    /** Whether the picture shows all points of the view as it is now. */
+    get isSettled() {
+        return this.isComplete && !this.changed && this.camera.version === this.shown && !this.camera.flight;
     }
 
     /** Returns whether there is more to draw. */
@@ -126,7 +131,7 @@ class Page {
 
     redraw() {
         this.changed = true;
-        this.isSettled = false;
+        this.isComplete = false;
     }
 
     // Points.

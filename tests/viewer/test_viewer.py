@@ -100,6 +100,19 @@ def test_scans_and_clouds_lie_where_they_belong(open_page):
     assert seen[0]["cell"] and not seen[1]["cell"]
 
 
+def test_the_panorama_leads_to_its_places(open_page, folder):
+    page = open_page("yard.cl3", "--title=</script>\"\\u0041<b>")
+    assert page.driver.title == "</script>\"\\u0041<b>"
+    strip = page.driver.find_element("css selector", "#panorama canvas")
+    ActionChains(page.driver).move_to_element_with_offset(strip, 120, 40).click().perform()
+    page.do("while (page.camera.flight) await new Promise(requestAnimationFrame); await settle()")
+    picked, target = page.do("return [page.measurements.picked, page.camera.target]")
+    assert target == pytest.approx(picked["placed"], abs=1e-6)
+    across = (page.do("return page.panorama.canvas.clientWidth") / 2 + 120) / page.do(
+        "return page.panorama.canvas.clientWidth")
+    assert picked["cell"]["column"] == pytest.approx(1400 * across, abs=3)  # clockwise, as the scan runs
+
+
 def test_an_address_leads_to_its_view(open_page):
     page = open_page("yard.cl3", view="#v=1,2,3,0.5,-0.25,4,0.9,0&m=height&h=0")
     state = page.do("const {eye, yaw, pitch} = page.camera; return [eye, yaw, pitch, page.mode, page.sets.length]")

@@ -51,7 +51,9 @@ void weigh(Source& source, const ScanInfo& info) {
     const double cells = info.hasGrid ? static_cast<double>(info.columns) * info.rows : 0;
     const auto records = static_cast<double>(info.records);
     const double most = cells > 0 && records > 0 ? std::min(cells, records) : cells + records;
-    source.points = std::max(1.0, most);
+    constexpr double kRecord = 32;  // bytes of a point, about, where nothing else is known
+    const double bytes = static_cast<double>(bytesOf(source.input));
+    source.points = std::max(1.0, most > 0 ? most : bytes / kRecord);
     source.cells = cells <= kEmptiestGrid * source.points ? cells : 0;
 }
 

@@ -40,7 +40,7 @@ void ViewCloud::add(const CellPoint& p) {
     }
     Point point;
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        constexpr double kMost = std::numeric_limits<std::int32_t>::max() / 4;
+        constexpr double kMost = std::numeric_limits<std::int32_t>::max() / 4.0;
         const double units = std::round((place[axis] - m_corner[axis]) / kViewLength);
         if (std::abs(units) > kMost) {
             ++m_tooFar;
