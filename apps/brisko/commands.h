@@ -35,5 +35,6 @@ Command addIndex(CLI::App& tool, const CommonOptions& common);
 Command addCheck(CLI::App& tool, const CommonOptions& common);
 Command addImages(CLI::App& tool, const CommonOptions& common);
 Command addRepair(CLI::App& tool, const CommonOptions& common);
+Command addView(CLI::App& tool, const CommonOptions& common);
 
 }  // namespace brisko::tool

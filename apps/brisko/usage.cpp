@@ -41,6 +41,7 @@ constexpr ExitCodes kExitCodes[] = {
     {"check", "all scans are sound", nullptr, "a scan is damaged or cannot be read", nullptr},
     {"repair", kDone, nullptr, "nothing can be salvaged, or the input cannot be read", kNotWritten},
     {"images", kDone, nullptr, kUnreadable, kNotWritten},
+    {"view", kDone, nullptr, kUnreadable, kNotWritten},
     {"help", kDone, nullptr, nullptr, nullptr},
 };
 constexpr ExitCodes kAnyCommand = {"", kDone, "some inputs failed", kUnreadable, kNotWritten};

@@ -54,7 +54,8 @@ TEST(Failure, ShowsByItsExitCodeWhatIsWrongAndLeavesNothing) {
     std::filesystem::create_symlink(folder / "a.ptx", folder / "link.ptx");
     const std::string a = folder / "a.ptx", out = folder / "out.ply", grid = folder / "a.cl3";
     const std::string plain = folder / "plain.cl3", black = folder / "black.ptx";
-    const std::string huge = folder / "huge.clr", png = folder / "out.png";
+    const std::string huge = folder / "huge.clr", png = folder / "out.png",
+                      html = folder / "o.html";
     const struct {
         std::vector<std::string> arguments;
         int code;
@@ -97,6 +98,11 @@ TEST(Failure, ShowsByItsExitCodeWhatIsWrongAndLeavesNothing) {
         {{"panorama", plain, "-o", png}, 2, "plain.cl3"},
         {{"panorama", folder / "none.cl3", "-o", png}, 3, "none.cl3"},
         {{"panorama", a, "-o", folder / "none/o.png"}, 4, "none"},
+        {{"view", a, "-o", png}, 2, "named .html"},
+        {{"view", a, "-o", html, "--points", "999"}, 2, "--points"},
+        {{"view", a, plain, "-o", html, "--full"}, 2, "indexed CL3"},
+        {{"view", grid, folder / "none.cl3", "-o", html}, 3, "none.cl3"},
+        {{"view", a, "-o", folder / "none/o.html"}, 4, "none"},
         {{"repair", grid, grid}, 2, "same file"},
         {{"repair", grid, folder / "b.clr"}, 2, "b.clr"},
         {{"repair", folder / "none.cl3", folder / "b.cl3"}, 3, "none.cl3"},

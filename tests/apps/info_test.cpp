@@ -182,7 +182,7 @@ TEST(Tool, HelpFitsItsLinesAndListsExitCodes) {
     EXPECT_EQ(run({"--version"}).out, "brisko 1.3.0\n");
     EXPECT_EQ(run({"-V"}).out, "brisko 1.3.0\n");
     for (const std::string command : {"info", "convert", "colour", "panorama", "cell", "simulate",
-                                      "index", "check", "repair", "images", "help"}) {
+                                      "index", "check", "repair", "images", "view", "help"}) {
         const ToolRun help = run({command, "--help"});
         EXPECT_EQ(help.code, 0) << command;
         EXPECT_EQ(run({"help", command}).out, help.out);

@@ -126,6 +126,7 @@ void tryAllCommands(const TempFolder& folder, const std::string& scan, bool dama
         {"convert", scan, out + ".clr"},
         {"info", "--count", scan},
         {"panorama", scan, "--output", out + ".png", "--width", "64"},
+        {"view", scan, "--output", out + ".html", "--points", "1000"},
         {"index", scan}};
     for (const std::vector<std::string>& command : commands) {
         // Without an index the header's angles have to make a grid of the points, and these do not.

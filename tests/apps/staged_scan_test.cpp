@@ -72,6 +72,7 @@ TEST(StagedScan, EveryCommandReplacesAnOutputOnlyWhenToldTo) {
         {"convert", scan, folder / "b.ply"},
         {"repair", scan, folder / "c.cl3"},
         {"panorama", scan, "-o", folder / "d.png"},
+        {"view", scan, "-o", folder / "d.html"},
         {"simulate", folder.path().string(), "--name", "e", "--series", "2", "--columns", "6"},
     };
     for (std::vector<std::string> command : commands) {

@@ -192,11 +192,18 @@ bool simulateWithTool(Arguments& arguments) {
     });
 }
 
+bool showWithTool(const Arguments& arguments, std::vector<const char*> line) {
+    line.insert(line.end(), {arguments.input.c_str(), "-o", arguments.output.c_str(), "--overwrite",
+                             "--progress", "none"});
+    return tool::runTool(static_cast<int>(line.size()), line.data()) == 0;
+}
+
 bool drawWithTool(Arguments& arguments) {
-    const char* const line[] = {
-        "brisko", "panorama", arguments.input.c_str(), "-o",         arguments.output.c_str(),
-        "--size", "8x8",      "--overwrite",           "--progress", "none"};
-    return tool::runTool(static_cast<int>(std::size(line)), line) == 0;
+    return showWithTool(arguments, {"brisko", "panorama", "--size", "8x8"});
+}
+
+bool viewWithTool(Arguments& arguments) {
+    return showWithTool(arguments, {"brisko", "view"});
 }
 
 void nothing(const TempFolder&) {
@@ -243,6 +250,7 @@ std::vector<Job> toolJobs() {
         {"RepairClr", rawScans({}), guarded<repairWithTool>, "a.clr", "b.clr"},
         {"Simulate", nothing, guarded<simulateWithTool>, "", "b.clr"},
         {"Panorama", indexedScan, drawWithTool, "a.cl3", "b.png", "", {Fault::Allocation}, true},
+        {"View", indexedScan, viewWithTool, "a.cl3", "b.html", "", {Fault::Allocation}, true},
     };
 }
 
