@@ -99,10 +99,35 @@ public:
         if (hasExtension(info().path, ".cl3") && !m_options.colourFromPhotos) {
             return readCells(window, arrays, progress);
         }
-        return fillByAPass(window, arrays, progress);
+        const std::uint64_t found = fillByAPass(window, arrays, progress);
+        rewind();
+        return found;
     }
 
 private:
+    /// While it lives, passes of a native scan need not bring other columns than a window's.
+    class WindowPass {
+    public:
+        WindowPass(State& state, const CellWindow& window) : m_state(state) {
+            if (!state.info().format->isNative) return;
+            ReadOptions options = state.m_options;
+            options.columns = GridRange{window.firstColumn, window.endColumn};
+            m_other = openScan(state.info().path, options);
+            m_state.m_input.swap(m_other);
+        }
+        ~WindowPass() {
+            if (m_other) m_state.m_input.swap(m_other);
+            m_state.m_points.clear();
+            m_state.m_next = 0;
+        }
+        WindowPass(const WindowPass&) = delete;
+        WindowPass& operator=(const WindowPass&) = delete;
+
+    private:
+        State& m_state;
+        std::unique_ptr<ScanInput> m_other;
+    };
+
     /// False at the end of the scan.
     bool readBatch() {
         if (m_atEnd) return false;
@@ -144,6 +169,7 @@ private:
         CellArraysWriter out(arrays, window);
         out.putEmptyWindow();
         std::uint64_t found = 0;
+        const WindowPass pass(*this, window);
         for (rewind(); readBatch();) {
             requireGoingOn(progress);
             for (const CellPoint& p : m_points) {
@@ -156,7 +182,6 @@ private:
                 ++found;
             }
         }
-        rewind();
         return found;
     }
 
@@ -214,11 +239,14 @@ private:
 
     void openCells() {
         auto cells = std::make_unique<CL3CellReader>();
-        if (!cells->open(info().path.c_str())) {
+        const bool isOpen = m_options.tiles
+                                ? cells->open(info().path.c_str(), *m_options.tiles->tiles())
+                                : cells->open(info().path.c_str());
+        if (!isOpen) {
             throw ScanError(ErrorKind::Damaged, info().path, "cannot be opened with its index");
         }
         cells->setFrame(m_options.frame);
-        const IndexLayout index = *inspectCL3(info().path).index;
+        const IndexLayout index = *inspectCL3(info().path, m_options.tiles.get()).index;
         m_indexPath = index.path;
         m_tileSize = index.tileSize;
         m_tilesDown = (std::uint64_t{index.rows} + index.tileSize - 1) / index.tileSize;

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <limits>
 
 namespace brisko::scan {
 namespace {
@@ -191,9 +192,20 @@ std::vector<PinholeCamera> ScanTransfer::photos() const {
     return photos;
 }
 
+/// What the window takes of the input. The padding of the last tiles belongs to the last columns and rows:
+/// parts of a scan hold together what the scan does.
+GridPart ScanTransfer::partWithPadding() const {
+    constexpr std::uint32_t kNoEnd = std::numeric_limits<std::uint32_t>::max();
+    GridPart part = m_window;
+    if (part.every > 1) return part;
+    if (part.endColumn == info().columns) part.endColumn = kNoEnd;
+    if (part.endRow == info().rows) part.endRow = kNoEnd;
+    return part;
+}
+
 PointFilter ScanTransfer::makeFilter() {
     PointConditions chosen;
-    if (isWindow()) chosen.part = m_window;
+    if (isWindow()) chosen.part = partWithPadding();
     if (!info().hasGrid) chosen.every = m_options.every;
     chosen.minDistance = m_options.minDistance;
     chosen.maxDistance = m_options.maxDistance;
@@ -246,9 +258,10 @@ void ScanTransfer::noteColours(const std::vector<CellPoint>& points) {
 void ScanTransfer::completeHeader(const OutputTarget& target) const {
     if (estimatesAngles()) {
         patchAngles(target, m_estimate, m_window);
-    } else if (m_choice->isNative && m_choice.driver->hasPlainForm && !isWindow()) {
-        const auto* const header = dynamic_cast<const CL3FileHeader*>(info().header.get());
-        if (header) patchSteps(target, *header);
+    } else if (m_choice->isNative && m_choice.driver->hasPlainForm && m_window.every == 1) {
+        // A raw scan's steps follow from its angles; those of a part would be rounded another time.
+        const bool isCL3 = dynamic_cast<const CL3FileHeader*>(info().header.get()) != nullptr;
+        if (info().header && (isCL3 || isWindow())) patchSteps(target, *info().header);
     }
 }
 

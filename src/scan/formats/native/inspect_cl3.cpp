@@ -138,7 +138,8 @@ void walk(InputFile& file, InputFile* indexFile, ScanLayout& layout) {
 
 }  // namespace
 
-ScanLayout inspectCL3(const std::string& path) {
+ScanLayout inspectCL3(const std::string& path, const TileTable* tiles) {
+    if (tiles) tiles->requireFit(path);
     InputFile file(path);
     ScanLayout layout;
     layout.path = path;
@@ -169,6 +170,10 @@ ScanLayout inspectCL3(const std::string& path) {
                                path + ": point format " +
                                    std::to_string(layout.header->GetPointFormat()) +
                                    " is not one of CL3 (0 or 1); is this a CL3 file?");
+    } else if (tiles && indexFile) {
+        for (const CL3TileTable::Tile& tile : tiles->tiles()->tiles())
+            layout.records += tile.points;
+        layout.index->points = layout.records;
     } else {
         walk(file, indexFile.get(), layout);
     }
