@@ -6,6 +6,7 @@
 #include <brisko_scan/scan_reader.h>
 #include <brisko_scan/scan_writer.h>
 #include "scan/files/scan_path.h"
+#include "scan/formats/e57/crc32c.h"
 
 #include <gtest/gtest.h>
 
@@ -170,6 +171,13 @@ TEST(ScanReader, ReadsColumnsWithoutALookAtWhatLiesBeforeAndAfter) {
     writeFile(folder / "indexed.ij", index);
     EXPECT_EQ(kindOf([&] { read("indexed.cl3", {256, 512}); }), ErrorKind::Request);
     const auto bytes = TileTable::of(folder / "indexed.cl3").toBytes();
+    Bytes larger =
+        patched(bytes, bytes.size() - 1, {0x7f});  // a sound one that no scan of this size has
+    const std::uint32_t sum = crc32c(larger.data() + 8, larger.size() - 8);
+    std::memcpy(larger.data() + 4, &sum, sizeof sum);
+    ReadOptions made;
+    made.tiles = std::make_shared<TileTable>(TileTable::fromBytes(larger.data(), larger.size()));
+    EXPECT_EQ(kindOf([&] { ScanReader::open(folder / "indexed.cl3", made); }), ErrorKind::Request);
     for (const std::size_t at : {std::size_t{0}, std::size_t{20}, bytes.size() - 1}) {
         const Bytes torn = patched(bytes, at, {static_cast<std::uint8_t>(bytes[at] ^ 1)});
         EXPECT_EQ(kindOf([&] { TileTable::fromBytes(torn.data(), torn.size()); }),

@@ -178,9 +178,7 @@ bool colourWithTool(Arguments& arguments) {
 bool joinWithTool(Arguments& arguments) {
     return withTool([&] {
         scan::JoinOptions options;
-        options.inputs = {
-            arguments.input,
-            givenAway(arguments.input.substr(0, arguments.input.size() - 5) + "c.cl3")};
+        options.inputs = {arguments.input};
         options.output = arguments.output;
         options.overwrite = true;
         scan::joinBands(options);
@@ -210,22 +208,6 @@ bool drawWithTool(Arguments& arguments) {
         "brisko", "panorama", arguments.input.c_str(), "-o",         arguments.output.c_str(),
         "--size", "8x8",      "--overwrite",           "--progress", "none"};
     return tool::runTool(static_cast<int>(std::size(line)), line) == 0;
-}
-
-/// Two bands, of 256 columns and 4.
-void bands(const TempFolder& folder) {
-    for (const auto& [name, first, columns] : {std::tuple{"a.cl3", 0, 256}, {"c.cl3", 256, 4}}) {
-        CLRFileHeader header;
-        header.SetStartAzimuthAngle(static_cast<float>(first));
-        header.SetStopAzimuthAngle(static_cast<float>(first + columns));
-        header.SetAzimuthResolution(columns);
-        header.SetZenithResolution(5);
-        CL3IJWriterGridCodec writer;
-        writer.Open((folder / name).c_str(), &header);
-        for (unsigned row = 0; row < 5; ++row)
-            writer.WritePoint(1, 2, row, 100, 1, 2, 3, 255, 3, row);
-        writer.Close();
-    }
 }
 
 void nothing(const TempFolder&) {
@@ -268,7 +250,7 @@ std::vector<Job> toolJobs() {
         {"ToPcd", indexedScan, guarded<convertWithTool>, "a.cl3", "b.pcd"},
         {"Gridded", cloud, guarded<gridWithTool>, "a.xyz", "b.cl3"},
         {"Colour", nothing, guarded<colourWithTool>, "", "b.cl3", "", kInput},
-        {"Join", bands, guarded<joinWithTool>, "a.cl3", "b.cl3"},
+        {"Join", indexedScan, guarded<joinWithTool>, "a.cl3", "b.cl3"},
         {"RepairCl3", indexedScan, guarded<repairWithTool>, "a.cl3", "b.cl3"},
         {"RepairClr", rawScans({}), guarded<repairWithTool>, "a.clr", "b.clr"},
         {"Simulate", nothing, guarded<simulateWithTool>, "", "b.clr"},

@@ -89,14 +89,16 @@ bool isColoured(const CellPoint& p) {
     return (p.red | p.green | p.blue) != 0;
 }
 
-/// Whether any point has a colour other than black.
-bool hasColour(ScanInput& input, const ProgressFunction& function) {
+/// Whether any point of a part has a colour other than black.
+bool hasColour(ScanInput& input, const GridPart* part, const ProgressFunction& function) {
     TaskProgress progress(function, "look for colour", input.steps(), input.stepUnit());
     std::vector<CellPoint> points;
     bool found = false;
     do {
         input.read(points);
-        found = std::any_of(points.begin(), points.end(), isColoured);
+        found = std::any_of(points.begin(), points.end(), [part](const CellPoint& p) {
+            return isColoured(p) && (!part || part->holds(p));
+        });
         progress.advanceTo(input.stepsDone());
     } while (!found && !points.empty());
     input.rewind();
@@ -104,9 +106,10 @@ bool hasColour(ScanInput& input, const ProgressFunction& function) {
 }
 
 /// PTX lines have a colour or not; a CL3 record always has room for one.
-bool chooseColour(ScanInput& input, const OutputChoice& output, const ProgressFunction& progress) {
+bool chooseColour(ScanInput& input, const GridPart* part, const OutputChoice& output,
+                  const ProgressFunction& progress) {
     if (!output.driver->colourIsOptional || !input.info().storesColour) return false;
-    return input.info().isColoured || hasColour(input, progress);
+    return input.info().isColoured || hasColour(input, part, progress);
 }
 
 TransferCount operator-(TransferCount count, const TransferCount& before) {
@@ -156,8 +159,9 @@ OutputTarget ScanTransfer::makeTarget(const std::string& path, std::optional<boo
     target.guid = info().guid;
     target.precision = m_options.precision;
     target.formVersion = m_options.formVersion;
-    target.withColour =
-        hasColour ? *hasColour : chooseColour(*m_input, m_choice, m_options.progress);
+    target.withColour = hasColour ? *hasColour
+                                  : chooseColour(*m_input, isWindow() ? &m_window : nullptr,
+                                                 m_choice, m_options.progress);
     target.progress = m_options.progress;
     return target;
 }
