@@ -105,25 +105,34 @@ public:
     }
 
 private:
-    /// While it lives, passes of a native scan need not bring other columns than a window's.
+    /// While it lives, the reader makes a pass from the first point on, which of a native scan need not bring
+    /// other columns than a window's.
     class WindowPass {
     public:
         WindowPass(State& state, const CellWindow& window) : m_state(state) {
-            if (!state.info().format->isNative) return;
+            if (!state.info().format->isNative) {
+                state.rewind();
+                return;
+            }
             ReadOptions options = state.m_options;
             options.columns = GridRange{window.firstColumn, window.endColumn};
             m_other = openScan(state.info().path, options);
-            m_state.m_input.swap(m_other);
+            exchange();
         }
         ~WindowPass() {
-            if (m_other) m_state.m_input.swap(m_other);
-            m_state.m_points.clear();
-            m_state.m_next = 0;
+            if (m_other) exchange();
         }
         WindowPass(const WindowPass&) = delete;
         WindowPass& operator=(const WindowPass&) = delete;
 
     private:
+        void exchange() {
+            m_state.m_input.swap(m_other);
+            m_state.m_points.clear();
+            m_state.m_next = 0;
+            m_state.m_atEnd = false;
+        }
+
         State& m_state;
         std::unique_ptr<ScanInput> m_other;
     };
@@ -170,7 +179,7 @@ private:
         out.putEmptyWindow();
         std::uint64_t found = 0;
         const WindowPass pass(*this, window);
-        for (rewind(); readBatch();) {
+        while (readBatch()) {
             requireGoingOn(progress);
             for (const CellPoint& p : m_points) {
                 if (p.column < window.firstColumn || p.column >= window.endColumn ||

@@ -10,7 +10,7 @@ std::string shellText(const std::string& path) {
                         "a name with the end of a line in it cannot stand in a list of jobs");
     }
     // A name that begins like an option would be taken for one.
-    const std::string word = path.starts_with('-') ? "./" + path : path;
+    std::string word = path.starts_with('-') ? "./" + path : path;
     constexpr const char* kPlain =
         "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_./-+:,@%=";
     if (word.find_first_not_of(kPlain) == std::string::npos && !word.empty()) return word;

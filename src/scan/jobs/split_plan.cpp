@@ -31,9 +31,9 @@ bool isThere(const std::string& path) {
 
 /// Whether a file was written before one that it was made from. A source that is not there is older.
 bool isOutdated(const std::string& made, const std::string& source) {
-    std::error_code noFile;
-    const auto changed = fs::last_write_time(source, noFile);
-    return !noFile && fs::last_write_time(made) < changed;
+    std::error_code noSource, noMade;
+    const auto changed = fs::last_write_time(source, noSource);
+    return !noSource && (fs::last_write_time(made, noMade) < changed || noMade);
 }
 
 /// Whether a band lies where its job would put it.
