@@ -33,6 +33,8 @@ Command addPanorama(CLI::App& tool, const CommonOptions& common);
 Command addCell(CLI::App& tool, const CommonOptions& common);
 Command addIndex(CLI::App& tool, const CommonOptions& common);
 Command addCheck(CLI::App& tool, const CommonOptions& common);
+Command addSplit(CLI::App& tool, const CommonOptions& common);
+Command addJoin(CLI::App& tool, const CommonOptions& common);
 Command addImages(CLI::App& tool, const CommonOptions& common);
 Command addRepair(CLI::App& tool, const CommonOptions& common);
 Command addView(CLI::App& tool, const CommonOptions& common);

@@ -89,19 +89,12 @@ int runTool(int argc, const char* const* argv) {
     CommonOptions common;
     common.results = &results;
     addCommonOptions(tool, common);
-    const std::vector<Command> commands = {addInfo(tool, common),
-                                           addSimulate(tool, common),
-                                           addConvert(tool, common),
-                                           addMerge(tool, common),
-                                           addColour(tool, common),
-                                           addPanorama(tool, common),
-                                           addCell(tool, common),
-                                           addIndex(tool, common),
-                                           addCheck(tool, common),
-                                           addRepair(tool, common),
-                                           addImages(tool, common),
-                                           addView(tool, common),
-                                           addHelp(tool)};
+    const std::vector<Command> commands = {
+        addInfo(tool, common),  addSimulate(tool, common), addConvert(tool, common),
+        addMerge(tool, common), addColour(tool, common),   addPanorama(tool, common),
+        addView(tool, common),  addCell(tool, common),     addIndex(tool, common),
+        addCheck(tool, common), addRepair(tool, common),   addSplit(tool, common),
+        addJoin(tool, common),  addImages(tool, common),   addHelp(tool)};
     setUpHelp(tool);
     try {
         tool.parse(argc, argv);

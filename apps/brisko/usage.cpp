@@ -38,6 +38,8 @@ constexpr ExitCodes kExitCodes[] = {
     {"cell", "the cell was read; it may be empty", nullptr, kUnreadable, nullptr},
     {"index", kDone, "some of the inputs failed", "all inputs failed, the first as damaged",
      "all inputs failed, the first as its output could not be written"},
+    {"split", "the jobs were listed", nullptr, kUnreadable, nullptr},
+    {"join", kDone, nullptr, kUnreadable, kNotWritten},
     {"check", "all scans are sound", nullptr, "a scan is damaged or cannot be read", nullptr},
     {"repair", kDone, nullptr, "nothing can be salvaged, or the input cannot be read", kNotWritten},
     {"images", kDone, nullptr, kUnreadable, kNotWritten},

@@ -11,6 +11,7 @@
 #include <brisko_codec/clr_codec.h>
 #include <brisko_codec/codec.h>
 #include <brisko_codec/color_codec.h>
+#include <brisko_codec/column_range.h>
 #include <brisko_codec/compressed_lines.h>
 #include <brisko_codec/conversions.h>
 #include <brisko_codec/dictionary.h>

@@ -17,12 +17,6 @@ struct Box {
     double max[3];
 };
 
-/// Columns, or rows, from `first` up to, not including, `end`; without an end: up to the last.
-struct GridRange {
-    std::uint32_t first = 0;
-    std::optional<std::uint32_t> end;
-};
-
 struct ConvertOptions {
     std::string input;   // any format that is read, UTF-8
     std::string output;  // its extension chooses the format

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace brisko::scan {
@@ -14,6 +15,12 @@ namespace brisko::scan {
 struct IntensityRange {
     double min = 0;
     double max = 1;
+};
+
+/// Columns, or rows, from `first` up to, not including, `end`; without an end: up to the last.
+struct GridRange {
+    std::uint32_t first = 0;
+    std::optional<std::uint32_t> end;
 };
 
 /// What is known of a scan before its points are read.

@@ -5,6 +5,7 @@
 #include <brisko_scan/export.h>
 #include <brisko_scan/progress.h>
 #include <brisko_scan/scan_info.h>
+#include <brisko_scan/tile_table.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -22,6 +23,14 @@ struct ReadOptions {
     /// The file's intensities that become 0 and 2200; where it is not given, those that the format or
     /// the file itself names.
     std::optional<IntensityRange> intensities = {};
+    /// The only columns that are wanted, of a scan with a grid. Points of others may come, too, where that
+    /// costs nothing: an indexed CL3 scan is read from its first tile to its last one that holds such a
+    /// column, a raw scan from the first of the columns; other formats take their whole pass. What is not
+    /// read is not judged, but for the headers of blocks and tiles.
+    std::optional<GridRange> columns = {};
+    /// Of an indexed CL3 scan: its table, which saves the walk over the headers of blocks and tiles. One
+    /// that is not of these files in their present state is refused (Request).
+    std::shared_ptr<const TileTable> tiles = {};
 };
 
 /// Reads a scan of any format. Strict: damage is an error, never a short result.
@@ -45,7 +54,8 @@ public:
     void rewind();
 
     /// All cells of a window of the grid, as CL3CellReader::readWindow lays them out. An indexed CL3 scan
-    /// is read by seeking; of other scans this takes a pass of its own. The pass of read() starts again.
+    /// is read by seeking; of other scans this takes a pass of its own, of raw ones over the window's
+    /// columns. The pass of read() then starts again.
     /// Returns: the number of points found.
     /// Throws ScanError: Request for a scan without a grid or a window that is not inside it, Damaged.
     std::uint64_t readWindow(const CellWindow& window, const CellArrays& arrays);

@@ -9,15 +9,15 @@
 
 from ._brisko import __version__
 from .errors import Cancelled, ScanError
-from .jobs import (Check, ConvertResult, Finding, LeftOut, check, convert, info, panorama,
-                   simulate)
+from .jobs import (Band, Check, ConvertResult, Finding, JoinResult, LeftOut, check, convert, info,
+                   join, panorama, simulate, split)
 from .points import Batch, Window
 from .progress import Progress
 from .scan import Scan, open
 from .writer import Writer, create
 
 __all__ = [
-    "Batch", "Cancelled", "Check", "ConvertResult", "Finding", "LeftOut", "Progress", "Scan",
-    "ScanError", "Window", "Writer", "__version__", "check", "convert", "create", "info", "open",
-    "panorama", "simulate",
+    "Band", "Batch", "Cancelled", "Check", "ConvertResult", "Finding", "JoinResult", "LeftOut",
+    "Progress", "Scan", "ScanError", "Window", "Writer", "__version__", "check", "convert", "create",
+    "info", "join", "open", "panorama", "simulate", "split",
 ]

@@ -5,7 +5,7 @@ from __future__ import annotations
 import os
 import warnings
 from dataclasses import dataclass
-from typing import Any, Literal, NamedTuple
+from typing import Any, Iterable, Literal, NamedTuple
 
 import numpy as np
 import numpy.typing as npt
@@ -67,6 +67,23 @@ class Check:
         return self.total == 0
 
 
+class Band(NamedTuple):
+    """A part of a scan that one job works on: whole tiles of 256 columns."""
+
+    columns: slice
+    output: str  # what the job is to write, an indexed .cl3
+    done: bool  # whether that is there, sound and younger than the scan
+
+
+class JoinResult(NamedTuple):
+    """What came of bands that were put together."""
+
+    points: int
+    columns: int
+    rows: int
+    bytes: int  # of the output
+
+
 def convert(input: str | os.PathLike[str], output: str | os.PathLike[str], *,
             colours: str = "stored", progress: ProgressArgument = None,
             **options: Any) -> ConvertResult:
@@ -97,6 +114,30 @@ def check(path: str | os.PathLike[str], most: int = 20,
     found = _brisko.check(input_path(path), most, reporter(progress))
     found["findings"] = [Finding(**finding) for finding in found["findings"]]
     return Check(**found)
+
+
+def split(path: str | os.PathLike[str], bands: int,
+          folder: str | os.PathLike[str] | None = None) -> list[Band]:
+    """Divides a raw or indexed scan into jobs, which can run side by side and on several machines:
+
+        convert(path, band.output, columns=band.columns, overwrite=True)  # with colours, too
+
+    bands   never more than columns of tiles
+    folder  of the outputs; None: that of the scan
+    """
+    if bands < 1:
+        raise ValueError(f"a scan has 1 band or more, not {bands}")
+    found = _brisko.split(input_path(path), bands, "" if folder is None else output_path(folder))
+    return [Band(slice(first, end), output, done) for first, end, output, done in found]
+
+
+def join(bands: Iterable[Band | str | os.PathLike[str]], output: str | os.PathLike[str], *,
+         overwrite: bool = False, progress: ProgressArgument = None) -> JoinResult:
+    """Puts the bands of a scan together, in the order of their columns, into the bytes that one run
+    over the whole scan makes. The output appears when it is complete and was read back.
+    """
+    paths = [input_path(band.output if isinstance(band, Band) else band) for band in bands]
+    return JoinResult(*_brisko.join(paths, output_path(output), overwrite, reporter(progress)))
 
 
 def info(path: str | os.PathLike[str], count: bool = False, scan: int | str | None = None,

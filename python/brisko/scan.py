@@ -43,16 +43,18 @@ class Scan:
 
     def __init__(self, path: str | os.PathLike[str], scan: int | str | None = None,
                  frame: Frame = "scanner", colours: Colours = "stored",
-                 intensity_range: tuple[float, float] | None = None) -> None:
+                 intensity_range: tuple[float, float] | None = None,
+                 tiles: bytes | None = None) -> None:
         if frame not in ("scanner", "aligned"):
             raise ValueError(f'frame is "scanner" or "aligned", not {frame!r}')
         if colours not in ("stored", "photos"):
             raise ValueError(f'colours is "stored" or "photos", not {colours!r}')
         self._core = _brisko.Scan(input_path(path), "" if scan is None else str(scan), frame == "aligned",
-                                  colours == "photos", intensity_range)
+                                  colours == "photos", intensity_range, tiles)
         self._facts = self._core.facts()
         self._choices = (scan, frame, colours, intensity_range)
         self._points: int | None = None
+        self._tiles = tiles
 
     # What is known before any point is read; it stays after close().
 
@@ -198,8 +200,18 @@ class Scan:
         self.close()
 
     def __reduce__(self) -> tuple[Any, ...]:
-        """A copy in another process opens the scan again, by its path."""
-        return Scan, (self.path, *self._choices)
+        """A copy in another process opens the scan again, by its path, and knows its tiles."""
+        indexed = self.format == "CL3" and self.shape is not None
+        return Scan, (self.path, *self._choices, self.tiles() if indexed else None)
+
+    def tiles(self) -> bytes:
+        """Where the tiles of an indexed CL3 scan lie: 4 bytes each and a few more, to be saved or handed
+        on. Scan(path, tiles=...) then opens the scan without a look at its tiles, and raises ValueError
+        where size or time of its files have changed since.
+        """
+        if self._tiles is None:
+            self._tiles = _brisko.tiles_of(self.path)
+        return self._tiles
 
     def __repr__(self) -> str:
         shape = self.shape

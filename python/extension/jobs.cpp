@@ -5,6 +5,9 @@
 #include "header_fields.h"
 #include "interrupts.h"
 
+#include <pybind11/stl.h>
+
+#include <brisko_scan/bands.h>
 #include <brisko_scan/check.h>
 #include <brisko_scan/inspect.h>
 #include <brisko_scan/panorama.h>
@@ -159,12 +162,56 @@ py::array_t<std::uint8_t> panorama(const std::string& path, const std::string& m
     return py::array_t<std::uint8_t>(shape, start, owner);
 }
 
+py::bytes tilesOf(const std::string& path) {
+    std::vector<std::uint8_t> bytes;
+    {
+        const py::gil_scoped_release released;
+        bytes = scan::TileTable::of(path).toBytes();
+    }
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+py::list split(const std::string& input, std::uint32_t bands, const std::string& folder) {
+    scan::BandPlan plan;
+    {
+        const py::gil_scoped_release released;
+        plan = scan::planBands(input, bands, folder);
+    }
+    py::list list;
+    for (const scan::Band& band : plan.bands)
+        list.append(py::make_tuple(band.first, band.end, toText(band.output), band.isDone));
+    return list;
+}
+
+py::tuple join(const std::vector<std::string>& bands, const std::string& output, bool overwrite,
+               const py::object& progress) {
+    scan::JoinOptions options;
+    options.inputs = bands;
+    options.output = output;
+    options.overwrite = overwrite;
+    const scan::JoinResult result =
+        JobProgress(progress).run([&](const ProgressFunction& function) {
+            options.progress = function;
+            return scan::joinBands(options);
+        });
+    return py::make_tuple(result.points, result.columns, result.rows, result.bytes);
+}
+
 }  // namespace
+
+std::shared_ptr<const scan::TileTable> toTileTable(const py::bytes& bytes) {
+    const std::string_view view(bytes);
+    return std::make_shared<scan::TileTable>(scan::TileTable::fromBytes(
+        reinterpret_cast<const std::uint8_t*>(view.data()), view.size()));
+}
 
 void addJobs(py::module_& module) {
     module.def("convert", &convert, "input"_a, "output"_a, "options"_a, "colour_from_photos"_a,
                "progress"_a);
     module.def("check", &check, "path"_a, "most"_a, "progress"_a);
+    module.def("tiles_of", &tilesOf, "path"_a);
+    module.def("split", &split, "input"_a, "bands"_a, "folder"_a);
+    module.def("join", &join, "bands"_a, "output"_a, "overwrite"_a, "progress"_a);
     module.def("describe", &describe, "path"_a);
     module.def("panorama", &panorama, "path"_a, "mode"_a, "width"_a, "height"_a, "progress"_a);
     module.def("summarize", &summarize, "path"_a, "scan"_a, "progress"_a);

@@ -1,10 +1,17 @@
 #pragma once
 
+#include <brisko_scan/tile_table.h>
+
 #include <pybind11/pybind11.h>
+
+#include <memory>
 
 namespace brisko::python {
 
-/// Adds the whole jobs: convert, check, describe, summarize.
+/// A table of tiles from its bytes.
+std::shared_ptr<const scan::TileTable> toTileTable(const pybind11::bytes& bytes);
+
+/// Adds the whole jobs: convert, check, describe, summarize, split, join; and tables of tiles.
 void addJobs(pybind11::module_& module);
 /// Adds simulate.
 void addSimulator(pybind11::module_& module);

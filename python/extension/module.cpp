@@ -18,12 +18,14 @@ using namespace py::literals;
 
 std::shared_ptr<Scan> openScan(const std::string& path, const std::string& scan, bool aligned,
                                bool colourFromPhotos,
-                               const std::optional<std::pair<double, double>>& intensities) {
+                               const std::optional<std::pair<double, double>>& intensities,
+                               const std::optional<py::bytes>& tiles) {
     scan::ReadOptions options;
     options.scan = scan;
     options.frame = aligned ? Frame::Aligned : Frame::Scanner;
     options.colourFromPhotos = colourFromPhotos;
     if (intensities) options.intensities = {{intensities->first, intensities->second}};
+    if (tiles) options.tiles = toTileTable(*tiles);
     const py::gil_scoped_release released;
     return std::make_shared<Scan>(path, options);
 }
@@ -72,7 +74,7 @@ std::unique_ptr<Writer> createWriter(const std::string& path, const Scan* like,
 void addScan(py::module_& module) {
     py::class_<Scan, std::shared_ptr<Scan>>(module, "Scan")
         .def(py::init(&openScan), "path"_a, "scan"_a, "aligned"_a, "colour_from_photos"_a,
-             "intensity_range"_a)
+             "intensity_range"_a, "tiles"_a = py::none())
         .def("facts", &factsOf)
         .def("close", &Scan::close, py::call_guard<py::gil_scoped_release>())
         .def_property_readonly("closed", &Scan::isClosed)

@@ -35,6 +35,13 @@ void ActualBriskoCodec::Close() {
     m_stream.reset();
 }
 
+bool ActualBriskoCodec::setColumnRange(const ColumnRange& columns,
+                                       std::shared_ptr<const CL3TileTable> tiles) {
+    m_range = columns;
+    m_tiles = std::move(tiles);
+    return true;
+}
+
 bool ActualBriskoCodec::Rewind() {
     m_columns = 0;
     m_rows = 0;

@@ -9,6 +9,8 @@
 #include "codec/first_problem.h"
 
 #include <limits>
+#include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -53,6 +55,8 @@ public:
     bool deliverAsMeasured() override;
     ReadProblem readProblem() const override { return m_problem.describe(m_path, m_later); }
     std::uint64_t readErrorCount() const override { return m_problem.readErrorCount(); }
+    bool setColumnRange(const ColumnRange& columns,
+                        std::shared_ptr<const CL3TileTable> tiles) override;
 
 protected:
     std::FILE* stream() const { return m_stream.get(); }
@@ -82,6 +86,8 @@ protected:
     std::int32_t m_columns = 0;
     std::int32_t m_rows = 0;
     std::uint32_t m_tileSize = 0;
+    std::optional<ColumnRange> m_range;           // of all passes; none: the whole grid
+    std::shared_ptr<const CL3TileTable> m_tiles;  // where a range of CL3 begins
     FirstProblem m_problem;
     std::vector<std::string> m_later;  // the later files of a series
 

@@ -4,6 +4,8 @@
 
 #include "base/companion_path.h"
 
+#include <algorithm>
+
 namespace brisko {
 
 ActualCL3Codec::~ActualCL3Codec() = default;
@@ -60,10 +62,33 @@ bool ActualCL3Codec::Rewind() {
         m_tileSize = m_entries.header().tileSize;
     }
     m_records.start(stream(), m_record->GetSize(), header.GetBlockCount(), m_problem);
+    if (m_range && m_walkingIndex && !startRange(header.GetBlockCount())) {
+        m_problem.note(ReadProblemKind::BadIndex, FirstProblem::kIndex, ij_header::kBlockCount);
+        return false;
+    }
     if (m_walkingIndex && m_entries.header().blockCount != header.GetBlockCount()) {
         m_problem.note(ReadProblemKind::BadIndex, FirstProblem::kIndex, ij_header::kBlockCount);
     }
     return true;
+}
+
+/// Brings both streams to the first tile of the range. False where the table of tiles is not that of the
+/// scan.
+bool ActualCL3Codec::startRange(std::uint32_t blocks) {
+    const IJHeader& grid = m_entries.header();
+    const std::uint64_t columnTiles = grid.columnTiles(), rowTiles = grid.rowTiles();
+    if (!m_tiles || m_tiles->tiles().size() != blocks || columnTiles * rowTiles != blocks) {
+        return false;
+    }
+    const auto end = std::min(divideRoundingUp(m_range->end, grid.tileSize), columnTiles);
+    const auto first = std::min<std::uint64_t>(m_range->first / grid.tileSize, end);
+    const bool isEmpty = first * rowTiles == blocks;
+    const CL3TileTable::Tile start =
+        isEmpty ? CL3TileTable::Tile{} : m_tiles->tiles()[first * rowTiles];
+    return m_records.limit(static_cast<std::uint32_t>(first * rowTiles),
+                           static_cast<std::uint32_t>(end * rowTiles), start.scanOffset) &&
+           m_entries.limit(static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(end),
+                           start.indexOffset);
 }
 
 /// Blocks and tiles go in step: the n-th record of a block has the entry n of its tile. Inside a batch

@@ -43,6 +43,7 @@ public:
 
 private:
     bool openIndex(const char* path);
+    bool startRange(std::uint32_t blocks);
     void compareWithEntry();
     void endOutOfStep();
     bool takeFromBatch(CL3Record& record, Cell& cell);
@@ -122,6 +123,10 @@ public:
     bool deliverAsMeasured() override { return m_reader.deliverAsMeasured(); }
     ReadProblem readProblem() const override { return m_reader.readProblem(); }
     std::uint64_t readErrorCount() const override { return m_reader.readErrorCount(); }
+    /// Its points have no cells.
+    bool setColumnRange(const ColumnRange&, std::shared_ptr<const CL3TileTable>) override {
+        return false;
+    }
     bool startPass() override { return m_reader.startPass(); }
     std::size_t readBatch(const PointArrays& arrays, std::size_t capacity) override;
 

@@ -50,7 +50,12 @@ bool ActualCLRCodec::Rewind() {
         readHeader(file.get(), source.header);
         sources.push_back(std::move(source));
     }
-    m_cells = openCLRCells(sources, m_problem);
+    const auto columns = static_cast<std::uint32_t>(gridOf(header).columns);
+    ColumnRange lines = m_range.value_or(ColumnRange{});
+    lines.end = std::min(lines.end, columns);
+    lines.first = std::min(lines.first, lines.end);
+    m_column = lines.first;
+    m_cells = openCLRCells(sources, lines, m_problem);
     if (!m_cells) return false;
     m_columns = static_cast<std::int32_t>(header.GetAzimuthResolution());
     m_rows = static_cast<std::int32_t>(header.GetZenithResolution());

@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cmath>
 #include <iterator>
+#include <utility>
 
 namespace brisko {
 
@@ -57,6 +58,12 @@ bool setFrame(BriskoCodec& codec, Frame frame) {
     auto* const reader = dynamic_cast<AlignedReader*>(&codec);
     if (reader) reader->setFrame(frame);
     return reader != nullptr;
+}
+
+bool setColumnRange(BriskoCodec& codec, const ColumnRange& columns,
+                    std::shared_ptr<const CL3TileTable> tiles) {
+    auto* const reader = dynamic_cast<AlignedReader*>(&codec);
+    return reader && reader->setColumnRange(columns, std::move(tiles));
 }
 
 bool readAlignmentFile(const char* path, double (&matrix)[16]) {

@@ -4,8 +4,10 @@
 #include "layouts/alignment_matrix.h"
 
 #include <brisko_codec/alignment.h>
+#include <brisko_codec/column_range.h>
 #include <brisko_codec/read_problem.h>
 
+#include <memory>
 #include <string>
 
 namespace brisko {
@@ -26,6 +28,9 @@ public:
     virtual ReadProblem readProblem() const = 0;
     /// How often the reader met what its answers do not show (base/read_errors.h), since it was made.
     virtual std::uint64_t readErrorCount() const = 0;
+    /// Holds from the next pass on. Returns: false when its passes cannot be limited.
+    virtual bool setColumnRange(const ColumnRange& columns,
+                                std::shared_ptr<const CL3TileTable> tiles) = 0;
 
 protected:
     ~AlignedReader() = default;

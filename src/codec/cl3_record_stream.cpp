@@ -14,8 +14,20 @@ void CL3RecordStream::start(std::FILE* file, std::size_t recordSize, std::uint32
     m_file = file;
     m_recordSize = recordSize;
     m_blockCount = m_blocksLeft = blockCount;
+    m_isLimited = false;
+    m_problem = &problem;
     m_pass.start(file, cl3_header::kSize, problem, FirstProblem::kScan);
     m_batch.start(recordSize, 0);
+}
+
+bool CL3RecordStream::limit(std::uint32_t firstBlock, std::uint32_t endBlock,
+                            std::uint64_t offset) {
+    m_isLimited = true;
+    m_blockCount = endBlock;
+    m_blocksLeft = endBlock - firstBlock;
+    if (m_blocksLeft == 0) return true;
+    m_pass.start(m_file, offset, *m_problem, FirstProblem::kScan);
+    return seekTo(m_file, offset, m_problem->readErrors());
 }
 
 void CL3RecordStream::stop() {
@@ -58,7 +70,7 @@ bool CL3RecordStream::nextBlock() {
 
 /// A plain writer leaves one empty block header after a last block that is full.
 void CL3RecordStream::checkEnd() {
-    if (!m_file || m_pass.atEnd()) return;
+    if (!m_file || m_isLimited || m_pass.atEnd()) return;
     std::uint8_t rest[cl3_block::kHeaderSize + 1] = {};
     const std::size_t size =
         readAt(m_file, m_pass.position(), rest, sizeof rest, m_pass.readErrors());

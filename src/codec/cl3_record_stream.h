@@ -15,6 +15,10 @@ public:
     /// Starts a pass. The stream stands at the first block header.
     void start(std::FILE* file, std::size_t recordSize, std::uint32_t blockCount,
                FirstProblem& problem);
+    /// Limits a pass that was just started to some blocks, from 0.
+    ///   offset  of the first one in the file; not used where there is none
+    /// Returns: false when the file cannot be read there.
+    bool limit(std::uint32_t firstBlock, std::uint32_t endBlock, std::uint64_t offset);
     /// Ends the pass.
     void stop();
 
@@ -50,10 +54,12 @@ private:
     std::size_t m_recordSize = 0;
     const std::uint8_t* m_record = nullptr;
     std::FILE* m_file = nullptr;
-    std::uint32_t m_blockCount = 0;
+    std::uint32_t m_blockCount = 0;  // up to the last one of the pass
+    bool m_isLimited = false;        // more blocks may follow
     std::uint32_t m_blocksLeft = 0;
     std::uint32_t m_pointCount = 0;  // of the last block header that was read
     std::uint32_t m_pointsLeft = 0;  // of the block, after the batch
+    FirstProblem* m_problem = nullptr;
     PassLimits m_pass;
     StaleBatch m_batch;
 };

@@ -40,7 +40,7 @@ bool fitsTo(const CLRSource& first, const CLRSource& other, bool plain, ReadErro
 }  // namespace
 
 std::unique_ptr<CLRCells> openCLRCells(const std::vector<CLRSource>& sources,
-                                       FirstProblem& problem) {
+                                       const ColumnRange& lines, FirstProblem& problem) {
     const CLRSource& first = sources.front();
     const bool plain = gridOf(first.header).cells() == 0 ||
                        hasPlainRecords(first.header, fileLength(first.file, problem.readErrors()));
@@ -52,7 +52,8 @@ std::unique_ptr<CLRCells> openCLRCells(const std::vector<CLRSource>& sources,
         problem.note(ReadProblemKind::BadHeader, source.name, 0);
         return nullptr;
     }
-    return plain ? openPlainCells(sources, problem) : openCompressedCells(sources, problem);
+    return plain ? openPlainCells(sources, lines, problem)
+                 : openCompressedCells(sources, lines, problem);
 }
 
 }  // namespace brisko

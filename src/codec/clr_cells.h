@@ -1,5 +1,6 @@
 #pragma once
 
+#include <brisko_codec/column_range.h>
 #include <brisko_codec/compressed_lines.h>
 #include <brisko_codec/file_header.h>
 
@@ -35,14 +36,15 @@ struct CLRSource {
 /// The cells of a scan, from the header of each file on. Null where a header cannot be followed or the
 /// files do not fit together. What is wrong with the blocks is noted as it is met.
 ///   sources  at least one; all with the same grid and kind of blocks
+///   lines    to be read; inside the grid
 std::unique_ptr<CLRCells> openCLRCells(const std::vector<CLRSource>& sources,
-                                       FirstProblem& problem);
+                                       const ColumnRange& lines, FirstProblem& problem);
 
 // The two kinds, each in a file of its own.
 std::unique_ptr<CLRCells> openPlainCells(const std::vector<CLRSource>& sources,
-                                         FirstProblem& problem);
+                                         const ColumnRange& lines, FirstProblem& problem);
 std::unique_ptr<CLRCells> openCompressedCells(const std::vector<CLRSource>& sources,
-                                              FirstProblem& problem);
+                                              const ColumnRange& lines, FirstProblem& problem);
 
 /// The number of lines, and of cells in a line, that a header announces; both 0 where either is not
 /// above 0 or their product does not fit into a file.

@@ -19,7 +19,8 @@ namespace {
 /// skimmed once at the start.
 class CLRCompressedCells final : public CLRCells {
 public:
-    CLRCompressedCells(const std::vector<CLRSource>& sources, FirstProblem& problem);
+    CLRCompressedCells(const std::vector<CLRSource>& sources, const ColumnRange& lines,
+                       FirstProblem& problem);
 
     std::size_t nextRun() override;
     const RawRecord* cells() const override { return m_cells; }
@@ -44,7 +45,7 @@ private:
     };
 
     void findBlocks(const CLRSource& source);
-    bool skimBlock(InputWindow& file, FirstProblem::File name);
+    bool skimLines(std::uint64_t lines, InputWindow& file, FirstProblem::File name);
     void makeWindows();
     InputWindow& windowOf(std::size_t index);
     void noteProblem(const Piece& piece, FirstProblem::File name);
@@ -54,6 +55,7 @@ private:
 
     FirstProblem& m_problem;
     CLRGrid m_grid;
+    ColumnRange m_lines;
     std::vector<Block> m_blocks;
     std::vector<InputWindow> m_windows;   // of the blocks; none where there are too many of them
     std::optional<InputWindow> m_shared;  // then of the block that was read last
@@ -61,14 +63,17 @@ private:
     std::vector<RawRecord> m_points = std::vector<RawRecord>(kPiecePoints);
     BlockMerge m_merge;
     const RawRecord* m_cells = nullptr;
-    std::uint64_t m_linesDone = 0;
+    std::uint64_t m_linesDone;     // those before the range included
     std::uint64_t m_rowsDone = 0;  // of the line
 };
 
-CLRCompressedCells::CLRCompressedCells(const std::vector<CLRSource>& sources, FirstProblem& problem)
+CLRCompressedCells::CLRCompressedCells(const std::vector<CLRSource>& sources,
+                                       const ColumnRange& lines, FirstProblem& problem)
     : m_problem(problem),
       m_grid(gridOf(sources.front().header)),
-      m_merge(rangeTableFor(sources.front().header.GetModelName())) {
+      m_lines(lines),
+      m_merge(rangeTableFor(sources.front().header.GetModelName())),
+      m_linesDone(lines.first) {
     for (const CLRSource& source : sources)
         findBlocks(source);
     makeWindows();
@@ -94,19 +99,21 @@ void CLRCompressedCells::findBlocks(const CLRSource& source) {
         block.name = source.name;
         block.isLastOfFile = count == 0;
         block.flag = flag.front();
-        block.next = file.position() + clr_block::kHeaderSize;
-        if (count == 0) break;  // nobody asks where the last block ends
         file.skip(clr_block::kHeaderSize);
-        if (!skimBlock(file, source.name)) break;
+        block.ended = !skimLines(m_lines.first, file, source.name);
+        block.next = file.position();
+        if (block.ended || count == 0) break;  // nobody asks where the last block ends
+        if (!skimLines(m_grid.columns - m_lines.first, file, source.name)) break;
     }
     if (file.failed()) m_problem.readErrors()->note();
 }
 
-/// Follows the lengths of a block's pieces to its end. False when the block does not end well, so that
-/// what follows cannot be found.
-bool CLRCompressedCells::skimBlock(InputWindow& file, FirstProblem::File name) {
+/// Follows the lengths of the pieces of some lines. False when they do not end well, so that what follows
+/// cannot be found.
+bool CLRCompressedCells::skimLines(std::uint64_t lines, InputWindow& file,
+                                   FirstProblem::File name) {
     const std::uint64_t piecesInLine = divideRoundingUp(m_grid.rows, kPiecePoints);
-    for (std::uint64_t line = 0; line < m_grid.columns; ++line) {
+    for (std::uint64_t line = 0; line < lines; ++line) {
         for (std::uint64_t number = 0; number < piecesInLine; ++number) {
             const Piece piece = findPiece(file);
             if (!piece.isWhole()) {
@@ -185,8 +192,8 @@ std::size_t CLRCompressedCells::nextRun() {
         return std::all_of(m_blocks.begin(), m_blocks.end(),
                            [](const Block& block) { return block.ended; });
     };
-    if (m_blocks.empty() || m_linesDone == m_grid.columns) {
-        checkEnd();
+    if (m_blocks.empty() || m_linesDone == m_lines.end) {
+        if (m_lines.end == m_grid.columns) checkEnd();
         return 0;
     }
     const auto points =
@@ -219,8 +226,8 @@ void CLRCompressedCells::checkEnd() {
 }  // namespace
 
 std::unique_ptr<CLRCells> openCompressedCells(const std::vector<CLRSource>& sources,
-                                              FirstProblem& problem) {
-    return std::make_unique<CLRCompressedCells>(sources, problem);
+                                              const ColumnRange& lines, FirstProblem& problem) {
+    return std::make_unique<CLRCompressedCells>(sources, lines, problem);
 }
 
 }  // namespace brisko

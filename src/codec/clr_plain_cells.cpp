@@ -16,7 +16,8 @@ namespace {
 /// of blocks is walked in step with the memory of two runs.
 class CLRPlainCells final : public CLRCells {
 public:
-    CLRPlainCells(const std::vector<CLRSource>& sources, FirstProblem& problem);
+    CLRPlainCells(const std::vector<CLRSource>& sources, const ColumnRange& lines,
+                  FirstProblem& problem);
 
     std::size_t nextRun() override;
     const RawRecord* cells() const override { return m_cells; }
@@ -44,7 +45,8 @@ private:
     std::vector<File> m_files;
     std::uint64_t m_blockSize = 0;   // bytes
     std::uint64_t m_blockCount = 0;  // of the blocks that start inside their file
-    std::uint64_t m_cellCount = 0;   // of which the first block holds a record at all
+    std::uint64_t m_cellCount =
+        0;  // of which the first block holds a record at all, up to the last line
     std::uint64_t m_done = 0;
     std::vector<std::uint8_t> m_flags;  // by block
     std::vector<RawRecord> m_run;
@@ -66,11 +68,15 @@ void noteWrongLength(const CLRSource& source, std::uint64_t length, FirstProblem
     }
 }
 
-CLRPlainCells::CLRPlainCells(const std::vector<CLRSource>& sources, FirstProblem& problem)
+CLRPlainCells::CLRPlainCells(const std::vector<CLRSource>& sources, const ColumnRange& lines,
+                             FirstProblem& problem)
     : m_errors(problem.readErrors()),
       m_merge(rangeTableFor(sources.front().header.GetModelName())) {
     for (const CLRSource& source : sources)
         addFile(source, problem);
+    const std::uint64_t rows = gridOf(sources.front().header).rows;
+    m_cellCount = std::min(m_cellCount, lines.end * rows);
+    m_done = std::min(m_cellCount, lines.first * rows);
 }
 
 void CLRPlainCells::addFile(const CLRSource& source, FirstProblem& problem) {
@@ -151,8 +157,8 @@ std::size_t CLRPlainCells::nextRun() {
 }  // namespace
 
 std::unique_ptr<CLRCells> openPlainCells(const std::vector<CLRSource>& sources,
-                                         FirstProblem& problem) {
-    return std::make_unique<CLRPlainCells>(sources, problem);
+                                         const ColumnRange& lines, FirstProblem& problem) {
+    return std::make_unique<CLRPlainCells>(sources, lines, problem);
 }
 
 }  // namespace brisko

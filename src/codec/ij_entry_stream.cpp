@@ -9,6 +9,9 @@ namespace brisko {
 
 bool IJEntryStream::start(std::FILE* file, FirstProblem& problem) {
     stop();
+    m_file = file;
+    m_problem = &problem;
+    m_isLimited = false;
     std::clearerr(file);  // an error of an earlier pass is not one of this
     if (!seekTo(file, ij_header::kSize, problem.readErrors())) return false;
     m_header = readIJHeader(file, problem.readErrors());
@@ -26,6 +29,17 @@ bool IJEntryStream::start(std::FILE* file, FirstProblem& problem) {
                   : 0;
     m_batch.start(kEntrySize, sizeof(std::uint32_t));
     return true;
+}
+
+bool IJEntryStream::limit(std::uint32_t firstColumnTile, std::uint32_t endColumnTile,
+                          std::uint64_t offset) {
+    m_isLimited = true;
+    m_columnTile = firstColumnTile;
+    m_tilesSeen = firstColumnTile * m_header.rowTiles();
+    m_tilesLeft = (endColumnTile - firstColumnTile) * m_header.rowTiles();
+    if (m_tilesLeft == 0) return true;
+    m_pass.start(m_file, offset, *m_problem, FirstProblem::kIndex);
+    return seekTo(m_file, offset, m_problem->readErrors());
 }
 
 void IJEntryStream::stop() {
@@ -95,7 +109,7 @@ void IJEntryStream::checkTile() {
 }
 
 void IJEntryStream::checkEnd() {
-    if (m_pass.atEnd()) return;
+    if (m_isLimited || m_pass.atEnd()) return;
     m_pass.noteProblem(ReadProblemKind::LeftOver, m_pass.position());
 }
 

@@ -23,6 +23,10 @@ public:
     /// their tile ends.
     /// Returns false when the tile size is 0: such an index cannot be walked.
     bool start(std::FILE* file, FirstProblem& problem);
+    /// Limits a pass that was just started to some columns of tiles, from 0.
+    ///   offset  of their first tile in the file; not used where there is none
+    /// Returns: false when the file cannot be read there.
+    bool limit(std::uint32_t firstColumnTile, std::uint32_t endColumnTile, std::uint64_t offset);
     /// Ends the pass.
     void stop();
 
@@ -85,6 +89,9 @@ private:
     std::uint32_t m_columnTile = 0;
     std::uint32_t m_rowTile = 0;
     std::uint32_t m_entriesLeft = 0;  // of the tile, after the batch
+    std::FILE* m_file = nullptr;
+    FirstProblem* m_problem = nullptr;
+    bool m_isLimited = false;  // more tiles may follow
     PassLimits m_pass;
     StaleBatch m_batch;
 };

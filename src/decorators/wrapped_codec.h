@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <utility>
 
 namespace brisko {
 
@@ -76,6 +77,11 @@ public:
     std::uint64_t readErrorCount() const override {
         const auto* const reader = dynamic_cast<const AlignedReader*>(m_codec.get());
         return reader ? reader->readErrorCount() : 0;
+    }
+
+    bool setColumnRange(const ColumnRange& columns,
+                        std::shared_ptr<const CL3TileTable> tiles) override {
+        return m_codec && brisko::setColumnRange(*m_codec, columns, std::move(tiles));
     }
 
     Frame frame() const override {

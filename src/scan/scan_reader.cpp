@@ -99,10 +99,44 @@ public:
         if (hasExtension(info().path, ".cl3") && !m_options.colourFromPhotos) {
             return readCells(window, arrays, progress);
         }
-        return fillByAPass(window, arrays, progress);
+        const std::uint64_t found = fillByAPass(window, arrays, progress);
+        rewind();
+        return found;
     }
 
 private:
+    /// While it lives, the reader makes a pass from the first point on, which of a native scan need not bring
+    /// other columns than a window's.
+    class WindowPass {
+    public:
+        WindowPass(State& state, const CellWindow& window) : m_state(state) {
+            if (!state.info().format->isNative) {
+                state.rewind();
+                return;
+            }
+            ReadOptions options = state.m_options;
+            options.columns = GridRange{window.firstColumn, window.endColumn};
+            m_other = openScan(state.info().path, options);
+            exchange();
+        }
+        ~WindowPass() {
+            if (m_other) exchange();
+        }
+        WindowPass(const WindowPass&) = delete;
+        WindowPass& operator=(const WindowPass&) = delete;
+
+    private:
+        void exchange() {
+            m_state.m_input.swap(m_other);
+            m_state.m_points.clear();
+            m_state.m_next = 0;
+            m_state.m_atEnd = false;
+        }
+
+        State& m_state;
+        std::unique_ptr<ScanInput> m_other;
+    };
+
     /// False at the end of the scan.
     bool readBatch() {
         if (m_atEnd) return false;
@@ -144,7 +178,8 @@ private:
         CellArraysWriter out(arrays, window);
         out.putEmptyWindow();
         std::uint64_t found = 0;
-        for (rewind(); readBatch();) {
+        const WindowPass pass(*this, window);
+        while (readBatch()) {
             requireGoingOn(progress);
             for (const CellPoint& p : m_points) {
                 if (p.column < window.firstColumn || p.column >= window.endColumn ||
@@ -156,7 +191,6 @@ private:
                 ++found;
             }
         }
-        rewind();
         return found;
     }
 
@@ -214,11 +248,14 @@ private:
 
     void openCells() {
         auto cells = std::make_unique<CL3CellReader>();
-        if (!cells->open(info().path.c_str())) {
+        const bool isOpen = m_options.tiles
+                                ? cells->open(info().path.c_str(), *m_options.tiles->tiles())
+                                : cells->open(info().path.c_str());
+        if (!isOpen) {
             throw ScanError(ErrorKind::Damaged, info().path, "cannot be opened with its index");
         }
         cells->setFrame(m_options.frame);
-        const IndexLayout index = *inspectCL3(info().path).index;
+        const IndexLayout index = *inspectCL3(info().path, m_options.tiles.get()).index;
         m_indexPath = index.path;
         m_tileSize = index.tileSize;
         m_tilesDown = (std::uint64_t{index.rows} + index.tileSize - 1) / index.tileSize;

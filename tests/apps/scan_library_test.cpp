@@ -5,6 +5,8 @@
 #include <brisko_scan/scan_error.h>
 #include <brisko_scan/scan_reader.h>
 #include <brisko_scan/scan_writer.h>
+#include "scan/files/scan_path.h"
+#include "scan/formats/e57/crc32c.h"
 
 #include <gtest/gtest.h>
 
@@ -81,6 +83,13 @@ ErrorKind kindOf(const Call& call) {
     return ErrorKind::Cancelled;
 }
 
+/// Replaces bytes of a file, and keeps its times.
+void patchFile(const std::string& path, std::size_t offset, const Bytes& bytes) {
+    const auto time = std::filesystem::last_write_time(path);
+    writeFile(path, patched(readFile(path), offset, bytes));
+    std::filesystem::last_write_time(path, time);
+}
+
 class ScanLibrary : public testing::Test {
 protected:
     ScanLibrary() {
@@ -112,6 +121,67 @@ TEST_F(ScanLibrary, AnyFormatGivesItsPointsAndWindowsInBothFrames) {
         EXPECT_EQ(kindOf([&] { readWindow(aligned, {0, 301, 0, 1}); }), ErrorKind::Request);
         const auto stop = [](const ProgressUpdate&) { return false; };
         EXPECT_EQ(kindOf([&] { aligned.readWindow(window, {}, stop); }), ErrorKind::Cancelled);
+    }
+}
+
+TEST(ScanReader, ReadsColumnsWithoutALookAtWhatLiesBeforeAndAfter) {
+    const TempFolder folder;
+    const auto scan = [&](const char* name, std::vector<std::string> more) {
+        more.insert(more.end(), {"--name", name, "--columns", "800", "--rows", "300"});
+        ASSERT_EQ(test::simulate(folder, more).code, 0);
+    };
+    scan("indexed", {"--format", "cl3-indexed"});
+    scan("plain", {"--flags", "0,1"});
+    scan("compressed", {"--point-format", "2", "--flags", "0,1"});
+    const GridRange ranges[] = {{256, 512}, {300, 301}, {511, 513}, {0, 256}, {700, {}}, {0, {}}};
+    const std::shared_ptr<const TileTable> tiles = [&] {
+        const auto bytes = TileTable::of(folder / "indexed.cl3").toBytes();
+        return std::make_shared<TileTable>(TileTable::fromBytes(bytes.data(), bytes.size()));
+    }();
+    const auto read = [&](const char* name, const GridRange& range) {
+        ReadOptions options{Frame::Scanner};
+        options.columns = range;
+        if (hasExtension(name, ".cl3")) options.tiles = tiles;
+        ScanReader reader = ScanReader::open(folder / name, options);
+        return inside({range.first, range.end.value_or(800), 0, 300}, readAll(reader, 1000));
+    };
+    const char* const names[] = {"indexed.cl3", "plain.clr", "compressed.clr"};
+    for (const char* const name : names) {
+        const std::vector<CellTuple> all = pointsIn(folder / name);
+        for (const GridRange& range : ranges) {
+            const CellWindow window{range.first, range.end.value_or(800), 0, 300};
+            EXPECT_EQ(read(name, range), inside(window, all)) << name << " " << range.first;
+        }
+    }
+    const std::vector<CellTuple> sound[] = {read(names[0], {256, 512}), read(names[1], {256, 512}),
+                                            read(names[2], {256, 512})};
+    // A coordinate before, an entry after; all plain records of a column; the stream of a piece.
+    patchFile(folder / "indexed.cl3", 115 + 5, Bytes(8, 0xff));
+    const Bytes index = readFile(folder / "indexed.ij");
+    patchFile(folder / "indexed.ij", index.size() - 4, {9, 9, 9, 9});
+    patchFile(folder / "plain.clr", 121, Bytes(6000, 1));
+    patchFile(folder / "compressed.clr", 125, Bytes(20, 0xff));
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(read(names[i], {256, 512}), sound[i]) << names[i];
+    for (const GridRange& range : {GridRange{0, 256}, {700, {}}})
+        EXPECT_EQ(kindOf([&] { read("indexed.cl3", range); }), ErrorKind::Damaged) << range.first;
+    EXPECT_EQ(kindOf([&] { read("compressed.clr", {0, 256}); }), ErrorKind::Damaged);
+
+    // A table of other files, or of these in another state, is none.
+    writeFile(folder / "indexed.ij", index);
+    EXPECT_EQ(kindOf([&] { read("indexed.cl3", {256, 512}); }), ErrorKind::Request);
+    const auto bytes = TileTable::of(folder / "indexed.cl3").toBytes();
+    Bytes larger =
+        patched(bytes, bytes.size() - 1, {0x7f});  // a sound one that no scan of this size has
+    const std::uint32_t sum = crc32c(larger.data() + 8, larger.size() - 8);
+    std::memcpy(larger.data() + 4, &sum, sizeof sum);
+    ReadOptions made;
+    made.tiles = std::make_shared<TileTable>(TileTable::fromBytes(larger.data(), larger.size()));
+    EXPECT_EQ(kindOf([&] { ScanReader::open(folder / "indexed.cl3", made); }), ErrorKind::Request);
+    for (const std::size_t at : {std::size_t{0}, std::size_t{20}, bytes.size() - 1}) {
+        const Bytes torn = patched(bytes, at, {static_cast<std::uint8_t>(bytes[at] ^ 1)});
+        EXPECT_EQ(kindOf([&] { TileTable::fromBytes(torn.data(), torn.size()); }),
+                  ErrorKind::Request);
     }
 }
 

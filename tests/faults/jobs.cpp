@@ -7,6 +7,7 @@
 #include "vexo_progress/pcp_progress.h"
 
 #ifdef BRISKO_FAULTS_IN_TOOL
+#include <brisko_scan/bands.h>
 #include <brisko_scan/merge.h>
 #include <brisko_scan/repair.h>
 #include <brisko_scan/scan_error.h>
@@ -174,6 +175,16 @@ bool colourWithTool(Arguments& arguments) {
     });
 }
 
+bool joinWithTool(Arguments& arguments) {
+    return withTool([&] {
+        scan::JoinOptions options;
+        options.inputs = {arguments.input};
+        options.output = arguments.output;
+        options.overwrite = true;
+        scan::joinBands(options);
+    });
+}
+
 bool repairWithTool(Arguments& arguments) {
     return withTool([&] { scan::repairScan(optionsFor<scan::RepairOptions>(arguments)); });
 }
@@ -246,6 +257,7 @@ std::vector<Job> toolJobs() {
         {"ToPcd", indexedScan, guarded<convertWithTool>, "a.cl3", "b.pcd"},
         {"Gridded", cloud, guarded<gridWithTool>, "a.xyz", "b.cl3"},
         {"Colour", nothing, guarded<colourWithTool>, "", "b.cl3", "", kInput},
+        {"Join", indexedScan, guarded<joinWithTool>, "a.cl3", "b.cl3"},
         {"RepairCl3", indexedScan, guarded<repairWithTool>, "a.cl3", "b.cl3"},
         {"RepairClr", rawScans({}), guarded<repairWithTool>, "a.clr", "b.clr"},
         {"Simulate", nothing, guarded<simulateWithTool>, "", "b.clr"},

@@ -104,7 +104,7 @@ void addConvertOptions(CLI::App& app, ConvertLine& line) {
                  "Only points that are not at the scanner's own place (0, 0, 0)");
     app.add_option("--columns", line.columns,
                    "Only columns from A up to, not including, B; they become the whole grid. "
-                   "A or B may be left out")
+                   "A or B may be left out. Of .cl3 and .clr inputs no other column is read")
         ->option_text("A:B");
     app.add_option("--rows", line.rows, "Only rows from C up to, not including, D, likewise")
         ->option_text("C:D");

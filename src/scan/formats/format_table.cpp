@@ -44,8 +44,7 @@ unsigned __int128 leastCloud(const OutputTarget&) {
 }
 
 std::unique_ptr<ScanInput> openNative(const std::string& path, const ReadOptions& options) {
-    return std::make_unique<NativeInput>(
-        path, options.colourFromPhotos ? ColourSource::Photos : ColourSource::Scan);
+    return std::make_unique<NativeInput>(path, options);
 }
 
 std::unique_ptr<ScanInput> openPtx(const std::string& path, const ReadOptions& options) {
@@ -343,6 +342,9 @@ std::unique_ptr<ScanInput> openScan(const std::string& path, const ReadOptions& 
         throw ScanError(ErrorKind::Request, path,
                         "only .cl3 and .clr scans have photos beside them");
     }
+    if (options.tiles && !driver.traits.isNative) {
+        throw ScanError(ErrorKind::Request, path, "only indexed .cl3 scans have tiles");
+    }
     if (!options.scan.empty() && !driver.list) {
         throw ScanError(ErrorKind::Request, path, "the format has one scan a file",
                         "read it without choosing one");
@@ -352,7 +354,7 @@ std::unique_ptr<ScanInput> openScan(const std::string& path, const ReadOptions& 
 
 std::unique_ptr<ScanInput> openSeries(const std::string& first,
                                       const std::vector<std::string>& later) {
-    return std::make_unique<NativeInput>(first, ColourSource::Scan, later);
+    return std::make_unique<NativeInput>(first, ReadOptions{}, later);
 }
 
 }  // namespace brisko::scan

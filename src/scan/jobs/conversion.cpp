@@ -103,10 +103,11 @@ void requirePhotos(const std::string& scan) {
 ConvertResult convertScan(const ConvertOptions& options) {
     requireOutput(options);
     if (options.scan == "all") return convertAllScans(options);
-    return convertInput(
-        options,
-        openScan(options.input, {.scan = options.scan, .intensities = options.intensities}),
-        "convert");
+    return convertInput(options,
+                        openScan(options.input, {.scan = options.scan,
+                                                 .intensities = options.intensities,
+                                                 .columns = options.columns}),
+                        "convert");
 }
 
 ConvertResult colourScan(const ConvertOptions& options, StationPhotos& photos) {
@@ -114,6 +115,7 @@ ConvertResult colourScan(const ConvertOptions& options, StationPhotos& photos) {
     requirePhotos(options.input);
     ReadOptions fromPhotos;
     fromPhotos.colourFromPhotos = true;
+    fromPhotos.columns = options.columns;
     std::unique_ptr<ScanInput> input = openScan(options.input, fromPhotos);
     // The input holds most of the photos now, so this decodes little.
     photos = decodeStationPhotos(options.input);

@@ -22,12 +22,18 @@ float narrow(double degrees) {
 struct Span {
     double start = 0;
     double step = 0;
+    double lines = 0;  // after so many comes `stop`; 0 where it is not known
+    double stop = 0;
+
+    /// Before a line, from 0. The last one's end is that of the header, not what rounding makes of it.
+    double at(double line) const { return lines > 0 && line == lines ? stop : start + line * step; }
 };
 
 /// A header's span as a start and a signed step.
 Span spanOf(float start, float stop, std::uint32_t count) {
-    return {start,
-            count > 0 ? (static_cast<double>(stop) - static_cast<double>(start)) / count : 0};
+    if (count == 0) return {start, 0};
+    return {start, (static_cast<double>(stop) - static_cast<double>(start)) / count,
+            static_cast<double>(count), stop};
 }
 
 /// Where a line after the last one of the output would be, in lines of the input.
@@ -37,14 +43,14 @@ double endOf(std::uint32_t first, std::uint32_t lines, std::uint32_t every) {
 
 void setAzimuth(CLFileHeader& header, const Span& span, const GridPart& part) {
     const double end = endOf(part.firstColumn, part.columns(), part.every);
-    header.SetStartAzimuthAngle(narrow(span.start + part.firstColumn * span.step));
-    header.SetStopAzimuthAngle(narrow(span.start + end * span.step));
+    header.SetStartAzimuthAngle(narrow(span.at(part.firstColumn)));
+    header.SetStopAzimuthAngle(narrow(span.at(end)));
 }
 
 void setZenith(CLFileHeader& header, const Span& span, const GridPart& part) {
     const double end = endOf(part.firstRow, part.rows(), part.every);
-    header.SetStartZenithAngle(narrow(span.start + part.firstRow * span.step));
-    header.SetStopZenithAngle(narrow(span.start + end * span.step));
+    header.SetStartZenithAngle(narrow(span.at(part.firstRow)));
+    header.SetStopZenithAngle(narrow(span.at(end)));
 }
 
 bool isWhole(const ScanInfo& input, const GridPart& part) {
@@ -91,8 +97,10 @@ void setAngles(CLFileHeader& header, const AngleEstimate& estimate, const GridPa
     // Cells are about as wide as they are high, so one axis helps out for the other.
     const double other = zenith.known ? std::abs(zenith.step) : kDefaultStep;
     const double zenithOther = azimuth.known ? std::abs(azimuth.step) : kDefaultStep;
-    setAzimuth(header, {azimuth.start, azimuth.known ? azimuth.step : other}, part);
-    setZenith(header, {zenith.start, zenith.known ? zenith.step : zenithOther}, part);
+    setAzimuth(header, {.start = azimuth.start, .step = azimuth.known ? azimuth.step : other},
+               part);
+    setZenith(header, {.start = zenith.start, .step = zenith.known ? zenith.step : zenithOther},
+              part);
 }
 
 void patchAngles(const OutputTarget& target, const AngleEstimate& estimate, const GridPart& part) {
@@ -116,7 +124,7 @@ void patchAngles(const OutputTarget& target, const AngleEstimate& estimate, cons
     rewriteHeader(target.path, header, target.shownPath);
 }
 
-void patchSteps(const OutputTarget& target, const CL3FileHeader& input) {
+void patchSteps(const OutputTarget& target, const CLFileHeader& input) {
     CL3FileHeader header;
     readBack(header, target);
     header.SetDeltaAzimuthAngle(input.GetDeltaAzimuthAngle());

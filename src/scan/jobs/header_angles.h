@@ -22,8 +22,8 @@ void setAngles(CLFileHeader& header, const AngleEstimate& estimate, const GridPa
 /// Puts such angles into a completed native file. Throws ScanError(NotWritten).
 void patchAngles(const OutputTarget& target, const AngleEstimate& estimate, const GridPart& part);
 
-/// Gives a completed CL3 file the angular steps of the CL3 file that it was made from: a header
-/// stores them beside the angles, and they need not be the span divided by the columns.
-void patchSteps(const OutputTarget& target, const CL3FileHeader& input);
+/// Gives a completed CL3 file the angular steps of the scan that it was made from: a header stores them
+/// beside the angles, and they need not be the span divided by the columns.
+void patchSteps(const OutputTarget& target, const CLFileHeader& input);
 
 }  // namespace brisko::scan

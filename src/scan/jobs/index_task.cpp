@@ -94,7 +94,7 @@ IndexedPoints writeByCells(const IndexTask& task, const StagedScan& staged,
     if (!inBands) order.finish();
     output->finish();
     if (task.route == IndexRoute::Again) {
-        patchSteps(target, dynamic_cast<const CL3FileHeader&>(*info.header));
+        patchSteps(target, *info.header);
     }
     return given;
 }

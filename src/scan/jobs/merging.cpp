@@ -106,8 +106,9 @@ private:
     void open(Part& part) const {
         if (part.transfer) return;
         const ConvertOptions& options = part.options;
-        std::unique_ptr<ScanInput> input =
-            openScan(options.input, {.scan = options.scan, .intensities = options.intensities});
+        std::unique_ptr<ScanInput> input = openScan(
+            options.input,
+            {.scan = options.scan, .intensities = options.intensities, .columns = options.columns});
         part.transfer =
             std::make_unique<ScanTransfer>(options, prepareInput(options, std::move(input)), m_task,
                                            m_isCloud ? Destination::Cloud : Destination::Scan);

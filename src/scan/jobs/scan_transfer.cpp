@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <limits>
 
 namespace brisko::scan {
 namespace {
@@ -88,14 +89,16 @@ bool isColoured(const CellPoint& p) {
     return (p.red | p.green | p.blue) != 0;
 }
 
-/// Whether any point has a colour other than black.
-bool hasColour(ScanInput& input, const ProgressFunction& function) {
+/// Whether any point of a part has a colour other than black.
+bool hasColour(ScanInput& input, const GridPart* part, const ProgressFunction& function) {
     TaskProgress progress(function, "look for colour", input.steps(), input.stepUnit());
     std::vector<CellPoint> points;
     bool found = false;
     do {
         input.read(points);
-        found = std::any_of(points.begin(), points.end(), isColoured);
+        found = std::any_of(points.begin(), points.end(), [part](const CellPoint& p) {
+            return isColoured(p) && (!part || part->holds(p));
+        });
         progress.advanceTo(input.stepsDone());
     } while (!found && !points.empty());
     input.rewind();
@@ -103,9 +106,10 @@ bool hasColour(ScanInput& input, const ProgressFunction& function) {
 }
 
 /// PTX lines have a colour or not; a CL3 record always has room for one.
-bool chooseColour(ScanInput& input, const OutputChoice& output, const ProgressFunction& progress) {
+bool chooseColour(ScanInput& input, const GridPart* part, const OutputChoice& output,
+                  const ProgressFunction& progress) {
     if (!output.driver->colourIsOptional || !input.info().storesColour) return false;
-    return input.info().isColoured || hasColour(input, progress);
+    return input.info().isColoured || hasColour(input, part, progress);
 }
 
 TransferCount operator-(TransferCount count, const TransferCount& before) {
@@ -155,8 +159,9 @@ OutputTarget ScanTransfer::makeTarget(const std::string& path, std::optional<boo
     target.guid = info().guid;
     target.precision = m_options.precision;
     target.formVersion = m_options.formVersion;
-    target.withColour =
-        hasColour ? *hasColour : chooseColour(*m_input, m_choice, m_options.progress);
+    target.withColour = hasColour ? *hasColour
+                                  : chooseColour(*m_input, isWindow() ? &m_window : nullptr,
+                                                 m_choice, m_options.progress);
     target.progress = m_options.progress;
     return target;
 }
@@ -191,9 +196,20 @@ std::vector<PinholeCamera> ScanTransfer::photos() const {
     return photos;
 }
 
+/// What the window takes of the input. The padding of the last tiles belongs to the last columns and rows:
+/// parts of a scan hold together what the scan does.
+GridPart ScanTransfer::partWithPadding() const {
+    constexpr std::uint32_t kNoEnd = std::numeric_limits<std::uint32_t>::max();
+    GridPart part = m_window;
+    if (part.every > 1) return part;
+    if (part.endColumn == info().columns) part.endColumn = kNoEnd;
+    if (part.endRow == info().rows) part.endRow = kNoEnd;
+    return part;
+}
+
 PointFilter ScanTransfer::makeFilter() {
     PointConditions chosen;
-    if (isWindow()) chosen.part = m_window;
+    if (isWindow()) chosen.part = partWithPadding();
     if (!info().hasGrid) chosen.every = m_options.every;
     chosen.minDistance = m_options.minDistance;
     chosen.maxDistance = m_options.maxDistance;
@@ -246,9 +262,10 @@ void ScanTransfer::noteColours(const std::vector<CellPoint>& points) {
 void ScanTransfer::completeHeader(const OutputTarget& target) const {
     if (estimatesAngles()) {
         patchAngles(target, m_estimate, m_window);
-    } else if (m_choice->isNative && m_choice.driver->hasPlainForm && !isWindow()) {
-        const auto* const header = dynamic_cast<const CL3FileHeader*>(info().header.get());
-        if (header) patchSteps(target, *header);
+    } else if (m_choice->isNative && m_choice.driver->hasPlainForm && m_window.every == 1) {
+        // A raw scan's steps follow from its angles; those of a part would be rounded another time.
+        const bool isCL3 = dynamic_cast<const CL3FileHeader*>(info().header.get()) != nullptr;
+        if (info().header && (isCL3 || isWindow())) patchSteps(target, *info().header);
     }
 }
 

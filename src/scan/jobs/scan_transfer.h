@@ -75,6 +75,7 @@ private:
         return !info().header && m_choice->isNative && m_destination == Destination::Scan;
     }
     Matrix matrix() const { return std::to_array(info().alignment.matrix); }
+    GridPart partWithPadding() const;
     PointFilter makeFilter();
     /// Of points that the output has no place for.
     void noteColours(const std::vector<CellPoint>& points);

@@ -136,9 +136,27 @@ void walk(InputFile& file, InputFile* indexFile, ScanLayout& layout) {
                                countOf(announced, "announced block"));
 }
 
+/// The counts of a table instead of a walk. What was saved may be anything, also with a sound checksum.
+void takeTable(const CL3TileTable& table, ScanLayout& layout) {
+    const std::uint64_t recordSize = recordSizeOf(CL3PointFormat{layout.header->GetPointFormat()});
+    const std::vector<CL3TileTable::Tile>& tiles = table.tiles();
+    bool isOfScan = tiles.size() == layout.index->tiles &&
+                    layout.index->tiles == layout.header->GetBlockCount();
+    for (const CL3TileTable::Tile& tile : tiles) {
+        layout.records += tile.points;
+        isOfScan &=
+            tile.scanOffset + cl3_block::kHeaderSize + tile.points * recordSize <= layout.bytes;
+    }
+    layout.index->points = layout.records;
+    if (isOfScan) return;
+    throw ScanError(ErrorKind::Request, layout.path, "the table of tiles is that of another scan",
+                    "make the table again");
+}
+
 }  // namespace
 
-ScanLayout inspectCL3(const std::string& path) {
+ScanLayout inspectCL3(const std::string& path, const TileTable* tiles) {
+    if (tiles) tiles->requireFit(path);
     InputFile file(path);
     ScanLayout layout;
     layout.path = path;
@@ -169,6 +187,8 @@ ScanLayout inspectCL3(const std::string& path) {
                                path + ": point format " +
                                    std::to_string(layout.header->GetPointFormat()) +
                                    " is not one of CL3 (0 or 1); is this a CL3 file?");
+    } else if (tiles && indexFile) {
+        takeTable(*tiles->tiles(), layout);
     } else {
         walk(file, indexFile.get(), layout);
     }

@@ -1,5 +1,6 @@
 #include "scan/formats/native/native_input.h"
 
+#include "base/checked.h"
 #include "base/staged_output.h"
 #include "scan/files/scan_path.h"
 #include "scan/integrity/scan_check.h"
@@ -11,6 +12,7 @@
 #include <brisko_scan/scan_error.h>
 
 #include <algorithm>
+#include <span>
 
 namespace brisko::scan {
 namespace {
@@ -24,16 +26,19 @@ BriskoCodec* createColouringCodec(const ScanInfo& info) {
 
 }  // namespace
 
-NativeInput::NativeInput(const std::string& path, ColourSource source,
+NativeInput::NativeInput(const std::string& path, const ReadOptions& options,
                          const std::vector<std::string>& later)
-    : m_source(source),
+    : m_fromPhotos(options.colourFromPhotos),
       m_later(later),
       m_positions(3 * kBatch),
       m_intensities(kBatch),
       m_colours(3 * kBatch),
       m_columns(kBatch),
       m_rows(kBatch) {
-    ScanLayout layout = inspectNative(path);
+    if (options.tiles && !hasExtension(path, ".cl3")) {
+        throw ScanError(ErrorKind::Request, path, "only indexed .cl3 scans have tiles");
+    }
+    ScanLayout layout = options.tiles ? inspectCL3(path, options.tiles.get()) : inspectNative(path);
     requireSound(layout);
     takeFacts(std::move(layout));
     for (const std::string& file : m_later) {
@@ -41,11 +46,34 @@ NativeInput::NativeInput(const std::string& path, ColourSource source,
         requireSound(next);
         m_info.records += next.records;
     }
+    if (options.columns && m_info.hasGrid) chooseColumns(*options.columns, options.tiles.get());
     openCodec();
 }
 
+void NativeInput::chooseColumns(const GridRange& columns, const TileTable* table) {
+    const std::uint32_t end = std::min(columns.end.value_or(m_info.columns), m_info.columns);
+    const ColumnRange chosen{std::min(columns.first, end), end};
+    if (chosen.first == 0 && chosen.end == m_info.columns) return;
+    m_range = chosen;
+    if (!m_info.recordsArePoints) {
+        m_steps = chosen.end - chosen.first;
+        return;
+    }
+    m_tiles = table ? table->tiles() : findTiles(m_info.path);
+    const std::uint32_t edge = m_info.bandColumns;
+    const std::uint64_t tilesDown = divideRoundingUp(m_info.rows, edge);
+    const auto tiles = std::span(m_tiles->tiles());
+    m_info.records = 0;
+    for (const CL3TileTable::Tile& tile :
+         tiles.subspan(chosen.first / edge * tilesDown,
+                       (divideRoundingUp(chosen.end, edge) - chosen.first / edge) * tilesDown)) {
+        m_info.records += tile.points;
+    }
+    m_steps = m_info.records;
+}
+
 BriskoCodec* NativeInput::createCodec() const {
-    if (m_source == ColourSource::Photos) return createColouringCodec(m_info);
+    if (m_fromPhotos) return createColouringCodec(m_info);
     if (!m_later.empty()) return createCLRSeriesCodec(m_later);
     if (!m_info.recordsArePoints) return CLRGridCodec::Create();
     if (m_info.hasGrid) return CL3GridCodec::Create();
@@ -61,7 +89,7 @@ void NativeInput::takeFacts(ScanLayout layout) {
     m_info.rows = layout.rows;
     if (layout.index) m_info.bandColumns = layout.index->tileSize;
     m_info.storesColour = hasColour(layout);
-    m_info.isColoured = m_source == ColourSource::Photos;
+    m_info.isColoured = m_fromPhotos;
     m_info.storesColour = m_info.storesColour || m_info.isColoured;
     m_info.records = layout.records;
     m_info.header = std::move(layout.header);
@@ -72,7 +100,8 @@ void NativeInput::openCodec() {
     m_reader.reset();
     m_codec.reset(createCodec());
     if (!m_codec) throw std::bad_alloc();
-    if (m_source == ColourSource::Photos) setPhotoOutlines(*m_codec, PhotoOutlines::Whole);
+    if (m_fromPhotos) setPhotoOutlines(*m_codec, PhotoOutlines::Whole);
+    if (m_range) setColumnRange(*m_codec, *m_range, m_tiles);
     if (!m_codec->Open(m_info.path.c_str())) failToOpen();
     setFrame(*m_codec, Frame::Scanner);
     m_info.alignment = getAlignment(*m_codec);
@@ -89,7 +118,7 @@ void NativeInput::openCodec() {
 
 /// Names the photo that keeps a scan from being coloured, if it is one: a scan that got here is sound.
 void NativeInput::failToOpen() const {
-    if (m_source == ColourSource::Photos) requireUsable(decodeStationPhotos(m_info.path));
+    if (m_fromPhotos) requireUsable(decodeStationPhotos(m_info.path));
     throw ScanError(ErrorKind::Damaged, m_info.path, "cannot be opened as a scan");
 }
 
@@ -97,7 +126,7 @@ void NativeInput::rewind() {
     m_started = false;
     m_done = 0;
     // Points that are coloured ahead come in one pass.
-    if (m_source == ColourSource::Photos) openCodec();
+    if (m_fromPhotos) openCodec();
 }
 
 const char* NativeInput::stepUnit() const {
@@ -168,7 +197,7 @@ void NativeInput::countSteps(const PointArrays& arrays, std::size_t count) {
         return;
     }
     if (!m_info.recordsArePoints) {
-        m_done = arrays.columns[count - 1];
+        m_done = arrays.columns[count - 1] - (m_range ? m_range->first : 0);
     } else {
         m_done += count;
     }

@@ -4,20 +4,18 @@
 #include "scan/formats/scan_input.h"
 
 #include <brisko_codec/codec.h>
+#include <brisko_codec/column_range.h>
 #include <brisko_codec/point_batch.h>
 #include <brisko_codec/read_problem.h>
 
 namespace brisko::scan {
 
-/// Where the colours of points come from.
-enum class ColourSource { Scan, Photos };
-
 /// A CL3 or CLR scan, read by the library many points at a time.
 class NativeInput : public ScanInput {
 public:
     /// later: the other files of a CLR series, whose blocks are merged with the first one's
-    NativeInput(const std::string& path, ColourSource source,
-                const std::vector<std::string>& later = {});
+    explicit NativeInput(const std::string& path, const ReadOptions& options = {},
+                         const std::vector<std::string>& later = {});
 
     void read(std::vector<CellPoint>& points) override;
     bool readsIntoArrays() const override { return true; }
@@ -33,6 +31,7 @@ private:
     };
 
     void takeFacts(ScanLayout layout);
+    void chooseColumns(const GridRange& columns, const TileTable* table);
     BriskoCodec* createCodec() const;
     void openCodec();
     [[noreturn]] void failToOpen() const;
@@ -41,8 +40,10 @@ private:
     void requireFinite(const PointArrays& arrays, std::size_t count) const;
     void countSteps(const PointArrays& arrays, std::size_t count);
 
-    ColourSource m_source;
+    bool m_fromPhotos;  // colours
     std::vector<std::string> m_later;
+    std::optional<ColumnRange> m_range;           // of columns that are read; none: all
+    std::shared_ptr<const CL3TileTable> m_tiles;  // where columns of an indexed scan begin
     std::unique_ptr<BriskoCodec, CodecDestroyer> m_codec;
     std::unique_ptr<PointBatchReader> m_reader;
     bool m_started = false;

@@ -5,6 +5,7 @@
 #include <brisko_codec/alignment.h>
 #include <brisko_codec/file_header.h>
 #include <brisko_scan/inspect.h>
+#include <brisko_scan/tile_table.h>
 
 #include <cstdint>
 #include <memory>
@@ -31,9 +32,13 @@ struct ScanLayout {
 };
 
 /// Throws ScanError(Damaged) only when the scan file itself cannot be read.
-ScanLayout inspectCL3(const std::string& path);
+///   tiles  of the scan, which are then not looked at; throws ScanError(Request) for those of another one
+ScanLayout inspectCL3(const std::string& path, const TileTable* tiles = nullptr);
 ScanLayout inspectCLR(const std::string& path);
 ScanLayout inspectNative(const std::string& path);  // by its name
+
+/// All tiles of an indexed scan, from the index alone. Throws ScanError(Damaged).
+std::shared_ptr<const CL3TileTable> findTiles(const std::string& path);
 
 /// Whether its records have room for a colour.
 bool hasColour(const ScanLayout& layout);
