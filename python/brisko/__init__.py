@@ -11,13 +11,14 @@ from ._brisko import __version__
 from .errors import Cancelled, ScanError
 from .jobs import (Check, ConvertResult, Finding, LeftOut, check, convert, info, panorama,
                    simulate)
+from .photos import Camera, Photo
 from .points import Batch, Window
 from .progress import Progress
 from .scan import Scan, open
 from .writer import Writer, create
 
 __all__ = [
-    "Batch", "Cancelled", "Check", "ConvertResult", "Finding", "LeftOut", "Progress", "Scan",
-    "ScanError", "Window", "Writer", "__version__", "check", "convert", "create", "info", "open",
-    "panorama", "simulate",
+    "Batch", "Camera", "Cancelled", "Check", "ConvertResult", "Finding", "LeftOut", "Photo", "Progress",
+    "Scan", "ScanError", "Window", "Writer", "__version__", "check", "convert", "create", "info",
+    "open", "panorama", "simulate",
 ]

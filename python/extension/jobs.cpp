@@ -4,6 +4,7 @@
 #include "errors.h"
 #include "header_fields.h"
 #include "interrupts.h"
+#include "text.h"
 
 #include <brisko_scan/check.h>
 #include <brisko_scan/inspect.h>
@@ -20,12 +21,6 @@ namespace {
 namespace py = pybind11;
 using namespace py::literals;
 using scan::ProgressFunction;
-
-/// Texts of a damaged file may be no UTF-8.
-py::object toText(const std::string& text) {
-    return py::reinterpret_steal<py::object>(PyUnicode_DecodeUTF8(
-        text.data(), static_cast<Py_ssize_t>(text.size()), "backslashreplace"));
-}
 
 py::list toTexts(const std::vector<std::string>& texts) {
     py::list list;
@@ -154,6 +149,18 @@ py::array_t<std::uint8_t> panorama(const std::string& path, const std::string& m
     return py::array_t<std::uint8_t>(shape, start, owner);
 }
 
+/// As a PNG file, by range.
+void draw(const std::string& path, const std::string& output, std::uint32_t width) {
+    scan::PanoramaOptions options;
+    options.input = path;
+    options.output = output;
+    options.width = width;
+    JobProgress(py::none()).run([&](const ProgressFunction& function) {
+        options.progress = function;
+        return scan::drawPanorama(options);
+    });
+}
+
 }  // namespace
 
 void addJobs(py::module_& module) {
@@ -162,6 +169,7 @@ void addJobs(py::module_& module) {
     module.def("check", &check, "path"_a, "most"_a, "progress"_a);
     module.def("describe", &describe, "path"_a);
     module.def("panorama", &panorama, "path"_a, "mode"_a, "width"_a, "height"_a, "progress"_a);
+    module.def("draw", &draw, "path"_a, "output"_a, "width"_a);
     module.def("summarize", &summarize, "path"_a, "scan"_a, "progress"_a);
 }
 

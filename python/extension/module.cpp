@@ -80,10 +80,10 @@ void addScan(py::module_& module) {
         .def(
             "window",
             [](Scan& scan, std::uint32_t firstRow, std::uint32_t endRow, std::uint32_t firstColumn,
-               std::uint32_t endColumn) {
-                return scan.readWindow({firstColumn, endColumn, firstRow, endRow});
+               std::uint32_t endColumn, const std::vector<std::string>& wanted) {
+                return scan.readWindow({firstColumn, endColumn, firstRow, endRow}, wanted);
             },
-            "first_row"_a, "end_row"_a, "first_column"_a, "end_column"_a)
+            "first_row"_a, "end_row"_a, "first_column"_a, "end_column"_a, "wanted"_a)
         .def("read", &Scan::readAll)
         .def("count", &Scan::countPoints);
     py::class_<Pass>(module, "Pass")
@@ -123,5 +123,6 @@ PYBIND11_MODULE(_brisko, module) {
     addScan(module);
     addWriter(module);
     addJobs(module);
+    addPhotos(module);
     addSimulator(module);
 }

@@ -52,8 +52,7 @@ PointMemory PointMemory::forBatch(std::size_t capacity) {
     return memory;
 }
 
-/// First touches of small pages take longer than the points. Only advice: failure does not matter.
-static void useLargePages(void* memory, std::size_t bytes) {
+void useLargePages(void* memory, std::size_t bytes) {
     constexpr std::uintptr_t kPage = 4096;
     if (bytes < (std::size_t{4} << 20)) return;
     const std::size_t before = (kPage - reinterpret_cast<std::uintptr_t>(memory) % kPage) % kPage;

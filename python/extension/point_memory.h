@@ -10,6 +10,9 @@
 
 namespace brisko::python {
 
+/// First touches of small pages take longer than the points. Only advice: failure does not matter.
+void useLargePages(void* memory, std::size_t bytes);
+
 /// Room for points that becomes five NumPy arrays without a copy: xyz (n, 3) float64, intensity (n) float32,
 /// colour (n, 3) uint8, column and row (n) uint32.
 class PointMemory {

@@ -41,10 +41,25 @@ simulator::ScanFormat formatOf(const std::filesystem::path& path, bool plain) {
     return plain ? simulator::ScanFormat::CL3 : simulator::ScanFormat::CL3Indexed;
 }
 
+void choosePhotos(simulator::ScanPlan& plan, const std::string& kind, std::uint32_t scale) {
+    if (kind.empty()) return;
+    const auto found = simulator::photoKinds().find(kind);
+    if (found == simulator::photoKinds().end())
+        failValue("photos: there is no kind \"" + kind + "\"");
+    if (scale != 1 && scale != 2 && scale != 4 && scale != 8)
+        failValue("photo_scale is 1, 2, 4 or 8");
+    plan.photos = found->second;
+    plan.photoDivisor = scale;
+    const char* const part = plan.partForPhotosAlone();
+    if (part)
+        failValue("with photos, the scan's name must not contain \"" + std::string(part) + "\"");
+}
+
 std::string simulate(const std::string& output, std::int64_t columns, std::int64_t rows,
                      const std::string& scene, bool alignment, bool colour, bool plain,
                      const Angles& azimuth, const Angles& zenith, double noise, std::uint64_t seed,
-                     bool overwrite, const py::object& progress) {
+                     const std::string& photos, std::uint32_t photoScale, bool overwrite,
+                     const py::object& progress) {
     requireSizes(columns, rows);
     requireAngles(azimuth, -360, 360, "azimuth");
     requireAngles(zenith, 0, 180, "zenith");
@@ -56,6 +71,7 @@ std::string simulate(const std::string& output, std::int64_t columns, std::int64
     plan.folder = path.parent_path().empty() ? "." : path.parent_path().string();
     plan.name = path.stem().string();
     plan.scene = scene;
+    choosePhotos(plan, photos, photoScale);
     plan.alignment = alignment;
     plan.colour = colour && plan.format != simulator::ScanFormat::CLR;
     plan.overwrite = overwrite;
@@ -77,8 +93,8 @@ std::string simulate(const std::string& output, std::int64_t columns, std::int64
 
 void addSimulator(py::module_& module) {
     module.def("simulate", &simulate, "output"_a, "columns"_a, "rows"_a, "scene"_a, "alignment"_a,
-               "colour"_a, "plain"_a, "azimuth"_a, "zenith"_a, "noise"_a, "seed"_a, "overwrite"_a,
-               "progress"_a);
+               "colour"_a, "plain"_a, "azimuth"_a, "zenith"_a, "noise"_a, "seed"_a, "photos"_a,
+               "photo_scale"_a, "overwrite"_a, "progress"_a);
 }
 
 }  // namespace brisko::python

@@ -38,6 +38,9 @@ struct ScanPlan {
     ScanGrid grid;
     ScannerSettings settings;
 
+    /// A part of the name that would let the scan be taken for one of its own photos, or for what describes how
+    /// they were taken; null where there is none.
+    const char* partForPhotosAlone() const;
     std::uint32_t files() const { return series == 0 ? 1 : series; }
     /// The pass that is stored in a block of a file.
     ScanPass pass(std::uint32_t file, std::uint32_t block) const;
