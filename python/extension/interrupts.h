@@ -6,6 +6,11 @@
 
 #include <chrono>
 #include <exception>
+#include <functional>
+#include <future>
+#include <memory>
+#include <thread>
+#include <utility>
 
 namespace brisko::python {
 
@@ -19,6 +24,23 @@ public:
 private:
     std::chrono::steady_clock::time_point m_next = std::chrono::steady_clock::now();
 };
+
+/// Waits until `isDone` or until a signal handler of Python raised something, which is thrown. A thread that
+/// goes on then is waited for at the end of the process.
+void awaitThread(std::thread thread, const std::function<bool()>& isDone);
+
+/// Runs a call that reads and cannot be asked to stop, such as the opening of a scan: where a signal ends the
+/// wait for it, the call goes on alone, and nobody hears of its result. It must own what it works on.
+/// Without Python's lock; it is called with it.
+template <class Call>
+auto awaitCall(Call call) {
+    auto task = std::make_shared<std::packaged_task<decltype(call())()>>(std::move(call));
+    auto result = task->get_future();
+    awaitThread(std::thread([task] { (*task)(); }), [&] {
+        return result.wait_for(std::chrono::milliseconds(10)) == std::future_status::ready;
+    });
+    return result.get();
+}
 
 /// The progress function of a job for a Python function, or for None. It also lets signals end the job.
 ///   function  called with (task, stage, unit, done, total, finished); False cancels

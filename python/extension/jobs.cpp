@@ -84,11 +84,7 @@ py::dict toDict(const scan::ScanEntry& entry) {
 }
 
 py::dict describe(const std::string& path) {
-    scan::ScanReport report;
-    {
-        const py::gil_scoped_release released;
-        report = scan::describeScan(path);
-    }
+    const scan::ScanReport report = awaitCall([path] { return scan::describeScan(path); });
     py::list scans;
     for (const scan::ScanEntry& entry : report.scans)
         scans.append(toDict(entry));

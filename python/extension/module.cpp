@@ -1,6 +1,7 @@
 #include "conversions.h"
 #include "errors.h"
 #include "header_fields.h"
+#include "interrupts.h"
 #include "jobs.h"
 #include "scan.h"
 #include "writer.h"
@@ -24,8 +25,7 @@ std::shared_ptr<Scan> openScan(const std::string& path, const std::string& scan,
     options.frame = aligned ? Frame::Aligned : Frame::Scanner;
     options.colourFromPhotos = colourFromPhotos;
     if (intensities) options.intensities = {{intensities->first, intensities->second}};
-    const py::gil_scoped_release released;
-    return std::make_shared<Scan>(path, options);
+    return awaitCall([path, options] { return std::make_shared<Scan>(path, options); });
 }
 
 py::dict factsOf(const Scan& open) {

@@ -10,13 +10,6 @@ import pytest
 import brisko
 
 
-@pytest.fixture(scope="module")
-def station(tmp_path_factory):
-    """A scan with photos around it, none of whose colours it stores."""
-    path = tmp_path_factory.mktemp("station") / "yard.cl3"
-    return brisko.simulate(path, 280, 300, photos="W60", photo_scale=8, colour=False)
-
-
 @pytest.mark.parametrize("frame", ["scanner", "aligned"])
 def test_dask_reads_chunks_in_other_processes_when_the_scan_is_closed(scan_path, frame):
     dask = pytest.importorskip("dask")
