@@ -116,7 +116,7 @@ ConvertResult colourScan(const ConvertOptions& options, StationPhotos& photos) {
     fromPhotos.colourFromPhotos = true;
     std::unique_ptr<ScanInput> input = openScan(options.input, fromPhotos);
     // The input holds most of the photos now, so this decodes little.
-    photos = decodeStationPhotos(options.input);
+    photos = decodeStationPhotos(options.input, options.progress);
     return convertInput(options, std::move(input), "colour");
 }
 
