@@ -52,12 +52,17 @@ public:
     /// Refers to this object.
     scan::ProgressFunction function();
 
-    /// Runs a job without Python's lock.
+    /// Runs a job, which returns something, without Python's lock.
     template <class Job>
     auto run(const Job& job) {
         try {
-            const pybind11::gil_scoped_release released;
-            return job(function());
+            auto result = [&] {
+                const pybind11::gil_scoped_release released;
+                return job(function());
+            }();
+            // Nobody asks for the answer to the last report of a job.
+            if (m_raised) std::rethrow_exception(m_raised);
+            return result;
         } catch (...) {
             if (m_raised) std::rethrow_exception(m_raised);
             throw;

@@ -95,8 +95,9 @@ py::dict Scan::readWindow(const CellWindow& window, const std::vector<std::strin
     }
     JobProgress(py::none()).run([&](const scan::ProgressFunction& progress) {
         Reader reader = takeReader();
-        reader->readWindow(window, arrays, progress);
+        const std::uint64_t found = reader->readWindow(window, arrays, progress);
         giveBack(std::move(reader), false);
+        return found;
     });
     return memory.arrays();
 }

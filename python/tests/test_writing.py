@@ -110,12 +110,15 @@ with brisko.open(path) as scan:
     print("ready", flush=True)
     while True:
         {call}"""
-    job = subprocess.Popen([sys.executable, "-B", "-c", script], stdout=subprocess.PIPE,
-                           stderr=subprocess.DEVNULL)
-    job.stdout.readline()
-    time.sleep(0.1)
-    job.send_signal(signal.SIGINT)
-    assert job.wait(timeout=10) == -signal.SIGINT
+    with subprocess.Popen([sys.executable, "-B", "-c", script], stdout=subprocess.PIPE,
+                          stderr=subprocess.DEVNULL) as job:
+        job.stdout.readline()
+        time.sleep(0.1)
+        job.send_signal(signal.SIGINT)
+        try:
+            assert job.wait(timeout=30) == -signal.SIGINT
+        finally:
+            job.kill()
     # Of a conversion that was done before there is all.
     assert os.listdir(tmp_path) in ([], ["a.e57"])
     assert all(brisko.check(output).ok for output in tmp_path.iterdir())
