@@ -7,6 +7,7 @@ from typing import Any, Literal
 import numpy as np
 import numpy.typing as npt
 
+from . import _brisko
 from .optional import optional
 
 Frame = Literal["scanner", "aligned"]
@@ -65,7 +66,11 @@ class Batch:
         if chosen.dtype == bool:
             if len(chosen) != len(self):
                 raise IndexError(f"a mask of {len(chosen)} for {len(self)} points")
-            chosen = np.flatnonzero(chosen)
+            try:
+                return Batch(*_brisko.marked(self.xyz, self.intensity, self.colour, self.column, self.row,
+                                             np.ascontiguousarray(chosen)), self.frame)
+            except TypeError:  # arrays of the caller's own
+                chosen = np.flatnonzero(chosen)
         elif chosen.size == 0:
             chosen = chosen.astype(np.intp)
         # Faster than an index, most of all for rows of three.

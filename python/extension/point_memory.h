@@ -28,6 +28,17 @@ public:
     std::size_t capacity() const { return m_capacity; }
     void resize(std::size_t capacity);
 
+    /// Where the points to be copied lie.
+    struct Source {
+        const double* positions;
+        const float* intensities;
+        const std::uint8_t* colours;
+        const std::uint32_t* columns;
+        const std::uint32_t* rows;
+    };
+    /// Copies the marked ones of some points to the start of this memory, which has room for them.
+    void takeMarked(const Source& points, const bool* marks, std::size_t count);
+
     /// A tuple of the arrays, which own the memory from here on.
     pybind11::tuple toArrays(std::size_t count) &&;
 
