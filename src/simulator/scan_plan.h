@@ -6,6 +6,7 @@
 
 #include <brisko_codec/file_header.h>
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -35,6 +36,8 @@ struct ScanPlan {
     bool overwrite = false;
     std::optional<PhotoKind> photos;
     std::uint32_t photoDivisor = 1;  // of the camera's columns and rows
+    /// Where the scanner stands: x and y of the scene, metres. Its usual place, if it is not given.
+    std::optional<std::array<double, 2>> place;
     ScanGrid grid;
     ScannerSettings settings;
 
