@@ -122,6 +122,19 @@ ROWS = (
     *(_cpu(f"{name}-out", f"{name.upper()} write", Job("format_bench", f"{name}-out"),
            "cl3-inline", target=target, per_point=True, same_check=False)
       for name, target in (("e57", 30 / 11), ("las", 15 / 11), ("pcd", None))),
+    *(_cpu(name, title, Job("python_bench", name), "cl3-inline", target=target, per_point=True,
+           same_check=False)
+      for name, title, target in (("py-read", "Python: the whole scan into five arrays", 22 / 11),
+                                  ("py-grid", "Python: the whole grid into arrays", 40 / 11))),
+    *(Row(name, title, Job("python_bench", name), (reference,), target=target, figure="throughput",
+          same_check=False)
+      for name, title, reference, target in (
+          ("py-batches", "Python: batches with a sum by NumPy, against batches in C++",
+           Job("read_bench", "grid-batch"), 0.95),
+          ("py-grid-two", "Python: the whole grid on two threads, against one",
+           Job("python_bench", "py-grid"), 1.7),
+          ("py-copy", "Python: a filtered copy, against the tool",
+           Job("python_bench", "tool-copy"), 0.8))),
 )
 
 MIB = 1 << 20
