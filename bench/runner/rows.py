@@ -122,6 +122,17 @@ ROWS = (
     *(_cpu(f"{name}-out", f"{name.upper()} write", Job("format_bench", f"{name}-out"),
            "cl3-inline", target=target, per_point=True, same_check=False)
       for name, target in (("e57", 30 / 11), ("las", 15 / 11), ("pcd", None))),
+    *(_cpu(name, title, Job("python_bench", name), "cl3-inline", target=target, per_point=True,
+           same_check=False)
+      for name, title, target in (("py-read", "Python: the whole scan into five arrays", 22 / 11),
+                                  ("py-grid", "Python: the whole grid into arrays", 40 / 11))),
+    _cpu("py-batches", "Python: batches with a sum by NumPy", Job("python_bench", "py-batches"),
+         Job("format_bench", "scan-batch"), target=1 / 0.95, same_check=False),
+    _cpu("py-copy", "Python: a filtered copy, against the tool", Job("python_bench", "py-copy"),
+         Job("python_bench", "tool-copy"), target=1 / 0.8, same_check=False),
+    Row("py-grid-two", "Python: the whole grid on two threads, against one",
+        Job("python_bench", "py-grid-two"), (Job("python_bench", "py-grid"),), target=1.7,
+        figure="throughput", same_check=False),
 )
 
 MIB = 1 << 20

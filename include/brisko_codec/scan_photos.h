@@ -2,6 +2,7 @@
 
 #include <brisko_codec/export.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -59,6 +60,9 @@ BRISKO_CODEC_EXPORT ScanPhotos findScanPhotos(const std::string& scanPath);
 /// The same, and decodes the photos that colour codecs load, one after the other. Those that an open
 /// colour codec of this process holds are not decoded again.
 BRISKO_CODEC_EXPORT ScanPhotos decodeScanPhotos(const std::string& scanPath);
+/// The same, calling beforeEach() before each photo, on this thread. What it throws ends the call.
+BRISKO_CODEC_EXPORT ScanPhotos decodeScanPhotos(const std::string& scanPath,
+                                                const std::function<void()>& beforeEach);
 
 /// What is wrong with the files of a photo, or odd about them.
 struct PhotoFault {

@@ -2,6 +2,7 @@
 
 #include <brisko_codec/scan_photos.h>
 #include <brisko_scan/export.h>
+#include <brisko_scan/progress.h>
 
 #include <string>
 #include <vector>
@@ -16,6 +17,10 @@ struct StationPhotos : ScanPhotos {
 /// Without decoding any, and with all decoded that are loaded for colours.
 BRISKO_SCAN_EXPORT StationPhotos findStationPhotos(const std::string& scan);
 BRISKO_SCAN_EXPORT StationPhotos decodeStationPhotos(const std::string& scan);
+/// The latter, asking `progress` before each photo whether to go on, with updates without a task.
+/// Throws ScanError(Cancelled) where it answers false.
+BRISKO_SCAN_EXPORT StationPhotos decodeStationPhotos(const std::string& scan,
+                                                     const ProgressFunction& progress);
 
 /// "14 found, 12 used, station kind 1 (stored turned)".
 BRISKO_SCAN_EXPORT std::string photosText(const ScanPhotos& photos);

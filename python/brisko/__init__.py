@@ -11,13 +11,14 @@ from ._brisko import __version__
 from .errors import Cancelled, ScanError
 from .jobs import (Band, Check, ConvertResult, Finding, JoinResult, LeftOut, check, convert, info,
                    join, panorama, simulate, split)
+from .photos import Camera, Photo
 from .points import Batch, Window
 from .progress import Progress
 from .scan import Scan, open
 from .writer import Writer, create
 
 __all__ = [
-    "Band", "Batch", "Cancelled", "Check", "ConvertResult", "Finding", "JoinResult", "LeftOut",
-    "Progress", "Scan", "ScanError", "Window", "Writer", "__version__", "check", "convert", "create",
-    "info", "join", "open", "panorama", "simulate", "split",
+    "Band", "Batch", "Camera", "Cancelled", "Check", "ConvertResult", "Finding", "JoinResult", "LeftOut",
+    "Photo", "Progress", "Scan", "ScanError", "Window", "Writer", "__version__", "check", "convert",
+    "create", "info", "join", "open", "panorama", "simulate", "split",
 ]

@@ -164,7 +164,9 @@ def simulate(output: str | os.PathLike[str], columns: int = 2000, rows: int = 80
              scene: str = "courtyard", alignment: bool = True, colour: bool = True,
              plain: bool = False, azimuth: tuple[float, float] = (360, 0),
              zenith: tuple[float, float] = (20, 150), noise: float = 0.0015, seed: int = 1,
-             overwrite: bool = False, progress: ProgressArgument = None) -> str:
+             place: tuple[float, float] | None = None, photos: str | None = None,
+             photo_scale: int = 1, overwrite: bool = False,
+             progress: ProgressArgument = None) -> str:
     """Scans a made-up scene, so that there is something to work on. Returns the path.
 
     output     .cl3 (with an index, unless plain) or .clr
@@ -172,6 +174,11 @@ def simulate(output: str | os.PathLike[str], columns: int = 2000, rows: int = 80
     alignment  write the scanner's place in the world beside the scan
     azimuth    from, to: degrees counter-clockwise from +x; zenith: degrees from straight up
     noise      of the ranges, metres
+    place      where the scanner stands in the scene: x, y, metres; the yard is 24 x 18 around (0, 0)
+    photos     take photos all around, too: "classic", "newer", "W30", "W60", "T30", "T60", "offset" or
+               "own". The scan and they then lie in a folder of its name: "yard/yard.cl3"
+    photo_scale  1, 2, 4 or 8: the pixels of a camera's rows and columns are divided by it
     """
     return _brisko.simulate(output_path(output), columns, rows, scene, alignment, colour, plain,
-                            azimuth, zenith, noise, seed, overwrite, reporter(progress))
+                            azimuth, zenith, noise, seed, place, photos or "", photo_scale, overwrite,
+                            reporter(progress))

@@ -7,10 +7,22 @@ from typing import Any, Literal
 import numpy as np
 import numpy.typing as npt
 
+from . import _brisko
+from .optional import optional
+
 Frame = Literal["scanner", "aligned"]
 
 DTYPE = np.dtype([("xyz", np.float64, 3), ("intensity", np.float32), ("colour", np.uint8, 3),
                   ("column", np.uint32), ("row", np.uint32)])
+
+
+def ranges_of(xyz: npt.NDArray[np.float64]) -> npt.NDArray[np.float32]:
+    """Distances from the origin."""
+    x, y, z = xyz[..., 0], xyz[..., 1], xyz[..., 2]
+    squares = x * x
+    squares += y * y
+    squares += z * z
+    return np.sqrt(squares, out=squares).astype(np.float32)
 
 
 class Batch:
@@ -54,7 +66,11 @@ class Batch:
         if chosen.dtype == bool:
             if len(chosen) != len(self):
                 raise IndexError(f"a mask of {len(chosen)} for {len(self)} points")
-            chosen = np.flatnonzero(chosen)
+            try:
+                return Batch(*_brisko.marked(self.xyz, self.intensity, self.colour, self.column, self.row,
+                                             np.ascontiguousarray(chosen)), self.frame)
+            except TypeError:  # arrays of the caller's own
+                chosen = np.flatnonzero(chosen)
         elif chosen.size == 0:
             chosen = chosen.astype(np.intp)
         # Faster than an index, most of all for rows of three.
@@ -67,6 +83,14 @@ class Batch:
         for name in DTYPE.names or ():
             points[name] = getattr(self, name)
         return points if dtype is None else points.astype(dtype)
+
+    def to_open3d(self) -> Any:
+        """An open3d.geometry.PointCloud of the points and their colours."""
+        open3d = optional("open3d", "open3d", "to_open3d()")
+        cloud = open3d.geometry.PointCloud()
+        cloud.points = open3d.utility.Vector3dVector(self.xyz)
+        cloud.colors = open3d.utility.Vector3dVector(self.colour / 255)
+        return cloud
 
     def __repr__(self) -> str:
         return f"<brisko.Batch of {len(self)} points, {self.frame} frame>"

@@ -4,6 +4,8 @@ from __future__ import annotations
 
 from typing import Any, Callable, NamedTuple, Optional, Union
 
+from .optional import optional
+
 
 class Progress(NamedTuple):
     """What a progress function hears of, some fifty times a second at most."""
@@ -43,12 +45,7 @@ def reporter(progress: ProgressArgument) -> Reporter:
     if progress is None or progress is False:
         return None
     if progress is True:
-        try:
-            from tqdm.auto import tqdm  # type: ignore[import]
-        except ImportError:
-            raise ImportError("progress=True needs the package tqdm; a function does without it"
-                              ) from None
-        return _Bars(tqdm)
+        return _Bars(optional("tqdm.auto", "python3-tqdm", "progress=True").tqdm)
     if isinstance(progress, type) and hasattr(progress, "update"):
         return _Bars(progress)
     if not callable(progress):

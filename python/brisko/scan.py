@@ -2,20 +2,27 @@
 
 from __future__ import annotations
 
+import io
 import os
+from tempfile import TemporaryDirectory
 from types import MappingProxyType
-from typing import Any, Iterator, Literal, Mapping
+from typing import Any, Iterator, Literal, Mapping, Sequence
 
 import numpy as np
 import numpy.typing as npt
 
 from . import _brisko
+from .jobs import convert
+from .lazy import Chunks, require_grid, to_dask, to_xarray
 from .paths import input_path
-from .points import Batch, Frame, Window
+from .photos import Photo, photos_of
+from .points import Batch, Frame, Window, ranges_of
+from .progress import ProgressArgument
 
 Colours = Literal["stored", "photos"]
 
-_GRIDS = ("xyz", "intensity", "colour", "valid", "range")
+_WINDOW = ("xyz", "intensity", "colour", "valid")
+_MOST_DRAWN = 50_000_000  # records of a scan that a notebook draws unasked
 
 
 def open(path: str | os.PathLike[str], scan: int | str | None = None, frame: Frame = "scanner",
@@ -143,18 +150,29 @@ class Scan:
         A window of an indexed CL3 scan is read by seeking. Of other formats it takes a pass over
         the scan. Of slices with a step the cells in between are read, too.
         """
+        return Window(**self._cells(cells, _WINDOW), frame=self.frame)
+
+    def window(self, cells: Any, what: str) -> npt.NDArray[Any]:
+        """One array of a window alone: scan.window(np.s_[:256, 512:], "xyz"). what: as of grid()."""
+        require_grid(self, what)
+        if what != "range":
+            return self._cells(cells, (what,))[what]
+        if self.frame != "scanner":
+            with self.reopened("scanner") as measured:
+                return measured.window(cells, what)
+        return ranges_of(self._cells(cells, ("xyz",))["xyz"])
+
+    def _cells(self, cells: Any, wanted: Sequence[str]) -> dict[str, npt.NDArray[Any]]:
         self._core.require_open()
-        if self.shape is None:
-            raise ValueError(f"{self.path}: the scan has no grid, so the cells of its points are not known")
+        shape = require_grid(self, "xyz")
         chosen = cells if isinstance(cells, tuple) else (cells,)
         if len(chosen) > 2:
             raise IndexError(f"a scan has rows and columns: 2 indexes, not {len(chosen)}")
         chosen += (slice(None),) * (2 - len(chosen))
-        rows, columns = _Side(chosen[0], self.shape[0]), _Side(chosen[1], self.shape[1])
-        xyz, intensity, colour, valid = self._core.window(rows.first, rows.end, columns.first,
-                                                          columns.end)
+        rows, columns = _Side(chosen[0], shape[0]), _Side(chosen[1], shape[1])
+        arrays = self._core.window(rows.first, rows.end, columns.first, columns.end, wanted)
         part = rows.within, columns.within
-        return Window(xyz[part], intensity[part], colour[part], valid[part], self.frame)
+        return {name: array[part] for name, array in arrays.items()}
 
     def grid(self, what: str) -> npt.NDArray[Any]:
         """The whole grid as one array (rows, columns) or (rows, columns, 3).
@@ -162,29 +180,98 @@ class Scan:
         what  "xyz", "intensity", "colour", "valid", or "range": metres from the scanner, float32,
               NaN where nothing returned
         """
-        if what not in _GRIDS:
-            raise ValueError(f"grid() takes one of {', '.join(_GRIDS)}, not {what!r}")
-        if what != "range":
-            cells: npt.NDArray[Any] = getattr(self[:, :], what)
-            return cells
         self._core.require_open()
-        if self.shape is None:
-            raise ValueError(f"{self.path}: the scan has no grid, so the cells of its points are not known")
+        shape = require_grid(self, what)
+        if what != "range":
+            return self.window((), what)
         if self.frame == "scanner":
-            return self._ranges(self.shape)
-        with Scan(self.path, self._choices[0], "scanner") as measured:
-            return measured._ranges(self.shape)
+            return self._ranges(shape)
+        with self.reopened("scanner") as measured:
+            return measured._ranges(shape)
 
     def _ranges(self, shape: tuple[int, int]) -> npt.NDArray[np.float32]:
+        # By batches, so that memory is taken for the ranges alone.
         ranges = np.full(shape, np.nan, np.float32)
         for batch in self.batches():
             # The padding of the last tiles may hold points, too.
             inside = (batch.row < shape[0]) & (batch.column < shape[1])
             if not inside.all():
                 batch = batch[inside]
-            x, y, z = batch.xyz.T
-            ranges[batch.row, batch.column] = np.sqrt(x * x + y * y + z * z)
+            ranges[batch.row, batch.column] = ranges_of(batch.xyz)
         return ranges
+
+    def colours(self, size: int = 65_536) -> Iterator[npt.NDArray[np.uint8]]:
+        """The colours that the photos beside a native scan give to its points: (n, 3) for each batch of
+        batches(size). The scan itself may have others, or none.
+
+        Raises ValueError where there is no photo that can be used.
+        """
+        self._core.require_open()
+        if not any(photo.state == "used" for photo in self.photos):
+            raise ValueError(f"{self.path}: there is no photo beside the scan that can be used")
+        return self._colours(Scan(self.path, self._choices[0], self.frame, "photos"), size)
+
+    def _colours(self, coloured: Scan, size: int) -> Iterator[npt.NDArray[np.uint8]]:
+        with coloured:
+            for batch in coloured.batches(size):
+                self._core.require_open()
+                yield batch.colour
+
+    @property
+    def photos(self) -> list[Photo]:
+        """The photos beside a native scan, and the pictures inside a file of another format."""
+        return photos_of(self.path)
+
+    # For other libraries.
+
+    def to_dask(self, what: str = "xyz", chunks: Chunks = 1024) -> Any:
+        """One array of the grid, as grid() has it, as a lazy dask.array. It opens the file by its path,
+        in every process that works on it, and stays of use when the scan is closed.
+
+        chunks  rows and columns, or both in one number: whole tiles, multiples of 256
+
+        Formats without an index take a pass over the scan for every chunk: convert such a scan to .cl3.
+        """
+        self._core.require_open()
+        return to_dask(self, what, chunks)
+
+    def to_xarray(self, chunks: Chunks | None = 1024) -> Any:
+        """The grid as an xarray.Dataset: xyz, intensity, colour, valid and range over row, column, axis and
+        channel, with the coordinates azimuth and zenith (degrees) where the header has them.
+
+        chunks  as of to_dask(); None reads everything at once
+        """
+        self._core.require_open()
+        return to_xarray(self, chunks)
+
+    def to_open3d(self) -> Any:
+        """All points as an open3d.geometry.PointCloud."""
+        return self.read().to_open3d()
+
+    def to_ply(self, path: str | os.PathLike[str], *, overwrite: bool = False,
+               progress: ProgressArgument = None) -> int:
+        """Writes all points as a .ply file, in the frame of this scan. Returns how many they are."""
+        self._core.require_open()
+        if not os.fspath(path).lower().endswith(".ply"):
+            raise ValueError(f"{os.fspath(path)}: to_ply() takes a name that ends in .ply")
+        scan, frame, colours, intensity_range = self._choices
+        # .ply has no place for a matrix: the points are taken through it, unless there is none.
+        matrix = np.eye(4) if frame == "scanner" else None
+        return convert(self.path, path, colours=colours, progress=progress, overwrite=overwrite,
+                       scan=scan, intensity_range=intensity_range, aligned=True, matrix=matrix).points
+
+    def _repr_png_(self) -> bytes | None:
+        """A small panorama for notebooks, of scans that are drawn in no time."""
+        try:
+            if self.closed or self.shape is None or self._facts["records"] > _MOST_DRAWN:
+                return None
+            with TemporaryDirectory() as folder:
+                picture = os.path.join(folder, "scan.png")
+                _brisko.draw(self.path, picture, min(600, self.shape[1]))
+                with io.open(picture, "rb") as file:
+                    return file.read()
+        except Exception:
+            return None
 
     # Its life.
 
@@ -198,6 +285,10 @@ class Scan:
 
     def __exit__(self, *_: object) -> None:
         self.close()
+
+    def reopened(self, frame: Frame) -> Scan:
+        """The same scan in one of the frames."""
+        return Scan(self.path, self._choices[0], frame, *self._choices[2:])
 
     def __reduce__(self) -> tuple[Any, ...]:
         """A copy in another process opens the scan again, by its path, and knows its tiles."""

@@ -1,5 +1,7 @@
 #include "errors.h"
 
+#include "text.h"
+
 #include <brisko_scan/scan_error.h>
 
 #include <exception>
@@ -27,12 +29,6 @@ const char* nameOf(scan::ErrorKind kind) {
 
 py::object toObject(const std::optional<std::uint64_t>& number) {
     return number ? py::object(py::int_(*number)) : py::none();
-}
-
-/// Texts of the library may hold bytes of a file that are no UTF-8.
-py::object toText(const std::string& text) {
-    return py::reinterpret_steal<py::object>(PyUnicode_DecodeUTF8(
-        text.data(), static_cast<Py_ssize_t>(text.size()), "backslashreplace"));
 }
 
 void raise(const scan::ScanError& error) {

@@ -1,6 +1,7 @@
 #include "header_fields.h"
 
 #include "errors.h"
+#include "text.h"
 
 #include <string>
 
@@ -44,9 +45,7 @@ constexpr NumberField kNumbers[] = {
 };
 
 py::object textOf(const std::string& padded) {
-    const std::string text = padded.substr(0, padded.find('\0'));
-    return py::reinterpret_steal<py::object>(PyUnicode_DecodeUTF8(
-        text.data(), static_cast<Py_ssize_t>(text.size()), "backslashreplace"));
+    return toText(padded.substr(0, padded.find('\0')));
 }
 
 void setField(CLRFileHeader& header, const std::string& name, const py::handle& value) {

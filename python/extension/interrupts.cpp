@@ -1,5 +1,8 @@
 #include "interrupts.h"
 
+#include <memory>
+#include <utility>
+
 namespace brisko::python {
 namespace {
 
@@ -20,6 +23,25 @@ void Interrupts::check() {
     m_next = now + kBetween;
     const py::gil_scoped_acquire acquired;
     raiseOfSignals();
+}
+
+void awaitThread(std::thread thread, const std::function<bool()>& isDone) {
+    {
+        const py::gil_scoped_release released;
+        while (!isDone()) {
+            const py::gil_scoped_acquire acquired;
+            if (PyErr_CheckSignals() == 0) continue;
+            // Before the libraries that it works in are unloaded.
+            const auto left = std::make_shared<std::thread>(std::move(thread));
+            const py::error_already_set raised;
+            py::module_::import("atexit").attr("register")(py::cpp_function([left] {
+                const py::gil_scoped_release waiting;
+                if (left->joinable()) left->join();
+            }));
+            throw raised;
+        }
+    }
+    thread.join();
 }
 
 scan::ProgressFunction JobProgress::function() {

@@ -4,6 +4,7 @@
 #include "errors.h"
 #include "header_fields.h"
 #include "interrupts.h"
+#include "text.h"
 
 #include <pybind11/stl.h>
 
@@ -24,12 +25,6 @@ namespace {
 namespace py = pybind11;
 using namespace py::literals;
 using scan::ProgressFunction;
-
-/// Texts of a damaged file may be no UTF-8.
-py::object toText(const std::string& text) {
-    return py::reinterpret_steal<py::object>(PyUnicode_DecodeUTF8(
-        text.data(), static_cast<Py_ssize_t>(text.size()), "backslashreplace"));
-}
 
 py::list toTexts(const std::vector<std::string>& texts) {
     py::list list;
@@ -93,11 +88,7 @@ py::dict toDict(const scan::ScanEntry& entry) {
 }
 
 py::dict describe(const std::string& path) {
-    scan::ScanReport report;
-    {
-        const py::gil_scoped_release released;
-        report = scan::describeScan(path);
-    }
+    const scan::ScanReport report = awaitCall([path] { return scan::describeScan(path); });
     py::list scans;
     for (const scan::ScanEntry& entry : report.scans)
         scans.append(toDict(entry));
@@ -197,6 +188,18 @@ py::tuple join(const std::vector<std::string>& bands, const std::string& output,
     return py::make_tuple(result.points, result.columns, result.rows, result.bytes);
 }
 
+/// As a PNG file.
+void draw(const std::string& path, const std::string& output, std::uint32_t width) {
+    scan::PanoramaOptions options;
+    options.input = path;
+    options.output = output;
+    options.width = width;
+    JobProgress(py::none()).run([&](const ProgressFunction& function) {
+        options.progress = function;
+        return scan::drawPanorama(options);
+    });
+}
+
 }  // namespace
 
 std::shared_ptr<const scan::TileTable> toTileTable(const py::bytes& bytes) {
@@ -214,6 +217,7 @@ void addJobs(py::module_& module) {
     module.def("join", &join, "bands"_a, "output"_a, "overwrite"_a, "progress"_a);
     module.def("describe", &describe, "path"_a);
     module.def("panorama", &panorama, "path"_a, "mode"_a, "width"_a, "height"_a, "progress"_a);
+    module.def("draw", &draw, "path"_a, "output"_a, "width"_a);
     module.def("summarize", &summarize, "path"_a, "scan"_a, "progress"_a);
 }
 

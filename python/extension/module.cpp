@@ -1,7 +1,9 @@
 #include "conversions.h"
 #include "errors.h"
 #include "header_fields.h"
+#include "interrupts.h"
 #include "jobs.h"
+#include "point_memory.h"
 #include "scan.h"
 #include "writer.h"
 
@@ -9,6 +11,8 @@
 #include <brisko_codec/version.h>
 
 #include <pybind11/stl.h>
+
+#include <algorithm>
 
 namespace brisko::python {
 namespace {
@@ -26,8 +30,7 @@ std::shared_ptr<Scan> openScan(const std::string& path, const std::string& scan,
     options.colourFromPhotos = colourFromPhotos;
     if (intensities) options.intensities = {{intensities->first, intensities->second}};
     if (tiles) options.tiles = toTileTable(*tiles);
-    const py::gil_scoped_release released;
-    return std::make_shared<Scan>(path, options);
+    return awaitCall([path, options] { return std::make_shared<Scan>(path, options); });
 }
 
 py::dict factsOf(const Scan& open) {
@@ -71,6 +74,29 @@ std::unique_ptr<Writer> createWriter(const std::string& path, const Scan* like,
     return std::make_unique<Writer>(path, info, scan::WriteOptions{overwrite, plain});
 }
 
+template <class Value>
+using Packed = py::array_t<Value, py::array::c_style>;
+
+/// The points that a mask chooses. Raises TypeError for arrays that do not lie as those of a pass do.
+py::tuple marked(const Packed<double>& xyz, const Packed<float>& intensity,
+                 const Packed<std::uint8_t>& colour, const Packed<std::uint32_t>& column,
+                 const Packed<std::uint32_t>& row, const Packed<bool>& mask) {
+    const py::ssize_t all = mask.size();
+    if (xyz.size() != 3 * all || intensity.size() != all || colour.size() != 3 * all ||
+        column.size() != all || row.size() != all) {
+        throw py::type_error("the arrays and the mask are not of one length");
+    }
+    const auto count = static_cast<std::size_t>(all);
+    const bool* const marks = mask.data();
+    const auto some = static_cast<std::size_t>(std::count(marks, marks + count, true));
+    // Few points do not keep the memory of many.
+    PointMemory memory =
+        PointMemory::forBatch(std::max<std::size_t>(2 * some < count ? some : count, 1));
+    memory.takeMarked({xyz.data(), intensity.data(), colour.data(), column.data(), row.data()},
+                      marks, count);
+    return std::move(memory).toArrays(some);
+}
+
 void addScan(py::module_& module) {
     py::class_<Scan, std::shared_ptr<Scan>>(module, "Scan")
         .def(py::init(&openScan), "path"_a, "scan"_a, "aligned"_a, "colour_from_photos"_a,
@@ -82,12 +108,15 @@ void addScan(py::module_& module) {
         .def(
             "window",
             [](Scan& scan, std::uint32_t firstRow, std::uint32_t endRow, std::uint32_t firstColumn,
-               std::uint32_t endColumn) {
-                return scan.readWindow({firstColumn, endColumn, firstRow, endRow});
+               std::uint32_t endColumn, const std::vector<std::string>& wanted) {
+                return scan.readWindow({firstColumn, endColumn, firstRow, endRow}, wanted);
             },
-            "first_row"_a, "end_row"_a, "first_column"_a, "end_column"_a)
+            "first_row"_a, "end_row"_a, "first_column"_a, "end_column"_a, "wanted"_a)
         .def("read", &Scan::readAll)
         .def("count", &Scan::countPoints);
+    module.def("marked", &marked, "xyz"_a.noconvert(), "intensity"_a.noconvert(),
+               "colour"_a.noconvert(), "column"_a.noconvert(), "row"_a.noconvert(),
+               "mask"_a.noconvert());
     py::class_<Pass>(module, "Pass")
         .def(py::init<std::shared_ptr<Scan>>())
         .def("next", &Pass::next, "size"_a);
@@ -125,5 +154,6 @@ PYBIND11_MODULE(_brisko, module) {
     addScan(module);
     addWriter(module);
     addJobs(module);
+    addPhotos(module);
     addSimulator(module);
 }

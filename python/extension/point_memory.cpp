@@ -2,6 +2,7 @@
 
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <mutex>
@@ -52,8 +53,7 @@ PointMemory PointMemory::forBatch(std::size_t capacity) {
     return memory;
 }
 
-/// First touches of small pages take longer than the points. Only advice: failure does not matter.
-static void useLargePages(void* memory, std::size_t bytes) {
+void useLargePages(void* memory, std::size_t bytes) {
     constexpr std::uintptr_t kPage = 4096;
     if (bytes < (std::size_t{4} << 20)) return;
     const std::size_t before = (kPage - reinterpret_cast<std::uintptr_t>(memory) % kPage) % kPage;
@@ -85,6 +85,24 @@ void PointMemory::resize(std::size_t capacity) {
 PointArrays PointMemory::arrays(std::size_t first) const {
     return {m_positions.get() + 3 * first, m_intensities.get() + first, m_colours.get() + 3 * first,
             m_columns.get() + first, m_rows.get() + first};
+}
+
+void PointMemory::takeMarked(const Source& points, const bool* marks, std::size_t count) {
+    std::size_t taken = 0;
+    // What is chosen of a scan lies together mostly: run by run, in every array.
+    for (std::size_t first = 0; first < count;) {
+        const bool* const start = std::find(marks + first, marks + count, true);
+        const bool* const end = std::find(start, marks + count, false);
+        first = static_cast<std::size_t>(start - marks);
+        const auto some = static_cast<std::size_t>(end - start);
+        std::copy_n(points.positions + 3 * first, 3 * some, m_positions.get() + 3 * taken);
+        std::copy_n(points.intensities + first, some, m_intensities.get() + taken);
+        std::copy_n(points.colours + 3 * first, 3 * some, m_colours.get() + 3 * taken);
+        std::copy_n(points.columns + first, some, m_columns.get() + taken);
+        std::copy_n(points.rows + first, some, m_rows.get() + taken);
+        taken += some;
+        first += some;
+    }
 }
 
 py::tuple PointMemory::toArrays(std::size_t count) && {

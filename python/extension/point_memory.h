@@ -10,6 +10,9 @@
 
 namespace brisko::python {
 
+/// First touches of small pages take longer than the points. Only advice: failure does not matter.
+void useLargePages(void* memory, std::size_t bytes);
+
 /// Room for points that becomes five NumPy arrays without a copy: xyz (n, 3) float64, intensity (n) float32,
 /// colour (n, 3) uint8, column and row (n) uint32.
 class PointMemory {
@@ -24,6 +27,17 @@ public:
     PointArrays arrays(std::size_t first) const;
     std::size_t capacity() const { return m_capacity; }
     void resize(std::size_t capacity);
+
+    /// Where the points to be copied lie.
+    struct Source {
+        const double* positions;
+        const float* intensities;
+        const std::uint8_t* colours;
+        const std::uint32_t* columns;
+        const std::uint32_t* rows;
+    };
+    /// Copies the marked ones of some points to the start of this memory, which has room for them.
+    void takeMarked(const Source& points, const bool* marks, std::size_t count);
 
     /// A tuple of the arrays, which own the memory from here on.
     pybind11::tuple toArrays(std::size_t count) &&;

@@ -14,6 +14,29 @@ namespace py = pybind11;
 constexpr std::size_t kPart = 1 << 16;          // points that are read between two looks at signals
 constexpr std::size_t kLargestBatch = 1 << 20;  // points whose memory is there from the start
 
+/// Arrays of a window of cells by name. They lie column by column in memory, as scans are stored:
+/// neighbours are written one after the other.
+class WindowMemory {
+public:
+    WindowMemory(std::uint32_t columns, std::uint32_t rows) : m_columns(columns), m_rows(rows) {}
+
+    template <class Value>
+    CellArrays::Array add(const std::string& name, py::ssize_t values = 1) {
+        std::vector<py::ssize_t> shape{m_columns, m_rows};
+        if (values > 1) shape.push_back(values);
+        py::array_t<Value> array(shape);
+        useLargePages(array.mutable_data(), static_cast<std::size_t>(array.nbytes()));
+        m_arrays[name.c_str()] = array.attr("swapaxes")(0, 1);
+        return {array.mutable_data(), array.strides(0), array.strides(1)};
+    }
+
+    const py::dict& arrays() const { return m_arrays; }
+
+private:
+    py::ssize_t m_columns, m_rows;
+    py::dict m_arrays;
+};
+
 }  // namespace
 
 Scan::Scan(const std::string& path, const scan::ReadOptions& options)
@@ -55,31 +78,28 @@ void Scan::giveBack(Reader reader, bool isUsed) {
     if (!m_isClosed) m_free.push_back({std::move(reader), isUsed});
 }
 
-py::tuple Scan::readWindow(const CellWindow& window) {
+py::dict Scan::readWindow(const CellWindow& window, const std::vector<std::string>& wanted) {
     requireOpen();
     // A window that does not lie in the grid is refused by the reader, before its memory is made.
     const bool isInside = window.endColumn <= m_info.columns && window.endRow <= m_info.rows &&
                           window.firstColumn <= window.endColumn &&
                           window.firstRow <= window.endRow;
-    const auto columns =
-        static_cast<py::ssize_t>(isInside ? window.endColumn - window.firstColumn : 0);
-    const auto rows = static_cast<py::ssize_t>(isInside ? window.endRow - window.firstRow : 0);
-    // Column by column in memory, as scans are stored: neighbours are written one after the other.
-    py::array_t<double> xyz(std::vector<py::ssize_t>{columns, rows, 3});
-    py::array_t<float> intensity(std::vector<py::ssize_t>{columns, rows});
-    py::array_t<std::uint8_t> colour(std::vector<py::ssize_t>{columns, rows, 3});
-    py::array_t<bool> valid(std::vector<py::ssize_t>{columns, rows});
-    const auto laidOut = [](auto& array) {
-        return CellArrays::Array{array.mutable_data(), array.strides(0), array.strides(1)};
-    };
-    const CellArrays arrays{laidOut(xyz), laidOut(intensity), laidOut(colour), laidOut(valid), {}};
+    WindowMemory memory(isInside ? window.endColumn - window.firstColumn : 0,
+                        isInside ? window.endRow - window.firstRow : 0);
+    CellArrays arrays;
+    for (const std::string& name : wanted) {
+        if (name == "xyz") arrays.positions = memory.add<double>(name, 3);
+        if (name == "intensity") arrays.intensities = memory.add<float>(name);
+        if (name == "colour") arrays.colours = memory.add<std::uint8_t>(name, 3);
+        if (name == "valid") arrays.present = memory.add<bool>(name);
+    }
     JobProgress(py::none()).run([&](const scan::ProgressFunction& progress) {
         Reader reader = takeReader();
-        reader->readWindow(window, arrays, progress);
+        const std::uint64_t found = reader->readWindow(window, arrays, progress);
         giveBack(std::move(reader), false);
+        return found;
     });
-    const auto byRows = [](const py::array& array) { return array.attr("swapaxes")(0, 1); };
-    return py::make_tuple(byRows(xyz), byRows(intensity), byRows(colour), byRows(valid));
+    return memory.arrays();
 }
 
 py::tuple Scan::readAll() {

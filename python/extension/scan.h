@@ -32,8 +32,9 @@ public:
     /// Raises ValueError where the scan is closed.
     void requireOpen() const;
 
-    /// The window as a tuple of arrays (rows, columns): xyz, intensity, colour, valid.
-    pybind11::tuple readWindow(const CellWindow& window);
+    /// The window as arrays (rows, columns) by name: those of "xyz", "intensity", "colour", "valid" that
+    /// are wanted.
+    pybind11::dict readWindow(const CellWindow& window, const std::vector<std::string>& wanted);
     /// The points of the whole scan, as of a batch.
     pybind11::tuple readAll();
     /// Counts the points by a pass over them.

@@ -6,8 +6,10 @@
 
 #include <pybind11/stl.h>
 
+#include <array>
 #include <cmath>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -17,6 +19,7 @@ namespace {
 namespace py = pybind11;
 using namespace py::literals;
 using Angles = std::pair<float, float>;
+using Place = std::optional<std::array<double, 2>>;
 
 constexpr std::int64_t kMostRows = 100'000;
 constexpr std::int64_t kMostColumns = 1'000'000'000;
@@ -41,21 +44,40 @@ simulator::ScanFormat formatOf(const std::filesystem::path& path, bool plain) {
     return plain ? simulator::ScanFormat::CL3 : simulator::ScanFormat::CL3Indexed;
 }
 
+void choosePhotos(simulator::ScanPlan& plan, const std::string& kind, std::uint32_t scale) {
+    if (kind.empty()) return;
+    const auto found = simulator::photoKinds().find(kind);
+    if (found == simulator::photoKinds().end())
+        failValue("photos: there is no kind \"" + kind + "\"");
+    if (scale != 1 && scale != 2 && scale != 4 && scale != 8)
+        failValue("photo_scale is 1, 2, 4 or 8");
+    plan.photos = found->second;
+    plan.photoDivisor = scale;
+    const char* const part = plan.partForPhotosAlone();
+    if (part)
+        failValue("with photos, the scan's name must not contain \"" + std::string(part) + "\"");
+}
+
 std::string simulate(const std::string& output, std::int64_t columns, std::int64_t rows,
                      const std::string& scene, bool alignment, bool colour, bool plain,
                      const Angles& azimuth, const Angles& zenith, double noise, std::uint64_t seed,
+                     const Place& place, const std::string& photos, std::uint32_t photoScale,
                      bool overwrite, const py::object& progress) {
     requireSizes(columns, rows);
     requireAngles(azimuth, -360, 360, "azimuth");
     requireAngles(zenith, 0, 180, "zenith");
     if (scene != "courtyard" && scene != "room") failValue("scene is \"courtyard\" or \"room\"");
     if (!(noise >= 0 && noise <= 1)) failValue("noise is 0 to 1 metre");
+    if (place && !(std::hypot((*place)[0], (*place)[1]) < 1e4))
+        failValue("place is x and y, metres");
     const std::filesystem::path path(output);
     simulator::ScanPlan plan;
     plan.format = formatOf(path, plain);
     plan.folder = path.parent_path().empty() ? "." : path.parent_path().string();
     plan.name = path.stem().string();
     plan.scene = scene;
+    plan.place = place;
+    choosePhotos(plan, photos, photoScale);
     plan.alignment = alignment;
     plan.colour = colour && plan.format != simulator::ScanFormat::CLR;
     plan.overwrite = overwrite;
@@ -77,8 +99,8 @@ std::string simulate(const std::string& output, std::int64_t columns, std::int64
 
 void addSimulator(py::module_& module) {
     module.def("simulate", &simulate, "output"_a, "columns"_a, "rows"_a, "scene"_a, "alignment"_a,
-               "colour"_a, "plain"_a, "azimuth"_a, "zenith"_a, "noise"_a, "seed"_a, "overwrite"_a,
-               "progress"_a);
+               "colour"_a, "plain"_a, "azimuth"_a, "zenith"_a, "noise"_a, "seed"_a, "place"_a,
+               "photos"_a, "photo_scale"_a, "overwrite"_a, "progress"_a);
 }
 
 }  // namespace brisko::python

@@ -11,7 +11,8 @@ namespace {
 
 namespace py = pybind11;
 
-constexpr std::size_t kPart = 1 << 13;  // points that are on their way at a time
+constexpr std::size_t kPart =
+    1 << 11;  // points that are on their way at a time, in the nearest caches
 
 void requireShape(const py::array& array, const std::string& name, py::ssize_t points,
                   bool isTriple) {

@@ -9,6 +9,13 @@ def scan_path(tmp_path_factory):
     return brisko.simulate(tmp_path_factory.mktemp("scan") / "yard.cl3", 300, 270)
 
 
+@pytest.fixture(scope="session")
+def station(tmp_path_factory):
+    """A scan with photos around it, none of whose colours it stores."""
+    path = tmp_path_factory.mktemp("station") / "yard.cl3"
+    return brisko.simulate(path, 280, 300, photos="W60", photo_scale=8, colour=False)
+
+
 @pytest.fixture
 def scan(scan_path):
     with brisko.open(scan_path) as opened:

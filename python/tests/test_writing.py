@@ -2,7 +2,9 @@
 
 import os
 import signal
-import threading
+import subprocess
+import sys
+import time
 
 import numpy as np
 import pytest
@@ -42,11 +44,6 @@ def test_an_output_from_arrays_alone(tmp_path):
         np.testing.assert_array_equal(scan.matrix, matrix)
 
 
-def interrupt():
-    """Ctrl-C, a little later."""
-    threading.Timer(0.05, os.kill, (os.getpid(), signal.SIGINT)).start()
-
-
 def writing(scan, folder, **arrays):
     with brisko.create(folder / "a.cl3", like=scan) as out:
         out.write(scan.read())
@@ -63,37 +60,6 @@ def failing(scan, folder):
     with brisko.create(folder / "a.e57", like=scan) as out:
         out.write(scan.read())
         1 / 0
-
-
-def converting_for_ever(scan, folder):
-    output = folder / "a.e57"
-    interrupt()
-    try:
-        while True:
-            brisko.convert(scan.path, output, overwrite=True)
-    finally:
-        if output.exists():  # of a conversion that was done before
-            assert brisko.check(output).ok
-            output.unlink()
-
-
-def simulating(scan, folder):
-    interrupt()
-    brisko.simulate(folder / "a.cl3", 1_000_000, 1_000)
-
-
-def writing_for_ever(scan, folder):
-    interrupt()
-    batch = scan.read()
-    with brisko.create(folder / "a.xyz", columns=300, rows=270) as out:
-        while True:
-            out.write(batch)
-
-
-def reading_for_ever(scan, folder):
-    interrupt()
-    while True:
-        scan.read(), scan[:, :]
 
 
 @pytest.mark.parametrize("job, error", [
@@ -116,15 +82,46 @@ def reading_for_ever(scan, folder):
     (lambda s, f: brisko.create(f / "a.jpg", like=s), ValueError),
     (lambda s, f: brisko.create(f / "a.cl3", like=s, header={"modell": ""}), ValueError),
     (lambda s, f: brisko.create(f / "a.cl3", matrix=np.eye(3), like=s), ValueError),
-    (converting_for_ever, KeyboardInterrupt),
-    (simulating, KeyboardInterrupt),
-    (writing_for_ever, KeyboardInterrupt),
-    (reading_for_ever, KeyboardInterrupt),
 ])
 def test_what_fails_leaves_nothing(scan, tmp_path, job, error):
     with pytest.raises(error):
         job(scan, tmp_path)
     assert os.listdir(tmp_path) == []
+
+
+@pytest.mark.parametrize("call", [
+    "brisko.convert(path, output, overwrite=True)",
+    "brisko.convert(path, output, colours='photos', overwrite=True)",
+    "brisko.create(output, like=scan, overwrite=True).write(scan.read())",
+    "brisko.simulate(folder + '/a.cl3', 1_000_000, 1_000)",
+    "brisko.check(path)",
+    "brisko.info(path, count=True)",
+    "brisko.panorama(path)",
+    "brisko.open(path, colours='photos').close()",
+    "scan.read()",
+    "for b in scan.batches(10): pass",
+    "scan[:, :]",
+    "scan.grid('range')",
+])
+def test_ctrl_c_ends_every_long_call_and_leaves_nothing_half_written(station, tmp_path, call):
+    script = f"""import brisko
+path, folder, output = {station!r}, {str(tmp_path)!r}, {str(tmp_path / "a.e57")!r}
+with brisko.open(path) as scan:
+    print("ready", flush=True)
+    while True:
+        {call}"""
+    with subprocess.Popen([sys.executable, "-B", "-c", script], stdout=subprocess.PIPE,
+                          stderr=subprocess.DEVNULL) as job:
+        job.stdout.readline()
+        time.sleep(0.1)
+        job.send_signal(signal.SIGINT)
+        try:
+            assert job.wait(timeout=30) == -signal.SIGINT
+        finally:
+            job.kill()
+    # Of a conversion that was done before there is all.
+    assert os.listdir(tmp_path) in ([], ["a.e57"])
+    assert all(brisko.check(output).ok for output in tmp_path.iterdir())
 
 
 @pytest.mark.parametrize("job, error", [

@@ -164,15 +164,16 @@ private:
     const PhotoFiles& m_files;
 };
 
-/// Calls take(examination) for each photo. Returns the file because of which no photo can be examined,
+/// Calls beforeEach() and, afterwards, take(examination) for each photo. Returns the file because of which no photo can be examined,
 /// if there is one.
-template <class Take>
+template <class BeforeEach, class Take>
 std::string examineAll(const std::string& scanPath, Depth depth, StationKind& kind,
-                       const Take& take) {
+                       const BeforeEach& beforeEach, const Take& take) {
     try {
         const StationFiles station = findStationFiles(folderOf(scanPath));
         kind = station.kind;
         for (const PhotoFiles& files : station.photos) {
+            beforeEach();
             Examination examination(station, files);
             examination.run(depth);
             take(examination);
@@ -183,12 +184,13 @@ std::string examineAll(const std::string& scanPath, Depth depth, StationKind& ki
     return {};
 }
 
-ScanPhotos scanPhotos(const std::string& scanPath, Depth depth) {
+ScanPhotos scanPhotos(const std::string& scanPath, Depth depth,
+                      const std::function<void()>& beforeEach) {
     ScanPhotos found;
     StationKind kind = StationKind::Turned;
-    found.culprit = examineAll(scanPath, depth, kind, [&](const Examination& examination) {
-        found.photos.push_back(examination.photo);
-    });
+    found.culprit = examineAll(
+        scanPath, depth, kind, beforeEach,
+        [&](const Examination& examination) { found.photos.push_back(examination.photo); });
     found.stationKind = static_cast<int>(kind);
     for (const ScanPhoto& photo : found.photos) {
         const bool isBroken =
@@ -201,17 +203,22 @@ ScanPhotos scanPhotos(const std::string& scanPath, Depth depth) {
 }  // namespace
 
 ScanPhotos findScanPhotos(const std::string& scanPath) {
-    return scanPhotos(scanPath, Depth::Headers);
+    return scanPhotos(scanPath, Depth::Headers, [] {});
 }
 
 ScanPhotos decodeScanPhotos(const std::string& scanPath) {
-    return scanPhotos(scanPath, Depth::Pixels);
+    return decodeScanPhotos(scanPath, [] {});
+}
+
+ScanPhotos decodeScanPhotos(const std::string& scanPath, const std::function<void()>& beforeEach) {
+    return scanPhotos(scanPath, Depth::Pixels, beforeEach);
 }
 
 std::vector<PhotoFault> findPhotoFaults(const std::string& scanPath) {
     std::vector<PhotoFault> faults;
     StationKind kind = StationKind::Turned;
-    examineAll(scanPath, Depth::Headers, kind, [&](const Examination& examination) {
+    const auto nothing = [] {};
+    examineAll(scanPath, Depth::Headers, kind, nothing, [&](const Examination& examination) {
         if (examination.fault) faults.push_back(*examination.fault);
     });
     return faults;

@@ -15,6 +15,13 @@ ScanPass ScanPlan::pass(std::uint32_t file, std::uint32_t block) const {
     return {number, flag};
 }
 
+const char* ScanPlan::partForPhotosAlone() const {
+    for (const char* part : {".jpg", ".JPG", "camera_cfg", "CAMERA_CFG"}) {
+        if (name.find(part) != std::string::npos) return part;
+    }
+    return nullptr;
+}
+
 std::string ScanPlan::scanFolder() const {
     return photos ? (std::filesystem::path(folder) / name).string() : folder;
 }

@@ -6,6 +6,7 @@
 
 #include <brisko_codec/file_header.h>
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -35,9 +36,14 @@ struct ScanPlan {
     bool overwrite = false;
     std::optional<PhotoKind> photos;
     std::uint32_t photoDivisor = 1;  // of the camera's columns and rows
+    /// Where the scanner stands: x and y of the scene, metres. Its usual place, if it is not given.
+    std::optional<std::array<double, 2>> place;
     ScanGrid grid;
     ScannerSettings settings;
 
+    /// A part of the name that would let the scan be taken for one of its own photos, or for what describes how
+    /// they were taken; null where there is none.
+    const char* partForPhotosAlone() const;
     std::uint32_t files() const { return series == 0 ? 1 : series; }
     /// The pass that is stored in a block of a file.
     ScanPass pass(std::uint32_t file, std::uint32_t block) const;

@@ -152,11 +152,20 @@ private:
     std::optional<PhotoOutput> m_output;
 };
 
+Station stationOf(const ScanPlan& plan) {
+    Station station = makeStation(plan.scene);
+    if (plan.place) {
+        station.pose.origin.x = (*plan.place)[0];
+        station.pose.origin.y = (*plan.place)[1];
+    }
+    return station;
+}
+
 }  // namespace
 
 Simulation simulate(const ScanPlan& plan, const scan::ProgressFunction& function) {
     const auto begin = std::chrono::steady_clock::now();
-    const Station station = makeStation(plan.scene);
+    const Station station = stationOf(plan);
     const Scanner scanner(station, plan.grid, plan.settings);
     const std::uint64_t cellsOfFile = plan.grid.cells() * plan.blocks;
 

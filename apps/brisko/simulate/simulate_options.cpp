@@ -61,16 +61,15 @@ void requireSizes(const SimulateOptions& options) {
         requireWithin("--flags", flag, 0, 255);
 }
 
-void requireFitsPhotos(const CLI::App& command, const std::string& name) {
-    if (command.count("--photos") == 0) {
-        if (command.count("--photo-scale") == 0) return;
+void requirePhotosForTheirScale(const CLI::App& command) {
+    if (command.count("--photos") == 0 && command.count("--photo-scale") > 0) {
         refuse("--photo-scale needs --photos");
     }
-    // The scan would be taken for one of its own photos, or for what describes how they were taken.
-    for (const char* part : {".jpg", ".JPG", "camera_cfg", "CAMERA_CFG"}) {
-        if (name.find(part) == std::string::npos) continue;
-        refuse("--name must not contain \"" + std::string(part) + "\" with --photos");
-    }
+}
+
+void requireFitsPhotos(const simulator::ScanPlan& plan) {
+    const char* const part = plan.photos ? plan.partForPhotosAlone() : nullptr;
+    if (part) refuse("--name must not contain \"" + std::string(part) + "\" with --photos");
 }
 
 void requireFitsFormat(const CLI::App& command, simulator::ScanFormat format) {
@@ -162,7 +161,7 @@ simulator::ScanPlan SimulateOptions::plan(const CLI::App& command) const {
     requireName(name);
     requireSizes(*this);
     requireFitsFormat(command, formatOf(format));
-    requireFitsPhotos(command, name);
+    requirePhotosForTheirScale(command);
     if (model.size() > 12) refuse("--model must have at most 12 characters: \"" + model + "\"");
     const bool blocksGiven = command.count("--blocks") > 0;
     if (blocksGiven && !flags.empty() && flags.size() != static_cast<std::size_t>(blocks)) {
@@ -189,6 +188,7 @@ simulator::ScanPlan SimulateOptions::plan(const CLI::App& command) const {
     plan.overwrite = overwrite;
     if (command.count("--photos") > 0) plan.photos = photos;
     plan.photoDivisor = photoDivisor;
+    requireFitsPhotos(plan);
     plan.grid = {static_cast<std::uint32_t>(columns),
                  static_cast<std::uint32_t>(rows),
                  azimuths.start,

@@ -8,8 +8,8 @@ namespace brisko::scan {
 namespace {
 
 /// To their last pixel, and their calibration.
-void checkPhotos(ScanCheck& check) {
-    check.photos = decodeStationPhotos(check.path);
+void checkPhotos(ScanCheck& check, const ProgressFunction& progress) {
+    check.photos = decodeStationPhotos(check.path, progress);
     for (const PhotoTrouble& trouble : troublesOf(check.photos))
         check.findings.add({trouble.kind, trouble.file, {}, {}, trouble.text});
     for (const std::string& ignored : ignoredTexts(check.photos))
@@ -33,7 +33,7 @@ ScanCheck checkScan(const std::string& path, std::size_t most, const ProgressFun
     ScanCheck check = checkFiles(path, most, progress);
     if (!check.format->isNative) return check;
     requireGoingOn(progress);
-    checkPhotos(check);
+    checkPhotos(check, progress);
     return check;
 }
 

@@ -118,7 +118,7 @@ ConvertResult colourScan(const ConvertOptions& options, StationPhotos& photos) {
     fromPhotos.columns = options.columns;
     std::unique_ptr<ScanInput> input = openScan(options.input, fromPhotos);
     // The input holds most of the photos now, so this decodes little.
-    photos = decodeStationPhotos(options.input);
+    photos = decodeStationPhotos(options.input, options.progress);
     return convertInput(options, std::move(input), "colour");
 }
 

@@ -127,7 +127,11 @@ StationPhotos findStationPhotos(const std::string& scan) {
 }
 
 StationPhotos decodeStationPhotos(const std::string& scan) {
-    return {decodeScanPhotos(scan), findPhotoFaults(scan)};
+    return decodeStationPhotos(scan, {});
+}
+
+StationPhotos decodeStationPhotos(const std::string& scan, const ProgressFunction& progress) {
+    return {decodeScanPhotos(scan, [&] { requireGoingOn(progress); }), findPhotoFaults(scan)};
 }
 
 std::string photosText(const ScanPhotos& photos) {

@@ -1,0 +1,60 @@
+# The Debian packages: `cpack --config build/release/CPackConfig.cmake` builds them all.
+# Dependencies on packages of Debian are those that dpkg-shlibdeps finds.
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_VENDOR "${PROJECT_NAME}")
+set(CPACK_PACKAGE_DIRECTORY "${PROJECT_BINARY_DIR}/packages")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_PACKAGE_MAINTAINER "${PROJECT_NAME}" CACHE STRING "Maintainer that Debian packages name")
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${PROJECT_BINARY_DIR}/src")
+set(CPACK_COMPONENTS_GROUPING ONE_PER_GROUP)
+set(CPACK_COMPONENTS_ALL)
+
+# brisko_package(GROUP NAME SECTION DESCRIPTION DEPENDS COMPONENT...): one package of some components.
+function(brisko_package group name section description depends)
+    set(components ${CPACK_COMPONENTS_ALL} ${ARGN})
+    set(CPACK_COMPONENTS_ALL "${components}" PARENT_SCOPE)
+    foreach(component ${ARGN})
+        string(TOUPPER "${component}" upper)
+        set(CPACK_COMPONENT_${upper}_GROUP ${group} PARENT_SCOPE)
+    endforeach()
+    string(TOUPPER "${group}" upper)
+    set(CPACK_COMPONENT_GROUP_${upper}_DESCRIPTION "${description}" PARENT_SCOPE)
+    set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${name} PARENT_SCOPE)
+    set(CPACK_DEBIAN_${upper}_PACKAGE_SECTION ${section} PARENT_SCOPE)
+    set(CPACK_DEBIAN_${upper}_DESCRIPTION "${description}" PARENT_SCOPE)
+    set(CPACK_DEBIAN_${upper}_PACKAGE_DEPENDS "${depends}" PARENT_SCOPE)
+endfunction()
+
+set(own_library "libbrisko1 (= ${PROJECT_VERSION})")
+set(libraries brisko_codec)
+set(headers brisko_codec_dev)
+if(TARGET brisko_scan)
+    list(APPEND libraries brisko_scan)
+    list(APPEND headers brisko_scan_dev)
+endif()
+brisko_package(libraries libbrisko1 libs
+    "Libraries for the point-cloud files of terrestrial laser scanners" "" ${libraries})
+set(CPACK_DEBIAN_LIBRARIES_PACKAGE_SUGGESTS libbrisko-photo-repair)
+brisko_package(headers libbrisko-dev libdevel
+    "Headers for the point-cloud files of terrestrial laser scanners" "${own_library}" ${headers})
+if(TARGET brisko_codec_fallback)
+    brisko_package(fallback libbrisko-photo-repair libs
+        "Lets libbrisko1 read damaged photos" "${own_library}" brisko_codec_fallback)
+endif()
+if(BRISKO_BUILD_TOOL)
+    brisko_package(tool brisko science "Reads, checks, converts and colours laser scans"
+        "${own_library}" brisko)
+endif()
+if(TARGET brisko_python)
+    get_target_property(python_minor brisko_python PYTHON_MINOR)
+    math(EXPR next_minor "${python_minor} + 1")
+    brisko_package(python python3-brisko python "Laser scans as NumPy arrays"
+        "${own_library}, python3 (>= 3.${python_minor}), python3 (<< 3.${next_minor}), python3-numpy"
+        brisko_python)
+    set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-dask, python3-xarray, python3-tqdm")
+endif()
+include(CPack)
