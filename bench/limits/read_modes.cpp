@@ -25,7 +25,7 @@ double cellsOf(const std::string& file) {
                               : cells();
 }
 
-/// Every point of a reader with a grid, behind its virtual call.
+/// Every point of a reader with a grid, through its virtual call.
 double sumOf(GridReader& reader) {
     PointSum sum;
     double x, y, z;

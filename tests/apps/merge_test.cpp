@@ -91,7 +91,7 @@ TEST(Merge, MakesOneAlignedCloud) {
     EXPECT_EQ(mergeScans(many).points, 7 * expected.size());
     EXPECT_EQ(readAligned(stations / "many.las").back().x,
               readAligned(stations / "a.las").back().x);
-    // What tells the stations apart; records of LAS 1.2, format 2, with two cell numbers.
+    // What distinguishes the stations; records of LAS 1.2, format 2, with two cell numbers.
     const Bytes las = readFile(stations / "a.las");
     const std::size_t first = wordAt(las, 96), size = 30, last = expected.size() - 1;
     EXPECT_EQ(las[first + 18], 1);

@@ -10,7 +10,7 @@ namespace brisko::scan {
 namespace {
 
 constexpr std::uint32_t kStrip = 32;          // columns that a worker takes at a time
-constexpr std::size_t kManyPoints = 1 << 20;  // from here on a part of them tells the angles
+constexpr std::size_t kManyPoints = 1 << 20;  // from here on a part of them shows the angles
 constexpr std::size_t kPartOfPoints = 13;
 
 GatheredValue gatheredFor(PictureMode mode) {

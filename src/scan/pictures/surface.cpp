@@ -131,7 +131,7 @@ Surface::Normal Surface::smoothed(std::int64_t column, std::uint32_t row,
     return {sum.x / length, sum.y / length, sum.z / length};
 }
 
-/// How far a point lies behind its neighbours, as a share of its range: positive in grooves and behind
+/// How far a point lies behind its neighbours, as a share of its range: positive in grooves and beyond
 /// edges, negative on ridges, 0 within what the noise makes. On a plane the inverse of the range changes
 /// evenly, so that slopes count for nothing.
 float Surface::grooveAt(std::int64_t column, std::uint32_t row, const Point& point) const {
