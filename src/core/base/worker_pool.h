@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/processors.h"
+
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
@@ -56,11 +58,6 @@ private:
     std::exception_ptr m_failure;
     std::vector<std::thread> m_threads;
 };
-
-/// As many threads as there are processors, the calling one included.
-inline std::size_t processorCount() {
-    return std::max(1U, std::thread::hardware_concurrency());
-}
 
 /// Calls job(0) to job(count - 1) on that many threads at most, the calling one included, and returns
 /// when all are done. Throws the first exception of a job, after the others that ran have ended.
