@@ -34,28 +34,46 @@ bool ActualCLRCodec::openLaterFiles() {
 
 void ActualCLRCodec::Close() {
     stopPass();
+    m_pieces.reset();
     m_laterFiles.clear();
     ActualBriskoCodec::Close();
 }
 
-bool ActualCLRCodec::Rewind() {
-    stopPass();
-    if (!ActualBriskoCodec::Rewind()) return false;
-    CLRFileHeader header;
-    readHeader(stream(), header);
-    std::vector<CLRSource> sources{{stream(), header, FirstProblem::kScan}};
+/// The files of the scan with their headers, each standing after it. Empty where one cannot be read.
+std::vector<CLRSource> ActualCLRCodec::findSources() {
+    if (!ActualBriskoCodec::Rewind()) return {};
+    std::vector<CLRSource> sources{{stream(), {}, FirstProblem::kScan}};
+    readHeader(stream(), sources.front().header);
     for (const FilePtr& file : m_laterFiles) {
         CLRSource source{file.get(), {}, static_cast<FirstProblem::File>(sources.size())};
-        if (!rewindStream(file.get())) return false;
+        if (!rewindStream(file.get())) return {};
         readHeader(file.get(), source.header);
         sources.push_back(std::move(source));
     }
+    return sources;
+}
+
+bool ActualCLRCodec::findLines(std::uint32_t n, const std::function<void()>& between) {
+    stopPass();
+    const std::vector<CLRSource> sources = findSources();
+    if (sources.empty()) return false;
+    if (!isPlain(sources.front(), m_problem)) {
+        m_pieces = std::make_shared<const PieceTable>(findPieces(sources, n, m_problem, between));
+    }
+    return !readProblem();
+}
+
+bool ActualCLRCodec::Rewind() {
+    stopPass();
+    const std::vector<CLRSource> sources = findSources();
+    if (sources.empty()) return false;
+    const CLRFileHeader& header = sources.front().header;
     const auto columns = static_cast<std::uint32_t>(gridOf(header).columns);
     ColumnRange lines = m_range.value_or(ColumnRange{});
     lines.end = std::min(lines.end, columns);
     lines.first = std::min(lines.first, lines.end);
     m_column = lines.first;
-    m_cells = openCLRCells(sources, lines, m_problem);
+    m_cells = openCLRCells(sources, lines, m_problem, m_pieces.get());
     if (!m_cells) return false;
     m_columns = static_cast<std::int32_t>(header.GetAzimuthResolution());
     m_rows = static_cast<std::int32_t>(header.GetZenithResolution());

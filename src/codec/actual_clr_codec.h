@@ -7,7 +7,9 @@
 #include "codec/clr_cells.h"
 #include "codec/ij_entry_stream.h"
 
+#include <functional>
 #include <memory>
+#include <vector>
 
 namespace brisko {
 
@@ -19,6 +21,13 @@ public:
 
     /// Reads more files after the one that Open is given, as one scan.
     void addLaterFiles(const std::vector<std::string>& paths) { m_later = paths; }
+
+    /// Lets passes that are limited to a range of columns start at every n-th one without a way through all
+    /// before. False where the scan is not sound as far as that shows.
+    ///   between  called often, and may throw
+    bool findLines(std::uint32_t n, const std::function<void()>& between);
+    /// The same with what another reader of the same scan has found.
+    void takeLines(const ActualCLRCodec& other) { m_pieces = other.m_pieces; }
 
     bool Open(const char* path) override;
     void Close() override;
@@ -42,12 +51,14 @@ private:
     };
 
     bool openLaterFiles();
+    std::vector<CLRSource> findSources();
     void stopPass();
     bool takeFromStretch(Point& point);
     bool nextStretch();
     Cell cellOf(const RawRecord* record) const;
 
     std::vector<FilePtr> m_laterFiles;
+    std::shared_ptr<const PieceTable> m_pieces;  // of compressed lines; null where not looked for
     std::unique_ptr<CLRCells> m_cells;
     bool m_turnsOddLines = true;     // whether odd columns are stored from their last row up
     std::uint32_t m_lineLength = 0;  // records in a line

@@ -39,11 +39,16 @@ bool fitsTo(const CLRSource& first, const CLRSource& other, bool plain, ReadErro
 
 }  // namespace
 
+bool isPlain(const CLRSource& first, FirstProblem& problem) {
+    return gridOf(first.header).cells() == 0 ||
+           hasPlainRecords(first.header, fileLength(first.file, problem.readErrors()));
+}
+
 std::unique_ptr<CLRCells> openCLRCells(const std::vector<CLRSource>& sources,
-                                       const ColumnRange& lines, FirstProblem& problem) {
+                                       const ColumnRange& lines, FirstProblem& problem,
+                                       const PieceTable* pieces) {
     const CLRSource& first = sources.front();
-    const bool plain = gridOf(first.header).cells() == 0 ||
-                       hasPlainRecords(first.header, fileLength(first.file, problem.readErrors()));
+    const bool plain = isPlain(first, problem);
     for (const CLRSource& source : sources) {
         if (isKnown(CLRPointFormat{source.header.GetPointFormat()}) &&
             fitsTo(first, source, plain, problem.readErrors())) {
@@ -53,7 +58,7 @@ std::unique_ptr<CLRCells> openCLRCells(const std::vector<CLRSource>& sources,
         return nullptr;
     }
     return plain ? openPlainCells(sources, lines, problem)
-                 : openCompressedCells(sources, lines, problem);
+                 : openCompressedCells(sources, lines, problem, pieces);
 }
 
 }  // namespace brisko

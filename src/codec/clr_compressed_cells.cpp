@@ -14,13 +14,43 @@ namespace brisko {
 
 namespace {
 
+constexpr std::size_t kLargestWindow = std::size_t{64} << 10;
+
+void noteBadPiece(const Piece& piece, FirstProblem::File name, FirstProblem& problem) {
+    using Kind = ReadProblemKind;
+    const bool isUnreadable = piece.state == PieceState::Unreadable;
+    if (isUnreadable) problem.readErrors()->note();
+    const Kind kind = isUnreadable                          ? Kind::Unreadable
+                      : piece.state == PieceState::CutShort ? Kind::CutShort
+                                                            : Kind::BadPiece;
+    problem.note(kind, name, piece.offset);
+}
+
+/// Follows the lengths of the pieces of some lines of so many points. False when they do not end well, so that
+/// what follows cannot be found.
+bool skimLines(std::uint64_t lines, std::uint64_t points, InputWindow& file,
+               FirstProblem::File name, FirstProblem& problem) {
+    const std::uint64_t piecesInLine = divideRoundingUp(points, kPiecePoints);
+    for (std::uint64_t line = 0; line < lines; ++line) {
+        for (std::uint64_t number = 0; number < piecesInLine; ++number) {
+            const Piece piece = findPiece(file);
+            if (!piece.isWhole()) {
+                noteBadPiece(piece, name, problem);
+                return false;
+            }
+            file.skip(piece.bytes.size());
+        }
+    }
+    return true;
+}
+
 /// Cells stored as compressed lines, walked piece by piece. Where a block of them begins is only
 /// known once the lengths of all pieces before it were read, so with several blocks the file is
 /// skimmed once at the start.
 class CLRCompressedCells final : public CLRCells {
 public:
     CLRCompressedCells(const std::vector<CLRSource>& sources, const ColumnRange& lines,
-                       FirstProblem& problem);
+                       FirstProblem& problem, const PieceTable* pieces);
 
     std::size_t nextRun() override;
     const RawRecord* cells() const override { return m_cells; }
@@ -31,7 +61,6 @@ private:
     static constexpr std::uint64_t kMostBlocks = 1'000'000;
     /// Shared out among the blocks as windows of the file.
     static constexpr std::size_t kWindowMemory = std::size_t{32} << 20;
-    static constexpr std::size_t kLargestWindow = std::size_t{64} << 10;
     /// Below this a window holds too few pieces to be worth having: all blocks then share one.
     static constexpr std::size_t kSmallestWindow = std::size_t{16} << 10;
 
@@ -45,10 +74,9 @@ private:
     };
 
     void findBlocks(const CLRSource& source);
-    bool skimLines(std::uint64_t lines, InputWindow& file, FirstProblem::File name);
+    void takeBlocks(const std::vector<CLRSource>& sources, const PieceTable& pieces);
     void makeWindows();
     InputWindow& windowOf(std::size_t index);
-    void noteProblem(const Piece& piece, FirstProblem::File name);
     bool decodeNextPiece(std::size_t index, std::size_t points, RawRecord* out);
     void mergeRun(std::size_t points);
     void checkEnd();
@@ -68,15 +96,31 @@ private:
 };
 
 CLRCompressedCells::CLRCompressedCells(const std::vector<CLRSource>& sources,
-                                       const ColumnRange& lines, FirstProblem& problem)
+                                       const ColumnRange& lines, FirstProblem& problem,
+                                       const PieceTable* pieces)
     : m_problem(problem),
       m_grid(gridOf(sources.front().header)),
       m_lines(lines),
       m_merge(rangeTableFor(sources.front().header.GetModelName())),
       m_linesDone(lines.first) {
-    for (const CLRSource& source : sources)
-        findBlocks(source);
+    if (pieces && lines.first % pieces->lines == 0) {
+        takeBlocks(sources, *pieces);
+    } else {
+        for (const CLRSource& source : sources)
+            findBlocks(source);
+    }
     makeWindows();
+}
+
+void CLRCompressedCells::takeBlocks(const std::vector<CLRSource>& sources,
+                                    const PieceTable& pieces) {
+    for (const PieceTable::Block& block : pieces.blocks) {
+        const std::size_t start = m_lines.first / pieces.lines;
+        const bool isThere = start < block.starts.size();
+        m_blocks.push_back({sources[block.source].file, sources[block.source].name,
+                            block.isLastOfFile, block.flag, !isThere,
+                            isThere ? block.starts[start] : 0});
+    }
 }
 
 void CLRCompressedCells::findBlocks(const CLRSource& source) {
@@ -100,30 +144,13 @@ void CLRCompressedCells::findBlocks(const CLRSource& source) {
         block.isLastOfFile = count == 0;
         block.flag = flag.front();
         file.skip(clr_block::kHeaderSize);
-        block.ended = !skimLines(m_lines.first, file, source.name);
+        block.ended = !skimLines(m_lines.first, m_grid.rows, file, source.name, m_problem);
         block.next = file.position();
         if (block.ended || count == 0) break;  // nobody asks where the last block ends
-        if (!skimLines(m_grid.columns - m_lines.first, file, source.name)) break;
+        const std::uint64_t rest = m_grid.columns - m_lines.first;
+        if (!skimLines(rest, m_grid.rows, file, source.name, m_problem)) break;
     }
     if (file.failed()) m_problem.readErrors()->note();
-}
-
-/// Follows the lengths of the pieces of some lines. False when they do not end well, so that what follows
-/// cannot be found.
-bool CLRCompressedCells::skimLines(std::uint64_t lines, InputWindow& file,
-                                   FirstProblem::File name) {
-    const std::uint64_t piecesInLine = divideRoundingUp(m_grid.rows, kPiecePoints);
-    for (std::uint64_t line = 0; line < lines; ++line) {
-        for (std::uint64_t number = 0; number < piecesInLine; ++number) {
-            const Piece piece = findPiece(file);
-            if (!piece.isWhole()) {
-                noteProblem(piece, name);
-                return false;
-            }
-            file.skip(piece.bytes.size());
-        }
-    }
-    return true;
 }
 
 void CLRCompressedCells::makeWindows() {
@@ -149,16 +176,6 @@ InputWindow& CLRCompressedCells::windowOf(std::size_t index) {
     return *m_shared;
 }
 
-void CLRCompressedCells::noteProblem(const Piece& piece, FirstProblem::File name) {
-    using Kind = ReadProblemKind;
-    const bool isUnreadable = piece.state == PieceState::Unreadable;
-    if (isUnreadable) m_problem.readErrors()->note();
-    const Kind kind = isUnreadable                          ? Kind::Unreadable
-                      : piece.state == PieceState::CutShort ? Kind::CutShort
-                                                            : Kind::BadPiece;
-    m_problem.note(kind, name, piece.offset);
-}
-
 /// False when the file ends inside the piece, or its length is one that no piece has: the block ends
 /// there.
 bool CLRCompressedCells::decodeNextPiece(std::size_t index, std::size_t points, RawRecord* out) {
@@ -173,7 +190,7 @@ bool CLRCompressedCells::decodeNextPiece(std::size_t index, std::size_t points, 
         block.next = window.position();
     }
     if (piece.state != PieceState::Sound) [[unlikely]]
-        noteProblem(piece, block.name);
+        noteBadPiece(piece, block.name, m_problem);
     return !block.ended;
 }
 
@@ -226,8 +243,41 @@ void CLRCompressedCells::checkEnd() {
 }  // namespace
 
 std::unique_ptr<CLRCells> openCompressedCells(const std::vector<CLRSource>& sources,
-                                              const ColumnRange& lines, FirstProblem& problem) {
-    return std::make_unique<CLRCompressedCells>(sources, lines, problem);
+                                              const ColumnRange& lines, FirstProblem& problem,
+                                              const PieceTable* pieces) {
+    return std::make_unique<CLRCompressedCells>(sources, lines, problem, pieces);
+}
+
+PieceTable findPieces(const std::vector<CLRSource>& sources, std::uint32_t lines,
+                      FirstProblem& problem, const std::function<void()>& between) {
+    PieceTable table{lines, {}};
+    const CLRGrid grid = gridOf(sources.front().header);
+    for (std::size_t source = 0; source < sources.size(); ++source) {
+        const FirstProblem::File name = sources[source].name;
+        InputWindow file(sources[source].file, kLargestWindow);
+        file.jumpTo(clr_header::kSize);
+        for (std::uint64_t left = sources[source].header.GetBlockCount(); left > 0; --left) {
+            const auto flag = file.atLeast(clr_block::kHeaderSize);
+            if (flag.empty()) {
+                problem.note(
+                    file.failed() ? ReadProblemKind::Unreadable : ReadProblemKind::CutShort, name,
+                    file.position());
+                return table;
+            }
+            PieceTable::Block& block = table.blocks.emplace_back();
+            block.source = source;
+            block.isLastOfFile = left == 1;
+            block.flag = flag.front();
+            file.skip(clr_block::kHeaderSize);
+            for (std::uint64_t line = 0; line < grid.columns; line += lines) {
+                between();
+                block.starts.push_back(file.position());
+                const auto some = std::min<std::uint64_t>(lines, grid.columns - line);
+                if (!skimLines(some, grid.rows, file, name, problem)) return table;
+            }
+        }
+    }
+    return table;
 }
 
 }  // namespace brisko

@@ -47,13 +47,23 @@ public:
         m_progress->setCancellable(true);
     }
 
-    /// Cheap enough for every batch of points.
+    /// Cheap enough for every batch of points. Never goes back.
     void advanceTo(std::uint64_t done) {
         if (!m_progress) return;
+        m_done = std::max(m_done, std::min(done, m_total));
         callHost(*m_tracker, [&] {
-            m_progress->setStepIndex(std::min(done, m_total));
+            m_progress->setStepIndex(m_done);
             m_progress->checkCancel();
         });
+    }
+
+    /// The same for work that comes in large parts: monitors see each per cent.
+    void advanceThrough(std::uint64_t done) {
+        for (std::uint64_t next = m_done + m_total / 100 + 1; next < done && m_progress;
+             next = m_done + m_total / 100 + 1) {
+            advanceTo(next);
+        }
+        advanceTo(done);
     }
 
     /// Follows a request for cancellation, in work that has no steps.
@@ -64,6 +74,7 @@ public:
 private:
     vexo::ProgressTracker* m_tracker;
     std::uint64_t m_total;
+    std::uint64_t m_done = 0;
     std::unique_ptr<vexo::DefiniteProgress> m_progress;
 };
 

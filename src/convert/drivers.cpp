@@ -13,6 +13,7 @@
 #include "layouts/ij_index.h"
 #include "layouts/layout.h"
 #include "layouts/output_limit.h"
+#include "pcplib/processes/band_transfer.h"
 #include "pcplib/processes/indexed_output.h"
 #include "pcplib/processes/indexing.h"
 #include "pcplib/processes/merge_clr.h"
@@ -98,6 +99,7 @@ bool runStaged(const std::string& input, const std::string& output, vexo::Progre
 
 /// A CLR scan that is read from front to back.
 struct RawScan {
+    std::string path;
     CLRFileHeader header;
     ActualCLRCodec reader;
     Alignment alignment;
@@ -107,7 +109,8 @@ struct RawScan {
     bool metReadError() const { return !errors.none() || reader.readErrorCount() > 0; }
 
     /// False when it cannot be read, or its header speaks of a negative grid.
-    bool open(const std::string& path, const std::string& aligned) {
+    bool open(const std::string& name, const std::string& aligned) {
+        path = name;
         if (!header.Read(path.c_str()) || !reader.Open(path.c_str())) return false;
         reader.setFrame(Frame::Scanner);
         alignment = alignmentBeside(aligned, errors);
@@ -134,6 +137,18 @@ std::uint64_t mostPoints(const RawScan& scan, const std::string& path) {
     return std::min(scan.grid.cells(), compressed ? bytes * kPerByte : bytes / clr_record::kSize);
 }
 
+/// Takes the points of a scan from front to back.
+template <class Output>
+bool transferStreaming(RawScan& scan, Output& output, ConversionSteps& steps) {
+    PointBuffers points;
+    for (;;) {
+        const std::size_t count = scan.reader.readBatch(points.arrays(), PointBuffers::kCapacity);
+        if (count == 0) return true;
+        if (!output.write(points, count)) return false;
+        steps.advanceTo(scan.cellsBefore(points.column(count - 1), points.row(count - 1)));
+    }
+}
+
 class PlainOutput {
 public:
     bool open(const std::string& path, RawScan& scan) {
@@ -146,6 +161,9 @@ public:
         }
         return !m_writer.HasWriteError();
     }
+    bool take(RawScan& scan, ConversionSteps& steps) {
+        return transferStreaming(scan, *this, steps);
+    }
     bool close() { return m_writer.Close() && !m_writer.HasWriteError(); }
 
 private:
@@ -155,6 +173,7 @@ private:
 class GridOutput {
 public:
     bool open(const std::string& path, RawScan& scan) {
+        m_path = path;
         return m_output.Open(path, scan.header, scan.alignment);
     }
     bool write(const PointBuffers& points, std::size_t count) {
@@ -166,22 +185,36 @@ public:
         }
         return !m_output.HasWriteError();
     }
+    bool take(RawScan& scan, ConversionSteps& steps) {
+        const std::size_t threads = QelPcpLib::bandThreads(scan.grid.columns, scan.grid.rows);
+        if (threads > 1) {
+            if (takeBands(scan, threads, steps)) return !m_output.HasWriteError();
+            if (!open(m_path, scan) || !scan.reader.startPass()) return false;
+        }
+        return transferStreaming(scan, *this, steps);
+    }
     bool close() { return m_output.Close(); }
 
 private:
+    bool takeBands(RawScan& scan, std::size_t threads, ConversionSteps& steps) {
+        if (!scan.reader.findLines(kTileSize, [&] { steps.poll(); })) return false;
+        const auto openReader = [&scan]() -> std::unique_ptr<ActualBriskoCodec> {
+            auto reader = std::make_unique<ActualCLRCodec>();
+            if (!reader->Open(scan.path.c_str())) return nullptr;
+            reader->setFrame(Frame::Scanner);
+            reader->takeLines(scan.reader);
+            return reader;
+        };
+        return QelPcpLib::transferBands({openReader, nullptr, scan.grid.columns, scan.grid.rows},
+                                        threads, m_output.Bands(),
+                                        [&](std::uint64_t columns, std::uint64_t) {
+                                            steps.advanceThrough(columns * scan.grid.rows);
+                                        });
+    }
+
+    std::string m_path;
     QelPcpLib::IndexedOutput m_output;
 };
-
-template <class Output>
-bool transfer(RawScan& scan, Output& output, ConversionSteps& steps) {
-    PointBuffers points;
-    for (;;) {
-        const std::size_t count = scan.reader.readBatch(points.arrays(), PointBuffers::kCapacity);
-        if (count == 0) return true;
-        if (!output.write(points, count)) return false;
-        steps.advanceTo(scan.cellsBefore(points.column(count - 1), points.row(count - 1)));
-    }
-}
 
 template <class Output>
 bool convert(const std::string& input, const std::string& aligned, const std::string& output,
@@ -198,7 +231,7 @@ bool convert(const std::string& input, const std::string& aligned, const std::st
     Output out;
     if (!staged.isReady() || !out.open(staged.path(), scan)) return report.failToWrite(output);
     ConversionSteps steps(tracker, label, scan.grid.cells());
-    const bool transferred = transfer(scan, out, steps);
+    const bool transferred = out.take(scan, steps);
     report.noteDamage(scan.reader.readProblem());
     if (!out.close()) return report.failToWrite(output);
     if (scan.metReadError()) return report.failToRead(input);

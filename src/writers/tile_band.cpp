@@ -15,17 +15,18 @@ static_assert(offsetof(CL3Record, red) == cl3_record::kRed &&
 std::unique_ptr<Tile> Tile::create() {
     std::unique_ptr<Tile> tile(new (std::nothrow) Tile);
     if (!tile) return nullptr;
-    // Zero pages of the system, so that a record is never made of what the heap held before.
-    tile->m_cells.reset(static_cast<CL3Record*>(std::calloc(kTileCells, sizeof(CL3Record))));
+    // Fresh from the system, so that a record is never made of what the heap held before.
+    tile->m_cells = PageMemory(kTileCells * sizeof(CL3Record));
     return tile->m_cells ? std::move(tile) : nullptr;
 }
 
 std::uint32_t Tile::encode(std::uint8_t* records, std::uint32_t* entries) const {
     std::uint32_t points = 0;
+    const CL3Record* const cells = m_cells.as<CL3Record>();
     for (std::size_t cell = 0; cell < kTileCells; ++cell) {
         // Copied always, kept only where the cell is live: cheaper than a branch that scanners'
         // drop-outs make hard to guess.
-        std::memcpy(records, &m_cells[cell], cl3_record::kSize1);
+        std::memcpy(records, &cells[cell], cl3_record::kSize1);
         const std::uint32_t live = m_live[cell];
         records += live * cl3_record::kSize1;
         points += live;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/page_memory.h"
 #include "base/private_folder.h"
 #include "layouts/ij_index.h"
 #include "layouts/records.h"
@@ -7,17 +8,12 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdlib>
 #include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace brisko {
-
-struct FreeMemory {
-    void operator()(void* memory) const noexcept { std::free(memory); }
-};
 
 /// One tile of the grid in memory: 256 x 256 cells, rows fastest.
 class Tile {
@@ -30,7 +26,7 @@ public:
     void put(std::uint32_t columnOffset, std::uint32_t rowOffset, const CL3Record& record,
              bool counts) {
         const std::size_t cell = std::size_t{columnOffset} * kTileSize + rowOffset;
-        m_cells[cell] = record;
+        m_cells.as<CL3Record>()[cell] = record;
         m_live[cell] = counts;
     }
     void clear() { m_live.fill(0); }
@@ -50,8 +46,8 @@ private:
     Tile() = default;
 
     std::array<std::uint8_t, kTileCells> m_live{};  // 1 where the cell holds a point
-    // Memory as it came, so that a tile costs the pages it fills: only live cells are ever kept.
-    std::unique_ptr<CL3Record[], FreeMemory> m_cells;
+    // Memory as it came: only live cells are ever kept.
+    PageMemory m_cells;
 };
 
 /// The cells of 256 columns. Tiles take memory when their first point comes, and keep it for the

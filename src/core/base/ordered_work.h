@@ -134,15 +134,16 @@ public:
 
     ///   threads  that work on it, the one that takes the pieces included
     ///   fetch, work  as TurnsAhead takes them. What they throw comes out of next() in the piece's turn.
-    PiecesAhead(std::size_t threads, Fetch fetch, Use work)
+    ///   pieces       how many there are; 0: as many as keep all threads busy
+    PiecesAhead(std::size_t threads, Fetch fetch, Use work, std::size_t pieces = 0)
         : TurnsAhead(
-              threads, piecesFor(threads),
+              threads, piecesFor(threads, pieces),
               [this, fetch = std::move(fetch)](std::size_t i) { return fetch(m_pieces[i]); },
               [this, work = std::move(work)](std::size_t i) {
                   work(m_pieces[i]);
                   return true;
               }),
-          m_pieces(piecesFor(threads)) {}
+          m_pieces(piecesFor(threads, pieces)) {}
     ~PiecesAhead() { stop(); }
 
     /// The next piece, which is the caller's until the next call; null after the last one.
@@ -154,7 +155,9 @@ public:
     using TurnsAhead::rewind;
 
 private:
-    static std::size_t piecesFor(std::size_t threads) { return threads < 2 ? 1 : threads + 2; }
+    static std::size_t piecesFor(std::size_t threads, std::size_t pieces) {
+        return pieces > 0 ? pieces : threads < 2 ? 1 : threads + 2;
+    }
 
     std::vector<Piece> m_pieces;
 };

@@ -2,11 +2,12 @@
 
 #include <brisko_codec/alignment.h>
 #include <brisko_codec/file_header.h>
-#include <brisko_codec/writers.h>
 
 #include "layouts/ij_index.h"
+#include "writers/tile_grid_writer.h"
 
-#include <array>
+#include <cstdint>
+#include <optional>
 #include <string>
 
 namespace QelPcpLib {
@@ -30,15 +31,16 @@ private:
 /// unnoticed.
 class IndexedOutput {
 public:
-    /// False when the files cannot be created.
+    /// False when the files cannot be created. A second one begins anew.
     bool Open(const std::string& path, GridFileHeader& header, const brisko::Alignment& alignment) {
         m_endColumn = brisko::divideRoundingUp(header.GetAzimuthResolution(), brisko::kTileSize) *
                       brisko::kTileSize;
         m_endRow = brisko::divideRoundingUp(header.GetZenithResolution(), brisko::kTileSize) *
                    brisko::kTileSize;
-        auto matrix = std::to_array(alignment.matrix);
-        m_writer.SetMatrixTransform(matrix.data());
-        return m_writer.Open(path.c_str(), &header) && !m_writer.HasWriteError();
+        m_band = 0;
+        m_alignment = alignment;
+        m_writer.emplace();
+        return m_writer->open(path.c_str(), &header) && !m_writer->failed();
     }
 
     /// False when the cell is not one of the grid, or its band was written already.
@@ -47,17 +49,24 @@ public:
         const std::uint32_t band = column / brisko::kTileSize;
         if (column >= m_endColumn || row >= m_endRow || band < m_band) return false;
         m_band = band;
-        m_writer.WritePoint(position[0], position[1], position[2], intensity, colour[0], colour[1],
-                            colour[2], 255, column, row);
+        m_writer->write(
+            {position[0], position[1], position[2], intensity, colour[0], colour[1], colour[2]},
+            column, row);
         return true;
     }
+    /// For those who write whole bands.
+    brisko::TileGridWriter& Bands() { return *m_writer; }
 
-    bool HasWriteError() const { return m_writer.HasWriteError(); }
+    bool HasWriteError() const { return m_writer->failed(); }
     /// False when anything was not written.
-    bool Close() { return m_writer.Close() && !m_writer.HasWriteError(); }
+    bool Close() {
+        m_writer->close(m_alignment.matrix);
+        return !m_writer->failed();
+    }
 
 private:
-    CL3IJWriterGridCodec m_writer;
+    std::optional<brisko::TileGridWriter> m_writer;
+    brisko::Alignment m_alignment;
     std::uint64_t m_endColumn = 0;
     std::uint64_t m_endRow = 0;
     std::uint32_t m_band = 0;

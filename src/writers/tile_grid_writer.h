@@ -1,0 +1,125 @@
+#pragma once
+
+#include <brisko_codec/alignment.h>
+#include <brisko_codec/file_header.h>
+#include <brisko_codec/writers.h>
+
+#include "base/bytes.h"
+#include "base/output_file.h"
+#include "layouts/ij_index.h"
+#include "writers/tile_band.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace brisko {
+
+/// The box around points that come one after another. A NaN replaces both ends of its axis, and goes again
+/// when the next number comes: deliberate, as files on disk were made that way.
+class PointsBox {
+public:
+    void add(const double (&point)[3]) {
+        for (int axis = 0; axis < 3; ++axis) {
+            const double v = point[axis];
+            m_box.max[axis] = m_box.max[axis] >= v ? m_box.max[axis] : v;
+            m_box.min[axis] = v >= m_box.min[axis] ? m_box.min[axis] : v;
+        }
+    }
+    /// The points of another box, all finite, come after these.
+    void add(const PointsBox& later) {
+        for (int axis = 0; axis < 3; ++axis) {
+            const double max = later.m_box.max[axis], min = later.m_box.min[axis];
+            m_box.max[axis] = m_box.max[axis] >= max ? m_box.max[axis] : max;
+            m_box.min[axis] = min >= m_box.min[axis] ? m_box.min[axis] : min;
+        }
+    }
+    const AlignmentBox& box() const { return m_box; }
+
+private:
+    AlignmentBox m_box;
+};
+
+/// Writes scan.cl3 in tiles of 256 x 256 cells, scan.ij and scan.alg: points one after another, or whole bands of
+/// columns that others have filled.
+class TileGridWriter {
+public:
+    TileGridWriter() = default;
+    TileGridWriter(const TileGridWriter&) = delete;
+    TileGridWriter& operator=(const TileGridWriter&) = delete;
+
+    /// Names and headers as CL3IJWriterGridCodec::Open takes them. False when the grid has too many tiles.
+    bool open(const char* path, const GridFileHeader* header);
+    bool isOpen() const { return m_open; }
+    bool failed() const { return m_failed || m_scan.failed() || m_index.failed(); }
+    void write(const CL3Record& record, std::uint32_t column, std::uint32_t row);
+    /// The next band, in place of its points; not to be mixed with write(). Its cells are free afterwards.
+    ///   box  of its points, all finite
+    void append(TileBand& band, const PointsBox& box);
+    void close(const double (&matrix)[16]);
+    DroppedPoints dropped() const {
+        DroppedPoints all = m_dropped;
+        all.replaced += m_band.replaced();
+        return all;
+    }
+
+private:
+    void createFiles(const char* path);
+    void writeHeaders();
+    bool takesTiles() const;
+    void moveToBandOf(std::uint32_t column);
+    void finishBand(TileBand& band);
+    void writeTile(TileBand& band, std::uint32_t rowTile);
+    std::uint32_t appendBlock(std::uint32_t points);
+    void forgetEntriesAfter(std::uint32_t lastPoint);
+    void appendIndexTile(std::uint32_t rowTile, std::uint32_t points);
+    void correctBlockCounts();
+
+    bool m_open = false;
+    bool m_failed = false;
+    std::string m_alignmentPath;
+    OutputFile m_scan;
+    OutputFile m_index;
+    CL3FileHeader m_header;
+    std::uint32_t m_columns = 0;
+    std::uint32_t m_rows = 0;
+    std::uint32_t m_columnTiles = 0;
+    std::uint32_t m_rowTiles = 0;
+    std::uint32_t m_bandIndex = 0;  // band b covers columns 256 b to 256 b + 255
+    std::uint32_t m_bandTiles = 0;  // of that band; 0 after the grid's end
+    TileBand m_band;
+    PointsBox m_box;
+    std::unique_ptr<std::uint8_t[]> m_block;  // block header and records of a tile
+    std::vector<std::uint32_t> m_entries;     // tile header and entries of a tile
+    std::uint32_t m_blocksOnDisk = 0;
+    std::uint32_t m_indexTilesOnDisk = 0;
+    DroppedPoints m_dropped;
+};
+
+inline void TileGridWriter::write(const CL3Record& record, std::uint32_t column,
+                                  std::uint32_t row) {
+    if (!m_open) return;
+    m_box.add({record.x, record.y, record.z});
+    // As a signed number: columns from 2^31 on count as after the band.
+    auto offset = static_cast<std::int32_t>(column - kTileSize * m_bandIndex);
+    if (offset < 0 || offset >= static_cast<std::int32_t>(kTileSize)) [[unlikely]] {
+        const bool isBeyond = column / kTileSize >= m_columnTiles;
+        if (offset < 0) {
+            ++(isBeyond ? m_dropped.outsideGrid : m_dropped.bandPassed);
+            return;
+        }
+        moveToBandOf(column);
+        offset = static_cast<std::int32_t>(column - kTileSize * m_bandIndex);
+    }
+    if (row / kTileSize >= m_bandTiles) [[unlikely]] {
+        ++m_dropped.outsideGrid;
+        return;
+    }
+    const bool counts = isMeasured(record);
+    if (!counts) [[unlikely]]
+        ++m_dropped.wouldReadAsEmpty;
+    if (!m_band.put(static_cast<std::uint32_t>(offset), row, record, counts)) m_failed = true;
+}
+
+}  // namespace brisko
