@@ -22,6 +22,7 @@
 #include <brisko_codec/progress.h>
 #include <brisko_codec/scan_photos.h>
 #include <brisko_codec/skip_codec.h>
+#include <brisko_codec/threads.h>
 #include <brisko_codec/trace.h>
 #include <brisko_codec/utf8.h>
 #include <brisko_codec/version.h>

@@ -3,6 +3,8 @@
 
 #include "support/conversion_fixture.h"
 
+#include <brisko_codec/threads.h>
+
 #include <gtest/gtest.h>
 
 namespace brisko {
@@ -318,6 +320,105 @@ TEST(Conversion, SaysWhyItFailedAndWhichFileIsAtFault) {
     EXPECT_TRUE(ConvertClrToCl3Indexed(folder / "shut.clr")) << "true whatever happens";
     writeFile(folder / "scan.cl3", cutTo(readFile(folder / "scan.cl3"), 500));
     EXPECT_EQ(indexScanByAngles(folder / "scan.cl3", folder / "b.cl3", nullptr).problem, Damaged);
+}
+
+/// What came of a conversion on so many threads, files and all.
+struct Outcome {
+    ConversionProblem problem;
+    std::string text;
+    std::uint64_t damagedAt;
+    int updates;
+    std::map<std::string, Bytes> files;
+
+    bool operator==(const Outcome&) const = default;
+};
+
+Outcome convertOn(unsigned threads, const TempFolder& folder, const std::string& name) {
+    const JobThreadLimit limit(threads);
+    vexo::ProgressTracker tracker;
+    CountingMonitor monitor;
+    tracker.addMonitor(&monitor);
+    const ConversionResult result = indexScan(folder / name, &tracker);
+    Outcome outcome{result.problem, result.text, result.damage.offset, monitor.updates,
+                    contentsOf(folder)};
+    for (const char* made : {"scan_index.cl3", "scan_index.ij", "scan_index.alg"})
+        std::filesystem::remove(folder / made);
+    return outcome;
+}
+
+/// Large enough to be worth threads, with a last band that is not full.
+const RawSpec kWide{.model = "RVX2000", .columns = 700, .rows = 390};
+
+TEST(Conversions, AreTheSameOnAnyNumberOfThreads) {
+    const SilentOutput silent;
+    const struct {
+        std::uint32_t format, blocks;
+        const char* damage;
+    } cases[] = {{1, 1, ""},     {3, 2, ""},    {2, 1, ""},       {2, 3, ""},
+                 {1, 1, "cut"},  {2, 1, "cut"}, {2, 1, "length"}, {2, 1, "content"},
+                 {3, 1, "more"}, {2, 2, "more"}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::to_string(c.format) + " " + std::to_string(c.blocks) + c.damage);
+        const TempFolder folder;
+        RawSpec spec = kWide;
+        spec.format = c.format;
+        spec.blocks = c.blocks;
+        Bytes scan = rawScan(spec);
+        const std::string damage = c.damage;
+        if (damage == "cut") scan.resize(scan.size() * 2 / 3);
+        if (damage == "more") scan.resize(scan.size() + 6'000'000);
+        if (damage == "length")
+            scan[124] = 0x7f;  // of the first piece: there is no way to the second
+        if (damage == "content") std::fill_n(scan.begin() + 126, 300, std::uint8_t{0xff});
+        writeFile(folder / "scan.clr", scan);
+        writeAlignmentFile((folder / "scan.alg").c_str(), kMatrix, {});
+        const Outcome one = convertOn(1, folder, "scan.clr");
+        EXPECT_EQ(one.files.size(), 5U);
+        for (const unsigned threads : {2U, 7U}) {
+            const Outcome several = convertOn(threads, folder, "scan.clr");
+            EXPECT_EQ(several.problem, one.problem);
+            EXPECT_EQ(several.text, one.text);
+            EXPECT_EQ(several.damagedAt, one.damagedAt);
+            EXPECT_GE(several.updates, one.updates - 5) << "monitors see each per cent";
+            EXPECT_TRUE(several.files == one.files);
+        }
+    }
+    for (const std::uint32_t tileSize : {256U, 64U}) {
+        const TempFolder folder;
+        writeTiles(folder, 700, 390, tileSize);
+        const Bytes index = readFile(folder / "scan.ij");
+        for (const std::size_t damaged : {std::size_t{0}, index.size() / 2}) {
+            Bytes bytes = index;
+            if (damaged > 0) std::fill_n(bytes.begin() + static_cast<int>(damaged), 400, 0);
+            writeFile(folder / "scan.ij", bytes);
+            const Outcome one = convertOn(1, folder, "scan.cl3");
+            EXPECT_EQ(one.problem == ConversionProblem::None, damaged == 0);
+            EXPECT_TRUE(convertOn(3, folder, "scan.cl3") == one);
+        }
+    }
+}
+
+TEST(Conversions, StopOnAnyNumberOfThreads) {
+    const SilentOutput silent;
+    const TempFolder folder;
+    writeFile(folder / "scan.clr", rawScan(kWide));
+    const auto before = contentsOf(folder);
+    for (const unsigned threads : {1U, 2U, 7U}) {
+        for (const int update : {1, 30, 90}) {
+            const JobThreadLimit limit(threads);
+            vexo::ProgressTracker tracker;
+            CountingMonitor monitor;
+            (update == 30 ? monitor.throwAt : monitor.cancelAt) = update;
+            tracker.addMonitor(&monitor);
+            const auto convert = [&] { ClrToCl3IjIndexed(folder / "scan.clr", &tracker); };
+            if (update == 30) {
+                EXPECT_THROW(convert(), HostOutOfMemory);
+            } else {
+                EXPECT_THROW(convert(), vexo::CancelProgressRequest);
+            }
+            EXPECT_TRUE(contentsOf(folder) == before);
+        }
+    }
 }
 
 TEST(Conversions, ReportsItsStagesByTheirLabels) {

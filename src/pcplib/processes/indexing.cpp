@@ -1,16 +1,21 @@
 #include "pcplib/processes/indexing.h"
 
 #include <brisko_codec/cell_reader.h>
+#include <brisko_codec/point_records.h>
 
 #include "base/companion_path.h"
+#include "base/file.h"
 #include "codec/actual_cl3_codec.h"
 #include "codec/actual_clr_codec.h"
 #include "codec/batch_source.h"
 #include "codec/cl3_completeness.h"
+#include "layouts/layout.h"
+#include "pcplib/processes/band_transfer.h"
 #include "pcplib/processes/indexed_output.h"
 #include "pcplib/processes/process_progress.h"
 
 #include <limits>
+#include <memory>
 
 namespace QelPcpLib {
 
@@ -65,6 +70,50 @@ bool transferStreaming(ActualCL3Codec& scan, IndexedOutput& output, ProcessProgr
         done += count;
         steps.reach(done * kRecordBytes);
     }
+}
+
+/// Where the tiles of a scan lie; null where they do not fill their files exactly.
+std::shared_ptr<const brisko::CL3TileTable> findTiles(const std::string& input,
+                                                      const std::string& index,
+                                                      std::uint32_t tileSize) {
+    brisko::CL3CellReader reader;
+    auto table = std::make_shared<brisko::CL3TileTable>();
+    CL3FileHeader header;
+    if (!reader.open(input.c_str()) || !reader.findTiles(*table) || !header.Read(input.c_str())) {
+        return nullptr;
+    }
+    std::uint64_t points = 0;
+    for (const auto& tile : table->tiles())
+        points += tile.points;
+    const auto record = brisko::createCL3Point(header.GetPointFormat());
+    const std::uint64_t tiles = table->tiles().size();
+    const std::uint64_t scanBytes = brisko::cl3_header::kSize +
+                                    tiles * brisko::cl3_block::kHeaderSize +
+                                    points * record->GetSize();
+    const std::uint64_t indexBytes =
+        brisko::ij_header::kSize + tiles * brisko::ijTileBytes(tileSize);
+    const bool fills = scanBytes == brisko::fileLength(input.c_str()) &&
+                       indexBytes == brisko::fileLength(index.c_str());
+    return fills ? table : nullptr;
+}
+
+/// The same by bands, on several threads. False where the scan has to be gone through from front to back.
+bool transferByBand(const std::string& input, const std::string& index,
+                    const brisko::IJHeader& grid, IndexedOutput& output, ProcessProgress& steps) {
+    const std::size_t threads = bandThreads(grid.columns, grid.rows);
+    if (threads < 2) return false;
+    const auto tiles = findTiles(input, index, grid.tileSize);
+    if (!tiles) return false;
+    const auto openReader = [&input]() -> std::unique_ptr<brisko::ActualBriskoCodec> {
+        auto reader = std::make_unique<ActualCL3Codec>();
+        if (!reader->Open(input.c_str())) return nullptr;
+        reader->setFrame(brisko::Frame::Scanner);
+        return reader;
+    };
+    return transferBands({openReader, tiles, grid.columns, grid.rows}, threads, output.Bands(),
+                         [&steps](std::uint64_t, std::uint64_t points) {
+                             steps.reachThrough(points * kRecordBytes);
+                         });
 }
 
 /// Asks for one column after the other, for an index whose tiles do not follow bands.
@@ -158,8 +207,15 @@ std::uint16_t Indexing2(const std::string& input, const std::string& output,
         callback->MarkStarted();
     }
     ProcessProgress steps(callback, *records * kRecordBytes);
-    const bool transferred = followsBands(tileSize) ? transferStreaming(scan, out, steps)
-                                                    : transferByColumn(input, scan, out, steps);
+    bool transferred =
+        followsBands(tileSize) &&
+        transferByBand(input, index, {.columns = columns, .rows = rows, .tileSize = tileSize}, out,
+                       steps);
+    if (!transferred) {
+        if (!out.Open(output, header, scan.alignment())) return indexing_result::kBadOutput;
+        transferred = followsBands(tileSize) ? transferStreaming(scan, out, steps)
+                                             : transferByColumn(input, scan, out, steps);
+    }
     return closeOutput(out, transferred, steps, scan, 0, trouble);
 }
 

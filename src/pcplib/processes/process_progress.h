@@ -28,6 +28,12 @@ public:
         m_callback->SetPos(percent(done));
         m_callback->Poll();
     }
+    /// The same for work that comes in large parts.
+    void reachThrough(std::uint64_t done) {
+        while (m_callback && m_interval > 0 && m_next < done)
+            reach(m_next);
+        reach(done);
+    }
     void finish() {
         m_next = 0;
         reach(m_total);
