@@ -130,6 +130,10 @@ public:
     /// to 90 degrees; a null one a grid without cells, so that every point is dropped.
     bool Open(const char* path, GridFileHeader* header) override;
     bool Close() override;
+    /// After Open and before the first point: bands of 256 columns are from then on encoded and written by a
+    /// thread of their own while the next band is filled, which takes the memory of one band more. The
+    /// files are the same; an error may show one band later, and at Close at the latest.
+    void WriteInBackground();
     /// A later point replaces an earlier one of its cell; one of intensity 0 or less whose coordinates
     /// are all 0 empties the cell. Dropped: points of a band already written, and points beyond the
     /// last tile; a column beyond it ends all bands. Every point widens the box in scan.alg, a dropped

@@ -39,6 +39,15 @@ void CL3IJWriterGridCodec::WritePoint(double x, double y, double z, float intens
     if (m_state) m_state->write({x, y, z, intensity, red, green, blue}, column, row);
 }
 
+void CL3IJWriterGridCodec::WriteInBackground() {
+    if (!m_state || !m_state->isOpen()) return;
+    try {
+        m_state->writeBehind();
+    } catch (const std::bad_alloc&) {
+        // Then it goes as it always did.
+    }
+}
+
 bool CL3IJWriterGridCodec::HasWriteError() const {
     return m_state && m_state->failed();
 }

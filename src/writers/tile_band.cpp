@@ -119,7 +119,7 @@ std::uint64_t TileBand::replaced() const {
     std::uint64_t kept = m_written;
     for (const auto& tile : m_tiles)
         kept += tile ? tile->points() : 0;
-    return m_measured - kept;
+    return m_measured - kept - m_replacedTaken;
 }
 
 void TileBand::finish() {

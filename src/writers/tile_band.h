@@ -81,8 +81,13 @@ public:
     void finish();
 
     /// Points whose cell another one took later: what came less what stayed, so that no point needs to
-    /// look who was there before.
+    /// look who was there before. Those that were asked for with takeReplaced() do not count again.
     std::uint64_t replaced() const;
+    std::uint64_t takeReplaced() {
+        const std::uint64_t more = replaced();
+        m_replacedTaken += more;
+        return more;
+    }
 
 private:
     struct WaitingPoint {
@@ -105,6 +110,7 @@ private:
 
     std::uint64_t m_measured = 0;  // points put into tiles
     std::uint64_t m_written = 0;   // of them, at the end of their bands
+    std::uint64_t m_replacedTaken = 0;
     std::vector<std::unique_ptr<Tile>> m_tiles;
     std::size_t m_tilesMade = 0;
     std::map<std::uint32_t, WaitingTile> m_waiting;

@@ -4,15 +4,15 @@
 #include <brisko_codec/file_header.h>
 #include <brisko_codec/writers.h>
 
-#include "base/bytes.h"
-#include "base/output_file.h"
+#include "base/ordered_work.h"
 #include "layouts/ij_index.h"
 #include "writers/tile_band.h"
+#include "writers/tile_files.h"
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace brisko {
 
@@ -51,8 +51,10 @@ public:
 
     /// Names and headers as CL3IJWriterGridCodec::Open takes them. False when the grid has too many tiles.
     bool open(const char* path, const GridFileHeader* header);
+    /// Before the first point: while a band is filled, another thread encodes and writes the one before.
+    void writeBehind();
     bool isOpen() const { return m_open; }
-    bool failed() const { return m_failed || m_scan.failed() || m_index.failed(); }
+    bool failed() const { return m_failed; }
     void write(const CL3Record& record, std::uint32_t column, std::uint32_t row);
     /// The next band, in place of its points; not to be mixed with write(). Its cells are free afterwards.
     ///   box  of its points, all finite
@@ -60,41 +62,33 @@ public:
     void close(const double (&matrix)[16]);
     DroppedPoints dropped() const {
         DroppedPoints all = m_dropped;
-        all.replaced += m_band.replaced();
+        all.replaced += m_replaced + m_band->replaced();
         return all;
     }
 
 private:
-    void createFiles(const char* path);
-    void writeHeaders();
-    bool takesTiles() const;
+    /// Whether it makes sense to give bands to the files.
+    bool takesBands() const { return m_behind ? !m_failed : m_files.takesTiles(); }
     void moveToBandOf(std::uint32_t column);
-    void finishBand(TileBand& band);
-    void writeTile(TileBand& band, std::uint32_t rowTile);
-    std::uint32_t appendBlock(std::uint32_t points);
-    void forgetEntriesAfter(std::uint32_t lastPoint);
-    void appendIndexTile(std::uint32_t rowTile, std::uint32_t points);
-    void correctBlockCounts();
+    void finishBand();
+    void toFiles(TileBand& band);
 
     bool m_open = false;
-    bool m_failed = false;
     std::string m_alignmentPath;
-    OutputFile m_scan;
-    OutputFile m_index;
-    CL3FileHeader m_header;
-    std::uint32_t m_columns = 0;
-    std::uint32_t m_rows = 0;
     std::uint32_t m_columnTiles = 0;
     std::uint32_t m_rowTiles = 0;
     std::uint32_t m_bandIndex = 0;  // band b covers columns 256 b to 256 b + 255
     std::uint32_t m_bandTiles = 0;  // of that band; 0 after the grid's end
-    TileBand m_band;
+    TileBand m_ownBand;
+    TileBand* m_band = &m_ownBand;  // that is being filled
     PointsBox m_box;
-    std::unique_ptr<std::uint8_t[]> m_block;  // block header and records of a tile
-    std::vector<std::uint32_t> m_entries;     // tile header and entries of a tile
-    std::uint32_t m_blocksOnDisk = 0;
-    std::uint32_t m_indexTilesOnDisk = 0;
     DroppedPoints m_dropped;
+    TileFiles m_files;
+    // What the thread that writes has to say.
+    std::atomic<bool> m_failed = false;
+    std::atomic<std::uint64_t> m_replaced = 0;
+    std::unique_ptr<PiecesBehind<TileBand>>
+        m_behind;  // the last member: it stops before the others go
 };
 
 inline void TileGridWriter::write(const CL3Record& record, std::uint32_t column,
@@ -119,7 +113,7 @@ inline void TileGridWriter::write(const CL3Record& record, std::uint32_t column,
     const bool counts = isMeasured(record);
     if (!counts) [[unlikely]]
         ++m_dropped.wouldReadAsEmpty;
-    if (!m_band.put(static_cast<std::uint32_t>(offset), row, record, counts)) m_failed = true;
+    if (!m_band->put(static_cast<std::uint32_t>(offset), row, record, counts)) m_failed = true;
 }
 
 }  // namespace brisko

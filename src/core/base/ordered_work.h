@@ -31,6 +31,10 @@ protected:
     OrderedTurns(std::size_t threads, std::size_t pieces);
     ~OrderedTurns() { stop(); }
 
+    static std::size_t piecesFor(std::size_t threads, std::size_t wanted) {
+        return wanted > 0 ? wanted : threads < 2 ? 1 : threads + 2;
+    }
+
     enum class State { Free, Given, AtWork, Done };
     struct Turn {
         State state = State::Free;
@@ -155,10 +159,6 @@ public:
     using TurnsAhead::rewind;
 
 private:
-    static std::size_t piecesFor(std::size_t threads, std::size_t pieces) {
-        return pieces > 0 ? pieces : threads < 2 ? 1 : threads + 2;
-    }
-
     std::vector<Piece> m_pieces;
 };
 
@@ -171,10 +171,11 @@ public:
     ///   threads  that work on it, the one that fills the pieces included
     ///   work, deliver  as TurnsBehind takes them. What they throw comes out of a later call, the first
     ///                  failure in the order of the pieces; nothing after it is delivered.
-    PiecesBehind(std::size_t threads, Use work, Use deliver)
-        : TurnsBehind(threads, piecesFor(threads), asStep(std::move(work)),
+    ///   pieces         how many there are; 0: as many as keep all threads busy
+    PiecesBehind(std::size_t threads, Use work, Use deliver, std::size_t pieces = 0)
+        : TurnsBehind(threads, piecesFor(threads, pieces), asStep(std::move(work)),
                       asStep(std::move(deliver))),
-          m_pieces(piecesFor(threads)) {}
+          m_pieces(piecesFor(threads, pieces)) {}
     ~PiecesBehind() { stop(); }
 
     /// A piece to be filled, when one is free: it holds what it held when it was delivered.
@@ -185,7 +186,6 @@ public:
     using TurnsBehind::finish;
 
 private:
-    static std::size_t piecesFor(std::size_t threads) { return threads < 2 ? 1 : threads + 2; }
     Step asStep(Use use) {
         return [this, use = std::move(use)](std::size_t i) {
             use(m_pieces[i]);

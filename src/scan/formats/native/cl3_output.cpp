@@ -1,6 +1,7 @@
 #include "scan/formats/native/native_check.h"
 #include "scan/formats/scan_output.h"
 
+#include <brisko_codec/threads.h>
 #include <brisko_codec/writers.h>
 #include <brisko_scan/scan_error.h>
 
@@ -25,6 +26,7 @@ public:
             failToWrite(m_target.shownPath);
         }
         m_writer.SetMatrixTransform(m_target.matrix.data());
+        if (jobThreads() > 1) m_writer.WriteInBackground();
     }
 
     void write(std::span<const CellPoint> points) override {
