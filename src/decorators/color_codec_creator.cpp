@@ -1,5 +1,6 @@
 #include "codec/alignment.h"
 #include "codec/batch_source.h"
+#include "decorators/occlusion_pass.h"
 #include "decorators/read_ahead.h"
 #include "decorators/wrapped_codec.h"
 #include "rvx_scan_colorizer/rvx_scan_colorizer.h"
@@ -12,27 +13,36 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <span>
+#include <utility>
 
 namespace brisko {
 
-/// A codec that looks for the photos that show a point.
-class OutlineChooser {
+/// A codec that looks for the photos that show a point. Settings hold from the next Open on.
+class PhotoChooser {
 public:
-    /// Holds from the next Open on.
     void setOutlines(PhotoOutlines outlines) { m_outlines = outlines; }
+    void setOcclusion(bool isHidden, OcclusionProgress progress) {
+        m_hidesOccluded = isHidden;
+        m_progress = std::move(progress);
+    }
 
 protected:
-    OutlineChooser() = default;
-    virtual ~OutlineChooser() = default;
+    PhotoChooser() = default;
+    virtual ~PhotoChooser() = default;
     PhotoOutlines outlines() const { return m_outlines; }
+    bool hidesOccluded() const { return m_hidesOccluded; }
+    const OcclusionProgress& progress() const { return m_progress; }
 
 private:
     PhotoOutlines m_outlines = PhotoOutlines::Corners;
+    bool m_hidesOccluded = false;
+    OcclusionProgress m_progress;
 };
 
 /// What both colour codecs do alike: they take the points of their codec as measured.
 template <class Codec>
-class ColorWrapper : public WrappedCodec<Codec>, public OutlineChooser {
+class ColorWrapper : public WrappedCodec<Codec>, public PhotoChooser {
 public:
     using WrappedCodec<Codec>::WrappedCodec;
 
@@ -43,9 +53,21 @@ public:
     }
 
 protected:
-    bool openMeasured(const char* path) {
+    using Handles = std::span<const std::unique_ptr<RvxScanColorizer>>;
+
+    /// Opens the wrapped codec for handles of one station. Points that photos cannot see take a pass of
+    /// their own, after which the codec is opened anew: not every codec goes back by itself.
+    bool openMeasured(const char* path, const Handles& handles) {
         WrappedCodec<Codec>::deliverAsMeasured();
-        return this->openWrapped(path);
+        if (!this->openWrapped(path)) return false;
+        if (!hidesOccluded()) return true;
+        const std::shared_ptr<const DepthMaps> maps =
+            readDepthMaps(*this->codec(), *handles.front(), progress());
+        this->codec()->Close();
+        if (!maps || !this->openWrapped(path)) return false;
+        for (const auto& handle : handles)
+            handle->hideOccluded(maps);
+        return true;
     }
 
     /// Takes a measured point to where it is delivered.
@@ -73,7 +95,7 @@ public:
         } catch (...) {
             return false;
         }
-        return this->openMeasured(path);
+        return this->openMeasured(path, {&m_colorizer, 1});
     }
 
     void Close() override {
@@ -167,7 +189,7 @@ public:
             m_readAhead->stop();
             return false;
         }
-        return this->openMeasured(path);
+        return this->openMeasured(path, m_readAhead->handles());
     }
 
     void Close() override {
@@ -321,8 +343,14 @@ CLRGridCodec* ColorCodecCreator::CreateCLRGridCodec() {
 namespace brisko {
 
 bool setPhotoOutlines(BriskoCodec& codec, PhotoOutlines outlines) {
-    auto* const chooser = dynamic_cast<OutlineChooser*>(&codec);
+    auto* const chooser = dynamic_cast<PhotoChooser*>(&codec);
     if (chooser) chooser->setOutlines(outlines);
+    return chooser != nullptr;
+}
+
+bool setPhotoOcclusion(BriskoCodec& codec, bool isHidden, OcclusionProgress progress) {
+    auto* const chooser = dynamic_cast<PhotoChooser*>(&codec);
+    if (chooser) chooser->setOcclusion(isHidden, std::move(progress));
     return chooser != nullptr;
 }
 

@@ -9,6 +9,7 @@
 
 namespace brisko {
 
+class DepthMaps;
 class RvxScanColorizerImpl;
 
 /// Gives points the colours that the photos beside a scan show. A handle belongs to one thread at a
@@ -39,6 +40,12 @@ public:
     /// The colours of many points, faster than one after the other. `positions` holds x, y, z of each
     /// point in turn; red, green, blue of each go to `colours`.
     void colourPoints(const double* positions, std::size_t count, std::uint8_t* colours);
+
+    /// Empty depth maps of the station's photos, to be filled with the points of the scan.
+    std::shared_ptr<DepthMaps> makeDepthMaps() const;
+    /// From now on a photo does not colour what its map says that it cannot see. The maps are finished
+    /// and of the same station; null: photos colour all that is in their direction.
+    void hideOccluded(std::shared_ptr<const DepthMaps> maps);
 
 private:
     std::unique_ptr<RvxScanColorizerImpl> m_impl;
