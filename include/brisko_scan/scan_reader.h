@@ -18,6 +18,10 @@ namespace brisko::scan {
 struct ReadOptions {
     Frame frame = Frame::Aligned;   // of the points
     bool colourFromPhotos = false;  // of a native scan: from the photos beside it
+    /// With colourFromPhotos: photos leave out points that their camera cannot see (color_codec.h). Opening
+    /// and rewinding then make a pass over the scan, and ask `progress` whether to go on.
+    bool hideOccluded = false;
+    ProgressFunction progress = {};
     /// One scan of a file with several: its number, from 1, or its name. Empty where the file has one.
     std::string scan = {};
     /// The file's intensities that become 0 and 2200; where it is not given, those that the format or

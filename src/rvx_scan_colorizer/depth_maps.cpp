@@ -73,15 +73,13 @@ void DepthMap::coarsen() {
 /// its neighbours. Of two neighbours on either side the one counts that is nearer in depth, as the other
 /// may be of another surface. A thing without such a neighbour on some side hides nothing.
 float DepthMap::continuedDepth(std::size_t row, std::size_t column) const {
-    const bool isAtEdge =
-        row == 0 || column == 0 || row + 1 >= m_rows || column + 1 >= m_columns;
+    const bool isAtEdge = row == 0 || column == 0 || row + 1 >= m_rows || column + 1 >= m_columns;
     if (isAtEdge) return kFarAway;
     const std::size_t place = row * m_columns + column;
     const float depth = m_cells[place];
     if (depth == kFarAway) return kFarAway;
     float steepest = 0;
-    for (const std::size_t aside :
-         {std::size_t{1}, m_columns - 1, m_columns, m_columns + 1}) {
+    for (const std::size_t aside : {std::size_t{1}, m_columns - 1, m_columns, m_columns + 1}) {
         const float step = std::min(std::abs(m_cells[place - aside] - depth),
                                     std::abs(m_cells[place + aside] - depth));
         steepest = std::max(steepest, step);

@@ -71,8 +71,8 @@ public:
 
 private:
     float depthOf(std::size_t photo, const double* position) const {
-        return static_cast<float>(m_station->cameras[photo].projection.depthOf(
-            position[0], position[1], position[2]));
+        return static_cast<float>(
+            m_station->cameras[photo].projection.depthOf(position[0], position[1], position[2]));
     }
 
     std::shared_ptr<const Station> m_station;

@@ -7,6 +7,7 @@
 #include <brisko_codec/column_range.h>
 #include <brisko_codec/point_batch.h>
 #include <brisko_codec/read_problem.h>
+#include <brisko_scan/scan_reader.h>
 
 namespace brisko::scan {
 
@@ -34,13 +35,14 @@ private:
     void chooseColumns(const GridRange& columns, const TileTable* table);
     BriskoCodec* createCodec() const;
     void openCodec();
+    bool openPath();
     [[noreturn]] void failToOpen() const;
     std::size_t readBatch(const PointArrays& arrays, std::size_t capacity);
     void requireWholePass() const;
     void requireFinite(const PointArrays& arrays, std::size_t count) const;
     void countSteps(const PointArrays& arrays, std::size_t count);
 
-    bool m_fromPhotos;  // colours
+    ReadOptions m_options;
     std::vector<std::string> m_later;
     std::optional<ColumnRange> m_range;           // of columns that are read; none: all
     std::shared_ptr<const CL3TileTable> m_tiles;  // where columns of an indexed scan begin
