@@ -31,7 +31,6 @@ struct ConvertOptions {
     std::string formVersion;
     bool applyAlignment = false;  // move the points into the aligned frame
     bool withoutPhotos = false;  // do not store the photos beside the input, where that is possible
-    bool hideOccluded = false;   // of colourScan: photos leave out points that they cannot see
     bool validOnly = false;      // without points at the scanner's own place
     std::optional<double> minDistance, maxDistance;    // metres from the scanner
     std::optional<IntensityRange> intensitiesBetween;  // 0 to 2200; both ends belong to it
@@ -52,6 +51,7 @@ struct ConvertOptions {
     std::string alignmentOutput;  // a matrix file to write the scan's alignment into; empty: none
     ProgressFunction progress;
     WarningFunction warning;
+    bool hideOccluded = false;  // of colourScan: photos leave out points that they cannot see
 };
 
 /// Why points could not be stored.

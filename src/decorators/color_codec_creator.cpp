@@ -13,6 +13,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <optional>
 #include <span>
 #include <utility>
 
@@ -22,22 +23,25 @@ namespace brisko {
 class PhotoChooser {
 public:
     void setOutlines(PhotoOutlines outlines) { m_outlines = outlines; }
-    void setOcclusion(bool isHidden, OcclusionProgress progress) {
-        m_hidesOccluded = isHidden;
-        m_progress = std::move(progress);
-    }
+    void setOcclusion(bool isHidden) { m_hidesOccluded = isHidden; }
+    void setProgress(ColourOpenProgress progress) { m_progress = std::move(progress); }
 
 protected:
     PhotoChooser() = default;
     virtual ~PhotoChooser() = default;
     PhotoOutlines outlines() const { return m_outlines; }
     bool hidesOccluded() const { return m_hidesOccluded; }
-    const OcclusionProgress& progress() const { return m_progress; }
+    const ColourOpenProgress& progress() const { return m_progress; }
+    /// The same for work that counts no points; empty where nobody asks.
+    GoesOn goesOn() const {
+        if (!m_progress) return {};
+        return [this] { return m_progress(0); };
+    }
 
 private:
     PhotoOutlines m_outlines = PhotoOutlines::Corners;
     bool m_hidesOccluded = false;
-    OcclusionProgress m_progress;
+    ColourOpenProgress m_progress;
 };
 
 /// What both colour codecs do alike: they take the points of their codec as measured.
@@ -52,18 +56,22 @@ public:
         return m_asMeasured;
     }
 
+    bool setColumnRange(const ColumnRange& columns,
+                        std::shared_ptr<const CL3TileTable> tiles) override {
+        if (!WrappedCodec<Codec>::setColumnRange(columns, tiles)) return false;
+        m_columns = columns;
+        m_tiles = std::move(tiles);
+        return true;
+    }
+
 protected:
     using Handles = std::span<const std::unique_ptr<RvxScanColorizer>>;
 
-    /// Opens the wrapped codec for handles of one station. Points that photos cannot see take a pass of
-    /// their own, after which the codec is opened anew: not every codec goes back by itself.
+    /// Opens the wrapped codec for handles of one station. Where it fails, nothing stays open.
     bool openMeasured(const char* path, const Handles& handles) {
         WrappedCodec<Codec>::deliverAsMeasured();
-        if (!this->openWrapped(path)) return false;
-        if (!hidesOccluded()) return true;
-        const std::shared_ptr<const DepthMaps> maps =
-            readDepthMaps(*this->codec(), *handles.front(), progress());
-        this->codec()->Close();
+        if (!hidesOccluded()) return this->openWrapped(path);
+        const std::shared_ptr<const DepthMaps> maps = findDepths(path, *handles.front());
         if (!maps || !this->openWrapped(path)) return false;
         for (const auto& handle : handles)
             handle->hideOccluded(maps);
@@ -76,7 +84,20 @@ protected:
     }
 
 private:
+    /// Makes a pass of its own over the whole scan, whatever part of it is wanted: the parts of a scan get
+    /// the colours that all of it gets. The codec is closed after it, as not every codec goes back by itself.
+    std::shared_ptr<const DepthMaps> findDepths(const char* path, const RvxScanColorizer& handle) {
+        if (m_columns) WrappedCodec<Codec>::setColumnRange({}, m_tiles);
+        std::shared_ptr<const DepthMaps> maps;
+        if (this->openWrapped(path)) maps = readDepthMaps(*this->codec(), handle, progress());
+        this->codec()->Close();
+        if (m_columns) WrappedCodec<Codec>::setColumnRange(*m_columns, m_tiles);
+        return maps;
+    }
+
     bool m_asMeasured = false;
+    std::optional<ColumnRange> m_columns;  // none: all
+    std::shared_ptr<const CL3TileTable> m_tiles;
 };
 
 /// Colours each point as it is read. Codec is BriskoCodec or BriskoGridCodec.
@@ -91,7 +112,7 @@ public:
         if (!this->codec() || !path) return false;
         try {
             m_colorizer = std::make_unique<RvxScanColorizer>(
-                folderOf(path), RvxScanColorizer::kCapacity, this->outlines());
+                folderOf(path), RvxScanColorizer::kCapacity, this->outlines(), this->goesOn());
         } catch (...) {
             return false;
         }
@@ -184,7 +205,7 @@ public:
         this->findGrid();
         if (!this->codec() || !path) return false;
         try {
-            m_readAhead->start(*this->codec(), folderOf(path), this->outlines());
+            m_readAhead->start(*this->codec(), folderOf(path), this->outlines(), this->goesOn());
         } catch (...) {
             m_readAhead->stop();
             return false;
@@ -348,9 +369,15 @@ bool setPhotoOutlines(BriskoCodec& codec, PhotoOutlines outlines) {
     return chooser != nullptr;
 }
 
-bool setPhotoOcclusion(BriskoCodec& codec, bool isHidden, OcclusionProgress progress) {
+bool setPhotoOcclusion(BriskoCodec& codec, bool isHidden) {
     auto* const chooser = dynamic_cast<PhotoChooser*>(&codec);
-    if (chooser) chooser->setOcclusion(isHidden, std::move(progress));
+    if (chooser) chooser->setOcclusion(isHidden);
+    return chooser != nullptr;
+}
+
+bool setColourOpenProgress(BriskoCodec& codec, ColourOpenProgress progress) {
+    auto* const chooser = dynamic_cast<PhotoChooser*>(&codec);
+    if (chooser) chooser->setProgress(std::move(progress));
     return chooser != nullptr;
 }
 

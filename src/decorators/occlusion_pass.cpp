@@ -9,7 +9,7 @@
 namespace brisko {
 
 std::shared_ptr<const DepthMaps> readDepthMaps(BriskoCodec& codec, const RvxScanColorizer& handle,
-                                               const OcclusionProgress& progress) noexcept try {
+                                               const ColourOpenProgress& progress) noexcept try {
     constexpr std::size_t kBatch = 1024;
     const std::shared_ptr<DepthMaps> maps = handle.makeDepthMaps();
     PointBatchReader reader(codec);

@@ -14,6 +14,6 @@ namespace brisko {
 /// handle's station. Returns null when the scan cannot be read, memory runs out, `progress` does not
 /// want to go on, or the thread of Boost.Thread is asked to end.
 std::shared_ptr<const DepthMaps> readDepthMaps(BriskoCodec& codec, const RvxScanColorizer& handle,
-                                               const OcclusionProgress& progress) noexcept;
+                                               const ColourOpenProgress& progress) noexcept;
 
 }  // namespace brisko

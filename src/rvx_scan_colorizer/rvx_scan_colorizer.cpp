@@ -25,9 +25,9 @@ constexpr const char* kFinished = "Finished RvxScanColorizerImpl::Initialize";
 constexpr std::size_t kAhead = 16;
 
 ImageCache::Loader loaderOf(const Station& station) {
-    return [&station](int place) -> SharedImage {
+    return [&station](int place, const GoesOn& goesOn) -> SharedImage {
         const Camera& camera = station.cameras[static_cast<std::size_t>(place)];
-        return loadSharedImage(camera.path, camera.turn);
+        return loadSharedImage(camera.path, camera.turn, goesOn);
     };
 }
 
@@ -61,11 +61,12 @@ public:
     /// Reads a station and loads its first photos; logs how that went.
     static std::unique_ptr<RvxScanColorizerImpl> Initialize(const std::string& folder,
                                                             std::size_t colorCacheCapacity,
-                                                            PhotoOutlines outlines);
+                                                            PhotoOutlines outlines,
+                                                            const GoesOn& goesOn);
 
     /// Loads the photos that the handle keeps at first, and logs how that went; once for each handle.
     /// The first handle of a station also checks that the rest of the first photos can be loaded.
-    void loadFirst(bool isFirstHandle);
+    void loadFirst(bool isFirstHandle, const GoesOn& goesOn);
 
     void colourPoints(const double* positions, std::size_t count, std::uint8_t* colours);
 
@@ -102,17 +103,20 @@ RvxScanColorizerImpl::RvxScanColorizerImpl(std::shared_ptr<const Station> statio
 }
 
 std::unique_ptr<RvxScanColorizerImpl> RvxScanColorizerImpl::Initialize(
-    const std::string& folder, std::size_t colorCacheCapacity, PhotoOutlines outlines) {
-    const auto station = std::make_shared<const Station>(readStation(folder, outlines));
+    const std::string& folder, std::size_t colorCacheCapacity, PhotoOutlines outlines,
+    const GoesOn& goesOn) {
+    const auto station = std::make_shared<const Station>(readStation(folder, outlines, goesOn));
     auto impl = std::make_unique<RvxScanColorizerImpl>(station, colorCacheCapacity);
-    impl->loadFirst(true);
+    impl->loadFirst(true, goesOn);
     return impl;
 }
 
-void RvxScanColorizerImpl::loadFirst(bool isFirstHandle) {
+void RvxScanColorizerImpl::loadFirst(bool isFirstHandle, const GoesOn& goesOn) {
     if (m_station->cameras.empty()) return;
     try {
-        m_cache.loadFirst(isFirstHandle ? m_colorCacheCapacity : m_cache.slots());
+        m_cache.loadFirst(isFirstHandle ? m_colorCacheCapacity : m_cache.slots(), goesOn);
+    } catch (const WorkStopped&) {
+        throw;
     } catch (...) {
         logRecord(vexo::kInformation, log_text::kFailed);
         throw;
@@ -204,13 +208,13 @@ void RvxScanColorizerImpl::colourPoints(const double* positions, std::size_t cou
 }
 
 RvxScanColorizer::RvxScanColorizer(const std::string& folder, std::size_t colorCacheCapacity,
-                                   PhotoOutlines outlines)
-    : m_impl(RvxScanColorizerImpl::Initialize(folder, colorCacheCapacity, outlines)) {
+                                   PhotoOutlines outlines, const GoesOn& goesOn)
+    : m_impl(RvxScanColorizerImpl::Initialize(folder, colorCacheCapacity, outlines, goesOn)) {
 }
 
-RvxScanColorizer::RvxScanColorizer(const RvxScanColorizer& other)
+RvxScanColorizer::RvxScanColorizer(const RvxScanColorizer& other, const GoesOn& goesOn)
     : m_impl(std::make_unique<RvxScanColorizerImpl>(*other.m_impl)) {
-    m_impl->loadFirst(false);
+    m_impl->loadFirst(false, goesOn);
 }
 
 RvxScanColorizer::~RvxScanColorizer() = default;

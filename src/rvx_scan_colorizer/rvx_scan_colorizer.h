@@ -2,6 +2,8 @@
 
 #include <brisko_codec/color_codec.h>
 
+#include "base/worker_pool.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -23,12 +25,14 @@ public:
     ///   folder              the folder of the scan, absolute
     ///   colorCacheCapacity  how many decoded photos the handle may keep
     ///   outlines            how it is found out which photos may show a point
+    ///   goesOn              asked in this thread all the while; where it answers false, WorkStopped is
+    ///                       thrown
     /// Throws: std::exception, without a message, when the station cannot be used. A folder without
     ///         photos is no failure: everything is then 0, 0, 0.
     RvxScanColorizer(const std::string& folder, std::size_t colorCacheCapacity,
-                     PhotoOutlines outlines = PhotoOutlines::Corners);
+                     PhotoOutlines outlines = PhotoOutlines::Corners, const GoesOn& goesOn = {});
     /// A handle for another thread, on the same station.
-    RvxScanColorizer(const RvxScanColorizer& other);
+    RvxScanColorizer(const RvxScanColorizer& other, const GoesOn& goesOn = {});
     RvxScanColorizer& operator=(const RvxScanColorizer&) = delete;
     ~RvxScanColorizer();
 

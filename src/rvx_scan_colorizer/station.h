@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/worker_pool.h"
 #include "rvx_scan_colorizer/box_tree.h"
 #include "rvx_scan_colorizer/camera.h"
 
@@ -45,6 +46,7 @@ struct Station {
 
 /// Reads the files around a scan. Throws std::exception, or a class derived from it, when a file
 /// that the station needs is missing or damaged.
-Station readStation(const std::string& scanFolder, PhotoOutlines outlines);
+Station readStation(const std::string& scanFolder, PhotoOutlines outlines,
+                    const GoesOn& goesOn = {});
 
 }  // namespace brisko

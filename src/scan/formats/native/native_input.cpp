@@ -92,20 +92,26 @@ void NativeInput::takeFacts(ScanLayout layout) {
     m_info.storesColour = hasColour(layout);
     m_info.isColoured = m_options.colourFromPhotos;
     m_info.storesColour = m_info.storesColour || m_info.isColoured;
-    m_info.records = layout.records;
+    m_info.records = m_records = layout.records;
     m_info.header = std::move(layout.header);
     m_steps = !m_info.recordsArePoints ? m_info.columns : m_info.records;
 }
 
-/// Throws what the host's progress throws, or a cancellation.
-bool NativeInput::openPath() {
-    const bool hides = m_options.colourFromPhotos && m_options.hideOccluded;
-    if (!hides) return m_codec->Open(m_info.path.c_str());
-    TaskProgress progress(m_options.progress, "look for what photos cannot see", m_info.records);
+/// Opens a codec that colours points. Throws what the host's progress throws, or a cancellation.
+bool NativeInput::openWithPhotos() {
+    setPhotoOutlines(*m_codec, PhotoOutlines::Whole);
+    setPhotoOcclusion(*m_codec, m_options.hideOccluded);
+    std::optional<TaskProgress> pass;
     std::exception_ptr stopped;
-    setPhotoOcclusion(*m_codec, true, [&](std::uint64_t points) {
+    setColourOpenProgress(*m_codec, [&](std::uint64_t points) {
         try {
-            progress.advanceTo(points);
+            if (points == 0) {
+                requireGoingOn(m_options.progress);
+                return true;
+            }
+            if (!pass)
+                pass.emplace(m_options.progress, "look for what photos cannot see", m_records);
+            pass->advanceTo(points);
             return true;
         } catch (...) {
             stopped = std::current_exception();
@@ -113,7 +119,7 @@ bool NativeInput::openPath() {
         }
     });
     const bool isOpen = m_codec->Open(m_info.path.c_str());
-    setPhotoOcclusion(*m_codec, true);  // what it asked goes now
+    setColourOpenProgress(*m_codec, {});  // what it refers to goes now
     if (stopped) std::rethrow_exception(stopped);
     return isOpen;
 }
@@ -122,9 +128,10 @@ void NativeInput::openCodec() {
     m_reader.reset();
     m_codec.reset(createCodec());
     if (!m_codec) throw std::bad_alloc();
-    if (m_options.colourFromPhotos) setPhotoOutlines(*m_codec, PhotoOutlines::Whole);
     if (m_range) setColumnRange(*m_codec, *m_range, m_tiles);
-    if (!openPath()) failToOpen();
+    const bool isOpen =
+        m_options.colourFromPhotos ? openWithPhotos() : m_codec->Open(m_info.path.c_str());
+    if (!isOpen) failToOpen();
     setFrame(*m_codec, Frame::Scanner);
     m_info.alignment = getAlignment(*m_codec);
     if (m_info.alignment.source == AlignmentSource::Unreadable) {
@@ -140,7 +147,8 @@ void NativeInput::openCodec() {
 
 /// Names the photo that keeps a scan from being coloured, if it is one: a scan that got here is sound.
 void NativeInput::failToOpen() const {
-    if (m_options.colourFromPhotos) requireUsable(decodeStationPhotos(m_info.path));
+    if (m_options.colourFromPhotos)
+        requireUsable(decodeStationPhotos(m_info.path, m_options.progress));
     throw ScanError(ErrorKind::Damaged, m_info.path, "cannot be opened as a scan");
 }
 

@@ -35,7 +35,7 @@ private:
     void chooseColumns(const GridRange& columns, const TileTable* table);
     BriskoCodec* createCodec() const;
     void openCodec();
-    bool openPath();
+    bool openWithPhotos();
     [[noreturn]] void failToOpen() const;
     std::size_t readBatch(const PointArrays& arrays, std::size_t capacity);
     void requireWholePass() const;
@@ -49,6 +49,7 @@ private:
     std::unique_ptr<BriskoCodec, CodecDestroyer> m_codec;
     std::unique_ptr<PointBatchReader> m_reader;
     bool m_started = false;
+    std::uint64_t m_records = 0;  // of the whole scan
     std::uint64_t m_steps = 0;
     std::uint64_t m_done = 0;
     // One batch as the library delivers it.
