@@ -13,8 +13,6 @@ namespace brisko {
 /// camera's axis, in one unit.
 class DepthMap {
 public:
-    /// Hides nothing.
-    DepthMap() = default;
     /// With cells as small as `mostCells` allows.
     DepthMap(const ImageSize& size, std::size_t mostCells);
 
