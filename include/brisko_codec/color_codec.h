@@ -4,6 +4,9 @@
 #include <brisko_codec/clr_codec.h>
 #include <brisko_codec/codec.h>
 
+#include <cstdint>
+#include <functional>
+
 /// Readers that give every point the colour which the photos beside the scan show at its place. Photos
 /// (JPEG) and their calibration lie in the scan's folder and in the project folder above it;
 /// docs/formats/camera_files.md describes how they are found. Each wrapper owns the codec given to it;
@@ -65,5 +68,31 @@ enum class PhotoOutlines {
 /// Chooses that for a codec made by ColorCodecCreator, from its next Open on.
 /// Returns: false for any other codec, one that wraps a colour codec among them.
 BRISKO_CODEC_EXPORT bool setPhotoOutlines(BriskoCodec& codec, PhotoOutlines outlines);
+
+/// Whether photos leave out points that they cannot see, for a codec made by ColorCodecCreator, from its
+/// next Open on. A camera stands beside the scanner's axis, so a thing near to it covers points that
+/// the scanner saw; a new codec gives them the colour of that thing. With this they get it from another
+/// photo that sees them, and stay black where there is none.
+///
+/// Open then makes a pass over all points of the wrapped codec, whatever setColumnRange chose, in the
+/// calling thread, and opens that codec a second time. It keeps the nearest points in cells of each photo:
+/// up to 1 MiB a photo, 64 MiB at most. A point counts as hidden where the photo shows something there that
+/// is nearer by more than 2 % and 5 cm; a thing narrower than a few steps of the scan hides nothing.
+/// Open answers false also when that pass cannot read the scan, or meets a request to interrupt its
+/// thread of Boost.Thread; the request stays.
+/// Returns: false for any other codec, one that wraps a colour codec among them.
+BRISKO_CODEC_EXPORT bool setPhotoOcclusion(BriskoCodec& codec, bool isHidden);
+
+/// Asked whether Open shall go on.
+///   points  how many the pass of setPhotoOcclusion has read; 0 before it
+using ColourOpenProgress = std::function<bool(std::uint64_t points)>;
+
+/// Lets a host end Open of a codec made by ColorCodecCreator, from its next Open on: `progress` is asked in
+/// the thread of Open, every 20 ms while photos are read and decoded, and every thousand points of the pass
+/// of setPhotoOcclusion. Where it answers false or throws, photos that are being decoded end after a few
+/// rows (damaged ones, which the fallback decoder mends, at their end), Open answers false, and nothing
+/// stays open. What it refers to must live as long as the codec opens scans; an empty one asks no more.
+/// Returns: false for any other codec, one that wraps a colour codec among them.
+BRISKO_CODEC_EXPORT bool setColourOpenProgress(BriskoCodec& codec, ColourOpenProgress progress);
 
 }  // namespace brisko

@@ -60,9 +60,10 @@ BRISKO_CODEC_EXPORT ScanPhotos findScanPhotos(const std::string& scanPath);
 /// The same, and decodes the photos that colour codecs load, one after the other. Those that an open
 /// colour codec of this process holds are not decoded again.
 BRISKO_CODEC_EXPORT ScanPhotos decodeScanPhotos(const std::string& scanPath);
-/// The same, calling beforeEach() before each photo, on this thread. What it throws ends the call.
+/// The same, calling ask() before each photo and every few rows while it is decoded, on this thread. What it
+/// throws ends the call.
 BRISKO_CODEC_EXPORT ScanPhotos decodeScanPhotos(const std::string& scanPath,
-                                                const std::function<void()>& beforeEach);
+                                                const std::function<void()>& ask);
 
 /// What is wrong with the files of a photo, or odd about them.
 struct PhotoFault {

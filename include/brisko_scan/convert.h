@@ -51,6 +51,7 @@ struct ConvertOptions {
     std::string alignmentOutput;  // a matrix file to write the scan's alignment into; empty: none
     ProgressFunction progress;
     WarningFunction warning;
+    bool hideOccluded = false;  // of colourScan: photos leave out points that they cannot see
 };
 
 /// Why points could not be stored.

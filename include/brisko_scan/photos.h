@@ -17,7 +17,7 @@ struct StationPhotos : ScanPhotos {
 /// Without decoding any, and with all decoded that are loaded for colours.
 BRISKO_SCAN_EXPORT StationPhotos findStationPhotos(const std::string& scan);
 BRISKO_SCAN_EXPORT StationPhotos decodeStationPhotos(const std::string& scan);
-/// The latter, asking `progress` before each photo whether to go on, with updates without a task.
+/// The latter, asking `progress` all the while whether to go on, with updates without a task.
 /// Throws ScanError(Cancelled) where it answers false.
 BRISKO_SCAN_EXPORT StationPhotos decodeStationPhotos(const std::string& scan,
                                                      const ProgressFunction& progress);

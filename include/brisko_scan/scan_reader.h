@@ -31,6 +31,12 @@ struct ReadOptions {
     /// Of an indexed CL3 scan: its table, which saves the walk over the headers of blocks and tiles. One
     /// that is not of these files in their present state is refused (Request).
     std::shared_ptr<const TileTable> tiles = {};
+    /// With colourFromPhotos: photos leave out points that their camera cannot see (color_codec.h). Opening
+    /// and rewinding then make a pass over the whole scan, whatever the columns.
+    bool hideOccluded = false;
+    /// With colourFromPhotos: hears of that pass and is asked, with updates without a task, while photos
+    /// are decoded. Where it answers false, open, rewind and readWindow throw ScanError(Cancelled).
+    ProgressFunction progress = {};
 };
 
 /// Reads a scan of any format. Strict: damage is an error, never a short result.

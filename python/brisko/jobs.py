@@ -92,14 +92,16 @@ def convert(input: str | os.PathLike[str], output: str | os.PathLike[str], *,
 
     colours   "stored", or "photos": from the photos beside a native scan
     progress  a function, called with a Progress; False cancels. True: a bar of tqdm
-    options   overwrite, plain, scan, intensity_range, precision, las_version, aligned, photos, valid,
-              min_distance, max_distance, intensity, box, columns, rows, grid_step, every, voxel,
-              matrix, export_matrix; docs/python.md describes them
+    options   overwrite, plain, scan, intensity_range, precision, las_version, aligned, photos,
+              occlusion, valid, min_distance, max_distance, intensity, box, columns, rows, grid_step,
+              every, voxel, matrix, export_matrix; docs/python.md describes them
 
     What a user should know although the conversion goes on is a warning (UserWarning).
     """
     if colours not in ("stored", "photos"):
         raise ValueError(f'colours is "stored" or "photos", not {colours!r}')
+    if options.get("occlusion") and colours != "photos":
+        raise ValueError('occlusion=True asks for colours="photos"')
     result, remarks = _brisko.convert(input_path(input), output_path(output), options,
                                       colours == "photos", reporter(progress))
     for remark in remarks:

@@ -90,6 +90,8 @@ constexpr Option kOptions[] = {
      [](ConvertOptions& o, const py::handle& v) { o.applyAlignment = py::cast<bool>(v); }},
     {"photos",
      [](ConvertOptions& o, const py::handle& v) { o.withoutPhotos = !py::cast<bool>(v); }},
+    {"occlusion",
+     [](ConvertOptions& o, const py::handle& v) { o.hideOccluded = py::cast<bool>(v); }},
     {"valid", [](ConvertOptions& o, const py::handle& v) { o.validOnly = py::cast<bool>(v); }},
     {"min_distance", [](ConvertOptions& o, const py::handle& v) { o.minDistance = finite(v); }},
     {"max_distance", [](ConvertOptions& o, const py::handle& v) { o.maxDistance = finite(v); }},

@@ -90,6 +90,10 @@ def test_photos_give_colours_to_batches_windows_and_outputs(station, tmp_path):
             assert [photo.kind for photo in output.photos] == ["pinhole"] * 12
             with pytest.raises(ValueError, match="photo"):
                 output.colours()
+        with pytest.raises(ValueError, match="photos"):
+            brisko.convert(station, tmp_path / "a.cl3", occlusion=True)
+        seen = brisko.convert(station, tmp_path / "a.cl3", colours="photos", occlusion=True)
+        assert 0.99 < seen.coloured / colours.any(axis=1).sum() <= 1
         batch = scan.read()
         cells = coloured[:, :]
         np.testing.assert_array_equal(cells.colour[batch.row, batch.column], colours)

@@ -1,5 +1,6 @@
 #include "codec/alignment.h"
 #include "codec/batch_source.h"
+#include "decorators/occlusion_pass.h"
 #include "decorators/read_ahead.h"
 #include "decorators/wrapped_codec.h"
 #include "rvx_scan_colorizer/rvx_scan_colorizer.h"
@@ -12,27 +13,40 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <optional>
+#include <span>
+#include <utility>
 
 namespace brisko {
 
-/// A codec that looks for the photos that show a point.
-class OutlineChooser {
+/// A codec that looks for the photos that show a point. Settings hold from the next Open on.
+class PhotoChooser {
 public:
-    /// Holds from the next Open on.
     void setOutlines(PhotoOutlines outlines) { m_outlines = outlines; }
+    void setOcclusion(bool isHidden) { m_hidesOccluded = isHidden; }
+    void setProgress(ColourOpenProgress progress) { m_progress = std::move(progress); }
 
 protected:
-    OutlineChooser() = default;
-    virtual ~OutlineChooser() = default;
+    PhotoChooser() = default;
+    virtual ~PhotoChooser() = default;
     PhotoOutlines outlines() const { return m_outlines; }
+    bool hidesOccluded() const { return m_hidesOccluded; }
+    const ColourOpenProgress& progress() const { return m_progress; }
+    /// The same for work that counts no points; empty where nobody asks.
+    GoesOn goesOn() const {
+        if (!m_progress) return {};
+        return [this] { return m_progress(0); };
+    }
 
 private:
     PhotoOutlines m_outlines = PhotoOutlines::Corners;
+    bool m_hidesOccluded = false;
+    ColourOpenProgress m_progress;
 };
 
 /// What both colour codecs do alike: they take the points of their codec as measured.
 template <class Codec>
-class ColorWrapper : public WrappedCodec<Codec>, public OutlineChooser {
+class ColorWrapper : public WrappedCodec<Codec>, public PhotoChooser {
 public:
     using WrappedCodec<Codec>::WrappedCodec;
 
@@ -42,10 +56,26 @@ public:
         return m_asMeasured;
     }
 
+    bool setColumnRange(const ColumnRange& columns,
+                        std::shared_ptr<const CL3TileTable> tiles) override {
+        if (!WrappedCodec<Codec>::setColumnRange(columns, tiles)) return false;
+        m_columns = columns;
+        m_tiles = std::move(tiles);
+        return true;
+    }
+
 protected:
-    bool openMeasured(const char* path) {
+    using Handles = std::span<const std::unique_ptr<RvxScanColorizer>>;
+
+    /// Opens the wrapped codec for handles of one station. Where it fails, nothing stays open.
+    bool openMeasured(const char* path, const Handles& handles) {
         WrappedCodec<Codec>::deliverAsMeasured();
-        return this->openWrapped(path);
+        if (!hidesOccluded()) return this->openWrapped(path);
+        const std::shared_ptr<const DepthMaps> maps = findDepths(path, *handles.front());
+        if (!maps || !this->openWrapped(path)) return false;
+        for (const auto& handle : handles)
+            handle->hideOccluded(maps);
+        return true;
     }
 
     /// Takes a measured point to where it is delivered.
@@ -54,7 +84,20 @@ protected:
     }
 
 private:
+    /// Makes a pass of its own over the whole scan, whatever part of it is wanted: the parts of a scan get
+    /// the colours that all of it gets. The codec is closed after it, as not every codec goes back by itself.
+    std::shared_ptr<const DepthMaps> findDepths(const char* path, const RvxScanColorizer& handle) {
+        if (m_columns) WrappedCodec<Codec>::setColumnRange({}, m_tiles);
+        std::shared_ptr<const DepthMaps> maps;
+        if (this->openWrapped(path)) maps = readDepthMaps(*this->codec(), handle, progress());
+        this->codec()->Close();
+        if (m_columns) WrappedCodec<Codec>::setColumnRange(*m_columns, m_tiles);
+        return maps;
+    }
+
     bool m_asMeasured = false;
+    std::optional<ColumnRange> m_columns;  // none: all
+    std::shared_ptr<const CL3TileTable> m_tiles;
 };
 
 /// Colours each point as it is read. Codec is BriskoCodec or BriskoGridCodec.
@@ -69,11 +112,11 @@ public:
         if (!this->codec() || !path) return false;
         try {
             m_colorizer = std::make_unique<RvxScanColorizer>(
-                folderOf(path), RvxScanColorizer::kCapacity, this->outlines());
+                folderOf(path), RvxScanColorizer::kCapacity, this->outlines(), this->goesOn());
         } catch (...) {
             return false;
         }
-        return this->openMeasured(path);
+        return this->openMeasured(path, {&m_colorizer, 1});
     }
 
     void Close() override {
@@ -162,12 +205,12 @@ public:
         this->findGrid();
         if (!this->codec() || !path) return false;
         try {
-            m_readAhead->start(*this->codec(), folderOf(path), this->outlines());
+            m_readAhead->start(*this->codec(), folderOf(path), this->outlines(), this->goesOn());
         } catch (...) {
             m_readAhead->stop();
             return false;
         }
-        return this->openMeasured(path);
+        return this->openMeasured(path, m_readAhead->handles());
     }
 
     void Close() override {
@@ -321,8 +364,20 @@ CLRGridCodec* ColorCodecCreator::CreateCLRGridCodec() {
 namespace brisko {
 
 bool setPhotoOutlines(BriskoCodec& codec, PhotoOutlines outlines) {
-    auto* const chooser = dynamic_cast<OutlineChooser*>(&codec);
+    auto* const chooser = dynamic_cast<PhotoChooser*>(&codec);
     if (chooser) chooser->setOutlines(outlines);
+    return chooser != nullptr;
+}
+
+bool setPhotoOcclusion(BriskoCodec& codec, bool isHidden) {
+    auto* const chooser = dynamic_cast<PhotoChooser*>(&codec);
+    if (chooser) chooser->setOcclusion(isHidden);
+    return chooser != nullptr;
+}
+
+bool setColourOpenProgress(BriskoCodec& codec, ColourOpenProgress progress) {
+    auto* const chooser = dynamic_cast<PhotoChooser*>(&codec);
+    if (chooser) chooser->setProgress(std::move(progress));
     return chooser != nullptr;
 }
 

@@ -8,12 +8,13 @@
 
 namespace brisko {
 
-void ReadAhead::start(BriskoCodec& codec, const std::string& folder, PhotoOutlines outlines) {
+void ReadAhead::start(BriskoCodec& codec, const std::string& folder, PhotoOutlines outlines,
+                      const GoesOn& goesOn) {
     stop();
     m_handles[0] =
-        std::make_unique<RvxScanColorizer>(folder, RvxScanColorizer::kCapacity, outlines);
+        std::make_unique<RvxScanColorizer>(folder, RvxScanColorizer::kCapacity, outlines, goesOn);
     for (std::size_t i = 1; i < kWorkers; ++i)
-        m_handles[i] = std::make_unique<RvxScanColorizer>(*m_handles[0]);
+        m_handles[i] = std::make_unique<RvxScanColorizer>(*m_handles[0], goesOn);
     // Codecs of others are asked point by point, so that an interruption comes between two points.
     constexpr std::size_t kChunk = 1024;
     m_chunk = dynamic_cast<BatchSource*>(&codec) ? kChunk : 1;

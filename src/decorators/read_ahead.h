@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 
 namespace brisko {
@@ -49,7 +50,11 @@ public:
 
     /// Makes the handles for a scan's folder; the codec is read from the next call on. Throws what
     /// RvxScanColorizer throws; the object is then as after stop.
-    void start(BriskoCodec& codec, const std::string& folder, PhotoOutlines outlines);
+    void start(BriskoCodec& codec, const std::string& folder, PhotoOutlines outlines,
+               const GoesOn& goesOn);
+
+    /// The handles of the workers, for settings between start and the first point.
+    std::span<const std::unique_ptr<RvxScanColorizer>> handles() const { return m_handles; }
 
     /// Stops and joins the workers, and forgets all points. Harmless at any time.
     void stop();

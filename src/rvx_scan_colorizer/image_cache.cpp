@@ -1,7 +1,6 @@
 #include "rvx_scan_colorizer/image_cache.h"
 
 #include "base/file.h"
-#include "base/worker_pool.h"
 #include "rvx_scan_colorizer/jpeg_file.h"
 
 #include <algorithm>
@@ -54,14 +53,14 @@ private:
 
 }  // namespace
 
-SharedImage loadSharedImage(const std::string& path, Turn turn) {
+SharedImage loadSharedImage(const std::string& path, Turn turn, const GoesOn& goesOn) {
     const std::optional<FileStamp> stamp = fileStamp(path.c_str());
     if (!stamp) throw std::exception();
     const std::shared_ptr<Entry> entry = Registry::instance().entry({*stamp, turn});
     const std::lock_guard lock(entry->mutex);
     SharedImage image = entry->image.lock();
     if (!image) {
-        image = std::make_shared<const DecodedImage>(readImage(path, turn));
+        image = std::make_shared<const DecodedImage>(readImage(path, turn, goesOn));
         entry->image = image;
     }
     return image;
@@ -75,15 +74,16 @@ ImageCache::ImageCache(std::size_t cameras, std::size_t capacity, Loader loader,
     m_used.reserve(cameras);
 }
 
-void ImageCache::loadFirst(std::size_t photos) {
-    forEachIndex(std::min(photos, m_slotOf.size()), [this](std::size_t i) {
+void ImageCache::loadFirst(std::size_t photos, const GoesOn& goesOn) {
+    const auto load = [this](std::size_t i, const GoesOn& isWanted) {
         const int camera = static_cast<int>(i);
-        SharedImage image = m_loader(camera);
+        SharedImage image = m_loader(camera, isWanted);
         if (i >= m_slots.size()) return;
         m_slots[i].image = std::move(image);
         m_slots[i].camera = camera;
         m_slotOf[i] = camera;
-    });
+    };
+    forEachIndexWhile(goesOn, std::min(photos, m_slotOf.size()), load);
 }
 
 std::size_t ImageCache::oldestSlot() const {
@@ -108,7 +108,7 @@ const DecodedImage* ImageCache::setImage(std::size_t place, int camera) {
     // Before the file is read: a change during the reading counts as a change.
     const std::optional<FileStamp> stamp = m_stamper(camera);
     try {
-        slot.image = m_loader(camera);
+        slot.image = m_loader(camera, {});
     } catch (...) {
         m_unloadable[camera] = stamp;
         return nullptr;

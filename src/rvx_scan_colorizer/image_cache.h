@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/file.h"
+#include "base/worker_pool.h"
 #include "rvx_scan_colorizer/decoded_image.h"
 
 #include <cstdint>
@@ -20,7 +21,7 @@ using SharedImage = std::shared_ptr<const DecodedImage>;
 /// turned the same way. Different photos are decoded in parallel; a thread that asks for a photo that
 /// is being decoded waits for it.
 /// Throws: as readImage.
-SharedImage loadSharedImage(const std::string& path, Turn turn);
+SharedImage loadSharedImage(const std::string& path, Turn turn, const GoesOn& goesOn = {});
 
 /// The decoded photos of one handle: at most so many; the photo longest unused is dropped first.
 ///
@@ -28,7 +29,7 @@ SharedImage loadSharedImage(const std::string& path, Turn turn);
 /// it has to load is a query older, and so is chosen before those used along with it.
 class ImageCache {
 public:
-    using Loader = std::function<SharedImage(int camera)>;
+    using Loader = std::function<SharedImage(int camera, const GoesOn& goesOn)>;
     /// The state of a camera's file now; nothing when it is not there.
     using Stamper = std::function<std::optional<FileStamp>(int camera)>;
 
@@ -36,8 +37,9 @@ public:
     ImageCache(std::size_t cameras, std::size_t capacity, Loader loader, Stamper stamper);
 
     /// Loads the first photos, at most so many, in several threads, and keeps as many as there are
-    /// slots. The others are loaded to see that they can be. Throws what the loader throws.
-    void loadFirst(std::size_t photos);
+    /// slots. The others are loaded to see that they can be. Throws what the loader throws, and WorkStopped
+    /// where goesOn() answers false.
+    void loadFirst(std::size_t photos, const GoesOn& goesOn = {});
     std::size_t slots() const { return m_slots.size(); }
 
     /// The photo of a camera, for the query that is running. Loads it when it is not there, into the

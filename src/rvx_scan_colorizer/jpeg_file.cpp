@@ -2,6 +2,7 @@
 
 #include "base/file.h"
 #include "rvx_scan_colorizer/fallback/decoder_interface.h"
+#include "rvx_scan_colorizer/jpeg_decoder.h"
 
 #include <dlfcn.h>
 #include <turbojpeg.h>
@@ -138,21 +139,20 @@ public:
     }
 
     /// Empty when the decoder reports an error, be it about a single byte.
-    DecodedImage decode() const {
+    DecodedImage decode(const GoesOn& goesOn) {
         const ImageSize size = this->size();
         if (countScans(m_bytes) > kMaxJpegScans) {
             raise(jpeg_text::kUnreadable, m_function, __LINE__);
         }
         DecodedImage image(size.width, size.height);
-        const int failed =
-            tjDecompress2(m_decompressor.get(), bytes(), length(), image.row(0), size.width,
-                          3 * size.width, size.height, TJPF_BGR, TJFLAG_FASTDCT);
-        return failed ? DecodedImage() : std::move(image);
+        const JpegOutcome outcome = decodeJpeg(m_bytes, image, goesOn);
+        m_metDamage = outcome.metDamage;
+        return outcome.isWhole ? std::move(image) : DecodedImage();
     }
 
     /// Whether the last decoding went on after damage. Photos of kinds that
     /// this decoder does not know are not damaged.
-    bool metDamage() const { return tjGetErrorCode(m_decompressor.get()) == TJERR_WARNING; }
+    bool metDamage() const { return m_metDamage; }
 
     const FileBytes& file() const { return m_bytes; }
 
@@ -174,6 +174,7 @@ private:
     const char* m_function;
     FileBytes m_bytes;
     Decompressor m_decompressor;
+    bool m_metDamage = false;
 };
 
 /// Runs one of the two operations. Errors that already have their text pass, others get one.
@@ -188,10 +189,10 @@ auto withTexts(const char* function, Operation operation) {
     }
 }
 
-DecodedImage decode(const std::string& path, Turn turn) {
-    const JpegReader reader(path, jpeg_text::kDecodeFunction);
+DecodedImage decode(const std::string& path, Turn turn, const GoesOn& goesOn) {
+    JpegReader reader(path, jpeg_text::kDecodeFunction);
     const DecodingTurn its(decodingBytes(JpegReader::pixelsOf(reader.size())));
-    DecodedImage image = reader.decode();
+    DecodedImage image = reader.decode(goesOn);
     if (image.empty()) {
         image = decodeWithFallback(reader.file());
         if (image.empty()) throw std::exception();
@@ -234,8 +235,8 @@ std::string jpegFault(const std::string& path) {
     }
 }
 
-DecodedImage readImage(const std::string& path, Turn turn) {
-    return withTexts(jpeg_text::kDecodeFunction, [&] { return decode(path, turn); });
+DecodedImage readImage(const std::string& path, Turn turn, const GoesOn& goesOn) {
+    return withTexts(jpeg_text::kDecodeFunction, [&] { return decode(path, turn, goesOn); });
 }
 
 }  // namespace brisko

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/worker_pool.h"
 #include "rvx_scan_colorizer/decoded_image.h"
 
 #include <span>
@@ -47,8 +48,9 @@ std::string jpegFault(const std::string& path);
 
 /// Decodes and turns a JPEG. What TurboJPEG cannot decode is left to the fallback decoder; the
 /// image is then a mended one.
-/// Throws: as getImageDimention; std::exception, without a message, when nothing could be decoded.
-DecodedImage readImage(const std::string& path, Turn turn);
+/// Throws: as getImageDimention; std::exception, without a message, when nothing could be decoded;
+///         WorkStopped where goesOn(), asked in this thread between rows, answers false.
+DecodedImage readImage(const std::string& path, Turn turn, const GoesOn& goesOn = {});
 
 /// The second decoder for photos, loaded from the module beside this library when it is first needed
 /// and kept until the process ends.

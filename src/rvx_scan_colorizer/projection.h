@@ -138,6 +138,12 @@ public:
         return true;
     }
 
+    /// How far before the camera a point lies, along the direction in which it looks: millimetres.
+    double depthOf(double x, double y, double z) const {
+        const Vector3& axis = m_pose.rotation.rows[2];
+        return -(1000 * (axis[0] * x + axis[1] * y + axis[2] * z) + m_pose.offset[2]);
+    }
+
     /// The direction, a unit vector in the scanner's frame, from the camera to what a pixel shows. A
     /// pixel beyond the reach of the lens shows nothing; it gets the last direction before it, and
     /// `isBeyondReach` becomes true. Throws std::exception, without a message, when the calibration

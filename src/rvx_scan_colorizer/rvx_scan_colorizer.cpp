@@ -2,13 +2,12 @@
 
 #include "base/file.h"
 #include "logging/log.h"
+#include "rvx_scan_colorizer/depth_maps.h"
 #include "rvx_scan_colorizer/image_cache.h"
 #include "rvx_scan_colorizer/station.h"
 
 #include <algorithm>
-#include <cmath>
 #include <iterator>
-#include <limits>
 #include <memory>
 #include <vector>
 
@@ -26,9 +25,9 @@ constexpr const char* kFinished = "Finished RvxScanColorizerImpl::Initialize";
 constexpr std::size_t kAhead = 16;
 
 ImageCache::Loader loaderOf(const Station& station) {
-    return [&station](int place) -> SharedImage {
+    return [&station](int place, const GoesOn& goesOn) -> SharedImage {
         const Camera& camera = station.cameras[static_cast<std::size_t>(place)];
-        return loadSharedImage(camera.path, camera.turn);
+        return loadSharedImage(camera.path, camera.turn, goesOn);
     };
 }
 
@@ -47,19 +46,6 @@ std::size_t slotsFor(const Station& station, std::size_t capacity) {
     return std::min<std::uint64_t>(capacity, std::max(kFewest, heldPhotoBytes() / largest));
 }
 
-/// The point moved to the sphere on which boxes are looked up. Returns false for points too close to
-/// the scanner to have a direction, and for those that are not finite.
-bool placeOnSphere(const double* point, std::array<double, 3>& onSphere) {
-    constexpr double kShortest = 1e-6;
-    const double x = point[0], y = point[1], z = point[2];
-    double length = std::sqrt(x * x + y * y + z * z);
-    if (!(length <= std::numeric_limits<double>::max())) length = std::hypot(x, y, z);
-    if (!(length > kShortest) || !std::isfinite(length)) return false;
-    const double scale = kSphereRadius / length;
-    onSphere = {x * scale, y * scale, z * scale};
-    return true;
-}
-
 }  // namespace
 
 /// The work of a handle. Points are looked up several ahead, and their pixels are requested from memory;
@@ -68,18 +54,24 @@ class RvxScanColorizerImpl {
 public:
     RvxScanColorizerImpl(std::shared_ptr<const Station> station, std::size_t colorCacheCapacity);
     RvxScanColorizerImpl(const RvxScanColorizerImpl& other)
-        : RvxScanColorizerImpl(other.m_station, other.m_colorCacheCapacity) {}
+        : RvxScanColorizerImpl(other.m_station, other.m_colorCacheCapacity) {
+        m_depthMaps = other.m_depthMaps;
+    }
 
     /// Reads a station and loads its first photos; logs how that went.
     static std::unique_ptr<RvxScanColorizerImpl> Initialize(const std::string& folder,
                                                             std::size_t colorCacheCapacity,
-                                                            PhotoOutlines outlines);
+                                                            PhotoOutlines outlines,
+                                                            const GoesOn& goesOn);
 
     /// Loads the photos that the handle keeps at first, and logs how that went; once for each handle.
     /// The first handle of a station also checks that the rest of the first photos can be loaded.
-    void loadFirst(bool isFirstHandle);
+    void loadFirst(bool isFirstHandle, const GoesOn& goesOn);
 
     void colourPoints(const double* positions, std::size_t count, std::uint8_t* colours);
+
+    const std::shared_ptr<const Station>& station() const { return m_station; }
+    void hideOccluded(std::shared_ptr<const DepthMaps> maps) { m_depthMaps = std::move(maps); }
 
 private:
     /// A pixel that shows a point, and its share where another shows the point too.
@@ -93,6 +85,7 @@ private:
     static void blend(const Sample* samples, std::size_t count, std::uint8_t* colour);
 
     std::shared_ptr<const Station> m_station;
+    std::shared_ptr<const DepthMaps> m_depthMaps;  // null: nothing hides a point
     std::size_t m_colorCacheCapacity;
     ImageCache m_cache;
     std::vector<int> m_candidates;
@@ -110,17 +103,20 @@ RvxScanColorizerImpl::RvxScanColorizerImpl(std::shared_ptr<const Station> statio
 }
 
 std::unique_ptr<RvxScanColorizerImpl> RvxScanColorizerImpl::Initialize(
-    const std::string& folder, std::size_t colorCacheCapacity, PhotoOutlines outlines) {
-    const auto station = std::make_shared<const Station>(readStation(folder, outlines));
+    const std::string& folder, std::size_t colorCacheCapacity, PhotoOutlines outlines,
+    const GoesOn& goesOn) {
+    const auto station = std::make_shared<const Station>(readStation(folder, outlines, goesOn));
     auto impl = std::make_unique<RvxScanColorizerImpl>(station, colorCacheCapacity);
-    impl->loadFirst(true);
+    impl->loadFirst(true, goesOn);
     return impl;
 }
 
-void RvxScanColorizerImpl::loadFirst(bool isFirstHandle) {
+void RvxScanColorizerImpl::loadFirst(bool isFirstHandle, const GoesOn& goesOn) {
     if (m_station->cameras.empty()) return;
     try {
-        m_cache.loadFirst(isFirstHandle ? m_colorCacheCapacity : m_cache.slots());
+        m_cache.loadFirst(isFirstHandle ? m_colorCacheCapacity : m_cache.slots(), goesOn);
+    } catch (const WorkStopped&) {
+        throw;
     } catch (...) {
         logRecord(vexo::kInformation, log_text::kFailed);
         throw;
@@ -153,6 +149,7 @@ std::size_t RvxScanColorizerImpl::look(const double* position, Sample* samples) 
         const bool isSeen = !image->empty() &&
                             camera.projection.project(position[0], position[1], position[2], pixel);
         if (!isSeen) continue;
+        if (m_depthMaps && m_depthMaps->hides(place, position, pixel)) continue;
         const double weight = count > 0 ? camera.blending.weightAt(pixel) : 1;
         // A photo that covers those before it makes them needless.
         if (weight >= 1) count = 0;
@@ -211,16 +208,24 @@ void RvxScanColorizerImpl::colourPoints(const double* positions, std::size_t cou
 }
 
 RvxScanColorizer::RvxScanColorizer(const std::string& folder, std::size_t colorCacheCapacity,
-                                   PhotoOutlines outlines)
-    : m_impl(RvxScanColorizerImpl::Initialize(folder, colorCacheCapacity, outlines)) {
+                                   PhotoOutlines outlines, const GoesOn& goesOn)
+    : m_impl(RvxScanColorizerImpl::Initialize(folder, colorCacheCapacity, outlines, goesOn)) {
 }
 
-RvxScanColorizer::RvxScanColorizer(const RvxScanColorizer& other)
+RvxScanColorizer::RvxScanColorizer(const RvxScanColorizer& other, const GoesOn& goesOn)
     : m_impl(std::make_unique<RvxScanColorizerImpl>(*other.m_impl)) {
-    m_impl->loadFirst(false);
+    m_impl->loadFirst(false, goesOn);
 }
 
 RvxScanColorizer::~RvxScanColorizer() = default;
+
+std::shared_ptr<DepthMaps> RvxScanColorizer::makeDepthMaps() const {
+    return std::make_shared<DepthMaps>(m_impl->station());
+}
+
+void RvxScanColorizer::hideOccluded(std::shared_ptr<const DepthMaps> maps) {
+    m_impl->hideOccluded(std::move(maps));
+}
 
 void RvxScanColorizer::getColor(double x, double y, double z, std::int32_t& red,
                                 std::int32_t& green, std::int32_t& blue) {

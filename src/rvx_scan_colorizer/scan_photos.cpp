@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <exception>
 #include <optional>
 
 namespace brisko {
@@ -84,11 +85,13 @@ std::optional<ImageSize> sizeOf(const std::string& path) {
     }
 }
 
-PhotoPixels decode(const Camera& camera) {
+PhotoPixels decode(const Camera& camera, const GoesOn& goesOn) {
     try {
-        return loadSharedImage(camera.path, camera.turn)->isMended() ? PhotoPixels::Mended
-                                                                     : PhotoPixels::Whole;
+        return loadSharedImage(camera.path, camera.turn, goesOn)->isMended() ? PhotoPixels::Mended
+                                                                             : PhotoPixels::Whole;
     } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const WorkStopped&) {
         throw;
     } catch (const std::exception&) {
         return PhotoPixels::Unreadable;
@@ -105,14 +108,14 @@ public:
         photo.path = files.path;
     }
 
-    void run(Depth depth) {
+    void run(Depth depth, const GoesOn& goesOn) {
         if (!m_station.takes(m_files)) {
             photo.use = PhotoUse::WithoutAngles;
             return;
         }
         try {
             const CameraRecord record = readCameraRecord(m_station, m_files);
-            if (findSize()) look(record, depth);
+            if (findSize()) look(record, depth, goesOn);
         } catch (const FileFailure& failure) {
             const bool isThere = fileStamp(failure.path().c_str()).has_value();
             breakBy(PhotoUse::BrokenCalibration, failure.path(),
@@ -135,7 +138,7 @@ private:
         return true;
     }
 
-    void look(const CameraRecord& record, Depth depth) {
+    void look(const CameraRecord& record, Depth depth, const GoesOn& goesOn) {
         if (!record.model) photo.use = PhotoUse::WithoutCamera;
         try {
             const Camera camera = prepareCamera(record, m_station.kind, PhotoOutlines::Corners);
@@ -144,8 +147,10 @@ private:
                          "its lens does not reach the corners of the photo; these colour nothing",
                          false};
             }
-            if (depth == Depth::Pixels) photo.pixels = decode(camera);
+            if (depth == Depth::Pixels) photo.pixels = decode(camera, goesOn);
         } catch (const std::bad_alloc&) {
+            throw;
+        } catch (const WorkStopped&) {
             throw;
         } catch (const std::exception&) {
             if (!record.model) return breakBy(PhotoUse::BrokenPhoto, m_files.path, "has changed");
@@ -164,33 +169,44 @@ private:
     const PhotoFiles& m_files;
 };
 
-/// Calls beforeEach() and, afterwards, take(examination) for each photo. Returns the file because of which no photo can be examined,
-/// if there is one.
-template <class BeforeEach, class Take>
+/// Calls ask() before each photo and while it is decoded, and take(examination) after it. What ask() throws
+/// comes out. Returns the file because of which no photo can be examined, if there is one.
+template <class Take>
 std::string examineAll(const std::string& scanPath, Depth depth, StationKind& kind,
-                       const BeforeEach& beforeEach, const Take& take) {
+                       const std::function<void()>& ask, const Take& take) {
+    std::exception_ptr stopped;
+    const GoesOn goesOn = [&] {
+        try {
+            ask();
+        } catch (...) {
+            stopped = std::current_exception();
+        }
+        return !stopped;
+    };
     try {
         const StationFiles station = findStationFiles(folderOf(scanPath));
         kind = station.kind;
         for (const PhotoFiles& files : station.photos) {
-            beforeEach();
+            ask();
             Examination examination(station, files);
-            examination.run(depth);
+            examination.run(depth, goesOn);
             take(examination);
         }
     } catch (const FileFailure& failure) {
         return failure.path();
+    } catch (const WorkStopped&) {
+        if (stopped) std::rethrow_exception(stopped);
+        throw;
     }
     return {};
 }
 
-ScanPhotos scanPhotos(const std::string& scanPath, Depth depth,
-                      const std::function<void()>& beforeEach) {
+ScanPhotos scanPhotos(const std::string& scanPath, Depth depth, const std::function<void()>& ask) {
     ScanPhotos found;
     StationKind kind = StationKind::Turned;
-    found.culprit = examineAll(
-        scanPath, depth, kind, beforeEach,
-        [&](const Examination& examination) { found.photos.push_back(examination.photo); });
+    found.culprit = examineAll(scanPath, depth, kind, ask, [&](const Examination& examination) {
+        found.photos.push_back(examination.photo);
+    });
     found.stationKind = static_cast<int>(kind);
     for (const ScanPhoto& photo : found.photos) {
         const bool isBroken =
@@ -210,8 +226,8 @@ ScanPhotos decodeScanPhotos(const std::string& scanPath) {
     return decodeScanPhotos(scanPath, [] {});
 }
 
-ScanPhotos decodeScanPhotos(const std::string& scanPath, const std::function<void()>& beforeEach) {
-    return scanPhotos(scanPath, Depth::Pixels, beforeEach);
+ScanPhotos decodeScanPhotos(const std::string& scanPath, const std::function<void()>& ask) {
+    return scanPhotos(scanPath, Depth::Pixels, ask);
 }
 
 std::vector<PhotoFault> findPhotoFaults(const std::string& scanPath) {

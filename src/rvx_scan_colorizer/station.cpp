@@ -73,12 +73,12 @@ CameraBox boxAround(const std::vector<Vector3>& outline) {
     return box;
 }
 
-Station readStation(const std::string& scanFolder, PhotoOutlines outlines) {
+Station readStation(const std::string& scanFolder, PhotoOutlines outlines, const GoesOn& goesOn) {
     const StationFiles files = findStationFiles(scanFolder);
     const std::vector<CameraRecord> records = readRecords(files);
     Station station;
     station.cameras.resize(records.size());
-    forEachIndex(records.size(), [&](std::size_t i) {
+    forEachIndexWhile(goesOn, records.size(), [&](std::size_t i, const GoesOn&) {
         station.cameras[i] = prepareCamera(records[i], files.kind, outlines);
     });
     station.boxes = buildTree(station.cameras);

@@ -1,8 +1,12 @@
 #pragma once
 
+#include "base/worker_pool.h"
 #include "rvx_scan_colorizer/box_tree.h"
 #include "rvx_scan_colorizer/camera.h"
 
+#include <array>
+#include <cmath>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -13,6 +17,19 @@ using CameraBoxTree = vexo::BoxTreeTree<double, 3, int>;
 
 /// Points are looked up by their direction: on a sphere of this radius about the scanner, metres.
 inline constexpr double kSphereRadius = 100;
+
+/// The point moved to that sphere. Returns false for points too close to the scanner to have a
+/// direction, and for those that are not finite.
+inline bool placeOnSphere(const double* point, std::array<double, 3>& onSphere) {
+    constexpr double kShortest = 1e-6;
+    const double x = point[0], y = point[1], z = point[2];
+    double length = std::sqrt(x * x + y * y + z * z);
+    if (!(length <= std::numeric_limits<double>::max())) length = std::hypot(x, y, z);
+    if (!(length > kShortest) || !std::isfinite(length)) return false;
+    const double scale = kSphereRadius / length;
+    onSphere = {x * scale, y * scale, z * scale};
+    return true;
+}
 
 /// The box around the part of the sphere that a photo shows, from directions that outline it; the
 /// first two are neighbouring corners.
@@ -29,6 +46,7 @@ struct Station {
 
 /// Reads the files around a scan. Throws std::exception, or a class derived from it, when a file
 /// that the station needs is missing or damaged.
-Station readStation(const std::string& scanFolder, PhotoOutlines outlines);
+Station readStation(const std::string& scanFolder, PhotoOutlines outlines,
+                    const GoesOn& goesOn = {});
 
 }  // namespace brisko

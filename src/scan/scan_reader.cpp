@@ -109,13 +109,15 @@ private:
     /// other columns than a window's.
     class WindowPass {
     public:
-        WindowPass(State& state, const CellWindow& window) : m_state(state) {
+        WindowPass(State& state, const CellWindow& window, const ProgressFunction& progress)
+            : m_state(state) {
             if (!state.info().format->isNative) {
                 state.rewind();
                 return;
             }
             ReadOptions options = state.m_options;
             options.columns = GridRange{window.firstColumn, window.endColumn};
+            if (progress) options.progress = progress;
             m_other = openScan(state.info().path, options);
             exchange();
         }
@@ -178,7 +180,7 @@ private:
         CellArraysWriter out(arrays, window);
         out.putEmptyWindow();
         std::uint64_t found = 0;
-        const WindowPass pass(*this, window);
+        const WindowPass pass(*this, window, progress);
         while (readBatch()) {
             requireGoingOn(progress);
             for (const CellPoint& p : m_points) {

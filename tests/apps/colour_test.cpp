@@ -162,6 +162,28 @@ TEST(Colour, StoresColoursOfScansThatHadNoPlaceForThem) {
     EXPECT_EQ(bytes.at(115 + 5 + 31 + 28), kBehind);
 }
 
+TEST(Colour, PhotosLeaveOutWhatTheyCannotSeeInBandsAsInOneRun) {
+    const TempFolder folder, out;
+    ASSERT_EQ(simulate(folder, {"--photos", "offset", "--photo-scale", "8", "--columns", "360",
+                                "--rows", "180", "--scene", "room", "--format", "cl3-indexed"})
+                  .code,
+              0);
+    const std::string scan = folder / "scan/scan.cl3";
+    const auto colour = [&](const char* name, std::vector<std::string> options) {
+        options.insert(options.begin(), {"colour", scan, out / name});
+        EXPECT_EQ(run(options).code, 0) << name;
+        return out / name;
+    };
+    const Bytes all = readFile(colour("all.cl3", {})),
+                seen = readFile(colour("seen.cl3", {"--occlusion"}));
+    EXPECT_EQ(all.size(), seen.size());
+    EXPECT_NE(all, seen);
+    const std::string first = colour("1.cl3", {"--occlusion", "--columns", "0:256"}),
+                      last = colour("2.cl3", {"--occlusion", "--columns", "256:"});
+    ASSERT_EQ(run({"join", first, last, out / "joined.cl3"}).code, 0);
+    EXPECT_EQ(readFile(out / "joined.cl3"), seen);
+}
+
 /// A JPEG with a header that is well and pixels that no decoder takes: too many scans.
 Bytes undecodable() {
     Bytes jpeg = jpegBytes(120, 160, grey(50));

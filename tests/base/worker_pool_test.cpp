@@ -52,7 +52,7 @@ TEST(WorkerPool, TakesResultsInTheOrderAskedForAndKeepsFew) {
     }
 }
 
-TEST(WorkerPool, StopsInTheMiddleAndStartsAgain) {
+TEST(WorkerPool, StopsInTheMiddleWhenAskedToAndStartsAgain) {
     WorkerPool pool(3);
     std::atomic<int> done = 0;
     pool.start(1'000'000'000, [&](std::size_t) { ++done; });
@@ -62,6 +62,15 @@ TEST(WorkerPool, StopsInTheMiddleAndStartsAgain) {
     pool.start(10, [&](std::size_t) { ++done; });
     pool.wait();
     EXPECT_EQ(done, 10);
+
+    const auto untilStopped = [](std::size_t, const GoesOn& isWanted) {
+        while (isWanted())
+            std::this_thread::yield();
+    };
+    int asked = 0;
+    const auto goesOn = [&] { return ++asked < 3; };
+    EXPECT_THROW(forEachIndexWhile(goesOn, 1'000'000'000, untilStopped), WorkStopped);
+    EXPECT_EQ(asked, 3) << "asked while jobs run";
 }
 
 }  // namespace

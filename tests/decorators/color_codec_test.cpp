@@ -253,6 +253,42 @@ TEST(ColorCodec, AStationThatCannotBeUsedKeepsTheScanClosed) {
     }
 }
 
+TEST(ColorCodec, AnOpenThatIsStoppedOrCannotReadTheScanLeavesNothingOpen) {
+    const ClassicStation station;
+    station.addRing(60);
+    const auto failAt = [](std::size_t point) {
+        return [=](std::size_t i) { return i < point ? void() : throw std::runtime_error("read"); };
+    };
+    const struct {
+        ColourOpenProgress progress;
+        std::function<void(std::size_t)> beforePoint;
+    } cases[] = {
+        {[](std::uint64_t) { return false; }, {}},
+        {[](std::uint64_t points) { return points < 2000; }, {}},
+        {[](std::uint64_t p) { return p < 2000 ? true : throw std::runtime_error("stop"); }, {}},
+        {{}, failAt(2000)},
+    };
+    for (const bool ahead : {false, true}) {
+        auto* const made = makeCodec(3000);
+        EXPECT_FALSE(setPhotoOcclusion(*made, true) || setColourOpenProgress(*made, {}));
+        const CodecPtr<BriskoCodec> codec(Creator::CreateGridCodec(made, ahead));
+        EXPECT_TRUE(setPhotoOcclusion(*codec, true));
+        for (const auto& c : cases) {
+            SCOPED_TRACE(&c - cases);
+            EXPECT_TRUE(setColourOpenProgress(*codec, c.progress));
+            made->beforePoint = c.beforePoint;
+            EXPECT_FALSE(codec->Open(scanIn(station).c_str()));
+            EXPECT_FALSE(made->isOpen);
+            TestPoint point;
+            EXPECT_FALSE(readFirst(*codec, point));
+        }
+        made->beforePoint = {};
+        setColourOpenProgress(*codec, {});
+        EXPECT_TRUE(codec->Open(scanIn(station).c_str()));
+        EXPECT_EQ(readAll(*codec).size(), 3000u);
+    }
+}
+
 TEST(ColorCodec, AReadThatFailsLeavesTheColourAlone) {
     const PhotoStation station;
     const CodecPtr<BriskoCodec> codec(Creator::CreateCodec(makeCodec(0), false));

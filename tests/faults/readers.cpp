@@ -29,6 +29,11 @@ BriskoCodec* createColourReader() {
         return ColorCodecCreator::CreateGridCodec(codec, readAhead);
     });
 }
+BriskoCodec* createReaderOfDepths() {
+    BriskoCodec* const codec = createColourReader<false>();
+    if (codec) setPhotoOcclusion(*codec, true);
+    return codec;
+}
 BriskoCodec* createSkipReader() {
     return createWrapper(&SkipCodecCreator::CreateValidGridCodec);
 }
@@ -47,6 +52,7 @@ const Reader kReaders[] = {
     {"Skip", &createSkipReader, "grid.cl3"},
     {"Colour", &createColourReader<false>, "grid.cl3"},
     {"ColourAhead", &createColourReader<true>, "grid.cl3"},
+    {"ColourSeen", &createReaderOfDepths, "grid.cl3"},
 };
 
 const std::string& readersFolder() {

@@ -16,7 +16,7 @@ struct Reader {
 std::ostream& operator<<(std::ostream& out, const Reader& reader);
 
 /// Readers of every kind.
-extern const Reader kReaders[7];
+extern const Reader kReaders[8];
 
 /// The folder of their scans, with a photo and its calibration.
 const std::string& readersFolder();

@@ -15,7 +15,7 @@ namespace {
 class Loads {
 public:
     ImageCache::Loader loader() {
-        return [this](int camera) {
+        return [this](int camera, const GoesOn&) {
             const std::lock_guard lock(m_mutex);
             ++m_count;
             if (camera == 9 && changes == 0) throw std::runtime_error("no such photo");

@@ -141,6 +141,14 @@ TEST_F(JpegFile, WhatTurboJpegCannotDecodeIsLeftToTheOtherDecoder) {
     EXPECT_TRUE(decodeWithFallback(Bytes(100, 1)).empty());
 }
 
+TEST_F(JpegFile, DecodingEndsBetweenRowsWhereItIsNotWanted) {
+    const std::string path = write(jpegBytes(64, 2048, grey(9)));
+    int asked = 0;
+    EXPECT_THROW(readImage(path, Turn::None, [&] { return ++asked < 3; }), WorkStopped);
+    EXPECT_EQ(asked, 3);
+    EXPECT_EQ(readImage(path, Turn::Quarter, [] { return true; }).columns(), 2048);
+}
+
 TEST_F(JpegFile, ACutPhotoKeepsItsUpperPartOrFailsWithoutText) {
     Bytes cut = jpegBytes(
         256, 256, [](int column, int row) { return grey(128 + ((column * 7 + row * 13) & 63)); });

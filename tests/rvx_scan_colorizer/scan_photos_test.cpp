@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <stdexcept>
 
 namespace brisko {
 namespace {
@@ -28,6 +29,9 @@ TEST(ScanPhotos, ReportsWhatBecomesOfEachPhoto) {
                                  PhotoUse::Used,          PhotoUse::BrokenPhoto,
                                  PhotoUse::Used,          PhotoUse::WithoutCamera};
     const ScanPhotos decoded = decodeScanPhotos(station.inScan("scan.cl3"));
+    int asked = 0;
+    const auto stop = [&] { return ++asked < 4 ? void() : throw std::out_of_range("stop"); };
+    EXPECT_THROW(decodeScanPhotos(station.inScan("scan.cl3"), stop), std::out_of_range);
     ASSERT_EQ(found.photos.size(), 6u);
     ASSERT_EQ(decoded.photos.size(), 6u);
     for (std::size_t i = 0; i < 6; ++i) {

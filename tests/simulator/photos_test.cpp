@@ -62,8 +62,9 @@ std::vector<TestPoint> readTruth(const std::string& path) {
     return readAll(*codec);
 }
 
-std::vector<TestPoint> readColoured(const std::string& path) {
+std::vector<TestPoint> readColoured(const std::string& path, bool hidesOccluded = false) {
     const CodecPtr<BriskoCodec> codec(ColorCodecCreator::CreateCodec(CL3Codec::Create(), false));
+    EXPECT_TRUE(setPhotoOcclusion(*codec, hidesOccluded));
     return codec->Open(path.c_str()) ? readAll(*codec) : std::vector<TestPoint>{};
 }
 
@@ -120,6 +121,16 @@ public:
             }
         }
         return true;
+    }
+
+    /// Whether something stands between a camera and a point: metres.
+    bool isHidden(const Vector3& point, const PhotoCamera& camera) const {
+        const Vector3 toPoint = point - camera.place();
+        const double distance = std::sqrt(dot(toPoint, toPoint));
+        const Hit hit =
+            m_station.scene.cast(m_station.pose.origin + m_station.pose.axes * camera.place(),
+                                 m_station.pose.axes * (toPoint * (1 / distance)));
+        return hit && hit.distance < distance - 0.01;
     }
 
 private:
@@ -199,6 +210,62 @@ TEST_P(SimulatedPhotos, GiveEveryPointItsColour) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Stations, SimulatedPhotos, testing::ValuesIn(kStations),
+                         [](const auto& station) { return std::string(station.param.kind); });
+
+/// Points by whether something stands between them and a photo in whose view they lie.
+struct Shadows {
+    std::size_t shaded = 0, wrong = 0;  // hidden from a photo; with the colour of something else
+    std::size_t open = 0, right = 0;    // hidden from none and inside of one; with their colour
+};
+
+void countPoint(bool isHidden, bool isInside, const Colour& truth, const TestPoint& point,
+                Shadows& shadows) {
+    const Colour given{point.red, point.green, point.blue};
+    const bool isRight = alike(given, truth, 3 * kJpegError);
+    shadows.shaded += isHidden;
+    shadows.wrong += isHidden && !isRight && !alike(given, {}, 0);
+    shadows.open += isInside && !isHidden;
+    shadows.right += isInside && !isHidden && isRight;
+}
+
+class Occlusion : public testing::TestWithParam<StationCase> {};
+
+TEST_P(Occlusion, TakesWrongColoursFromShadowsAndFewFromWhatIsSeen) {
+    const StationCase& which = GetParam();
+    const TempFolder folder;
+    simulate(planOf(folder, which, {720, 360, 360, 0, 4, 172}), {});
+    const std::string scan = folder / "scan/scan.cl3";
+    const Station station = makeStation(which.scene);
+    const PhotoPlan plan(photoKinds().at(which.kind), which.scale, station.pose);
+    const PhotoTruth photos(which, plan, station);
+
+    const std::vector<TestPoint> truth = readTruth(scan), all = readColoured(scan),
+                                 hiding = readColoured(scan, true);
+    ASSERT_EQ(truth.size(), all.size());
+    ASSERT_EQ(truth.size(), hiding.size());
+    Shadows before, after;
+    for (std::size_t i = 0; i < truth.size(); ++i) {
+        const Vector3 point{truth[i].x, truth[i].y, truth[i].z};
+        bool isHidden = false, isInside = false;
+        for (const PlannedPhoto& photo : plan.photos) {
+            const View view = photos.placeOf(point, photo.camera).view;
+            if (view == View::Outside) continue;
+            isInside |= view == View::Inside;
+            isHidden = isHidden || photos.isHidden(point, photo.camera);
+        }
+        const Colour colour{truth[i].red, truth[i].green, truth[i].blue};
+        countPoint(isHidden, isInside, colour, all[i], before);
+        countPoint(isHidden, isInside, colour, hiding[i], after);
+    }
+    EXPECT_GT(before.shaded, 400u);
+    // Contact shadows and those thinner than half a cell stay.
+    EXPECT_LT(static_cast<double>(after.wrong), 0.9 * static_cast<double>(before.wrong));
+    EXPECT_GT(static_cast<double>(after.right),
+              static_cast<double>(before.right) - 0.001 * static_cast<double>(before.open));
+}
+
+INSTANTIATE_TEST_SUITE_P(Stations, Occlusion,
+                         testing::Values(kStations[1], kStations[5], kStations[6]),
                          [](const auto& station) { return std::string(station.param.kind); });
 
 constexpr StationCase kSmall = {"W60", "room", 8, 1, 1, 0, false};

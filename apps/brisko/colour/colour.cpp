@@ -84,6 +84,8 @@ Command addColour(CLI::App& tool, const CommonOptions& common) {
     app->add_option("INPUT", line->options.input, "Scan to read (.cl3, .clr)")->required();
     app->add_option("OUTPUT", line->options.output, "Scan to write (.cl3, .ptx, .ply)")->required();
     addConvertOptions(*app, *line);
+    app->add_flag("--occlusion", line->options.hideOccluded,
+                  "Leave out of a photo what something before its camera covers");
     app->add_flag("--verbose", line->verbose, "Show what becomes of each photo");
     app->add_flag("--json", line->json, "Print JSON, schema " + std::string(kSchema));
     return {app, [app, line, &common] { return run(*app, *line, common.progress); }};

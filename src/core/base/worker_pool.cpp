@@ -9,20 +9,33 @@ void WorkerPool::start(std::size_t count, std::function<void(std::size_t)> job) 
     m_job = std::move(job);
     m_count = count;
     m_next = 0;
+    m_threadsEnded = 0;
     m_failure = nullptr;
     try {
         m_threads.reserve(m_wanted);
         while (m_threads.size() < std::min(m_wanted, count)) {
-            m_threads.emplace_back([this] {
-                while (takeNext()) {
-                }
-            });
+            m_threads.emplace_back([this] { run(); });
         }
     } catch (const std::system_error&) {
         return;
     } catch (const std::bad_alloc&) {
         return;
     }
+}
+
+/// Of a thread.
+void WorkerPool::run() noexcept {
+    while (takeNext()) {
+    }
+    const std::lock_guard lock(m_mutex);
+    ++m_threadsEnded;
+    m_ended.notify_all();
+}
+
+bool WorkerPool::waitFor(std::chrono::milliseconds time) {
+    if (m_threads.empty()) return !help();
+    std::unique_lock lock(m_mutex);
+    return m_ended.wait_for(lock, time, [this] { return m_threadsEnded == m_threads.size(); });
 }
 
 bool WorkerPool::help() {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <exception>
@@ -40,12 +41,16 @@ public:
     /// Helps until all jobs are done. Once a job has thrown no further one starts; its exception, the
     /// first of several, comes out of here.
     void wait();
+    /// Waits so long at most for all jobs to end, or does one where there are no threads. Returns whether
+    /// they have; wait() must still be called.
+    bool waitFor(std::chrono::milliseconds time);
     /// Starts no further job, waits for those that run, and forgets what they threw.
     void stop() noexcept;
     /// For long jobs to ask: they need not finish.
     bool isStopping() const { return m_stopping; }
 
 private:
+    void run() noexcept;
     bool takeNext() noexcept;
     void join() noexcept;
 
@@ -54,8 +59,10 @@ private:
     std::size_t m_count = 0;
     std::atomic<std::size_t> m_next = 0;
     std::atomic<bool> m_stopping = false;
-    std::mutex m_mutex;  // of the failure
+    std::mutex m_mutex;  // of the next two
     std::exception_ptr m_failure;
+    std::size_t m_threadsEnded = 0;
+    std::condition_variable m_ended;
     std::vector<std::thread> m_threads;
 };
 
@@ -66,6 +73,27 @@ void forEachIndex(std::size_t count, const Job& job, std::size_t threads = proce
     if (count == 0) return;
     WorkerPool pool(std::min(count, std::max<std::size_t>(threads, 1)) - 1);
     pool.start(count, std::cref(job));
+    pool.wait();
+}
+
+/// Asked whether work is still wanted; an empty one means that it is.
+using GoesOn = std::function<bool()>;
+
+/// How work ends that is not wanted any more.
+class WorkStopped : public std::exception {};
+
+/// Calls job(i, isWanted) for i = 0 to count - 1 as forEachIndex does, asking goesOn() on the calling thread,
+/// which does no jobs then, every 20 ms. Where it answers false, no further job starts, and jobs that ask
+/// isWanted() hear of it; throws WorkStopped after those that run have ended.
+template <class Job>
+void forEachIndexWhile(const GoesOn& goesOn, std::size_t count, const Job& job) {
+    if (!goesOn) return forEachIndex(count, [&](std::size_t i) { job(i, goesOn); });
+    WorkerPool pool(std::min(count, processorCount()));
+    const GoesOn isWanted = [&pool] { return !pool.isStopping(); };
+    pool.start(count, [&](std::size_t i) { job(i, isWanted); });
+    do {
+        if (!goesOn()) throw WorkStopped();
+    } while (!pool.waitFor(std::chrono::milliseconds(20)));
     pool.wait();
 }
 

@@ -116,6 +116,8 @@ ConvertResult colourScan(const ConvertOptions& options, StationPhotos& photos) {
     ReadOptions fromPhotos;
     fromPhotos.colourFromPhotos = true;
     fromPhotos.columns = options.columns;
+    fromPhotos.hideOccluded = options.hideOccluded;
+    fromPhotos.progress = options.progress;
     std::unique_ptr<ScanInput> input = openScan(options.input, fromPhotos);
     // The input holds most of the photos now, so this decodes little.
     photos = decodeStationPhotos(options.input, options.progress);

@@ -12,6 +12,7 @@
 #include <brisko_scan/scan_error.h>
 
 #include <algorithm>
+#include <exception>
 #include <span>
 
 namespace brisko::scan {
@@ -28,7 +29,7 @@ BriskoCodec* createColouringCodec(const ScanInfo& info) {
 
 NativeInput::NativeInput(const std::string& path, const ReadOptions& options,
                          const std::vector<std::string>& later)
-    : m_fromPhotos(options.colourFromPhotos),
+    : m_options(options),
       m_later(later),
       m_positions(3 * kBatch),
       m_intensities(kBatch),
@@ -73,7 +74,7 @@ void NativeInput::chooseColumns(const GridRange& columns, const TileTable* table
 }
 
 BriskoCodec* NativeInput::createCodec() const {
-    if (m_fromPhotos) return createColouringCodec(m_info);
+    if (m_options.colourFromPhotos) return createColouringCodec(m_info);
     if (!m_later.empty()) return createCLRSeriesCodec(m_later);
     if (!m_info.recordsArePoints) return CLRGridCodec::Create();
     if (m_info.hasGrid) return CL3GridCodec::Create();
@@ -89,20 +90,48 @@ void NativeInput::takeFacts(ScanLayout layout) {
     m_info.rows = layout.rows;
     if (layout.index) m_info.bandColumns = layout.index->tileSize;
     m_info.storesColour = hasColour(layout);
-    m_info.isColoured = m_fromPhotos;
+    m_info.isColoured = m_options.colourFromPhotos;
     m_info.storesColour = m_info.storesColour || m_info.isColoured;
-    m_info.records = layout.records;
+    m_info.records = m_records = layout.records;
     m_info.header = std::move(layout.header);
     m_steps = !m_info.recordsArePoints ? m_info.columns : m_info.records;
+}
+
+/// Opens a codec that colours points. Throws what the host's progress throws, or a cancellation.
+bool NativeInput::openWithPhotos() {
+    setPhotoOutlines(*m_codec, PhotoOutlines::Whole);
+    setPhotoOcclusion(*m_codec, m_options.hideOccluded);
+    std::optional<TaskProgress> pass;
+    std::exception_ptr stopped;
+    setColourOpenProgress(*m_codec, [&](std::uint64_t points) {
+        try {
+            if (points == 0) {
+                requireGoingOn(m_options.progress);
+                return true;
+            }
+            if (!pass)
+                pass.emplace(m_options.progress, "look for what photos cannot see", m_records);
+            pass->advanceTo(points);
+            return true;
+        } catch (...) {
+            stopped = std::current_exception();
+            return false;
+        }
+    });
+    const bool isOpen = m_codec->Open(m_info.path.c_str());
+    setColourOpenProgress(*m_codec, {});  // what it refers to goes now
+    if (stopped) std::rethrow_exception(stopped);
+    return isOpen;
 }
 
 void NativeInput::openCodec() {
     m_reader.reset();
     m_codec.reset(createCodec());
     if (!m_codec) throw std::bad_alloc();
-    if (m_fromPhotos) setPhotoOutlines(*m_codec, PhotoOutlines::Whole);
     if (m_range) setColumnRange(*m_codec, *m_range, m_tiles);
-    if (!m_codec->Open(m_info.path.c_str())) failToOpen();
+    const bool isOpen =
+        m_options.colourFromPhotos ? openWithPhotos() : m_codec->Open(m_info.path.c_str());
+    if (!isOpen) failToOpen();
     setFrame(*m_codec, Frame::Scanner);
     m_info.alignment = getAlignment(*m_codec);
     if (m_info.alignment.source == AlignmentSource::Unreadable) {
@@ -118,7 +147,8 @@ void NativeInput::openCodec() {
 
 /// Names the photo that keeps a scan from being coloured, if it is one: a scan that got here is sound.
 void NativeInput::failToOpen() const {
-    if (m_fromPhotos) requireUsable(decodeStationPhotos(m_info.path));
+    if (m_options.colourFromPhotos)
+        requireUsable(decodeStationPhotos(m_info.path, m_options.progress));
     throw ScanError(ErrorKind::Damaged, m_info.path, "cannot be opened as a scan");
 }
 
@@ -126,7 +156,7 @@ void NativeInput::rewind() {
     m_started = false;
     m_done = 0;
     // Points that are coloured ahead come in one pass.
-    if (m_fromPhotos) openCodec();
+    if (m_options.colourFromPhotos) openCodec();
 }
 
 const char* NativeInput::stepUnit() const {

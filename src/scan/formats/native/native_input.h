@@ -7,6 +7,7 @@
 #include <brisko_codec/column_range.h>
 #include <brisko_codec/point_batch.h>
 #include <brisko_codec/read_problem.h>
+#include <brisko_scan/scan_reader.h>
 
 namespace brisko::scan {
 
@@ -34,19 +35,21 @@ private:
     void chooseColumns(const GridRange& columns, const TileTable* table);
     BriskoCodec* createCodec() const;
     void openCodec();
+    bool openWithPhotos();
     [[noreturn]] void failToOpen() const;
     std::size_t readBatch(const PointArrays& arrays, std::size_t capacity);
     void requireWholePass() const;
     void requireFinite(const PointArrays& arrays, std::size_t count) const;
     void countSteps(const PointArrays& arrays, std::size_t count);
 
-    bool m_fromPhotos;  // colours
+    ReadOptions m_options;
     std::vector<std::string> m_later;
     std::optional<ColumnRange> m_range;           // of columns that are read; none: all
     std::shared_ptr<const CL3TileTable> m_tiles;  // where columns of an indexed scan begin
     std::unique_ptr<BriskoCodec, CodecDestroyer> m_codec;
     std::unique_ptr<PointBatchReader> m_reader;
     bool m_started = false;
+    std::uint64_t m_records = 0;  // of the whole scan
     std::uint64_t m_steps = 0;
     std::uint64_t m_done = 0;
     // One batch as the library delivers it.
