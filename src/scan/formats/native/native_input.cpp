@@ -8,6 +8,7 @@
 #include <brisko_codec/cl3_codec.h>
 #include <brisko_codec/clr_codec.h>
 #include <brisko_codec/color_codec.h>
+#include <brisko_codec/threads.h>
 #include <brisko_scan/photos.h>
 #include <brisko_scan/scan_error.h>
 
@@ -29,13 +30,7 @@ BriskoCodec* createColouringCodec(const ScanInfo& info) {
 
 NativeInput::NativeInput(const std::string& path, const ReadOptions& options,
                          const std::vector<std::string>& later)
-    : m_options(options),
-      m_later(later),
-      m_positions(3 * kBatch),
-      m_intensities(kBatch),
-      m_colours(3 * kBatch),
-      m_columns(kBatch),
-      m_rows(kBatch) {
+    : m_options(options), m_later(later) {
     if (options.tiles && !hasExtension(path, ".cl3")) {
         throw ScanError(ErrorKind::Request, path, "only indexed .cl3 scans have tiles");
     }
@@ -47,6 +42,8 @@ NativeInput::NativeInput(const std::string& path, const ReadOptions& options,
         requireSound(next);
         m_info.records += next.records;
     }
+    constexpr std::uint64_t kWorthwhile = 200'000;  // records or cells
+    m_threads = m_records < kWorthwhile ? 1 : jobThreads();
     if (options.columns && m_info.hasGrid) chooseColumns(*options.columns, options.tiles.get());
     openCodec();
 }
@@ -125,6 +122,7 @@ bool NativeInput::openWithPhotos() {
 }
 
 void NativeInput::openCodec() {
+    m_ahead.reset();
     m_reader.reset();
     m_codec.reset(createCodec());
     if (!m_codec) throw std::bad_alloc();
@@ -153,8 +151,10 @@ void NativeInput::failToOpen() const {
 }
 
 void NativeInput::rewind() {
+    m_ahead.reset();
+    m_batch = nullptr;
     m_started = false;
-    m_done = 0;
+    m_read = m_done = 0;
     // Points that are coloured ahead come in one pass.
     if (m_options.colourFromPhotos) openCodec();
 }
@@ -163,42 +163,105 @@ const char* NativeInput::stepUnit() const {
     return !m_info.recordsArePoints ? "columns" : "points";
 }
 
+NativeInput::Batch::Batch(std::size_t capacity)
+    : positions(3 * capacity),
+      intensities(capacity),
+      colours(3 * capacity),
+      columns(capacity),
+      rows(capacity) {
+}
+
+PointArrays NativeInput::Batch::arrays() {
+    return {positions.data(), intensities.data(), colours.data(), columns.data(), rows.data()};
+}
+
+/// One after another, by any thread.
 std::size_t NativeInput::readBatch(const PointArrays& arrays, std::size_t capacity) {
     const bool isFirst = !m_started;
     m_started = true;
     const std::size_t count =
         isFirst ? m_reader->readFirst(arrays, capacity) : m_reader->readNext(arrays, capacity);
     if (count == 0) requireWholePass();
-    requireFinite(arrays, count);
-    countSteps(arrays, count);
+    m_read = stepsAfter(arrays, count);
     return count;
 }
 
-/// A batch at a time, which is still in the processor's caches when it is looked at.
+/// The next batch, or what is left of the one at hand; null at the end. While the caller works on a batch, another
+/// thread reads the next ones.
+///   asPoints  whether its CellPoints are wanted
+const NativeInput::Batch* NativeInput::nextBatch(bool asPoints) {
+    if (m_batch && m_taken < m_batch->count) return m_batch;
+    if (!m_ahead) {
+        // Large ones between threads, small ones that stay in the caches without.
+        const std::size_t capacity = m_threads > 1 ? 4 * kBatch : kBatch;
+        const auto fetch = [this, capacity](Batch& batch) {
+            if (batch.positions.empty()) batch = Batch(capacity);
+            batch.count = readBatch(batch.arrays(), capacity);
+            batch.stepsDone = m_read;
+            return batch.count > 0;
+        };
+        const auto work = [this, asPoints](Batch& batch) {
+            requireFinite(batch.arrays(), batch.count);
+            if (asPoints) batch.makePoints();
+        };
+        m_ahead = std::make_unique<PiecesAhead<Batch>>(m_threads, fetch, work);
+    }
+    m_batch = m_ahead->next();
+    m_taken = 0;
+    m_done = m_batch ? m_batch->stepsDone : m_steps;
+    return m_batch;
+}
+
 std::size_t NativeInput::readInto(const PointArrays& arrays, std::size_t capacity) {
+    if (m_threads < 2) return readStraight(arrays, std::min(capacity, kBatch));
+    if (!nextBatch(false)) return 0;
+    const std::size_t count = std::min(capacity, m_batch->count - m_taken);
+    const auto copy = [&](auto* to, const auto& from, std::size_t values) {
+        if (to) std::copy_n(from.data() + values * m_taken, values * count, to);
+    };
+    copy(arrays.positions, m_batch->positions, 3);
+    copy(arrays.intensities, m_batch->intensities, 1);
+    copy(arrays.colours, m_batch->colours, 3);
+    copy(arrays.columns, m_batch->columns, 1);
+    copy(arrays.rows, m_batch->rows, 1);
+    m_taken += count;
+    return count;
+}
+
+/// Without another thread, and without a copy.
+std::size_t NativeInput::readStraight(const PointArrays& arrays, std::size_t capacity) {
+    if (m_own.positions.empty()) m_own = Batch(kBatch);
     PointArrays wanted = arrays;
-    if (!wanted.positions) wanted.positions = m_positions.data();
-    if (!wanted.intensities) wanted.intensities = m_intensities.data();
-    if (!wanted.columns) wanted.columns = m_columns.data();
-    return readBatch(wanted, std::min(capacity, kBatch));
+    if (!wanted.positions) wanted.positions = m_own.positions.data();
+    if (!wanted.intensities) wanted.intensities = m_own.intensities.data();
+    if (!wanted.columns) wanted.columns = m_own.columns.data();
+    const std::size_t count = readBatch(wanted, capacity);
+    requireFinite(wanted, count);
+    m_done = m_read;
+    return count;
+}
+
+void NativeInput::Batch::makePoints() {
+    points.resize(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        CellPoint& point = points[i];
+        point.x = positions[3 * i];
+        point.y = positions[3 * i + 1];
+        point.z = positions[3 * i + 2];
+        point.intensity = intensities[i];
+        point.red = colours[3 * i];
+        point.green = colours[3 * i + 1];
+        point.blue = colours[3 * i + 2];
+        point.column = columns[i];
+        point.row = rows[i];
+    }
 }
 
 void NativeInput::read(std::vector<CellPoint>& points) {
-    points.resize(readBatch({m_positions.data(), m_intensities.data(), m_colours.data(),
-                             m_columns.data(), m_rows.data()},
-                            kBatch));
-    for (std::size_t i = 0; i < points.size(); ++i) {
-        CellPoint& point = points[i];
-        point.x = m_positions[3 * i];
-        point.y = m_positions[3 * i + 1];
-        point.z = m_positions[3 * i + 2];
-        point.intensity = m_intensities[i];
-        point.red = m_colours[3 * i];
-        point.green = m_colours[3 * i + 1];
-        point.blue = m_colours[3 * i + 2];
-        point.column = m_columns[i];
-        point.row = m_rows[i];
-    }
+    points.clear();
+    if (!nextBatch(true)) return;
+    points.swap(m_batch->points);
+    m_taken = m_batch->count;
 }
 
 /// The library hands out what can be had of a damaged scan; here that is an error.
@@ -221,16 +284,11 @@ void NativeInput::requireFinite(const PointArrays& arrays, std::size_t count) co
     failDamaged(m_info.path, m_info.path + ": a record is not finite in all its numbers");
 }
 
-void NativeInput::countSteps(const PointArrays& arrays, std::size_t count) {
-    if (count == 0) {
-        m_done = m_steps;
-        return;
-    }
-    if (!m_info.recordsArePoints) {
-        m_done = arrays.columns[count - 1] - (m_range ? m_range->first : 0);
-    } else {
-        m_done += count;
-    }
+/// For the progress, after a batch.
+std::uint64_t NativeInput::stepsAfter(const PointArrays& arrays, std::size_t count) const {
+    if (count == 0) return m_steps;
+    if (m_info.recordsArePoints) return m_read + count;
+    return arrays.columns[count - 1] - (m_range ? m_range->first : 0);
 }
 
 }  // namespace brisko::scan

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/ordered_work.h"
 #include "scan/formats/native/scan_layout.h"
 #include "scan/formats/scan_input.h"
 
@@ -31,6 +32,22 @@ private:
         void operator()(BriskoCodec* codec) const { BriskoCodec::Destroy(codec); }
     };
 
+    /// Some points as the library delivers them.
+    struct Batch {
+        explicit Batch(std::size_t capacity = 0);
+        PointArrays arrays();
+        void makePoints();
+
+        std::vector<double> positions;
+        std::vector<float> intensities;
+        std::vector<std::uint8_t> colours;
+        std::vector<std::uint32_t> columns;
+        std::vector<std::uint32_t> rows;
+        std::vector<CellPoint> points;  // the same, where they are wanted
+        std::size_t count = 0;
+        std::uint64_t stepsDone = 0;  // after it
+    };
+
     void takeFacts(ScanLayout layout);
     void chooseColumns(const GridRange& columns, const TileTable* table);
     BriskoCodec* createCodec() const;
@@ -40,7 +57,9 @@ private:
     std::size_t readBatch(const PointArrays& arrays, std::size_t capacity);
     void requireWholePass() const;
     void requireFinite(const PointArrays& arrays, std::size_t count) const;
-    void countSteps(const PointArrays& arrays, std::size_t count);
+    std::uint64_t stepsAfter(const PointArrays& arrays, std::size_t count) const;
+    const Batch* nextBatch(bool asPoints);
+    std::size_t readStraight(const PointArrays& arrays, std::size_t capacity);
 
     ReadOptions m_options;
     std::vector<std::string> m_later;
@@ -52,12 +71,12 @@ private:
     std::uint64_t m_records = 0;  // of the whole scan
     std::uint64_t m_steps = 0;
     std::uint64_t m_done = 0;
-    // One batch as the library delivers it.
-    std::vector<double> m_positions;
-    std::vector<float> m_intensities;
-    std::vector<std::uint8_t> m_colours;
-    std::vector<std::uint32_t> m_columns;
-    std::vector<std::uint32_t> m_rows;
+    std::size_t m_threads = 1;
+    std::uint64_t m_read = 0;                     // steps, in batches that may still wait
+    Batch m_own;                                  // where no other thread reads
+    Batch* m_batch = nullptr;                     // that was read ahead
+    std::size_t m_taken = 0;                      // points of it
+    std::unique_ptr<PiecesAhead<Batch>> m_ahead;  // the last member: it stops before the others go
 };
 
 }  // namespace brisko::scan
