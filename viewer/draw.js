@@ -2,7 +2,8 @@
 // part by part into a picture that is shown when it is complete.
 
 import {kRamp} from 'viewer/colours.js';
-import {kPointFragment, kPointVertex, kScreenFragment, kScreenVertex} from 'viewer/shaders.js';
+import {kAway} from 'viewer/photos.js';
+import * as shaders from 'viewer/shaders.js';
 
 const kModeNumbers = {
     colour: 0,
@@ -13,17 +14,22 @@ const kModeNumbers = {
 };
 const kMovingTime = 40;  // milliseconds a frame
 const kFewest = 60000;   // points of a frame
+const kReach = 6;        // pixels around a click
 
 export class Renderer {
     constructor(canvas) {
         const gl = this.gl = canvas.getContext('webgl2', {antialias: false, alpha: false});
         if (!gl) throw new Error('This browser does not offer WebGL 2.');
         this.canvas = canvas;
-        this.points = new Program(gl, kPointVertex, kPointFragment);
-        this.screen = new Program(gl, kScreenVertex, kScreenFragment);
+        this.points = new Program(gl, shaders.kPointVertex, shaders.kPointFragment);
+        this.photos = new Program(gl, shaders.kPhotoVertex, shaders.kPhotoFragment);
+        this.depths = new Program(gl, shaders.kScreenVertex, shaders.kDepthFragment);
+        this.screen = new Program(gl, shaders.kScreenVertex, shaders.kScreenFragment);
         this.empty = gl.createVertexArray();
         this.quick = new Target(gl);
         this.fine = new Target(gl);
+        this.probe = new Target(gl);
+        this.shown = this.quick;  // the one on the screen
         this.ramp = gl.createTexture();
         gl.bindTexture(gl.TEXTURE_2D, this.ramp);
         gl.texImage2D(gl.TEXTURE_2D, 0, gl.RGBA, 256, 1, 0, gl.RGBA, gl.UNSIGNED_BYTE, kRamp);
@@ -61,6 +67,18 @@ export class Renderer {
         points.drawing = {array, buffers};
     }
 
+    /** Takes a picture of the page to the graphics processor. */
+    uploadImage(image) {
+        const {gl} = this;
+        const texture = gl.createTexture();
+        gl.bindTexture(gl.TEXTURE_2D, texture);
+        gl.texImage2D(gl.TEXTURE_2D, 0, gl.RGB8, gl.RGB, gl.UNSIGNED_BYTE, image);
+        gl.generateMipmap(gl.TEXTURE_2D);
+        gl.texParameteri(gl.TEXTURE_2D, gl.TEXTURE_WRAP_S, gl.CLAMP_TO_EDGE);
+        gl.texParameteri(gl.TEXTURE_2D, gl.TEXTURE_WRAP_T, gl.CLAMP_TO_EDGE);
+        return texture;
+    }
+
     release(points) {
         points.drawing.buffers.forEach((buffer) => this.gl.deleteBuffer(buffer));
         this.gl.deleteVertexArray(points.drawing.array);
@@ -81,6 +99,7 @@ export class Renderer {
             // Fewer points are larger ones.
             const parts = frame.sets.map((set) => [set, 0, Math.ceil(set.count * share)]);
             this.drawParts(this.quick, frame, parts, 1 / Math.sqrt(share));
+            this.drawPhotos(frame, frame.photos.placed, kAway, 1);
             this.show(this.quick, frame);
             this.measure(start, all);
             this.drawn = Math.ceil(all * share);
@@ -92,6 +111,7 @@ export class Renderer {
         }
         this.drawParts(this.fine, frame, this.nextParts(), 1);
         if (this.work.length > 0) return true;
+        this.drawPhotos(frame, frame.photos.placed, kAway, 1);
         this.show(this.fine, frame);
         this.work = null;
         this.drawn = all;
@@ -119,7 +139,8 @@ export class Renderer {
         target.bind();
         this.points.set({view: frame.view, projection: frame.projection, size: frame.size * enlarged});
         this.points.set({clipLow: frame.clip.low, clipHigh: frame.clip.high});
-        this.points.set({focal: frame.projection[5] * this.canvas.height / 2});
+        const {width, height} = this.canvas;
+        this.points.set({focal: frame.projection[5] * height / 2, picture: [width, height]});
         gl.activeTexture(gl.TEXTURE0);
         gl.bindTexture(gl.TEXTURE_2D, this.ramp);
         for (const [set, from, to] of parts) {
@@ -138,9 +159,26 @@ export class Renderer {
         gl.bindVertexArray(null);
     }
 
+    drawPhotos({view, projection}, photos, away, opacity) {
+        const {gl} = this;
+        this.photos.use();
+        gl.activeTexture(gl.TEXTURE0);
+        gl.enable(gl.BLEND);
+        gl.blendFuncSeparate(gl.SRC_ALPHA, gl.ONE_MINUS_SRC_ALPHA, gl.ONE, gl.ONE);
+        gl.bindVertexArray(this.empty);
+        for (const {texture, model, sides} of photos) {
+            this.photos.set({view, projection, model, sides, away, opacity});
+            gl.bindTexture(gl.TEXTURE_2D, texture);
+            gl.drawArrays(gl.TRIANGLE_STRIP, 0, 4);
+        }
+        gl.bindVertexArray(null);
+        gl.disable(gl.BLEND);
+    }
+
     /** Brings a picture of points to the screen, with its edges shaded. */
     show(target, frame) {
-        const gl = this.gl;
+        const {gl} = this;
+        this.shown = target;
         gl.bindFramebuffer(gl.FRAMEBUFFER, null);
         gl.viewport(0, 0, this.canvas.width, this.canvas.height);
         gl.disable(gl.DEPTH_TEST);
@@ -151,6 +189,34 @@ export class Renderer {
         gl.bindVertexArray(this.empty);
         gl.drawArrays(gl.TRIANGLES, 0, 3);
         gl.bindVertexArray(null);
+        this.drawPhotos(frame, frame.photos.cover, 1, frame.photos.opacity);
+    }
+
+    /**
+     * What is in the picture at a pixel, or nearest to it within a few: the pixel, and how far ahead of the
+     * eye it lies, metres. Null where there is nothing.
+     */
+    lookAt({near, far}, x, y) {
+        const {gl, probe, shown} = this;
+        const size = 2 * kReach + 1;
+        probe.begin({width: size, height: size});
+        gl.disable(gl.DEPTH_TEST);
+        shown.bindTextures(this.depths.use().uniforms);
+        this.depths.set({corner: [Math.floor(x) - kReach, shown.height - 1 - Math.floor(y) - kReach]});
+        gl.bindVertexArray(this.empty);
+        gl.drawArrays(gl.TRIANGLES, 0, 3);
+        const bytes = new Uint8Array(4 * size * size);
+        gl.readPixels(0, 0, size, size, gl.RGBA, gl.UNSIGNED_BYTE, bytes);
+        let found = null;
+        for (let i = 0; i < size * size; ++i) {
+            const depth = (bytes[4 * i] + 256 * bytes[4 * i + 1] + 65536 * bytes[4 * i + 2]) / 16777215;
+            const [dx, dy] = [i % size - kReach, kReach - Math.floor(i / size)];
+            const off = Math.hypot(dx, dy);
+            if (depth === 1 || off > kReach || off >= found?.off) continue;
+            const ahead = 2 * near * far / (far + near - (2 * depth - 1) * (far - near));
+            found = {x: Math.floor(x) + dx + 0.5, y: Math.floor(y) + dy + 0.5, ahead, off};
+        }
+        return found;
     }
 
     /** How long a frame took decides how many points the next one has. */

@@ -6,10 +6,11 @@ import {loadScene} from 'viewer/data.js';
 import {Renderer} from 'viewer/draw.js';
 import {FullScan} from 'viewer/full.js';
 import {listenToKeys, listenToPointer} from 'viewer/input.js';
-import {length, subtract, transform} from 'viewer/linear.js';
+import {add, length, subtract, transform} from 'viewer/linear.js';
 import {Measurements} from 'viewer/measure.js';
 import {Panorama} from 'viewer/panorama.js';
-import {describePoint, findPoint} from 'viewer/pick.js';
+import {Photos} from 'viewer/photos.js';
+import {describePoint, findPoint, rayThrough} from 'viewer/pick.js';
 import * as ui from 'viewer/ui.js';
 
 const {byId} = ui;
@@ -27,6 +28,8 @@ class Page {
         this.renderer = new Renderer(canvas);
         this.measurements = new Measurements(byId('marks'));
         this.panorama = new Panorama(byId('panorama'), (scan, i) => this.flyToPoint(this.describe(scan, i)));
+        this.photos = new Photos(scene, this.renderer, (photo) => this.goToPhoto(photo));
+        this.photos.loaded.then(() => this.redraw());
         this.scales = scalesOf(scene.scans);
         this.bounds = boundsOf(scene.scans);
         this.clip = null;        // low and high, of the scene
@@ -74,7 +77,8 @@ class Page {
         const clip = this.clip ?? kNoClip;
         const farther = (scan) => this.fulls.get(scan)?.tiles.size > 0 ? 1.01 : 1;
         const background = styleColour('--scene');
-        return {sets, view, projection, near, far, mode, scales, clip, size, edges, farther, background};
+        const photos = this.photos.pictures(camera.eye);
+        return {sets, photos, view, projection, near, far, mode, scales, clip, size, edges, farther, background};
     }
 
     frame(now) {
@@ -140,14 +144,28 @@ class Page {
 
     /** The point at a place of the picture, in pixels of the page; null where there is none. */
     pointAt(x, y) {
-        const ratio = canvas.width / canvas.clientWidth;
-        const found = findPoint(this.last, canvas.width, canvas.height, x * ratio, y * ratio);
+        const seen = this.lookAt(x, y);
+        const found = seen && findPoint(this.last, add(this.camera.eye, seen.ray, seen.ahead));
         return found && this.describe(found.set, found.index);
+    }
+
+    /** What is at a place of the picture: a ray to it, one long ahead of the eye, and how far ahead it ends. */
+    lookAt(x, y) {
+        const {width, height, clientWidth} = canvas;
+        const seen = this.renderer.lookAt(this.last, x * width / clientWidth, y * width / clientWidth);
+        return seen && {...seen, ray: rayThrough(this.last, width, height, seen.x, seen.y)};
     }
 
     click(x, y, isDouble) {
         const box = canvas.getBoundingClientRect();
-        const point = this.pointAt(x - box.left, y - box.top);
+        [x, y] = [x - box.left, y - box.top];
+        const seen = this.lookAt(x, y);
+        const photo = seen && this.photos.hit(this.camera.eye, seen.ray, seen.ahead);
+        if (photo) {
+            this.goToPhoto(photo);
+            return;
+        }
+        const point = this.pointAt(x, y);
         if (isDouble && point && !this.isMeasuring) this.flyToPoint(point);
         else this.take(point);
     }
@@ -197,6 +215,12 @@ class Page {
         else this.camera.flyTo(view);
     }
 
+    /** Looks at the points through the camera of a photo. */
+    goToPhoto(photo) {
+        this.photos.choose(photo);
+        this.go(this.photos.viewOf(photo, canvas.width / canvas.height));
+    }
+
     choosePanorama(scan) {
         if (scan === this.panorama.scan) return;
         this.current = scan;
@@ -218,6 +242,7 @@ class Page {
         const values = {v: this.camera.toText(), m: this.mode};
         const hidden = this.scene.scans.filter((scan) => !scan.isShown).map((scan) => scan.number);
         if (hidden.length > 0) values.h = hidden.join(',');
+        if (this.photos.open) values.p = this.photos.open.number;
         if (this.clip) {
             values.b = [...this.clip.low, ...this.clip.high].map((value) => +value.toFixed(3)).join(',');
         }
@@ -234,6 +259,7 @@ class Page {
         }
         this.setMode(this.possibleModes().includes(values.get('m')) ? values.get('m') : this.mode);
         this.goToStation(this.current, true);
+        this.photos.choose(this.photos.all[values.get('p') ?? -1] ?? null);
         this.camera.fromText(values.get('v') ?? '');
         this.fillScans();
     }
@@ -297,6 +323,11 @@ class Page {
         if (id === 'strip' && !isOff && this.current) this.panorama.scrollToHorizon();
     }
 
+    togglePhotos() {
+        this.photos.areShown = byId('show-photos').checked = !this.photos.areShown;
+        this.redraw();
+    }
+
     setTheme(theme) {
         document.documentElement.dataset.theme = theme;
         this.redraw();
@@ -358,6 +389,7 @@ class Page {
             ['measure', 'm', () => this.setMeasuring(!this.isMeasuring)],
             ['clip', 'c', toggleClip],
             ['strip', 'p', () => this.togglePart('strip', 'no-strip')],
+            ['show-photos', 't', () => this.togglePhotos()],
             ['panel', 'i', () => this.togglePart('panel', 'no-panel')],
             ['save', 'o', () => this.save()],
             ['share', 'l', () => this.share()],
@@ -385,6 +417,10 @@ class Page {
                 this.redraw();
             });
         }
+        byId('opacity').addEventListener('input', (event) => {
+            this.photos.opacity = Number(event.target.value);
+            this.redraw();
+        });
         byId('files').addEventListener('change', (event) => this.openFiles([...event.target.files]));
     }
 
@@ -402,6 +438,7 @@ class Page {
 
     escape() {
         if (this.isMeasuring) this.setMeasuring(false);
+        else if (this.photos.open) this.photos.choose(null);
         else this.take(null);
     }
 }

@@ -9,7 +9,7 @@ const kAxes = ['x', 'y', 'z'];
 const metres = (value, digits) => `${value.toFixed(digits).replace(/^-(0\.?0*)$/, '$1')} m`;
 
 /** An element with properties, or attributes where a name has a dash, and what is in it. */
-function make(name, properties = {}, ...children) {
+export function make(name, properties = {}, ...children) {
     const made = document.createElement(name);
     for (const [key, value] of Object.entries(properties)) {
         if (key.includes('-')) made.setAttribute(key, value);
