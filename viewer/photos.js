@@ -1,6 +1,7 @@
 // The photos of the stations: each is a picture at the place of its camera, and in a list. From the
 // camera's own place a photo covers the points that it shows.
 
+import {makeTexture} from 'viewer/gl.js';
 import {length, modelMatrix, subtract, transform} from 'viewer/linear.js';
 import {byId, make} from 'viewer/ui.js';
 
@@ -9,9 +10,8 @@ const kAtCentre = 0.02;    // metres; so close to a camera its photo shows what 
 
 export class Photos {
     /** onChoice hears of the photo that was chosen from the list. */
-    constructor(scene, renderer, onChoice) {
+    constructor(scene, gl, onChoice) {
         this.areShown = true;
-        this.opacity = 1;
         this.open = null;  // the photo that is looked through
         const texts = document.querySelectorAll('script.photo');
         this.all = scene.photos.map((photo, number) => this.unpack(photo, number, scene, texts[number], onChoice));
@@ -19,7 +19,7 @@ export class Photos {
         byId('photo-list').replaceChildren(...this.all.map((photo) => photo.button));
         this.loaded = Promise.all(this.all.map(async (photo) => {
             await photo.image.decode();
-            photo.texture = renderer.uploadImage(photo.image);
+            photo.texture = makeTexture(gl, photo);
         }));
     }
 
@@ -58,11 +58,7 @@ export class Photos {
         const isAt = (photo, reach) => length(subtract(eye, photo.centre)) < reach;
         const placed = this.areShown ? ready.filter((photo) => !isAt(photo, 2 * kAway)) : [];
         const cover = ready.filter((photo) => photo === this.open && isAt(photo, kAtCentre));
-        return {
-            placed,
-            cover,
-            opacity: this.opacity,
-        };
+        return {placed, cover};
     }
 
     /** The photo whose picture lies at the end of a ray of so many times its length; undefined where none does. */

@@ -1,6 +1,6 @@
 // Finds the point at a place of the picture, and says what is known of it.
 
-import {lineOf} from 'viewer/data.js';
+import {cellOf} from 'viewer/data.js';
 import {add, length, transform} from 'viewer/linear.js';
 
 /**
@@ -43,7 +43,7 @@ export function describePoint(scene, {set, index}) {
     return {
         scan: scan.name,
         number: scan.number,
-        cell: cellOf(set, index),
+        cell: set.exact ? {column: set.columns[index], row: set.rows[index]} : cellOf(scan, index),
         scanner: add(local, scan.corner ?? [0, 0, 0]),
         aligned: add(placed, scene.origin),
         placed,
@@ -52,17 +52,5 @@ export function describePoint(scene, {set, index}) {
         colour: set.colours ? Array.from(set.colours.subarray(4 * index, 4 * index + 3)) : null,
         isExact: Boolean(set.exact),
         precision: set.exact ? 0 : Math.hypot(scene.lengthUnit / 2, range * scene.angleUnit * Math.SQRT1_2),
-    };
-}
-
-function cellOf(set, index) {
-    const {scan} = set;
-    if (set.exact) return {column: set.columns[index], row: set.rows[index]};
-    if (!scan.cells) return null;
-    const {keptColumns, keptRows} = scan;
-    const cell = scan.cells[index];
-    return {
-        column: lineOf(Math.floor(cell / keptRows), keptColumns, scan.columns),
-        row: lineOf(cell % keptRows, keptRows, scan.rows),
     };
 }

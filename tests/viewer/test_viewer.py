@@ -126,7 +126,7 @@ def test_photos_lie_where_the_points_have_their_colours(open_page, scan):
     places = [[x, y] for x in range(150, 550, 20) for y in range(150, 500, 20)]
     for number in (2, 7):
         page.do(f"page.goToPhoto(page.photos.all[{number}])")
-        photo, points = (page.do(f"page.photos.opacity = {opacity}") or page.pixels(places) for opacity in (1, 0))
+        photo, points = (page.do(f"page.opacity = {opacity}") or page.pixels(places) for opacity in (1, 0))
         pairs = [(a, b) for a, b in zip(photo, points) if b != [round(255 * part) for part in background]]
         near = [max(abs(x - y) for x, y in zip(a, b)) <= 40 for a, b in pairs]
         assert len(near) > 100 and sum(near) > 0.8 * len(near)
