@@ -45,9 +45,10 @@ class Page {
         this.modes = kModes.map(({id}) => id).filter((id) => needs[id] ?? true);
         this.mode = this.modes[0];
         this.current = scene.scans.find((scan) => scan.station) ?? null;
+        this.restore();
         this.buildPanel();
         this.listen();
-        this.restore();
+        this.setMode(this.mode);
         requestAnimationFrame((now) => this.frame(now));
     }
 
@@ -92,8 +93,7 @@ class Page {
     drawFrame(isMoving) {
         const frame = this.last = this.makeFrame();
         const isMore = this.renderer.draw(frame, isMoving);
-        const ratio = canvas.width / canvas.clientWidth;
-        this.measurements.place(frame, this.clip, canvas.width / ratio, canvas.height / ratio);
+        this.measurements.place(frame, this.clip, canvas.clientWidth, canvas.clientHeight);
         this.panorama.follow(this.camera.target, this.measurements.picked);
         return isMore;
     }
@@ -128,29 +128,25 @@ class Page {
 
     /** The point at a place of the picture, in pixels of the page; null where there is none. */
     pointAt(x, y) {
-        const seen = this.lookAt(x, y);
-        const found = seen && findPoint(this.last, add(this.camera.eye, seen.ray, seen.ahead));
-        return found && this.describe(found.set, found.index);
+        const place = this.placeAt(x, y);
+        const found = place && findPoint(this.last, place);
+        return found ? this.describe(found.set, found.index) : null;
     }
 
-    /** What is at a place of the picture: a ray to it, one long ahead of the eye, and how far ahead it ends. */
-    lookAt(x, y) {
+    /** The place in the scene of what is there; null where there is nothing. */
+    placeAt(x, y) {
         const {width, height, clientWidth} = canvas;
         const seen = this.renderer.lookAt(this.last, x * width / clientWidth, y * width / clientWidth);
-        return seen && {...seen, ray: rayThrough(this.last, width, height, seen.x, seen.y)};
+        return seen && add(this.camera.eye, rayThrough(this.last, width, height, seen.x, seen.y), seen.ahead);
     }
 
     click(x, y, isDouble) {
         const box = canvas.getBoundingClientRect();
         [x, y] = [x - box.left, y - box.top];
-        const seen = this.lookAt(x, y);
-        const photo = seen && this.photos.hit(this.camera.eye, seen.ray, seen.ahead);
-        if (photo) {
-            this.goToPhoto(photo);
-            return;
-        }
-        const point = this.pointAt(x, y);
-        if (isDouble && point && !this.isMeasuring) this.flyToPoint(point);
+        const photo = this.photos.at(this.camera.eye, this.placeAt(x, y));
+        const point = photo ? null : this.pointAt(x, y);
+        if (photo) this.goToPhoto(photo);
+        else if (isDouble && point && !this.isMeasuring) this.flyToPoint(point);
         else this.take(point);
     }
 
@@ -179,7 +175,8 @@ class Page {
 
     goToStation(scan, isAtOnce = false) {
         if (!scan?.station) return this.goToOverview(isAtOnce);
-        this.choosePanorama(scan);
+        this.current = scan;
+        this.panorama.show(scan, this.mode, this.scales);
         const eye = [...scan.station];
         return this.go({eye, yaw: this.panorama.middle(), pitch: -0.05, distance: 1, isAtStation: true}, isAtOnce);
     }
@@ -199,12 +196,6 @@ class Page {
     goToPhoto(photo) {
         this.photos.choose(photo);
         this.go(this.photos.viewOf(photo, canvas.width / canvas.height));
-    }
-
-    choosePanorama(scan) {
-        if (scan === this.panorama.scan) return;
-        this.current = scan;
-        this.panorama.show(scan, this.mode, this.scales);
     }
 
     setMode(mode) {
@@ -237,12 +228,10 @@ class Page {
         if (limits.length === 6 && limits.every(Number.isFinite)) {
             this.setClip({low: limits.slice(0, 3), high: limits.slice(3)});
         }
-        this.setMode(this.mode);
-        this.setMode(values.get('m'));
+        if (this.modes.includes(values.get('m'))) this.mode = values.get('m');
         this.goToStation(this.current, true);
         this.photos.choose(this.photos.all[values.get('p') ?? -1] ?? null);
         this.camera.fromText(values.get('v') ?? '');
-        this.fillScans();
     }
 
     // The panel.
@@ -255,17 +244,14 @@ class Page {
         byId('title').textContent = scene.title;
         byId('subtitle').textContent = `${ui.shortCount(kept)} of ${ui.shortCount(all)} points` +
             (scene.scans.length > 1 ? `, ${scene.scans.length} scans` : '');
-        ui.fillModes(this.modes, this.mode, (mode) => this.setMode(mode));
-        for (const id of ['go-station', 'strip']) byId(id).disabled = !this.current;
-        byId('full').hidden = !scene.full || !scene.scans.some((scan) => scan.files);
-    }
-
-    fillScans() {
+        ui.fillModes(this.modes, (mode) => this.setMode(mode));
         const show = (scan, isShown) => {
             scan.isShown = isShown;
             this.redraw();
         };
-        ui.fillScans(this.scene, {show, goTo: (scan) => this.goToStation(scan)});
+        ui.fillScans(scene, {show, goTo: (scan) => this.goToStation(scan)});
+        for (const id of ['go-station', 'strip']) byId(id).disabled = !this.current;
+        byId('full').hidden = !scene.full || !scene.scans.some((scan) => scan.files);
     }
 
     setMeasuring(isMeasuring) {
@@ -292,11 +278,6 @@ class Page {
         this.redraw();
     }
 
-    clipAroundPoint() {
-        const at = this.measurements.picked?.placed ?? this.camera.target;
-        this.setClip({low: subtract(at, [1, 1, 1]), high: add(at, [1, 1, 1])});
-    }
-
     togglePart(id, name) {
         const isOff = document.body.classList.toggle(name);
         ui.press(id, !isOff);
@@ -308,15 +289,15 @@ class Page {
         this.redraw();
     }
 
-    setTheme(theme) {
-        document.documentElement.dataset.theme = theme;
+    toggleTheme() {
+        const {dataset} = document.documentElement;
+        dataset.theme = dataset.theme === 'dark' ? 'light' : 'dark';
         this.redraw();
     }
 
     save() {
         this.drawFrame(true);
-        while (this.drawFrame(false))
-            ;  // at once: it is read right after
+        for (let isMore = true; isMore;) isMore = this.drawFrame(false);  // at once: it is read right after
         const link = document.createElement('a');
         link.download = `${this.scene.title}.png`;
         link.href = canvas.toDataURL('image/png');
@@ -352,29 +333,32 @@ class Page {
 
     listen() {
         listenToPointer(canvas, this.camera, (x, y, isDouble) => this.click(x, y, isDouble));
-        const toggleTheme = () => this.setTheme(document.documentElement.dataset.theme === 'dark' ? 'light' : 'dark');
         const toggleWhole = () =>
             document.fullscreenElement ? document.exitFullscreen() : document.documentElement.requestFullscreen();
-        const toggleClip = () => this.setClip(this.clip ? null : structuredClone(this.bounds.most));
+        const around = ({low, high} = this.bounds.most) => this.setClip({low: [...low], high: [...high]});
+        const aroundPoint = () => {
+            const at = this.measurements.picked?.placed ?? this.camera.target;
+            around({low: add(at, [-1, -1, -1]), high: add(at, [1, 1, 1])});
+        };
         // Button, key, what it does.
         const actions = [
             ['go-station', 'Home', () => this.goToStation(this.current)],
             ['go-overview', 'f', () => this.goToOverview()],
             ['measure', 'm', () => this.setMeasuring(!this.isMeasuring)],
-            ['clip', 'c', toggleClip],
+            ['clip', 'c', () => this.clip ? this.setClip(null) : around()],
             ['strip', 'p', () => this.togglePart('strip', 'no-strip')],
             ['show-photos', 't', () => this.togglePhotos()],
             ['panel', 'i', () => this.togglePart('panel', 'no-panel')],
             ['save', 'o', () => this.save()],
             ['share', 'l', () => this.share()],
-            ['theme', 'k', toggleTheme],
+            ['theme', 'k', () => this.toggleTheme()],
             ['whole', 'u', toggleWhole],
             ['help', '?', () => byId('keys').showModal()],
             ['go-point', '', () => this.flyToPoint(this.measurements.picked)],
             ['copy-point', '', () => this.copyPoint()],
             ['clear-distances', '', () => this.clearDistances()],
-            ['box-point', '', () => this.clipAroundPoint()],
-            ['box-reset', '', () => this.setClip(structuredClone(this.bounds.most))],
+            ['box-point', '', aroundPoint],
+            ['box-reset', '', () => around()],
             ['', 'Escape', () => this.escape()],
         ];
         const keys = {};

@@ -61,16 +61,14 @@ export class Photos {
         return {placed, cover};
     }
 
-    /** The photo whose picture lies at the end of a ray of so many times its length; undefined where none does. */
-    hit(eye, ray, ahead) {
-        return this.pictures(eye).placed.find((photo) => {
-            const {model: m, sides, centre} = photo;
-            const inCamera = (v) => [0, 4, 8].map((k) => m[k] * v[0] + m[k + 1] * v[1] + m[k + 2] * v[2]);
-            const [from, along] = [inCamera(subtract(eye, centre)), inCamera(ray)];
-            const way = (-kAway - from[2]) / along[2];
-            const [x, y] = [0, 1].map((k) => (from[k] + way * along[k]) / kAway);
-            const isInside = x > sides[0] && x < sides[1] && y > sides[2] && y < sides[3];
-            return isInside && Math.abs(way / ahead - 1) < 0.005;
+    /** The photo whose picture lies at a place of the scene; undefined where none does. */
+    at(eye, place) {
+        return place && this.pictures(eye).placed.find(({model: m, sides, centre}) => {
+            const off = subtract(place, centre);
+            const [x, y, z] = [0, 4, 8].map((k) => m[k] * off[0] + m[k + 1] * off[1] + m[k + 2] * off[2]);
+            const isInside =
+                x > sides[0] * kAway && x < sides[1] * kAway && y > sides[2] * kAway && y < sides[3] * kAway;
+            return isInside && Math.abs(z + kAway) < 0.01 * kAway;
         });
     }
 }

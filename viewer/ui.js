@@ -38,10 +38,10 @@ export function shortCount(count) {
 }
 
 /** The choice of what colours stand for. */
-export function fillModes(possible, chosen, onChoice) {
+export function fillModes(possible, onChoice) {
     byId('modes').replaceChildren(...kModes.map(({id, label}) => {
-        const state = {checked: id === chosen, disabled: !possible.includes(id)};
-        const input = make('input', {type: 'radio', name: 'mode', value: id, onchange: () => onChoice(id), ...state});
+        const disabled = !possible.includes(id);
+        const input = make('input', {type: 'radio', name: 'mode', value: id, disabled, onchange: () => onChoice(id)});
         return make('label', {}, input, make('span', {}, label));
     }));
 }

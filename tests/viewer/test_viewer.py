@@ -132,6 +132,28 @@ def test_photos_lie_where_the_points_have_their_colours(open_page, scan):
         assert len(near) > 100 and sum(near) > 0.8 * len(near)
 
 
+def test_fingers_turn_slide_zoom_and_pick(open_page):
+    page = open_page("yard.cl3", "--points=100000")
+
+    def touch(*steps):
+        """Each step: where the fingers are; a tap, or a way that ends with all of them lifted."""
+        kinds = ["touchStart", *["touchMove"] * (len(steps) - 1), "touchEnd"]
+        for kind, fingers in zip(kinds, [*steps, []]):
+            points = [{"x": x, "y": y, "id": i} for i, (x, y) in enumerate(fingers)]
+            page.driver.execute_cdp_cmd("Input.dispatchTouchEvent", {"type": kind, "touchPoints": points})
+        return page.do("const {yaw, pitch, eye, fieldOfView} = page.camera;"
+                       "return [yaw, pitch, eye, fieldOfView, page.measurements.picked?.cell]")
+
+    yaw, pitch, eye, angle, picked = touch([(300, 400)])
+    assert picked  # a tap; what follows picks nothing else
+    turned = touch([(300, 400)], [(340, 400)], [(380, 420)])
+    assert turned[0] > yaw + 0.05 and turned[1] > pitch + 0.01 and turned[2:] == [eye, angle, picked]
+    zoomed = touch([(250, 400), (350, 400)], [(200, 400), (400, 400)])
+    assert zoomed[3] == pytest.approx(angle / 2, rel=0.05) and zoomed[4] == picked
+    slid = touch([(250, 400), (350, 400)], [(250, 460), (350, 460)])
+    assert slid[2] != eye and slid[:2] == turned[:2] and slid[4] == picked
+
+
 def test_an_address_leads_to_its_view(open_page):
     page = open_page("yard.cl3", view="#v=1,2,3,0.5,-0.25,4,0.9,0&m=height&h=0")
     state = page.do("const {eye, yaw, pitch} = page.camera; return [eye, yaw, pitch, page.mode, page.sets.length]")
