@@ -49,6 +49,7 @@ class Page {
         this.buildPanel();
         this.listen();
         this.setMode(this.mode);
+        if (innerWidth <= 760) this.togglePart('panel', 'no-panel');  // a phone shows the scan first
         requestAnimationFrame((now) => this.frame(now));
     }
 

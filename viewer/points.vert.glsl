@@ -24,7 +24,11 @@ vec3 paint(vec3 place) {
     if (mode == 4) return dot(normal.xyz, normal.xyz) > 0.0 ? mat3(model) * normal.xyz * 0.5 + 0.5 : vec3(0.5);
     float value = mode == 1 ? intensity : mode == 2 ? place.z : length(position);
     float share = clamp((value - scale.x) / max(scale.y - scale.x, 1e-6), 0.0, 1.0);
-    return mode == 1 ? vec3(pow(share, scale.z)) : texture(ramp, vec2(share, 0.5)).rgb;
+    if (mode == 1) return vec3(pow(share, scale.z));
+    // A light from above and one side shows the form of what is alike high or far.
+    vec3 facing = mat3(model) * normal.xyz;
+    float light = dot(facing, facing) > 0.0 ? abs(dot(normalize(facing), vec3(0.36, 0.48, 0.8))) : 1.0;
+    return texture(ramp, vec2(share, 0.5)).rgb * (0.72 + 0.28 * light);
 }
 
 void main() {

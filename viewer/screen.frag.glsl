@@ -15,15 +15,26 @@ float logDistance(float depth) {
     return log2(distance);
 }
 
+/// Without jags: each pixel takes from its neighbours, as a lens would.
+vec3 smoothed(ivec2 pixel, ivec2 last) {
+    vec3 sum = vec3(0);
+    for (int x = -1; x <= 1; ++x) {
+        for (int y = -1; y <= 1; ++y) {
+            ivec2 at = clamp(pixel + ivec2(x, y), ivec2(0), last);
+            vec3 seen = texelFetch(depths, at, 0).r < 1.0 ? texelFetch(colours, at, 0).rgb : background;
+            sum += seen * float((2 - abs(x)) * (2 - abs(y)));
+        }
+    }
+    return sum / 16.0;
+}
+
 void main() {
     ivec2 pixel = ivec2(gl_FragCoord.xy);
     float depth = texelFetch(depths, pixel, 0).r;
-    if (depth == 1.0) {
-        colour = vec4(background, 1);
-        return;
-    }
-    float here = logDistance(depth);
     ivec2 last = textureSize(depths, 0) - 1;
+    colour = vec4(smoothed(pixel, last), 1);
+    if (depth == 1.0) return;
+    float here = logDistance(depth);
     float hidden = 0.0;
     const ivec2 sides[4] = ivec2[](ivec2(1, 0), ivec2(0, 1), ivec2(1, 1), ivec2(-1, 1));
     for (int i = 0; i < 4; ++i) {
@@ -35,6 +46,6 @@ void main() {
         }
         hidden += max(0.0, here - 0.5 * around - 0.012);
     }
-    float shade = exp(-strength * min(hidden, 0.6));
-    colour = vec4(texelFetch(colours, pixel, 0).rgb * shade, 1);
+    float shade = exp(-strength * min(hidden, 0.35));
+    colour.rgb *= shade;
 }
