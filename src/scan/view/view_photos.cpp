@@ -106,18 +106,17 @@ void ViewPhotos::find(const ScanInfo& info, std::size_t scan) {
                 ++left;
             }
         }
-        warn(info.path, left, " without the place of a camera are not in the page");
+        warn(info.path, left, " without a camera and its place left out");
     } else if (driver.traits.isNative) {
+        left = findScanPhotos(info.path).photos.size();
         for (PinholeCamera& camera : findPinholeCameras(info.path)) {
             align(camera, info.alignment);
-            if (isUsable(camera)) {
-                const std::string name = std::filesystem::path(camera.photo).filename().string();
-                add({camera.photo, 0, scan, name, camera});
-            } else {
-                ++left;
-            }
+            if (!isUsable(camera)) continue;
+            const std::string name = std::filesystem::path(camera.photo).filename().string();
+            add({camera.photo, 0, scan, name, camera});
+            --left;
         }
-        warn(info.path, left, " that no pinhole camera comes near are not in the page");
+        warn(info.path, left, " beside it left out; 'brisko images' shows why");
     }
 }
 
@@ -138,8 +137,7 @@ void ViewPhotos::write(NamedOutput& page, const ProgressFunction& progress) {
         }
         if (picture.empty()) {
             if (m_warning)
-                m_warning(photo.file + ": " + photo.name +
-                          " cannot be decoded; it is not in the page");
+                m_warning(photo.file + ": " + photo.name + " cannot be decoded; it is left out");
             continue;
         }
         page.write("<script type=\"text/plain\" class=\"photo\">");
