@@ -70,7 +70,7 @@ class Page {
         const clip = this.clip ?? kNoClip;
         const farther = (scan) => this.fulls.get(scan)?.tiles.size > 0 ? 1.01 : 1;
         const background = styleColour('--scene');
-        const photos = {...this.photos.pictures(camera.eye), opacity: this.opacity};
+        const photos = {...this.photos.pictures(camera.eye, !this.isMeasuring), opacity: this.opacity};
         return {sets, photos, view, projection, near, far, mode, scales, clip, size, edges, farther, background};
     }
 
@@ -144,7 +144,7 @@ class Page {
     click(x, y, isDouble) {
         const box = canvas.getBoundingClientRect();
         [x, y] = [x - box.left, y - box.top];
-        const photo = this.photos.at(this.camera.eye, this.placeAt(x, y));
+        const photo = this.isMeasuring ? null : this.photos.at(this.camera.eye, this.placeAt(x, y));
         const point = photo ? null : this.pointAt(x, y);
         if (photo) this.goToPhoto(photo);
         else if (isDouble && point && !this.isMeasuring) this.flyToPoint(point);

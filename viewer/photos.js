@@ -52,11 +52,11 @@ export class Photos {
         return {eye: centre, yaw, pitch, distance: 1, fieldOfView, isAtStation: true};
     }
 
-    /** What is drawn of them from an eye: pictures at their places, and the one that covers the points. */
-    pictures(eye) {
+    /** What is drawn of them from an eye: pictures at their places where these are free, and what covers the points. */
+    pictures(eye, areFree = true) {
         const ready = this.all.filter((photo) => photo.texture && photo.scan.isShown);
         const isAt = (photo, reach) => length(subtract(eye, photo.centre)) < reach;
-        const placed = this.areShown ? ready.filter((photo) => !isAt(photo, 2 * kAway)) : [];
+        const placed = this.areShown && areFree ? ready.filter((photo) => !isAt(photo, 2 * kAway)) : [];
         const cover = ready.filter((photo) => photo === this.open && isAt(photo, kAtCentre));
         return {placed, cover};
     }
