@@ -1,10 +1,10 @@
 # Makes one C++ source of the viewer's page: cmake -DVIEWER=folder -DOUTPUT=file.cpp -P ViewerPage.cmake
-# The modules go in as they are, each in an element of its own; page.html joins them in the browser.
+# The modules and shaders go in as they are, each in an element of its own; page.html joins them in the browser.
 cmake_minimum_required(VERSION 3.25)
 
 file(READ "${VIEWER}/page.html" page)
 file(READ "${VIEWER}/page.css" css)
-file(GLOB modules "${VIEWER}/*.js")
+file(GLOB modules "${VIEWER}/*.js" "${VIEWER}/*.glsl")
 set(scripts "")
 foreach(module IN LISTS modules)
     get_filename_component(name "${module}" NAME)

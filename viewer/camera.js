@@ -5,6 +5,8 @@ import {add, direction, lookAlong, perspective, subtract} from 'viewer/linear.js
 const kSteepest = Math.PI / 2 - 0.001;
 const kFlight = 700;  // milliseconds
 
+const within = (least, value, most) => Math.min(most, Math.max(least, value));
+
 export class Camera {
     constructor() {
         this.eye = [0, 0, 0];
@@ -21,8 +23,9 @@ export class Camera {
 
     set(values) {
         Object.assign(this, values);
-        this.pitch = Math.min(kSteepest, Math.max(-kSteepest, this.pitch));
+        this.pitch = within(-kSteepest, this.pitch, kSteepest);
         this.distance = Math.max(0.05, this.distance);
+        this.fieldOfView = within(0.05, this.fieldOfView, 1.6);
         ++this.version;
     }
 
@@ -34,7 +37,7 @@ export class Camera {
     turn(byYaw, byPitch) {
         this.flight = null;
         const {target, distance} = this;
-        const pitch = Math.min(kSteepest, Math.max(-kSteepest, this.pitch + byPitch));
+        const pitch = within(-kSteepest, this.pitch + byPitch, kSteepest);
         const yaw = this.yaw + byYaw;
         this.set(this.isAtStation ? {yaw, pitch} : Camera.seeing(target, yaw, pitch, distance));
     }
@@ -44,31 +47,24 @@ export class Camera {
         this.flight = null;
         const forward = direction(this.yaw, this.pitch);
         const upward = direction(this.yaw, this.pitch + Math.PI / 2);
-        let eye = add(this.eye, [Math.sin(this.yaw), -Math.cos(this.yaw), 0], right);
-        eye = add(add(eye, upward, up), forward, ahead);
-        this.set({eye});
+        const eye = add(this.eye, [Math.sin(this.yaw), -Math.cos(this.yaw), 0], right);
+        this.set({eye: add(add(eye, upward, up), forward, ahead)});
     }
 
     zoom(factor) {
         this.flight = null;
-        if (this.isAtStation) {
-            this.set({fieldOfView: Math.min(1.6, Math.max(0.05, this.fieldOfView * factor))});
-        } else {
-            this.set(Camera.seeing(this.target, this.yaw, this.pitch, this.distance * factor));
-        }
+        if (this.isAtStation) this.set({fieldOfView: this.fieldOfView * factor});
+        else this.set(Camera.seeing(this.target, this.yaw, this.pitch, this.distance * factor));
     }
 
     /** Goes there within a moment; at once where motion is not wanted. */
     flyTo(values) {
         const to = {fieldOfView: 1.1, isAtStation: false, ...values};
-        if (matchMedia('(prefers-reduced-motion: reduce)').matches) {
-            this.set(to);
-            return;
-        }
+        if (matchMedia('(prefers-reduced-motion: reduce)').matches) return this.set(to);
         const turn = to.yaw - this.yaw;
         to.yaw = this.yaw + turn - 2 * Math.PI * Math.round(turn / (2 * Math.PI));
         this.flight = {start: performance.now(), to, from: {...this, eye: [...this.eye]}};
-        ++this.version;
+        return ++this.version;
     }
 
     /** Goes on with a flight. */
@@ -101,10 +97,8 @@ export class Camera {
 
     fromText(text) {
         const values = text.split(',').map(Number);
-        if (values.length !== 8 || !values.every(Number.isFinite)) return false;
+        if (values.length !== 8 || !values.every(Number.isFinite)) return;
         const [x, y, z, yaw, pitch, distance, fieldOfView, atStation] = values;
-        this.set({eye: [x, y, z], yaw, pitch, distance, isAtStation: atStation === 1});
-        this.set({fieldOfView: Math.min(1.6, Math.max(0.05, fieldOfView))});
-        return true;
+        this.set({eye: [x, y, z], yaw, pitch, distance, fieldOfView, isAtStation: atStation === 1});
     }
 }

@@ -79,7 +79,15 @@ function unpackValues(scan, bytes, place) {
 // A grid.
 
 /** The column or row of the scan that a kept one is. */
-export function lineOf(kept, keptLines, lines) { return Math.floor((2 * kept + 1) * lines / (2 * keptLines)); }
+function lineOf(kept, keptLines, lines) { return Math.floor((2 * kept + 1) * lines / (2 * keptLines)); }
+
+/** The cell of the scan that a point lies in; null in a cloud. */
+export function cellOf(scan, point) {
+    if (!scan.cells) return null;
+    const {cells, keptColumns, keptRows, columns, rows} = scan;
+    const column = lineOf(Math.floor(cells[point] / keptRows), keptColumns, columns);
+    return {column, row: lineOf(cells[point] % keptRows, keptRows, rows)};
+}
 
 function unpackGrid(scan, bytes, scene) {
     const {keptColumns: columns, keptRows: rows} = scan;

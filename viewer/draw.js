@@ -1,75 +1,33 @@
 // Draws the points. While the view moves, as many as the machine has time for; at rest all of them,
 // part by part into a picture that is shown when it is complete.
 
-import {kRamp} from 'viewer/colours.js';
-import {kPointFragment, kPointVertex, kScreenFragment, kScreenVertex} from 'viewer/shaders.js';
+import {kModes, kRamp} from 'viewer/colours.js';
+import {makeTexture, Program, Target, uploadPoints} from 'viewer/gl.js';
+import {kAway} from 'viewer/photos.js';
 
-const kModeNumbers = {
-    colour: 0,
-    intensity: 1,
-    height: 2,
-    range: 3,
-    normals: 4
-};
 const kMovingTime = 40;  // milliseconds a frame
 const kFewest = 60000;   // points of a frame
+const kReach = 6;        // pixels around a click
 
 export class Renderer {
     constructor(canvas) {
         const gl = this.gl = canvas.getContext('webgl2', {antialias: false, alpha: false});
         if (!gl) throw new Error('This browser does not offer WebGL 2.');
         this.canvas = canvas;
-        this.points = new Program(gl, kPointVertex, kPointFragment);
-        this.screen = new Program(gl, kScreenVertex, kScreenFragment);
-        this.empty = gl.createVertexArray();
-        this.quick = new Target(gl);
-        this.fine = new Target(gl);
-        this.ramp = gl.createTexture();
-        gl.bindTexture(gl.TEXTURE_2D, this.ramp);
-        gl.texImage2D(gl.TEXTURE_2D, 0, gl.RGBA, 256, 1, 0, gl.RGBA, gl.UNSIGNED_BYTE, kRamp);
-        for (const [name, value] of [
-                 [gl.TEXTURE_MIN_FILTER, gl.LINEAR], [gl.TEXTURE_MAG_FILTER, gl.LINEAR],
-                 [gl.TEXTURE_WRAP_S, gl.CLAMP_TO_EDGE]]) {
-            gl.texParameteri(gl.TEXTURE_2D, name, value);
-        }
+        this.points = new Program(gl, 'points', 'points');
+        this.photos = new Program(gl, 'photo', 'photo');
+        this.depths = new Program(gl, 'screen', 'depth');
+        this.screen = new Program(gl, 'screen', 'screen');
+        [this.quick, this.fine, this.probe] = [0, 1, 2].map(() => new Target(gl));
+        this.shown = this.quick;  // the one on the screen
+        this.ramp = makeTexture(gl, {image: kRamp});
         this.budget = 400000;  // points of a frame while the view moves
-        this.drawn = 0;        // points in the picture that is shown
         this.work = null;      // what is left to draw at rest
     }
 
-    /** Takes points to the graphics processor: a scan, or a tile of one. */
-    upload(points) {
-        const gl = this.gl;
-        const array = gl.createVertexArray();
-        gl.bindVertexArray(array);
-        const buffers = [];
-        const attribute = (place, data, size, type, normalized) => {
-            if (!data) return;
-            const buffer = gl.createBuffer();
-            buffers.push(buffer);
-            gl.bindBuffer(gl.ARRAY_BUFFER, buffer);
-            gl.bufferData(gl.ARRAY_BUFFER, data, gl.STATIC_DRAW);
-            gl.enableVertexAttribArray(place);
-            gl.vertexAttribPointer(place, size, type, normalized, 0, 0);
-        };
-        attribute(0, points.positions, 3, gl.FLOAT, false);
-        attribute(1, points.colours, 4, gl.UNSIGNED_BYTE, true);
-        const isExact = points.intensities instanceof Float32Array;
-        attribute(2, points.intensities, 1, isExact ? gl.FLOAT : gl.UNSIGNED_SHORT, false);
-        attribute(3, points.normals, 4, gl.BYTE, true);
-        gl.bindVertexArray(null);
-        points.drawing = {array, buffers};
-    }
-
-    release(points) {
-        points.drawing.buffers.forEach((buffer) => this.gl.deleteBuffer(buffer));
-        this.gl.deleteVertexArray(points.drawing.array);
-        points.drawing = null;
-    }
-
     /**
-     * Draws a frame. `frame` has: sets (what was uploaded, each with its scan), camera matrices, mode,
-     * scales, clip box, size, edges, background. Returns whether there is more to draw at rest.
+     * Draws a frame. `frame` has: sets (points, each with its scan), photos, camera matrices, mode, scales,
+     * clip box, size, edges, background. Returns whether there is more to draw at rest.
      */
     draw(frame, isMoving) {
         const all = frame.sets.reduce((sum, set) => sum + set.count, 0);
@@ -83,7 +41,6 @@ export class Renderer {
             this.drawParts(this.quick, frame, parts, 1 / Math.sqrt(share));
             this.show(this.quick, frame);
             this.measure(start, all);
-            this.drawn = Math.ceil(all * share);
             return true;
         }
         if (!this.work) {
@@ -94,7 +51,6 @@ export class Renderer {
         if (this.work.length > 0) return true;
         this.show(this.fine, frame);
         this.work = null;
-        this.drawn = all;
         return false;
     }
 
@@ -114,140 +70,87 @@ export class Renderer {
     }
 
     drawParts(target, frame, parts, enlarged) {
-        const gl = this.gl;
-        this.points.use();
+        const {gl, points} = this;
+        const {width, height} = this.canvas;
+        const {view, projection, clip} = frame;
         target.bind();
-        this.points.set({view: frame.view, projection: frame.projection, size: frame.size * enlarged});
-        this.points.set({clipLow: frame.clip.low, clipHigh: frame.clip.high});
-        this.points.set({focal: frame.projection[5] * this.canvas.height / 2});
-        gl.activeTexture(gl.TEXTURE0);
-        gl.bindTexture(gl.TEXTURE_2D, this.ramp);
+        points.use({ramp: this.ramp});
+        points.set({view, projection, clipLow: clip.low, clipHigh: clip.high, size: frame.size * enlarged});
+        points.set({focal: projection[5] * height / 2, picture: [width, height]});
         for (const [set, from, to] of parts) {
-            if (to <= from) continue;
-            const {scan} = set;
+            if (!set.drawing) uploadPoints(gl, set);
+            const {scan, angularStep} = set;
+            const {model, spacing} = scan;
             const mode = frame.mode === 'colour' && !scan.colours ? 'intensity' : frame.mode;
-            const scale = frame.scales[mode] ?? {low: 0, high: 1};
+            const {low, high, gamma} = frame.scales[mode] ?? {low: 0, high: 1};
             // The page's own points are wider than those of a tile, and would hide them.
             const farther = set.exact ? 1 : frame.farther(scan);
-            this.points.set({model: scan.model, scale: [scale.low, scale.high, scale.gamma ?? 1], farther});
-            this.points.set({angularStep: set.angularStep, spacing: scan.spacing});
-            gl.uniform1i(this.points.uniforms.mode, kModeNumbers[mode]);
+            points.set({model, spacing, angularStep, farther, scale: [low, high, gamma ?? 1]});
+            gl.uniform1i(points.uniforms.mode, kModes.findIndex(({id}) => id === mode));
             gl.bindVertexArray(set.drawing.array);
             gl.drawArrays(gl.POINTS, from, to - from);
         }
         gl.bindVertexArray(null);
     }
 
+    drawPhotos({view, projection}, photos, away, opacity) {
+        const {gl} = this;
+        gl.enable(gl.BLEND);
+        gl.blendFuncSeparate(gl.SRC_ALPHA, gl.ONE_MINUS_SRC_ALPHA, gl.ONE, gl.ONE);
+        for (const {texture, model, sides} of photos) {
+            this.photos.use({photo: texture});
+            this.photos.set({view, projection, model, sides, away, opacity});
+            gl.drawArrays(gl.TRIANGLE_STRIP, 0, 4);
+        }
+        gl.disable(gl.BLEND);
+    }
+
     /** Brings a picture of points to the screen, with its edges shaded. */
     show(target, frame) {
-        const gl = this.gl;
+        const {gl, screen} = this;
+        this.shown = target;
+        this.drawPhotos(frame, frame.photos.placed, kAway, 1);
         gl.bindFramebuffer(gl.FRAMEBUFFER, null);
-        gl.viewport(0, 0, this.canvas.width, this.canvas.height);
         gl.disable(gl.DEPTH_TEST);
-        target.bindTextures(this.screen.use().uniforms);
+        screen.use({colours: target.colours, depths: target.depths});
         const reach = Math.max(1, Math.round(this.canvas.height / 500));
-        this.screen.set({planes: [frame.near, frame.far], strength: 3 * frame.edges, reach});
-        this.screen.set({background: frame.background});
-        gl.bindVertexArray(this.empty);
+        screen.set({planes: [frame.near, frame.far], strength: 3 * frame.edges, reach, background: frame.background});
         gl.drawArrays(gl.TRIANGLES, 0, 3);
-        gl.bindVertexArray(null);
+        this.drawPhotos(frame, frame.photos.cover, 1, frame.photos.opacity);
+    }
+
+    /**
+     * What is in the picture at a pixel, or nearest to it within a few: the pixel, and how far ahead of the
+     * eye it lies, metres. Null where there is nothing.
+     */
+    lookAt({near, far}, x, y) {
+        const {gl, probe, depths, shown} = this;
+        const size = 2 * kReach + 1;
+        probe.begin({width: size, height: size});
+        gl.disable(gl.DEPTH_TEST);
+        depths.use({depths: shown.depths});
+        depths.set({corner: [Math.floor(x) - kReach, shown.height - 1 - Math.floor(y) - kReach]});
+        gl.drawArrays(gl.TRIANGLES, 0, 3);
+        const bytes = new Uint8Array(4 * size * size);
+        gl.readPixels(0, 0, size, size, gl.RGBA, gl.UNSIGNED_BYTE, bytes);
+        let found = null;
+        for (let i = 0; i < size * size; ++i) {
+            const depth = (bytes[4 * i] + 256 * bytes[4 * i + 1] + 65536 * bytes[4 * i + 2]) / 16777215;
+            const [dx, dy] = [i % size - kReach, kReach - Math.floor(i / size)];
+            const off = Math.hypot(dx, dy);
+            if (depth === 1 || off > kReach || off >= found?.off) continue;
+            const ahead = 2 * near * far / (far + near - (2 * depth - 1) * (far - near));
+            found = {x: Math.floor(x) + dx + 0.5, y: Math.floor(y) + dy + 0.5, ahead, off};
+        }
+        return found;
     }
 
     /** How long a frame took decides how many points the next one has. */
     measure(start, all) {
-        const gl = this.gl;
+        const {gl} = this;
         gl.readPixels(0, 0, 1, 1, gl.RGBA, gl.UNSIGNED_BYTE, new Uint8Array(4));  // waits for it
         const change = kMovingTime / Math.max(performance.now() - start, 1);
         this.budget *= Math.min(1.5, Math.max(0.5, change));
         this.budget = Math.min(Math.max(this.budget, kFewest), Math.max(all, kFewest));
-    }
-}
-
-/** A picture with depths that points are drawn into. */
-class Target {
-    constructor(gl) {
-        this.gl = gl;
-        this.width = this.height = 0;
-        this.frame = gl.createFramebuffer();
-        this.colours = gl.createTexture();
-        this.depths = gl.createTexture();
-    }
-
-    begin({width, height}) {
-        const gl = this.gl;
-        if (width !== this.width || height !== this.height) this.resize(width, height);
-        this.bind();
-        gl.clearColor(0, 0, 0, 0);
-        gl.clear(gl.COLOR_BUFFER_BIT | gl.DEPTH_BUFFER_BIT);
-    }
-
-    bind() {
-        const gl = this.gl;
-        gl.bindFramebuffer(gl.FRAMEBUFFER, this.frame);
-        gl.viewport(0, 0, this.width, this.height);
-        gl.enable(gl.DEPTH_TEST);
-    }
-
-    resize(width, height) {
-        const gl = this.gl;
-        Object.assign(this, {width, height});
-        gl.bindFramebuffer(gl.FRAMEBUFFER, this.frame);
-        const attach = (texture, place, inner, outer, type) => {
-            gl.bindTexture(gl.TEXTURE_2D, texture);
-            gl.texImage2D(gl.TEXTURE_2D, 0, inner, width, height, 0, outer, type, null);
-            gl.texParameteri(gl.TEXTURE_2D, gl.TEXTURE_MIN_FILTER, gl.NEAREST);
-            gl.texParameteri(gl.TEXTURE_2D, gl.TEXTURE_MAG_FILTER, gl.NEAREST);
-            gl.framebufferTexture2D(gl.FRAMEBUFFER, place, gl.TEXTURE_2D, texture, 0);
-        };
-        attach(this.colours, gl.COLOR_ATTACHMENT0, gl.RGBA8, gl.RGBA, gl.UNSIGNED_BYTE);
-        attach(this.depths, gl.DEPTH_ATTACHMENT, gl.DEPTH_COMPONENT24, gl.DEPTH_COMPONENT, gl.UNSIGNED_INT);
-    }
-
-    bindTextures(uniforms) {
-        const gl = this.gl;
-        [[this.colours, uniforms.colours], [this.depths, uniforms.depths]].forEach(([texture, uniform], unit) => {
-            gl.activeTexture(gl.TEXTURE0 + unit);
-            gl.bindTexture(gl.TEXTURE_2D, texture);
-            gl.uniform1i(uniform, unit);
-        });
-    }
-}
-
-class Program {
-    constructor(gl, vertex, fragment) {
-        this.gl = gl;
-        this.program = gl.createProgram();
-        for (const [type, text] of [[gl.VERTEX_SHADER, vertex], [gl.FRAGMENT_SHADER, fragment]]) {
-            const shader = gl.createShader(type);
-            gl.shaderSource(shader, text);
-            gl.compileShader(shader);
-            if (!gl.getShaderParameter(shader, gl.COMPILE_STATUS)) {
-                throw new Error(gl.getShaderInfoLog(shader));
-            }
-            gl.attachShader(this.program, shader);
-        }
-        gl.linkProgram(this.program);
-        this.uniforms = {};
-        const count = gl.getProgramParameter(this.program, gl.ACTIVE_UNIFORMS);
-        for (let i = 0; i < count; ++i) {
-            const {name} = gl.getActiveUniform(this.program, i);
-            this.uniforms[name] = gl.getUniformLocation(this.program, name);
-        }
-    }
-
-    use() {
-        this.gl.useProgram(this.program);
-        return this;
-    }
-
-    /** Numbers, vectors and matrices by their names, as long as they are. */
-    set(values) {
-        const {gl} = this;
-        for (const [name, value] of Object.entries(values)) {
-            const place = this.uniforms[name];
-            if (value.length === 16) gl.uniformMatrix4fv(place, false, Float32Array.from(value));
-            else if (value.length) gl[`uniform${value.length}fv`](place, Float32Array.from(value));
-            else gl.uniform1f(place, value);
-        }
     }
 }

@@ -1,47 +1,33 @@
 // All points of indexed scans: whole tiles are read from files that the user opens, where the view
 // comes so close that the page's own points lie apart.
 
-import {lineOf} from 'viewer/data.js';
-import {cornersOf, length, multiply, project, subtract} from 'viewer/linear.js';
+import {cellOf} from 'viewer/data.js';
+import {fileText} from 'viewer/gl.js';
+import {length, multiply, project} from 'viewer/linear.js';
 import {normalsOf} from 'viewer/normals.js';
 
 const kMostPoints = 4000000;  // of tiles in memory
+const kSamples = 200000;      // of the page's points that show which tiles are seen
 const kApart = 1.5;           // pixels between the page's points, from which on tiles are wanted
 
 export class FullScan {
-    /** onChange: when tiles came; onFailure: with a text. */
-    constructor(scan, onChange, onFailure) {
+    /** Opens the two files. onChange: when tiles came; onFailure: with a text. */
+    constructor(scan, scanFile, indexFile, onChange, onFailure) {
         Object.assign(this, {scan, onChange, onFailure});
         this.tiles = new Map();  // number: what is drawn, in the order of their last use
         this.waiting = new Set();
-        const text = document.querySelector('[data-module="viewer/tiles_worker.js"]').textContent;
-        this.worker = new Worker(URL.createObjectURL(new Blob([text], {type: 'text/javascript'})));
+        const text = new Blob([fileText('tiles_worker.js')], {type: 'text/javascript'});
+        this.worker = new Worker(URL.createObjectURL(text));
         this.worker.onmessage = ({data}) => this.take(data);
-    }
-
-    /** Opens the two files. */
-    open(scanFile, indexFile) {
-        const {bytes, indexBytes} = this.scan.files;
-        if (scanFile.size !== bytes || indexFile.size !== indexBytes) {
-            this.onFailure(`${scanFile.name} is not the file that this page was made from.`);
-            return;
-        }
         this.worker.postMessage({open: {scan: scanFile, index: indexFile}});
     }
 
     take(answer) {
-        if (answer.failed) {
-            this.waiting.delete(answer.tile);
-            this.onFailure(answer.failed);
-        } else if (answer.opened) {
-            this.layout = answer.opened;
-            this.boxes = this.findBoxes();
-            this.onChange();
-        } else {
-            this.waiting.delete(answer.tile);
-            this.tiles.set(answer.tile, this.setOf(answer));
-            this.onChange();
-        }
+        this.waiting.delete(answer.tile);
+        if (answer.failed) return this.onFailure(answer.failed);
+        if (answer.opened) this.layout = answer.opened;
+        else this.tiles.set(answer.tile, this.setOf(answer));
+        return this.onChange();
     }
 
     /** What is drawn of a tile. */
@@ -65,43 +51,30 @@ export class FullScan {
         return set;
     }
 
-    /** The boxes around the page's points of each tile, frame of the scan. */
-    findBoxes() {
-        const {tileSize, tilesDown, points} = this.layout;
-        const {scan} = this;
-        const boxes = Array.from(points, () => null);
-        for (let i = 0; i < scan.count; ++i) {
-            const column = lineOf(Math.floor(scan.cells[i] / scan.keptRows), scan.keptColumns, scan.columns);
-            const row = lineOf(scan.cells[i] % scan.keptRows, scan.keptRows, scan.rows);
-            const k = Math.floor(column / tileSize) * tilesDown + Math.floor(row / tileSize);
-            const box = boxes[k] ??= {low: [1e9, 1e9, 1e9], high: [-1e9, -1e9, -1e9]};
-            for (let c = 0; c < 3; ++c) {
-                const value = scan.positions[3 * i + c];
-                box.low[c] = Math.min(box.low[c], value);
-                box.high[c] = Math.max(box.high[c], value);
-            }
+    /** How far the page's points lie apart in the picture, pixels, in each tile that is seen. */
+    tilesSeen(frame, height) {
+        const {layout, scan} = this;
+        const camera = multiply(frame.projection, multiply(frame.view, scan.model));
+        const focal = frame.projection[5] * height / 2;
+        const seen = new Map();
+        for (let i = 0; i < Math.min(scan.count, kSamples); ++i) {
+            const place = scan.positions.subarray(3 * i, 3 * i + 3);
+            const [x, y, w] = project(camera, place);
+            if (w < 0.3 || Math.abs(x) > w || Math.abs(y) > w) continue;
+            const {column, row} = cellOf(scan, i);
+            const k = Math.floor(column / layout.tileSize) * layout.tilesDown + Math.floor(row / layout.tileSize);
+            seen.set(k, Math.max(seen.get(k) ?? 0, focal * scan.angularStep * length(place) / w));
         }
-        return boxes;
+        return seen;
     }
 
     /** Asks for the tiles that the view shows too coarsely, and lets go of what it has no room for. */
     want(frame, height) {
         if (!this.layout || !this.scan.isShown) return;
-        const camera = multiply(frame.projection, multiply(frame.view, this.scan.model));
-        const view = multiply(frame.view, this.scan.model);
-        const focal = frame.projection[5] * height / 2;
-        const wanted = [];
-        this.boxes.forEach((box, k) => {
-            if (!box || !isSeen(box, camera)) return;
-            const centre = box.low.map((value, c) => (value + box.high[c]) / 2);
-            const depth = -(view[2] * centre[0] + view[6] * centre[1] + view[10] * centre[2] + view[14]);
-            const near = Math.max(0.3, depth - length(subtract(box.high, box.low)) / 2);
-            const apart = focal * this.scan.angularStep * length(centre) / near;
-            if (apart > kApart) wanted.push({k, apart});
-        });
-        wanted.sort((a, b) => b.apart - a.apart);
+        const wanted = [...this.tilesSeen(frame, height)].filter(([, apart]) => apart > kApart);
+        wanted.sort((a, b) => b[1] - a[1]);
         let room = kMostPoints;
-        for (const {k} of wanted) {
+        for (const [k] of wanted) {
             room -= this.layout.points[k];
             if (room < 0) break;
             const tile = this.tiles.get(k);
@@ -126,14 +99,4 @@ export class FullScan {
             release(tile);
         }
     }
-}
-
-/** Whether a part of a box can lie in the picture. */
-function isSeen(box, m) {
-    const outside = [0, 0, 0, 0, 0];
-    for (const corner of cornersOf(box)) {
-        const [x, y, w] = project(m, corner);
-        [x<-w, x>w, y<-w, y>w, w <= 0].forEach((is, side) => outside[side] += is);
-    }
-    return !outside.includes(8);
 }

@@ -22,7 +22,7 @@ export function listenToPointer(canvas, camera, onClick) {
     canvas.addEventListener('pointerdown', (event) => {
         canvas.setPointerCapture(event.pointerId);
         fingers.set(event.pointerId, event);
-        if (fingers.size === 1) way = 0;
+        way = fingers.size > 1 ? Infinity : 0;  // what two fingers do is no click
         spread = spreadOf(fingers);
     });
     canvas.addEventListener('pointermove', (event) => {
@@ -67,10 +67,11 @@ function spreadOf(fingers) {
 /** `actions` has a function for each key; keys that move go on as long as they are down. */
 export function listenToKeys(camera, actions) {
     const steps = {};
-    const ways = {'w ArrowUp': [0, 0, 1], 's ArrowDown': [0, 0, -1], 'a ArrowLeft': [-1, 0, 0]};
-    const others = {'d ArrowRight': [1, 0, 0], e: [0, 1, 0], q: [0, -1, 0]};
-    for (const [keys, step] of Object.entries({...ways, ...others}))
-        keys.split(' ').forEach((key) => steps[key] = step);
+    // To the right, up, ahead.
+    const ways = ['d ArrowRight', 'a ArrowLeft', 'e', 'q', 'w ArrowUp', 's ArrowDown'];
+    ways.forEach((keys, i) => {
+        for (const key of keys.split(' ')) steps[key] = [0, 1, 2].map((k) => k === i >> 1 ? 1 - 2 * (i & 1) : 0);
+    });
     window.addEventListener('keydown', (event) => {
         const key = event.key.length === 1 ? event.key.toLowerCase() : event.key;
         // Fields take letters, sliders and choices take arrows.

@@ -1,23 +1,25 @@
 // The page: brings its parts together, and keeps what they share.
 
 import {Camera} from 'viewer/camera.js';
-import {scalesOf} from 'viewer/colours.js';
+import {kModes} from 'viewer/colours.js';
 import {loadScene} from 'viewer/data.js';
 import {Renderer} from 'viewer/draw.js';
 import {FullScan} from 'viewer/full.js';
+import {releasePoints} from 'viewer/gl.js';
 import {listenToKeys, listenToPointer} from 'viewer/input.js';
-import {length, subtract, transform} from 'viewer/linear.js';
+import {add, length, subtract} from 'viewer/linear.js';
 import {Measurements} from 'viewer/measure.js';
 import {Panorama} from 'viewer/panorama.js';
-import {describePoint, findPoint} from 'viewer/pick.js';
+import {Photos} from 'viewer/photos.js';
+import {describePoint, findPoint, rayThrough} from 'viewer/pick.js';
+import {boundsOf, samplesOf, scalesOf} from 'viewer/samples.js';
 import * as ui from 'viewer/ui.js';
 
 const {byId} = ui;
 const canvas = byId('view');
-const kFar = [1e9, 1e9, 1e9];
 const kNoClip = {
-    low: kFar.map((value) => -value),
-    high: kFar
+    low: [-1e9, -1e9, -1e9],
+    high: [1e9, 1e9, 1e9]
 };
 
 class Page {
@@ -27,33 +29,28 @@ class Page {
         this.renderer = new Renderer(canvas);
         this.measurements = new Measurements(byId('marks'));
         this.panorama = new Panorama(byId('panorama'), (scan, i) => this.flyToPoint(this.describe(scan, i)));
-        this.scales = scalesOf(scene.scans);
-        this.bounds = boundsOf(scene.scans);
+        this.photos = new Photos(scene, this.renderer.gl, (photo) => this.goToPhoto(photo));
+        this.photos.loaded.then(() => this.redraw());
+        const samples = samplesOf(scene.scans);
+        this.scales = scalesOf(samples);
+        this.bounds = boundsOf(samples);
         this.clip = null;        // low and high, of the scene
         this.fulls = new Map();  // of a scan
         this.isMeasuring = false;
-        this.size = 1.3;
-        this.edges = 1;
-        this.changed = true;  // something else than the camera
-        this.shown = -1;      // version of the camera in the picture
+        this.shown = -1;  // version of the camera in the picture
         this.isComplete = false;
-        for (const scan of scene.scans) {
-            scan.scan = scan;  // a set of points that is drawn, as tiles are
-            this.renderer.upload(scan);
-        }
-        const modes = this.possibleModes();
-        this.mode = modes[0];
+        for (const scan of scene.scans) scan.scan = scan;  // a set of points that is drawn, as tiles are
+        const [hasColours, hasStation] = ['colours', 'station'].map((part) => scene.scans.some((scan) => scan[part]));
+        const needs = {colour: hasColours, range: hasStation, normals: hasStation};
+        this.modes = kModes.map(({id}) => id).filter((id) => needs[id] ?? true);
+        this.mode = this.modes[0];
         this.current = scene.scans.find((scan) => scan.station) ?? null;
-        this.buildPanel(modes);
-        this.listen();
         this.restore();
+        this.buildPanel();
+        this.listen();
+        this.setMode(this.mode);
+        if (innerWidth <= 760) this.togglePart('panel', 'no-panel');  // a phone shows the scan first
         requestAnimationFrame((now) => this.frame(now));
-    }
-
-    possibleModes() {
-        const {scans} = this.scene;
-        const [first, last] = [scans.some((scan) => scan.colours), scans.some((scan) => scan.station)];
-        return [...(first ? ['colour'] : []), 'intensity', 'height', ...(last ? ['range', 'normals'] : [])];
     }
 
     // What is drawn.
@@ -66,25 +63,23 @@ class Page {
     makeFrame() {
         const {camera, mode, scales, size, edges, sets} = this;
         const reach = length(subtract(this.bounds.high, this.bounds.low));
-        const centre = this.bounds.low.map((value, k) => (value + this.bounds.high[k]) / 2);
-        const far = reach + length(subtract(centre, camera.eye)) + 1;
+        const far = reach + length(subtract(middleOf(this.bounds), camera.eye)) + 1;
         const near = Math.max(0.05, Math.min(far / 20000, camera.distance / 50));
         const view = camera.view();
         const projection = camera.projection(canvas.width / canvas.height, near, far);
         const clip = this.clip ?? kNoClip;
         const farther = (scan) => this.fulls.get(scan)?.tiles.size > 0 ? 1.01 : 1;
         const background = styleColour('--scene');
-        return {sets, view, projection, near, far, mode, scales, clip, size, edges, farther, background};
+        const photos = {...this.photos.pictures(camera.eye, !this.isMeasuring), opacity: this.opacity};
+        return {sets, photos, view, projection, near, far, mode, scales, clip, size, edges, farther, background};
     }
 
     frame(now) {
         requestAnimationFrame((later) => this.frame(later));
         this.camera.advance(now);
-        const isMoving = this.camera.version !== this.shown || this.changed;
-        if (this.fit() || isMoving) {
+        if (this.fit() || this.camera.version !== this.shown) {
             this.isComplete = false;
             this.shown = this.camera.version;
-            this.changed = false;
             this.drawFrame(true);
         } else if (!this.isComplete) {
             this.isComplete = !this.drawFrame(false);
@@ -93,19 +88,13 @@ class Page {
     }
 
     /** Whether the picture shows all points of the view as it is now. */
-    get isSettled() {
-        return this.isComplete && !this.changed && this.camera.version === this.shown && !this.camera.flight;
-    }
+    get isSettled() { return this.isComplete && this.camera.version === this.shown && !this.camera.flight; }
 
     /** Returns whether there is more to draw. */
     drawFrame(isMoving) {
         const frame = this.last = this.makeFrame();
-        for (const set of frame.sets) {
-            if (!set.drawing) this.renderer.upload(set);
-        }
         const isMore = this.renderer.draw(frame, isMoving);
-        const ratio = canvas.width / canvas.clientWidth;
-        this.measurements.place(frame, this.clip, canvas.width / ratio, canvas.height / ratio);
+        this.measurements.place(frame, this.clip, canvas.clientWidth, canvas.clientHeight);
         this.panorama.follow(this.camera.target, this.measurements.picked);
         return isMore;
     }
@@ -115,7 +104,7 @@ class Page {
         history.replaceState(null, '', '#' + this.address());
         for (const full of this.fulls.values()) {
             full.want(this.last, canvas.height);
-            full.trim((tile) => tile.drawing && this.renderer.release(tile));
+            full.trim((tile) => releasePoints(this.renderer.gl, tile));
         }
     }
 
@@ -130,7 +119,7 @@ class Page {
     }
 
     redraw() {
-        this.changed = true;
+        this.shown = -1;
         this.isComplete = false;
     }
 
@@ -140,15 +129,25 @@ class Page {
 
     /** The point at a place of the picture, in pixels of the page; null where there is none. */
     pointAt(x, y) {
-        const ratio = canvas.width / canvas.clientWidth;
-        const found = findPoint(this.last, canvas.width, canvas.height, x * ratio, y * ratio);
-        return found && this.describe(found.set, found.index);
+        const place = this.placeAt(x, y);
+        const found = place && findPoint(this.last, place);
+        return found ? this.describe(found.set, found.index) : null;
+    }
+
+    /** The place in the scene of what is there; null where there is nothing. */
+    placeAt(x, y) {
+        const {width, height, clientWidth} = canvas;
+        const seen = this.renderer.lookAt(this.last, x * width / clientWidth, y * width / clientWidth);
+        return seen && add(this.camera.eye, rayThrough(this.last, width, height, seen.x, seen.y), seen.ahead);
     }
 
     click(x, y, isDouble) {
         const box = canvas.getBoundingClientRect();
-        const point = this.pointAt(x - box.left, y - box.top);
-        if (isDouble && point && !this.isMeasuring) this.flyToPoint(point);
+        [x, y] = [x - box.left, y - box.top];
+        const photo = this.isMeasuring ? null : this.photos.at(this.camera.eye, this.placeAt(x, y));
+        const point = photo ? null : this.pointAt(x, y);
+        if (photo) this.goToPhoto(photo);
+        else if (isDouble && point && !this.isMeasuring) this.flyToPoint(point);
         else this.take(point);
     }
 
@@ -176,20 +175,17 @@ class Page {
     // Views.
 
     goToStation(scan, isAtOnce = false) {
-        if (!scan?.station) {
-            this.goToOverview(isAtOnce);
-            return;
-        }
-        this.choosePanorama(scan);
-        const view = {eye: [...scan.station], yaw: this.panorama.middle(), pitch: -0.05, distance: 1};
-        this.go({...view, isAtStation: true}, isAtOnce);
+        if (!scan?.station) return this.goToOverview(isAtOnce);
+        this.current = scan;
+        this.panorama.show(scan, this.mode, this.scales);
+        const eye = [...scan.station];
+        return this.go({eye, yaw: this.panorama.middle(), pitch: -0.05, distance: 1, isAtStation: true}, isAtOnce);
     }
 
     goToOverview(isAtOnce = false) {
         const {low, high} = this.bounds.most;
-        const centre = low.map((value, k) => (value + high[k]) / 2);
         const away = 0.9 * length(subtract(high, low)) + 0.5;
-        this.go({...Camera.seeing(centre, this.camera.yaw || 0.8, -0.6, away), isAtStation: false}, isAtOnce);
+        this.go(Camera.seeing(middleOf(this.bounds.most), this.camera.yaw || 0.8, -0.6, away), isAtOnce);
     }
 
     go(view, isAtOnce) {
@@ -197,14 +193,14 @@ class Page {
         else this.camera.flyTo(view);
     }
 
-    choosePanorama(scan) {
-        if (scan === this.panorama.scan) return;
-        this.current = scan;
-        this.panorama.show(scan, this.mode, this.scales);
+    /** Looks at the points through the camera of a photo. */
+    goToPhoto(photo) {
+        this.photos.choose(photo);
+        this.go(this.photos.viewOf(photo, canvas.width / canvas.height));
     }
 
     setMode(mode) {
-        if (!this.possibleModes().includes(mode)) return;
+        if (!this.modes.includes(mode)) return;
         this.mode = mode;
         ui.chooseMode(mode);
         ui.showLegend(mode, this.scales, this.scene.origin);
@@ -218,6 +214,7 @@ class Page {
         const values = {v: this.camera.toText(), m: this.mode};
         const hidden = this.scene.scans.filter((scan) => !scan.isShown).map((scan) => scan.number);
         if (hidden.length > 0) values.h = hidden.join(',');
+        if (this.photos.open) values.p = this.photos.open.number;
         if (this.clip) {
             values.b = [...this.clip.low, ...this.clip.high].map((value) => +value.toFixed(3)).join(',');
         }
@@ -232,15 +229,15 @@ class Page {
         if (limits.length === 6 && limits.every(Number.isFinite)) {
             this.setClip({low: limits.slice(0, 3), high: limits.slice(3)});
         }
-        this.setMode(this.possibleModes().includes(values.get('m')) ? values.get('m') : this.mode);
+        if (this.modes.includes(values.get('m'))) this.mode = values.get('m');
         this.goToStation(this.current, true);
+        this.photos.choose(this.photos.all[values.get('p') ?? -1] ?? null);
         this.camera.fromText(values.get('v') ?? '');
-        this.fillScans();
     }
 
     // The panel.
 
-    buildPanel(modes) {
+    buildPanel() {
         const {scene} = this;
         const kept = scene.scans.reduce((sum, scan) => sum + scan.count, 0);
         const all = scene.scans.reduce((sum, scan) => sum + scan.read, 0);
@@ -248,17 +245,14 @@ class Page {
         byId('title').textContent = scene.title;
         byId('subtitle').textContent = `${ui.shortCount(kept)} of ${ui.shortCount(all)} points` +
             (scene.scans.length > 1 ? `, ${scene.scans.length} scans` : '');
-        ui.fillModes(modes, this.mode, (mode) => this.setMode(mode));
-        for (const id of ['go-station', 'strip']) byId(id).disabled = !this.current;
-        byId('full').hidden = !scene.full || !scene.scans.some((scan) => scan.files);
-    }
-
-    fillScans() {
+        ui.fillModes(this.modes, (mode) => this.setMode(mode));
         const show = (scan, isShown) => {
             scan.isShown = isShown;
             this.redraw();
         };
-        ui.fillScans(this.scene, {show, goTo: (scan) => this.goToStation(scan)});
+        ui.fillScans(scene, {show, goTo: (scan) => this.goToStation(scan)});
+        for (const id of ['go-station', 'strip']) byId(id).disabled = !this.current;
+        byId('full').hidden = !scene.full || !scene.scans.some((scan) => scan.files);
     }
 
     setMeasuring(isMeasuring) {
@@ -277,18 +271,12 @@ class Page {
         byId('box').hidden = clip === null;
         if (clip) {
             const {origin} = this.scene;
-            const [low, high] = [clip.low, clip.high].map((side) => side.map((v, k) => v + origin[k]));
-            ui.fillLimits(low, high, (from, to) => {
+            ui.fillLimits(add(clip.low, origin), add(clip.high, origin), (from, to) => {
                 this.clip = {low: subtract(from, origin), high: subtract(to, origin)};
                 this.redraw();
             });
         }
         this.redraw();
-    }
-
-    clipAroundPoint() {
-        const at = this.measurements.picked?.placed ?? this.camera.target;
-        this.setClip({low: at.map((value) => value - 1), high: at.map((value) => value + 1)});
     }
 
     togglePart(id, name) {
@@ -297,8 +285,14 @@ class Page {
         if (id === 'strip' && !isOff && this.current) this.panorama.scrollToHorizon();
     }
 
-    setTheme(theme) {
-        document.documentElement.dataset.theme = theme;
+    togglePhotos() {
+        this.photos.areShown = byId('show-photos').checked = !this.photos.areShown;
+        this.redraw();
+    }
+
+    toggleTheme() {
+        const {dataset} = document.documentElement;
+        dataset.theme = dataset.theme === 'dark' ? 'light' : 'dark';
         this.redraw();
     }
 
@@ -325,50 +319,47 @@ class Page {
     openFiles(files) {
         const find = (extension) => files.find((file) => file.name.toLowerCase().endsWith(extension));
         const [scanFile, indexFile] = [find('.cl3'), find('.ij')];
-        const state = (text) => byId('full-state').textContent = text;
-        if (!scanFile || !indexFile) {
-            state('Choose two files: the scan (.cl3) and its index (.ij).');
-            return;
-        }
+        const say = (text) => byId('full-state').textContent = text;
+        if (!scanFile || !indexFile) return say('Choose two files: the scan (.cl3) and its index (.ij).');
         const scan = this.scene.scans.find(
             ({files: known}) => known?.bytes === scanFile.size && known.indexBytes === indexFile.size);
-        if (!scan) {
-            state(`${scanFile.name} is none of the files that this page was made from.`);
-            return;
-        }
+        if (!scan) return say(`${scanFile.name} is none of the files that this page was made from.`);
         this.fulls.get(scan)?.worker.terminate();
-        const full = new FullScan(scan, () => {
-            state(`${scanFile.name} is open; ${full.tiles.size} of ${full.layout.points.length} tiles are shown.`);
+        const full = new FullScan(scan, scanFile, indexFile, () => {
+            say(`${scanFile.name} is open; ${full.tiles.size} of ${full.layout.points.length} tiles are shown.`);
             this.redraw();
-        }, state);
-        this.fulls.set(scan, full);
-        full.open(scanFile, indexFile);
+        }, say);
+        return this.fulls.set(scan, full);
     }
 
     listen() {
         listenToPointer(canvas, this.camera, (x, y, isDouble) => this.click(x, y, isDouble));
-        const toggleTheme = () => this.setTheme(document.documentElement.dataset.theme === 'dark' ? 'light' : 'dark');
         const toggleWhole = () =>
             document.fullscreenElement ? document.exitFullscreen() : document.documentElement.requestFullscreen();
-        const toggleClip = () => this.setClip(this.clip ? null : structuredClone(this.bounds.most));
+        const around = ({low, high} = this.bounds.most) => this.setClip({low: [...low], high: [...high]});
+        const aroundPoint = () => {
+            const at = this.measurements.picked?.placed ?? this.camera.target;
+            around({low: add(at, [-1, -1, -1]), high: add(at, [1, 1, 1])});
+        };
         // Button, key, what it does.
         const actions = [
             ['go-station', 'Home', () => this.goToStation(this.current)],
             ['go-overview', 'f', () => this.goToOverview()],
             ['measure', 'm', () => this.setMeasuring(!this.isMeasuring)],
-            ['clip', 'c', toggleClip],
+            ['clip', 'c', () => this.clip ? this.setClip(null) : around()],
             ['strip', 'p', () => this.togglePart('strip', 'no-strip')],
+            ['show-photos', 't', () => this.togglePhotos()],
             ['panel', 'i', () => this.togglePart('panel', 'no-panel')],
             ['save', 'o', () => this.save()],
             ['share', 'l', () => this.share()],
-            ['theme', 'k', toggleTheme],
+            ['theme', 'k', () => this.toggleTheme()],
             ['whole', 'u', toggleWhole],
             ['help', '?', () => byId('keys').showModal()],
             ['go-point', '', () => this.flyToPoint(this.measurements.picked)],
             ['copy-point', '', () => this.copyPoint()],
             ['clear-distances', '', () => this.clearDistances()],
-            ['box-point', '', () => this.clipAroundPoint()],
-            ['box-reset', '', () => this.setClip(structuredClone(this.bounds.most))],
+            ['box-point', '', aroundPoint],
+            ['box-reset', '', () => around()],
             ['', 'Escape', () => this.escape()],
         ];
         const keys = {};
@@ -376,14 +367,15 @@ class Page {
             if (id) byId(id).addEventListener('click', action);
             if (key) keys[key] = action;
         }
-        ['colour', 'intensity', 'height', 'range', 'normals'].forEach(
-            (mode, i) => keys[i + 1] = () => this.setMode(mode));
+        kModes.forEach(({id}, i) => keys[i + 1] = () => this.setMode(id));
         listenToKeys(this.camera, keys);
-        for (const name of ['size', 'edges']) {
-            byId(name).addEventListener('input', (event) => {
-                this[name] = Number(event.target.value);
+        for (const name of ['size', 'edges', 'opacity']) {
+            const take = () => {
+                this[name] = Number(byId(name).value);
                 this.redraw();
-            });
+            };
+            byId(name).addEventListener('input', take);
+            take();
         }
         byId('files').addEventListener('change', (event) => this.openFiles([...event.target.files]));
     }
@@ -402,36 +394,17 @@ class Page {
 
     escape() {
         if (this.isMeasuring) this.setMeasuring(false);
+        else if (this.photos.open) this.photos.choose(null);
         else this.take(null);
     }
 }
+
+const middleOf = ({low, high}) => low.map((value, k) => (value + high[k]) / 2);
 
 /** A colour of the page's style, each part from 0 to 1. */
 function styleColour(name) {
     const hex = getComputedStyle(document.documentElement).getPropertyValue(name).trim();
     return [1, 3, 5].map((at) => parseInt(hex.slice(at, at + 2), 16) / 255);
-}
-
-/** The box of all points, and one of most of them: a few stray far ones are not what one looks at. */
-function boundsOf(scans) {
-    const values = [[], [], []];
-    const bounds = {low: [1e9, 1e9, 1e9], high: [-1e9, -1e9, -1e9]};
-    for (const scan of scans) {
-        const every = Math.max(1, Math.floor(scan.count / 50000));
-        for (let i = 0; i < scan.count; i += every) {
-            const place = transform(scan.model, scan.positions.subarray(3 * i, 3 * i + 3));
-            place.forEach((value, k) => {
-                values[k].push(value);
-                bounds.low[k] = Math.min(bounds.low[k], value);
-                bounds.high[k] = Math.max(bounds.high[k], value);
-            });
-        }
-    }
-    if (values[0].length === 0) values.forEach((axis) => axis.push(0));
-    values.forEach((axis) => axis.sort((a, b) => a - b));
-    const at = (share) => values.map((axis) => axis[Math.round(share * (axis.length - 1))]);
-    bounds.most = {low: at(0.01), high: at(0.99)};
-    return bounds;
 }
 
 /** Makes the page; answers it when it can be seen. */

@@ -1,7 +1,8 @@
 // Directions of surfaces from the neighbours in the grid.
 
 /**
- * Four signed bytes a point, in the frame of the scan, towards the scanner. `points` has positions and
+ * Four signed bytes a point: the direction in the frame of the scan, towards the scanner, and above 0
+ * where neighbours on all sides lie in the surface. `points` has positions and
  * pointAt, the point of each cell, column by column, or -1.
  */
 export function normalsOf(points, columns, rows) {
@@ -27,6 +28,7 @@ export function normalsOf(points, columns, rows) {
             normals[4 * point] = x / size * towards;
             normals[4 * point + 1] = y / size * towards;
             normals[4 * point + 2] = z / size * towards;
+            normals[4 * point + 3] = across + along === 4 ? 127 : 0;
         }
     }
     return normals;
@@ -34,7 +36,10 @@ export function normalsOf(points, columns, rows) {
 
 const difference = new Float64Array(3);
 
-/** The step from the cell before to the one after, or to the nearer surface where one lies apart. */
+/**
+ * The step from the cell before to the one after, or to the nearer surface where one lies apart. Answers
+ * how many of the two it took.
+ */
 function neighbour(p, pointAt, at, before, after) {
     const a = before >= 0 ? pointAt[before] : -1;
     const b = after >= 0 ? pointAt[after] : -1;
@@ -42,9 +47,10 @@ function neighbour(p, pointAt, at, before, after) {
                                               Math.abs(p[3 * point] - p[at]) + Math.abs(p[3 * point + 1] - p[at + 1]) +
             Math.abs(p[3 * point + 2] - p[at + 2]);
     const [toA, toB] = [distanceTo(a), distanceTo(b)];
-    if (toA === Infinity && toB === Infinity) return false;
-    const from = toA < 3 * toB ? 3 * a : at;
-    const to = toB < 3 * toA ? 3 * b : at;
+    if (toA === Infinity && toB === Infinity) return 0;
+    const [takesA, takesB] = [toA < 3 * toB, toB < 3 * toA];
+    const from = takesA ? 3 * a : at;
+    const to = takesB ? 3 * b : at;
     for (let k = 0; k < 3; ++k) difference[k] = p[to + k] - p[from + k];
-    return true;
+    return takesA + takesB;
 }

@@ -1,9 +1,10 @@
 // The strip below the picture: a scan as it is seen from its station, left to right clockwise.
 
 import {colourOf} from 'viewer/colours.js';
-import {subtract} from 'viewer/linear.js';
+import {add, direction, subtract} from 'viewer/linear.js';
 
-const kMostColumns = 2400;  // pixels
+const kMostColumns = 2400;              // pixels
+const kUnit = 2 * Math.PI / (1 << 19);  // radians: of the angles of columns and rows
 
 export class Panorama {
     /** onPick hears of the point that was clicked. */
@@ -71,29 +72,24 @@ export class Panorama {
         return -1;
     }
 
-    /** Where a place of the scene is in the panorama, from 0 to 1; null without a station. */
+    /** Where a place of the scene is in the panorama, from 0 to 1. */
     placeOf(place) {
         const {scan} = this;
-        if (!scan?.station) return null;
         const m = scan.model;
         const off = subtract(place, scan.station);
-        const [x, y, z] = [0, 1, 2].map((c) => m[4 * c] * off[0] + m[4 * c + 1] * off[1] + m[4 * c + 2] * off[2]);
-        const unit = 2 * Math.PI / (1 << 19);
-        const turns = (Math.atan2(y, x) - scan.azimuths[0] * unit) / (2 * Math.PI);
-        const step = scan.azimuthStep / (2 * Math.PI);
-        const along = step > 0 ? turns : -turns;
-        const column = (along - Math.floor(along + 1e-6)) / Math.abs(step) / scan.keptColumns;
-        const zenith = Math.atan2(Math.hypot(x, y), z) - scan.zeniths[0] * unit;
+        const [x, y, z] = [0, 4, 8].map((k) => m[k] * off[0] + m[k + 1] * off[1] + m[k + 2] * off[2]);
+        const step = scan.azimuthStep;
+        const along = (Math.atan2(y, x) - scan.azimuths[0] * kUnit) / (2 * Math.PI) * Math.sign(step);
+        const column = (along - Math.floor(along + 1e-6)) * 2 * Math.PI / Math.abs(step) / scan.keptColumns;
+        const zenith = Math.atan2(Math.hypot(x, y), z) - scan.zeniths[0] * kUnit;
         const row = zenith / scan.zenithStep / scan.keptRows;
         return [step > 0 ? 1 - column : column, scan.zenithStep < 0 ? 1 - row : row];
     }
 
-    /** The direction of the panorama's middle as a yaw of the scene; null without a panorama. */
+    /** The direction of the panorama's middle as a yaw of the scene. */
     middle() {
-        const {scan} = this;
-        if (!scan?.station) return null;
-        const azimuth = (scan.azimuths[0]) * 2 * Math.PI / (1 << 19) + scan.azimuthStep * scan.keptColumns / 2;
-        const m = scan.model;
+        const {azimuths, azimuthStep, keptColumns, model: m} = this.scan;
+        const azimuth = azimuths[0] * kUnit + azimuthStep * keptColumns / 2;
         const [x, y] = [Math.cos(azimuth), Math.sin(azimuth)];
         return Math.atan2(m[1] * x + m[5] * y, m[0] * x + m[4] * y);
     }
@@ -101,22 +97,17 @@ export class Panorama {
     /** Shows where the view goes, and the point that was picked. */
     follow(ahead, picked) {
         const put = (element, place) => {
-            const at = place && this.scan ? this.placeOf(place) : null;
-            const isSeen = at && at[0] >= 0 && at[0] <= 1;
-            element.hidden = !isSeen;
-            if (!isSeen) return;
-            element.style.left = `${100 * at[0]}%`;
-            element.style.top = `${100 * at[1]}%`;
+            const [across, down] = place && this.scan ? this.placeOf(place) : [-1, 0];
+            element.hidden = !(across >= 0 && across <= 1);
+            element.style.left = `${100 * across}%`;
+            element.style.top = `${100 * down}%`;
         };
         put(this.heading, ahead);
         put(this.mark, picked?.placed);
     }
 
     scrollToHorizon() {
-        const half = this.scan.zeniths.findIndex((angle) => Math.abs(angle - (1 << 17)) < 2000);
-        const share = half < 0 ? 0.5 : half / this.scan.keptRows;
-        const height = this.canvas.clientWidth * this.canvas.height / this.canvas.width;
-        const down = this.scan.zenithStep < 0 ? 1 - share : share;
-        this.root.scrollTop = down * height - this.root.clientHeight / 2;
+        const [, down] = this.placeOf(add(this.scan.station, direction(this.middle(), 0)));
+        this.root.scrollTop = down * this.canvas.clientHeight - this.root.clientHeight / 2;
     }
 }

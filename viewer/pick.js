@@ -1,85 +1,56 @@
-// Finds the point under a place of the picture, and says what is known of it.
+// Finds the point at a place of the picture, and says what is known of it.
 
-import {lineOf} from 'viewer/data.js';
-import {length, multiply, transform} from 'viewer/linear.js';
-
-const kReach = 6;  // pixels
+import {cellOf} from 'viewer/data.js';
+import {add, length, transform} from 'viewer/linear.js';
 
 /**
- * The point nearest to the eye of those that cover the place; of points of one surface the one nearest
- * to the place. `frame` is the one that was drawn, x and y are pixels of it. Null where there is none.
+ * The direction through a place of the picture, pixels of a picture so wide and high: one long ahead of
+ * the eye.
  */
-export function findPoint(frame, width, height, x, y) {
-    let best = null;
-    const camera = multiply(frame.projection, frame.view);
-    const focal = frame.projection[5] * height / 2;
-    const across = 2 * x / width - 1;
-    const up = 1 - 2 * y / height;
-    for (const set of frame.sets) {
-        const m = multiply(camera, set.scan.model);
-        const p = set.positions;
-        const isInside = clipTest(frame.clip, set.scan.model);
-        for (let i = 0, at = 0; i < set.count; ++i, at += 3) {
-            const px = p[at], py = p[at + 1], pz = p[at + 2];
-            const w = m[3] * px + m[7] * py + m[11] * pz + m[15];
-            if (w <= 0) continue;
-            const dx = ((m[0] * px + m[4] * py + m[8] * pz + m[12]) / w - across) * width / 2;
-            if (dx > 48 || dx < -48) continue;
-            const dy = ((m[1] * px + m[5] * py + m[9] * pz + m[13]) / w - up) * height / 2;
-            if (dy > 48 || dy < -48) continue;
-            const spread = set.angularStep > 0 ? set.angularStep * Math.hypot(px, py, pz) : set.scan.spacing;
-            const reach = Math.min(48, Math.max(kReach, frame.size * focal * spread / w / 2));
-            const off = Math.hypot(dx, dy);
-            if (off > reach || !isInside(px, py, pz)) continue;
-            const isNearer = !best || w < best.w * 0.98;
-            const isSameSurface = best && w < best.w * 1.02;
-            if (isNearer || (isSameSurface && off < best.off)) best = {set, i, w, off};
-        }
-    }
-    return best && {set: best.set, index: best.i};
+export function rayThrough({view, projection}, width, height, x, y) {
+    const across = (2 * x / width - 1) / projection[0];
+    const up = (1 - 2 * y / height) / projection[5];
+    return [0, 4, 8].map((k) => across * view[k] + up * view[k + 1] - view[k + 2]);
 }
 
-function clipTest({low, high}, m) {
-    if (low[0] === -Infinity || low[0] < -1e8) return () => true;
-    return (x, y, z) => [0, 1, 2].every((k) => {
-        const value = m[k] * x + m[4 + k] * y + m[8 + k] * z + m[12 + k];
-        return value >= low[k] && value <= high[k];
-    });
+/** The point of a drawn frame that is nearest to a place in the scene: its set and its index. */
+export function findPoint({sets, clip}, place) {
+    let found = null;
+    let least = Infinity;
+    for (const set of sets) {
+        const {model: m} = set.scan;
+        const p = set.positions;
+        for (let i = 0, at = 0; i < set.count; ++i, at += 3) {
+            const x = m[0] * p[at] + m[4] * p[at + 1] + m[8] * p[at + 2] + m[12];
+            const y = m[1] * p[at] + m[5] * p[at + 1] + m[9] * p[at + 2] + m[13];
+            const z = m[2] * p[at] + m[6] * p[at + 1] + m[10] * p[at + 2] + m[14];
+            const off = (x - place[0]) ** 2 + (y - place[1]) ** 2 + (z - place[2]) ** 2;
+            if (off >= least || [x, y, z].some((v, k) => v < clip.low[k] || v > clip.high[k])) continue;
+            least = off;
+            found = {set, index: i};
+        }
+    }
+    return found;
 }
 
 /** What is known of a point: its cell, places in both frames, range, intensity, colour, scan. */
 export function describePoint(scene, {set, index}) {
     const {scan} = set;
-    const place = set.exact ?? set.positions;
-    const local = Array.from(place.subarray(3 * index, 3 * index + 3));
-    const range = scan.kind === 'grid' ? length(local) : null;
-    const scanner = local.map((value, k) => value + (scan.corner ?? [0, 0, 0])[k]);
+    const isGrid = scan.kind === 'grid';
+    const local = Array.from((set.exact ?? set.positions).subarray(3 * index, 3 * index + 3));
+    const range = isGrid ? length(local) : null;
     const placed = transform(scan.model, local);
-    const colour = set.colours ? Array.from(set.colours.subarray(4 * index, 4 * index + 3)) : null;
-    const across = scan.kind === 'grid' ? range * scene.angleUnit * Math.SQRT1_2 : 0;
     return {
         scan: scan.name,
         number: scan.number,
-        cell: cellOf(set, index),
-        scanner,
-        aligned: placed.map((value, k) => value + scene.origin[k]),
+        cell: set.exact ? {column: set.columns[index], row: set.rows[index]} : cellOf(scan, index),
+        scanner: add(local, scan.corner ?? [0, 0, 0]),
+        aligned: add(placed, scene.origin),
         placed,
         range,
         intensity: set.intensities[index],
-        colour,
+        colour: set.colours ? Array.from(set.colours.subarray(4 * index, 4 * index + 3)) : null,
         isExact: Boolean(set.exact),
-        precision: set.exact ? 0 : Math.hypot(scene.lengthUnit / 2, across),
-    };
-}
-
-function cellOf(set, index) {
-    const {scan} = set;
-    if (set.exact) return {column: set.columns[index], row: set.rows[index]};
-    if (!scan.cells) return null;
-    const column = Math.floor(scan.cells[index] / scan.keptRows);
-    const row = scan.cells[index] % scan.keptRows;
-    return {
-        column: lineOf(column, scan.keptColumns, scan.columns),
-        row: lineOf(row, scan.keptRows, scan.rows),
+        precision: set.exact ? 0 : Math.hypot(scene.lengthUnit / 2, range * scene.angleUnit * Math.SQRT1_2),
     };
 }

@@ -1,7 +1,7 @@
 // The panel and the buttons around the picture. What they do is up to the page; here they are built,
 // filled and read.
 
-import {kModes, kRamp} from 'viewer/colours.js';
+import {kModes, kStops} from 'viewer/colours.js';
 
 export const byId = (id) => document.getElementById(id);
 
@@ -9,7 +9,7 @@ const kAxes = ['x', 'y', 'z'];
 const metres = (value, digits) => `${value.toFixed(digits).replace(/^-(0\.?0*)$/, '$1')} m`;
 
 /** An element with properties, or attributes where a name has a dash, and what is in it. */
-function make(name, properties = {}, ...children) {
+export function make(name, properties = {}, ...children) {
     const made = document.createElement(name);
     for (const [key, value] of Object.entries(properties)) {
         if (key.includes('-')) made.setAttribute(key, value);
@@ -38,10 +38,10 @@ export function shortCount(count) {
 }
 
 /** The choice of what colours stand for. */
-export function fillModes(possible, chosen, onChoice) {
+export function fillModes(possible, onChoice) {
     byId('modes').replaceChildren(...kModes.map(({id, label}) => {
-        const state = {checked: id === chosen, disabled: !possible.includes(id)};
-        const input = make('input', {type: 'radio', name: 'mode', value: id, onchange: () => onChoice(id), ...state});
+        const disabled = !possible.includes(id);
+        const input = make('input', {type: 'radio', name: 'mode', value: id, disabled, onchange: () => onChoice(id)});
         return make('label', {}, input, make('span', {}, label));
     }));
 }
@@ -53,18 +53,15 @@ export function chooseMode(mode) {
 /** What the colours of height and range stand for. */
 export function showLegend(mode, scales, origin) {
     const legend = byId('legend');
-    const isShown = mode === 'height' || mode === 'range' || mode === 'intensity';
-    legend.hidden = !isShown;
-    if (!isShown) return;
+    legend.hidden = !['height', 'range', 'intensity'].includes(mode);
+    if (legend.hidden) return;
     const {low, high} = scales[mode];
     const text = (value) =>
         mode === 'intensity' ? Math.round(value) : metres(value + (mode === 'height' ? origin[2] : 0), 1);
     const [from, bar, to] = legend.children;
     from.textContent = text(low);
     to.textContent = text(high);
-    const stops = mode === 'intensity' ?
-        ['#000', '#fff'] :
-        [0, 32, 64, 96, 128, 160, 192, 224, 255].map((i) => `rgb(${kRamp.subarray(4 * i, 4 * i + 3).join(' ')})`);
+    const stops = mode === 'intensity' ? ['#000', '#fff'] : kStops;
     bar.style.background = `linear-gradient(90deg, ${stops.join(', ')})`;
 }
 
@@ -101,27 +98,21 @@ export function pointRows(point) {
 export function showPoint(point) { fillTable(byId('point'), pointRows(point)); }
 
 export function showDistances(distances) {
-    fillTable(
-        byId('distances'),
-        distances.flatMap(
-            (distance, i) => [
-                [`Distance ${i + 1}`, metres(distance.length, 4), 'begin'],
-                ['dx', metres(distance.dx, 4)],
-                ['dy', metres(distance.dy, 4)],
-                ['dz', metres(distance.dz, 4)],
-                ['Level', metres(distance.level, 4)],
-    ]));
+    const parts = ['dx', 'dy', 'dz', 'level'];
+    const rowsOf = (distance, i) => {
+        const first = [`Distance ${i + 1}`, metres(distance.length, 4), 'begin'];
+        return [first, ...parts.map((part) => [part, metres(distance[part], 4)])];
+    };
+    fillTable(byId('distances'), distances.flatMap(rowsOf));
 }
 
 /** The six numbers of the clip box, aligned frame. */
 export function fillLimits(low, high, onChange) {
-    const inputs = kAxes.map((axis, k) => [low, high].map((limit, end) => make('input', {
-                                                              type: 'number',
-                                                              step: 0.1,
-                                                              value: limit[k].toFixed(2),
-                                                              'aria-label': `${axis} ${end ? 'to' : 'from'}, metres`,
-                                                              oninput: read,
-                                                          })));
+    const inputOf = (axis, end, value) => {
+        const label = `${axis} ${end ? 'to' : 'from'}, metres`;
+        return make('input', {type: 'number', step: 0.1, value: value.toFixed(2), 'aria-label': label, oninput: read});
+    };
+    const inputs = kAxes.map((axis, k) => [low, high].map((limit, end) => inputOf(axis, end, limit[k])));
     function read() {
         const [from, to] = [0, 1].map((end) => inputs.map((pair) => Number.parseFloat(pair[end].value)));
         if ([...from, ...to].every(Number.isFinite)) onChange(from, to);

@@ -18,6 +18,8 @@ struct ViewOptions {
     std::uint64_t points = 2'000'000;  // in the page at most, of all scans; up to kMostViewPoints
     /// The page offers to open the files of indexed CL3 scans for all of their points.
     bool full = false;
+    /// The page shows no photos of the stations.
+    bool withoutPhotos = false;
     bool overwrite = false;
     ProgressFunction progress;
     WarningFunction warning;
@@ -42,6 +44,7 @@ struct ViewResult {
     std::vector<ViewedScan> scans;
     std::uint64_t points = 0;  // in the page
     std::uint64_t bytes = 0;   // of the page
+    std::uint64_t photos = 0;  // in the page
 };
 
 /// Writes one HTML file that shows scans in any browser, without a network: the page itself and a
@@ -49,6 +52,9 @@ struct ViewResult {
 /// an even part of their points; all are shown in the aligned frame.
 /// Precision of a point in the page: 0.125 mm along the ray and 6 microradians in each angle, so 0.3 mm
 /// at 20 m; of a cloud 0.125 mm in each axis. Intensities are whole numbers.
+/// Photos of the stations (beside native scans, inside E57 files) whose cameras are known go with them,
+/// small: at most 150 kB each, 6 MB and 400 photos together. One that cannot be decoded is left out with
+/// a warning.
 /// Memory: some 50 bytes for a point of the page, however large the scans are.
 /// Throws ScanError; then no page appears.
 BRISKO_SCAN_EXPORT ViewResult writeView(const ViewOptions& options);

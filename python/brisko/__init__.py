@@ -9,8 +9,8 @@
 
 from ._brisko import __version__
 from .errors import Cancelled, ScanError
-from .jobs import (Band, Check, ConvertResult, Finding, JoinResult, LeftOut, check, convert, info,
-                   join, panorama, simulate, split)
+from .jobs import (Band, Check, ConvertResult, Finding, JoinResult, LeftOut, ViewResult, check, convert,
+                   info, join, panorama, simulate, split, view)
 from .photos import Camera, Photo
 from .points import Batch, Window
 from .progress import Progress
@@ -19,6 +19,6 @@ from .writer import Writer, create
 
 __all__ = [
     "Band", "Batch", "Camera", "Cancelled", "Check", "ConvertResult", "Finding", "JoinResult", "LeftOut",
-    "Photo", "Progress", "Scan", "ScanError", "Window", "Writer", "__version__", "check", "convert",
-    "create", "info", "join", "open", "panorama", "simulate", "split",
+    "Photo", "Progress", "Scan", "ScanError", "ViewResult", "Window", "Writer", "__version__", "check", "convert",
+    "create", "info", "join", "open", "panorama", "simulate", "split", "view",
 ]

@@ -5,7 +5,7 @@ from __future__ import annotations
 import os
 import warnings
 from dataclasses import dataclass
-from typing import Any, Iterable, Literal, NamedTuple
+from typing import TYPE_CHECKING, Any, Iterable, Literal, NamedTuple
 
 import numpy as np
 import numpy.typing as npt
@@ -13,6 +13,9 @@ import numpy.typing as npt
 from . import _brisko
 from .paths import input_path, output_path
 from .progress import ProgressArgument, reporter
+
+if TYPE_CHECKING:
+    from .scan import Scan
 
 Mode = Literal["shaded", "range", "intensity", "colour", "normals", "height", "incidence"]
 
@@ -82,6 +85,15 @@ class JoinResult(NamedTuple):
     columns: int
     rows: int
     bytes: int  # of the output
+
+
+class ViewResult(NamedTuple):
+    """What came of a page."""
+
+    path: str
+    points: int  # in the page, of all scans
+    photos: int
+    bytes: int
 
 
 def convert(input: str | os.PathLike[str], output: str | os.PathLike[str], *,
@@ -160,6 +172,30 @@ def panorama(path: str | os.PathLike[str], mode: Mode = "shaded", width: int | N
     width   pixels; None: by the grid. height: None: by the angles of the scan
     """
     return _brisko.panorama(input_path(path), mode, width or 0, height or 0, reporter(progress))
+
+
+def view(scans: Scan | str | os.PathLike[str] | Iterable[Scan | str | os.PathLike[str]],
+         output: str | os.PathLike[str], *, points: int = 2_000_000, full: bool = False,
+         photos: bool = True, title: str | None = None, overwrite: bool = False,
+         progress: ProgressArgument = None) -> ViewResult:
+    """Writes a page (.html) that shows scans in a browser, without a network: docs/viewer.md.
+
+    scans   an open scan, a file or a folder, or several of them; of a file all of its scans are shown
+    points  in the page at most, of all scans together: 1,000 to 10,000,000
+    full    the page offers to open the files of indexed CL3 scans, for all of their points
+    photos  show the photos of the stations at their place
+
+    What a user should know although the page is written is a warning (UserWarning).
+    """
+    from .scan import Scan  # which needs this module
+
+    some = [scans] if isinstance(scans, (str, os.PathLike, Scan)) else scans
+    inputs = [input_path(scan.path if isinstance(scan, Scan) else scan) for scan in some]
+    result, remarks = _brisko.view(inputs, output_path(output), points, full, photos, title or "",
+                                   overwrite, reporter(progress))
+    for remark in remarks:
+        warnings.warn(remark, stacklevel=2)
+    return ViewResult(output_path(output), *result)
 
 
 def simulate(output: str | os.PathLike[str], columns: int = 2000, rows: int = 800, *,

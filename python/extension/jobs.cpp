@@ -12,6 +12,7 @@
 #include <brisko_scan/check.h>
 #include <brisko_scan/inspect.h>
 #include <brisko_scan/panorama.h>
+#include <brisko_scan/view.h>
 
 #include <map>
 #include <memory>
@@ -37,16 +38,28 @@ py::object orNone(const std::optional<std::uint64_t>& number) {
     return number ? py::object(py::int_(*number)) : py::none();
 }
 
+/// Keeps the warnings of a job, whose threads may call at the same time.
+class Warnings {
+public:
+    scan::WarningFunction function() {
+        return [this](const std::string& text) {
+            const std::lock_guard lock(m_mutex);
+            m_texts.push_back(text);
+        };
+    }
+    py::list toList() const { return toTexts(m_texts); }
+
+private:
+    std::mutex m_mutex;
+    std::vector<std::string> m_texts;
+};
+
 /// Returns: the result and the warnings.
 py::tuple convert(const std::string& input, const std::string& output, const py::dict& options,
                   bool colourFromPhotos, const py::object& progress) {
     scan::ConvertOptions job = toConvertOptions(input, output, options);
-    std::vector<std::string> warnings;
-    std::mutex mutex;
-    job.warning = [&](const std::string& text) {
-        const std::lock_guard lock(mutex);
-        warnings.push_back(text);
-    };
+    Warnings warnings;
+    job.warning = warnings.function();
     const scan::ConvertResult result =
         JobProgress(progress).run([&](const ProgressFunction& function) {
             job.progress = function;
@@ -59,7 +72,7 @@ py::tuple convert(const std::string& input, const std::string& output, const py:
     return py::make_tuple(py::dict("points"_a = result.points, "coloured"_a = result.coloured,
                                    "columns"_a = result.columns, "rows"_a = result.rows,
                                    "bytes"_a = result.bytes, "left_out"_a = leftOut),
-                          toTexts(warnings));
+                          warnings.toList());
 }
 
 py::dict toDict(const scan::Finding& finding) {
@@ -188,6 +201,29 @@ py::tuple join(const std::vector<std::string>& bands, const std::string& output,
     return py::make_tuple(result.points, result.columns, result.rows, result.bytes);
 }
 
+/// Returns: the counts of the page, and the warnings.
+py::tuple view(const std::vector<std::string>& inputs, const std::string& output,
+               std::uint64_t points, bool full, bool photos, const std::string& title,
+               bool overwrite, const py::object& progress) {
+    scan::ViewOptions options;
+    options.inputs = inputs;
+    options.output = output;
+    options.title = title;
+    options.points = points;
+    options.full = full;
+    options.withoutPhotos = !photos;
+    options.overwrite = overwrite;
+    Warnings warnings;
+    options.warning = warnings.function();
+    const scan::ViewResult result =
+        JobProgress(progress).run([&](const ProgressFunction& function) {
+            options.progress = function;
+            return scan::writeView(options);
+        });
+    return py::make_tuple(py::make_tuple(result.points, result.photos, result.bytes),
+                          warnings.toList());
+}
+
 /// As a PNG file.
 void draw(const std::string& path, const std::string& output, std::uint32_t width) {
     scan::PanoramaOptions options;
@@ -217,6 +253,8 @@ void addJobs(py::module_& module) {
     module.def("join", &join, "bands"_a, "output"_a, "overwrite"_a, "progress"_a);
     module.def("describe", &describe, "path"_a);
     module.def("panorama", &panorama, "path"_a, "mode"_a, "width"_a, "height"_a, "progress"_a);
+    module.def("view", &view, "inputs"_a, "output"_a, "points"_a, "full"_a, "photos"_a, "title"_a,
+               "overwrite"_a, "progress"_a);
     module.def("draw", &draw, "path"_a, "output"_a, "width"_a);
     module.def("summarize", &summarize, "path"_a, "scan"_a, "progress"_a);
 }

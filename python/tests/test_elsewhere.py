@@ -77,6 +77,14 @@ def test_a_notebook_shows_a_small_panorama_or_nothing(scan):
     assert scan._repr_png_() is None
 
 
+def test_a_page_shows_scans_with_their_photos(scan, station, tmp_path):
+    page = brisko.view([scan, station], tmp_path / "a.html", points=9_000, title="Yard")
+    text = (tmp_path / "a.html").read_text()
+    assert 7_000 < page.points <= 9_000 and page.bytes == (tmp_path / "a.html").stat().st_size
+    assert page.photos == text.count('class="photo"') == 12 and '"title":"Yard"' in text
+    assert brisko.view(station, page.path, photos=False, overwrite=True).photos == 0
+
+
 def test_photos_give_colours_to_batches_windows_and_outputs(station, tmp_path):
     with brisko.open(station) as scan, brisko.open(station, colours="photos") as coloured:
         colours = np.concatenate(list(scan.colours(999)))

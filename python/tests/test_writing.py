@@ -78,6 +78,8 @@ def failing(scan, folder):
     (lambda s, f: brisko.convert(s.path, f / "a.e57", every=0), ValueError),
     (lambda s, f: brisko.convert(s.path, f / "a.e57", colour=1), TypeError),
     (lambda s, f: brisko.convert(s.path, f / "no" / "a.e57"), FileNotFoundError),
+    (lambda s, f: brisko.view([s, f / "none.cl3"], f / "a.html"), FileNotFoundError),
+    (lambda s, f: brisko.view(s, f / "a.html", points=10), ValueError),
     (lambda s, f: brisko.create(s.path, like=s), FileExistsError),
     (lambda s, f: brisko.create(f / "a.jpg", like=s), ValueError),
     (lambda s, f: brisko.create(f / "a.cl3", like=s, header={"modell": ""}), ValueError),
@@ -97,6 +99,7 @@ def test_what_fails_leaves_nothing(scan, tmp_path, job, error):
     "brisko.check(path)",
     "brisko.info(path, count=True)",
     "brisko.panorama(path)",
+    "brisko.view([path, scan], folder + '/a.html', overwrite=True)",
     "brisko.open(path, colours='photos').close()",
     "scan.read()",
     "for b in scan.batches(10): pass",
@@ -120,7 +123,7 @@ with brisko.open(path) as scan:
         finally:
             job.kill()
     # Of a conversion that was done before there is all.
-    assert os.listdir(tmp_path) in ([], ["a.e57"])
+    assert os.listdir(tmp_path) in ([], ["a.e57"], ["a.html"])
     assert all(brisko.check(output).ok for output in tmp_path.iterdir())
 
 

@@ -1,11 +1,13 @@
 #include "apps/damaged_scan.h"
 #include "rvx_scan_colorizer/jpeg_file.h"
 #include "scan/formats/e57/xml_tree.h"
+#include "scan/view/thumbnail.h"
 #include "support/photo_station.h"
 
 #include <brisko_codec/scan_photos.h>
 
 #include <gtest/gtest.h>
+#include <png.h>
 
 #include <cmath>
 #include <cstring>
@@ -156,9 +158,51 @@ TEST(E57Photos, OtherPhotosAreKeptWithoutALensOrLeftOut) {
         EXPECT_EQ(contains(converted.err, "1 photo beside it left out"), option[2] == 'o')
             << converted.err;
         EXPECT_TRUE(contains(run({"images", output}).out, listed)) << run({"images", output}).out;
+        const ToolRun page =
+            run({"view", output, "-o", station.inProject("a.html"), "--overwrite"});
+        EXPECT_EQ(contains(page.out, ", 1 photo, "), contains(listed, "pinhole")) << page.out;
+        EXPECT_EQ(contains(page.err, "1 photo without"), contains(listed, "visual")) << page.err;
         const ToolRun back = run({"convert", output, station.inProject("b.cl3"), "--overwrite"});
         EXPECT_EQ(contains(back.err, "1 picture left out; 'brisko images'"), option[2] == 'o')
             << back.err;
+    }
+}
+
+TEST(ViewPhotos, AreMadeSmallOrLeftOut) {
+    const ClassicStation station;
+    station.addFlat("b", 90);  // 1200 x 1600 pixels
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    image.width = 3000;
+    image.height = 1500;
+    image.format = PNG_FORMAT_RGB;
+    const std::string png = station.inProject("a.png");
+    const std::vector<std::uint8_t> pixels(3 * 3000 * 1500, 77);
+    ASSERT_TRUE(png_image_write_to_file(&image, png.c_str(), 0, pixels.data(), 0, nullptr));
+    const std::string photo = readText(station.inScan("b.jpg"));
+    std::string huge = photo;  // the size in its frame header becomes 65500 x 65500
+    const std::size_t frame = huge.find("\xFF\xC0");
+    huge.replace(frame + 5, 4, "\xFF\xDC\xFF\xDC");
+    const struct {
+        std::string picture;
+        std::size_t most;
+        int width, height;  // of what is made; 0: nothing
+    } cases[] = {{photo, 150'000, 600, 800},
+                 {readText(png), 150'000, 750, 375},
+                 {photo.substr(0, photo.size() / 2), 150'000, 600, 800},
+                 {photo, 100, 0, 0},
+                 {huge, 150'000, 0, 0},
+                 {"no photo", 150'000, 0, 0}};
+    for (const auto& [picture, most, width, height] : cases) {
+        const std::vector<std::uint8_t> small = scan::thumbnailOf(
+            {reinterpret_cast<const std::uint8_t*>(picture.data()), picture.size()}, most);
+        ASSERT_EQ(small.empty(), width == 0) << picture.size();
+        if (small.empty()) continue;
+        EXPECT_LE(small.size(), most);
+        writeFile(station.inProject("s.jpg"), std::string(small.begin(), small.end()));
+        const ImageSize size = getImageDimention(station.inProject("s.jpg"));
+        EXPECT_EQ(size.width, width);
+        EXPECT_EQ(size.height, height);
     }
 }
 

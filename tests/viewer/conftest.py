@@ -25,11 +25,17 @@ def cell(scan, place, *more):
 
 @pytest.fixture(scope="session")
 def folder(tmp_path_factory):
-    """yard.cl3, indexed, with colours and a matrix, of 6 x 3 tiles; yard.pts, its aligned cloud."""
+    """yard.cl3, indexed, with colours and a matrix, of 6 x 3 tiles; yard.pts, its aligned cloud; station.e57 and
+    station/photos.cl3, with colours of photos."""
     folder = tmp_path_factory.mktemp("viewer")
     brisko("simulate", folder, "--name", "yard", "--format", "cl3-indexed", "--colour",
            "--columns", 1400, "--rows", 600, "--alignment")
     brisko("convert", folder / "yard.cl3", folder / "yard.pts")
+    brisko("simulate", folder, "--name", "station", "--columns", 800, "--rows", 360, "--alignment", "--photos", "W60",
+           "--photo-scale", 4)
+    brisko("index", folder / "station/station.clr")
+    brisko("colour", folder / "station/station_index.cl3", folder / "station/photos.cl3")
+    brisko("convert", folder / "station/photos.cl3", folder / "station.e57")
     return folder
 
 
@@ -60,6 +66,7 @@ class Page:
         return self.driver.execute_async_script(
             "const done = arguments[0]; window.brisko.ready.then(async (page) => {"
             "const settle = async () => { while (!page.isSettled) await new Promise(requestAnimationFrame); };"
+            "await page.photos.loaded;"
             f"await settle(); {script} }}).then(done, (error) => done('failed: ' + error.stack));")
 
     def settle(self):

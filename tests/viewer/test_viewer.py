@@ -113,6 +113,47 @@ def test_the_panorama_leads_to_its_places(open_page, folder):
     assert picked["cell"]["column"] == pytest.approx(1400 * across, abs=3)  # clockwise, as the scan runs
 
 
+@pytest.mark.parametrize("scan", ["station/photos.cl3", "station.e57"])
+def test_photos_lie_where_the_points_have_their_colours(open_page, scan):
+    page = open_page(scan)
+    assert page.result["photos"] == 12
+    page.do("""const [x, y, z] = page.scene.scans[0].station;
+        page.camera.set({eye: [x - 2, y, z], yaw: 0, pitch: 0, distance: 2, isAtStation: false});
+        page.scales.colour.gamma = 1;""")
+    box, background = page.do("return [page.renderer.canvas.getBoundingClientRect(), page.last.background]")
+    page.do(f"page.click({box['x'] + box['width'] / 2}, {box['y'] + box['height'] / 2}, false)")
+    assert page.do("return page.photos.open.number") in range(12)  # the pictures stand around the station
+    places = [[x, y] for x in range(150, 550, 20) for y in range(150, 500, 20)]
+    for number in (2, 7):
+        page.do(f"page.goToPhoto(page.photos.all[{number}])")
+        photo, points = (page.do(f"page.opacity = {opacity}") or page.pixels(places) for opacity in (1, 0))
+        pairs = [(a, b) for a, b in zip(photo, points) if b != [round(255 * part) for part in background]]
+        near = [max(abs(x - y) for x, y in zip(a, b)) <= 40 for a, b in pairs]
+        assert len(near) > 100 and sum(near) > 0.8 * len(near)
+
+
+def test_fingers_turn_slide_zoom_and_pick(open_page):
+    page = open_page("yard.cl3", "--points=100000")
+
+    def touch(*steps):
+        """Each step: where the fingers are; a tap, or a way that ends with all of them lifted."""
+        kinds = ["touchStart", *["touchMove"] * (len(steps) - 1), "touchEnd"]
+        for kind, fingers in zip(kinds, [*steps, []]):
+            points = [{"x": x, "y": y, "id": i} for i, (x, y) in enumerate(fingers)]
+            page.driver.execute_cdp_cmd("Input.dispatchTouchEvent", {"type": kind, "touchPoints": points})
+        return page.do("const {yaw, pitch, eye, fieldOfView} = page.camera;"
+                       "return [yaw, pitch, eye, fieldOfView, page.measurements.picked?.cell]")
+
+    yaw, pitch, eye, angle, picked = touch([(300, 400)])
+    assert picked  # a tap; what follows picks nothing else
+    turned = touch([(300, 400)], [(340, 400)], [(380, 420)])
+    assert turned[0] > yaw + 0.05 and turned[1] > pitch + 0.01 and turned[2:] == [eye, angle, picked]
+    zoomed = touch([(250, 400), (350, 400)], [(200, 400), (400, 400)])
+    assert zoomed[3] == pytest.approx(angle / 2, rel=0.05) and zoomed[4] == picked
+    slid = touch([(250, 400), (350, 400)], [(250, 460), (350, 460)])
+    assert slid[2] != eye and slid[:2] == turned[:2] and slid[4] == picked
+
+
 def test_an_address_leads_to_its_view(open_page):
     page = open_page("yard.cl3", view="#v=1,2,3,0.5,-0.25,4,0.9,0&m=height&h=0")
     state = page.do("const {eye, yaw, pitch} = page.camera; return [eye, yaw, pitch, page.mode, page.sets.length]")

@@ -19,6 +19,7 @@ constexpr const char* kDetails =
     "panorama, "
     "colour, intensity, height, range and normals, picked points, distances, a clip box. Several "
     "scans are shown in the aligned frame.\n"
+    "Photos beside a native scan or inside an E57 file are shown small at their place.\n"
     "It holds a thinned copy of the scans: an even part of the columns and rows, or of the points "
     "of "
     "a cloud. A point lies within 0.3 mm of the measured one at 20 m, 1 mm at 100 m. With --full "
@@ -50,6 +51,7 @@ void printJson(const scan::ViewOptions& options, const scan::ViewResult& result)
                    {"output", options.output},
                    {"bytes", result.bytes},
                    {"points", result.points},
+                   {"photos", result.photos},
                    {"full", options.full},
                    {"scans", scans}});
 }
@@ -68,7 +70,9 @@ ExitCode run(const Line& line, ProgressStyle style) {
         std::cout << "  " << printable(viewed.name) << ": " << viewed.points << " of "
                   << countOf(viewed.read, "point") << "\n";
     std::cout << printable(options.output) << ": " << countOf(result.scans.size(), "scan") << ", "
-              << countOf(result.points, "point") << ", " << countOf(result.bytes, "byte") << "\n";
+              << countOf(result.points, "point") << ", "
+              << (result.photos > 0 ? countOf(result.photos, "photo") + ", " : "")
+              << countOf(result.bytes, "byte") << "\n";
     return ExitCode::Done;
 }
 
@@ -91,6 +95,8 @@ Command addView(CLI::App& tool, const CommonOptions& common) {
         ->check(CLI::Range(scan::kFewestViewPoints, scan::kMostViewPoints));
     app->add_flag("--full", line->options.full,
                   "The page can open the files of indexed CL3 scans for all of their points");
+    app->add_flag("--no-photos", line->options.withoutPhotos,
+                  "Leave out the photos of the stations");
     app->add_option("--title", line->options.title,
                     "Title of the page (default: the first scan's name)")
         ->option_text("TEXT");

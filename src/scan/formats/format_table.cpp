@@ -167,6 +167,7 @@ constexpr FormatDriver kDrivers[] = {
      .check = checkE57Scan,
      .listImages = listE57Images,
      .readImage = readE57Image,
+     .placeImages = placeE57Images,
      .create = createE57Output,
      .leastBytes = leastCloud},
     {.traits =

@@ -33,6 +33,8 @@ struct FormatDriver {
     /// The pictures inside a file, and the bytes of one; null for formats without.
     std::vector<EmbeddedImage> (*listImages)(const std::string& path) = nullptr;
     void (*readImage)(const std::string& path, std::size_t image, const ImageSink& sink) = nullptr;
+    /// The pictures of cameras whose place is known.
+    std::vector<PlacedImage> (*placeImages)(const std::string& path) = nullptr;
     std::unique_ptr<ScanOutput> (*create)(const OutputTarget& target) = nullptr;
     /// What an output of a grid takes at least, its points aside where these can be few.
     unsigned __int128 (*leastBytes)(const OutputTarget& target) = nullptr;

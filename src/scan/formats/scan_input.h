@@ -3,6 +3,7 @@
 #include <brisko_codec/alignment.h>
 #include <brisko_codec/cell_reader.h>
 #include <brisko_codec/file_header.h>
+#include <brisko_codec/scan_photos.h>
 #include <brisko_scan/scan_info.h>
 #include <brisko_scan/scan_reader.h>
 
@@ -56,6 +57,14 @@ protected:
 
 /// Takes the bytes of a picture inside a scan's file, part by part.
 using ImageSink = std::function<void(std::span<const std::uint8_t>)>;
+
+/// A picture inside a scan's file as its camera took it.
+struct PlacedImage {
+    std::size_t image = 0;  // its number in the file
+    std::string name;       // may be empty
+    std::string scanGuid;   // of the scan that it shows; may be empty
+    PinholeCamera camera;   // in the frame of the file; without pixels where there is none
+};
 
 /// Opens a scan. Its files are checked for completeness first, and an alignment that is there but
 /// cannot be read is an error: the points would be in the wrong place without a word.

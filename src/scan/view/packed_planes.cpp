@@ -20,13 +20,35 @@ void encodeGroup(const std::uint8_t* in, char* out) {
 
 }  // namespace
 
+void Base64Text::write(std::span<const std::uint8_t> bytes) {
+    m_text.clear();
+    for (const std::uint8_t byte : bytes) {
+        m_rest[m_restSize++] = byte;
+        if (m_restSize < m_rest.size()) continue;
+        m_restSize = 0;
+        char group[4];
+        encodeGroup(m_rest.data(), group);
+        m_text.append(group, sizeof group);
+    }
+    m_file.write(m_text);
+}
+
+void Base64Text::finish() {
+    if (m_restSize == 0) return;
+    std::fill(m_rest.begin() + static_cast<std::ptrdiff_t>(m_restSize), m_rest.end(), 0);
+    char group[4];
+    encodeGroup(m_rest.data(), group);
+    std::fill(group + m_restSize + 1, group + 4, '=');
+    m_file.write(group, sizeof group);
+    m_restSize = 0;
+}
+
 struct PackedText::Stream {
     z_stream z{};
     std::vector<std::uint8_t> out = std::vector<std::uint8_t>(kBuffer);
-    std::string text;
 };
 
-PackedText::PackedText(NamedOutput& file) : m_file(file), m_stream(std::make_unique<Stream>()) {
+PackedText::PackedText(NamedOutput& file) : m_text(file), m_stream(std::make_unique<Stream>()) {
     if (deflateInit(&m_stream->z, 6) != Z_OK) throw std::bad_alloc();
 }
 
@@ -47,12 +69,7 @@ void PackedText::write(std::span<const std::uint8_t> bytes) {
 void PackedText::finish() {
     m_stream->z.avail_in = 0;
     deflate(Z_FINISH);
-    if (m_restSize == 0) return;
-    std::fill(m_rest.begin() + static_cast<std::ptrdiff_t>(m_restSize), m_rest.end(), 0);
-    char group[4];
-    encodeGroup(m_rest.data(), group);
-    std::fill(group + m_restSize + 1, group + 4, '=');
-    m_file.write(group, sizeof group);
+    m_text.finish();
 }
 
 void PackedText::deflate(int flush) {
@@ -61,22 +78,8 @@ void PackedText::deflate(int flush) {
         z.next_out = m_stream->out.data();
         z.avail_out = kBuffer;
         ::deflate(&z, flush);
-        encode({m_stream->out.data(), kBuffer - z.avail_out});
+        m_text.write({m_stream->out.data(), kBuffer - z.avail_out});
     } while (z.avail_out == 0);
-}
-
-void PackedText::encode(std::span<const std::uint8_t> bytes) {
-    std::string& text = m_stream->text;
-    text.clear();
-    for (const std::uint8_t byte : bytes) {
-        m_rest[m_restSize++] = byte;
-        if (m_restSize < m_rest.size()) continue;
-        m_restSize = 0;
-        char group[4];
-        encodeGroup(m_rest.data(), group);
-        text.append(group, sizeof group);
-    }
-    m_file.write(text);
 }
 
 }  // namespace brisko::scan

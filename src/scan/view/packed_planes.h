@@ -7,11 +7,28 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <string>
 #include <vector>
 
 namespace brisko::scan {
 
-/// Bytes that go into a page as text: deflated, then in base64. Memory stays the same.
+/// Bytes that go into a page as text, in base64.
+class Base64Text {
+public:
+    explicit Base64Text(NamedOutput& file) : m_file(file) {}
+
+    void write(std::span<const std::uint8_t> bytes);
+    /// Writes what is left.
+    void finish();
+
+private:
+    NamedOutput& m_file;
+    std::string m_text;
+    std::array<std::uint8_t, 3> m_rest{};  // bytes that do not make a group yet
+    std::size_t m_restSize = 0;
+};
+
+/// The same, deflated before. Memory stays the same.
 class PackedText {
 public:
     explicit PackedText(NamedOutput& file);
@@ -26,12 +43,9 @@ public:
 private:
     struct Stream;
     void deflate(int flush);
-    void encode(std::span<const std::uint8_t> bytes);
 
-    NamedOutput& m_file;
+    Base64Text m_text;
     std::unique_ptr<Stream> m_stream;
-    std::array<std::uint8_t, 3> m_rest{};  // bytes that do not make a group of base64 yet
-    std::size_t m_restSize = 0;
 };
 
 /// Small numbers near 0 as small numbers from 0: 0, -1, 1, -2 become 0, 1, 2, 3.

@@ -55,14 +55,23 @@ std::string sceneScan(const ViewedScan& viewed, const ScanInfo& info, const View
            "\"files\":" + filesOf(info) + ",\"matrix\":" + matrixOf(info.alignment) + "}";
 }
 
-std::string sceneText(const std::string& title, bool full, const std::vector<std::string>& scans) {
-    std::string text =
-        "{\"title\":" + quoted(title) +
-        formatText(",\"lengthUnit\":%.17g,\"angleUnit\":%.17g", kViewLength, kViewAngle) +
-        ",\"full\":" + (full ? "true" : "false") + ",\"scans\":[";
-    for (std::size_t i = 0; i < scans.size(); ++i)
-        text += (i > 0 ? ",\n" : "\n") + scans[i];
-    return text + "\n]}";
+namespace {
+
+std::string arrayOf(const std::vector<std::string>& elements) {
+    std::string text = "[";
+    for (const std::string& element : elements)
+        text += (text.size() > 1 ? ",\n" : "\n") + element;
+    return text + "]";
+}
+
+}  // namespace
+
+std::string sceneText(const std::string& title, bool full, const std::vector<std::string>& scans,
+                      const std::vector<std::string>& photos) {
+    return "{\"title\":" + quoted(title) +
+           formatText(",\"lengthUnit\":%.17g,\"angleUnit\":%.17g", kViewLength, kViewAngle) +
+           ",\"full\":" + (full ? "true" : "false") + ",\"photos\":" + arrayOf(photos) +
+           ",\"scans\":" + arrayOf(scans) + "}";
 }
 
 }  // namespace brisko::scan

@@ -17,6 +17,8 @@ std::string quoted(const std::string& text);
 std::string sceneScan(const ViewedScan& viewed, const ScanInfo& info, const ViewPoints& points);
 
 /// The same of all: a JSON object with the objects of the scans.
-std::string sceneText(const std::string& title, bool full, const std::vector<std::string>& scans);
+/// and the photos.
+std::string sceneText(const std::string& title, bool full, const std::vector<std::string>& scans,
+                      const std::vector<std::string>& photos);
 
 }  // namespace brisko::scan

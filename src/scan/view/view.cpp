@@ -10,6 +10,7 @@
 #include "scan/view/scene_text.h"
 #include "scan/view/view_cloud.h"
 #include "scan/view/view_grid.h"
+#include "scan/view/view_photos.h"
 
 #include <brisko_scan/scan_error.h>
 #include <brisko_scan/staged_scan.h>
@@ -59,7 +60,7 @@ void weigh(Source& source, const ScanInfo& info) {
 
 class View {
 public:
-    explicit View(const ViewOptions& options) : m_options(options) {}
+    explicit View(const ViewOptions& options) : m_options(options), m_photos(options.warning) {}
 
     ViewResult run() {
         std::vector<Source> sources = sourcesOf(m_options);
@@ -70,15 +71,17 @@ public:
         file.write(page.head);
         for (std::size_t i = 0; i < sources.size(); ++i)
             take(sources[i], i, file);
+        m_photos.write(file, m_options.progress);
         const std::string title =
             m_options.title.empty() ? m_result.scans.front().name : m_options.title;
         file.write("<script type=\"application/json\" id=\"scene\">");
-        file.write(sceneText(title, m_options.full, m_scene));
+        file.write(sceneText(title, m_options.full, m_scene, m_photos.members()));
         file.write("</script>\n");
         file.write(page.tail);
         file.close();
         staged.commit(m_options.progress);
         m_result.bytes = bytesOf(m_options.output);
+        m_result.photos = m_photos.members().size();
         return std::move(m_result);
     }
 
@@ -127,6 +130,7 @@ private:
             info.name.empty() ? std::filesystem::path(source.input).stem().string() : info.name;
         const std::unique_ptr<ViewPoints> points = collectorFor(source, info);
         gather(*input, number, *points, viewed);
+        if (!m_options.withoutPhotos) m_photos.find(info, number);
         file.write("<script type=\"text/plain\" class=\"points\">");
         PackedText text(file);
         points->write(text);
@@ -171,6 +175,7 @@ private:
     const ViewOptions& m_options;
     double m_allPoints = 0;
     std::unique_ptr<SharedProgress> m_progress;
+    ViewPhotos m_photos;
     std::vector<std::string> m_scene;
     ViewResult m_result;
 };

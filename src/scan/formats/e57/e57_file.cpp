@@ -213,6 +213,30 @@ Scan readScan(const XmlNode& node) {
     return scan;
 }
 
+/// The pinhole camera of a picture. One that is not said in numbers is no reason to refuse the scans.
+PinholeCamera readCamera(const XmlNode& node, const XmlNode& shown) {
+    PinholeCamera camera;
+    if (!node.child("pose")) return camera;
+    try {
+        constexpr double kMostSide = 1 << 24;  // pixels
+        const auto side = [&](const char* name) {
+            return static_cast<int>(std::clamp(valueOf(&shown, name, 0), 0.0, kMostSide));
+        };
+        const Alignment pose = readPose(node);
+        std::copy(std::begin(pose.matrix), std::end(pose.matrix), camera.pose);
+        camera.focalLength = valueOf(&shown, "focalLength", 0);
+        camera.pixelWidth = valueOf(&shown, "pixelWidth", 0);
+        camera.pixelHeight = valueOf(&shown, "pixelHeight", 0);
+        camera.principalX = valueOf(&shown, "principalPointX", 0);
+        camera.principalY = valueOf(&shown, "principalPointY", 0);
+        camera.width = side("imageWidth");
+        camera.height = side("imageHeight");
+    } catch (const XmlProblem&) {
+        return {};
+    }
+    return camera;
+}
+
 /// A picture without its bytes in the file is none.
 std::optional<Image> readImage(const XmlNode& node) {
     static constexpr std::string_view kKinds[] = {"pinhole", "spherical", "cylindrical",
@@ -227,6 +251,7 @@ std::optional<Image> readImage(const XmlNode& node) {
         image.name = trimmed(stringOf(node, "name"));
         image.representation = kind;
         image.scanGuid = stringOf(node, "associatedData3DGuid");
+        if (kind == "pinhole") image.camera = readCamera(node, *shown);
         image.isPng = !jpeg;
         image.blob = requiredAttribute(*blob, "fileOffset");
         image.bytes = requiredAttribute(*blob, "length");

@@ -5,6 +5,7 @@
 
 #include <brisko_codec/alignment.h>
 #include <brisko_codec/file_header.h>
+#include <brisko_codec/scan_photos.h>
 #include <brisko_scan/scan_info.h>
 
 #include <array>
@@ -73,6 +74,7 @@ struct Image {
     std::string name;
     std::string representation;  // "pinhole", "spherical", "cylindrical", "visualReference"
     std::string scanGuid;        // of the scan that it shows; may be empty
+    PinholeCamera camera;        // in the frame of the file; without pixels where there is none
     bool isPng = false;
     std::uint64_t blob = 0;  // physical offset of its section
     std::uint64_t bytes = 0;

@@ -34,6 +34,14 @@ std::vector<EmbeddedImage> listE57Images(const std::string& path) {
     return images;
 }
 
+std::vector<PlacedImage> placeE57Images(const std::string& path) {
+    const e57::File file(path);
+    std::vector<PlacedImage> placed;
+    for (const e57::Image& image : file.images())
+        placed.push_back({placed.size(), image.name, image.scanGuid, image.camera});
+    return placed;
+}
+
 void readE57Image(const std::string& path, std::size_t number, const ImageSink& sink) {
     constexpr std::uint64_t kPart = std::uint64_t{64} << 10;
     e57::File file(path);
