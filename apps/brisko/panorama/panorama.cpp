@@ -159,7 +159,14 @@ ExitCode run(const Line& line, ProgressStyle style) {
     std::error_code ignored;
     const bool isSheet =
         line.inputs.size() > 1 || std::filesystem::is_directory(line.inputs.front(), ignored);
+    if (isSheet && options.legend) {
+        throw ScanError(ErrorKind::Request, {}, "--legend: a contact sheet has none");
+    }
     if (isSheet) return drawSheet(line, options);
+    if (line.across > 0) {
+        throw ScanError(ErrorKind::Request, {},
+                        "--across: only a contact sheet has pictures side by side");
+    }
     options.input = line.inputs.front();
     const scan::PanoramaResult result = scan::drawPanorama(options);
     if (line.json) {
