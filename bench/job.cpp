@@ -1,5 +1,7 @@
 #include "job.h"
 
+#include <brisko_codec/threads.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -24,6 +26,12 @@ double peakMiB() {
     }
     return 0;
 }
+
+/// One thread, where a row does not ask for more: what the other rows measure is the work itself.
+const bool threadsAreSet = [] {
+    setJobThreads(count("BRISKO_BENCH_THREADS", "1"));
+    return true;
+}();
 
 }  // namespace
 

@@ -49,6 +49,14 @@ def _cpu(name, title, job, reference, must=None, target=None, stretch=None, **mo
     return Row(name, title, job, references, must, target, stretch, **more)
 
 
+def _on_two_threads(name, title, program, job=None, needs=None, target=1.8):
+    """A row that compares a job on two threads with the same on one, by the clock."""
+    def on(threads):
+        return Job(program, job or name, (("BRISKO_BENCH_THREADS", threads),))
+    return Row(f"{name}-two", f"{title}, two threads against one", on("2"), (on("1"),),
+               target=target, figure="throughput", needs=needs)
+
+
 ROWS = (
     _cpu("cl3-read", "CL3 read, `ReadNextPoint`", Job("read_bench", "cl3-read"), "cl3-virtual",
          2.0, 1.4, 1.15),
@@ -127,9 +135,17 @@ ROWS = (
       for name, title, target in (("py-read", "Python: the whole scan into five arrays", 22 / 11),
                                   ("py-grid", "Python: the whole grid into arrays", 40 / 11))),
     _cpu("py-batches", "Python: batches with a sum by NumPy", Job("python_bench", "py-batches"),
-         Job("format_bench", "scan-batch"), target=1 / 0.95, same_check=False),
+         Job("format_bench", "scan-batch"), target=1 / 0.95, same_check=False, figure="wall"),
     _cpu("py-copy", "Python: a filtered copy, against the tool", Job("python_bench", "py-copy"),
-         Job("python_bench", "tool-copy"), target=1 / 0.8, same_check=False),
+         Job("python_bench", "tool-copy"), target=1 / 0.8, same_check=False, figure="wall"),
+    _on_two_threads("conv-clr1", "CLR to indexed CL3, one block", "convert_bench"),
+    _on_two_threads("conv-clr5", "CLR to indexed CL3, five blocks", "convert_bench"),
+    _on_two_threads("conv-clrc", "CLR to indexed CL3, compressed", "convert_bench"),
+    _on_two_threads("reindex", "Re-indexing an indexed CL3", "convert_bench"),
+    _on_two_threads("ptx-import", "PTX import", "ptx_bench", "import", "ptx"),
+    _on_two_threads("ptx-export", "PTX export", "ptx_bench", "export"),
+    *(_on_two_threads(f"{name}-{way}", f"{name.upper()} {what}", "format_bench")
+      for name in ("e57", "las", "pcd") for way, what in (("in", "read, batches"), ("out", "write"))),
     Row("py-grid-two", "Python: the whole grid on two threads, against one",
         Job("python_bench", "py-grid-two"), (Job("python_bench", "py-grid"),), target=1.7,
         figure="throughput", same_check=False),

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <limits>
 #include <numbers>
 
 namespace brisko::scan {
@@ -55,10 +56,23 @@ std::optional<DirectionRange> DirectionRange::fromHeader(const CLFileHeader& hea
     range.m_vertical = *vertical;
     range.m_isElevation = vertical->low < 0 || vertical->high > 180;
     if (range.m_isElevation && (vertical->low < -90 || vertical->high > 90)) return {};
+    range.findSlopes();
     return range;
 }
 
-bool DirectionRange::contains(double x, double y, double z) const {
+void DirectionRange::findSlopes() {
+    constexpr double kMargin = 1e-6;  // degrees; closer to the limits the angles decide
+    constexpr double kEndless = std::numeric_limits<double>::infinity();
+    if (m_azimuth.high - m_azimuth.low + 2 * kSteps * m_azimuth.step < 360) return;
+    const double low = m_vertical.low - kSteps * m_vertical.step + kMargin;
+    const double high = m_vertical.high + kSteps * m_vertical.step - kMargin;
+    const double lowest = m_isElevation ? low : 90 - high;
+    const double highest = m_isElevation ? high : 90 - low;
+    m_lowestSlope = lowest <= -90 ? -kEndless : std::tan(lowest / kDegrees);
+    m_highestSlope = highest >= 90 ? kEndless : std::tan(highest / kDegrees);
+}
+
+bool DirectionRange::containsByAngles(double x, double y, double z) const {
     const double horizontal = std::hypot(x, y);
     const double distance = std::hypot(horizontal, z);
     if (distance == 0) return true;

@@ -8,6 +8,7 @@
 #include <brisko_codec/file_header.h>
 #include <brisko_scan/text.h>
 
+#include <cmath>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -24,17 +25,32 @@ public:
 
     /// Whether a point, metres in the scanner's frame, lies in such a direction, give or take two
     /// steps and a centimetre: beams leave the instrument a little beside its centre.
-    bool contains(double x, double y, double z) const;
+    bool contains(double x, double y, double z) const {
+        return isWellInside(x, y, z) || containsByAngles(x, y, z);
+    }
 
 private:
     struct Axis {
         double low = 0, high = 0, step = 0;  // degrees
     };
     static std::optional<Axis> axis(float start, float stop, float step);
+    void findSlopes();
+    /// Without an angle, so that it takes a tenth of the time: true for nearly all points of scans that go
+    /// all the way round.
+    bool isWellInside(double x, double y, double z) const {
+        const double horizontal = std::sqrt(x * x + y * y);
+        return horizontal > 0 && horizontal < kFar && z <= horizontal * m_highestSlope &&
+               z >= horizontal * m_lowestSlope;
+    }
+    bool containsByAngles(double x, double y, double z) const;
+
+    static constexpr double kFar = 1e100;  // its square is a number
 
     Axis m_azimuth;
     Axis m_vertical;
     bool m_isElevation = false;
+    // Heights above a distance of one, without the slack; none where azimuths have to be looked at.
+    double m_lowestSlope = 1, m_highestSlope = -1;
 };
 
 /// Looks at single points: finite numbers, and whether they lie in directions that the header covers.
