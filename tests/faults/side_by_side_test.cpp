@@ -4,9 +4,12 @@
 #include "faults/jobs.h"
 #include "faults/readers.h"
 
+#include <brisko_codec/threads.h>
+
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <filesystem>
 #include <thread>
 
 namespace brisko {
@@ -57,6 +60,42 @@ TEST(SideBySide, SixtyFourReadersOfAScanDeliverItAll) {
             thread.join();
         EXPECT_EQ(right, kReaderCount) << reader;
     }
+}
+
+TEST(SideBySide, ThreadsOfOneConversionKeepItsPromiseWhicheverCallFails) {
+    const test::SilentOutput silent;
+    const test::TempFolder folder;
+    const std::string path = folder / "scan.clr";
+    test::writeFile(path, test::rawScan({.model = "RVX2000", .columns = 600, .rows = 450}));
+    const auto before = test::contentsOf(folder);
+    const auto convert = [&](unsigned threads) {
+        const JobThreadLimit limit(threads);
+        return static_cast<bool>(indexScan(path, nullptr));
+    };
+    ASSERT_TRUE(convert(1));
+    const auto done = test::contentsOf(folder);
+    int failures = 0;
+    for (const test::Fault fault : {test::Fault::Allocation, test::Fault::InputOutput,
+                                    test::Fault::DiskFull, test::Fault::Short}) {
+        for (const bool forever : {false, true}) {
+            for (std::size_t nth = 1;; nth += nth / 4 + 1) {
+                for (const std::string& name : folder.names())
+                    if (!before.contains(name)) std::filesystem::remove_all(folder / name);
+                bool wentWell = false, happened = false, keptAFile = false;
+                {
+                    const test::Failing failing(fault, nth, forever);
+                    wentWell = convert(3);
+                    happened = failing.happened();
+                    keptAFile = failing.keptAFile();
+                }
+                EXPECT_TRUE(keptAFile || test::contentsOf(folder) == (wentWell ? done : before))
+                    << nth;
+                failures += wentWell ? 0 : 1;
+                if (!happened) break;
+            }
+        }
+    }
+    EXPECT_GT(failures, 30);
 }
 
 }  // namespace
