@@ -28,7 +28,8 @@ public:
     void stop() noexcept;
 
 protected:
-    OrderedTurns(std::size_t threads, std::size_t pieces);
+    /// alone: so many turns begin before any thread starts: little work is done by the owner
+    OrderedTurns(std::size_t threads, std::size_t pieces, std::size_t alone);
     ~OrderedTurns() { stop(); }
 
     enum class State { Free, Given, AtWork, Done };
@@ -42,6 +43,7 @@ protected:
     virtual bool doOne(Lock& lock) = 0;
     virtual bool isFinished() const = 0;
 
+    /// Starts the threads when there is enough to do.
     void startThreads() noexcept;
     /// Until `isReady`, this thread works like any other.
     template <class Condition>
@@ -70,7 +72,7 @@ protected:
     bool m_isStopping = false;
 
 private:
-    std::size_t m_helpers;
+    std::size_t m_helpers, m_alone;
     std::vector<std::thread> m_threads;
 };
 
@@ -80,8 +82,10 @@ protected:
     ///   fetch  brings the next part of the stream into a piece; false at its end. Called in order, never by
     ///          two threads at once
     ///   work   what is to be done with a piece; any number at once
-    TurnsAhead(std::size_t threads, std::size_t pieces, Step fetch, Step work)
-        : OrderedTurns(threads, pieces), m_fetch(std::move(fetch)), m_work(std::move(work)) {}
+    TurnsAhead(std::size_t threads, std::size_t pieces, std::size_t alone, Step fetch, Step work)
+        : OrderedTurns(threads, pieces, alone),
+          m_fetch(std::move(fetch)),
+          m_work(std::move(work)) {}
     ~TurnsAhead() { stop(); }
 
     static constexpr std::size_t kEnd = ~std::size_t{0};
@@ -104,8 +108,10 @@ class TurnsBehind : public OrderedTurns {
 protected:
     ///   work     what is to be done with a piece; any number at once
     ///   deliver  takes the result; called in order, never by two threads at once
-    TurnsBehind(std::size_t threads, std::size_t pieces, Step work, Step deliver)
-        : OrderedTurns(threads, pieces), m_work(std::move(work)), m_deliver(std::move(deliver)) {}
+    TurnsBehind(std::size_t threads, std::size_t pieces, std::size_t alone, Step work, Step deliver)
+        : OrderedTurns(threads, pieces, alone),
+          m_work(std::move(work)),
+          m_deliver(std::move(deliver)) {}
     ~TurnsBehind() { stop(); }
 
     /// A piece to be filled by the owner, when one is free.
@@ -134,9 +140,10 @@ public:
 
     ///   threads  that work on it, the one that takes the pieces included
     ///   fetch, work  as TurnsAhead takes them. What they throw comes out of next() in the piece's turn.
-    PiecesAhead(std::size_t threads, Fetch fetch, Use work)
+    ///   alone    pieces that come before the first thread is started, so that short streams start none
+    PiecesAhead(std::size_t threads, Fetch fetch, Use work, std::size_t alone = 0)
         : TurnsAhead(
-              threads, piecesFor(threads),
+              threads, piecesFor(threads), alone,
               [this, fetch = std::move(fetch)](std::size_t i) { return fetch(m_pieces[i]); },
               [this, work = std::move(work)](std::size_t i) {
                   work(m_pieces[i]);
@@ -168,8 +175,9 @@ public:
     ///   threads  that work on it, the one that fills the pieces included
     ///   work, deliver  as TurnsBehind takes them. What they throw comes out of a later call, the first
     ///                  failure in the order of the pieces; nothing after it is delivered.
-    PiecesBehind(std::size_t threads, Use work, Use deliver)
-        : TurnsBehind(threads, piecesFor(threads), asStep(std::move(work)),
+    ///   alone    pieces that are given before the first thread is started, so that short streams start none
+    PiecesBehind(std::size_t threads, Use work, Use deliver, std::size_t alone = 0)
+        : TurnsBehind(threads, piecesFor(threads), alone, asStep(std::move(work)),
                       asStep(std::move(deliver))),
           m_pieces(piecesFor(threads)) {}
     ~PiecesBehind() { stop(); }

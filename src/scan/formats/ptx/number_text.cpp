@@ -1,7 +1,5 @@
 #include "scan/formats/ptx/number_text.h"
 
-#include <brisko_codec/codec.h>
-
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -222,15 +220,6 @@ char* putCoordinate(char* out, double metres) {
         }
     }
     return std::to_chars(out, out + kLongestNumber, metres, notation(metres)).ptr;
-}
-
-bool fitsFullScale(double share) {
-    constexpr double kBeyondFloats = 0x1.ffffffp127;  // what is less rounds to a finite float
-    return std::abs(share * static_cast<double>(BriskoCodec::i_range)) < kBeyondFloats;
-}
-
-float toFullScale(double share) {
-    return static_cast<float>(share * static_cast<double>(BriskoCodec::i_range));
 }
 
 char* putIntensity(char* out, float intensity) {

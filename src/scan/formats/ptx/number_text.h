@@ -1,5 +1,8 @@
 #pragma once
 
+#include <brisko_codec/codec.h>
+
+#include <cmath>
 #include <cstdint>
 #include <string_view>
 
@@ -25,9 +28,14 @@ inline constexpr int kLongestNumber = 32;
 char* putCoordinate(char* out, double metres);
 
 /// An intensity as a share of 1 (PTX) as a full-scale one (0 to 2200).
-float toFullScale(double share);
+inline float toFullScale(double share) {
+    return static_cast<float>(share * static_cast<double>(BriskoCodec::i_range));
+}
 /// Whether that is a float, however large: every finite intensity has a share that comes back.
-bool fitsFullScale(double share);
+inline bool fitsFullScale(double share) {
+    constexpr double kBeyondFloats = 0x1.ffffffp127;  // what is less rounds to a finite float
+    return std::abs(share * static_cast<double>(BriskoCodec::i_range)) < kBeyondFloats;
+}
 /// The shortest text whose number comes back through toFullScale as the same intensity.
 char* putIntensity(char* out, float intensity);
 
