@@ -69,10 +69,11 @@ public:
         }
         return *m_open;
     }
-    /// Ends the piece at hand.
+    /// Ends the piece at hand, where it holds something.
     void give() {
         if (!m_open) return;
         if (!m_open->own.empty()) m_open->points = m_open->own;
+        if (m_open->points.empty()) return;
         m_open = nullptr;
         m_pieces.give();
     }
