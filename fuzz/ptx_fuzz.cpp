@@ -6,7 +6,7 @@
 
 #include <brisko_scan/scan_error.h>
 #include "apps/ptx_scan.h"
-#include "scan/formats/ptx/ptx_output.h"
+#include "scan/formats/ptx/ptx_text.h"
 
 #include <cmath>
 #include <optional>
@@ -29,15 +29,17 @@ std::optional<Scan> read(const std::string& path, std::size_t capacity) {
 
 void write(const std::string& path, const Scan& scan) {
     scan::NamedOutput file(path, path);
-    scan::PtxWriter writer(file, scan.hasColour);
-    writer.writeHeader(scan.header);
+    scan::PtxText text;
+    text.setColour(scan.hasColour);
+    text.putHeader(scan.header);
     std::size_t next = 0;
     for (std::uint32_t column = 0; column < scan.header.columns; ++column) {
         const std::size_t first = next;
         while (next < scan.points.size() && scan.points[next].column == column)
             ++next;
-        writer.writeColumn(std::span(scan.points).subspan(first, next - first), scan.header.rows);
+        text.putColumn(std::span(scan.points).subspan(first, next - first), scan.header.rows);
     }
+    text.writeTo(file);
     file.close();
 }
 

@@ -6,6 +6,7 @@
 #include "common/results_channel.h"
 #include "usage.h"
 
+#include <brisko_codec/threads.h>
 #include <brisko_codec/version.h>
 
 #include <iostream>
@@ -20,6 +21,9 @@ const std::map<std::string, ProgressStyle> kStyles = {{"auto", ProgressStyle::Au
                                                       {"json", ProgressStyle::Json},
                                                       {"none", ProgressStyle::None}};
 
+/// Every thread has buffers of its own.
+constexpr unsigned kMostThreads = 1024;
+
 int number(ExitCode code) {
     return static_cast<int>(code);
 }
@@ -29,6 +33,11 @@ void addCommonOptions(CLI::App& tool, CommonOptions& common) {
     addChoice(tool, "--progress", common.progress, kStyles,
               "How progress is shown: auto (a bar on a terminal), plain, json or none")
         ->option_text("STYLE");
+    tool.add_option_function<unsigned>(
+            "--threads", setJobThreads,
+            "Threads of a job (by default as many as there are processors that it may use)")
+        ->check(CLI::Range(1U, kMostThreads))
+        ->option_text("N");
     tool.fallthrough();  // common options may follow the command
     tool.require_subcommand(1);
 }

@@ -49,27 +49,36 @@ public:
     }
 
     void write(std::span<const CellPoint> points) {
-        try {
+        blameCaller([&] {
             if (m_order) {
                 m_order->add(points);
             } else {
                 m_output->write(points);
             }
-        } catch (const ScanError& error) {
-            if (error.kind() != ErrorKind::Damaged) throw;
-            // In a conversion the input is at fault; here it is who hands the points in.
-            throw ScanError(ErrorKind::Request, error.file(), error.reason(), error.advice());
-        }
+        });
     }
 
     std::uint64_t commit(const ProgressFunction& progress) {
-        if (m_order) m_order->finish();
-        m_output->finish();
+        blameCaller([this] {
+            if (m_order) m_order->finish();
+            m_output->finish();
+        });
         m_staged.commit(progress);
         return m_output->points();
     }
 
 private:
+    /// In a conversion the input is at fault for points that cannot be stored; here it is who hands them in.
+    template <class Step>
+    static void blameCaller(const Step& step) {
+        try {
+            step();
+        } catch (const ScanError& error) {
+            if (error.kind() != ErrorKind::Damaged) throw;
+            throw ScanError(ErrorKind::Request, error.file(), error.reason(), error.advice());
+        }
+    }
+
     OutputTarget makeTarget(const ScanInfo& info) const {
         OutputTarget target = targetOf(m_choice, info, wholeOf(info));
         target.path = m_staged.path();

@@ -63,7 +63,8 @@ void TileGridWriter::writeBehind() {
     // Bands that wait on the disk take memory of their own when they come back.
     if (m_columnTiles < 2 || m_rowTiles > TileBand::kTilesInMemory) return;
     m_behind = std::make_unique<PiecesBehind<TileBand>>(
-        kThreads, [](TileBand&) {}, [this](TileBand& band) { toFiles(band); }, kBands);
+        kThreads, [](TileBand&) {}, [this](TileBand& band) { toFiles(band); },
+        PieceCounts{.pieces = kBands});
     m_band = &m_behind->free();
 }
 

@@ -4,7 +4,7 @@
 #include "apps/ptx_scan.h"
 #include "apps/tool_run.h"
 #include "scan/formats/ptx/number_text.h"
-#include "scan/formats/ptx/ptx_output.h"
+#include "scan/formats/ptx/ptx_text.h"
 #include "support/comma_locale.h"
 
 #include <gtest/gtest.h>
@@ -319,7 +319,7 @@ TEST(PtxNumbers, CoordinatesOfAllKindsHaveTheShortestText) {
     }
 }
 
-TEST(PtxWriter, WritesEveryCellOfTheGridAndTheMatrixByItsColumns) {
+TEST(PtxText, WritesEveryCellOfTheGridAndTheMatrixByItsColumns) {
     const TempFolder folder;
     const CommaLocale comma;
     PtxHeader header;
@@ -329,10 +329,12 @@ TEST(PtxWriter, WritesEveryCellOfTheGridAndTheMatrixByItsColumns) {
     CellPoint point{.x = 1.25, .y = -2, .z = 0.5, .intensity = 550, .red = 7, .blue = 9, .row = 1};
     for (const bool withColour : {false, true}) {
         NamedOutput file(folder / "a.ptx", "a.ptx");
-        PtxWriter writer(file, withColour);
-        writer.writeHeader(header);
-        writer.writeColumn({}, 3);
-        writer.writeColumn({&point, 1}, 3);
+        PtxText text;
+        text.setColour(withColour);
+        text.putHeader(header);
+        text.putColumn({}, 3);
+        text.putColumn({&point, 1}, 3);
+        text.writeTo(file);
         file.close();
         const std::string colour = withColour ? " 7 0 9" : "";
         const std::string empty = withColour ? "0 0 0 0.5 0 0 0\n" : "0 0 0 0.5\n";

@@ -6,13 +6,14 @@
 
 namespace brisko {
 
-OrderedTurns::OrderedTurns(std::size_t threads, std::size_t pieces)
-    : m_turns(pieces), m_helpers(std::max<std::size_t>(threads, 1) - 1) {
+OrderedTurns::OrderedTurns(std::size_t threads, std::size_t pieces, std::size_t alone)
+    : m_turns(pieces), m_helpers(std::max<std::size_t>(threads, 1) - 1), m_alone(alone) {
     m_threads.reserve(m_helpers);
 }
 
 /// Where the system gives fewer threads than are wanted, the others do their share; the owner is one of them.
 void OrderedTurns::startThreads() noexcept {
+    if (m_begun < m_alone || m_threads.size() == m_helpers) return;
     try {
         while (m_threads.size() < m_helpers) {
             m_threads.emplace_back([this] {
@@ -86,7 +87,7 @@ bool TurnsAhead::doOne(Lock& lock) {
 
 std::size_t TurnsAhead::next() {
     Lock lock(m_mutex);
-    if (m_begun == 0 && !m_isAtEnd) startThreads();
+    if (!m_isAtEnd && !m_isStopping) startThreads();
     if (m_isHeld) {
         turn(m_ended).state = State::Free;
         ++m_ended;
@@ -146,7 +147,7 @@ std::size_t TurnsBehind::free() {
 
 void TurnsBehind::give() {
     Lock lock(m_mutex);
-    if (m_begun == 0) startThreads();
+    if (!m_isStopping) startThreads();
     turn(m_begun) = {State::Given, nullptr};
     ++m_begun;
     m_changed.notify_all();

@@ -14,6 +14,12 @@
 /// pieces are used again and again, so that no memory is taken on the way, and there are only so many.
 namespace brisko {
 
+/// How many pieces, where the usual numbers do not fit.
+struct PieceCounts {
+    std::size_t alone = 0;  // that begin before any thread starts, so that short streams start none
+    std::size_t pieces = 0;  // there are; 0: as many as keep all threads busy
+};
+
 /// The turns that pieces take. Two kinds differ in who works at the ends: a stream that is read ahead is fetched by
 /// any thread and taken by the owner, one that is written later is given by the owner and delivered by
 /// any thread.
@@ -28,11 +34,12 @@ public:
     void stop() noexcept;
 
 protected:
-    OrderedTurns(std::size_t threads, std::size_t pieces);
+    /// alone: so many turns begin before any thread starts: little work is done by the owner
+    OrderedTurns(std::size_t threads, std::size_t pieces, std::size_t alone);
     ~OrderedTurns() { stop(); }
 
-    static std::size_t piecesFor(std::size_t threads, std::size_t wanted) {
-        return wanted > 0 ? wanted : threads < 2 ? 1 : threads + 2;
+    static std::size_t piecesFor(std::size_t threads, const PieceCounts& counts) {
+        return counts.pieces > 0 ? counts.pieces : threads < 2 ? 1 : threads + 2;
     }
 
     enum class State { Free, Given, AtWork, Done };
@@ -46,6 +53,7 @@ protected:
     virtual bool doOne(Lock& lock) = 0;
     virtual bool isFinished() const = 0;
 
+    /// Starts the threads when there is enough to do.
     void startThreads() noexcept;
     /// Until `isReady`, this thread works like any other.
     template <class Condition>
@@ -74,7 +82,7 @@ protected:
     bool m_isStopping = false;
 
 private:
-    std::size_t m_helpers;
+    std::size_t m_helpers, m_alone;
     std::vector<std::thread> m_threads;
 };
 
@@ -84,8 +92,10 @@ protected:
     ///   fetch  brings the next part of the stream into a piece; false at its end. Called in order, never by
     ///          two threads at once
     ///   work   what is to be done with a piece; any number at once
-    TurnsAhead(std::size_t threads, std::size_t pieces, Step fetch, Step work)
-        : OrderedTurns(threads, pieces), m_fetch(std::move(fetch)), m_work(std::move(work)) {}
+    TurnsAhead(std::size_t threads, std::size_t pieces, std::size_t alone, Step fetch, Step work)
+        : OrderedTurns(threads, pieces, alone),
+          m_fetch(std::move(fetch)),
+          m_work(std::move(work)) {}
     ~TurnsAhead() { stop(); }
 
     static constexpr std::size_t kEnd = ~std::size_t{0};
@@ -108,8 +118,10 @@ class TurnsBehind : public OrderedTurns {
 protected:
     ///   work     what is to be done with a piece; any number at once
     ///   deliver  takes the result; called in order, never by two threads at once
-    TurnsBehind(std::size_t threads, std::size_t pieces, Step work, Step deliver)
-        : OrderedTurns(threads, pieces), m_work(std::move(work)), m_deliver(std::move(deliver)) {}
+    TurnsBehind(std::size_t threads, std::size_t pieces, std::size_t alone, Step work, Step deliver)
+        : OrderedTurns(threads, pieces, alone),
+          m_work(std::move(work)),
+          m_deliver(std::move(deliver)) {}
     ~TurnsBehind() { stop(); }
 
     /// A piece to be filled by the owner, when one is free.
@@ -138,16 +150,15 @@ public:
 
     ///   threads  that work on it, the one that takes the pieces included
     ///   fetch, work  as TurnsAhead takes them. What they throw comes out of next() in the piece's turn.
-    ///   pieces       how many there are; 0: as many as keep all threads busy
-    PiecesAhead(std::size_t threads, Fetch fetch, Use work, std::size_t pieces = 0)
+    PiecesAhead(std::size_t threads, Fetch fetch, Use work, const PieceCounts& counts = {})
         : TurnsAhead(
-              threads, piecesFor(threads, pieces),
+              threads, piecesFor(threads, counts), counts.alone,
               [this, fetch = std::move(fetch)](std::size_t i) { return fetch(m_pieces[i]); },
               [this, work = std::move(work)](std::size_t i) {
                   work(m_pieces[i]);
                   return true;
               }),
-          m_pieces(piecesFor(threads, pieces)) {}
+          m_pieces(piecesFor(threads, counts)) {}
     ~PiecesAhead() { stop(); }
 
     /// The next piece, which is the caller's until the next call; null after the last one.
@@ -171,11 +182,10 @@ public:
     ///   threads  that work on it, the one that fills the pieces included
     ///   work, deliver  as TurnsBehind takes them. What they throw comes out of a later call, the first
     ///                  failure in the order of the pieces; nothing after it is delivered.
-    ///   pieces         how many there are; 0: as many as keep all threads busy
-    PiecesBehind(std::size_t threads, Use work, Use deliver, std::size_t pieces = 0)
-        : TurnsBehind(threads, piecesFor(threads, pieces), asStep(std::move(work)),
+    PiecesBehind(std::size_t threads, Use work, Use deliver, const PieceCounts& counts = {})
+        : TurnsBehind(threads, piecesFor(threads, counts), counts.alone, asStep(std::move(work)),
                       asStep(std::move(deliver))),
-          m_pieces(piecesFor(threads, pieces)) {}
+          m_pieces(piecesFor(threads, counts)) {}
     ~PiecesBehind() { stop(); }
 
     /// A piece to be filled, when one is free: it holds what it held when it was delivered.

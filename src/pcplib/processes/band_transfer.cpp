@@ -104,7 +104,7 @@ bool transferBands(const BandSource& source, std::size_t threads, brisko::TileGr
         band.points = 0;
         band.isSound = band.reader && readBand(source, band);
     };
-    brisko::PiecesAhead<Band> ahead(threads, fetch, work, threads < 2 ? 1 : threads + 1);
+    brisko::PiecesAhead<Band> ahead(threads, fetch, work, {.pieces = threads + 1});
     std::uint64_t points = 0;
     while (Band* const band = ahead.next()) {
         if (!band->isSound) return false;

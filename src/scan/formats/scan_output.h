@@ -47,12 +47,16 @@ public:
 
     /// Throws ScanError(NotWritten) when they cannot be written.
     virtual void write(std::span<const CellPoint> points) = 0;
+    /// Waits until all points so far are counted. Throws ScanError(NotWritten).
+    virtual void settle() {}
     /// The scan at hand is complete; what is written next is of another one, or of another station of a
     /// cloud. Path, precision and version stay those of the first. Throws ScanError(NotWritten).
     virtual void nextScan(const OutputTarget& target) { static_cast<void>(target); }
     /// Completes the files and compares them with what was given.
     /// Throws ScanError(NotWritten) when they do not hold it.
     virtual void finish() = 0;
+
+    // What is counted, after settle() and finish().
 
     /// Points stored.
     std::uint64_t points() const { return m_points; }
@@ -74,6 +78,12 @@ protected:
     LeftOut m_leftOut;
     std::string m_remark;
 };
+
+inline void addTo(LeftOut& all, const LeftOut& more) {
+    all.outsideGrid += more.outsideGrid;
+    all.notFinite += more.notFinite;
+    all.atScanner += more.atScanner;
+}
 
 /// Whether a matrix leaves points where they are.
 bool isIdentity(const double (&matrix)[16]);
@@ -109,6 +119,14 @@ public:
         m_single &= column >= m_last;
         m_band &= column / kBand >= m_last / kBand;
         m_last = column;
+    }
+    /// Adds columns that come later and were looked at apart.
+    ///   first  of them
+    void append(const ColumnBands& later, std::uint32_t first) {
+        add(first);
+        m_single &= later.m_single;
+        m_band &= later.m_band;
+        m_last = later.m_last;
     }
     /// 1: column by column, 256: by bands of so many, 0: in any other order.
     std::uint32_t bandColumns() const { return m_single ? 1 : m_band ? kBand : 0; }

@@ -76,7 +76,7 @@ private:
                                      e57::ruleOf(e57::surveyScan(file.pages(), scan)));
             std::vector<CellPoint> batch;
             do {
-                points.read(batch, 1 << 15);
+                points.read(batch);
                 m_check.points += batch.size();
                 progress.advanceTo(points.recordsDone());
             } while (!batch.empty());

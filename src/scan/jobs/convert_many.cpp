@@ -6,6 +6,7 @@
 #include "scan/formats/format_table.h"
 #include "scan/jobs/input_files.h"
 #include "scan/jobs/shared_progress.h"
+#include "scan/jobs/shared_threads.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -127,7 +128,9 @@ void convertAll(const std::vector<ConvertTask>& tasks, const ConvertOptions& com
     });
     SharedProgress shared(common.progress, "convert", weights, "bytes");
     std::mutex warning;
+    const unsigned threads = threadsOfEach(jobs, tasks.size());
     const auto run = [&](std::size_t i) {
+        const JobThreadLimit limit(threads);
         ConvertOptions options = common;
         double reached = 0;
         options.progress = shareOf(shared, i, reached);

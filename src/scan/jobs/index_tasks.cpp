@@ -1,6 +1,7 @@
 #include "base/worker_pool.h"
 #include "scan/jobs/index_job.h"
 #include "scan/jobs/shared_progress.h"
+#include "scan/jobs/shared_threads.h"
 
 #include <brisko_codec/conversions.h>
 #include <brisko_codec/progress.h>
@@ -31,7 +32,9 @@ std::vector<double> weightsOf(const std::vector<IndexTask>& tasks) {
 void runIndexTasks(const std::vector<IndexTask>& tasks, std::size_t jobs,
                    const ProgressFunction& progress, const OutcomeFunction& outcome) {
     SharedProgress shared(progress, "index", weightsOf(tasks), "records");
+    const unsigned threads = threadsOfEach(jobs, tasks.size());
     const auto run = [&](std::size_t i) {
+        const JobThreadLimit limit(threads);
         if (!tasks[i].isOpen()) return IndexOutcome{};
         return runIndexTask(
             tasks[i], [&](double share, const char* stage) { shared.reach(i, share, stage); });

@@ -251,6 +251,7 @@ TransferCount ScanTransfer::run(ScanOutput& output) {
         progress.advanceTo(m_input->stepsDone());
     }
     if (ordered) order.finish();
+    output.settle();
     return countIn(output) - before;
 }
 

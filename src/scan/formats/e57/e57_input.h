@@ -17,7 +17,7 @@ class E57Input : public ScanInput {
 public:
     E57Input(const std::string& path, const ReadOptions& options);
 
-    void read(std::vector<CellPoint>& points) override { m_points->read(points, kBatch); }
+    void read(std::vector<CellPoint>& points) override { m_points->read(points); }
     void rewind() override { start(); }
     std::uint64_t stepsDone() const override { return m_points->recordsDone(); }
     std::uint64_t steps() const override { return m_scan.records; }

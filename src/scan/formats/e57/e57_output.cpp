@@ -2,6 +2,7 @@
 #include "scan/formats/e57/digest.h"
 #include "scan/formats/e57/record_writer.h"
 #include "scan/formats/e57/xml_text.h"
+#include "scan/formats/point_pieces.h"
 #include "scan/formats/scan_output.h"
 
 #include "layouts/records.h"
@@ -25,10 +26,44 @@ e57::RecordChoice choiceOf(const OutputTarget& target) {
     return choice;
 }
 
+/// What a scan's text has to say of some of its points.
+struct Tally {
+    std::array<double, 3> min, max;  // metres
+    ColumnBands order;
+
+    Tally() {
+        min.fill(std::numeric_limits<double>::infinity());
+        max.fill(-std::numeric_limits<double>::infinity());
+    }
+    void add(const CellPoint& p) {
+        const double place[3] = {p.x, p.y, p.z};
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            min[axis] = std::min(min[axis], place[axis]);
+            max[axis] = std::max(max[axis], place[axis]);
+        }
+        order.add(p.column);
+    }
+    void append(const Tally& later, std::uint32_t firstColumn) {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            min[axis] = std::min(min[axis], later.min[axis]);
+            max[axis] = std::max(max[axis], later.max[axis]);
+        }
+        order.append(later.order, firstColumn);
+    }
+};
+
+struct Piece : PointPiece<Tally> {
+    e57::RecordPackets packets;
+};
+
 /// A file of scans, one after the other. A matrix that is no pose moves the points.
 class E57Output : public ScanOutput {
 public:
-    explicit E57Output(const OutputTarget& target) : m_pages(target.path, target.shownPath) {
+    explicit E57Output(const OutputTarget& target)
+        : m_pages(target.path, target.shownPath),
+          m_pieces(
+              0, [this](Piece& piece) { encode(piece); },
+              [this](const Piece& piece) { deliver(piece); }) {
         m_pages.hold(e57::FileHeader::kSize);
         begin(target);
     }
@@ -40,17 +75,17 @@ public:
     }
 
     void write(std::span<const CellPoint> points) override {
-        m_kept.clear();
-        for (const CellPoint& point : points) {
-            if (canStore(point)) m_kept.push_back(point);
+        while (!points.empty()) {
+            std::vector<CellPoint>& own = m_pieces.open().own;
+            const std::size_t part = std::min(points.size(), m_pieceRecords - own.size());
+            for (const CellPoint& point : points.first(part)) {
+                if (!canStore(point)) continue;
+                count(point);
+                own.push_back(point);
+            }
+            if (own.size() == m_pieceRecords) give();
+            points = points.subspan(part);
         }
-        for (CellPoint& point : m_kept) {
-            if (!m_isPose) m_matrix.apply(point.x, point.y, point.z);
-            widen(point);
-            m_order.add(point.column);
-            count(point);
-        }
-        m_records->write(m_kept);
     }
 
     void finish() override {
@@ -85,13 +120,34 @@ private:
         }
         m_matrix = AlignmentMatrix(target.matrix);
         m_choice = choiceOf(target);
-        m_order = {};
-        m_min.fill(std::numeric_limits<double>::infinity());
-        m_max.fill(-std::numeric_limits<double>::infinity());
+        m_tally = {};
         m_records.emplace(m_pages, m_choice, target.shownPath);
+        m_pieceRecords = m_records->packetRecords() * (jobThreads() > 1 ? kPackets : 1);
+    }
+
+    /// The records at hand end a packet.
+    void give() {
+        Piece& piece = m_pieces.open();
+        piece.packets.place = m_records->giveOut(piece.own.size());
+        m_pieces.give();
+    }
+
+    void encode(Piece& piece) const {
+        for (CellPoint& point : piece.own) {
+            if (!m_isPose) m_matrix.apply(point.x, point.y, point.z);
+            piece.tally.add(point);
+        }
+        m_records->encode(piece.points, piece.packets);
+    }
+
+    void deliver(const Piece& piece) {
+        m_records->write(piece.packets, piece.points.size());
+        m_tally.append(piece.tally, piece.points.front().column);
     }
 
     void completeScan() {
+        give();
+        m_pieces.finish();
         m_records->finish();
         m_scans.push_back(scanText());
         for (const PinholeCamera& photo : m_target.photos)
@@ -131,14 +187,6 @@ private:
         return true;
     }
 
-    void widen(const CellPoint& p) {
-        const double place[3] = {p.x, p.y, p.z};
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            m_min[axis] = std::min(m_min[axis], place[axis]);
-            m_max[axis] = std::max(m_max[axis], place[axis]);
-        }
-    }
-
     /// A scan without a guid gets one when all is written: it comes from the content.
     e57::ScanText scanText() const {
         e57::ScanText text;
@@ -149,10 +197,10 @@ private:
         text.hasGrid = m_choice.hasGrid;
         text.columns = m_target.columns;
         text.rows = m_target.rows;
-        if (m_choice.hasGrid) text.bandColumns = m_order.bandColumns();
+        if (m_choice.hasGrid) text.bandColumns = m_tally.order.bandColumns();
         if (m_records->records() > 0) {
-            std::copy(m_min.begin(), m_min.end(), text.min);
-            std::copy(m_max.begin(), m_max.end(), text.max);
+            std::copy(m_tally.min.begin(), m_tally.min.end(), text.min);
+            std::copy(m_tally.max.begin(), m_tally.max.end(), text.max);
         }
         text.fields = m_records->fields();
         text.section = m_records->section();
@@ -165,6 +213,7 @@ private:
                            [&](const e57::ScanText& scan) { return scan.guid == guid; });
     }
 
+    static constexpr std::size_t kPackets = 4;                 // of a piece
     static constexpr std::uint64_t kPart = ByteStream::kMost;  // of a photo, bytes
 
     e57::PageWriter m_pages;
@@ -175,10 +224,10 @@ private:
     bool m_isPose = true;
     AlignmentMatrix m_matrix;
     e57::RecordChoice m_choice;
-    ColumnBands m_order;
-    std::array<double, 3> m_min = {}, m_max = {};  // metres
+    Tally m_tally;
     std::optional<e57::RecordWriter> m_records;
-    std::vector<CellPoint> m_kept;  // of the points at hand
+    std::size_t m_pieceRecords = 0;
+    PointPieces<Piece> m_pieces;
 };
 
 }  // namespace

@@ -28,13 +28,18 @@ public:
     /// After the bytes asked for so many more may be looked at, whatever they hold.
     static constexpr std::size_t kSlack = 16;
 
+    /// Pages as they lie in the file, not verified: that is up to others.
+    void readPages(std::uint64_t firstPage, std::size_t pages, std::uint8_t* out) {
+        m_file.readAt(firstPage * kPage, out, pages * kPage);
+    }
+    [[noreturn]] void failChecksum(std::uint64_t page) const;
+
     /// The start of a file as it stands, before anything is known of its pages. False when it is shorter.
     bool readRaw(std::uint8_t* out, std::size_t size) { return m_file.readAt(0, out, size); }
 
 private:
     void load(std::uint64_t firstPage);
     void appendPages(std::uint64_t firstPage, std::size_t pages);
-    [[noreturn]] void failChecksum(std::uint64_t page) const;
 
     InputFile m_file;
     std::vector<std::uint8_t> m_raw;  // some pages as they lie in the file

@@ -8,6 +8,34 @@
 
 namespace brisko::scan::e57 {
 
+namespace {
+
+/// Completes pages. They lie in a buffer with room for a multiple of four.
+void storeChecksums(std::uint8_t* pages, std::size_t count) {
+    for (std::size_t page = 0; page < count; page += 4) {
+        std::uint32_t sums[4];
+        crc32cOfFour(pages + page * kPage, kContent, kPage, sums);
+        for (std::size_t k = 0; k < std::min<std::size_t>(4, count - page); ++k)
+            storeChecksum(pages + (page + k) * kPage, sums[k]);
+    }
+}
+
+}  // namespace
+
+void PageLayout::lay(std::uint64_t logical, std::span<const std::uint8_t> content) {
+    const auto toPage = static_cast<std::size_t>((kContent - logical % kContent) % kContent);
+    m_head = content.first(std::min(toPage, content.size()));
+    content = content.subspan(m_head.size());
+    const std::size_t count = content.size() / kContent;
+    m_tail = content.subspan(count * kContent);
+    m_size = count * kPage;
+    const std::size_t room = (count + 3) / 4 * 4 * kPage;
+    if (m_pages.size() < room) m_pages.resize(room);
+    for (std::size_t page = 0; page < count; ++page)
+        std::memcpy(m_pages.data() + page * kPage, content.data() + page * kContent, kContent);
+    storeChecksums(m_pages.data(), count);
+}
+
 PageWriter::PageWriter(const std::string& path, const std::string& shownPath)
     : m_file(path, shownPath), m_pages(kPages * kPage) {
 }
@@ -23,6 +51,20 @@ void PageWriter::write(const void* bytes, std::size_t size) {
         size -= part;
         if (m_used == kPages * kContent) flush();
     }
+}
+
+void PageWriter::write(const PageLayout& layout) {
+    write(layout.head().data(), layout.head().size());
+    if (const std::span<const std::uint8_t> pages = layout.pages(); !pages.empty()) {
+        if (m_used > 0) flush();
+        const std::size_t count = pages.size() / kPage;
+        for (std::size_t page = 0; page < count; ++page)
+            m_digest = mixed(m_digest, loadChecksum(pages.data() + page * kPage));
+        m_file.write(pages.data(), pages.size());
+        keepHeld(pages.data(), count);
+        m_flushed += count * kContent;
+    }
+    write(layout.tail().data(), layout.tail().size());
 }
 
 void PageWriter::align() {
@@ -56,22 +98,22 @@ void PageWriter::flush() {
     const std::size_t count = (m_used + kContent - 1) / kContent;
     for (std::size_t at = m_used; at < count * kContent; ++at)
         m_pages[at / kContent * kPage + at % kContent] = 0;
-    for (std::size_t page = 0; page < count; page += 4) {
-        std::uint32_t sums[4];
-        crc32cOfFour(m_pages.data() + page * kPage, kContent, kPage, sums);
-        for (std::size_t k = 0; k < std::min<std::size_t>(4, count - page); ++k) {
-            storeChecksum(m_pages.data() + (page + k) * kPage, sums[k]);
-            m_digest = mixed(m_digest, sums[k]);
-        }
-    }
+    storeChecksums(m_pages.data(), count);
+    for (std::size_t page = 0; page < count; ++page)
+        m_digest = mixed(m_digest, loadChecksum(m_pages.data() + page * kPage));
     m_file.write(m_pages.data(), count * kPage);
+    keepHeld(m_pages.data(), count);
+    m_flushed += count * kContent;
+    m_used = 0;
+}
+
+/// Of pages that were written just now.
+void PageWriter::keepHeld(const std::uint8_t* pages, std::size_t count) {
     const std::uint64_t first = m_flushed / kContent;
     for (auto held = m_held.lower_bound(first); held != m_held.end(); ++held) {
         if (held->first >= first + count) break;
-        std::memcpy(held->second.data(), m_pages.data() + (held->first - first) * kPage, kPage);
+        std::memcpy(held->second.data(), pages + (held->first - first) * kPage, kPage);
     }
-    m_flushed += count * kContent;
-    m_used = 0;
 }
 
 std::uint64_t PageWriter::digest() const {

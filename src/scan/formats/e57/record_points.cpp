@@ -1,8 +1,10 @@
 #include "scan/formats/e57/record_points.h"
 
 #include "layouts/records.h"
+#include "scan/formats/point_pieces.h"
 
 #include <brisko_codec/codec.h>
+#include <brisko_codec/threads.h>
 #include <brisko_scan/scan_error.h>
 
 #include <algorithm>
@@ -32,7 +34,12 @@ std::uint8_t toByte(double colour) {
 }  // namespace
 
 RecordPoints::RecordPoints(PageReader& pages, const Scan& scan, const PointRule& rule)
-    : m_path(pages.path()), m_scan(scan), m_rule(rule) {
+    : m_path(pages.path()),
+      m_scan(scan),
+      m_rule(rule),
+      m_pieces(
+          jobThreads(), [this](Piece& piece) { return m_source->fetch(piece); },
+          [this](Piece& piece) { decode(piece); }, kShortFilesAlone) {
     wantCoordinates(pages.path());
     m_returnIndex = want("returnIndex");
     if (rule.hasGrid) {
@@ -53,7 +60,7 @@ RecordPoints::RecordPoints(PageReader& pages, const Scan& scan, const PointRule&
         m_colourState = want("isColorInvalid");
         m_bytesOfColour = areWholeBytes();
     }
-    m_stream.emplace(pages, scan, m_fields);
+    m_source.emplace(pages, scan, m_fields);
 }
 
 RecordPoints::Place RecordPoints::want(const char* field) {
@@ -105,90 +112,121 @@ bool RecordPoints::areWholeBytes() const {
     return true;
 }
 
-void RecordPoints::read(std::vector<CellPoint>& points, std::size_t most) {
-    do {
-        const std::size_t count = m_stream->next(most);
-        points.resize(count);
-        if (count == 0) return;
-        CellPoint* const out = points.data();
-        readCoordinates(out);
-        readIntensities(out);
-        readColours(out);
-        readCells(out);
-        m_isInvalid.assign(count, 0);
-        markInvalid();
-        compact(points);
-    } while (points.empty());
+void RecordPoints::read(std::vector<CellPoint>& points) {
+    points.clear();
+    while (points.empty()) {
+        Piece* const piece = m_pieces.next();
+        if (!piece) return;
+        if (!follows(piece->firstColumn, m_lastColumn)) failOrder();
+        m_lastColumn = piece->lastColumn;
+        m_done = piece->done();
+        m_notFinite += piece->notFinite;
+        points.swap(piece->points);
+    }
 }
 
-void RecordPoints::readCoordinates(CellPoint* points) const {
-    m_stream->numbers(*m_coordinates[0], [=](std::size_t i, double value) { points[i].x = value; });
-    m_stream->numbers(*m_coordinates[1], [=](std::size_t i, double value) { points[i].y = value; });
-    m_stream->numbers(*m_coordinates[2], [=](std::size_t i, double value) { points[i].z = value; });
+void RecordPoints::decode(Piece& piece) const {
+    m_source->open(piece);
+    piece.points.resize(piece.count());
+    piece.isInvalid.assign(piece.count(), 0);
+    piece.firstColumn = piece.lastColumn = 0;
+    CellPoint* out = piece.points.data();
+    std::uint8_t* isInvalid = piece.isInvalid.data();
+    for (const RecordColumns& records : piece.columns()) {
+        readCoordinates(records, out);
+        readIntensities(records, out);
+        readColours(records, out);
+        readCells(records, out, piece);
+        markInvalid(records, isInvalid);
+        out += records.count();
+        isInvalid += records.count();
+    }
+    compact(piece);
 }
 
-void RecordPoints::readIntensities(CellPoint* points) const {
-    if (!m_intensity) return;
+void RecordPoints::readCoordinates(const RecordColumns& records, CellPoint* points) const {
+    records.numbers(*m_coordinates[0], [=](std::size_t i, double value) { points[i].x = value; });
+    records.numbers(*m_coordinates[1], [=](std::size_t i, double value) { points[i].y = value; });
+    records.numbers(*m_coordinates[2], [=](std::size_t i, double value) { points[i].z = value; });
+}
+
+void RecordPoints::readIntensities(const RecordColumns& records, CellPoint* points) const {
+    if (!m_intensity) {
+        for (std::size_t i = 0; i < records.count(); ++i)
+            points[i].intensity = 0;
+        return;
+    }
     const Scale scale = m_intensityScale;
-    m_stream->numbers(*m_intensity, [=](std::size_t i, double value) {
+    records.numbers(*m_intensity, [=](std::size_t i, double value) {
         points[i].intensity = static_cast<float>((value - scale.minimum) * scale.factor);
     });
     if (!m_intensityState) return;
-    m_stream->numbers(*m_intensityState, [=](std::size_t i, double state) {
+    records.numbers(*m_intensityState, [=](std::size_t i, double state) {
         if (state != 0) points[i].intensity = 0;
     });
 }
 
-void RecordPoints::readColours(CellPoint* points) const {
-    if (!m_colours[0]) return;
+void RecordPoints::readColours(const RecordColumns& records, CellPoint* points) const {
+    if (!m_colours[0]) {
+        for (std::size_t i = 0; i < records.count(); ++i)
+            points[i].red = points[i].green = points[i].blue = 0;
+        return;
+    }
     constexpr std::uint8_t CellPoint::*kMembers[] = {&CellPoint::red, &CellPoint::green,
                                                      &CellPoint::blue};
     for (std::size_t k = 0; k < 3; ++k) {
         const auto member = kMembers[k];
         const Scale scale = m_colourScales[k];
         if (m_bytesOfColour) {
-            m_stream->wholes(*m_colours[k], [=](std::size_t i, std::int64_t value) {
+            records.wholes(*m_colours[k], [=](std::size_t i, std::int64_t value) {
                 points[i].*member = static_cast<std::uint8_t>(value);
             });
         } else {
-            m_stream->numbers(*m_colours[k], [=](std::size_t i, double value) {
+            records.numbers(*m_colours[k], [=](std::size_t i, double value) {
                 points[i].*member = toByte((value - scale.minimum) * scale.factor);
             });
         }
     }
     if (!m_colourState) return;
-    m_stream->numbers(*m_colourState, [=](std::size_t i, double state) {
+    records.numbers(*m_colourState, [=](std::size_t i, double state) {
         if (state != 0) points[i].red = points[i].green = points[i].blue = 0;
     });
 }
 
 /// What the file says of its grid holds for every record, or the file is damaged.
-void RecordPoints::readCells(CellPoint* points) {
-    if (!m_rule.hasGrid) return;
+void RecordPoints::readCells(const RecordColumns& records, CellPoint* points, Piece& piece) const {
+    if (!m_rule.hasGrid) {
+        for (std::size_t i = 0; i < records.count(); ++i)
+            points[i].column = points[i].row = 0;
+        return;
+    }
     const std::int64_t firstColumn = m_rule.firstColumn, firstRow = m_rule.firstRow;
-    const std::uint32_t band = std::max(m_rule.bandColumns, 1U);
-    std::uint32_t largestColumn = 0, largestRow = 0, last = m_lastColumn;
+    const bool isFirst = points == piece.points.data();
+    std::uint32_t largestColumn = 0, largestRow = 0, last = piece.lastColumn;
     bool isInOrder = true;
-    m_stream->wholes(*m_column, [&](std::size_t i, std::int64_t column) {
+    records.wholes(*m_column, [&](std::size_t i, std::int64_t column) {
         const auto place = static_cast<std::uint32_t>(column - firstColumn);
         points[i].column = place;
         if (place == last) return;
-        isInOrder &= place / band >= last / band;
+        isInOrder &= follows(place, last);
         largestColumn = std::max(largestColumn, place);
         last = place;
     });
-    m_stream->wholes(*m_row, [&](std::size_t i, std::int64_t row) {
+    records.wholes(*m_row, [&](std::size_t i, std::int64_t row) {
         const auto place = static_cast<std::uint32_t>(row - firstRow);
         points[i].row = place;
         largestRow = std::max(largestRow, place);
     });
-    m_lastColumn = last;
+    if (isFirst) piece.firstColumn = points->column;
+    piece.lastColumn = last;
     if (largestColumn >= m_rule.columns || largestRow >= m_rule.rows) {
         failDamaged("a record lies outside the grid that the file names");
     }
-    if (m_rule.bandColumns > 0 && !isInOrder) {
-        failDamaged("its records are not in the order that the file names");
-    }
+    if (!isInOrder) failOrder();
+}
+
+void RecordPoints::failOrder() const {
+    failDamaged("its records are not in the order that the file names");
 }
 
 void RecordPoints::failDamaged(const std::string& reason) const {
@@ -196,22 +234,23 @@ void RecordPoints::failDamaged(const std::string& reason) const {
 }
 
 /// States other than 0 say that nothing, or only a direction was measured.
-void RecordPoints::markInvalid() {
-    std::uint8_t* const isInvalid = m_isInvalid.data();
+void RecordPoints::markInvalid(const RecordColumns& records, std::uint8_t* isInvalid) const {
     for (const Place place : {m_state, m_returnIndex}) {
         if (!place) continue;
-        m_stream->numbers(*place, [=](std::size_t i, double state) { isInvalid[i] |= state != 0; });
+        records.numbers(*place, [=](std::size_t i, double state) { isInvalid[i] |= state != 0; });
     }
 }
 
-void RecordPoints::compact(std::vector<CellPoint>& points) {
+void RecordPoints::compact(Piece& piece) const {
+    std::vector<CellPoint>& points = piece.points;
+    piece.notFinite = 0;
     std::size_t kept = 0;
     for (std::size_t i = 0; i < points.size(); ++i) {
-        if (m_isInvalid[i] != 0) continue;
+        if (piece.isInvalid[i] != 0) continue;
         CellPoint& point = points[i];
         if (m_isSpherical) toCartesian(point);
         if (!isFinite(point)) {
-            ++m_notFinite;
+            ++piece.notFinite;
             continue;
         }
         if (kept != i) points[kept] = point;

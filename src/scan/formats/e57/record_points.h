@@ -1,9 +1,11 @@
 #pragma once
 
-#include "scan/formats/e57/record_stream.h"
+#include "base/ordered_work.h"
+#include "scan/formats/e57/record_source.h"
 
 #include <brisko_codec/cell_reader.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -27,11 +29,10 @@ public:
     /// Throws ScanError: Damaged for records without coordinates.
     RecordPoints(PageReader& pages, const Scan& scan, const PointRule& rule);
 
-    /// Replaces the points by the next ones, at most `most`; none at the end of the scan.
-    /// Throws ScanError(Damaged).
-    void read(std::vector<CellPoint>& points, std::size_t most);
+    /// Replaces the points by the next ones; none at the end of the scan. Throws ScanError(Damaged).
+    void read(std::vector<CellPoint>& points);
 
-    std::uint64_t recordsDone() const { return m_stream->done(); }
+    std::uint64_t recordsDone() const { return m_done; }
     /// Records passed over because a number of theirs is not finite.
     std::uint64_t notFinite() const { return m_notFinite; }
 
@@ -44,18 +45,31 @@ private:
         double factor = 1;
     };
 
+    struct Piece : RecordPiece {
+        std::vector<CellPoint> points;
+        std::vector<std::uint8_t> isInvalid;  // of them
+        std::uint32_t firstColumn = 0, lastColumn = 0;
+        std::uint64_t notFinite = 0;
+    };
+
     Place want(const char* field);
     void wantCoordinates(const std::string& path);
     Scale scaleTo(double full, std::size_t column,
                   const std::optional<IntensityRange>& limits) const;
     bool areWholeBytes() const;
 
-    void readCoordinates(CellPoint* points) const;
-    void readIntensities(CellPoint* points) const;
-    void readColours(CellPoint* points) const;
-    void readCells(CellPoint* points);
-    void markInvalid();
-    void compact(std::vector<CellPoint>& points);
+    void decode(Piece& piece) const;
+    void readCoordinates(const RecordColumns& records, CellPoint* points) const;
+    void readIntensities(const RecordColumns& records, CellPoint* points) const;
+    void readColours(const RecordColumns& records, CellPoint* points) const;
+    void readCells(const RecordColumns& records, CellPoint* points, Piece& piece) const;
+    bool follows(std::uint32_t column, std::uint32_t last) const {
+        const std::uint32_t band = std::max(m_rule.bandColumns, 1U);
+        return m_rule.bandColumns == 0 || column / band >= last / band;
+    }
+    void markInvalid(const RecordColumns& records, std::uint8_t* isInvalid) const;
+    void compact(Piece& piece) const;
+    [[noreturn]] void failOrder() const;
     [[noreturn]] void failDamaged(const std::string& reason) const;
 
     std::string m_path;
@@ -69,10 +83,10 @@ private:
     Place m_intensity, m_intensityState;
     Place m_colours[3], m_colourState;
     Scale m_intensityScale, m_colourScales[3];
-    bool m_bytesOfColour = false;  // colours are stored as 0 to 255
-    std::optional<RecordStream> m_stream;
-    std::vector<std::uint8_t> m_isInvalid;  // of the records at hand
-    std::uint64_t m_notFinite = 0;
+    bool m_bytesOfColour = false;               // colours are stored as 0 to 255
+    std::uint64_t m_done = 0, m_notFinite = 0;  // records
+    std::optional<RecordSource> m_source;
+    PiecesAhead<Piece> m_pieces;
 };
 
 }  // namespace brisko::scan::e57

@@ -94,45 +94,66 @@ RecordWriter::RecordWriter(PageWriter& pages, const RecordChoice& choice,
         bits += field.bits;
     const std::size_t room = PacketHeader::kMost - PacketHeader::kSize - 2 * m_fields.size() - 3;
     m_packetRecords = room * 8 / std::max<std::size_t>(bits, 1) / 8 * 8;
-    m_points.reserve(m_packetRecords);
-    m_packet.resize(PacketHeader::kMost + kSlack);
+    m_next = pages.position();
 }
 
-void RecordWriter::write(std::span<const CellPoint> points) {
+std::size_t RecordWriter::packetBytes(std::size_t records) const {
+    std::size_t bytes = PacketHeader::kSize + 2 * m_fields.size();
+    for (const Field& field : m_fields)
+        bytes += bytesOf(field, records);
+    return (bytes + 3) / 4 * 4;
+}
+
+std::uint64_t RecordWriter::giveOut(std::size_t records) {
+    const std::uint64_t place = m_next;
+    m_next += records / m_packetRecords * packetBytes(m_packetRecords);
+    if (const std::size_t rest = records % m_packetRecords; rest > 0) m_next += packetBytes(rest);
+    return place;
+}
+
+void RecordWriter::encode(std::span<const CellPoint> points, RecordPackets& packets) const {
+    const std::size_t most = packetBytes(m_packetRecords);
+    const std::size_t room = (points.size() / m_packetRecords + 1) * most + kSlack;
+    if (packets.content.size() < room) packets.content.resize(room);
+    packets.starts.clear();
+    std::size_t size = 0;
     while (!points.empty()) {
-        const std::size_t part = std::min(points.size(), m_packetRecords - m_points.size());
-        m_points.insert(m_points.end(), points.begin(),
-                        points.begin() + static_cast<std::ptrdiff_t>(part));
-        points = points.subspan(part);
-        if (m_points.size() == m_packetRecords) writePacket();
+        const auto part = points.first(std::min(points.size(), m_packetRecords));
+        encodePacket(part, packets.content.data() + size);
+        packets.starts.push_back(packets.place + size);
+        size += packetBytes(part.size());
+        points = points.subspan(part.size());
     }
+    packets.layout.lay(packets.place, std::span(packets.content).first(size));
 }
 
-void RecordWriter::writePacket() {
-    std::uint8_t* const lengths = m_packet.data() + PacketHeader::kSize;
+void RecordWriter::write(const RecordPackets& packets, std::size_t records) {
+    for (std::size_t i = 0; i < packets.starts.size(); ++i)
+        m_entries.push_back({m_records + i * m_packetRecords, physicalOf(packets.starts[i])});
+    m_pages.write(packets.layout);
+    m_records += records;
+}
+
+void RecordWriter::encodePacket(std::span<const CellPoint> points, std::uint8_t* packet) const {
+    std::uint8_t* const lengths = packet + PacketHeader::kSize;
     std::uint8_t* out = lengths + 2 * m_fields.size();
     for (std::size_t i = 0; i < m_fields.size(); ++i) {
-        store(lengths + 2 * i, static_cast<std::uint16_t>(bytesOf(m_fields[i], m_points.size())));
-        out = encode(m_fields[i], out);
+        store(lengths + 2 * i, static_cast<std::uint16_t>(bytesOf(m_fields[i], points.size())));
+        out = encode(m_fields[i], points, out);
     }
-    while ((out - m_packet.data()) % 4 != 0)
+    while ((out - packet) % 4 != 0)
         *out++ = 0;
-    const auto bytes = static_cast<std::size_t>(out - m_packet.data());
-    PacketHeader{PacketType::Data, 0, static_cast<std::uint32_t>(bytes),
+    PacketHeader{PacketType::Data, 0, static_cast<std::uint32_t>(out - packet),
                  static_cast<std::uint16_t>(m_fields.size())}
-        .encode(m_packet.data());
-    m_entries.push_back({m_records, physicalOf(m_pages.position())});
-    m_pages.write(m_packet.data(), bytes);
-    m_records += m_points.size();
-    m_points.clear();
+        .encode(packet);
 }
 
-std::uint8_t* RecordWriter::encode(const Field& field, std::uint8_t* out) const {
-    const CellPoint* const points = m_points.data();
-    const std::size_t count = m_points.size();
-    if (field.name == "cartesianX") return encodeCoordinate(field, &CellPoint::x, out);
-    if (field.name == "cartesianY") return encodeCoordinate(field, &CellPoint::y, out);
-    if (field.name == "cartesianZ") return encodeCoordinate(field, &CellPoint::z, out);
+std::uint8_t* RecordWriter::encode(const Field& field, std::span<const CellPoint> points,
+                                   std::uint8_t* out) const {
+    const std::size_t count = points.size();
+    if (field.name == "cartesianX") return encodeCoordinate(field, &CellPoint::x, points, out);
+    if (field.name == "cartesianY") return encodeCoordinate(field, &CellPoint::y, points, out);
+    if (field.name == "cartesianZ") return encodeCoordinate(field, &CellPoint::z, points, out);
     if (field.name == "intensity") {
         for (std::size_t i = 0; i < count; ++i)
             storeF32(out + 4 * i, points[i].intensity);
@@ -153,9 +174,9 @@ std::uint8_t* RecordWriter::encode(const Field& field, std::uint8_t* out) const 
 }
 
 std::uint8_t* RecordWriter::encodeCoordinate(const Field& field, double CellPoint::*axis,
+                                             std::span<const CellPoint> points,
                                              std::uint8_t* out) const {
-    const CellPoint* const points = m_points.data();
-    const std::size_t count = m_points.size();
+    const std::size_t count = points.size();
     if (field.kind == Field::Kind::Double) {
         for (std::size_t i = 0; i < count; ++i)
             storeF64(out + 8 * i, points[i].*axis);
@@ -206,17 +227,17 @@ void RecordWriter::writeIndex() {
 void RecordWriter::writeIndexLevel(const std::vector<Entry>& entries, std::uint8_t level) {
     for (std::size_t i = 0; i < entries.size(); i += IndexPacket::kMostEntries) {
         const std::size_t count = std::min(IndexPacket::kMostEntries, entries.size() - i);
-        IndexPacket::encodeHeader(m_packet.data(), count, level);
-        std::uint8_t* out = m_packet.data() + IndexPacket::kHeader;
+        std::vector<std::uint8_t> packet(IndexPacket::kHeader + count * IndexPacket::kEntry);
+        IndexPacket::encodeHeader(packet.data(), count, level);
+        std::uint8_t* out = packet.data() + IndexPacket::kHeader;
         for (std::size_t k = i; k < i + count; ++k, out += IndexPacket::kEntry)
             IndexPacket::encodeEntry(out, entries[k].record, entries[k].offset);
-        m_pages.write(m_packet.data(), static_cast<std::size_t>(out - m_packet.data()));
+        m_pages.write(packet.data(), packet.size());
     }
 }
 
 void RecordWriter::finish() {
     const std::uint64_t data = m_section + VectorHeader::kSize;
-    if (!m_points.empty()) writePacket();
     if (m_records > 0) {
         writeIndex();
     } else {

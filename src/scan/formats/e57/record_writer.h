@@ -23,14 +23,30 @@ struct RecordChoice {
 /// The fields of such records, in the order of their streams.
 std::vector<Field> chooseFields(const RecordChoice& choice);
 
+/// Some packets of records, on their way into the file.
+struct RecordPackets {
+    std::uint64_t place = 0;            // logical, of the first
+    std::vector<std::uint64_t> starts;  // logical, of each
+    std::vector<std::uint8_t> content;
+    PageLayout layout;
+};
+
 /// Writes the section of a scan's points: packets of data, then the index that finds them.
 class RecordWriter {
 public:
     /// Begins the section where the pages stand.
     RecordWriter(PageWriter& pages, const RecordChoice& choice, const std::string& shownPath);
 
-    /// Throws ScanError(NotWritten), also for a coordinate that the precision leaves no room for.
-    void write(std::span<const CellPoint> points);
+    /// All packets but the last one of a section hold so many.
+    std::size_t packetRecords() const { return m_packetRecords; }
+    /// The place of the next records, which end a packet. What was given no place yet has none.
+    std::uint64_t giveOut(std::size_t records);
+    /// Makes packets of points. May be called by several threads at once. Throws ScanError(NotWritten) for a
+    /// coordinate that the precision leaves no room for.
+    void encode(std::span<const CellPoint> points, RecordPackets& packets) const;
+    /// Writes packets in the order of their places. Throws ScanError(NotWritten).
+    ///   records  in them
+    void write(const RecordPackets& packets, std::size_t records);
     /// Completes the section.
     void finish();
 
@@ -45,10 +61,12 @@ private:
         std::uint64_t offset;  // physical
     };
 
-    void writePacket();
-    std::uint8_t* encode(const Field& field, std::uint8_t* out) const;
+    std::size_t packetBytes(std::size_t records) const;
+    void encodePacket(std::span<const CellPoint> points, std::uint8_t* packet) const;
+    std::uint8_t* encode(const Field& field, std::span<const CellPoint> points,
+                         std::uint8_t* out) const;
     std::uint8_t* encodeCoordinate(const Field& field, double CellPoint::*axis,
-                                   std::uint8_t* out) const;
+                                   std::span<const CellPoint> points, std::uint8_t* out) const;
     void writeIndex();
     void writeIndexLevel(const std::vector<Entry>& entries, std::uint8_t level);
 
@@ -57,9 +75,8 @@ private:
     std::vector<Field> m_fields;
     std::uint64_t m_section;
     std::uint64_t m_indexOffset = 0;
-    std::size_t m_packetRecords;      // a multiple of 8, so that streams of bits end with a byte
-    std::vector<CellPoint> m_points;  // of the packet at hand
-    std::vector<std::uint8_t> m_packet;
+    std::size_t m_packetRecords;  // a multiple of 8, so that streams of bits end with a byte
+    std::uint64_t m_next = 0;     // logical, of the packet that is given out next
     std::vector<Entry> m_entries;
     std::uint64_t m_records = 0;
 };

@@ -1,6 +1,10 @@
 #include "scan/formats/e57/scan_survey.h"
 
-#include "scan/formats/e57/record_stream.h"
+#include "base/ordered_work.h"
+#include "scan/formats/e57/record_source.h"
+#include "scan/formats/point_pieces.h"
+
+#include <brisko_codec/threads.h>
 
 #include <algorithm>
 #include <cmath>
@@ -10,8 +14,7 @@
 namespace brisko::scan::e57 {
 namespace {
 
-constexpr std::size_t kBatch = 1 << 14;  // records
-constexpr std::uint32_t kBand = 256;     // columns that native scans keep together
+constexpr std::uint32_t kBand = 256;  // columns that native scans keep together
 constexpr std::int64_t kMostCells = std::numeric_limits<std::int32_t>::max();
 
 /// Whether columns never come before a band of them that passed.
@@ -81,19 +84,27 @@ private:
     void look(PageReader& pages) {
         m_columns = m_column ? m_scan.columns : std::nullopt;
         m_rows = m_column ? m_scan.rows : std::nullopt;
-        RecordStream records(pages, m_scan, m_fields);
-        while (const std::size_t count = records.next(kBatch)) {
-            if (m_column) {
-                lookAtColumns(records);
-                records.wholes(*m_row, [&](std::size_t, std::int64_t row) { widen(m_rows, row); });
-                countPoints(records, count);
-            }
-            if (m_intensity) lookAtIntensities(records);
+        RecordSource source(pages, m_scan, m_fields);
+        PiecesAhead<RecordPiece> pieces(
+            jobThreads(), [&](RecordPiece& piece) { return source.fetch(piece); },
+            [&](RecordPiece& piece) { source.open(piece); }, kShortFilesAlone);
+        while (const RecordPiece* const piece = pieces.next()) {
+            for (const RecordColumns& records : piece->columns())
+                look(records);
         }
     }
 
+    void look(const RecordColumns& records) {
+        if (m_column) {
+            lookAtColumns(records);
+            records.wholes(*m_row, [&](std::size_t, std::int64_t row) { widen(m_rows, row); });
+            countPoints(records, records.count());
+        }
+        if (m_intensity) lookAtIntensities(records);
+    }
+
     /// Records with a state or a return other than 0 become no points.
-    void countPoints(const RecordStream& records, std::size_t count) {
+    void countPoints(const RecordColumns& records, std::size_t count) {
         m_isPoint.assign(count, 1);
         for (const std::size_t column : m_states) {
             records.numbers(column,
@@ -103,7 +114,7 @@ private:
             std::count(m_isPoint.begin(), m_isPoint.end(), std::uint8_t{1}));
     }
 
-    void lookAtColumns(const RecordStream& records) {
+    void lookAtColumns(const RecordColumns& records) {
         // Bands of an output count from its first column.
         const std::int64_t first = m_scan.columns ? m_scan.columns->minimum : 0;
         records.wholes(*m_column, [&](std::size_t, std::int64_t column) {
@@ -115,7 +126,7 @@ private:
         });
     }
 
-    void lookAtIntensities(const RecordStream& records) {
+    void lookAtIntensities(const RecordColumns& records) {
         records.numbers(*m_intensity, [&](std::size_t, double value) {
             if (!std::isfinite(value)) return;
             if (!m_intensities) m_intensities = IntensityRange{value, value};

@@ -43,6 +43,19 @@ auto emptyRecord(std::uint16_t station) {
 
 }  // namespace
 
+void LasTally::append(const LasTally& later) {
+    if (later.points > 0) order.append(later.order, later.firstColumn);
+    points += later.points;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        min[axis] = std::min(min[axis], later.min[axis]);
+        max[axis] = std::max(max[axis], later.max[axis]);
+    }
+    hasWholeIntensities &= later.hasWholeIntensities;
+    coloured += later.coloured;
+    beyondScale += later.beyondScale;
+    addTo(leftOut, later.leftOut);
+}
+
 LasEncoder::LasEncoder(const LasForm& form, const std::string& shownPath)
     : m_form(form),
       m_shownPath(shownPath),
@@ -81,7 +94,8 @@ void LasEncoder::chooseOffset(std::span<const CellPoint> points) {
 }
 
 template <std::uint8_t kFormat, LasCells kCells>
-std::size_t LasEncoder::encodeAll(std::span<const CellPoint> points, std::uint8_t* out) {
+void LasEncoder::encodeAll(std::span<const CellPoint> points, std::uint8_t* out,
+                           LasTally& tally) const {
     const auto empty = emptyRecord<kFormat>(m_station);
     constexpr std::size_t kEmptySize = kLasPointFormats[kFormat].size;
     constexpr std::size_t kColour = kLasPointFormats[kFormat].colour;
@@ -91,9 +105,10 @@ std::size_t LasEncoder::encodeAll(std::span<const CellPoint> points, std::uint8_
     const std::uint8_t* const begin = out;
     const double units = 1 / m_form.precision;
     const auto offset = m_offset;
-    Extent extent = m_extent;
+    auto min = tally.min, max = tally.max;
     std::uint64_t coloured = 0, beyondScale = 0;
-    bool isWhole = m_isWhole;
+    bool isWhole = true;
+    ColumnBands order;
     for (const CellPoint& p : points) {
         const double x = (p.x - offset[0]) * units, y = (p.y - offset[1]) * units,
                      z = (p.z - offset[2]) * units;
@@ -101,7 +116,7 @@ std::size_t LasEncoder::encodeAll(std::span<const CellPoint> points, std::uint8_
         const bool fits = std::abs(x) <= kMostUnits && std::abs(y) <= kMostUnits &&
                           std::abs(z) <= kMostUnits && std::isfinite(p.intensity);
         if (!fits || (kCells != LasCells::None && !isInGrid(p))) [[unlikely]] {
-            leaveOut(p);
+            leaveOut(p, tally.leftOut);
             continue;
         }
         std::memcpy(out, empty.data(), kEmptySize);
@@ -109,8 +124,8 @@ std::size_t LasEncoder::encodeAll(std::span<const CellPoint> points, std::uint8_
         const auto put = [&](std::size_t axis, double value) {
             const std::int32_t place = toNearest(value);
             store(out + las_point::kX + axis * sizeof place, place);
-            extent.min[axis] = std::min(extent.min[axis], place);
-            extent.max[axis] = std::max(extent.max[axis], place);
+            min[axis] = std::min(min[axis], place);
+            max[axis] = std::max(max[axis], place);
         };
         put(0, x);
         put(1, y);
@@ -136,22 +151,27 @@ std::size_t LasEncoder::encodeAll(std::span<const CellPoint> points, std::uint8_
             storeU32(out + kEmptySize, p.column);
             storeU32(out + kEmptySize + 4, p.row);
         }
-        if constexpr (kCells != LasCells::None) m_order.add(p.column);
+        if constexpr (kCells != LasCells::None) {
+            if (out == begin) tally.firstColumn = p.column;
+            order.add(p.column);
+        }
         out += kSize;
     }
-    m_extent = extent;
-    m_isWhole = isWhole;
-    m_coloured += coloured;
-    m_beyondScale += beyondScale;
-    return static_cast<std::size_t>(out - begin) / kSize;
+    tally.points = static_cast<std::size_t>(out - begin) / kSize;
+    tally.min = min;
+    tally.max = max;
+    tally.hasWholeIntensities = isWhole;
+    tally.coloured = coloured;
+    tally.beyondScale = beyondScale;
+    tally.order = order;
 }
 
-void LasEncoder::leaveOut(const CellPoint& p) {
+void LasEncoder::leaveOut(const CellPoint& p, LeftOut& leftOut) const {
     if (!std::isfinite(p.x) || !std::isfinite(p.y) || !std::isfinite(p.z) ||
         !std::isfinite(p.intensity)) {
-        ++m_leftOut.notFinite;
+        ++leftOut.notFinite;
     } else if (m_form.cells != LasCells::None && !isInGrid(p)) {
-        ++m_leftOut.outsideGrid;
+        ++leftOut.outsideGrid;
     } else {
         throw ScanError(ErrorKind::NotWritten, m_shownPath,
                         "a point lies too far from the others for coordinates of 32 bits",

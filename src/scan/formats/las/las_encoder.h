@@ -37,7 +37,25 @@ struct LasForm {
 /// The source of the points of a single scan.
 inline constexpr std::uint16_t kLasStation = 1;
 
-/// Turns points into records, and keeps what the header has to say of all of them.
+/// What the header has to say of points that became records.
+struct LasTally {
+    static constexpr std::int32_t kLeast = std::numeric_limits<std::int32_t>::min();
+    static constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
+
+    std::uint64_t points = 0;
+    /// Integers that the coordinates became.
+    std::array<std::int32_t, 3> min = {kMost, kMost, kMost}, max = {kLeast, kLeast, kLeast};
+    bool hasWholeIntensities = true;
+    std::uint64_t coloured = 0, beyondScale = 0;
+    LeftOut leftOut;
+    std::uint32_t firstColumn = 0;
+    ColumnBands order;
+
+    /// Adds what was counted of later points.
+    void append(const LasTally& later);
+};
+
+/// Turns points into records.
 class LasEncoder {
 public:
     /// shownPath: the output, as messages name it.
@@ -48,44 +66,28 @@ public:
     void chooseOffset(std::span<const CellPoint> points);
     /// The source of the points that come next.
     void setStation(std::uint16_t station) { m_station = station; }
-    /// Returns how many points became records; the others are counted in leftOut().
-    /// Throws ScanError(NotWritten) for a point that is too far away for its coordinates.
-    std::size_t encode(std::span<const CellPoint> points, std::uint8_t* out) {
-        return (this->*m_encode)(points, out);
+    /// Makes records of points and counts them; others are counted as left out. May be called by several
+    /// threads at once. Throws ScanError(NotWritten) for a point that is too far away for its coordinates.
+    void encode(std::span<const CellPoint> points, std::uint8_t* out, LasTally& tally) const {
+        (this->*m_encode)(points, out, tally);
     }
 
     const std::array<double, 3>& offset() const { return m_offset; }
-    /// Of the coordinates as they are stored; metres.
-    std::array<double, 3> least() const { return toMetres(m_extent.min); }
-    std::array<double, 3> largest() const { return toMetres(m_extent.max); }
-
-    std::uint64_t coloured() const { return m_coloured; }
-    std::uint64_t beyondScale() const { return m_beyondScale; }
-    const LeftOut& leftOut() const { return m_leftOut; }
-    bool hasWholeIntensities() const { return m_isWhole; }
-    /// As LasScanRecord has it.
-    std::uint32_t bandColumns() const { return m_order.bandColumns(); }
+    /// A place as it is stored; metres.
+    std::array<double, 3> toMetres(const std::array<std::int32_t, 3>& place) const;
 
 private:
-    static constexpr std::int32_t kLeast = std::numeric_limits<std::int32_t>::min();
-    static constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
-
-    using Encode = std::size_t (LasEncoder::*)(std::span<const CellPoint> points,
-                                               std::uint8_t* out);
-    /// Integers that the coordinates became.
-    struct Extent {
-        std::array<std::int32_t, 3> min = {kMost, kMost, kMost}, max = {kLeast, kLeast, kLeast};
-    };
+    using Encode = void (LasEncoder::*)(std::span<const CellPoint> points, std::uint8_t* out,
+                                        LasTally& tally) const;
 
     template <std::uint8_t kFormat>
     static Encode chooseCells(LasCells cells);
     static Encode chooseEncode(const LasForm& form);
     template <std::uint8_t kFormat, LasCells kCells>
-    std::size_t encodeAll(std::span<const CellPoint> points, std::uint8_t* out);
+    void encodeAll(std::span<const CellPoint> points, std::uint8_t* out, LasTally& tally) const;
 
     bool isInGrid(const CellPoint& p) const { return p.column < m_columnEnd && p.row < m_rowEnd; }
-    void leaveOut(const CellPoint& p);
-    std::array<double, 3> toMetres(const std::array<std::int32_t, 3>& place) const;
+    void leaveOut(const CellPoint& p, LeftOut& leftOut) const;
 
     LasForm m_form;
     std::string m_shownPath;
@@ -94,11 +96,6 @@ private:
     // The padding of the last tiles can hold points, and scans do have some there.
     std::uint64_t m_columnEnd, m_rowEnd;
     std::array<double, 3> m_offset = {};
-    Extent m_extent;
-    bool m_isWhole = true;  // all intensities
-    std::uint64_t m_coloured = 0, m_beyondScale = 0;
-    LeftOut m_leftOut;
-    ColumnBands m_order;
 };
 
 }  // namespace brisko::scan

@@ -1,7 +1,9 @@
 #include "scan/formats/las/las_input.h"
 
 #include "base/text.h"
+#include "scan/formats/point_pieces.h"
 
+#include <brisko_codec/threads.h>
 #include <brisko_scan/scan_error.h>
 
 #include <algorithm>
@@ -15,7 +17,12 @@ constexpr std::uint32_t kBand = 256;  // columns
 }  // namespace
 
 LasInput::LasInput(const std::string& path, const ReadOptions& options)
-    : m_file(path), m_isScaleKnown(options.intensities || m_file.isOurs()) {
+    : m_file(path),
+      m_isScaleKnown(options.intensities || m_file.isOurs()),
+      m_records(path),
+      m_pieces(
+          jobThreads(), [this](Piece& piece) { return fetch(piece); },
+          [this](Piece& piece) { decode(piece); }, kShortFilesAlone) {
     m_file.requireReadable();
     m_info.path = path;
     m_info.format = formatOf(path);
@@ -31,8 +38,7 @@ LasInput::LasInput(const std::string& path, const ReadOptions& options)
         surveyLas(m_file, isForeign && m_info.storesColour, isForeign && m_file.columnField());
     if (!isForeign) survey.largestColour = std::numeric_limits<std::uint16_t>::max();
     takeGrid(survey);
-    m_reader = std::make_unique<LasReader>(
-        m_file, lasScaling(m_file, options.intensities, survey.largestColour));
+    m_decoder.emplace(m_file, lasScaling(m_file, options.intensities, survey.largestColour));
 }
 
 /// Points of our own files are aligned by a matrix that is kept, and can be taken back.
@@ -71,29 +77,71 @@ void LasInput::takeGrid(const LasSurvey& survey) {
     m_info.bandColumns = byColumn ? 1 : byBand ? kBand : anyOrder;
 }
 
-void LasInput::read(std::vector<CellPoint>& points) {
-    m_reader->read(points, kBatch);
-    if (m_toScanner) {
-        for (CellPoint& point : points)
-            m_toScanner->apply(point.x, point.y, point.z);
+bool LasInput::fetch(Piece& piece) {
+    constexpr std::size_t kMostBytes = 1 << 20;
+    const std::size_t size = m_file.header().pointSize;
+    const std::uint64_t most = std::clamp<std::size_t>(kMostBytes / size, 1, kPiecePoints);
+    piece.first = m_fetched;
+    piece.count = static_cast<std::size_t>(std::min(most, m_file.header().count - m_fetched));
+    if (piece.count == 0) return false;
+    const std::size_t bytes = piece.count * size;
+    if (piece.bytes.size() < bytes + ByteStream::kSlack)
+        piece.bytes.resize(bytes + ByteStream::kSlack);
+    const std::uint64_t place = m_file.header().pointOffset + piece.first * size;
+    if (!m_records.readAt(place, piece.bytes.data(), bytes)) {
+        throw ScanError(ErrorKind::Damaged, m_info.path,
+                        "cannot be read: it became shorter while it was read");
     }
-    if (m_info.hasGrid) requireCells();
+    m_fetched += piece.count;
+    return true;
 }
 
-void LasInput::requireCells() const {
-    if (m_reader->largestColumn() < wholeLasBands(m_info.columns) &&
-        m_reader->largestRow() < wholeLasBands(m_info.rows)) {
+void LasInput::decode(Piece& piece) const {
+    piece.points.resize(piece.count);
+    piece.largest = m_decoder->decode(piece.bytes.data(), piece.points);
+    if (m_info.hasGrid && !isInGrid(piece.largest)) failOutside(piece);
+    if (!m_toScanner) return;
+    for (CellPoint& point : piece.points)
+        m_toScanner->apply(point.x, point.y, point.z);
+}
+
+void LasInput::read(std::vector<CellPoint>& points) {
+    Piece* const piece = m_pieces.next();
+    if (!piece) {
+        points.clear();
         return;
     }
+    points.swap(piece->points);
+    m_done += piece->count;
+    m_largest.widen(piece->largest);
+}
+
+void LasInput::rewind() {
+    m_pieces.rewind();
+    m_done = m_fetched = 0;
+}
+
+bool LasInput::isInGrid(const LasLargest& largest) const {
+    return largest.column < wholeLasBands(m_info.columns) &&
+           largest.row < wholeLasBands(m_info.rows);
+}
+
+void LasInput::failOutside(const Piece& piece) const {
+    const auto first = std::find_if(
+        piece.points.begin(), piece.points.end(),
+        [this](const CellPoint& p) { return !isInGrid({.column = p.column, .row = p.row}); });
+    const std::uint64_t place =
+        piece.first + static_cast<std::uint64_t>(first - piece.points.begin());
+    const std::uint64_t end = std::min((place / kBatch + 1) * kBatch, m_file.header().count);
     throw ScanError(ErrorKind::Damaged, m_info.path,
-                    "a point among the first " + std::to_string(m_reader->done()) +
+                    "a point among the first " + std::to_string(end) +
                         " lies outside the grid of " + std::to_string(m_info.columns) + " x " +
                         std::to_string(m_info.rows) + " cells");
 }
 
 std::string LasInput::remark() const {
     constexpr std::uint16_t kFew = 4096;  // a sixteenth of what there is room for
-    const std::uint16_t largest = m_reader->largestIntensity();
+    const std::uint16_t largest = m_largest.intensity;
     if (m_isScaleKnown || largest == 0 || largest >= kFew) return {};
     const std::string text = std::to_string(largest);
     return "its intensities end at " + text + " of 65535; --intensity-range 0:" + text +

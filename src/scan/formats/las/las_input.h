@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/ordered_work.h"
 #include "layouts/alignment_matrix.h"
 #include "scan/formats/las/las_reader.h"
 #include "scan/formats/scan_input.h"
@@ -7,7 +8,10 @@
 #include <brisko_scan/check.h>
 #include <brisko_scan/inspect.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <optional>
+#include <vector>
 
 namespace brisko::scan {
 
@@ -17,21 +21,37 @@ public:
     LasInput(const std::string& path, const ReadOptions& options);
 
     void read(std::vector<CellPoint>& points) override;
-    void rewind() override { m_reader->rewind(); }
-    std::uint64_t stepsDone() const override { return m_reader->done(); }
+    void rewind() override;
+    std::uint64_t stepsDone() const override { return m_done; }
     std::uint64_t steps() const override { return m_file.header().count; }
     const char* stepUnit() const override { return "points"; }
     std::string remark() const override;
 
 private:
+    struct Piece {
+        std::uint64_t first = 0;  // of its records
+        std::size_t count = 0;
+        std::vector<std::uint8_t> bytes;
+        std::vector<CellPoint> points;
+        LasLargest largest;
+    };
+
+    bool fetch(Piece& piece);
+    void decode(Piece& piece) const;
     void takePose();
     void takeGrid(const LasSurvey& survey);
-    void requireCells() const;
+    bool isInGrid(const LasLargest& largest) const;
+    [[noreturn]] void failOutside(const Piece& piece) const;
 
     LasFile m_file;
     bool m_isScaleKnown;  // of the intensities
-    std::unique_ptr<LasReader> m_reader;
+    std::optional<LasDecoder> m_decoder;
     std::optional<AlignmentMatrix> m_toScanner;  // from the aligned frame
+    std::uint64_t m_done = 0;                    // records
+    LasLargest m_largest;                        // of them
+    InputFile m_records;
+    std::uint64_t m_fetched = 0;
+    PiecesAhead<Piece> m_pieces;
 };
 
 /// What the header and the records after it say.

@@ -1,6 +1,7 @@
 #include "scan/files/named_output.h"
 #include "scan/formats/las/las_encoder.h"
 #include "scan/formats/las/las_file.h"
+#include "scan/formats/point_pieces.h"
 #include "scan/formats/scan_output.h"
 
 #include <brisko_codec/alignment.h>
@@ -66,51 +67,79 @@ public:
           m_form(formOf(target)),
           m_encoder(m_form, target.shownPath),
           m_moves(target.matrix != kIdentityMatrix),
-          m_file(target.path, target.shownPath) {
+          m_matrix(target.matrix),
+          m_file(target.path, target.shownPath),
+          m_pieces(
+              kPiecePoints, [this](Piece& piece) { encode(piece); },
+              [this](const Piece& piece) { deliver(piece); }) {
         if (target.station > 0) m_encoder.setStation(target.station);
         m_file.write(textOf(headBytes()));
     }
 
-    void nextScan(const OutputTarget& target) override { m_encoder.setStation(target.station); }
-
-    void write(std::span<const CellPoint> points) override {
-        if (m_moves) points = align(points);
-        if (m_points == 0) m_encoder.chooseOffset(points);
-        const std::size_t size = m_form.recordSize();
-        const std::size_t most = OutputFile::kReserve / size;
-        while (!points.empty()) {
-            const std::size_t count = std::min(points.size(), most);
-            auto* const room = reinterpret_cast<std::uint8_t*>(m_file.reserve(count * size));
-            const std::size_t stored = m_encoder.encode(points.first(count), room);
-            m_file.giveBack((count - stored) * size);
-            m_points += stored;
-            points = points.subspan(count);
-        }
-        m_file.require();
-        if (!m_isVersion14 && m_points > std::numeric_limits<std::uint32_t>::max()) failCount();
-        m_coloured = m_encoder.coloured();
-        m_leftOut = m_encoder.leftOut();
+    void nextScan(const OutputTarget& target) override {
+        m_pieces.finish();
+        m_encoder.setStation(target.station);
     }
 
+    void write(std::span<const CellPoint> points) override {
+        if (m_hasOffset) {
+            m_pieces.write(points);
+            return;
+        }
+        m_encoder.chooseOffset(m_moves ? aligned(points) : points);
+        m_pieces.write(points);
+        m_pieces.finish();
+        m_hasOffset = m_points > 0;
+    }
+
+    void settle() override { m_pieces.finish(); }
+
     void finish() override {
+        m_pieces.finish();
         m_file.overwrite(0, textOf(headBytes()));
         m_file.close();
-        if (m_encoder.beyondScale() == 0) return;
-        m_remark = countOf(m_encoder.beyondScale(), "point") +
+        if (m_tally.beyondScale == 0) return;
+        m_remark = countOf(m_tally.beyondScale, "point") +
                    " with an intensity that is not from 0 to 2200 got the nearest that is";
     }
 
 private:
+    using Piece = PointPiece<LasTally>;
+
     static std::string_view textOf(const std::vector<std::uint8_t>& bytes) {
         return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
     }
 
-    std::span<const CellPoint> align(std::span<const CellPoint> points) {
-        m_aligned.assign(points.begin(), points.end());
-        const AlignmentMatrix matrix(m_target.matrix);
-        for (CellPoint& point : m_aligned)
-            matrix.apply(point.x, point.y, point.z);
-        return m_aligned;
+    std::span<const CellPoint> aligned(std::span<const CellPoint> points) {
+        m_first.assign(points.begin(), points.end());
+        align(m_first);
+        return m_first;
+    }
+
+    void align(std::span<CellPoint> points) const {
+        for (CellPoint& point : points)
+            m_matrix.apply(point.x, point.y, point.z);
+    }
+
+    void encode(Piece& piece) const {
+        if (m_moves) {
+            if (piece.own.empty()) piece.own.assign(piece.points.begin(), piece.points.end());
+            align(piece.own);
+            piece.points = piece.own;
+        }
+        const std::size_t room = piece.points.size() * m_form.recordSize();
+        if (piece.bytes.size() < room) piece.bytes.resize(room);
+        m_encoder.encode(piece.points, piece.bytes.data(), piece.tally);
+    }
+
+    void deliver(const Piece& piece) {
+        m_file.write(piece.bytes.data(),
+                     static_cast<std::size_t>(piece.tally.points) * m_form.recordSize());
+        m_tally.append(piece.tally);
+        m_points = m_tally.points;
+        m_coloured = m_tally.coloured;
+        m_leftOut = m_tally.leftOut;
+        if (!m_isVersion14 && m_points > std::numeric_limits<std::uint32_t>::max()) failCount();
     }
 
     [[noreturn]] void failCount() const {
@@ -143,8 +172,8 @@ private:
         header.offset = m_encoder.offset();
         header.count = header.returns[0] = m_points;
         if (m_points == 0) return header;
-        header.min = m_encoder.least();
-        header.max = m_encoder.largest();
+        header.min = m_encoder.toMetres(m_tally.min);
+        header.max = m_encoder.toMetres(m_tally.max);
         return header;
     }
 
@@ -155,14 +184,14 @@ private:
         scan.name = m_target.name;
         // Readers of ours take the points back by it.
         if (inverseOf(m_target.matrix)) scan.matrix = m_target.matrix;
-        scan.wholeIntensities = m_encoder.hasWholeIntensities();
+        scan.wholeIntensities = m_tally.hasWholeIntensities;
         count = 1;
         if (m_form.cells != LasCells::None) {
             // Several stations share their cells; only one has a grid.
             if (m_target.station == 0) {
                 scan.columns = m_form.columns;
                 scan.rows = m_form.rows;
-                scan.bandColumns = m_encoder.bandColumns();
+                scan.bandColumns = m_tally.order.bandColumns();
             }
             const std::uint8_t type = m_form.cells == LasCells::Narrow ? kLasU16 : kLasU32;
             const LasField fields[] = {{.name = "column", .type = type},
@@ -180,8 +209,12 @@ private:
     LasForm m_form;
     LasEncoder m_encoder;
     bool m_moves;  // the points, by a matrix
+    AlignmentMatrix m_matrix;
     NamedOutput m_file;
-    std::vector<CellPoint> m_aligned;
+    bool m_hasOffset = false;
+    std::vector<CellPoint> m_first;  // that choose it
+    LasTally m_tally;
+    PointPieces<Piece> m_pieces;
 };
 
 }  // namespace

@@ -25,12 +25,7 @@ std::uint16_t largestColour(const std::uint8_t* in, std::size_t count, std::size
 }  // namespace
 
 LasRecords::LasRecords(const LasFile& file) : m_file(file), m_stream(file.path()) {
-    rewind();
-}
-
-void LasRecords::rewind() {
-    m_stream.seek(m_file.header().pointOffset);
-    m_done = 0;
+    m_stream.seek(file.header().pointOffset);
 }
 
 std::size_t LasRecords::next(const std::uint8_t*& records, std::uint64_t most) {
@@ -92,29 +87,20 @@ LasScaling lasScaling(const LasFile& file, const std::optional<IntensityRange>& 
     return scaling;
 }
 
-LasReader::LasReader(const LasFile& file, const LasScaling& scaling)
-    : m_file(file), m_scaling(scaling), m_records(file) {
+LasDecoder::LasDecoder(const LasFile& file, const LasScaling& scaling)
+    : m_file(file), m_scaling(scaling) {
     const bool hasColour = file.colourOffset() > 0;
     if (file.columnField()) {
-        m_decode = hasColour ? &LasReader::decode<true, true> : &LasReader::decode<false, true>;
+        m_decode =
+            hasColour ? &LasDecoder::decodeAll<true, true> : &LasDecoder::decodeAll<false, true>;
     } else {
-        m_decode = hasColour ? &LasReader::decode<true, false> : &LasReader::decode<false, false>;
-    }
-}
-
-void LasReader::read(std::vector<CellPoint>& points, std::size_t most) {
-    const std::uint64_t left = m_file.header().count - m_records.done();
-    points.resize(static_cast<std::size_t>(std::min<std::uint64_t>(left, most)));
-    for (std::size_t filled = 0; filled < points.size();) {
-        const std::uint8_t* records = nullptr;
-        const std::size_t count = m_records.next(records, points.size() - filled);
-        (this->*m_decode)(records, count, points.data() + filled);
-        filled += count;
+        m_decode =
+            hasColour ? &LasDecoder::decodeAll<true, false> : &LasDecoder::decodeAll<false, false>;
     }
 }
 
 template <bool kColour, bool kCells>
-void LasReader::decode(const std::uint8_t* in, std::size_t count, CellPoint* out) {
+LasLargest LasDecoder::decodeAll(const std::uint8_t* in, std::span<CellPoint> points) const {
     const LasHeader& header = m_file.header();
     const std::size_t size = header.pointSize;
     const auto scale = header.scale, offset = header.offset;
@@ -124,19 +110,17 @@ void LasReader::decode(const std::uint8_t* in, std::size_t count, CellPoint* out
     const std::size_t colour = m_file.colourOffset();
     const unsigned colourShift = m_scaling.colourShift;
     const LasCellNumber column(m_file.columnField()), row(m_file.rowField());
-    std::uint16_t largest = m_largestIntensity;
-    std::uint32_t largestColumn = m_largestColumn, largestRow = m_largestRow;
+    LasLargest largest;
     const auto colourAt = [colourShift](const std::uint8_t* place) {
         return static_cast<std::uint8_t>(load<std::uint16_t>(place) >> colourShift);
     };
-    for (; count > 0; --count, in += size, ++out) {
-        // In place: a point put together elsewhere would be copied before its parts are stored.
-        CellPoint& point = *out;
+    // In place: a point put together elsewhere would be copied before its parts are stored.
+    for (CellPoint& point : points) {
         point.x = loadI32(in + las_point::kX) * scale[0] + offset[0];
         point.y = loadI32(in + las_point::kY) * scale[1] + offset[1];
         point.z = loadI32(in + las_point::kZ) * scale[2] + offset[2];
         const auto intensity = load<std::uint16_t>(in + las_point::kIntensity);
-        largest = std::max(largest, intensity);
+        largest.intensity = std::max(largest.intensity, intensity);
         point.intensity = static_cast<float>((intensity * factor + shift + rounder) - rounder);
         if constexpr (kColour) {
             point.red = colourAt(in + colour);
@@ -148,13 +132,12 @@ void LasReader::decode(const std::uint8_t* in, std::size_t count, CellPoint* out
         if constexpr (kCells) {
             point.column = column.of(in);
             point.row = row.of(in);
-            largestColumn = std::max(largestColumn, point.column);
-            largestRow = std::max(largestRow, point.row);
+            largest.column = std::max(largest.column, point.column);
+            largest.row = std::max(largest.row, point.row);
         }
+        in += size;
     }
-    m_largestIntensity = largest;
-    m_largestColumn = largestColumn;
-    m_largestRow = largestRow;
+    return largest;
 }
 
 }  // namespace brisko::scan

@@ -8,10 +8,11 @@
 #include <brisko_codec/cell_reader.h>
 #include <brisko_scan/scan_info.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <vector>
+#include <span>
 
 namespace brisko::scan {
 
@@ -46,7 +47,6 @@ public:
     /// The next records, one after the other; at most `most` of them. They stay until the next call.
     /// Returns: how many; 0 at the end of the points.
     std::size_t next(const std::uint8_t*& records, std::uint64_t most);
-    void rewind();
     std::uint64_t done() const { return m_done; }
 
 private:
@@ -78,33 +78,36 @@ struct LasScaling {
 LasScaling lasScaling(const LasFile& file, const std::optional<IntensityRange>& intensities,
                       std::uint16_t largestColour);
 
-/// The points of a LAS file.
-class LasReader {
+/// The largest numbers of some points; the intensity as the file has it.
+struct LasLargest {
+    std::uint16_t intensity = 0;
+    std::uint32_t column = 0, row = 0;
+
+    void widen(const LasLargest& more) {
+        intensity = std::max(intensity, more.intensity);
+        column = std::max(column, more.column);
+        row = std::max(row, more.row);
+    }
+};
+
+/// Turns the point records of a file into points. May be used by several threads at once.
+class LasDecoder {
 public:
-    LasReader(const LasFile& file, const LasScaling& scaling);
+    LasDecoder(const LasFile& file, const LasScaling& scaling);
 
-    /// Replaces the points by the next ones, at most `most`; none at the end. Colours are 0 where the
-    /// format has none, cells where there are no fields for them.
-    void read(std::vector<CellPoint>& points, std::size_t most);
-    void rewind() { m_records.rewind(); }
-
-    /// Points read so far.
-    std::uint64_t done() const { return m_records.done(); }
-    /// The largest ones so far; the intensity as the file has it.
-    std::uint16_t largestIntensity() const { return m_largestIntensity; }
-    std::uint32_t largestColumn() const { return m_largestColumn; }
-    std::uint32_t largestRow() const { return m_largestRow; }
+    /// Colours are 0 where the format has none, cells where there are no fields for them.
+    ///   in  the records; ByteStream::kSlack bytes after them may be looked at
+    LasLargest decode(const std::uint8_t* in, std::span<CellPoint> points) const {
+        return (this->*m_decode)(in, points);
+    }
 
 private:
     template <bool kColour, bool kCells>
-    void decode(const std::uint8_t* in, std::size_t count, CellPoint* out);
+    LasLargest decodeAll(const std::uint8_t* in, std::span<CellPoint> points) const;
 
     const LasFile& m_file;
     LasScaling m_scaling;
-    void (LasReader::*m_decode)(const std::uint8_t* in, std::size_t count, CellPoint* out);
-    LasRecords m_records;
-    std::uint16_t m_largestIntensity = 0;
-    std::uint32_t m_largestColumn = 0, m_largestRow = 0;
+    LasLargest (LasDecoder::*m_decode)(const std::uint8_t* in, std::span<CellPoint> points) const;
 };
 
 }  // namespace brisko::scan

@@ -4,6 +4,7 @@
 #include "base/checked.h"
 #include "scan/files/input_file.h"
 #include "scan/formats/pcd/lzf_stream.h"
+#include "scan/formats/point_pieces.h"
 
 #include <brisko_scan/scan_error.h>
 
@@ -49,41 +50,49 @@ void forEachRole(const PcdHeader& header, const Use& use) {
     }
 }
 
+/// Points of the next block.
+std::size_t countOf(const PcdHeader& header, std::uint64_t done) {
+    constexpr std::uint64_t kMostBytes = 1 << 20;
+    const std::uint64_t most =
+        std::clamp<std::uint64_t>(kMostBytes / header.recordSize, 1, kPiecePoints);
+    return static_cast<std::size_t>(std::min(header.points - done, most));
+}
+
 /// Records one after the other.
 class BinaryBlocks : public PcdBlocks {
 public:
     BinaryBlocks(const std::string& path, const PcdHeader& header)
-        : m_header(header), m_size(static_cast<std::size_t>(header.recordSize)), m_stream(path) {
+        : m_header(header), m_size(static_cast<std::size_t>(header.recordSize)), m_file(path) {
         const auto bytes = checkedMultiply(header.points, header.recordSize);
-        m_stream.seek(header.dataOffset);
-        if (!bytes || *bytes > m_stream.left()) failPcdTooShort(path, header);
+        const std::uint64_t left = m_file.size() - std::min(m_file.size(), m_header.dataOffset);
+        if (!bytes || *bytes > left) failPcdTooShort(path, header);
     }
 
-    std::size_t next(PcdColumns& columns) override {
-        const std::uint64_t left = std::min<std::uint64_t>(m_header.points - m_done, kPcdBlock);
-        if (left == 0) return 0;
-        makePcdRoom(m_header, columns);
-        const auto bytes = m_stream.atLeast(m_size);
-        const auto count =
-            static_cast<std::size_t>(std::min<std::uint64_t>(left, bytes.size() / m_size));
+    bool fetch(PcdBlock& block) override {
+        block.first = m_done;
+        block.count = countOf(m_header, m_done);
+        if (block.count == 0) return false;
+        const std::size_t bytes = block.count * m_size;
+        if (block.bytes.size() < bytes) block.bytes.resize(bytes);
+        m_file.readAt(m_header.dataOffset + m_done * m_size, block.bytes.data(), bytes);
+        m_done += block.count;
+        return true;
+    }
+
+    void decode(PcdBlock& block) const override {
+        makePcdRoom(m_header, block);
         forEachRole(m_header, [&](PcdRole role, const PcdField& field) {
-            loadOf(role, field)(bytes.data() + field.offset, m_size, count,
-                                columns[static_cast<std::size_t>(role)].data());
+            loadOf(role, field)(block.bytes.data() + field.offset, m_size, block.count,
+                                block.columns[static_cast<std::size_t>(role)].data());
         });
-        m_stream.seek(m_stream.offset() + count * m_size);
-        m_done += count;
-        return count;
     }
 
-    void rewind() override {
-        m_stream.seek(m_header.dataOffset);
-        m_done = 0;
-    }
+    void rewind() override { m_done = 0; }
 
 private:
     PcdHeader m_header;
     std::size_t m_size;
-    ByteStream m_stream;
+    InputFile m_file;
     std::uint64_t m_done = 0;
 };
 
@@ -96,24 +105,34 @@ public:
         openStream();  // damage of the two sizes shows at once
     }
 
-    std::size_t next(PcdColumns& columns) override {
-        const auto count =
-            static_cast<std::size_t>(std::min<std::uint64_t>(m_header.points - m_done, kPcdBlock));
-        if (count == 0) return 0;
+    bool fetch(PcdBlock& block) override {
+        block.first = m_done;
+        block.count = countOf(m_header, m_done);
+        if (block.count == 0) return false;
         if (m_starts.empty()) {
             findStarts(openStream());
             rewind();
         }
-        makePcdRoom(m_header, columns);
+        std::size_t at = 0;
+        for (const FieldStream& field : m_streams) {
+            const std::size_t bytes = block.count * static_cast<std::size_t>(field.field->bytes());
+            if (block.bytes.size() < at + bytes) block.bytes.resize(at + bytes);
+            field.stream->read(block.bytes.data() + at, bytes);
+            at += bytes;
+        }
+        m_done += block.count;
+        return true;
+    }
+
+    void decode(PcdBlock& block) const override {
+        makePcdRoom(m_header, block);
+        const std::uint8_t* in = block.bytes.data();
         for (const auto& [role, field, stream] : m_streams) {
             const auto size = static_cast<std::size_t>(field->bytes());
-            m_bytes.resize(count * size);
-            stream->read(m_bytes.data(), m_bytes.size());
-            loadOf(role, *field)(m_bytes.data(), size, count,
-                                 columns[static_cast<std::size_t>(role)].data());
+            loadOf(role, *field)(in, size, block.count,
+                                 block.columns[static_cast<std::size_t>(role)].data());
+            in += block.count * size;
         }
-        m_done += count;
-        return count;
     }
 
     void rewind() override {
@@ -164,15 +183,14 @@ private:
     PcdHeader m_header;
     bool m_hasPadding = false;
     std::vector<FieldStream> m_starts, m_streams;
-    std::vector<std::uint8_t> m_bytes;
     std::uint64_t m_done = 0;
 };
 
 }  // namespace
 
-void makePcdRoom(const PcdHeader& header, PcdColumns& columns) {
+void makePcdRoom(const PcdHeader& header, PcdBlock& block) {
     forEachRole(header, [&](PcdRole role, const PcdField&) {
-        columns[static_cast<std::size_t>(role)].resize(kPcdBlock);
+        block.columns[static_cast<std::size_t>(role)].resize(block.count);
     });
 }
 

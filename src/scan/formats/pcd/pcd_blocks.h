@@ -1,6 +1,7 @@
 #pragma once
 
 #include "scan/formats/pcd/pcd_header.h"
+#include "scan/formats/ptx/line_reader.h"
 
 #include <array>
 #include <cstddef>
@@ -11,20 +12,30 @@
 
 namespace brisko::scan {
 
-/// Some points of a PCD file, one array for each role that a field has; the others are empty. Colours
+/// Values of some points of a PCD file, one array for each role that a field has; the others are empty. Colours
 /// that are packed into a number are that number.
 using PcdColumns = std::array<std::vector<double>, kPcdRoles>;
-inline constexpr std::size_t kPcdBlock = 4096;  // points
+
+/// Some points of a PCD file.
+struct PcdBlock {
+    std::uint64_t first = 0;  // of the points
+    std::size_t count = 0;
+    std::vector<std::uint8_t> bytes;  // as they are stored, where they are numbers
+    LineStretch lines;                // where they are text
+    PcdColumns columns;
+};
 
 /// The points of a file block by block, however they are stored.
 class PcdBlocks {
 public:
     virtual ~PcdBlocks() = default;
 
-    /// The next points; values that are no numbers are NaN. Returns how many, at most kPcdBlock; 0 at the
-    /// end, after a look at whether the file has what its header announces.
-    /// Throws ScanError(Damaged).
-    virtual std::size_t next(PcdColumns& columns) = 0;
+    /// The next points, as they are stored. False at the end, after a look at whether the file has what its
+    /// header announces. Throws ScanError(Damaged).
+    virtual bool fetch(PcdBlock& block) = 0;
+    /// Brings the values into the columns; those that are no numbers are NaN. May be called by several threads at
+    /// once, for blocks of their own. Throws ScanError(Damaged).
+    virtual void decode(PcdBlock& block) const = 0;
     virtual void rewind() = 0;
 };
 
@@ -34,8 +45,8 @@ std::unique_ptr<PcdBlocks> openPcdBlocks(const std::string& path, const PcdHeade
 /// The same for the form of text.
 std::unique_ptr<PcdBlocks> openPcdLines(const std::string& path, const PcdHeader& header);
 
-/// Makes the arrays of the roles that there are as long as a block.
-void makePcdRoom(const PcdHeader& header, PcdColumns& columns);
+/// Makes the arrays of the roles that there are as long as the block.
+void makePcdRoom(const PcdHeader& header, PcdBlock& block);
 
 [[noreturn]] void failPcdTooShort(const std::string& path, const PcdHeader& header);
 

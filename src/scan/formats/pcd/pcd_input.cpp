@@ -1,11 +1,14 @@
 #include "scan/formats/pcd/pcd_input.h"
 
+#include "base/bytes.h"
 #include "base/text.h"
 #include "scan/files/input_file.h"
 #include "scan/formats/pcd/viewpoint.h"
+#include "scan/formats/point_pieces.h"
 #include "scan/formats/scan_output.h"
 
 #include <brisko_codec/codec.h>
+#include <brisko_codec/threads.h>
 #include <brisko_scan/scan_error.h>
 #include <brisko_scan/text.h>
 
@@ -55,7 +58,10 @@ bool hasColour(const PcdHeader& header) {
 }  // namespace
 
 PcdInput::PcdInput(const std::string& path, const ReadOptions& options)
-    : m_header(readHeader(path)) {
+    : m_header(readHeader(path)),
+      m_pieces(
+          jobThreads(), [this](Piece& piece) { return m_blocks->fetch(piece); },
+          [this](Piece& piece) { decode(piece); }, kShortFilesAlone) {
     m_info.path = path;
     m_info.format = formatOf(path);
     m_info.alignment = alignmentOf(path, m_header);
@@ -91,10 +97,12 @@ void PcdInput::survey() {
     const bool colours = m_info.storesColour && !m_header.field(PcdRole::Packed) && red->size > 1;
     if (!colours && !m_hasCellFields) return;
     std::array<double, kPcdRoles> largest{};
-    while (const std::size_t count = m_blocks->next(m_columns)) {
+    PcdBlock block;
+    while (m_blocks->fetch(block)) {
+        m_blocks->decode(block);
         for (std::size_t role = 0; role < kPcdRoles; ++role) {
-            for (std::size_t i = 0; i < std::min(count, m_columns[role].size()); ++i)
-                largest[role] = std::max(largest[role], m_columns[role][i]);
+            for (const double value : block.columns[role])
+                largest[role] = std::max(largest[role], value);
         }
     }
     m_blocks->rewind();
@@ -114,33 +122,100 @@ void PcdInput::survey() {
 }
 
 void PcdInput::rewind() {
+    m_pieces.rewind();
     m_blocks->rewind();
     m_done = 0;
-    m_column = m_row = 0;
 }
 
 void PcdInput::read(std::vector<CellPoint>& points) {
     points.clear();
-    while (points.size() + kPcdBlock <= kBatch) {
-        const std::size_t count = m_blocks->next(m_columns);
-        if (count == 0) break;
-        takePoints(count, points);
-        m_done += count;
+    while (points.empty()) {
+        Piece* const piece = m_pieces.next();
+        if (!piece) return;
+        points.swap(piece->points);
+        m_done += piece->count;
     }
 }
 
-void PcdInput::takePoints(std::size_t count, std::vector<CellPoint>& points) {
-    const auto of = [&](PcdRole role) {
-        const auto& values = m_columns[static_cast<std::size_t>(role)];
-        return values.empty() ? nullptr : values.data();
+namespace {
+
+/// The values of columns.
+struct ColumnValues {
+    explicit ColumnValues(const PcdColumns& columns) {
+        for (std::size_t role = 0; role < kPcdRoles; ++role)
+            m_columns[role] = columns[role].empty() ? nullptr : columns[role].data();
+    }
+    bool has(PcdRole role) const { return of(role) != nullptr; }
+    double get(PcdRole role, std::size_t i) const { return of(role)[i]; }
+
+private:
+    const double* of(PcdRole role) const { return m_columns[static_cast<std::size_t>(role)]; }
+
+    const double* m_columns[kPcdRoles];
+};
+
+/// The same out of records as nearly all are: coordinates are Coordinate, an intensity a float, a colour packed.
+template <class Coordinate>
+struct RecordValues {
+    RecordValues(const PcdHeader& header, const std::uint8_t* records)
+        : m_records(records), m_size(static_cast<std::size_t>(header.recordSize)) {
+        for (std::size_t role = 0; role < kPcdRoles; ++role) {
+            const PcdField* const field = header.field(static_cast<PcdRole>(role));
+            m_has[role] = field != nullptr;
+            m_offsets[role] = field ? static_cast<std::size_t>(field->offset) : 0;
+        }
+    }
+    bool has(PcdRole role) const { return m_has[static_cast<std::size_t>(role)]; }
+    double get(PcdRole role, std::size_t i) const {
+        const std::uint8_t* const value =
+            m_records + i * m_size + m_offsets[static_cast<std::size_t>(role)];
+        if (role == PcdRole::Packed) return loadU32(value);
+        return role == PcdRole::Intensity ? double{loadF32(value)}
+                                          : static_cast<double>(load<Coordinate>(value));
+    }
+
+private:
+    const std::uint8_t* m_records;
+    std::size_t m_size;
+    bool m_has[kPcdRoles];
+    std::size_t m_offsets[kPcdRoles];
+};
+
+}  // namespace
+
+/// Whether records can be taken without a way through columns.
+bool PcdInput::hasUsualRecords() const {
+    if (m_header.data != PcdData::Binary || m_hasCellFields) return false;
+    const PcdField* const x = m_header.field(PcdRole::X);
+    const auto is = [&](PcdRole role, std::uint32_t size) {
+        const PcdField* const field = m_header.field(role);
+        return field && field->type == 'F' && field->size == size;
     };
-    const double *const x = of(PcdRole::X), *const y = of(PcdRole::Y), *const z = of(PcdRole::Z),
-                        *const intensity = of(PcdRole::Intensity),
-                        *const packed = of(PcdRole::Packed), *const red = of(PcdRole::Red),
-                        *const green = of(PcdRole::Green), *const blue = of(PcdRole::Blue),
-                        *const column = of(PcdRole::Column), *const row = of(PcdRole::Row);
+    const bool hasColour = m_header.field(PcdRole::Packed) || !m_info.storesColour;
+    const PcdField* const packed = m_header.field(PcdRole::Packed);
+    return is(PcdRole::X, x->size) && is(PcdRole::Y, x->size) && is(PcdRole::Z, x->size) &&
+           (!m_header.field(PcdRole::Intensity) || is(PcdRole::Intensity, 4)) && hasColour &&
+           (!packed || packed->size == 4);
+}
+
+void PcdInput::decode(Piece& piece) const {
+    if (!hasUsualRecords()) {
+        m_blocks->decode(piece);
+        takePoints(ColumnValues(piece.columns), piece);
+    } else if (m_header.field(PcdRole::X)->size == sizeof(float)) {
+        takePoints(RecordValues<float>(m_header, piece.bytes.data()), piece);
+    } else {
+        takePoints(RecordValues<double>(m_header, piece.bytes.data()), piece);
+    }
+}
+
+template <class Values>
+void PcdInput::takePoints(Values values, Piece& piece) const {
+    // All that the loop needs is local: bytes are stored in it, which could overlap what lies elsewhere.
     const bool isOrganised = m_header.isOrganised();
-    const bool hasColour = m_info.storesColour;
+    const bool hasColour = m_info.storesColour, hasIntensity = values.has(PcdRole::Intensity),
+               isPacked = values.has(PcdRole::Packed);
+    const double intensityFactor = m_intensityFactor, intensityShift = m_intensityShift;
     const auto toCell = [](double value) {
         return static_cast<std::uint32_t>(std::min(double{kMostCells}, std::max(0.0, value)));
     };
@@ -148,33 +223,40 @@ void PcdInput::takePoints(std::size_t count, std::vector<CellPoint>& points) {
         // What is no number becomes 0.
         return static_cast<std::uint8_t>(std::min(255.0, std::max(0.0, value * factor)));
     };
-    const std::size_t before = points.size();
-    points.resize(before + count);
-    CellPoint* out = points.data() + before;
+    piece.points.resize(piece.count);
+    CellPoint* out = piece.points.data();
     const std::uint32_t columns = m_info.columns;
-    std::uint32_t cellColumn = m_column, cellRow = m_row;
+    auto cellColumn = static_cast<std::uint32_t>(isOrganised ? piece.first % columns : 0);
+    auto cellRow = static_cast<std::uint32_t>(isOrganised ? piece.first / columns : 0);
+    const bool hasCells = m_hasCellFields;
+    const std::size_t count = piece.count;
     for (std::size_t i = 0; i < count; ++i) {
+        const double x = values.get(PcdRole::X, i), y = values.get(PcdRole::Y, i),
+                     z = values.get(PcdRole::Z, i);
         // Not 0 where one of them is not finite.
-        const bool isPoint = (x[i] - x[i]) + (y[i] - y[i]) + (z[i] - z[i]) == 0;
+        const bool isPoint = (x - x) + (y - y) + (z - z) == 0;
         // In place: a point put together elsewhere would be copied before its parts are stored.
         CellPoint& point = *out;
-        point.x = x[i];
-        point.y = y[i];
-        point.z = z[i];
-        if (intensity) {
-            const double scaled = intensity[i] * m_intensityFactor + m_intensityShift;
+        point.x = x;
+        point.y = y;
+        point.z = z;
+        point.intensity = 0;
+        point.red = point.green = point.blue = 0;
+        if (hasIntensity) {
+            const double scaled =
+                values.get(PcdRole::Intensity, i) * intensityFactor + intensityShift;
             const bool isFloat = std::abs(scaled) <= std::numeric_limits<float>::max();
             point.intensity = isFloat ? static_cast<float>(scaled) : 0;
         }
-        if (packed) {
-            const auto colour = static_cast<std::uint32_t>(packed[i]);
+        if (isPacked) {
+            const auto colour = static_cast<std::uint32_t>(values.get(PcdRole::Packed, i));
             point.red = static_cast<std::uint8_t>(colour >> 16);
             point.green = static_cast<std::uint8_t>(colour >> 8);
             point.blue = static_cast<std::uint8_t>(colour);
         } else if (hasColour) {
-            point.red = toColour(red[i]);
-            point.green = toColour(green[i]);
-            point.blue = toColour(blue[i]);
+            point.red = toColour(values.get(PcdRole::Red, i));
+            point.green = toColour(values.get(PcdRole::Green, i));
+            point.blue = toColour(values.get(PcdRole::Blue, i));
         }
         if (isOrganised) {
             point.column = cellColumn;
@@ -182,15 +264,13 @@ void PcdInput::takePoints(std::size_t count, std::vector<CellPoint>& points) {
             const bool isLast = ++cellColumn == columns;
             cellColumn = isLast ? 0 : cellColumn;
             cellRow += isLast ? 1 : 0;
-        } else if (m_hasCellFields) {
-            point.column = toCell(column[i]);
-            point.row = toCell(row[i]);
+        } else {
+            point.column = hasCells ? toCell(values.get(PcdRole::Column, i)) : 0;
+            point.row = hasCells ? toCell(values.get(PcdRole::Row, i)) : 0;
         }
         out += isPoint;
     }
-    m_column = cellColumn;
-    m_row = cellRow;
-    points.resize(static_cast<std::size_t>(out - points.data()));
+    piece.points.resize(static_cast<std::size_t>(out - piece.points.data()));
 }
 
 namespace {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/ordered_work.h"
 #include "scan/formats/pcd/pcd_blocks.h"
 #include "scan/formats/scan_input.h"
 
@@ -21,18 +22,24 @@ public:
     const char* stepUnit() const override { return "points"; }
 
 private:
+    struct Piece : PcdBlock {
+        std::vector<CellPoint> points;
+    };
+
     void takeIntensities(const std::optional<IntensityRange>& range);
     void survey();
-    void takePoints(std::size_t count, std::vector<CellPoint>& points);
+    void decode(Piece& piece) const;
+    bool hasUsualRecords() const;
+    template <class Values>
+    void takePoints(Values values, Piece& piece) const;
 
     PcdHeader m_header;
     std::unique_ptr<PcdBlocks> m_blocks;
-    PcdColumns m_columns;
     bool m_hasCellFields = false;
     double m_intensityFactor = 1, m_intensityShift = 0;
-    double m_colourFactor = 1;              // of separate colours, to 0 to 255
-    std::uint64_t m_done = 0;               // with and without a point
-    std::uint32_t m_column = 0, m_row = 0;  // of the next one of organised points
+    double m_colourFactor = 1;  // of separate colours, to 0 to 255
+    std::uint64_t m_done = 0;   // with and without a point
+    PiecesAhead<Piece> m_pieces;
 };
 
 /// What the header says.

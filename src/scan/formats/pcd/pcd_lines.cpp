@@ -28,20 +28,29 @@ public:
         rewind();
     }
 
-    std::size_t next(PcdColumns& columns) override {
-        makePcdRoom(m_header, columns);
-        std::size_t count = 0;
-        for (; count < kPcdBlock && m_done < m_header.points; ++count, ++m_done) {
-            std::string_view line;
-            if (!m_lines->next(line)) {
-                throw ScanError(ErrorKind::Damaged, m_path,
-                                "the file ends after " + std::to_string(m_done) + " of " +
-                                    std::to_string(m_header.points) + " points");
-            }
-            readPoint(line, columns, count);
+    bool fetch(PcdBlock& block) override {
+        block.first = m_done;
+        const std::uint64_t left = m_header.points - m_done;
+        if (left == 0) requireEnd();
+        if (left == 0) return false;
+        if (!m_lines->take(block.lines)) {
+            throw ScanError(ErrorKind::Damaged, m_path,
+                            "the file ends after " + std::to_string(m_done) + " of " +
+                                std::to_string(m_header.points) + " points");
         }
-        if (count == 0) requireEnd();
-        return count;
+        takeLines(block, left);
+        m_done += block.count;
+        return true;
+    }
+
+    void decode(PcdBlock& block) const override {
+        makePcdRoom(m_header, block);
+        std::string_view text = block.lines.text();
+        for (std::size_t i = 0; i < block.count; ++i) {
+            const std::size_t end = std::min(text.find('\n'), text.size());
+            readPoint(withoutCarriageReturn(text.substr(0, end)), block, i);
+            text.remove_prefix(std::min(end + 1, text.size()));
+        }
     }
 
     void rewind() override {
@@ -53,16 +62,29 @@ public:
     }
 
 private:
-    [[noreturn]] void fail(const std::string& reason) const {
-        throw ScanError(ErrorKind::Damaged, m_path,
-                        "line " + std::to_string(m_lines->number()) + ": " + reason);
+    [[noreturn]] void fail(std::uint64_t line, const std::string& reason) const {
+        throw ScanError(ErrorKind::Damaged, m_path, "line " + std::to_string(line) + ": " + reason);
     }
 
-    void readPoint(std::string_view line, PcdColumns& columns, std::size_t place) {
+    /// Each line is a point; gives back what is after the last one.
+    void takeLines(PcdBlock& block, std::uint64_t most) {
+        const std::string_view text = block.lines.text();
+        const std::uint64_t lines = countLineEnds(text) + (text.back() != '\n');
+        block.count = static_cast<std::size_t>(std::min(lines, most));
+        if (lines <= most) return;
+        std::size_t end = 0;
+        for (std::size_t i = 0; i < block.count; ++i)
+            end = text.find('\n', end) + 1;
+        m_lines->giveBack(block.lines, end);
+    }
+
+    void readPoint(std::string_view line, PcdBlock& block, std::size_t place) const {
+        const std::uint64_t number = block.lines.before + place + 1;
+        std::string separated;
         if (line.find(',') != line.npos) {
-            m_line = line;
-            std::replace(m_line.begin(), m_line.end(), ',', ' ');
-            line = m_line;
+            separated = line;
+            std::replace(separated.begin(), separated.end(), ',', ' ');
+            line = separated;
         }
         for (std::size_t i = 0; i < m_header.fields.size(); ++i) {
             for (std::uint64_t k = 0; k < m_header.fields[i].count; ++k) {
@@ -71,12 +93,13 @@ private:
                 const bool isPacked =
                     isFirst && m_roles[i] == static_cast<std::size_t>(PcdRole::Packed);
                 if (!(isPacked ? takePacked(line, value) : takeAny(line, value)))
-                    fail("not a number for each of " + std::to_string(m_header.values()) +
-                         " values of a point");
-                if (isFirst) columns[m_roles[i]][place] = value;
+                    fail(number, "not a number for each of " + std::to_string(m_header.values()) +
+                                     " values of a point");
+                if (isFirst) block.columns[m_roles[i]][place] = value;
             }
         }
-        if (!isBlank(line)) fail("more than " + std::to_string(m_header.values()) + " numbers");
+        if (!isBlank(line))
+            fail(number, "more than " + std::to_string(m_header.values()) + " numbers");
     }
 
     static std::string_view nextWord(std::string_view line) {
@@ -115,8 +138,8 @@ private:
     void requireEnd() {
         for (std::string_view line; m_lines->next(line);) {
             if (!isBlank(line)) {
-                fail("more points than the " + std::to_string(m_header.points) +
-                     " that the header announces");
+                fail(m_lines->number(), "more points than the " + std::to_string(m_header.points) +
+                                            " that the header announces");
             }
         }
     }
@@ -125,7 +148,6 @@ private:
     PcdHeader m_header;
     std::vector<std::size_t> m_roles;  // of the fields; kPcdRoles: none
     std::unique_ptr<LineReader> m_lines;
-    std::string m_line;
     std::uint64_t m_done = 0;
 };
 

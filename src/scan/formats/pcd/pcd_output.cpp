@@ -2,9 +2,9 @@
 #include "base/file.h"
 #include "base/text.h"
 #include "scan/files/named_output.h"
+#include "scan/formats/encoded_output.h"
 #include "scan/formats/pcd/pcd_header.h"
 #include "scan/formats/pcd/viewpoint.h"
-#include "scan/formats/scan_output.h"
 
 #include <brisko_codec/alignment.h>
 #include <brisko_codec/version.h>
@@ -17,6 +17,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <optional>
 #include <vector>
 
 namespace brisko::scan {
@@ -64,96 +65,87 @@ PcdHeader headerOf(const OutputTarget& target) {
 }
 
 /// What both kinds of output have in common: which points they store, and the pose.
-class PcdOutput : public ScanOutput {
-protected:
-    explicit PcdOutput(const OutputTarget& target) : m_target(target), m_header(headerOf(target)) {
+class PcdFrame {
+public:
+    explicit PcdFrame(const OutputTarget& target)
+        : m_shownPath(target.shownPath), m_matrix(target.matrix) {
         if (target.precision > 0) {
             // A float of this size is at most half of the precision away.
             m_mostMetres = target.precision * (1 << std::numeric_limits<float>::digits);
         }
-        takePose();
+        std::copy(std::begin(target.matrix), std::end(target.matrix), m_pose.begin());
+        if (target.matrix != kIdentityMatrix) m_viewpoint = viewpointOf(m_pose, kPoseTolerance);
+        m_moves = target.matrix != kIdentityMatrix && !m_viewpoint;
     }
 
-    std::string headerText() const {
-        return pcdHeaderText(m_header, "brisko " + briskoCodecVersion());
+    /// A viewpoint is a rigid motion; our own comment keeps the matrix to the last digit.
+    void describeIn(PcdHeader& header) const {
+        if (!m_viewpoint) return;
+        header.viewpoint = *m_viewpoint;
+        header.matrix = m_pose;
+    }
+    /// Whether points are moved, by the matrix.
+    bool moves() const { return m_moves; }
+    void place(CellPoint& point) const { m_matrix.apply(point.x, point.y, point.z); }
+    std::string remark() const {
+        if (!m_moves) return {};
+        return "the matrix is no rigid motion, which VIEWPOINT has no place for; the points are "
+               "aligned";
     }
 
-    std::span<const CellPoint> inFrame(std::span<const CellPoint> points) {
-        if (!m_moves) return points;
-        m_moved.assign(points.begin(), points.end());
-        const AlignmentMatrix matrix(m_target.matrix);
-        for (CellPoint& point : m_moved)
-            matrix.apply(point.x, point.y, point.z);
-        return m_moved;
-    }
-
-    bool isStorable(const CellPoint& p) {
+    bool takes(const CellPoint& p, LeftOut& leftOut) const {
         const double most = std::max({std::abs(p.x), std::abs(p.y), std::abs(p.z)});
         const bool isFinite = std::isfinite(p.x + p.y + p.z) && std::isfinite(p.intensity);
         if (isFinite && most <= m_mostMetres) return true;
         if (isFinite) failPrecision(most);
-        ++m_leftOut.notFinite;
+        ++leftOut.notFinite;
         return false;
     }
 
-    OutputTarget m_target;
-    PcdHeader m_header;
-
 private:
-    /// A viewpoint is a rigid motion; our own comment keeps the matrix to the last digit.
-    void takePose() {
-        PoseMatrix matrix{};
-        std::copy(std::begin(m_target.matrix), std::end(m_target.matrix), matrix.begin());
-        if (m_target.matrix == kIdentityMatrix) return;
-        if (const auto pose = viewpointOf(matrix, kPoseTolerance)) {
-            m_header.viewpoint = *pose;
-            m_header.matrix = matrix;
-            return;
-        }
-        m_moves = true;
-        m_remark =
-            "the matrix is no rigid motion, which VIEWPOINT has no place for; the points are "
-            "aligned";
-    }
-
     [[noreturn]] void failPrecision(double metres) const {
-        throw ScanError(ErrorKind::NotWritten, m_target.shownPath,
+        throw ScanError(ErrorKind::NotWritten, m_shownPath,
                         formatText("a coordinate of %.3f", metres) +
                             " m is too large for that precision in 32 bits",
                         "without --precision coordinates have 64 bits");
     }
 
+    std::string m_shownPath;
+    AlignmentMatrix m_matrix;
+    PoseMatrix m_pose{};
+    std::optional<Viewpoint> m_viewpoint;
     double m_mostMetres = std::numeric_limits<double>::max();
-    bool m_moves = false;  // the points, by the matrix
-    std::vector<CellPoint> m_moved;
+    bool m_moves = false;
 };
+
+std::string headerText(const PcdHeader& header) {
+    return pcdHeaderText(header, "brisko " + briskoCodecVersion());
+}
 
 /// Points one after the other.
 template <class Layout>
-class PcdListOutput : public PcdOutput {
+class PcdListEncoder : public PcdFrame {
 public:
-    explicit PcdListOutput(const OutputTarget& target)
-        : PcdOutput(target), m_file(target.path, target.shownPath) {
-        m_file.write(headerText());
+    static constexpr std::size_t kLongest = Layout::kSize;
+
+    explicit PcdListEncoder(const OutputTarget& target)
+        : PcdFrame(target), m_header(headerOf(target)) {
+        describeIn(m_header);
     }
 
-    void write(std::span<const CellPoint> points) override {
-        for (const CellPoint& point : inFrame(points)) {
-            if (!isStorable(point)) continue;
-            Layout::encode(point, reinterpret_cast<std::uint8_t*>(m_file.reserve(Layout::kSize)));
-            count(point);
-        }
-        m_file.require();
+    static void setStation(std::uint16_t) {}
+    std::string head(std::uint64_t points) const {
+        PcdHeader header = m_header;
+        header.width = header.points = points;
+        return headerText(header);
     }
-
-    void finish() override {
-        m_header.width = m_header.points = m_points;
-        m_file.overwrite(0, headerText());
-        m_file.close();
+    static std::uint8_t* put(const CellPoint& point, std::uint8_t* out) {
+        Layout::encode(point, out);
+        return out + Layout::kSize;
     }
 
 private:
-    NamedOutput m_file;
+    PcdHeader m_header;
 };
 
 constexpr std::size_t kBandBytes = std::size_t{96} << 20;
@@ -162,21 +154,25 @@ constexpr std::uint32_t kBand = 256;  // columns
 /// The grid row by row, although its points come by columns: cells of a band of columns are gathered, and
 /// their rows written to where they belong.
 template <class Layout>
-class PcdGridOutput : public PcdOutput {
+class PcdGridOutput : public ScanOutput {
 public:
     explicit PcdGridOutput(const OutputTarget& target)
-        : PcdOutput(target),
+        : m_target(target),
+          m_header(headerOf(target)),
+          m_frame(target),
           m_width(bandWidth(target)),
           m_cells(std::size_t{m_width} * target.rows * Layout::kSize),
           m_rowBytes(m_width * Layout::kSize + kRowGap),
           m_rows(kRowsAtOnce * m_rowBytes) {
         for (std::size_t at = 0; at < m_cells.size(); at += Layout::kSize)
             std::memcpy(m_cells.data() + at, m_empty.data(), Layout::kSize);
+        m_remark = m_frame.remark();
+        m_frame.describeIn(m_header);
         m_header.isOurGrid = true;
         m_header.width = target.columns;
         m_header.height = target.rows;
         m_header.points = std::uint64_t{target.columns} * target.rows;
-        const std::string header = headerText();
+        const std::string header = headerText(m_header);
         m_dataOffset = header.size();
         m_file = openFile(target.path.c_str(), "wb");
         if (!m_file) fail();
@@ -189,7 +185,7 @@ public:
                 ++m_leftOut.outsideGrid;
                 continue;
             }
-            if (!isStorable(point)) continue;
+            if (!m_frame.takes(point, m_leftOut)) continue;
             if (point.column - m_firstColumn >= m_width) goTo(point.column);
             std::uint8_t* const cell =
                 m_cells.data() +
@@ -215,6 +211,14 @@ private:
     static constexpr std::size_t kRowsAtOnce = 16;
     static constexpr std::size_t kRowGap =
         64;  // bytes; rows do not push each other out of the cache
+
+    std::span<const CellPoint> inFrame(std::span<const CellPoint> points) {
+        if (!m_frame.moves()) return points;
+        m_moved.assign(points.begin(), points.end());
+        for (CellPoint& point : m_moved)
+            m_frame.place(point);
+        return m_moved;
+    }
 
     /// Columns that are gathered at a time.
     static std::uint32_t bandWidth(const OutputTarget& target) {
@@ -280,6 +284,10 @@ private:
                         std::string("cannot be written: ") + std::strerror(errno));
     }
 
+    OutputTarget m_target;
+    PcdHeader m_header;
+    PcdFrame m_frame;
+    std::vector<CellPoint> m_moved;
     const std::array<std::uint8_t, Layout::kSize> m_empty = Layout::empty();
     std::uint32_t m_width;
     BandOrder m_order{m_width, m_target.shownPath};
@@ -295,7 +303,8 @@ template <class Layout>
 std::unique_ptr<ScanOutput> create(const OutputTarget& target) {
     const bool isGrid = target.indexed && target.columns > 0 && target.rows > 0;
     if (isGrid) return std::make_unique<PcdGridOutput<Layout>>(target);
-    return std::make_unique<PcdListOutput<Layout>>(target);
+    using Encoder = PcdListEncoder<Layout>;
+    return std::make_unique<EncodedOutput<Encoder>>(target, Encoder(target));
 }
 
 }  // namespace

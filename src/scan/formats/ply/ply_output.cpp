@@ -1,5 +1,4 @@
-#include "scan/files/named_output.h"
-#include "scan/formats/scan_output.h"
+#include "scan/formats/encoded_output.h"
 
 #include <brisko_codec/version.h>
 
@@ -22,13 +21,14 @@ struct Layout {
 constexpr std::size_t kLongestVertex = 3 * 8 + 3 + 4 + 3 * 4;
 
 template <class Number>
-char* put(char* out, const Number& number) {
+std::uint8_t* put(std::uint8_t* out, const Number& number) {
     std::memcpy(out, &number, sizeof number);
     return out + sizeof number;
 }
 
 /// In the order of the header's properties, without padding; returns its end.
-char* encodeVertex(const CellPoint& point, const Layout& layout, std::int32_t station, char* out) {
+std::uint8_t* encodeVertex(const CellPoint& point, const Layout& layout, std::int32_t station,
+                           std::uint8_t* out) {
     out = put(put(put(out, point.x), point.y), point.z);
     if (layout.withColour) out = put(put(put(out, point.red), point.green), point.blue);
     out = put(out, point.intensity);
@@ -67,43 +67,30 @@ std::string headerFor(std::uint64_t points, const Layout& layout) {
            (layout.withStation ? "property int scalar_station\n" : "") + "end_header\n";
 }
 
-/// A binary little-endian point cloud.
-class PlyOutput : public ScanOutput {
+/// Of a binary little-endian point cloud.
+class PlyEncoder : public UsualEncoder {
 public:
-    explicit PlyOutput(const OutputTarget& target)
+    static constexpr std::size_t kLongest = kLongestVertex;
+
+    explicit PlyEncoder(const OutputTarget& target)
         : m_layout{target.withColour, target.columns > 0 && target.rows > 0, target.station > 0},
-          m_station(target.station),
-          m_file(target.path, target.shownPath) {
-        m_file.write(headerFor(0, m_layout));
-    }
+          m_station(target.station) {}
 
-    void nextScan(const OutputTarget& target) override { m_station = target.station; }
-
-    void write(std::span<const CellPoint> points) override {
-        for (const CellPoint& point : points) {
-            char* const vertex = m_file.reserve(kLongestVertex);
-            const char* const end = encodeVertex(point, m_layout, m_station, vertex);
-            m_file.giveBack(kLongestVertex - static_cast<std::size_t>(end - vertex));
-            count(point);
-        }
-        m_file.require();
-    }
-
-    void finish() override {
-        m_file.overwrite(0, headerFor(m_points, m_layout));
-        m_file.close();
+    void setStation(std::uint16_t station) { m_station = station; }
+    std::string head(std::uint64_t points) const { return headerFor(points, m_layout); }
+    std::uint8_t* put(const CellPoint& point, std::uint8_t* out) const {
+        return encodeVertex(point, m_layout, m_station, out);
     }
 
 private:
     Layout m_layout;
     std::int32_t m_station;
-    NamedOutput m_file;
 };
 
 }  // namespace
 
 std::unique_ptr<ScanOutput> createPlyOutput(const OutputTarget& target) {
-    return std::make_unique<PlyOutput>(target);
+    return std::make_unique<EncodedOutput<PlyEncoder>>(target, PlyEncoder(target));
 }
 
 }  // namespace brisko::scan

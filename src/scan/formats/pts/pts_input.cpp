@@ -1,9 +1,11 @@
 #include "scan/formats/pts/pts_input.h"
 
 #include "scan/files/scan_path.h"
+#include "scan/formats/point_pieces.h"
 #include "scan/formats/ptx/line_fields.h"
 #include "scan/formats/ptx/number_text.h"
 
+#include <brisko_codec/threads.h>
 #include <brisko_scan/scan_error.h>
 #include <brisko_scan/text.h>
 
@@ -49,7 +51,10 @@ std::vector<Role> rolesOf(const LineFields& fields) {
 PtsInput::PtsInput(const std::string& path, const ReadOptions& options)
     : m_isCounted(hasExtension(path, ".pts")),
       m_intensities(options.intensities),
-      m_isUsualRange(m_isCounted && !options.intensities) {
+      m_isUsualRange(m_isCounted && !options.intensities),
+      m_pieces(
+          jobThreads(), [this](Piece& piece) { return fetch(piece); },
+          [this](Piece& piece) { decode(piece); }, kShortFilesAlone) {
     if (m_isUsualRange) m_intensities = kPtsIntensities;
     m_info.path = path;
     m_info.format = formatOf(path);
@@ -57,12 +62,13 @@ PtsInput::PtsInput(const std::string& path, const ReadOptions& options)
     m_info.storesColour = has(m_roles, Role::Red);
 }
 
-void PtsInput::fail(const std::string& reason) const {
+void PtsInput::fail(std::uint64_t line, const std::string& reason) const {
     throw ScanError(ErrorKind::Damaged, m_info.path,
-                    "line " + std::to_string(m_lines->number()) + ": " + reason);
+                    "line " + std::to_string(line) + ": " + reason);
 }
 
 void PtsInput::rewind() {
+    m_pieces.rewind();
     m_lines = std::make_unique<LineReader>(m_info.path);
     m_left = m_missing = 0;
     if (m_isCounted) {
@@ -74,6 +80,7 @@ void PtsInput::rewind() {
         m_info.records = m_left;
     }
     lookAtLines();
+    m_done = m_lines->position();
 }
 
 /// The next line that is neither blank nor a comment.
@@ -89,13 +96,15 @@ void PtsInput::takeCount(std::string_view line) {
     double count = 0;
     if (!takeNumber(line, count) || !isBlank(line) || count < 0 || count > kMost ||
         count != std::floor(count)) {
-        fail(m_announced.empty() ? "not a number of points" : "more lines than " + m_announced);
+        fail(m_lines->number(),
+             m_announced.empty() ? "not a number of points" : "more lines than " + m_announced);
     }
     m_left = static_cast<std::uint64_t>(count);
     m_announced =
         "the " + countOf(m_left, "point") + " of line " + std::to_string(m_lines->number());
     const std::uint64_t bytes = m_lines->size() - m_lines->position();
-    if ((bytes + 1) / kShortestLine < m_left) fail("the file is too short for " + m_announced);
+    if ((bytes + 1) / kShortestLine < m_left)
+        fail(m_lines->number(), "the file is too short for " + m_announced);
 }
 
 void PtsInput::lookAtLines() {
@@ -114,7 +123,7 @@ void PtsInput::lookAtLines() {
     const int triples = fields.count / 3 - 1;
     if (triples < 0 || triples > 2 || fields.count % 3 == 2) {
         m_lines->next(line);
-        fail("not \"x y z\" with an intensity, a colour or both");
+        fail(m_lines->number(), "not \"x y z\" with an intensity, a colour or both");
     }
     m_roles = rolesOf(fields);
     m_layout = nameOf(fields);
@@ -141,7 +150,7 @@ bool PtsInput::takeNames() {
     }
     m_lines->next(line);
     if (!has(m_roles, Role::X) || !has(m_roles, Role::Y) || !has(m_roles, Role::Z)) {
-        fail("neither numbers nor names with x, y and z");
+        fail(m_lines->number(), "neither numbers nor names with x, y and z");
     }
     m_layout = countOf(m_roles.size(), "number");
     return true;
@@ -149,12 +158,13 @@ bool PtsInput::takeNames() {
 
 /// A line with blanks in place of its separators. Empty where a number is missing between them, or where
 /// blanks separate numbers, too: "1,5 2,5 3,5".
-std::string_view PtsInput::separated(std::string_view line) {
+std::string_view PtsInput::separated(std::string_view line, std::string& room) const {
     if (m_separator == ' ') return line;
-    m_separated.assign(line);
+    room.reserve(line.size() + kPlainSlack);
+    room.assign(line);
     bool isOpen = true;         // a number is expected
     bool isAfterBlank = false;  // a number ended with a blank
-    for (char& c : m_separated) {
+    for (char& c : room) {
         if (c == m_separator) {
             if (isOpen) return {};
             isOpen = true;
@@ -167,15 +177,15 @@ std::string_view PtsInput::separated(std::string_view line) {
             isOpen = false;
         }
     }
-    return m_separated;
+    return room;
 }
 
-bool PtsInput::takeIntensity(std::string_view& line, float& intensity) {
+bool PtsInput::takeIntensity(std::string_view& line, Piece& piece, float& intensity) const {
     double value = 0;
-    if (!takeNumber(line, value)) return false;
+    if (!takeNumberInside(line, value)) return false;
     if (m_isUsualRange) {
-        m_foreignIntensity |= value < kPtsIntensities.min || value > kPtsIntensities.max ||
-                              value != std::floor(value);
+        piece.foreignIntensity |= value < kPtsIntensities.min || value > kPtsIntensities.max ||
+                                  value != std::floor(value);
     }
     if (m_intensities) {
         const double share =
@@ -189,18 +199,18 @@ bool PtsInput::takeIntensity(std::string_view& line, float& intensity) {
     return true;
 }
 
-bool PtsInput::takePoint(std::string_view line, CellPoint& point) {
+bool PtsInput::takePoint(std::string_view line, Piece& piece, CellPoint& point) const {
     const auto take = [&](Role role) {
         double ignored = 0;
         switch (role) {
             case Role::X:
-                return takeNumber(line, point.x);
+                return takeNumberInside(line, point.x);
             case Role::Y:
-                return takeNumber(line, point.y);
+                return takeNumberInside(line, point.y);
             case Role::Z:
-                return takeNumber(line, point.z);
+                return takeNumberInside(line, point.z);
             case Role::Intensity:
-                return takeIntensity(line, point.intensity);
+                return takeIntensity(line, piece, point.intensity);
             case Role::Red:
                 return takeColour(line, point.red);
             case Role::Green:
@@ -208,7 +218,7 @@ bool PtsInput::takePoint(std::string_view line, CellPoint& point) {
             case Role::Blue:
                 return takeColour(line, point.blue);
             default:
-                return takeNumber(line, ignored);
+                return takeNumberInside(line, ignored);
         }
     };
     return std::all_of(m_roles.begin(), m_roles.end(), take) && isBlank(line);
@@ -223,35 +233,67 @@ bool PtsInput::isMissingReturn(std::string_view line) const {
     return std::all_of(m_roles.begin(), m_roles.end(), fits) && isBlank(line);
 }
 
-PtsInput::Found PtsInput::readPoint(CellPoint& point) {
-    std::string_view line;
-    if (!nextLine(line)) {
-        if (m_left == 0) return Found::End;
+/// Takes lines of points up to the end of those that are announced.
+bool PtsInput::fetch(Piece& piece) {
+    while (m_isCounted && m_left == 0) {
+        std::string_view line;
+        if (!nextLine(line)) return false;
+        takeCount(line);
+    }
+    if (!m_lines->take(piece.lines)) {
+        if (!m_isCounted) return false;
         throw ScanError(ErrorKind::Damaged, m_info.path,
                         "the file ends after line " + std::to_string(m_lines->number()) +
                             ", before the last of " + m_announced);
     }
-    if (m_isCounted) {
-        if (m_left == 0) {
-            takeCount(line);
-            return Found::NoPoint;
-        }
-        --m_left;
+    const std::size_t end = endOfPoints(piece.lines);
+    if (end < piece.lines.size) m_lines->giveBack(piece.lines, end);
+    return true;
+}
+
+/// Where the last of the announced points ends, or the stretch before it.
+std::size_t PtsInput::endOfPoints(const LineStretch& lines) {
+    const std::string_view text = lines.text();
+    if (!m_isCounted) return text.size();
+    std::size_t end = 0;
+    while (end < text.size() && m_left > 0) {
+        const std::size_t stop = std::min(text.find('\n', end), text.size());
+        const std::string_view line = withoutCarriageReturn(text.substr(end, stop - end));
+        m_left -= !isBlank(line) && !isComment(line);
+        end = std::min(stop + 1, text.size());
     }
-    line = separated(line);
-    if (takePoint(line, point)) return Found::Point;
-    if (!isMissingReturn(line)) fail("not " + m_layout);
-    ++m_missing;
-    return Found::NoPoint;
+    return end;
+}
+
+void PtsInput::decode(Piece& piece) const {
+    piece.points.clear();
+    piece.missing = 0;
+    piece.foreignIntensity = false;
+    std::string_view text = piece.lines.text();
+    std::string room;
+    for (std::uint64_t number = piece.lines.before + 1; !text.empty(); ++number) {
+        const std::size_t stop = std::min(text.find('\n'), text.size());
+        std::string_view line = withoutCarriageReturn(text.substr(0, stop));
+        text.remove_prefix(std::min(stop + 1, text.size()));
+        if (isBlank(line) || isComment(line)) continue;
+        line = separated(line, room);
+        CellPoint& point = piece.points.emplace_back();
+        if (takePoint(line, piece, point)) continue;
+        if (!isMissingReturn(line)) fail(number, "not " + m_layout);
+        ++piece.missing;
+        piece.points.pop_back();
+    }
 }
 
 void PtsInput::read(std::vector<CellPoint>& points) {
     points.clear();
-    CellPoint point;
-    while (points.size() < kBatch) {
-        const Found found = readPoint(point);
-        if (found == Found::End) return;
-        if (found == Found::Point) points.push_back(point);
+    while (points.empty()) {
+        Piece* const piece = m_pieces.next();
+        if (!piece) return;
+        points.swap(piece->points);
+        m_done = piece->lines.end;
+        m_missing += piece->missing;
+        m_foreignIntensity |= piece->foreignIntensity;
     }
 }
 

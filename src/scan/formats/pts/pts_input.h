@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/ordered_work.h"
 #include "scan/formats/point_role.h"
 #include "scan/formats/ptx/line_reader.h"
 #include "scan/formats/scan_input.h"
@@ -26,24 +27,32 @@ public:
 
     void read(std::vector<CellPoint>& points) override;
     void rewind() final;
-    std::uint64_t stepsDone() const override { return m_lines->position(); }
+    std::uint64_t stepsDone() const override { return m_done; }
     std::uint64_t steps() const override { return m_lines->size(); }
     const char* stepUnit() const override { return "bytes"; }
     std::string remark() const override;
 
 private:
-    enum class Found { Point, NoPoint, End };
+    /// Lines of points, blank ones and comments.
+    struct Piece {
+        LineStretch lines;
+        std::vector<CellPoint> points;
+        std::uint64_t missing = 0;  // lines without a point
+        bool foreignIntensity = false;
+    };
 
     bool nextLine(std::string_view& line);
     void takeCount(std::string_view line);
     void lookAtLines();
     bool takeNames();
-    Found readPoint(CellPoint& point);
-    bool takePoint(std::string_view line, CellPoint& point);
-    bool takeIntensity(std::string_view& line, float& intensity);
+    bool fetch(Piece& piece);
+    std::size_t endOfPoints(const LineStretch& lines);
+    void decode(Piece& piece) const;
+    bool takePoint(std::string_view line, Piece& piece, CellPoint& point) const;
+    bool takeIntensity(std::string_view& line, Piece& piece, float& intensity) const;
     bool isMissingReturn(std::string_view line) const;
-    std::string_view separated(std::string_view line);
-    [[noreturn]] void fail(const std::string& reason) const;
+    std::string_view separated(std::string_view line, std::string& room) const;
+    [[noreturn]] void fail(std::uint64_t line, const std::string& reason) const;
 
     bool m_isCounted;
     std::optional<IntensityRange> m_intensities;
@@ -52,11 +61,12 @@ private:
     std::vector<Role> m_roles;  // of the numbers of a line
     std::string m_layout;       // the same for messages
     char m_separator = ' ';
-    std::string m_separated;      // a line with blanks in place of its separators
-    std::uint64_t m_left = 0;     // points of the announced ones
+    std::uint64_t m_left = 0;     // points of the announced ones that are not fetched
     std::string m_announced;      // "the 8 points of line 1"
     std::uint64_t m_missing = 0;  // lines without a point
     bool m_foreignIntensity = false;
+    std::uint64_t m_done = 0;  // bytes
+    PiecesAhead<Piece> m_pieces;
 };
 
 }  // namespace brisko::scan

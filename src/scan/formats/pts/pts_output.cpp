@@ -1,7 +1,7 @@
-#include "scan/files/named_output.h"
+#include "layouts/records.h"
 #include "scan/files/scan_path.h"
+#include "scan/formats/encoded_output.h"
 #include "scan/formats/ptx/number_text.h"
-#include "scan/formats/scan_output.h"
 
 #include <brisko_codec/codec.h>
 
@@ -33,37 +33,23 @@ double toPtsIntensity(float intensity) {
 }
 
 /// Points as lines of text: "x y z intensity", and a colour where the scan has any.
-class PtsOutput : public ScanOutput {
+class PtsEncoder : public UsualEncoder {
 public:
-    explicit PtsOutput(const OutputTarget& target)
-        : m_isCounted(hasExtension(target.shownPath, ".pts")),
-          m_withColour(target.withColour),
-          m_file(target.path, target.shownPath) {
-        if (m_isCounted) m_file.write(countLine(0));
-    }
+    static constexpr std::size_t kLongest = kLongestLine;
 
-    void write(std::span<const CellPoint> points) override {
-        for (const CellPoint& point : points) {
-            if (!std::isfinite(point.x) || !std::isfinite(point.y) || !std::isfinite(point.z) ||
-                !std::isfinite(point.intensity)) {
-                ++m_leftOut.notFinite;
-                continue;
-            }
-            writeLine(point);
-            count(point);
-        }
-        m_file.require();
-    }
+    explicit PtsEncoder(const OutputTarget& target)
+        : m_isCounted(hasExtension(target.shownPath, ".pts")), m_withColour(target.withColour) {}
 
-    void finish() override {
-        if (m_isCounted) m_file.overwrite(0, countLine(m_points));
-        m_file.close();
+    std::string head(std::uint64_t points) const {
+        return m_isCounted ? countLine(points) : std::string();
     }
-
-private:
-    void writeLine(const CellPoint& point) {
-        char* const line = m_file.reserve(kLongestLine);
-        char* out = line;
+    static bool takes(const CellPoint& point, LeftOut& leftOut) {
+        if (isFinite(point)) return true;
+        ++leftOut.notFinite;
+        return false;
+    }
+    std::uint8_t* put(const CellPoint& point, std::uint8_t* line) const {
+        char* out = reinterpret_cast<char*>(line);
         for (const double place : {point.x, point.y, point.z}) {
             out = putCoordinate(out, place);
             *out++ = ' ';
@@ -78,18 +64,18 @@ private:
             }
         }
         *out++ = '\n';
-        m_file.giveBack(kLongestLine - static_cast<std::size_t>(out - line));
+        return reinterpret_cast<std::uint8_t*>(out);
     }
 
+private:
     bool m_isCounted;
     bool m_withColour;
-    NamedOutput m_file;
 };
 
 }  // namespace
 
 std::unique_ptr<ScanOutput> createPtsOutput(const OutputTarget& target) {
-    return std::make_unique<PtsOutput>(target);
+    return std::make_unique<EncodedOutput<PtsEncoder>>(target, PtsEncoder(target));
 }
 
 }  // namespace brisko::scan

@@ -9,6 +9,7 @@ namespace brisko::scan {
 namespace {
 
 constexpr std::size_t kBlock = 1 << 20;     // bytes read at a time
+constexpr std::size_t kStretch = 1 << 18;   // bytes that one thread works on
 constexpr std::size_t kLongestLine = 4096;  // bytes; a line of seven numbers is far shorter
 
 }  // namespace
@@ -32,6 +33,73 @@ bool LineReader::refill() {
     return got > 0;
 }
 
+void LineReader::failAsTooLong() const {
+    throw ScanError(ErrorKind::Damaged, path(),
+                    "line " + std::to_string(m_number + 1) + " is too long",
+                    "is this a text file?");
+}
+
+bool LineReader::take(LineStretch& stretch) {
+    stretch.bytes.resize(kStretch + LineStretch::kSlack);
+    char* const out = stretch.bytes.data();
+    std::size_t size = std::min(m_end - m_begin, kStretch);
+    std::memcpy(out, m_buffer.data() + m_begin, size);
+    m_begin += size;
+    if (size < kStretch) {
+        m_blockStart += m_end;
+        m_begin = m_end = 0;
+        const std::size_t got = m_file.read(out + size, kStretch - size);
+        m_blockStart += got;
+        size += got;
+    }
+    const std::string_view text(out, size);
+    const bool isEnd = position() == this->size();
+    const std::size_t whole = text.rfind('\n') + 1;  // 0 where there is no end of a line
+    // The last line may lack its end.
+    stretch.size = isEnd ? size : whole;
+    if (isEnd ? size - whole > kLongestLine : whole == 0) failAsTooLong();
+    putBack(text.substr(stretch.size));
+    std::memset(out + stretch.size, 0, LineStretch::kSlack);
+    stretch.before = m_number;
+    stretch.end = position();
+    m_number += countLineEnds(stretch.text()) + (whole < stretch.size);
+    return stretch.size > 0;
+}
+
+void LineReader::giveBack(LineStretch& stretch, std::size_t kept) {
+    putBack(stretch.text().substr(kept));
+    stretch.size = kept;
+    stretch.end = position();
+    m_number = stretch.before + countLineEnds(stretch.text());
+}
+
+/// What was taken last lies before what is at hand again.
+void LineReader::putBack(std::string_view text) {
+    if (m_begin >= text.size()) {  // it came out of the buffer
+        m_begin -= text.size();
+        return;
+    }
+    const std::size_t left = m_end - m_begin;
+    if (m_buffer.size() < text.size() + left) m_buffer.resize(text.size() + left);
+    std::memmove(m_buffer.data() + text.size(), m_buffer.data() + m_begin, left);
+    std::memcpy(m_buffer.data(), text.data(), text.size());
+    m_blockStart = m_blockStart + m_begin - text.size();
+    m_begin = 0;
+    m_end = text.size() + left;
+}
+
+std::uint64_t countLineEnds(std::string_view text) {
+    constexpr std::size_t kPart = 240;  // that a byte can count
+    std::uint64_t ends = 0;
+    for (std::size_t at = 0; at < text.size(); at += kPart) {
+        std::uint8_t some = 0;
+        for (const char c : text.substr(at, kPart))
+            some = static_cast<std::uint8_t>(some + (c == '\n'));
+        ends += some;
+    }
+    return ends;
+}
+
 bool LineReader::next(std::string_view& line) {
     for (;;) {
         const char* begin = m_buffer.data() + m_begin;
@@ -44,11 +112,7 @@ bool LineReader::next(std::string_view& line) {
             ++m_number;
             return true;
         }
-        if (left > kLongestLine) {
-            throw ScanError(ErrorKind::Damaged, path(),
-                            "line " + std::to_string(m_number + 1) + " is too long",
-                            "is this a text file?");
-        }
+        if (left > kLongestLine) failAsTooLong();
         if (refill()) continue;
         if (left == 0) return false;
         // The last line may lack its end.

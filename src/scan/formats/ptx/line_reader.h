@@ -2,12 +2,26 @@
 
 #include "scan/files/input_file.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace brisko::scan {
+
+/// Whole lines that lie one after the other in a file.
+struct LineStretch {
+    /// After the text as many bytes may be looked at, whatever they hold.
+    static constexpr std::size_t kSlack = 32;
+
+    std::vector<char> bytes;   // the text, and the slack
+    std::size_t size = 0;      // of the text
+    std::uint64_t before = 0;  // lines before these in the file
+    std::uint64_t end = 0;     // where they end in the file, bytes
+
+    std::string_view text() const { return {bytes.data(), size}; }
+};
 
 /// The lines of a text file of any size, read in large blocks. A byte-order mark before the first of them
 /// is passed over.
@@ -22,6 +36,11 @@ public:
     bool peek(std::string_view& line);
     /// Passes over so many lines, not counting comments. Returns how many there were.
     std::uint64_t pass(std::uint64_t lines);
+    /// Takes so many lines as fit into a stretch of some 256 KiB. False at the end of the file. Throws
+    /// ScanError(Damaged) for a line too long to be one of a scan.
+    bool take(LineStretch& stretch);
+    /// Gives the last of the lines back that were taken just now, so that `kept` bytes remain.
+    void giveBack(LineStretch& stretch, std::size_t kept);
     /// The next bytes, up to a block of them, without moving on; valid until the next call.
     std::string_view lookAhead();
 
@@ -33,7 +52,9 @@ public:
     const std::string& path() const { return m_file.path(); }
 
 private:
+    [[noreturn]] void failAsTooLong() const;
     bool refill();
+    void putBack(std::string_view text);
     std::uint64_t passPiece(std::uint64_t lines);
 
     InputFile m_file;
@@ -43,6 +64,9 @@ private:
     std::uint64_t m_blockStart = 0;  // place of the buffer in the file
     std::uint64_t m_number = 0;
 };
+
+/// How many lines end in a text.
+std::uint64_t countLineEnds(std::string_view text);
 
 /// A line without the half of its end that some systems write before the other.
 inline std::string_view withoutCarriageReturn(std::string_view line) {

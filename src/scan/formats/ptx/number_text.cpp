@@ -1,12 +1,12 @@
 #include "scan/formats/ptx/number_text.h"
 
-#include <brisko_codec/codec.h>
-
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace brisko::scan {
 namespace {
@@ -57,21 +57,51 @@ const char* readDecimal(const char* begin, const char* end, Decimal& decimal) {
     return in;
 }
 
-/// Writes the same without zeros at the end of the places; returns its end.
-char* putDecimal(char* out, Decimal decimal) {
-    constexpr std::ptrdiff_t kMostCharacters = 20;
-    while (decimal.places > 0 && decimal.digits % 10 == 0) {
-        decimal.digits /= 10;
-        --decimal.places;
-    }
-    const auto one = static_cast<std::uint64_t>(kPowersOfTen[decimal.places]);
-    out = std::to_chars(out, out + kMostCharacters, decimal.digits / one).ptr;
-    if (decimal.places == 0) return out;
+/// The eight digits of a number below 10^8, the first in the lowest byte: all are split at once, in halves, then
+/// in pairs.
+std::uint64_t eightDigits(std::uint32_t number) {
+    const std::uint64_t fours = number / 10000 | std::uint64_t{number % 10000} << 32;
+    const std::uint64_t hundreds = (fours * 10486 >> 20) & 0x0000007f0000007f;
+    const std::uint64_t pairs = hundreds | (fours - 100 * hundreds) << 16;
+    const std::uint64_t tens = (pairs * 103 >> 10) & 0x000f000f000f000f;
+    return tens | (pairs - 10 * tens) << 8;
+}
+
+/// Writes eight digits, those of them that count; returns the end of those that are not zeros at the end.
+char* putEight(char* out, std::uint64_t digits) {
+    constexpr std::uint64_t kZeros = 0x3030303030303030;
+    const std::uint64_t text = digits | kZeros;
+    std::memcpy(out, &text, sizeof text);
+    return out + (64 - std::countl_zero(digits) + 7) / 8;
+}
+
+char* putWhole(char* out, std::uint64_t whole) {
+    constexpr std::uint64_t kTwoDigits = 100;
+    if (whole >= kTwoDigits) return std::to_chars(out, out + kLongestNumber, whole).ptr;
+    // One digit or two is a matter of chance for a branch.
+    const std::uint64_t tens = whole / 10, hasTens = tens > 0;
+    const auto text =
+        static_cast<std::uint16_t>((0x3030 | tens | (whole - 10 * tens) << 8) >> (8 - 8 * hasTens));
+    std::memcpy(out, &text, sizeof text);
+    return out + 1 + hasTens;
+}
+
+/// Writes a point and the digits after it without zeros at the end; nothing where all are zeros. As many as 17
+/// characters may be written over.
+char* putPlaces(char* out, std::uint64_t digits, int places) {
+    constexpr std::uint64_t kTens[] = {
+        1,        10,        100,        1000,        10000,        100000,       1000000,
+        10000000, 100000000, 1000000000, 10000000000, 100000000000, 1000000000000};
+    constexpr std::uint32_t kEight = 100000000;
+    if (digits == 0) return out;
     *out++ = '.';
-    std::uint64_t rest = decimal.digits % one;
-    for (int place = decimal.places; place > 0; rest /= 10)
-        out[--place] = static_cast<char>('0' + rest % 10);
-    return out + decimal.places;
+    if (places <= 8) {
+        return putEight(out, eightDigits(static_cast<std::uint32_t>(digits * kTens[8 - places])));
+    }
+    const std::uint64_t sixteen = digits * kTens[16 - places];
+    const std::uint64_t last = eightDigits(static_cast<std::uint32_t>(sixteen % kEight));
+    char* const end = putEight(out, eightDigits(static_cast<std::uint32_t>(sixteen / kEight)));
+    return last == 0 ? end : putEight(out + 8, last);
 }
 
 bool isBlankCharacter(char c) {
@@ -129,7 +159,10 @@ char* putUsualShare(char* out, double share, float intensity) {
         // The product has an error of its own, of up to 1e-7.
         if (moved > 0.5 - 1e-6) return nullptr;
         if (places == most || toFullScale(valueOf(decimal)) == intensity) {
-            return putDecimal(out, decimal);
+            const auto one = static_cast<std::uint64_t>(kPowersOfTen[places]);
+            const bool isOne = decimal.digits >= one;
+            *out++ = isOne ? '1' : '0';
+            return putPlaces(out, decimal.digits - (isOne ? one : 0), places);
         }
     }
 }
@@ -212,25 +245,18 @@ bool isBlank(std::string_view line) {
 
 char* putCoordinate(char* out, double metres) {
     constexpr int kPlaces = 6;  // what files of scans have at most
+    constexpr std::uint64_t kOnePlaces = 1000000;
     constexpr double kOne = 1e6, kMost = 1e9;
     const double size = std::abs(metres);
     if (size > 0 && size < kMost) {
         const Decimal decimal{static_cast<std::uint64_t>(size * kOne + 0.5), kPlaces};
         if (valueOf(decimal) == size) {
-            if (metres < 0) *out++ = '-';
-            return putDecimal(out, decimal);
+            *out = '-';
+            out = putWhole(out + (metres < 0), decimal.digits / kOnePlaces);
+            return putPlaces(out, decimal.digits % kOnePlaces, kPlaces);
         }
     }
     return std::to_chars(out, out + kLongestNumber, metres, notation(metres)).ptr;
-}
-
-bool fitsFullScale(double share) {
-    constexpr double kBeyondFloats = 0x1.ffffffp127;  // what is less rounds to a finite float
-    return std::abs(share * static_cast<double>(BriskoCodec::i_range)) < kBeyondFloats;
-}
-
-float toFullScale(double share) {
-    return static_cast<float>(share * static_cast<double>(BriskoCodec::i_range));
 }
 
 char* putIntensity(char* out, float intensity) {

@@ -1,92 +1,17 @@
-#include "scan/formats/ptx/ptx_output.h"
-
 #include "scan/files/named_output.h"
-#include "scan/formats/ptx/number_text.h"
+#include "scan/formats/point_pieces.h"
+#include "scan/formats/ptx/ptx_text.h"
 #include "scan/formats/scan_output.h"
 
 #include <brisko_scan/scan_error.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
-#include <initializer_list>
-#include <iterator>
+#include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace brisko::scan {
-namespace {
-
-constexpr std::string_view kEmptyCell = "0 0 0 0.5\n";
-constexpr std::string_view kEmptyColouredCell = "0 0 0 0.5 0 0 0\n";
-
-/// Seven numbers and their separators.
-constexpr std::size_t kLongestLine = std::size_t{7} * (kLongestNumber + 1);
-
-char* putInteger(char* out, std::uint32_t number) {
-    return std::to_chars(out, out + kLongestNumber, number).ptr;
-}
-
-}  // namespace
-
-void PtxWriter::writeHeader(const PtxHeader& header) {
-    const auto writeLine = [this](std::initializer_list<double> numbers) {
-        char* const line = m_file.reserve(kLongestLine);
-        char* out = line;
-        for (const double number : numbers) {
-            if (out != line) *out++ = ' ';
-            out = putCoordinate(out, number);
-        }
-        *out++ = '\n';
-        m_file.giveBack(kLongestLine - static_cast<std::size_t>(out - line));
-    };
-    const Matrix& m = header.matrix;
-    m_file.write(std::to_string(header.columns) + "\n" + std::to_string(header.rows) + "\n");
-    writeLine({m[3], m[7], m[11]});
-    for (std::size_t axis = 0; axis < 3; ++axis)
-        writeLine({m[axis], m[4 + axis], m[8 + axis]});
-    for (std::size_t column = 0; column < 4; ++column) {
-        writeLine({m[column], m[4 + column], m[8 + column], m[12 + column]});
-    }
-}
-
-void PtxWriter::writeColumn(std::span<const CellPoint> points, std::uint32_t rows) {
-    std::uint32_t row = 0;
-    for (const CellPoint& point : points) {
-        writeEmptyCells(point.row - row);
-        writePoint(point);
-        row = point.row + 1;
-    }
-    writeEmptyCells(rows - row);
-    m_file.require();
-}
-
-void PtxWriter::writePoint(const CellPoint& point) {
-    char* const line = m_file.reserve(kLongestLine);
-    char* out = putCoordinate(line, point.x);
-    *out++ = ' ';
-    out = putCoordinate(out, point.y);
-    *out++ = ' ';
-    out = putCoordinate(out, point.z);
-    *out++ = ' ';
-    out = putIntensity(out, point.intensity);
-    if (m_withColour) {
-        for (const std::uint8_t colour : {point.red, point.green, point.blue}) {
-            *out++ = ' ';
-            out = putInteger(out, colour);
-        }
-    }
-    *out++ = '\n';
-    m_file.giveBack(kLongestLine - static_cast<std::size_t>(out - line));
-}
-
-void PtxWriter::writeEmptyCells(std::uint64_t count) {
-    const std::string_view cell = m_withColour ? kEmptyColouredCell : kEmptyCell;
-    for (; count > 0; --count)
-        m_file.write(cell);
-}
-
 namespace {
 
 PtxHeader headerOf(const OutputTarget& target) {
@@ -101,45 +26,86 @@ bool risesByRow(const CellPoint& a, const CellPoint& b) {
     return a.row < b.row;
 }
 
-/// Full grids as text, one after the other. Keeps the points of one column.
+/// Whole columns, one after the other.
+struct Columns {
+    std::optional<PtxHeader> header;  // before them
+    std::uint32_t first = 0, end = 0;
+    std::uint32_t rows = 0;
+    bool withColour = false;
+    std::vector<CellPoint> points;
+    PtxText text;
+};
+
+/// Full grids as text, one after the other. Keeps the points of some columns.
 class PtxOutput : public ScanOutput {
 public:
     explicit PtxOutput(const OutputTarget& target)
         : m_target(target),
           m_file(target.path, target.shownPath),
-          m_writer(m_file, target.withColour) {
-        m_writer.writeHeader(headerOf(target));
+          m_piecePoints(jobThreads() > 1 ? kPiecePoints : 1),
+          m_pieces(
+              jobThreads(), [this](Columns& columns) { encode(columns); },
+              [this](const Columns& columns) { columns.text.writeTo(m_file); }, kShortFilesAlone) {
+        begin(headerOf(target));
     }
 
     void nextScan(const OutputTarget& target) override {
-        completeGrid();
+        give(m_target.columns);
         m_target = target;
         m_order = BandOrder(1, target.shownPath);
         m_column = 0;
-        m_writer.setColour(target.withColour);
-        m_writer.writeHeader(headerOf(target));
+        begin(headerOf(target));
     }
 
     void write(std::span<const CellPoint> points) override {
         for (const CellPoint& point : points) {
             if (!canStore(point)) continue;
-            m_order.require(point.column);
-            while (m_column < point.column)
-                writeColumn();
+            if (point.column != m_column) goTo(point.column);
             count(point);
-            m_cells.push_back(point);
+            m_columns->points.push_back(point);
         }
     }
 
     void finish() override {
-        completeGrid();
+        give(m_target.columns);
+        m_pieces.finish();
         m_file.close();
     }
 
 private:
-    void completeGrid() {
-        while (m_column < m_target.columns)
-            writeColumn();
+    void begin(const std::optional<PtxHeader>& header) {
+        m_columns = &m_pieces.free();
+        m_columns->header = header;
+        m_columns->first = m_column;
+        m_columns->rows = m_target.rows;
+        m_columns->withColour = m_target.withColour;
+        m_columns->points.clear();
+        m_columnStart = 0;
+    }
+
+    /// The columns at hand are complete.
+    void give(std::uint32_t end) {
+        m_columns->end = end;
+        m_pieces.give();
+    }
+
+    void goTo(std::uint32_t column) {
+        if (column < m_column) finishEarlier();
+        m_order.require(column);
+        if (m_columns->points.size() >= m_piecePoints) {
+            give(column);
+            m_column = column;
+            begin({});
+        }
+        m_column = column;
+        m_columnStart = m_columns->points.size();
+    }
+
+    /// Where the order is wrong: what is wrong with earlier columns comes out first.
+    void finishEarlier() {
+        m_columns->points.resize(m_columnStart);
+        give(m_column);
+        m_pieces.finish();
     }
 
     bool canStore(const CellPoint& p) {
@@ -156,32 +122,49 @@ private:
         return false;
     }
 
-    void writeColumn() {
-        // Odd columns of raw scans come from the last row to the first.
-        if (!std::is_sorted(m_cells.begin(), m_cells.end(), risesByRow)) {
-            std::stable_sort(m_cells.begin(), m_cells.end(), risesByRow);
+    void encode(Columns& columns) const {
+        columns.text.clear();
+        columns.text.setColour(columns.withColour);
+        if (columns.header) columns.text.putHeader(*columns.header);
+        std::uint32_t next = columns.first;
+        const auto end = columns.points.end();
+        for (auto first = columns.points.begin(); first != end;) {
+            const std::uint32_t column = first->column;
+            const auto last = std::find_if(
+                first, end, [column](const CellPoint& p) { return p.column != column; });
+            const std::span<CellPoint> points(first, last);
+            sortByRow(points);
+            columns.text.putEmptyCells(std::uint64_t{column - next} * columns.rows);
+            columns.text.putColumn(points, columns.rows);
+            next = column + 1;
+            first = last;
         }
-        requireOneARow();
-        m_writer.writeColumn(m_cells, m_target.rows);
-        m_cells.clear();
-        ++m_column;
+        columns.text.putEmptyCells(std::uint64_t{columns.end - next} * columns.rows);
     }
 
-    void requireOneARow() const {
-        for (std::size_t i = 1; i < m_cells.size(); ++i) {
-            if (m_cells[i].row != m_cells[i - 1].row) continue;
-            throw ScanError(ErrorKind::Damaged, m_target.shownPath,
-                            "the input has two points in column " + std::to_string(m_column) +
-                                ", row " + std::to_string(m_cells[i].row));
+    void sortByRow(std::span<CellPoint> points) const {
+        // Odd columns of raw scans come from the last row to the first.
+        if (!std::is_sorted(points.begin(), points.end(), risesByRow)) {
+            std::stable_sort(points.begin(), points.end(), risesByRow);
+        }
+        for (std::size_t i = 1; i < points.size(); ++i) {
+            if (points[i].row != points[i - 1].row) continue;
+            throw ScanError(ErrorKind::Damaged, m_shownPath,
+                            "the input has two points in column " +
+                                std::to_string(points[i].column) + ", row " +
+                                std::to_string(points[i].row));
         }
     }
 
     OutputTarget m_target;
+    const std::string m_shownPath = m_target.shownPath;
     BandOrder m_order{1, m_target.shownPath};
     NamedOutput m_file;
-    PtxWriter m_writer;
-    std::uint32_t m_column = 0;  // the one being gathered
-    std::vector<CellPoint> m_cells;
+    std::size_t m_piecePoints;      // after so many a piece ends with its column
+    std::uint32_t m_column = 0;     // the one being gathered
+    std::size_t m_columnStart = 0;  // in the points at hand
+    Columns* m_columns = nullptr;   // at hand
+    PiecesBehind<Columns> m_pieces;
 };
 
 }  // namespace

@@ -1,9 +1,11 @@
 #include "scan/formats/ptx/ptx_reader.h"
 
+#include "scan/formats/point_pieces.h"
 #include "scan/formats/ptx/number_text.h"
 #include "scan/formats/scan_choice.h"
 
 #include <brisko_codec/codec.h>
+#include <brisko_codec/threads.h>
 
 #include <algorithm>
 #include <cmath>
@@ -16,14 +18,22 @@ namespace {
 /// The shortest line of a cell: "0 0 0" and its end.
 constexpr std::uint64_t kShortestCell = 6;  // bytes
 
-bool takeColours(std::string_view& line, CellPoint& point) {
-    return takeColour(line, point.red) && takeColour(line, point.green) &&
-           takeColour(line, point.blue);
-}
-
-bool passNormal(std::string_view& line) {
-    double ignored = 0;
-    return takeNumber(line, ignored) && takeNumber(line, ignored) && takeNumber(line, ignored);
+/// How many of the lines are those of cells, at most `most`.
+///   end  becomes where the last of them ends in the text
+std::uint64_t countCells(std::string_view text, std::uint64_t most, std::size_t& end) {
+    const std::uint64_t lines =
+        countLineEnds(text) + (!text.empty() && text.back() != '\n' ? 1 : 0);
+    end = text.size();
+    const bool mayHoldComments = text.find('#') != text.npos || text.find('/') != text.npos;
+    if (lines <= most && !mayHoldComments) return lines;
+    std::uint64_t cells = 0;
+    for (std::size_t at = 0; at < text.size(); at = end) {
+        const std::size_t stop = text.find('\n', at);
+        end = stop == text.npos ? text.size() : stop + 1;
+        cells += !isComment(text.substr(at));
+        if (cells == most) break;
+    }
+    return cells;
 }
 
 }  // namespace
@@ -38,7 +48,8 @@ PtxDamage::PtxDamage(const std::string& path, std::uint64_t line, const std::str
 }
 
 PtxReader::PtxReader(const std::string& path, std::optional<IntensityRange> intensities)
-    : m_lines(path), m_intensities(intensities) {
+    : m_lines(path) {
+    m_cells.intensities = intensities;
     readHeader();
 }
 
@@ -103,7 +114,7 @@ void PtxReader::readHeader() {
 void PtxReader::readCounts() {
     m_header.columns = readCount("the columns");
     m_countLines = "lines " + std::to_string(m_lines.number());
-    m_header.rows = readCount("the rows");
+    m_header.rows = m_cells.rows = readCount("the rows");
     m_countLines += " and " + std::to_string(m_lines.number());
 }
 
@@ -120,9 +131,9 @@ void PtxReader::requireRoomForCells() {
 
 void PtxReader::lookAtCells() {
     std::size_t longest = 0;
-    m_fields = fieldsOf(m_lines.lookAhead(), longest);
-    if (m_fields.count != 3 && !m_fields.hasIntensity)
-        m_fields = {.count = 4, .hasIntensity = true};
+    LineFields& fields = m_cells.fields;
+    fields = fieldsOf(m_lines.lookAhead(), longest);
+    if (fields.count != 3 && !fields.hasIntensity) fields = {.count = 4, .hasIntensity = true};
 
     constexpr std::uint64_t kBlankEnd = 4096;  // bytes
     const std::uint64_t left = m_lines.size() - m_lines.position();
@@ -133,37 +144,12 @@ void PtxReader::lookAtCells() {
 bool PtxReader::readCell(CellPoint& point) {
     std::string_view line;
     if (!m_lines.next(line)) failAtEnd("all cells were read");
-    const bool fits = takeCell(line, point);
+    const bool fits = m_cells.take(line, point);
     if (!fits && isComment(line)) return false;
     passCell();
     if (fits) return point.x != 0 || point.y != 0 || point.z != 0;
-    if (!isMissingReturn(line)) fail("not " + std::string(nameOf(m_fields)), true);
+    if (!m_cells.isMissingReturn(line)) fail("not " + std::string(nameOf(m_cells.fields)), true);
     return false;
-}
-
-bool PtxReader::takeCell(std::string_view line, CellPoint& point) const {
-    double share = 0;
-    bool fits = takeNumber(line, point.x) && takeNumber(line, point.y) && takeNumber(line, point.z);
-    if (m_fields.hasIntensity) fits = fits && takeNumber(line, share);
-    if (m_intensities) {
-        share = (share - m_intensities->min) / (m_intensities->max - m_intensities->min);
-    }
-    fits = fits && fitsFullScale(share);
-    for (int at = 4; fits && at < m_fields.count; at += 3)
-        fits = at == m_fields.colourAt ? takeColours(line, point) : passNormal(line);
-    point.intensity = toFullScale(share);
-    return fits && isBlank(line);
-}
-
-/// "nan nan nan", whatever the other fields hold.
-bool PtxReader::isMissingReturn(std::string_view line) const {
-    for (int i = 0; i < 3; ++i) {
-        if (!isNan(takeWord(line))) return false;
-    }
-    int count = 3;
-    while (!takeWord(line).empty())
-        ++count;
-    return count == m_fields.count;
 }
 
 bool PtxReader::isNextScan() {
@@ -198,6 +184,20 @@ void PtxReader::read(std::vector<CellPoint>& points, std::size_t capacity) {
         if (readCell(point)) points.push_back(point);
     }
     if (m_column == m_header.columns) isNextScan();
+}
+
+bool PtxReader::take(PtxStretch& stretch) {
+    stretch.firstCell = cells();
+    const std::uint64_t left = cellsOfScan() - stretch.firstCell;
+    if (left == 0) return false;
+    if (!m_lines.take(stretch.lines)) failAtEnd("all cells were read");
+    std::size_t end = 0;
+    stretch.cells = countCells(stretch.lines.text(), left, end);
+    if (end < stretch.lines.size) m_lines.giveBack(stretch.lines, end);
+    const std::uint64_t passed = stretch.firstCell + stretch.cells;
+    m_column = static_cast<std::uint32_t>(passed / m_header.rows);
+    m_row = static_cast<std::uint32_t>(passed % m_header.rows);
+    return true;
 }
 
 void PtxReader::passCell() {
@@ -241,7 +241,11 @@ std::vector<PtxScan> walk(PtxReader& reader, std::optional<PtxDamage>& damage) {
 
 }  // namespace
 
-PtxInput::PtxInput(const std::string& path, const ReadOptions& options) : m_options(options) {
+PtxInput::PtxInput(const std::string& path, const ReadOptions& options)
+    : m_options(options),
+      m_pieces(
+          jobThreads(), [this](Piece& piece) { return m_reader->take(piece); },
+          [this](Piece& piece) { decode(piece); }, kShortFilesAlone) {
     m_info.path = path;
     rewind();
     m_end = m_reader->bytes();
@@ -272,17 +276,31 @@ void PtxInput::choose() {
 }
 
 void PtxInput::read(std::vector<CellPoint>& points) {
-    m_reader->read(points, kBatch);
+    points.clear();
+    while (points.empty()) {
+        Piece* const piece = m_pieces.next();
+        if (!piece) break;
+        points.swap(piece->points);
+        m_done = piece->lines.end;
+        m_foreignIntensity |= piece->foreignIntensity;
+    }
     // The size of the file did not show it.
-    if (points.empty() && m_options.scan.empty() && m_reader->isNextScan()) choose();
-    for (const CellPoint& p : points)
-        m_foreignIntensity |= p.intensity < 0 || p.intensity > BriskoCodec::i_range;
+    if (points.empty() && m_reader->isNextScan() && m_options.scan.empty()) choose();
+}
+
+void PtxInput::decode(Piece& piece) const {
+    decodePtx(m_info.path, m_reader->cellsAre(), piece, piece.points);
+    piece.foreignIntensity = std::any_of(
+        piece.points.begin(), piece.points.end(),
+        [](const CellPoint& p) { return p.intensity < 0 || p.intensity > BriskoCodec::i_range; });
 }
 
 void PtxInput::rewind() {
+    m_pieces.rewind();
     m_reader = std::make_unique<PtxReader>(m_info.path, m_options.intensities);
     for (std::size_t scan = 0; scan < m_scan; ++scan)
         m_reader->nextScan();
+    m_done = m_reader->bytesRead();
 }
 
 std::string PtxInput::remark() const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/ordered_work.h"
 #include "layouts/alignment_matrix.h"
 #include "scan/formats/ptx/line_fields.h"
 #include "scan/formats/ptx/line_reader.h"
@@ -14,6 +15,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace brisko::scan {
@@ -55,6 +57,29 @@ private:
     bool m_isCell;
 };
 
+/// What the lines of the cells of a scan hold.
+struct PtxCells {
+    LineFields fields;
+    std::optional<IntensityRange> intensities;  // those that become 0 and 2200; none: 0 and 1
+    std::uint32_t rows = 0;
+
+    /// Takes the point of a line; its cell stays as it is. False: the line holds something else.
+    bool take(std::string_view line, CellPoint& point) const;
+    /// Whether a line says that its cell is empty: "nan nan nan", whatever the other fields hold.
+    bool isMissingReturn(std::string_view line) const;
+};
+
+/// The lines of some cells.
+struct PtxStretch {
+    LineStretch lines;
+    std::uint64_t firstCell = 0;  // counted from the first of the scan
+    std::uint64_t cells = 0;
+};
+
+/// Replaces the points by those of the cells. Throws PtxDamage.
+void decodePtx(const std::string& path, const PtxCells& cells, const PtxStretch& stretch,
+               std::vector<CellPoint>& points);
+
 /// Reads the scans of a PTX file, whatever its size, with the memory of one block.
 /// Everything that does not fit the layout is a PtxDamage, a ScanError(Damaged) that names the line.
 class PtxReader {
@@ -64,7 +89,8 @@ public:
     explicit PtxReader(const std::string& path, std::optional<IntensityRange> intensities = {});
 
     const PtxHeader& header() const { return m_header; }
-    bool hasColour() const { return m_fields.hasColour(); }
+    bool hasColour() const { return m_cells.fields.hasColour(); }
+    const PtxCells& cellsAre() const { return m_cells; }
 
     /// Replaces the points by the next ones of the scan, at most `capacity`, column by column with rising
     /// rows; empty cells are passed over. Scanner's frame; intensity 0 to 2200, 0 where the file has
@@ -72,6 +98,8 @@ public:
     /// the line of a cell is damaged, `points` holds those before it, and the next call goes on with the
     /// next cell.
     void read(std::vector<CellPoint>& points, std::size_t capacity);
+    /// Takes the next lines of the scan, to be decoded apart. False after the last cell.
+    bool take(PtxStretch& stretch);
     /// Cells of the scan passed so far, with and without a point.
     std::uint64_t cells() const { return std::uint64_t{m_column} * m_header.rows + m_row; }
 
@@ -92,8 +120,6 @@ private:
     void requireRoomForCells();
     void lookAtCells();
     bool readCell(CellPoint& point);
-    bool takeCell(std::string_view line, CellPoint& point) const;
-    bool isMissingReturn(std::string_view line) const;
     void passCell();
     std::uint64_t cellsOfScan() const { return std::uint64_t{m_header.columns} * m_header.rows; }
     std::string_view nextLine(const char* what);
@@ -103,10 +129,9 @@ private:
     [[noreturn]] void fail(const std::string& reason, bool isCell = false) const;
 
     LineReader m_lines;
-    std::optional<IntensityRange> m_intensities;
+    PtxCells m_cells;
     PtxHeader m_header;
     std::string m_countLines;  // "lines 1 and 2", where the header announces its grid
-    LineFields m_fields;
     bool m_mustHoldMore = false;
     std::uint32_t m_column = 0;  // of the next cell
     std::uint32_t m_row = 0;
@@ -119,19 +144,26 @@ public:
 
     void read(std::vector<CellPoint>& points) override;
     void rewind() final;
-    std::uint64_t stepsDone() const override { return m_reader->bytesRead(); }
+    std::uint64_t stepsDone() const override { return m_done; }
     std::uint64_t steps() const override { return m_end; }
     const char* stepUnit() const override { return "bytes"; }
     std::string remark() const override;
 
 private:
+    struct Piece : PtxStretch {
+        std::vector<CellPoint> points;
+        bool foreignIntensity = false;
+    };
+
     void choose();
+    void decode(Piece& piece) const;
 
     ReadOptions m_options;
     std::size_t m_scan = 0;
-    std::uint64_t m_end = 0;  // of the scan in the file
+    std::uint64_t m_done = 0, m_end = 0;  // bytes; the end is that of the scan in the file
     std::unique_ptr<PtxReader> m_reader;
     bool m_foreignIntensity = false;  // files of some programs hold other scales than 0 to 1
+    PiecesAhead<Piece> m_pieces;
 };
 
 /// What the headers of its scans say and their first lines with a point.
