@@ -190,7 +190,7 @@ public:
     }
 };
 
-/// Colours points that were read ahead, on four threads. Codec is BriskoCodec, BriskoGridCodec or the
+/// Colours points that were read ahead, on the threads of a job. Codec is BriskoCodec, BriskoGridCodec or the
 /// facade of a format.
 template <class Codec>
 class ActualColorCodec8 : public ColorWrapper<Codec>, public BatchSource {

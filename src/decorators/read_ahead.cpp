@@ -1,5 +1,7 @@
 #include "decorators/read_ahead.h"
 
+#include <brisko_codec/threads.h>
+
 #include "codec/batch_source.h"
 
 #include <boost/thread/thread.hpp>
@@ -10,11 +12,15 @@ namespace brisko {
 
 void ReadAhead::start(BriskoCodec& codec, const std::string& folder, PhotoOutlines outlines,
                       const GoesOn& goesOn) {
+    // Deliberate: each handle writes to the log that it is ready, and hosts know these four records.
+    constexpr std::size_t kFewestHandles = 4;
     stop();
-    m_handles[0] =
-        std::make_unique<RvxScanColorizer>(folder, RvxScanColorizer::kCapacity, outlines, goesOn);
-    for (std::size_t i = 1; i < kWorkers; ++i)
-        m_handles[i] = std::make_unique<RvxScanColorizer>(*m_handles[0], goesOn);
+    m_threads = jobThreads();
+    m_handles.push_back(
+        std::make_unique<RvxScanColorizer>(folder, RvxScanColorizer::kCapacity, outlines, goesOn));
+    while (m_handles.size() < std::max(kFewestHandles, m_threads))
+        m_handles.push_back(std::make_unique<RvxScanColorizer>(*m_handles.front(), goesOn));
+    m_workers.emplace(m_threads - 1);
     // Codecs of others are asked point by point, so that an interruption comes between two points.
     constexpr std::size_t kChunk = 1024;
     m_chunk = dynamic_cast<BatchSource*>(&codec) ? kChunk : 1;
@@ -24,9 +30,9 @@ void ReadAhead::start(BriskoCodec& codec, const std::string& folder, PhotoOutlin
 }
 
 void ReadAhead::stop() {
-    m_workers.stop();
-    for (auto& handle : m_handles)
-        handle.reset();
+    if (m_workers) m_workers->stop();
+    m_workers.reset();
+    m_handles.clear();
     m_reader.reset();
     for (PointBuffer& buffer : m_buffers)
         buffer.count = 0;
@@ -62,23 +68,24 @@ void ReadAhead::fill(PointBuffer& buffer) {
 
 /// Hands the coloured buffer to the host and the one just filled to the workers.
 void ReadAhead::exchange() {
-    m_workers.wait();
+    m_workers->wait();
     m_front = 1 - m_front;
     m_readable = front().count;
     if (back().count == 0) return;
-    m_workers.start(kWorkers, [this](std::size_t i) { colourShare(back(), i); });
+    m_nextRun = 0;
+    m_workers->start(m_threads, [this](std::size_t i) { colourRuns(back(), *m_handles[i]); });
 }
 
-/// A worker's points are runs of neighbours, and colours of different runs share no cache line. Points
-/// that cannot be coloured keep the colour that they came with.
-void ReadAhead::colourShare(PointBuffer& buffer, std::size_t worker) noexcept try {
-    constexpr std::size_t kRun = 256;
+/// Takes runs until all are taken. Colours of different runs share no cache line. Points that cannot be coloured
+/// keep the colour that they came with.
+void ReadAhead::colourRuns(PointBuffer& buffer, RvxScanColorizer& handle) noexcept try {
+    constexpr std::size_t kRun = 512;
     static_assert(3 * kRun % 64 == 0);
-    for (std::size_t begin = worker * kRun; begin < buffer.count; begin += kWorkers * kRun) {
-        if (m_workers.isStopping()) return;
-        m_handles[worker]->colourPoints(buffer.positions + 3 * begin,
-                                        std::min(kRun, buffer.count - begin),
-                                        buffer.colours + 3 * begin);
+    while (!m_workers->isStopping()) {
+        const std::size_t begin = kRun * m_nextRun++;
+        if (begin >= buffer.count) return;
+        handle.colourPoints(buffer.positions + 3 * begin, std::min(kRun, buffer.count - begin),
+                            buffer.colours + 3 * begin);
     }
 } catch (...) {
 }

@@ -6,11 +6,13 @@
 #include "rvx_scan_colorizer/rvx_scan_colorizer.h"
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace brisko {
 
@@ -36,20 +38,19 @@ public:
     }
 };
 
-/// Reads the points of a codec ahead and has four workers colour them, each with a handle of its own:
-/// while the host takes the points of one buffer, the other is coloured, and while that goes on the
-/// first one is filled again. Only the calling thread touches the codec.
+/// Reads the points of a codec ahead and has workers colour them, each with a handle of its own: while the
+/// host takes the points of one buffer, the other is coloured, and while that goes on the first one is
+/// filled again. Only the calling thread touches the codec; it colours, too, where it would have to wait.
 class ReadAhead {
 public:
-    static constexpr std::size_t kWorkers = 4;
-
     ReadAhead() = default;
     ~ReadAhead() { stop(); }
     ReadAhead(const ReadAhead&) = delete;
     ReadAhead& operator=(const ReadAhead&) = delete;
 
     /// Makes the handles for a scan's folder; the codec is read from the next call on. Throws what
-    /// RvxScanColorizer throws; the object is then as after stop.
+    /// RvxScanColorizer throws; the object is then as after stop. As many threads colour as a job has that the
+    /// calling thread begins.
     void start(BriskoCodec& codec, const std::string& folder, PhotoOutlines outlines,
                const GoesOn& goesOn);
 
@@ -76,10 +77,10 @@ private:
     bool refill();
     void fill(PointBuffer& buffer);
     void exchange();
-    void colourShare(PointBuffer& buffer, std::size_t worker) noexcept;
+    void colourRuns(PointBuffer& buffer, RvxScanColorizer& handle) noexcept;
 
     std::array<PointBuffer, 2> m_buffers;
-    std::array<std::unique_ptr<RvxScanColorizer>, kWorkers> m_handles;
+    std::vector<std::unique_ptr<RvxScanColorizer>> m_handles;  // one for each thread, or more
     std::optional<PointBatchReader> m_reader;
     std::size_t m_chunk = 1;  // points read at a time
     bool m_passStarted = false;
@@ -87,7 +88,9 @@ private:
     std::size_t m_front = 0;     // the buffer that the host takes points from
     std::size_t m_readable = 0;  // how many it holds for the host
     std::size_t m_position = 0;
-    WorkerPool m_workers{kWorkers};  // the last member: joined before the others go
+    std::size_t m_threads = 1;
+    std::atomic<std::size_t> m_nextRun = 0;  // of the buffer that is coloured
+    std::optional<WorkerPool> m_workers;     // the last member: joined before the others go
 };
 
 }  // namespace brisko

@@ -28,6 +28,22 @@ struct BoxTreeBox {
         }
         return inside;
     }
+    bool contains(const BoxTreeBox& other) const {
+        bool inside = true;
+        for (std::size_t i = 0; i < Dimensions; ++i) {
+            inside &= axes[i].minimum <= other.axes[i].minimum;
+            inside &= other.axes[i].maximum <= axes[i].maximum;
+        }
+        return inside;
+    }
+    bool touches(const BoxTreeBox& other) const {
+        bool touching = true;
+        for (std::size_t i = 0; i < Dimensions; ++i) {
+            touching &= axes[i].minimum <= other.axes[i].maximum;
+            touching &= other.axes[i].minimum <= axes[i].maximum;
+        }
+        return touching;
+    }
     void extend(const BoxTreeBox& other) {
         for (std::size_t i = 0; i < Dimensions; ++i) {
             axes[i].minimum = std::min(axes[i].minimum, other.axes[i].minimum);
@@ -98,11 +114,26 @@ public:
     /// point of a scan.
     template <class ItemFinder>
     void find(const Point& point, ItemFinder finder) const {
+        walk([&point](const Box& box) { return box.contains(point); }, finder);
+    }
+
+    /// The same for every entry whose box touches another one. No point of that one lies in any other entry.
+    template <class ItemFinder>
+    void findTouching(const Box& other, ItemFinder finder) const {
+        walk([&other](const Box& box) { return box.touches(other); }, finder);
+    }
+
+    const std::vector<Node>& nodes() const { return m_nodes; }
+    const std::vector<Entry>& entries() const { return m_entries; }
+
+private:
+    template <class IsWanted, class ItemFinder>
+    void walk(const IsWanted& isWanted, ItemFinder& finder) const {
         const Node* const nodes = m_nodes.data();
         const std::size_t count = m_nodes.size();
         for (std::size_t i = 0; i < count;) {
             const Node& node = nodes[i];
-            if (!node.box.contains(point)) {
+            if (!isWanted(node.box)) {
                 i = node.end;
                 continue;
             }
@@ -111,10 +142,6 @@ public:
         }
     }
 
-    const std::vector<Node>& nodes() const { return m_nodes; }
-    const std::vector<Entry>& entries() const { return m_entries; }
-
-private:
     static bool hasNaN(const Box& box) {
         return std::any_of(box.axes.begin(), box.axes.end(), [](const auto& axis) {
             return axis.minimum != axis.minimum || axis.maximum != axis.maximum;

@@ -28,66 +28,32 @@ Decoding& decoding() {
 
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
 
-/// Points of one scan line fall into a different row of a photo each, so with small pages nearly every
-/// point would wait for the page tables. Large photos ask for large pages, except for the last, partly
+/// Points of one scan line and the next fall into different parts of a photo, so with small pages many of
+/// them would wait for the page tables. Large photos ask for large pages, except for the last, partly
 /// filled one: over many photos these parts add up.
 void* allocate(std::size_t size) {
-    if (size < kHugePage) return std::malloc(size);
+    constexpr std::size_t kLine = 64;
+    const bool isLarge = size >= kHugePage;
     void* memory = nullptr;
-    if (posix_memalign(&memory, kHugePage, size) != 0) return nullptr;
-    madvise(memory, size / kHugePage * kHugePage, MADV_HUGEPAGE);
+    if (posix_memalign(&memory, isLarge ? kHugePage : kLine, size) != 0) return nullptr;
+    if (isLarge) madvise(memory, size / kHugePage * kHugePage, MADV_HUGEPAGE);
     return memory;
 }
 
-void copyPixel(std::uint8_t* out, const std::uint8_t* in) {
-    out[0] = in[0];
-    out[1] = in[1];
-    out[2] = in[2];
-}
-
-/// Column c becomes row (columns - 1 - c). In squares, so that both sides stay in the cache.
-DecodedImage quarterTurned(const DecodedImage& image) {
-    constexpr int kSquare = 32;
-    const int columns = image.columns(), rows = image.rows();
-    DecodedImage result(rows, columns);
-    for (int top = 0; top < rows; top += kSquare) {
-        const int bottom = std::min(top + kSquare, rows);
-        for (int column = 0; column < columns; ++column) {
-            std::uint8_t* out = result.row(columns - 1 - column) + std::ptrdiff_t{3} * top;
-            for (int row = top; row < bottom; ++row, out += 3) {
-                copyPixel(out, image.pixel(column, row));
-            }
-        }
-    }
-    return result;
-}
-
-void halfTurn(DecodedImage& image) {
-    std::uint8_t* front = image.row(0);
-    std::uint8_t* back = image.row(image.rows()) - 3;
-    for (; front < back; front += 3, back -= 3) {
-        std::swap_ranges(front, front + 3, back);
-    }
+std::size_t blocks(int length, int ofBlock) {
+    return (static_cast<std::size_t>(length) + static_cast<std::size_t>(ofBlock) - 1) /
+           static_cast<std::size_t>(ofBlock);
 }
 
 }  // namespace
 
-DecodedImage::DecodedImage(int columns, int rows) : m_columns(columns), m_rows(rows) {
-    m_pixels.reset(static_cast<std::uint8_t*>(allocate(offset(rows))));
+DecodedImage::DecodedImage(int columns, int rows)
+    : m_columns(columns),
+      m_rows(rows),
+      m_stripBytes(kPixelBytes * kBlockColumns * kBlockRows * blocks(columns, kBlockColumns)) {
+    const std::size_t size = m_stripBytes * blocks(rows, kBlockRows);
+    m_pixels.reset(static_cast<std::uint8_t*>(allocate(size)));
     if (!m_pixels) throw std::bad_alloc();
-}
-
-DecodedImage turned(DecodedImage image, Turn turn) {
-    switch (turn) {
-        case Turn::None:
-            return image;
-        case Turn::Quarter:
-            return quarterTurned(image);
-        case Turn::Half:
-            halfTurn(image);
-            return image;
-    }
-    return image;
 }
 
 std::uint64_t heldPhotoBytes() {

@@ -7,9 +7,14 @@
 
 namespace brisko {
 
-/// Pixels of a photo: rows from the top, 3 bytes a pixel in the order blue, green, red, no padding.
+/// Pixels of an upright photo, 3 bytes each in the order blue, green, red. A scan line goes up and down a
+/// photo, so its pixels lie below each other in memory, too: bands of a few columns follow each other from the
+/// left, blocks of a few rows each other down a band, and pixels each other down a column of a block. Blocks
+/// at the right and lower edge are filled up.
 class DecodedImage {
 public:
+    static constexpr int kBlockColumns = 4, kBlockRows = 16;  // 192 bytes: three lines of the cache
+
     /// Empty: no pixels.
     DecodedImage() = default;
     /// Pixels that nothing has set yet; both sizes are above 0. Throws std::bad_alloc.
@@ -18,36 +23,42 @@ public:
     bool empty() const { return !m_pixels; }
     int columns() const { return m_columns; }
     int rows() const { return m_rows; }
-    std::uint8_t* row(int row) { return m_pixels.get() + offset(row); }
     /// Whether the file is damaged, so that some of the pixels are not what the camera saw.
     bool isMended() const { return m_isMended; }
     void setMended(bool isMended) { m_isMended = isMended; }
+
+    /// The pixel below another one follows it, within a block.
     const std::uint8_t* pixel(int column, int row) const {
-        return m_pixels.get() + offset(row) + 3 * static_cast<std::size_t>(column);
+        return m_pixels.get() + offset(column, row);
     }
+    std::uint8_t* pixel(int column, int row) { return m_pixels.get() + offset(column, row); }
 
 private:
     struct Free {
         void operator()(std::uint8_t* pixels) const { std::free(pixels); }
     };
-    std::size_t offset(int row) const {
-        return 3 * static_cast<std::size_t>(row) * static_cast<std::size_t>(m_columns);
+    static constexpr std::size_t kPixelBytes = 3;
+
+    std::size_t offset(int column, int row) const {
+        const auto c = static_cast<unsigned>(column), r = static_cast<unsigned>(row);
+        const unsigned inBlock = c % kBlockColumns * kBlockRows + r % kBlockRows;
+        return r / kBlockRows * m_stripBytes +
+               kPixelBytes * (c / kBlockColumns * kBlockColumns * kBlockRows + inBlock);
     }
 
     std::unique_ptr<std::uint8_t[], Free> m_pixels;
     int m_columns = 0;
     int m_rows = 0;
+    std::size_t m_stripBytes = 0;
     bool m_isMended = false;
 };
 
-/// How a decoded photo is turned before it is used.
+/// How a photo is turned before it is used.
 enum class Turn {
     None,
     Quarter,  // counter-clockwise
     Half,
 };
-
-DecodedImage turned(DecodedImage image, Turn turn);
 
 /// Bytes of a decoded pixel.
 inline constexpr std::uint64_t kBytesPerPixel = 3;

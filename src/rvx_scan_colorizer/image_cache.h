@@ -53,6 +53,22 @@ public:
         return m_slots[static_cast<std::size_t>(slot)].image.get();
     }
 
+    /// The photo of a camera where it is there; null where it would have to be loaded. No use of it.
+    const DecodedImage* loaded(int camera) const {
+        const int slot = m_slotOf[static_cast<std::size_t>(camera)];
+        return slot < 0 ? nullptr : m_slots[static_cast<std::size_t>(slot)].image.get();
+    }
+    /// Whether all photos have a slot, so that it does not matter which one was used when.
+    bool keepsAll() const { return m_slots.size() == m_slotOf.size(); }
+    /// Many queries at once: the last of them that used a camera's photo, which is loaded, counted from 0; then
+    /// how many there were.
+    void useIn(std::size_t query, int camera) {
+        const int slot = m_slotOf[static_cast<std::size_t>(camera)];
+        m_slots[static_cast<std::size_t>(slot)].lastUse =
+            m_query + static_cast<std::int64_t>(query);
+    }
+    void endQueries(std::size_t count) { m_query += static_cast<std::int64_t>(count); }
+
     /// Ends a query that went through.
     void endQuery() {
         for (const int slot : m_used)

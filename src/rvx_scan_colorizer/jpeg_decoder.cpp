@@ -57,7 +57,7 @@ void prepare(Decoding& decoding, const GoesOn& goesOn) {
 }
 
 /// Nothing in here has a destructor, as it may be left by a jump.
-bool run(Decoding& decoding, std::span<const std::uint8_t> bytes, DecodedImage& image) {
+bool run(Decoding& decoding, std::span<const std::uint8_t> bytes, PhotoRows& photo) {
     if (setjmp(decoding.end) != 0) return false;
     jpeg_decompress_struct& info = decoding.info;
     jpeg_create_decompress(&info);
@@ -67,16 +67,18 @@ bool run(Decoding& decoding, std::span<const std::uint8_t> bytes, DecodedImage& 
     info.out_color_space = JCS_EXT_BGR;
     info.dct_method = JDCT_FASTEST;
     jpeg_start_decompress(&info);
-    const auto columns = static_cast<JDIMENSION>(image.columns()),
-               rows = static_cast<JDIMENSION>(image.rows());
+    const auto columns = static_cast<JDIMENSION>(photo.columns()),
+               rows = static_cast<JDIMENSION>(photo.rows());
     if (info.output_width != columns || info.output_height != rows) return false;
+    JSAMPROW places[PhotoRows::kRoom];
+    for (int i = 0; i < PhotoRows::kRoom; ++i)
+        places[i] = photo.row(i);
     while (info.output_scanline < rows) {
-        constexpr JDIMENSION kRows = 16;
-        JSAMPROW places[kRows];
-        const JDIMENSION count = std::min(kRows, rows - info.output_scanline);
-        for (JDIMENSION i = 0; i < count; ++i)
-            places[i] = image.row(static_cast<int>(info.output_scanline + i));
-        jpeg_read_scanlines(&info, places, count);
+        const JDIMENSION count =
+            std::min<JDIMENSION>(PhotoRows::kRoom, rows - info.output_scanline);
+        for (JDIMENSION i = 0; i < count;)
+            i += jpeg_read_scanlines(&info, places + i, count - i);
+        photo.take(static_cast<int>(count));
     }
     jpeg_finish_decompress(&info);
     return true;
@@ -84,11 +86,11 @@ bool run(Decoding& decoding, std::span<const std::uint8_t> bytes, DecodedImage& 
 
 }  // namespace
 
-JpegOutcome decodeJpeg(std::span<const std::uint8_t> bytes, DecodedImage& image,
+JpegOutcome decodeJpeg(std::span<const std::uint8_t> bytes, PhotoRows& photo,
                        const GoesOn& goesOn) {
     Decoding decoding;
     prepare(decoding, goesOn);
-    const bool isDone = run(decoding, bytes, image);
+    const bool isDone = run(decoding, bytes, photo);
     jpeg_destroy_decompress(&decoding.info);
     if (decoding.isStopped) throw WorkStopped();
     decoding.outcome.isWhole = isDone && !decoding.outcome.metDamage;

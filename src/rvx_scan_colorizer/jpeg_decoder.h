@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/worker_pool.h"
-#include "rvx_scan_colorizer/decoded_image.h"
+#include "rvx_scan_colorizer/photo_rows.h"
 
 #include <cstdint>
 #include <span>
@@ -14,9 +14,8 @@ struct JpegOutcome {
     bool metDamage = false;  // and went on; otherwise the file is of a kind that it does not know
 };
 
-/// Decodes a JPEG into an image of the size in its header.
+/// Decodes a JPEG into rows of the size in its header.
 /// Throws WorkStopped where goesOn(), asked in this thread every few rows, answers false or throws.
-JpegOutcome decodeJpeg(std::span<const std::uint8_t> bytes, DecodedImage& image,
-                       const GoesOn& goesOn);
+JpegOutcome decodeJpeg(std::span<const std::uint8_t> bytes, PhotoRows& photo, const GoesOn& goesOn);
 
 }  // namespace brisko

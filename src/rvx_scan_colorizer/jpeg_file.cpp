@@ -40,36 +40,39 @@ FallbackDecode loadModule(const std::string& folder) {
     return reinterpret_cast<FallbackDecode>(dlsym(module, kFallbackSymbol));
 }
 
+/// What the second decoder is asked for, and what it gave.
+struct Request {
+    Turn turn;
+    DecodedImage image;
+};
+
 void receive(void* context, const std::uint8_t* pixels, std::size_t rowStride, int width,
              int height) {
+    Request& request = *static_cast<Request*>(context);
     try {
-        DecodedImage image(width, height);
-        const std::size_t rowSize = 3 * static_cast<std::size_t>(width);
-        for (int row = 0; row < height; ++row) {
-            std::memcpy(image.row(row), pixels + static_cast<std::size_t>(row) * rowStride,
-                        rowSize);
-        }
-        *static_cast<DecodedImage*>(context) = std::move(image);
+        PhotoRows photo(width, height, request.turn);
+        photo.takeAll(pixels, rowStride);
+        request.image = photo.image();
     } catch (const std::bad_alloc&) {
         return;  // the image stays empty
     }
 }
 
-DecodedImage decodeWith(FallbackDecode decode, std::span<const std::uint8_t> bytes) {
-    DecodedImage image;
-    if (decode) decode(bytes.data(), bytes.size(), &receive, &image);
-    return image;
+DecodedImage decodeWith(FallbackDecode decode, std::span<const std::uint8_t> bytes, Turn turn) {
+    Request request{turn, {}};
+    if (decode) decode(bytes.data(), bytes.size(), &receive, &request);
+    return std::move(request.image);
 }
 
 }  // namespace
 
-DecodedImage decodeWithFallback(std::span<const std::uint8_t> bytes) {
+DecodedImage decodeWithFallback(std::span<const std::uint8_t> bytes, Turn turn) {
     static const FallbackDecode decode = loadModule(ownFolder());
-    return decodeWith(decode, bytes);
+    return decodeWith(decode, bytes, turn);
 }
 
 DecodedImage decodeWithFallback(std::span<const std::uint8_t> bytes, const std::string& folder) {
-    return decodeWith(loadModule(folder), bytes);
+    return decodeWith(loadModule(folder), bytes, Turn::None);
 }
 
 namespace {
@@ -139,15 +142,15 @@ public:
     }
 
     /// Empty when the decoder reports an error, be it about a single byte.
-    DecodedImage decode(const GoesOn& goesOn) {
+    DecodedImage decode(Turn turn, const GoesOn& goesOn) {
         const ImageSize size = this->size();
         if (countScans(m_bytes) > kMaxJpegScans) {
             raise(jpeg_text::kUnreadable, m_function, __LINE__);
         }
-        DecodedImage image(size.width, size.height);
-        const JpegOutcome outcome = decodeJpeg(m_bytes, image, goesOn);
+        PhotoRows photo(size.width, size.height, turn);
+        const JpegOutcome outcome = decodeJpeg(m_bytes, photo, goesOn);
         m_metDamage = outcome.metDamage;
-        return outcome.isWhole ? std::move(image) : DecodedImage();
+        return outcome.isWhole ? photo.image() : DecodedImage();
     }
 
     /// Whether the last decoding went on after damage. Photos of kinds that
@@ -192,19 +195,12 @@ auto withTexts(const char* function, Operation operation) {
 DecodedImage decode(const std::string& path, Turn turn, const GoesOn& goesOn) {
     JpegReader reader(path, jpeg_text::kDecodeFunction);
     const DecodingTurn its(decodingBytes(JpegReader::pixelsOf(reader.size())));
-    DecodedImage image = reader.decode(goesOn);
+    DecodedImage image = reader.decode(turn, goesOn);
     if (image.empty()) {
-        image = decodeWithFallback(reader.file());
+        image = decodeWithFallback(reader.file(), turn);
         if (image.empty()) throw std::exception();
         image.setMended(reader.metDamage());
     }
-    const bool isMended = image.isMended();
-    try {
-        image = turned(std::move(image), turn);
-    } catch (const std::bad_alloc&) {
-        raise(jpeg_text::kNotRotated, jpeg_text::kDecodeFunction, __LINE__);
-    }
-    image.setMended(isMended);
     return image;
 }
 

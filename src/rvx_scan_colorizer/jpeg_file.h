@@ -27,7 +27,6 @@ inline constexpr std::uint64_t kMostPixelsPerByte = 512;
 namespace jpeg_text {
 inline constexpr const char* kNoHandle = "Unable to create JPEG handle!";
 inline constexpr const char* kUnreadable = "Unable to read JPEG!";
-inline constexpr const char* kNotRotated = "Failed to rotate image";
 
 // Where the errors say that they come from. These are names by which logs are searched, not the
 // places of today's code.
@@ -55,7 +54,7 @@ DecodedImage readImage(const std::string& path, Turn turn, const GoesOn& goesOn 
 /// The second decoder for photos, loaded from the module beside this library when it is first needed
 /// and kept until the process ends.
 /// Returns: an empty image when the module is not there or cannot make anything of the bytes.
-DecodedImage decodeWithFallback(std::span<const std::uint8_t> bytes);
+DecodedImage decodeWithFallback(std::span<const std::uint8_t> bytes, Turn turn = Turn::None);
 
 /// The same with the module of a certain folder.
 DecodedImage decodeWithFallback(std::span<const std::uint8_t> bytes, const std::string& folder);

@@ -4,10 +4,11 @@
 #include "logging/log.h"
 #include "rvx_scan_colorizer/depth_maps.h"
 #include "rvx_scan_colorizer/image_cache.h"
+#include "rvx_scan_colorizer/nearby_cameras.h"
 #include "rvx_scan_colorizer/station.h"
 
 #include <algorithm>
-#include <iterator>
+#include <array>
 #include <memory>
 #include <vector>
 
@@ -21,8 +22,8 @@ constexpr const char* kLoaded = "setImage without error";
 constexpr const char* kFinished = "Finished RvxScanColorizerImpl::Initialize";
 }  // namespace log_text
 
-/// How many points are looked up before the first of them is blended.
-constexpr std::size_t kAhead = 16;
+/// How many points a run has at the most.
+constexpr std::size_t kRun = 64;
 
 ImageCache::Loader loaderOf(const Station& station) {
     return [&station](int place, const GoesOn& goesOn) -> SharedImage {
@@ -48,8 +49,8 @@ std::size_t slotsFor(const Station& station, std::size_t capacity) {
 
 }  // namespace
 
-/// The work of a handle. Points are looked up several ahead, and their pixels are requested from memory;
-/// when the points are blended a moment later, the pixels are in the cache.
+/// The work of a handle. Points are taken in runs of neighbours, camera by camera: first all their pixels are
+/// found and requested from memory, then all are blended.
 class RvxScanColorizerImpl {
 public:
     RvxScanColorizerImpl(std::shared_ptr<const Station> station, std::size_t colorCacheCapacity);
@@ -74,22 +75,40 @@ public:
     void hideOccluded(std::shared_ptr<const DepthMaps> maps) { m_depthMaps = std::move(maps); }
 
 private:
-    /// A pixel that shows a point, and its share where another shows the point too.
+    /// A pixel that shows a point, and its share where a photo before it shows the point too.
     struct Sample {
         const std::uint8_t* pixel;
         double weight;
     };
+    /// Points of one run, some or all.
+    struct Part {
+        std::size_t begin, end;
+    };
 
-    std::size_t look(const double* position, Sample* samples);
-    const std::vector<int>& candidates(const std::array<double, 3>& onSphere);
-    static void blend(const Sample* samples, std::size_t count, std::uint8_t* colour);
+    void takeRun(const double* positions, std::size_t count);
+    bool isHeld(std::size_t camera, std::size_t point) const;
+    bool takeLoaded();
+    bool load(std::size_t point);
+    void look(const Part& part);
+    std::size_t lookThrough(std::size_t nearby, const Part& part);
+    void blend(std::size_t point, std::uint8_t* colour) const;
 
     std::shared_ptr<const Station> m_station;
     std::shared_ptr<const DepthMaps> m_depthMaps;  // null: nothing hides a point
     std::size_t m_colorCacheCapacity;
     ImageCache m_cache;
-    std::vector<int> m_candidates;
-    std::vector<Sample> m_samples;
+
+    // The run.
+    const double* m_positions = nullptr;
+    std::size_t m_count = 0;
+    std::array<double, 3> m_onSphere[kRun]{};
+    std::uint8_t m_isCovered[kRun]{};  // by a photo that the photos before it do not show through
+    std::size_t m_sampleCounts[kRun]{};
+    NearbyCameras m_cameras;
+    std::vector<const DecodedImage*>
+        m_images;  // of the nearby cameras; null: shows none of the points
+    std::vector<Sample>
+        m_samples;  // the last photo's of all points, then those of the one before it
 };
 
 RvxScanColorizerImpl::RvxScanColorizerImpl(std::shared_ptr<const Station> station,
@@ -98,8 +117,9 @@ RvxScanColorizerImpl::RvxScanColorizerImpl(std::shared_ptr<const Station> statio
       m_colorCacheCapacity(colorCacheCapacity),
       m_cache(m_station->cameras.size(), slotsFor(*m_station, colorCacheCapacity),
               loaderOf(*m_station), stamperOf(*m_station)),
-      m_samples(kAhead * m_station->cameras.size()) {
-    m_candidates.reserve(m_station->cameras.size());
+      m_cameras(*m_station),
+      m_images(m_station->cameras.size()),
+      m_samples(kRun * m_station->cameras.size()) {
 }
 
 std::unique_ptr<RvxScanColorizerImpl> RvxScanColorizerImpl::Initialize(
@@ -125,46 +145,99 @@ void RvxScanColorizerImpl::loadFirst(bool isFirstHandle, const GoesOn& goesOn) {
     logRecord(vexo::kInformation, log_text::kFinished);
 }
 
-/// The cameras that may show a point, in their order.
-const std::vector<int>& RvxScanColorizerImpl::candidates(const std::array<double, 3>& onSphere) {
-    m_candidates.clear();
-    m_station->boxes.find(onSphere, vexo::GenericItemFinder(std::back_inserter(m_candidates)));
-    std::sort(m_candidates.begin(), m_candidates.end());
-    return m_candidates;
+/// The next points that have a direction and the same nearby cameras; none where the first one has no
+/// direction.
+void RvxScanColorizerImpl::takeRun(const double* positions, std::size_t count) {
+    const std::size_t most = std::min(count, kRun);
+    m_positions = positions;
+    for (m_count = 0; m_count < most; ++m_count) {
+        std::array<double, 3>& onSphere = m_onSphere[m_count];
+        if (!placeOnSphere(positions + 3 * m_count, onSphere)) return;
+        if (m_cameras.cover(onSphere)) continue;
+        if (m_count > 0) return;
+        m_cameras.moveTo(onSphere);
+    }
 }
 
-/// Finds the pixels that show a point, in the order in which they are blended. Returns how many.
-std::size_t RvxScanColorizerImpl::look(const double* position, Sample* samples) {
-    std::array<double, 3> onSphere{};
-    if (!placeOnSphere(position, onSphere)) return 0;
-    std::size_t count = 0;
-    for (const int place : candidates(onSphere)) {
-        const Camera& camera = m_station->cameras[static_cast<std::size_t>(place)];
-        const DecodedImage* const image = m_cache.use(place);
-        if (!image) {
-            m_cache.dropQuery();
-            return 0;
-        }
-        Pixel pixel;
-        const bool isSeen = !image->empty() &&
-                            camera.projection.project(position[0], position[1], position[2], pixel);
-        if (!isSeen) continue;
-        if (m_depthMaps && m_depthMaps->hides(place, position, pixel)) continue;
-        const double weight = count > 0 ? camera.blending.weightAt(pixel) : 1;
-        // A photo that covers those before it makes them needless.
-        if (weight >= 1) count = 0;
-        samples[count] = {camera.sample(*image, pixel), weight};
-        __builtin_prefetch(samples[count].pixel);
-        ++count;
+bool RvxScanColorizerImpl::isHeld(std::size_t nearby, std::size_t point) const {
+    const NearbyCameras::Nearby& its = m_cameras.nearby()[nearby];
+    return its.holdsAll || its.box.contains(m_onSphere[point]);
+}
+
+/// Uses the photos of all nearby cameras for the whole run. False: one of them is not loaded, and nothing
+/// was used.
+bool RvxScanColorizerImpl::takeLoaded() {
+    const auto& nearby = m_cameras.nearby();
+    for (std::size_t i = 0; i < nearby.size(); ++i) {
+        m_images[i] = m_cache.loaded(nearby[i].camera);
+        if (!m_images[i]) return false;
+    }
+    if (m_cache.keepsAll()) return true;
+    for (std::size_t i = 0; i < nearby.size(); ++i) {
+        std::size_t users = m_count;  // up to the last one
+        while (users > 0 && !isHeld(i, users - 1))
+            --users;
+        if (users > 0) m_cache.useIn(users - 1, nearby[i].camera);
+    }
+    m_cache.endQueries(m_count);
+    return true;
+}
+
+/// Uses the photos for one point, in their order, and loads those that are not there. False: one of them
+/// cannot be loaded.
+bool RvxScanColorizerImpl::load(std::size_t point) {
+    const auto& nearby = m_cameras.nearby();
+    for (std::size_t i = 0; i < nearby.size(); ++i) {
+        m_images[i] = nullptr;
+        if (!isHeld(i, point)) continue;
+        m_images[i] = m_cache.use(nearby[i].camera);
+        if (m_images[i]) continue;
+        m_cache.dropQuery();
+        return false;
     }
     m_cache.endQuery();
-    return count;
+    return true;
 }
 
-void RvxScanColorizerImpl::blend(const Sample* samples, std::size_t count, std::uint8_t* colour) {
+/// Finds the pixels that show points. The last photo comes first: where it covers those before it, they
+/// are not looked at.
+void RvxScanColorizerImpl::look(const Part& part) {
+    for (std::size_t point = part.begin; point < part.end; ++point) {
+        m_isCovered[point] = 0;
+        m_sampleCounts[point] = 0;
+    }
+    std::size_t left = part.end - part.begin;
+    for (std::size_t i = m_cameras.nearby().size(); i > 0 && left > 0; --i) {
+        if (m_images[i - 1] && !m_images[i - 1]->empty()) left -= lookThrough(i - 1, part);
+    }
+}
+
+/// Returns how many points the camera's photo covers.
+std::size_t RvxScanColorizerImpl::lookThrough(std::size_t nearby, const Part& part) {
+    const int place = m_cameras.nearby()[nearby].camera;
+    const Camera& camera = m_station->cameras[static_cast<std::size_t>(place)];
+    const DecodedImage& image = *m_images[nearby];
+    std::size_t covered = 0;
+    for (std::size_t point = part.begin; point < part.end; ++point) {
+        if (m_isCovered[point] || !isHeld(nearby, point)) continue;
+        const double* const position = m_positions + 3 * point;
+        Pixel pixel;
+        if (!camera.projection.project(position[0], position[1], position[2], pixel)) continue;
+        if (m_depthMaps && m_depthMaps->hides(place, position, pixel)) continue;
+        Sample& sample = m_samples[m_sampleCounts[point]++ * kRun + point];
+        sample = {camera.sample(image, pixel), camera.blending.weightAt(pixel)};
+        __builtin_prefetch(sample.pixel);
+        const bool covers = sample.weight >= 1;
+        m_isCovered[point] = covers;
+        covered += covers;
+    }
+    return covered;
+}
+
+void RvxScanColorizerImpl::blend(std::size_t point, std::uint8_t* colour) const {
     int red = 0, green = 0, blue = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-        const auto [pixel, weight] = samples[i];
+    for (std::size_t i = m_sampleCounts[point]; i > 0; --i) {
+        const auto [pixel, weight] = m_samples[(i - 1) * kRun + point];
         // Deliberate: a black pixel counts as none, so the next photo covers it whatever its share.
         if ((red | green | blue) == 0) {
             red = pixel[2];
@@ -186,24 +259,30 @@ void RvxScanColorizerImpl::blend(const Sample* samples, std::size_t count, std::
 
 void RvxScanColorizerImpl::colourPoints(const double* positions, std::size_t count,
                                         std::uint8_t* colours) {
-    const std::size_t most = m_station->cameras.size();  // samples of a point
-    std::size_t counts[kAhead];
-    for (std::size_t begin = 0; begin < count; begin += kAhead) {
-        const std::size_t end = std::min(begin + kAhead, count);
-        std::size_t blended = begin;
-        const auto blendUpTo = [&](std::size_t stop) {
-            for (; blended < stop; ++blended) {
-                const std::size_t i = blended - begin;
-                blend(m_samples.data() + i * most, counts[i], colours + 3 * blended);
+    std::size_t done = 0;
+    const auto give = [&](const Part& part) {
+        look(part);
+        for (std::size_t point = part.begin; point < part.end; ++point)
+            blend(point, colours + 3 * (done + point));
+    };
+    while (done < count) {
+        takeRun(positions + 3 * done, count - done);
+        if (m_count == 0) {
+            std::fill_n(colours + 3 * done, 3, std::uint8_t{0});
+            ++done;
+        } else if (takeLoaded()) {
+            give({0, m_count});
+        } else {
+            for (std::size_t point = 0; point < m_count; ++point) {
+                if (load(point)) {
+                    give({point, point + 1});
+                } else {
+                    std::fill_n(colours + 3 * (done + point), 3, std::uint8_t{0});
+                }
+                m_cache.pushedOut().clear();
             }
-            m_cache.pushedOut().clear();
-        };
-        for (std::size_t point = begin; point < end; ++point) {
-            const std::size_t i = point - begin;
-            counts[i] = look(positions + 3 * point, m_samples.data() + i * most);
-            if (!m_cache.pushedOut().empty()) blendUpTo(point + 1);
         }
-        blendUpTo(end);
+        done += m_count;
     }
 }
 

@@ -194,6 +194,7 @@ TEST(ReadAheadColorCodec, EveryPointComesOnceAndInOrder) {
     for (const std::size_t count : {std::size_t{0}, std::size_t{1}, kBuffer - 1, kBuffer,
                                     kBuffer + 1, 2 * kBuffer, 2 * kBuffer + 1, 3 * kBuffer + 7}) {
         const bool coloured = count == kBuffer + 1;
+        const JobThreadLimit threads(1 + (count + 1) % 4);
         auto* const made = makeCodec(count);
         const CodecPtr<BriskoGridCodec> codec(whole(Creator::CreateGridCodec(made, true)));
         ASSERT_TRUE(codec->Open(scanIn(coloured ? photos : none).c_str()));

@@ -73,6 +73,19 @@ TEST(BoxTree, FindsWhatALookAtEveryBoxFinds) {
         }
         std::sort(found.begin(), found.end());
         EXPECT_EQ(found, expected);
+
+        Tree::Box part = cube(0, 0);
+        for (std::size_t i = 0; i < 3; ++i)
+            part.axes[i] = {point[i] - 1, point[i] + 1};
+        std::vector<int> touching;
+        tree.findTouching(part, GenericItemFinder(std::back_inserter(touching)));
+        std::sort(touching.begin(), touching.end());
+        EXPECT_TRUE(std::includes(touching.begin(), touching.end(), found.begin(), found.end()));
+        for (const auto& [box, item] : entries) {
+            const bool isIn = std::binary_search(touching.begin(), touching.end(), item);
+            EXPECT_LE(box.contains(part), box.touches(part));
+            EXPECT_EQ(isIn, box.touches(part));
+        }
     }
 }
 

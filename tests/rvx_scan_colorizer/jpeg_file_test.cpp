@@ -129,12 +129,35 @@ Bytes fourInkJpeg() {
     return jpeg;
 }
 
+/// Sizes below, at and above those of the blocks of pixels, and some rows at a time.
+TEST_F(JpegFile, TurnedPhotosHaveTheSamePixels) {
+    for (const auto& [columns, rows] : {std::pair{1, 1}, {4, 16}, {5, 17}, {33, 64}, {70, 37}}) {
+        const std::string path = write(jpegBytes(columns, rows, [](int column, int row) {
+            return Rgb{static_cast<std::uint8_t>(3 * column), static_cast<std::uint8_t>(3 * row),
+                       7};
+        }));
+        const DecodedImage image = readImage(path, Turn::None), half = readImage(path, Turn::Half),
+                           quarter = readImage(path, Turn::Quarter);
+        ASSERT_EQ(std::pair(quarter.columns(), quarter.rows()), std::pair(rows, columns));
+        for (int column = 0; column < columns; ++column) {
+            for (int row = 0; row < rows; ++row) {
+                const Rgb colour = colourAt(image, column, row);
+                EXPECT_NEAR(colour[0], 3 * column, 24);
+                EXPECT_NEAR(colour[1], 3 * row, 24);
+                ASSERT_EQ(colourAt(half, columns - 1 - column, rows - 1 - row), colour);
+                ASSERT_EQ(colourAt(quarter, row, columns - 1 - column), colour);
+            }
+        }
+    }
+}
+
 TEST_F(JpegFile, WhatTurboJpegCannotDecodeIsLeftToTheOtherDecoder) {
     const Bytes inks = fourInkJpeg();
     const DecodedImage image = readImage(write(inks), Turn::None);
     ASSERT_EQ(image.columns(), 64) << "as it is stored";
     ASSERT_EQ(image.rows(), 48);
     expectNear(colourAt(image, 30, 30), {64, 64, 64});
+    EXPECT_EQ(readImage(write(inks), Turn::Quarter).columns(), 48);
     EXPECT_FALSE(image.isMended()) << "there is nothing wrong with it";
     EXPECT_TRUE(decodeWithFallback(inks, m_folder.path().string()).empty())
         << "the module is looked for in its folder alone";

@@ -7,8 +7,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <vector>
 
 namespace brisko {
 namespace {
@@ -30,6 +32,12 @@ public:
     }
     /// The colour of the point that a camera along +x shows at a pixel of the 1200 x 1600.
     Rgb atPixel(int column, int row) { return of(10, (600 - column) / 100.0, (800 - row) / 100.0); }
+
+    std::vector<std::uint8_t> ofAll(const std::vector<double>& positions) {
+        std::vector<std::uint8_t> colours(positions.size());
+        m_colorizer.colourPoints(positions.data(), positions.size() / 3, colours.data());
+        return colours;
+    }
 
 private:
     RvxScanColorizer m_colorizer;
@@ -117,6 +125,36 @@ TEST(ScanColorizer, FourCornersLeaveAHoleWhereAViewFacesAnAxis) {
     Colours corners(station, 60, PhotoOutlines::Corners);
     EXPECT_EQ(corners.atPixel(600, 800), kNone);
     EXPECT_EQ(corners.atPixel(30, 1550), grey(100));
+}
+
+TEST(ScanColorizer, NeighboursGetTheColoursThatEachGetsAloneHoweverFewPhotosAreKept) {
+    const ClassicStation station;
+    for (int i = 0; i < 12; ++i) {
+        const auto paint = [i](int column, int row) {
+            return Rgb{static_cast<std::uint8_t>(30 + 7 * i + column),
+                       static_cast<std::uint8_t>(30 + row), 90};
+        };
+        station.addPhoto("p" + std::to_string(10 + i), jpegBytes(120, 160, paint), -180 + 30 * i);
+    }
+    std::vector<double> positions;
+    // Lines up and down, with points that have no place.
+    for (int column = 0; column < 40; ++column) {
+        for (int row = 0; row < 300; ++row) {
+            const double azimuth = 0.157 * column, height = 0.04 * (row - 150);
+            const double far = row % 97 == 5 ? 0 : 4 + row % 3;
+            positions.insert(positions.end(),
+                             {far * std::cos(azimuth), far * std::sin(azimuth), far * height / 5});
+        }
+    }
+    Colours many(station), alone(station);
+    const std::vector<std::uint8_t> colours = many.ofAll(positions);
+    for (std::size_t i = 0; i < positions.size(); i += 3) {
+        const Rgb colour = alone.of(positions[i], positions[i + 1], positions[i + 2]);
+        ASSERT_TRUE(std::equal(colour.begin(), colour.end(), &colours[i])) << i / 3;
+    }
+    EXPECT_LT(std::count(colours.begin(), colours.end(), 0), 18000) << "most have a colour";
+    for (const std::size_t capacity : {1u, 3u})
+        EXPECT_EQ(Colours(station, capacity).ofAll(positions), colours) << capacity;
 }
 
 TEST(ScanColorizer, PhotosWithoutACameraColourNothing) {
