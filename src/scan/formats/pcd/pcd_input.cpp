@@ -97,11 +97,12 @@ void PcdInput::survey() {
     const bool colours = m_info.storesColour && !m_header.field(PcdRole::Packed) && red->size > 1;
     if (!colours && !m_hasCellFields) return;
     std::array<double, kPcdRoles> largest{};
-    PcdBlock block;
-    while (m_blocks->fetch(block)) {
-        m_blocks->decode(block);
+    PiecesAhead<PcdBlock> blocks(
+        jobThreads(), [this](PcdBlock& block) { return m_blocks->fetch(block); },
+        [this](PcdBlock& block) { m_blocks->decode(block); }, kPiecesAlone);
+    while (const PcdBlock* const block = blocks.next()) {
         for (std::size_t role = 0; role < kPcdRoles; ++role) {
-            for (const double value : block.columns[role])
+            for (const double value : block->columns[role])
                 largest[role] = std::max(largest[role], value);
         }
     }

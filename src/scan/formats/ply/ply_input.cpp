@@ -1,6 +1,9 @@
 #include "scan/formats/ply/ply_input.h"
 
+#include "scan/formats/point_pieces.h"
+
 #include <brisko_codec/codec.h>
+#include <brisko_codec/threads.h>
 #include <brisko_scan/text.h>
 
 #include <algorithm>
@@ -74,7 +77,10 @@ private:
 }  // namespace
 
 PlyInput::PlyInput(const std::string& path, const ReadOptions& options)
-    : m_intensities(options.intensities) {
+    : m_intensities(options.intensities),
+      m_pieces(
+          jobThreads(), [this](Piece& piece) { return m_vertices->fetch(piece); },
+          [this](Piece& piece) { decode(piece); }, kPiecesAlone) {
     m_info.path = path;
     m_info.format = formatOf(path);
     rewind();
@@ -85,8 +91,9 @@ PlyInput::PlyInput(const std::string& path, const ReadOptions& options)
 }
 
 void PlyInput::rewind() {
+    m_pieces.rewind();
     m_vertices.emplace(m_info.path);
-    m_notFinite = 0;
+    m_done = m_notFinite = 0;
 }
 
 /// Takes a pass over the vertices where only that shows what their cells or colours mean.
@@ -103,12 +110,15 @@ void PlyInput::survey() {
     if (!hasOtherColour) m_vertices->want({Role::Column, Role::Row});
     GridSurvey grid;
     double largest = 0;
-    while (const std::size_t size = m_vertices->read()) {
-        for (std::size_t i = 0; hasCells && i < size; ++i)
-            grid.add(m_vertices->values(Role::Column)[i], m_vertices->values(Role::Row)[i]);
-        for (std::size_t i = 0; hasOtherColour && i < size; ++i) {
+    PiecesAhead<ply::VertexBlock> blocks(
+        jobThreads(), [this](ply::VertexBlock& block) { return m_vertices->fetch(block); },
+        [this](ply::VertexBlock& block) { m_vertices->decode(block); }, kPiecesAlone);
+    while (const ply::VertexBlock* const block = blocks.next()) {
+        for (std::size_t i = 0; hasCells && i < block->count; ++i)
+            grid.add(block->of(Role::Column)[i], block->of(Role::Row)[i]);
+        for (std::size_t i = 0; hasOtherColour && i < block->count; ++i) {
             for (const Role role : {Role::Red, Role::Green, Role::Blue})
-                largest = std::max(largest, m_vertices->values(role)[i]);
+                largest = std::max(largest, block->of(role)[i]);
         }
     }
     if (hasOtherColour) m_colourScale = colourScale(largest);
@@ -117,42 +127,54 @@ void PlyInput::survey() {
     rewind();
 }
 
-CellPoint PlyInput::pointAt(std::size_t i) const {
-    const auto value = [&](Role role) { return m_vertices->values(role)[i]; };
-    CellPoint point;
-    point.x = value(Role::X);
-    point.y = value(Role::Y);
-    point.z = value(Role::Z);
-    if (m_hasIntensity) {
-        const double intensity = value(Role::Intensity);
-        point.intensity = toFloat(
-            m_intensities ? shareOf(intensity, *m_intensities) * BriskoCodec::i_range : intensity);
+void PlyInput::decode(Piece& piece) const {
+    m_vertices->decode(piece);
+    piece.points.resize(piece.count);
+    const double *const x = piece.of(Role::X), *const y = piece.of(Role::Y),
+                        *const z = piece.of(Role::Z), *const intensity = piece.of(Role::Intensity),
+                        *const red = piece.of(Role::Red), *const green = piece.of(Role::Green),
+                        *const blue = piece.of(Role::Blue), *const column = piece.of(Role::Column),
+                        *const row = piece.of(Role::Row);
+    const bool hasIntensity = m_hasIntensity, hasColour = m_info.storesColour,
+               hasGrid = m_info.hasGrid;
+    const std::optional<IntensityRange> range = m_intensities;
+    const double colourScale = m_colourScale;
+    const std::size_t count = piece.count;
+    CellPoint* out = piece.points.data();
+    for (std::size_t i = 0; i < count; ++i) {
+        CellPoint& point = *out;
+        point = {};
+        point.x = x[i];
+        point.y = y[i];
+        point.z = z[i];
+        if (hasIntensity) {
+            point.intensity = toFloat(range ? shareOf(intensity[i], *range) * BriskoCodec::i_range
+                                            : intensity[i]);
+        }
+        if (hasColour) {
+            point.red = toColour(red[i] * colourScale);
+            point.green = toColour(green[i] * colourScale);
+            point.blue = toColour(blue[i] * colourScale);
+        }
+        if (hasGrid) {
+            point.column = static_cast<std::uint32_t>(column[i]);
+            point.row = static_cast<std::uint32_t>(row[i]);
+        }
+        out += isFinite(point);
     }
-    if (m_info.storesColour) {
-        point.red = toColour(value(Role::Red) * m_colourScale);
-        point.green = toColour(value(Role::Green) * m_colourScale);
-        point.blue = toColour(value(Role::Blue) * m_colourScale);
-    }
-    if (m_info.hasGrid) {
-        point.column = static_cast<std::uint32_t>(value(Role::Column));
-        point.row = static_cast<std::uint32_t>(value(Role::Row));
-    }
-    return point;
+    const auto kept = static_cast<std::size_t>(out - piece.points.data());
+    piece.notFinite = count - kept;
+    piece.points.resize(kept);
 }
 
 void PlyInput::read(std::vector<CellPoint>& points) {
     points.clear();
     while (points.empty()) {
-        const std::size_t size = m_vertices->read();
-        if (size == 0) return;
-        points.resize(size);
-        std::size_t kept = 0;
-        for (std::size_t i = 0; i < size; ++i) {
-            points[kept] = pointAt(i);
-            kept += isFinite(points[kept]);
-        }
-        m_notFinite += size - kept;
-        points.resize(kept);
+        Piece* const piece = m_pieces.next();
+        if (!piece) return;
+        points.swap(piece->points);
+        m_done = piece->end;
+        m_notFinite += piece->notFinite;
     }
 }
 

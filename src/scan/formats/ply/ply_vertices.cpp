@@ -1,5 +1,6 @@
 #include "scan/formats/ply/ply_vertices.h"
 
+#include "scan/formats/point_pieces.h"
 #include "scan/formats/ptx/number_text.h"
 
 #include <brisko_scan/scan_error.h>
@@ -12,8 +13,6 @@
 
 namespace brisko::scan::ply {
 namespace {
-
-constexpr std::size_t kNoVertex = std::numeric_limits<std::size_t>::max();
 
 template <class Number, bool kSwapped>
 double load(const std::uint8_t* in) {
@@ -54,7 +53,7 @@ LoadAll loaderOf(Type type, bool isSwapped) {
 }  // namespace
 
 Vertices::Vertices(const std::string& path)
-    : m_path(path), m_stream(path), m_header(readHeader(m_stream, path)) {
+    : m_path(path), m_stream(path), m_file(path), m_header(readHeader(m_stream, path)) {
     const auto vertex =
         std::find_if(m_header.elements.begin(), m_header.elements.end(),
                      [](const Element& element) { return element.name == "vertex"; });
@@ -86,11 +85,7 @@ void Vertices::chooseFields() {
         Role role = property.countType ? Role::Other : roleOf(property.name);
         if (std::find(m_roles.begin(), m_roles.end(), role) != m_roles.end()) role = Role::Other;
         m_roles.push_back(role);
-        if (role != Role::Other) {
-            m_fields.push_back({role, property.type, offset});
-            m_values[static_cast<std::size_t>(role)].resize(
-                static_cast<std::size_t>(std::min<std::uint64_t>(kBatch, m_stream.size())));
-        }
+        if (role != Role::Other) m_fields.push_back({role, property.type, offset});
         offset += sizeOf(property.type);
     }
     for (const Role role : {Role::X, Role::Y, Role::Z}) {
@@ -134,7 +129,7 @@ void Vertices::passElement(const Element& element) {
         return;
     }
     for (std::uint64_t record = 0; record < element.count; ++record)
-        passRecord(element, kNoVertex);
+        passRecord(element, nullptr, 0);
 }
 
 double Vertices::takeBinary(Type type) {
@@ -145,8 +140,8 @@ double Vertices::takeBinary(Type type) {
     return value;
 }
 
-/// Goes over a record with lists; its numbers are kept where it is a vertex.
-void Vertices::passRecord(const Element& element, std::size_t vertex) {
+/// Goes over a record with lists; its numbers are kept where it is a vertex of a block.
+void Vertices::passRecord(const Element& element, VertexBlock* block, std::size_t vertex) {
     for (std::size_t i = 0; i < element.properties.size(); ++i) {
         const Property& property = element.properties[i];
         const double value = takeBinary(property.countType.value_or(property.type));
@@ -155,26 +150,79 @@ void Vertices::passRecord(const Element& element, std::size_t vertex) {
             const std::uint64_t most = m_stream.left() / size;
             if (value < 0 || value > static_cast<double>(most)) failAtEnd();
             m_stream.seek(m_stream.offset() + static_cast<std::uint64_t>(value) * size);
-        } else if (vertex != kNoVertex && m_roles[i] != Role::Other) {
-            m_values[static_cast<std::size_t>(m_roles[i])][vertex] = value;
+        } else if (block && m_roles[i] != Role::Other) {
+            block->values[static_cast<std::size_t>(m_roles[i])][vertex] = value;
         }
     }
 }
 
-void Vertices::readPlain(std::size_t count) {
-    const std::size_t size = m_element->leastSize();
-    const std::uint8_t* const records = m_stream.take(count * size);
-    if (!records) failAtEnd();
-    for (const Field& field : m_fields) {
-        loaderOf(field.type, isSwapped())(records + field.offset, size, count,
-                                          m_values[static_cast<std::size_t>(field.role)].data());
+void Vertices::makeRoom(VertexBlock& block) const {
+    for (const Role role : m_roles) {
+        if (role != Role::Other) block.values[static_cast<std::size_t>(role)].resize(block.count);
     }
 }
 
-bool Vertices::takeText(std::string_view line, std::size_t vertex) {
+bool Vertices::fetch(VertexBlock& block) {
+    constexpr std::size_t kMostBytes = 1 << 20;
+    const std::size_t record = std::max<std::size_t>(m_element->leastSize(), 1);
+    const std::uint64_t most = std::clamp<std::size_t>(kMostBytes / record, 1, kPiecePoints);
+    block.count = static_cast<std::size_t>(std::min(count() - m_done, most));
+    if (block.count == 0) return false;
+    if (m_lines) {
+        fetchText(block);
+    } else if (m_element->hasLists()) {
+        fetchLists(block);
+    } else {
+        fetchPlain(block);
+    }
+    block.end = m_done;
+    return true;
+}
+
+void Vertices::fetchPlain(VertexBlock& block) {
+    const std::size_t bytes = block.count * m_element->leastSize();
+    if (block.bytes.size() < bytes) block.bytes.resize(bytes);
+    if (!m_file.readAt(m_stream.offset(), block.bytes.data(), bytes)) failAtEnd();
+    m_stream.seek(m_stream.offset() + bytes);
+    m_done += block.count;
+}
+
+void Vertices::fetchLists(VertexBlock& block) {
+    makeRoom(block);
+    for (std::size_t vertex = 0; vertex < block.count; ++vertex, ++m_done)
+        passRecord(*m_element, &block, vertex);
+}
+
+/// Lines are as many as fit into a stretch.
+void Vertices::fetchText(VertexBlock& block) {
+    if (!m_lines->take(block.lines)) failAtEnd();
+    std::size_t end = 0;
+    block.count = static_cast<std::size_t>(countLines(block.lines.text(), count() - m_done, end));
+    if (end < block.lines.size) m_lines->giveBack(block.lines, end);
+    m_done += block.count;
+}
+
+void Vertices::decode(VertexBlock& block) const {
+    if (m_lines) {
+        decodeText(block);
+    } else if (!m_element->hasLists()) {
+        decodePlain(block);
+    }
+}
+
+void Vertices::decodePlain(VertexBlock& block) const {
+    makeRoom(block);
+    for (const Field& field : m_fields) {
+        loaderOf(field.type, isSwapped())(
+            block.bytes.data() + field.offset, m_element->leastSize(), block.count,
+            block.values[static_cast<std::size_t>(field.role)].data());
+    }
+}
+
+bool Vertices::takeText(std::string_view line, VertexBlock& block, std::size_t vertex) const {
     for (std::size_t i = 0; i < m_roles.size(); ++i) {
         double value = 0;
-        if (!takeNumber(line, value)) {
+        if (!takeNumberInside(line, value)) {
             const std::string_view word = takeWord(line);
             if (!isNan(word) && word.find("inf") == std::string_view::npos) return false;
             value = std::numeric_limits<double>::quiet_NaN();
@@ -186,39 +234,26 @@ bool Vertices::takeText(std::string_view line, std::size_t vertex) {
                 if (takeWord(line).empty()) return false;
             }
         } else if (m_roles[i] != Role::Other) {
-            m_values[static_cast<std::size_t>(m_roles[i])][vertex] = value;
+            block.values[static_cast<std::size_t>(m_roles[i])][vertex] = value;
         }
     }
     return isBlank(line);
 }
 
-void Vertices::readText(std::size_t vertex) {
-    std::string_view line;
-    do {
-        if (!m_lines->next(line)) failAtEnd();
-    } while (isComment(line));
-    if (takeText(line, vertex)) return;
-    fail("line " + std::to_string(m_lines->number()) + ": not the " +
-         std::to_string(m_roles.size()) + " properties of a vertex");
-}
-
-std::size_t Vertices::read() {
-    const std::size_t record = std::max<std::size_t>(m_element->leastSize(), 1);
-    const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(
-        {count() - m_done, kBatch, ByteStream::kMost / record, m_values[0].size()}));
-    if (!m_lines && !m_element->hasLists()) {
-        if (size > 0) readPlain(size);
-        m_done += size;
-        return size;
-    }
-    for (std::size_t vertex = 0; vertex < size; ++vertex, ++m_done) {
-        if (m_lines) {
-            readText(vertex);
-        } else {
-            passRecord(*m_element, vertex);
+void Vertices::decodeText(VertexBlock& block) const {
+    makeRoom(block);
+    std::string_view text = block.lines.text();
+    std::size_t vertex = 0;
+    for (std::uint64_t number = block.lines.before + 1; !text.empty(); ++number) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        const std::string_view line = withoutCarriageReturn(text.substr(0, end));
+        text.remove_prefix(std::min(end + 1, text.size()));
+        if (isComment(line)) continue;
+        if (!takeText(line, block, vertex++)) {
+            fail("line " + std::to_string(number) + ": not the " + std::to_string(m_roles.size()) +
+                 " properties of a vertex");
         }
     }
-    return size;
 }
 
 }  // namespace brisko::scan::ply

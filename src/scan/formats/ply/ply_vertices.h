@@ -15,7 +15,19 @@
 
 namespace brisko::scan::ply {
 
-/// Reads the numbers of the vertices, a batch at a time, whatever the encoding and the other elements.
+/// Some vertices.
+struct VertexBlock {
+    std::uint64_t end = 0;  // vertices up to the last of them
+    std::size_t count = 0;
+    std::vector<std::uint8_t> bytes;  // of a binary file without lists
+    LineStretch lines;                // of a text file
+    /// NaN where the file has no number.
+    std::array<std::vector<double>, kRoles> values;
+
+    const double* of(Role role) const { return values[static_cast<std::size_t>(role)].data(); }
+};
+
+/// Reads the numbers of the vertices, a block at a time, whatever the encoding and the other elements.
 class Vertices {
 public:
     /// Opens the file and finds the first vertex. Throws ScanError(Damaged).
@@ -29,17 +41,13 @@ public:
     /// From now on, plain records are read for these numbers only.
     void want(std::initializer_list<Role> roles);
 
-    /// Reads the next vertices; how many, 0 at the end. Throws ScanError(Damaged).
-    std::size_t read();
-    std::uint64_t done() const { return m_done; }
-    /// Of the vertices that were just read. NaN where the file has no number.
-    const double* values(Role role) const {
-        return m_values[static_cast<std::size_t>(role)].data();
-    }
+    /// Takes the next vertices. False at the end. Throws ScanError(Damaged).
+    bool fetch(VertexBlock& block);
+    /// Brings their values to hand. May be called by several threads at once, for blocks of their own. Throws
+    /// ScanError(Damaged).
+    void decode(VertexBlock& block) const;
 
 private:
-    static constexpr std::size_t kBatch = 1 << 15;
-
     struct Field {
         Role role;
         Type type;
@@ -48,11 +56,15 @@ private:
 
     void chooseFields();
     void requireRoom() const;
+    void makeRoom(VertexBlock& block) const;
     void passElement(const Element& element);
-    void passRecord(const Element& element, std::size_t vertex);
-    void readPlain(std::size_t count);
-    void readText(std::size_t vertex);
-    bool takeText(std::string_view line, std::size_t vertex);
+    void passRecord(const Element& element, VertexBlock* block, std::size_t vertex);
+    void fetchPlain(VertexBlock& block);
+    void fetchLists(VertexBlock& block);
+    void fetchText(VertexBlock& block);
+    void decodePlain(VertexBlock& block) const;
+    void decodeText(VertexBlock& block) const;
+    bool takeText(std::string_view line, VertexBlock& block, std::size_t vertex) const;
     double takeBinary(Type type);
     bool isSwapped() const { return m_header.encoding == Encoding::Big; }
     [[noreturn]] void fail(const std::string& reason) const;
@@ -60,13 +72,13 @@ private:
 
     std::string m_path;
     ByteStream m_stream;
+    InputFile m_file;  // the same, for large pieces
     Header m_header;
     const Element* m_element = nullptr;
     std::optional<LineReader> m_lines;  // of a text file
     std::vector<Role> m_roles;          // of the element's properties
     std::vector<Field> m_fields;        // of a record without lists
-    std::array<std::vector<double>, kRoles> m_values;
-    std::uint64_t m_done = 0;
+    std::uint64_t m_done = 0;           // vertices fetched
 };
 
 }  // namespace brisko::scan::ply

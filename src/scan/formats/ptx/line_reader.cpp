@@ -167,4 +167,20 @@ bool LineReader::peek(std::string_view& line) {
     return true;
 }
 
+std::uint64_t countLines(std::string_view text, std::uint64_t most, std::size_t& end) {
+    const std::uint64_t lines =
+        countLineEnds(text) + (!text.empty() && text.back() != '\n' ? 1 : 0);
+    end = text.size();
+    const bool mayHoldComments = text.find('#') != text.npos || text.find('/') != text.npos;
+    if (lines <= most && !mayHoldComments) return lines;
+    std::uint64_t counted = 0;
+    for (std::size_t at = 0; at < text.size(); at = end) {
+        const std::size_t stop = text.find('\n', at);
+        end = stop == text.npos ? text.size() : stop + 1;
+        counted += !isComment(text.substr(at));
+        if (counted == most) break;
+    }
+    return counted;
+}
+
 }  // namespace brisko::scan

@@ -67,6 +67,9 @@ private:
 
 /// How many lines end in a text.
 std::uint64_t countLineEnds(std::string_view text);
+/// How many lines of a text are no comments, at most `most`.
+///   end  becomes where the last of them ends
+std::uint64_t countLines(std::string_view text, std::uint64_t most, std::size_t& end);
 
 /// A line without the half of its end that some systems write before the other.
 inline std::string_view withoutCarriageReturn(std::string_view line) {

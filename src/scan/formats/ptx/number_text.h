@@ -16,9 +16,10 @@ namespace brisko::scan {
 bool takeNumber(std::string_view& line, double& number);
 /// The same for a line that lies in a larger text: as many as kPlainSlack bytes after it may be looked at.
 inline bool takeNumberInside(std::string_view& line, double& number) {
+    if (line.empty()) return false;
     const char* in = line.data();
     const char* const end = in + line.size();
-    in += in < end && *in == ' ';
+    in += *in == ' ';
     double value = 0;
     const char* const stop = takePlain(in, value);
     if (!stop || stop > end || (stop < end && *stop != ' ')) return takeNumber(line, number);

@@ -18,24 +18,6 @@ namespace {
 /// The shortest line of a cell: "0 0 0" and its end.
 constexpr std::uint64_t kShortestCell = 6;  // bytes
 
-/// How many of the lines are those of cells, at most `most`.
-///   end  becomes where the last of them ends in the text
-std::uint64_t countCells(std::string_view text, std::uint64_t most, std::size_t& end) {
-    const std::uint64_t lines =
-        countLineEnds(text) + (!text.empty() && text.back() != '\n' ? 1 : 0);
-    end = text.size();
-    const bool mayHoldComments = text.find('#') != text.npos || text.find('/') != text.npos;
-    if (lines <= most && !mayHoldComments) return lines;
-    std::uint64_t cells = 0;
-    for (std::size_t at = 0; at < text.size(); at = end) {
-        const std::size_t stop = text.find('\n', at);
-        end = stop == text.npos ? text.size() : stop + 1;
-        cells += !isComment(text.substr(at));
-        if (cells == most) break;
-    }
-    return cells;
-}
-
 }  // namespace
 
 PtxDamage::PtxDamage(const std::string& path, std::uint64_t line, const std::string& reason,
@@ -192,7 +174,7 @@ bool PtxReader::take(PtxStretch& stretch) {
     if (left == 0) return false;
     if (!m_lines.take(stretch.lines)) failAtEnd("all cells were read");
     std::size_t end = 0;
-    stretch.cells = countCells(stretch.lines.text(), left, end);
+    stretch.cells = countLines(stretch.lines.text(), left, end);
     if (end < stretch.lines.size) m_lines.giveBack(stretch.lines, end);
     const std::uint64_t passed = stretch.firstCell + stretch.cells;
     m_column = static_cast<std::uint32_t>(passed / m_header.rows);
