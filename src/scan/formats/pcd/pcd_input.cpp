@@ -99,7 +99,7 @@ void PcdInput::survey() {
     std::array<double, kPcdRoles> largest{};
     PiecesAhead<PcdBlock> blocks(
         jobThreads(), [this](PcdBlock& block) { return m_blocks->fetch(block); },
-        [this](PcdBlock& block) { m_blocks->decode(block); }, kPiecesAlone);
+        [this](PcdBlock& block) { m_blocks->decode(block); }, kShortFilesAlone);
     while (const PcdBlock* const block = blocks.next()) {
         for (std::size_t role = 0; role < kPcdRoles; ++role) {
             for (const double value : block->columns[role])

@@ -80,7 +80,7 @@ PlyInput::PlyInput(const std::string& path, const ReadOptions& options)
     : m_intensities(options.intensities),
       m_pieces(
           jobThreads(), [this](Piece& piece) { return m_vertices->fetch(piece); },
-          [this](Piece& piece) { decode(piece); }, kPiecesAlone) {
+          [this](Piece& piece) { decode(piece); }, kShortFilesAlone) {
     m_info.path = path;
     m_info.format = formatOf(path);
     rewind();
@@ -112,7 +112,7 @@ void PlyInput::survey() {
     double largest = 0;
     PiecesAhead<ply::VertexBlock> blocks(
         jobThreads(), [this](ply::VertexBlock& block) { return m_vertices->fetch(block); },
-        [this](ply::VertexBlock& block) { m_vertices->decode(block); }, kPiecesAlone);
+        [this](ply::VertexBlock& block) { m_vertices->decode(block); }, kShortFilesAlone);
     while (const ply::VertexBlock* const block = blocks.next()) {
         for (std::size_t i = 0; hasCells && i < block->count; ++i)
             grid.add(block->of(Role::Column)[i], block->of(Role::Row)[i]);
