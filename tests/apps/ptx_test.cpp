@@ -257,35 +257,47 @@ TEST(PtxNumbers, IntensitiesHaveTheFewestDigitsThatGiveThemAgain) {
 }
 
 TEST(PtxNumbers, NumbersOfEveryLengthAreReadToTheLastBit) {
-    std::mt19937_64 random(2);
     char text[64];
-    for (int i = 0; i < 200000; ++i) {
-        const double number =
-            std::ldexp(static_cast<double>(random()), -static_cast<int>(random() % 80));
-        std::snprintf(text, sizeof text, "%s%.*f", i % 2 ? "-" : " ", i % 19, number);
+    for (const auto take : {&takeNumber, &takeNumberInside}) {
+        std::mt19937_64 random(2);
+        double read = 0;
+        const auto takeAll = [&](const char* number) {
+            std::snprintf(text, sizeof text, "%s", number);
+            std::string_view line = text;
+            return take(line, read) && line.empty();
+        };
+        for (int i = 0; i < 200000; ++i) {
+            const double number =
+                std::ldexp(static_cast<double>(random()), -static_cast<int>(random() % 80));
+            std::snprintf(text, sizeof text, "%s%.*f", i % 2 ? "-" : " ", i % 19, number);
+            std::string_view line = text;
+            ASSERT_TRUE(take(line, read) && line.empty()) << text;
+            ASSERT_EQ(read, std::stod(text)) << text;
+        }
+        for (const char* edge :
+             {"9007199254740992", "9007199254740993", "9007199254.740993", "0.9007199254740993",
+              "0.30000000000000004", "99999999999999999999", "18446744073709551616.5", "5.", ".5",
+              "-.5", "00000000000000000007", "0.00000000000000000001", "1.e2", "1E-3"}) {
+            EXPECT_TRUE(takeAll(edge)) << edge;
+            EXPECT_EQ(read, std::stod(edge)) << edge;
+        }
+        std::snprintf(text, sizeof text, "-0.000 1");
+        std::string_view zero = text;
+        EXPECT_TRUE(take(zero, read));
+        EXPECT_TRUE(read == 0 && std::signbit(read));
+        EXPECT_EQ(zero, " 1");
+        for (const char* bad :
+             {"", " ", "-", ".", "-.", "--1", "+-1", "1.2.3", "1-", "1,5", "0x10", "12345678/"}) {
+            EXPECT_FALSE(takeAll(bad)) << bad;
+        }
+    }
+    for (int colour = 0; colour < 2000; ++colour) {
+        std::snprintf(text, sizeof text, "%d 9", colour);
         std::string_view line = text;
-        double read = 0;
-        ASSERT_TRUE(takeNumber(line, read) && line.empty()) << text;
-        ASSERT_EQ(read, std::stod(text)) << text;
-    }
-    for (const char* edge :
-         {"9007199254740992", "9007199254740993", "9007199254.740993", "0.9007199254740993",
-          "0.30000000000000004", "99999999999999999999", "18446744073709551616.5", "5.", ".5",
-          "-.5", "00000000000000000007", "0.00000000000000000001", "1.e2", "1E-3"}) {
-        std::string_view line = edge;
-        double read = 0;
-        EXPECT_TRUE(takeNumber(line, read) && line.empty()) << edge;
-        EXPECT_EQ(read, std::stod(edge)) << edge;
-    }
-    std::string_view zero = "-0.000 1";
-    double read = 1;
-    EXPECT_TRUE(takeNumber(zero, read));
-    EXPECT_TRUE(read == 0 && std::signbit(read));
-    EXPECT_EQ(zero, " 1");
-    for (const char* bad : {"", " ", "-", ".", "-.", "--1", "+-1", "1.2.3", "1-", "1,5", "0x10"}) {
-        std::string_view line = bad;
-        EXPECT_FALSE(takeNumber(line, read)) << bad;
-        EXPECT_EQ(line, bad);
+        std::uint8_t usual = 0, plain = 0;
+        const char* const end = takePlainColour(text, plain);
+        EXPECT_EQ(takeColour(line, usual) ? line.data() : nullptr, end) << colour;
+        EXPECT_EQ(usual, plain) << colour;
     }
 }
 

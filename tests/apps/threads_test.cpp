@@ -3,12 +3,15 @@
 #include "apps/damaged_scan.h"
 #include "apps/made_scan.h"
 #include "apps/tool_run.h"
+#include "scan/jobs/shared_threads.h"
 #include "support/file_size_limit.h"
 
 #include <brisko_codec/threads.h>
 #include <brisko_scan/scan_error.h>
 
 #include <gtest/gtest.h>
+
+#include <array>
 
 namespace brisko::test {
 namespace {
@@ -94,6 +97,15 @@ TEST_F(Threads, NameTheFirstOfTwoDamagedPlaces) {
             EXPECT_EQ(messageOf(file("bad" + format)), message);
         }
     }
+}
+
+TEST_F(Threads, AreSharedByJobsSideBySide) {
+    setJobThreads(8);
+    for (const auto& [jobs, tasks, threads] :
+         {std::array<std::size_t, 3>{1, 10, 8}, {3, 10, 2}, {100, 4, 2}, {16, 16, 1}, {1, 0, 8}})
+        EXPECT_EQ(scan::threadsOfEach(jobs, tasks), threads) << jobs << ", " << tasks;
+    for (const char* const wrong : {"0", "-1", "1025", "many"})
+        EXPECT_EQ(run({"info", file("made.cl3"), "--threads", wrong}).code, 2) << wrong;
 }
 
 TEST_F(Threads, LeaveNothingOnAFullDisk) {
