@@ -21,10 +21,11 @@
 /// be in the scanner's frame. GetPointCount, GetBounds and GetGridSize are the wrapped codec's.
 ///
 /// Reading ahead: points are read 400,000 at a time, and other threads colour one batch while the host
-/// takes the one before it: as many as jobThreads (threads.h) gives at Open, the reading one included, which
-/// colours where it would have to wait. The colours are the same for any number. Such a reader takes 32 MB besides the photos, and makes one pass:
-/// ReadFirstPoint is the same as ReadNextPoint and does not go back; to start again, Open again. Call
-/// GetPointCount and GetBounds before the first point or after the last: they move the wrapped codec.
+/// takes the one before it: as many as jobThreads (threads.h) gives at Open, the reading one included,
+/// which colours where it would have to wait. The colours are the same for any number. Such a reader
+/// takes 32 MB besides the photos, and makes one pass: ReadFirstPoint is the same as ReadNextPoint and
+/// does not go back; to start again, Open again. Call GetPointCount and GetBounds before the first point
+/// or after the last: they move the wrapped codec.
 /// In a thread of Boost.Thread, reading is an interruption point; what was read stays.
 ///
 /// Memory: up to 60 decoded photos a reader, 3 bytes a pixel; fewer where 60 would pass 2 GiB, or a

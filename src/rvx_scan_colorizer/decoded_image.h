@@ -7,10 +7,10 @@
 
 namespace brisko {
 
-/// Pixels of an upright photo, 3 bytes each in the order blue, green, red. A scan line goes up and down a
-/// photo, so its pixels lie below each other in memory, too: bands of a few columns follow each other from the
-/// left, blocks of a few rows each other down a band, and pixels each other down a column of a block. Blocks
-/// at the right and lower edge are filled up.
+/// Pixels of an upright photo, 3 bytes each in the order blue, green, red. Scan lines go up and down a photo,
+/// so the pixels of small blocks lie together: blocks follow each other from the left, strip after strip from
+/// the top, and within a block pixels go down one column, then the next. Blocks at the right and lower edge
+/// are filled up.
 class DecodedImage {
 public:
     static constexpr int kBlockColumns = 4, kBlockRows = 16;  // 192 bytes: three lines of the cache
@@ -67,8 +67,8 @@ inline constexpr std::uint64_t kBytesPerPixel = 3;
 /// that is less, but not less than 256 MiB.
 std::uint64_t heldPhotoBytes();
 
-/// What a photo takes while it is decoded: its pixels, the same turned, and the coefficients of a
-/// progressive file.
+/// What a photo takes while it is decoded: its pixels, the same as rows where a decoder gives all of them at
+/// once, and the coefficients of a progressive file.
 constexpr std::uint64_t decodingBytes(std::uint64_t pixels) {
     return pixels * 4 * kBytesPerPixel;
 }

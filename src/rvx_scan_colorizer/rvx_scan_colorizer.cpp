@@ -23,7 +23,7 @@ constexpr const char* kFinished = "Finished RvxScanColorizerImpl::Initialize";
 }  // namespace log_text
 
 /// How many points a run has at the most.
-constexpr std::size_t kRun = 64;
+constexpr std::size_t kRun = Projection::kMostPoints;
 
 ImageCache::Loader loaderOf(const Station& station) {
     return [&station](int place, const GoesOn& goesOn) -> SharedImage {
@@ -102,6 +102,7 @@ private:
     const double* m_positions = nullptr;
     std::size_t m_count = 0;
     std::array<double, 3> m_onSphere[kRun]{};
+    double m_x[kRun]{}, m_y[kRun]{}, m_z[kRun]{};  // millimetres, scanner's frame
     std::uint8_t m_isCovered[kRun]{};  // by a photo that the photos before it do not show through
     std::size_t m_sampleCounts[kRun]{};
     NearbyCameras m_cameras;
@@ -151,8 +152,12 @@ void RvxScanColorizerImpl::takeRun(const double* positions, std::size_t count) {
     const std::size_t most = std::min(count, kRun);
     m_positions = positions;
     for (m_count = 0; m_count < most; ++m_count) {
+        const double* const position = positions + 3 * m_count;
         std::array<double, 3>& onSphere = m_onSphere[m_count];
-        if (!placeOnSphere(positions + 3 * m_count, onSphere)) return;
+        if (!placeOnSphere(position, onSphere)) return;
+        m_x[m_count] = 1000 * position[0];
+        m_y[m_count] = 1000 * position[1];
+        m_z[m_count] = 1000 * position[2];
         if (m_cameras.cover(onSphere)) continue;
         if (m_count > 0) return;
         m_cameras.moveTo(onSphere);
@@ -217,13 +222,15 @@ std::size_t RvxScanColorizerImpl::lookThrough(std::size_t nearby, const Part& pa
     const int place = m_cameras.nearby()[nearby].camera;
     const Camera& camera = m_station->cameras[static_cast<std::size_t>(place)];
     const DecodedImage& image = *m_images[nearby];
+    double columns[kRun], rows[kRun];
+    camera.projection.project(m_x + part.begin, m_y + part.begin, m_z + part.begin,
+                              part.end - part.begin, columns, rows);
     std::size_t covered = 0;
     for (std::size_t point = part.begin; point < part.end; ++point) {
-        if (m_isCovered[point] || !isHeld(nearby, point)) continue;
-        const double* const position = m_positions + 3 * point;
-        Pixel pixel;
-        if (!camera.projection.project(position[0], position[1], position[2], pixel)) continue;
-        if (m_depthMaps && m_depthMaps->hides(place, position, pixel)) continue;
+        const double column = columns[point - part.begin], row = rows[point - part.begin];
+        if (!(column >= 0) || m_isCovered[point] || !isHeld(nearby, point)) continue;
+        const Pixel pixel{static_cast<int>(column), static_cast<int>(row)};
+        if (m_depthMaps && m_depthMaps->hides(place, m_positions + 3 * point, pixel)) continue;
         Sample& sample = m_samples[m_sampleCounts[point]++ * kRun + point];
         sample = {camera.sample(image, pixel), camera.blending.weightAt(pixel)};
         __builtin_prefetch(sample.pixel);
