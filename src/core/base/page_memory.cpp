@@ -7,24 +7,25 @@
 namespace brisko {
 namespace {
 
-constexpr std::size_t kLargePage = std::size_t{2} << 20;
+constexpr std::size_t kPage = 4096, kLargePage = std::size_t{2} << 20;
 
-void unmap(std::uintptr_t first, std::uintptr_t end) {
-    if (first < end) munmap(reinterpret_cast<void*>(first), end - first);
+void unmap(std::byte* start, std::size_t size) {
+    if (size > 0) munmap(start, size);
 }
 
 }  // namespace
 
-PageMemory::PageMemory(std::size_t bytes) noexcept : m_size((bytes + 4095) / 4096 * 4096) {
+PageMemory::PageMemory(std::size_t bytes) noexcept : m_size((bytes + kPage - 1) / kPage * kPage) {
     constexpr int kAccess = PROT_READ | PROT_WRITE, kKind = MAP_PRIVATE | MAP_ANONYMOUS;
     void* const mapped = mmap(nullptr, m_size + kLargePage, kAccess, kKind, -1, 0);
     if (mapped == MAP_FAILED) return;
     // Large pages lie at multiples of their size.
-    const auto from = reinterpret_cast<std::uintptr_t>(mapped);
-    const std::uintptr_t start = (from + kLargePage - 1) / kLargePage * kLargePage;
-    unmap(from, start);
-    unmap(start + m_size, from + m_size + kLargePage);
-    m_start = reinterpret_cast<void*>(start);
+    auto* const from = static_cast<std::byte*>(mapped);
+    const std::size_t over = reinterpret_cast<std::uintptr_t>(mapped) % kLargePage;
+    const std::size_t before = over == 0 ? 0 : kLargePage - over;
+    unmap(from, before);
+    unmap(from + before + m_size, kLargePage - before);
+    m_start = from + before;
     if (m_size >= kLargePage) madvise(m_start, m_size, MADV_HUGEPAGE);
 }
 

@@ -28,7 +28,7 @@ e57::RecordChoice choiceOf(const OutputTarget& target) {
 
 /// What a scan's text has to say of some of its points.
 struct Tally {
-    std::array<double, 3> min, max;  // metres
+    std::array<double, 3> min{}, max{};  // metres
     ColumnBands order;
 
     Tally() {
