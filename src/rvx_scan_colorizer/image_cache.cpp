@@ -1,5 +1,7 @@
 #include "rvx_scan_colorizer/image_cache.h"
 
+#include <brisko_codec/threads.h>
+
 #include "base/file.h"
 #include "rvx_scan_colorizer/jpeg_file.h"
 
@@ -83,7 +85,7 @@ void ImageCache::loadFirst(std::size_t photos, const GoesOn& goesOn) {
         m_slots[i].camera = camera;
         m_slotOf[i] = camera;
     };
-    forEachIndexWhile(goesOn, std::min(photos, m_slotOf.size()), load);
+    forEachIndexWhile(goesOn, std::min(photos, m_slotOf.size()), load, jobThreads());
 }
 
 std::size_t ImageCache::oldestSlot() const {

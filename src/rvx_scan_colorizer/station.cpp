@@ -1,8 +1,11 @@
 #include "rvx_scan_colorizer/station.h"
 
+
 #include "base/worker_pool.h"
 #include "rvx_scan_colorizer/camera.h"
 #include "rvx_scan_colorizer/station_files.h"
+
+#include <brisko_codec/threads.h>
 
 #include <algorithm>
 #include <cmath>
@@ -78,9 +81,12 @@ Station readStation(const std::string& scanFolder, PhotoOutlines outlines, const
     const std::vector<CameraRecord> records = readRecords(files);
     Station station;
     station.cameras.resize(records.size());
-    forEachIndexWhile(goesOn, records.size(), [&](std::size_t i, const GoesOn&) {
-        station.cameras[i] = prepareCamera(records[i], files.kind, outlines);
-    });
+    forEachIndexWhile(
+        goesOn, records.size(),
+        [&](std::size_t i, const GoesOn&) {
+            station.cameras[i] = prepareCamera(records[i], files.kind, outlines);
+        },
+        jobThreads());
     station.boxes = buildTree(station.cameras);
     return station;
 }

@@ -86,9 +86,12 @@ class WorkStopped : public std::exception {};
 /// which does no jobs then, every 20 ms. Where it answers false, no further job starts, and jobs that ask
 /// isWanted() hear of it; throws WorkStopped after those that run have ended.
 template <class Job>
-void forEachIndexWhile(const GoesOn& goesOn, std::size_t count, const Job& job) {
-    if (!goesOn) return forEachIndex(count, [&](std::size_t i) { job(i, goesOn); });
-    WorkerPool pool(std::min(count, processorCount()));
+void forEachIndexWhile(const GoesOn& goesOn, std::size_t count, const Job& job,
+                       std::size_t threads = processorCount()) {
+    if (!goesOn)
+        return forEachIndex(
+            count, [&](std::size_t i) { job(i, goesOn); }, threads);
+    WorkerPool pool(std::min(count, std::max<std::size_t>(threads, 1)));
     const GoesOn isWanted = [&pool] { return !pool.isStopping(); };
     pool.start(count, [&](std::size_t i) { job(i, isWanted); });
     do {

@@ -3,6 +3,7 @@
 #include "base/worker_pool.h"
 #include "scan/pictures/colour_map.h"
 
+#include <brisko_codec/threads.h>
 #include <brisko_scan/progress.h>
 
 #include <algorithm>
@@ -189,9 +190,12 @@ void Picture::paint(const PixelFormat& format, const TakeRow& takeRow) const {
     for (std::uint32_t first = 0; first < m_view.height(); first += kRowsAtOnce) {
         requireGoingOn(m_options.progress);
         const std::uint32_t count = std::min(kRowsAtOnce, m_view.height() - first);
-        forEachIndex(count, [&](std::size_t i) {
-            paintRow(first + static_cast<std::uint32_t>(i), format, rows.data() + i * size);
-        });
+        forEachIndex(
+            count,
+            [&](std::size_t i) {
+                paintRow(first + static_cast<std::uint32_t>(i), format, rows.data() + i * size);
+            },
+            jobThreads());
         for (std::uint32_t i = 0; i < count; ++i)
             takeRow(rows.data() + i * size);
     }

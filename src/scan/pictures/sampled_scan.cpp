@@ -1,5 +1,7 @@
 #include "scan/pictures/sampled_scan.h"
 
+#include <brisko_codec/threads.h>
+
 #include "base/worker_pool.h"
 
 #include <algorithm>
@@ -73,19 +75,23 @@ void SampledScan::sampleUpTo(std::uint32_t end) {
 
 void SampledScan::sampleSurfaces(std::uint32_t first, std::uint32_t end) {
     const std::uint32_t firstStrip = first / kStrip, endStrip = (end + kStrip - 1) / kStrip;
-    forEachIndex(endStrip - firstStrip, [&](std::size_t index) {
-        const std::uint32_t strip = (firstStrip + static_cast<std::uint32_t>(index)) * kStrip;
-        const std::uint32_t begin = std::max(strip, first), stop = std::min(strip + kStrip, end);
-        std::vector<SurfaceCell> cells;
-        m_surface->shade(begin, stop, cells);
-        std::vector<PictureSample> column(m_samples.height());
-        const SurfaceCell* cell = cells.data();
-        for (std::uint32_t x = begin; x < stop; ++x) {
-            for (PictureSample& sample : column)
-                sample = sampleOf(*cell++);
-            m_samples.setColumn(x, column);
-        }
-    });
+    forEachIndex(
+        endStrip - firstStrip,
+        [&](std::size_t index) {
+            const std::uint32_t strip = (firstStrip + static_cast<std::uint32_t>(index)) * kStrip;
+            const std::uint32_t begin = std::max(strip, first),
+                                stop = std::min(strip + kStrip, end);
+            std::vector<SurfaceCell> cells;
+            m_surface->shade(begin, stop, cells);
+            std::vector<PictureSample> column(m_samples.height());
+            const SurfaceCell* cell = cells.data();
+            for (std::uint32_t x = begin; x < stop; ++x) {
+                for (PictureSample& sample : column)
+                    sample = sampleOf(*cell++);
+                m_samples.setColumn(x, column);
+            }
+        },
+        jobThreads());
 }
 
 PictureSample SampledScan::sampleOf(const SurfaceCell& cell) const {
