@@ -64,7 +64,8 @@ def job_environment(setting, job):
     if setting.warm_up:
         environment["BRISKO_BENCH_WARM_UP"] = "1"
     for name, value in job.environment:
-        environment[name] = os.path.join(setting.programs, value)
+        # What is loaded before the job lies beside it.
+        environment[name] = os.path.join(setting.programs, value) if name == "LD_PRELOAD" else value
     return environment
 
 

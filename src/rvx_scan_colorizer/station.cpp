@@ -1,6 +1,5 @@
 #include "rvx_scan_colorizer/station.h"
 
-
 #include "base/worker_pool.h"
 #include "rvx_scan_colorizer/camera.h"
 #include "rvx_scan_colorizer/station_files.h"
