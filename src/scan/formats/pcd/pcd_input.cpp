@@ -152,7 +152,7 @@ struct ColumnValues {
 private:
     const double* of(PcdRole role) const { return m_columns[static_cast<std::size_t>(role)]; }
 
-    const double* m_columns[kPcdRoles];
+    const double* m_columns[kPcdRoles] = {};
 };
 
 /// The same out of records as nearly all are: coordinates are Coordinate, an intensity a float, a colour packed.
@@ -178,8 +178,8 @@ struct RecordValues {
 private:
     const std::uint8_t* m_records;
     std::size_t m_size;
-    bool m_has[kPcdRoles];
-    std::size_t m_offsets[kPcdRoles];
+    bool m_has[kPcdRoles] = {};
+    std::size_t m_offsets[kPcdRoles] = {};
 };
 
 }  // namespace
