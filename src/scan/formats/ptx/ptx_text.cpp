@@ -102,6 +102,7 @@ void PtxText::putPoint(const CellPoint& point) {
 }
 
 void PtxText::putEmptyCells(std::uint64_t count) {
+    if (count == 0) return;
     const bool joinsGap = !m_gaps.empty() && m_gaps.back().at == m_size;
     if (joinsGap && m_gaps.back().withColour == m_withColour) {
         m_gaps.back().cells += count;
