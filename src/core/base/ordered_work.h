@@ -143,7 +143,7 @@ private:
 
 /// Reads a stream ahead in pieces.
 template <class Piece>
-class PiecesAhead : private TurnsAhead {
+class PiecesAhead final : private TurnsAhead {
 public:
     using Use = std::function<void(Piece&)>;
     using Fetch = std::function<bool(Piece&)>;
@@ -175,7 +175,7 @@ private:
 
 /// Writes a stream in pieces, whose work is done later.
 template <class Piece>
-class PiecesBehind : private TurnsBehind {
+class PiecesBehind final : private TurnsBehind {
 public:
     using Use = std::function<void(Piece&)>;
 
