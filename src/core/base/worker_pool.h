@@ -91,8 +91,11 @@ void forEachIndexWhile(const GoesOn& goesOn, std::size_t count, const Job& job,
     if (!goesOn)
         return forEachIndex(
             count, [&](std::size_t i) { job(i, goesOn); }, threads);
-    WorkerPool pool(std::min(count, std::max<std::size_t>(threads, 1)));
-    const GoesOn isWanted = [&pool] { return !pool.isStopping(); };
+    const WorkerPool* running = nullptr;
+    const GoesOn isWanted = [&running] { return !running->isStopping(); };
+    WorkerPool pool(
+        std::min(count, std::max<std::size_t>(threads, 1)));  // goes first: jobs ask until they end
+    running = &pool;
     pool.start(count, [&](std::size_t i) { job(i, isWanted); });
     do {
         if (!goesOn()) throw WorkStopped();
