@@ -57,10 +57,10 @@ bool ActualCLRCodec::findLines(std::uint32_t n, const std::function<void()>& bet
     stopPass();
     const std::vector<CLRSource> sources = findSources();
     if (sources.empty()) return false;
-    if (!isPlain(sources.front(), m_problem)) {
-        m_pieces = std::make_shared<const PieceTable>(findPieces(sources, n, m_problem, between));
-    }
-    return !readProblem();
+    if (isPlain(sources.front(), m_problem)) return !readProblem();
+    m_pieces = std::make_shared<const PieceTable>(findPieces(sources, n, m_problem, between));
+    // A pass without blocks looks for what is left over instead.
+    return !readProblem() && !m_pieces->blocks.empty();
 }
 
 bool ActualCLRCodec::Rewind() {
@@ -73,7 +73,8 @@ bool ActualCLRCodec::Rewind() {
     lines.end = std::min(lines.end, columns);
     lines.first = std::min(lines.first, lines.end);
     m_column = lines.first;
-    m_cells = openCLRCells(sources, lines, m_problem, m_pieces.get());
+    const bool areFound = m_pieces && !m_pieces->blocks.empty();
+    m_cells = openCLRCells(sources, lines, m_problem, areFound ? m_pieces.get() : nullptr);
     if (!m_cells) return false;
     m_columns = static_cast<std::int32_t>(header.GetAzimuthResolution());
     m_rows = static_cast<std::int32_t>(header.GetZenithResolution());

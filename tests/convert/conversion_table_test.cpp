@@ -354,9 +354,9 @@ TEST(Conversions, AreTheSameOnAnyNumberOfThreads) {
     const struct {
         std::uint32_t format, blocks;
         const char* damage;
-    } cases[] = {{1, 1, ""},     {3, 2, ""},    {2, 1, ""},       {2, 3, ""},
-                 {1, 1, "cut"},  {2, 1, "cut"}, {2, 1, "length"}, {2, 1, "content"},
-                 {3, 1, "more"}, {2, 2, "more"}};
+    } cases[] = {{1, 1, ""},     {3, 2, ""},     {2, 1, ""},       {2, 3, ""},
+                 {1, 1, "cut"},  {2, 1, "cut"},  {2, 1, "length"}, {2, 1, "content"},
+                 {3, 1, "more"}, {2, 2, "more"}, {2, 0, "more"}};
     for (const auto& c : cases) {
         SCOPED_TRACE(std::to_string(c.format) + " " + std::to_string(c.blocks) + c.damage);
         const TempFolder folder;

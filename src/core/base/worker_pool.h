@@ -93,8 +93,8 @@ void forEachIndexWhile(const GoesOn& goesOn, std::size_t count, const Job& job,
             count, [&](std::size_t i) { job(i, goesOn); }, threads);
     const WorkerPool* running = nullptr;
     const GoesOn isWanted = [&running] { return !running->isStopping(); };
-    WorkerPool pool(
-        std::min(count, std::max<std::size_t>(threads, 1)));  // goes first: jobs ask until they end
+    // Goes before what its jobs ask until they end.
+    WorkerPool pool(std::min(count, std::max<std::size_t>(threads, 1)));
     running = &pool;
     pool.start(count, [&](std::size_t i) { job(i, isWanted); });
     do {
