@@ -26,6 +26,9 @@ void writeCLR();
 
 void convertCLR(const std::string& file);
 void convertIndexed();
+/// On as many threads as the options say.
+void convertCLROnThreads(const std::string& file);
+void readIndexedOnThreads();
 void sortLines(const std::string& file);
 
 /// Some 400,000 points of the whole room.

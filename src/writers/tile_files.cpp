@@ -30,22 +30,36 @@ void TileFiles::create(const std::string& path, const CL3FileHeader& header, std
 
 void TileFiles::append(TileBand& band) {
     for (std::uint32_t rowTile = 0; rowTile < m_rowTiles && takesTiles(); ++rowTile)
-        writeTile(band, rowTile);
+        encodeTile(band, rowTile);
     band.finish();
     ++m_bandIndex;
 }
 
-void TileFiles::writeTile(TileBand& band, std::uint32_t rowTile) {
+void TileFiles::append(const PackedBand& band) {
+    for (std::uint32_t rowTile = 0; rowTile < m_rowTiles && takesTiles(); ++rowTile) {
+        const PackedTile* const tile = band.tile(rowTile);
+        const std::uint32_t points = tile ? tile->points() : 0;
+        if (points > 0) tile->encodeEntries(entries());
+        appendTile(rowTile, points > 0 ? tile->block() : m_block.get(), points);
+    }
+    ++m_bandIndex;
+}
+
+void TileFiles::encodeTile(TileBand& band, std::uint32_t rowTile) {
     Tile* const tile = band.tile(rowTile, m_failed);
     std::uint32_t points = 0;
     if (tile) {
-        std::uint32_t* const entries = m_entries.data() + ij_tile::kHeaderSize / kEntrySize;
-        points = tile->encode(m_block.get() + cl3_block::kHeaderSize, entries);
+        points = tile->encode(m_block.get() + cl3_block::kHeaderSize, entries());
         tile->clear();
         band.countWritten(points);
     }
+    appendTile(rowTile, m_block.get(), points);
+}
+
+/// Writes a tile whose records lie in the block, and whose entries are made where it has points.
+void TileFiles::appendTile(std::uint32_t rowTile, std::uint8_t* block, std::uint32_t points) {
     if (m_scan.isOpen()) {
-        const std::uint32_t written = appendBlock(points);
+        const std::uint32_t written = appendBlock(block, points);
         if (written < points) forgetEntriesAfter(written);
         points = written;
     }
@@ -60,19 +74,19 @@ void TileFiles::forgetEntriesAfter(std::uint32_t lastPoint) {
 }
 
 /// Returns how many of the points reached the disk; all of them unless the disk is full.
-std::uint32_t TileFiles::appendBlock(std::uint32_t points) {
+std::uint32_t TileFiles::appendBlock(std::uint8_t* block, std::uint32_t points) {
     const std::uint64_t start = m_scan.position();
     const std::uint64_t records = start + cl3_block::kHeaderSize;
-    storeU32(m_block.get() + cl3_block::kPointCount, points);
-    m_block[cl3_block::kFlag] = 0;
-    m_scan.append({m_block.get(), cl3_block::kHeaderSize + points * cl3_record::kSize1});
+    storeU32(block + cl3_block::kPointCount, points);
+    block[cl3_block::kFlag] = 0;
+    m_scan.append({block, cl3_block::kHeaderSize + points * cl3_record::kSize1});
     m_scan.flush();
     if (m_scan.onDisk() < records) return 0;
     ++m_blocksOnDisk;
     if (!m_scan.failed()) return points;
     const auto whole = static_cast<std::uint32_t>((m_scan.onDisk() - records) / cl3_record::kSize1);
-    storeU32(m_block.get() + cl3_block::kPointCount, whole);
-    m_scan.patch(start, {m_block.get(), cl3_block::kHeaderSize});
+    storeU32(block + cl3_block::kPointCount, whole);
+    m_scan.patch(start, {block, cl3_block::kHeaderSize});
     return whole;
 }
 

@@ -3,6 +3,7 @@
 #include <brisko_codec/file_header.h>
 
 #include "base/output_file.h"
+#include "writers/packed_band.h"
 #include "writers/tile_band.h"
 
 #include <cstdint>
@@ -31,12 +32,15 @@ public:
     }
     /// Writes the next 256 columns. The band is empty afterwards.
     void append(TileBand& band);
+    void append(const PackedBand& band);
     /// Completes the files. Where they hold less than they should, their headers count what is there.
     void close();
 
 private:
-    void writeTile(TileBand& band, std::uint32_t rowTile);
-    std::uint32_t appendBlock(std::uint32_t points);
+    void encodeTile(TileBand& band, std::uint32_t rowTile);
+    void appendTile(std::uint32_t rowTile, std::uint8_t* block, std::uint32_t points);
+    std::uint32_t appendBlock(std::uint8_t* block, std::uint32_t points);
+    std::uint32_t* entries() { return m_entries.data() + ij_tile::kHeaderSize / kEntrySize; }
     void forgetEntriesAfter(std::uint32_t lastPoint);
     void appendIndexTile(std::uint32_t rowTile, std::uint32_t points);
     void correctBlockCounts();

@@ -96,9 +96,10 @@ void TileGridWriter::finishBand() {
     ++m_bandIndex;
 }
 
-void TileGridWriter::append(TileBand& band, const PointsBox& box) {
-    m_box.add(box);
-    toFiles(band);
+void TileGridWriter::append(PackedBand& band) {
+    m_box.add(band.box());
+    m_files.append(band);
+    if (m_files.failed()) m_failed = true;
     ++m_bandIndex;
 }
 

@@ -6,6 +6,8 @@
 
 #include "base/ordered_work.h"
 #include "layouts/ij_index.h"
+#include "writers/packed_band.h"
+#include "writers/points_box.h"
 #include "writers/tile_band.h"
 #include "writers/tile_files.h"
 
@@ -15,31 +17,6 @@
 #include <string>
 
 namespace brisko {
-
-/// The box around points that come one after another. A NaN replaces both ends of its axis, and goes again
-/// when the next number comes: deliberate, as files on disk were made that way.
-class PointsBox {
-public:
-    void add(const double (&point)[3]) {
-        for (int axis = 0; axis < 3; ++axis) {
-            const double v = point[axis];
-            m_box.max[axis] = m_box.max[axis] >= v ? m_box.max[axis] : v;
-            m_box.min[axis] = v >= m_box.min[axis] ? m_box.min[axis] : v;
-        }
-    }
-    /// The points of another box, all finite, come after these.
-    void add(const PointsBox& later) {
-        for (int axis = 0; axis < 3; ++axis) {
-            const double max = later.m_box.max[axis], min = later.m_box.min[axis];
-            m_box.max[axis] = m_box.max[axis] >= max ? m_box.max[axis] : max;
-            m_box.min[axis] = min >= m_box.min[axis] ? m_box.min[axis] : min;
-        }
-    }
-    const AlignmentBox& box() const { return m_box; }
-
-private:
-    AlignmentBox m_box;
-};
 
 /// Writes scan.cl3 in tiles of 256 x 256 cells, scan.ij and scan.alg: points one after another, or whole bands of
 /// columns that others have filled.
@@ -56,9 +33,8 @@ public:
     bool isOpen() const { return m_open; }
     bool failed() const { return m_failed; }
     void write(const CL3Record& record, std::uint32_t column, std::uint32_t row);
-    /// The next band, in place of its points; not to be mixed with write(). Its cells are free afterwards.
-    ///   box  of its points, all finite
-    void append(TileBand& band, const PointsBox& box);
+    /// The next band, in place of its points; not to be mixed with write().
+    void append(PackedBand& band);
     void close(const double (&matrix)[16]);
     DroppedPoints dropped() const {
         DroppedPoints all = m_dropped;

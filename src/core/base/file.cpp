@@ -49,12 +49,16 @@ bool look(const char* path, struct stat& status, ReadErrors* errors = nullptr) {
 }
 
 /// Sets errno and answers false unless the descriptor is a regular file.
-bool isRegularFile(int descriptor) {
-    struct stat status {};
+bool isRegularFile(int descriptor, struct stat& status) {
     if (system_calls::fstat(descriptor, &status) != 0) return false;
     if (S_ISREG(status.st_mode)) return true;
     errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
     return false;
+}
+
+/// A new file is left as it is: a file system may bring one that was ever truncated to the disk when it is closed.
+bool makeEmpty(int descriptor, const struct stat& status) {
+    return status.st_size == 0 || system_calls::ftruncate(descriptor, 0) == 0;
 }
 
 FilePtr adopt(int descriptor, const char* mode) {
@@ -77,8 +81,9 @@ FilePtr openRegularFile(const char* path, const char* mode) {
     const int descriptor =
         system_calls::open(path, flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0666);
     if (descriptor < 0) return nullptr;
-    const bool usable = isRegularFile(descriptor) &&
-                        (mode[0] != 'w' || system_calls::ftruncate(descriptor, 0) == 0) &&
+    struct stat status {};
+    const bool usable = isRegularFile(descriptor, status) &&
+                        (mode[0] != 'w' || makeEmpty(descriptor, status)) &&
                         system_calls::setFlags(descriptor, flags & O_APPEND) == 0;
     if (!usable) {
         const ErrnoKeeper keeper;

@@ -98,12 +98,10 @@ std::shared_ptr<const brisko::CL3TileTable> findTiles(const std::string& input,
 }
 
 /// The same by bands, on several threads. False where the scan has to be gone through from front to back.
-bool transferByBand(const std::string& input, const std::string& index,
-                    const brisko::IJHeader& grid, IndexedOutput& output, ProcessProgress& steps) {
-    const std::size_t threads = bandThreads(grid.columns, grid.rows);
-    if (threads < 2) return false;
-    const auto tiles = findTiles(input, index, grid.tileSize);
-    if (!tiles) return false;
+bool transferByBand(const std::string& input,
+                    const std::shared_ptr<const brisko::CL3TileTable>& tiles,
+                    const brisko::IJHeader& grid, std::size_t threads, IndexedOutput& output,
+                    ProcessProgress& steps) {
     const auto openReader = [&input]() -> std::unique_ptr<brisko::ActualBriskoCodec> {
         auto reader = std::make_unique<ActualCL3Codec>();
         if (!reader->Open(input.c_str())) return nullptr;
@@ -207,12 +205,16 @@ std::uint16_t Indexing2(const std::string& input, const std::string& output,
         callback->MarkStarted();
     }
     ProcessProgress steps(callback, *records * kRecordBytes);
-    bool transferred =
-        followsBands(tileSize) &&
-        transferByBand(input, index, {.columns = columns, .rows = rows, .tileSize = tileSize}, out,
-                       steps);
+    bool transferred = false;
+    // Points of smaller tiles come in another order.
+    const std::size_t threads = tileSize == brisko::kTileSize ? bandThreads(columns, rows) : 1;
+    if (const auto tiles = threads > 1 ? findTiles(input, index, tileSize) : nullptr) {
+        const brisko::IJHeader grid{.columns = columns, .rows = rows};
+        transferred = transferByBand(input, tiles, grid, threads, out, steps);
+        if (!transferred && !out.Open(output, header, scan.alignment()))
+            return indexing_result::kBadOutput;
+    }
     if (!transferred) {
-        if (!out.Open(output, header, scan.alignment())) return indexing_result::kBadOutput;
         transferred = followsBands(tileSize) ? transferStreaming(scan, out, steps)
                                              : transferByColumn(input, scan, out, steps);
     }
