@@ -36,6 +36,7 @@ public:
     }
 
     void write(std::span<const CellPoint> points) override { m_pieces.write(points); }
+    void take(std::vector<CellPoint>& points) override { m_pieces.take(points); }
     void settle() override { m_pieces.finish(); }
     void nextScan(const OutputTarget& target) override {
         settle();

@@ -59,6 +59,14 @@ public:
             points = points.subspan(part);
         }
     }
+    /// The same for points that the caller needs no more: where they make a piece, they change their place
+    /// with it and are not copied.
+    void take(std::vector<CellPoint>& points) {
+        const bool isPiece = points.size() <= m_most && points.size() > m_most / 2;
+        if (m_isAlone || !isPiece || !open().own.empty()) return write(points);
+        open().own.swap(points);
+        give();
+    }
     /// The piece at hand, to put points into `own`.
     Piece& open() {
         if (!m_open) {

@@ -47,6 +47,8 @@ public:
 
     /// Throws ScanError(NotWritten) when they cannot be written.
     virtual void write(std::span<const CellPoint> points) = 0;
+    /// The same for points that the caller needs no more; what they are afterwards is open.
+    virtual void take(std::vector<CellPoint>& points) { write(points); }
     /// Waits until all points so far are counted. Throws ScanError(NotWritten).
     virtual void settle() {}
     /// The scan at hand is complete; what is written next is of another one, or of another station of a

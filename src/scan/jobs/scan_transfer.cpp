@@ -246,7 +246,8 @@ TransferCount ScanTransfer::run(ScanOutput& output) {
         if (ordered) {
             order.add(points);
         } else {
-            write(points);
+            m_window.renumber(points);
+            output.take(points);
         }
         progress.advanceTo(m_input->stepsDone());
     }

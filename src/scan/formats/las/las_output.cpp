@@ -92,6 +92,14 @@ public:
         m_hasOffset = m_points > 0;
     }
 
+    void take(std::vector<CellPoint>& points) override {
+        if (m_hasOffset) {
+            m_pieces.take(points);
+        } else {
+            write(points);
+        }
+    }
+
     void settle() override { m_pieces.finish(); }
 
     void finish() override {

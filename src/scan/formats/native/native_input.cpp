@@ -186,23 +186,44 @@ std::size_t NativeInput::readBatch(const PointArrays& arrays, std::size_t capaci
     return count;
 }
 
+bool NativeInput::readArrays(Batch& batch, std::size_t capacity) {
+    if (batch.positions.empty()) batch = Batch(capacity);
+    batch.count = readBatch(batch.arrays(), capacity);
+    return batch.count > 0;
+}
+
+/// By way of arrays that stay in the caches.
+bool NativeInput::readPoints(Batch& batch, std::size_t capacity) {
+    if (m_own.positions.empty()) m_own = Batch(kBatch);
+    batch.points.resize(capacity);
+    batch.count = 0;
+    while (batch.count + kBatch <= capacity) {
+        m_own.count = readBatch(m_own.arrays(), kBatch);
+        if (m_own.count == 0) break;
+        requireFinite(m_own.arrays(), m_own.count);
+        m_own.copyTo(batch.points.data() + batch.count);
+        batch.count += m_own.count;
+    }
+    if (batch.count < capacity) batch.points.resize(batch.count);
+    return batch.count > 0;
+}
+
 /// The next batch, or what is left of the one at hand; null at the end. While the caller works on a batch, another
 /// thread reads the next ones.
-///   asPoints  whether its CellPoints are wanted
+///   asPoints  CellPoints are wanted, not arrays
 const NativeInput::Batch* NativeInput::nextBatch(bool asPoints) {
     if (m_batch && m_taken < m_batch->count) return m_batch;
     if (!m_ahead) {
         // Large ones between threads, small ones that stay in the caches without.
-        const std::size_t capacity = m_threads > 1 ? 4 * kBatch : kBatch;
-        const auto fetch = [this, capacity](Batch& batch) {
-            if (batch.positions.empty()) batch = Batch(capacity);
-            batch.count = readBatch(batch.arrays(), capacity);
+        const std::size_t capacity = m_threads > 1 ? (asPoints ? 2 : 4) * kBatch : kBatch;
+        const auto fetch = [this, capacity, asPoints](Batch& batch) {
+            const bool hasMore =
+                asPoints ? readPoints(batch, capacity) : readArrays(batch, capacity);
             batch.stepsDone = m_read;
-            return batch.count > 0;
+            return hasMore;
         };
         const auto work = [this, asPoints](Batch& batch) {
-            requireFinite(batch.arrays(), batch.count);
-            if (asPoints) batch.makePoints();
+            if (!asPoints) requireFinite(batch.arrays(), batch.count);
         };
         m_ahead = std::make_unique<PiecesAhead<Batch>>(m_threads, fetch, work);
     }
@@ -241,10 +262,9 @@ std::size_t NativeInput::readStraight(const PointArrays& arrays, std::size_t cap
     return count;
 }
 
-void NativeInput::Batch::makePoints() {
-    points.resize(count);
+void NativeInput::Batch::copyTo(CellPoint* to) const {
     for (std::size_t i = 0; i < count; ++i) {
-        CellPoint& point = points[i];
+        CellPoint& point = to[i];
         point.x = positions[3 * i];
         point.y = positions[3 * i + 1];
         point.z = positions[3 * i + 2];
@@ -258,8 +278,7 @@ void NativeInput::Batch::makePoints() {
 }
 
 void NativeInput::read(std::vector<CellPoint>& points) {
-    points.clear();
-    if (!nextBatch(true)) return;
+    if (!nextBatch(true)) return points.clear();
     points.swap(m_batch->points);
     m_taken = m_batch->count;
 }

@@ -36,14 +36,14 @@ private:
     struct Batch {
         explicit Batch(std::size_t capacity = 0);
         PointArrays arrays();
-        void makePoints();
+        void copyTo(CellPoint* points) const;
 
         std::vector<double> positions;
         std::vector<float> intensities;
         std::vector<std::uint8_t> colours;
         std::vector<std::uint32_t> columns;
         std::vector<std::uint32_t> rows;
-        std::vector<CellPoint> points;  // the same, where they are wanted
+        std::vector<CellPoint> points;  // instead of the arrays, where they are wanted
         std::size_t count = 0;
         std::uint64_t stepsDone = 0;  // after it
     };
@@ -58,6 +58,8 @@ private:
     void requireWholePass() const;
     void requireFinite(const PointArrays& arrays, std::size_t count) const;
     std::uint64_t stepsAfter(const PointArrays& arrays, std::size_t count) const;
+    bool readArrays(Batch& batch, std::size_t capacity);
+    bool readPoints(Batch& batch, std::size_t capacity);
     const Batch* nextBatch(bool asPoints);
     std::size_t readStraight(const PointArrays& arrays, std::size_t capacity);
 
@@ -73,7 +75,7 @@ private:
     std::uint64_t m_done = 0;
     std::size_t m_threads = 1;
     std::uint64_t m_read = 0;                     // steps, in batches that may still wait
-    Batch m_own;                                  // where no other thread reads
+    Batch m_own;                                  // on the way to points or to a caller's arrays
     Batch* m_batch = nullptr;                     // that was read ahead
     std::size_t m_taken = 0;                      // points of it
     std::unique_ptr<PiecesAhead<Batch>> m_ahead;  // the last member: it stops before the others go
