@@ -47,10 +47,8 @@ private:
     void compareWithEntry();
     void endOutOfStep();
     bool takeFromBatch(CL3Record& record, Cell& cell);
-    std::size_t takePlainBatch(const PointArraysWriter& out, std::size_t first,
-                               std::size_t capacity);
-    std::size_t takeIndexedBatch(const PointArraysWriter& out, std::size_t first,
-                                 std::size_t capacity);
+    std::size_t takeRecords(const PointArraysWriter& out, std::size_t first, std::size_t capacity);
+    std::size_t takeRun(const PointArraysWriter& out, std::size_t first, std::size_t capacity);
 
     bool m_indexOptional = false;
     bool m_indexIgnored = false;
