@@ -2,7 +2,6 @@
 
 #include "base/file.h"
 
-#include <bit>
 #include <utility>
 
 namespace brisko {
@@ -37,9 +36,6 @@ bool IJEntryStream::start(std::FILE* file, FirstProblem& problem) {
         m_pass.noteProblem(ReadProblemKind::BadIndex, ij_header::kBlockCount);
     }
     m_at.tileSize = m_header.tileSize;
-    m_at.shift = std::has_single_bit(m_header.tileSize)
-                     ? static_cast<unsigned>(std::countr_zero(m_header.tileSize))
-                     : 0;
     m_batch.start(kEntrySize, sizeof(std::uint32_t));
     return true;
 }
@@ -80,6 +76,7 @@ bool IJEntryStream::nextBatch() {
     m_covered = std::exchange(words[entries], 1);
     m_at.begin = m_at.next = words;
     m_at.end = words + entries;
+    m_at.lineEnd = words;
     return true;
 }
 

@@ -3,6 +3,7 @@
 #include "codec/stale_batch.h"
 #include "layouts/ij_index.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -18,12 +19,14 @@ struct Cell {
 struct EntryCursor {
     const std::uint32_t* next = nullptr;
     const std::uint32_t* end = nullptr;
-    const std::uint32_t* begin = nullptr;  // of the batch
-    std::uint32_t firstEntry = 0;          // of the batch, in its tile
-    std::uint32_t firstColumn = 0;         // of the tile
+    const std::uint32_t* begin = nullptr;    // of the batch
+    const std::uint32_t* lineEnd = nullptr;  // of the last entry's column, as far as the batch goes
+    std::uint32_t column = 0;                // of the last entry
+    std::uint32_t rowBefore = 0;    // of the entry before the batch, were it in that column
+    std::uint32_t firstEntry = 0;   // of the batch, in its tile
+    std::uint32_t firstColumn = 0;  // of the tile
     std::uint32_t firstRow = 0;
     std::uint32_t tileSize = 0;
-    unsigned shift = 0;  // log2 of the tile size; 0 where that is no power of two above 1
     std::uint32_t entriesSeen = 0;  // in the tile
     std::uint32_t outOfOrder = 0;   // not 0: an entry was not the next number
 
@@ -34,19 +37,30 @@ struct EntryCursor {
         // The word after the batch is not 0, so that the loop needs no other end.
         while (*next == 0)
             ++next;
-        if (next == end) return false;
+        if (next >= lineEnd) [[unlikely]] {
+            if (next == end) return false;
+            enterLine();
+        }
         outOfOrder |= *next ^ ++entriesSeen;
         ++next;
         return true;
     }
     /// The cell moved to.
-    Cell cell() const {
-        const auto entry = firstEntry + static_cast<std::uint32_t>(next - begin) - 1;
-        const std::uint32_t column = shift != 0 ? entry >> shift : entry / tileSize;
-        return {firstColumn + column, firstRow + entry - column * tileSize};
-    }
+    Cell cell() const { return {column, rowBefore + static_cast<std::uint32_t>(next - begin)}; }
+
     /// Moves on by so many such cells and writes them down. Returns how many the batch had.
     std::size_t walk(std::size_t most, std::uint32_t* columns, std::uint32_t* rows);
+
+private:
+    /// So that an entry costs no division.
+    void enterLine() {
+        const auto place = static_cast<std::uint32_t>(next - begin);
+        const std::uint32_t entry = firstEntry + place;
+        const std::uint32_t columnInTile = entry / tileSize, row = entry - columnInTile * tileSize;
+        column = firstColumn + columnInTile;
+        rowBefore = firstRow + row - place - 1;
+        lineEnd = next + std::min<std::ptrdiff_t>(tileSize - row, end - next);
+    }
 };
 
 /// The present entries of a grid index one after another: tiles column by column of tiles, inside a
