@@ -146,9 +146,9 @@ bool ActualCL3Codec::ReadNextGridPoint(double& x, double& y, double& z, float& i
     return true;
 }
 
-/// Takes the records of the batch up to the first without a point. This goes fastest with everything that
-/// does not change in locals: the caller's arrays of bytes might overlap any member.
-/// Returns the place after the last point, whose cells are still to be written.
+/// Takes the records of the batch up to the first without a point, all but their cells. This goes fastest
+/// with everything that does not change in locals: the caller's arrays of bytes might overlap any member.
+/// Returns the place in the arrays after the last point.
 std::size_t ActualCL3Codec::takeRecords(const PointArraysWriter& out, std::size_t first,
                                         std::size_t capacity) {
     const std::uint8_t* in = m_records.next();
@@ -172,8 +172,9 @@ std::size_t ActualCL3Codec::takeRecords(const PointArraysWriter& out, std::size_
     return i;
 }
 
-/// The same with cells. Those of a few points are found first and wait on the stack, so that nothing is
-/// written for a point whose cell the batch does not hold.
+/// The short way for arrays: takes some points while the batches at hand hold them and their cells. The cells
+/// are found first and wait on the stack, so that nothing is written for a point that is not taken.
+/// Returns the place in the arrays after the last point; the first one where the general way has to go on.
 std::size_t ActualCL3Codec::takeRun(const PointArraysWriter& out, std::size_t first,
                                     std::size_t capacity) {
     if (!m_walkingIndex) {
@@ -199,9 +200,10 @@ std::size_t ActualCL3Codec::readBatch(const PointArrays& arrays, std::size_t cap
     const PointArraysWriter out(arrays);
     std::size_t count = 0;
     while (count < capacity) {
-        const std::size_t taken = takeRun(out, count, capacity) - count;
-        count += taken;
-        if (taken > 0) continue;
+        if (const std::size_t end = takeRun(out, count, capacity); end > count) {
+            count = end;
+            continue;
+        }
         CL3Record record;
         std::uint8_t alpha = 0;
         Cell cell;
