@@ -151,7 +151,7 @@ TEST(SkipCodec, BatchesGiveThePointsOfSingleCalls) {
         {"raw", "raw.clr", Creator::CreateGridCodec(CLRGridCodec::Create(), 5.5), 1001, 1900},
     };
     // Then with scans that end early.
-    for (const std::uintmax_t cut : {0, 1000}) {
+    for (const std::uintmax_t cut : {0U, 1000U}) {
         for (const char* const name : {"scan.cl3", "raw.clr"})
             std::filesystem::resize_file(folder / name,
                                          std::filesystem::file_size(folder / name) - cut);
