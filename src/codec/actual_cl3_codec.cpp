@@ -129,7 +129,8 @@ bool ActualCL3Codec::ReadNextGridPoint(double& x, double& y, double& z, float& i
                                        std::uint8_t& alpha, unsigned& column, unsigned& row) {
     CL3Record record;
     Cell cell;
-    if (!takeFromBatch(record, cell)) [[unlikely]] {
+    const std::uint8_t* const in = takeFromBatch(record, cell);
+    if (!in) [[unlikely]] {
         return ActualBriskoCodec::ReadNextGridPoint(x, y, z, intensity, red, green, blue, alpha,
                                                     column, row);
     }
@@ -137,9 +138,7 @@ bool ActualCL3Codec::ReadNextGridPoint(double& x, double& y, double& z, float& i
     y = record.y;
     z = record.z;
     intensity = record.intensity;
-    red = record.red;
-    green = record.green;
-    blue = record.blue;
+    getColour(in, red, green, blue);
     alpha = 255;
     column = cell.column;
     row = cell.row;
