@@ -106,18 +106,28 @@ private:
     PointArrays m_arrays;
 };
 
-template <class Codec>
-void readBatches(benchmark::State& state, const std::string& name, bool withCells) {
-    const auto read = [withCells](BriskoCodec& codec, PointSum& sum) {
-        PointBatchReader reader(codec);
-        const Batch batch(withCells);
-        for (std::size_t count = reader.readFirst(batch.arrays(), Batch::kCapacity); count > 0;
-             count = reader.readNext(batch.arrays(), Batch::kCapacity)) {
-            sum = batch.addedTo(sum, count);
-        }
-    };
-    runJob<Codec, BriskoCodec, PointSum>(state, name, read);
+/// A pass of a codec in batches.
+template <bool withCells>
+void sumBatches(BriskoCodec& codec, PointSum& sum) {
+    PointBatchReader reader(codec);
+    const Batch batch(withCells);
+    for (std::size_t count = reader.readFirst(batch.arrays(), Batch::kCapacity); count > 0;
+         count = reader.readNext(batch.arrays(), Batch::kCapacity)) {
+        sum = batch.addedTo(sum, count);
+    }
 }
+
+template <class Codec, bool withCells>
+void readBatches(benchmark::State& state, const std::string& name) {
+    runJob<Codec, BriskoCodec, PointSum>(state, name, sumBatches<withCells>);
+}
+
+/// A reader of an indexed scan that skips half of its points.
+struct NearCodec {
+    static BriskoCodec* Create() {
+        return SkipCodecCreator::CreateGridCodec(CL3GridCodec::Create(), kNear);
+    }
+};
 
 struct Bounds {
     double min[3] = {1e300, 1e300, 1e300}, max[3] = {-1e300, -1e300, -1e300};
@@ -168,13 +178,14 @@ void getPointCount(benchmark::State& state) {
 
 void addJobs() {
     addJob("cl3-read", readPoints, "scan.cl3");
-    addJob("cl3-batch", readBatches<CL3Codec>, "scan.cl3", false);
+    addJob("cl3-batch", readBatches<CL3Codec, false>, "scan.cl3");
     addJob("grid-read", readGridPoints<CL3GridCodec>, "grid.cl3");
-    addJob("grid-batch", readBatches<CL3GridCodec>, "grid.cl3", true);
+    addJob("grid-batch", readBatches<CL3GridCodec, true>, "grid.cl3");
+    addJob("skip-batch", readBatches<NearCodec, true>, "grid.cl3");
     addJob("clr1-read", readGridPoints<CLRGridCodec>, "raw1.clr");
     addJob("clr5-read", readGridPoints<CLRGridCodec>, "raw5.clr");
     addJob("clrc-read", readGridPoints<CLRGridCodec>, "rawc.clr");
-    addJob("clr1-batch", readBatches<CLRGridCodec>, "raw1.clr", true);
+    addJob("clr1-batch", readBatches<CLRGridCodec, true>, "raw1.clr");
     addJob("full-pass", fullPass);
     addJob("get-bounds", getBounds);
     addJob("get-point-count", getPointCount);

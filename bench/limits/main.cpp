@@ -23,6 +23,7 @@ const Mode kModes[] = {
     {"cl3-inline", readCL3},
     {"cl3-virtual", readCL3Virtual},
     {"grid-inline", readIndexed},
+    {"near-inline", readIndexedNear},
     {"grid-virtual", readIndexedVirtual},
     {"clr1-inline", [] { readCLR("raw1.clr"); }},
     {"clr1-virtual", [] { readCLRVirtual("raw1.clr"); }},

@@ -15,6 +15,7 @@ void generatePtx();
 void readCL3();         // without any call a point
 void readCL3Virtual();  // one virtual call a point
 void readIndexed();
+void readIndexedNear();  // half of its points
 void readIndexedVirtual();
 void readCLR(const std::string& file);
 void readCLRVirtual(const std::string& file);

@@ -88,8 +88,12 @@ void readCL3Virtual() {
     });
 }
 
-void readIndexed() {
-    measure("grid-inline", pointsOfIndexed(), [](Watch& watch) {
+namespace {
+
+/// Every point of the indexed scan that is wanted.
+template <class Wanted>
+void sumIndexed(const char* name, const Wanted& isWanted) {
+    measure(name, pointsOfIndexed(), [&isWanted](Watch& watch) {
         watch.start();
         IndexedReader reader(inputPath("grid.cl3"), alignment());
         PointSum sum;
@@ -98,11 +102,24 @@ void readIndexed() {
         std::uint8_t r, g, b;
         unsigned column, row;
         while (reader.take(x, y, z, i, r, g, b, column, row)) {
+            if (!isWanted(x, y, z)) continue;
             sum.add(x, y, z, i, r, g, b);
             sum.addCell(column, row);
         }
         watch.stop();
         return sum.value();
+    });
+}
+
+}  // namespace
+
+void readIndexed() {
+    sumIndexed("grid-inline", [](double, double, double) { return true; });
+}
+
+void readIndexedNear() {
+    sumIndexed("near-inline", [](double x, double y, double z) {
+        return x * x + y * y + z * z <= bench::kNear * bench::kNear;
     });
 }
 

@@ -30,6 +30,9 @@ struct PointSum {
     }
 };
 
+/// Half of the points of the room are no farther from the scanner; metres.
+inline constexpr double kNear = 5.4;
+
 /// Bytes of the headers of scans and of their index.
 inline constexpr std::size_t kCL3Header = 115, kCLRHeader = 120, kIJHeader = 48;
 

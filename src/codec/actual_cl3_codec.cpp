@@ -129,7 +129,8 @@ bool ActualCL3Codec::ReadNextGridPoint(double& x, double& y, double& z, float& i
                                        std::uint8_t& alpha, unsigned& column, unsigned& row) {
     CL3Record record;
     Cell cell;
-    if (!takeFromBatch(record, cell)) [[unlikely]] {
+    const std::uint8_t* const in = takeFromBatch(record, cell);
+    if (!in) [[unlikely]] {
         return ActualBriskoCodec::ReadNextGridPoint(x, y, z, intensity, red, green, blue, alpha,
                                                     column, row);
     }
@@ -137,19 +138,18 @@ bool ActualCL3Codec::ReadNextGridPoint(double& x, double& y, double& z, float& i
     y = record.y;
     z = record.z;
     intensity = record.intensity;
-    red = record.red;
-    green = record.green;
-    blue = record.blue;
+    getColour(in, red, green, blue);
     alpha = 255;
     column = cell.column;
     row = cell.row;
     return true;
 }
 
-/// A plain scan goes fastest with everything that does not change in locals: the caller's arrays of
-/// bytes might overlap any member.
-std::size_t ActualCL3Codec::takePlainBatch(const PointArraysWriter& out, std::size_t first,
-                                           std::size_t capacity) {
+/// Takes the records of the batch up to the first without a point, all but their cells. This goes fastest
+/// with everything that does not change in locals: the caller's arrays of bytes might overlap any member.
+/// Returns the place in the arrays after the last point.
+std::size_t ActualCL3Codec::takeRecords(const PointArraysWriter& out, std::size_t first,
+                                        std::size_t capacity) {
     const std::uint8_t* in = m_records.next();
     const std::uint8_t* const end = m_records.end();
     const std::size_t recordSize = m_records.recordSize();
@@ -166,33 +166,43 @@ std::size_t ActualCL3Codec::takePlainBatch(const PointArraysWriter& out, std::si
         matrix.apply(record.x, record.y, record.z);
         arrays.put(i, record.x, record.y, record.z, record.intensity);
         arrays.putColour(i, record.red, record.green, record.blue);
-        arrays.putCell(i, 0, 0);
     }
     m_records.take(in);
     return i;
 }
 
-std::size_t ActualCL3Codec::takeIndexedBatch(const PointArraysWriter& out, std::size_t first,
-                                             std::size_t capacity) {
-    std::size_t i = first;
-    CL3Record record;
-    Cell cell;
-    while (i < capacity && takeFromBatch(record, cell)) {
-        out.put(i, record.x, record.y, record.z, record.intensity);
-        out.putColour(i, record.red, record.green, record.blue);
-        out.putCell(i, cell.column, cell.row);
-        ++i;
+/// The short way for arrays: takes some points while the batches at hand hold them and their cells. The cells
+/// are found first and wait on the stack, so that nothing is written for a point that is not taken.
+/// Returns the place in the arrays after the last point; the first one where the general way has to go on.
+std::size_t ActualCL3Codec::takeRun(const PointArraysWriter& out, std::size_t first,
+                                    std::size_t capacity) {
+    if (!m_walkingIndex) {
+        const std::size_t end = takeRecords(out, first, capacity);
+        out.putCells(first, end - first, nullptr, nullptr);
+        return end;
     }
-    return i;
+    constexpr std::size_t kMost = 256;
+    std::uint32_t columns[kMost], rows[kMost];
+    EntryCursor entries = m_entries.cursor();
+    const std::size_t cells = entries.walk(std::min(capacity - first, kMost), columns, rows);
+    const std::size_t end = takeRecords(out, first, first + cells);
+    if (end - first < cells) {
+        entries = m_entries.cursor();
+        entries.walk(end - first, columns, rows);
+    }
+    m_entries.take(entries);
+    out.putCells(first, end - first, columns, rows);
+    return end;
 }
 
 std::size_t ActualCL3Codec::readBatch(const PointArrays& arrays, std::size_t capacity) {
     const PointArraysWriter out(arrays);
     std::size_t count = 0;
     while (count < capacity) {
-        count = m_walkingIndex ? takeIndexedBatch(out, count, capacity)
-                               : takePlainBatch(out, count, capacity);
-        if (count == capacity) break;
+        if (const std::size_t end = takeRun(out, count, capacity); end > count) {
+            count = end;
+            continue;
+        }
         CL3Record record;
         std::uint8_t alpha = 0;
         Cell cell;

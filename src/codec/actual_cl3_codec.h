@@ -46,11 +46,11 @@ private:
     bool startRange(std::uint32_t blocks);
     void compareWithEntry();
     void endOutOfStep();
-    bool takeFromBatch(CL3Record& record, Cell& cell);
-    std::size_t takePlainBatch(const PointArraysWriter& out, std::size_t first,
-                               std::size_t capacity);
-    std::size_t takeIndexedBatch(const PointArraysWriter& out, std::size_t first,
-                                 std::size_t capacity);
+    const std::uint8_t* takeFromBatch(CL3Record& record, Cell& cell);
+    void getColour(const std::uint8_t* in, std::uint8_t& red, std::uint8_t& green,
+                   std::uint8_t& blue) const;
+    std::size_t takeRecords(const PointArraysWriter& out, std::size_t first, std::size_t capacity);
+    std::size_t takeRun(const PointArraysWriter& out, std::size_t first, std::size_t capacity);
 
     bool m_indexOptional = false;
     bool m_indexIgnored = false;
@@ -67,19 +67,28 @@ private:
 // point, and its cell is known without reading on. Otherwise nothing is taken and the general
 // protocol of ActualBriskoCodec has to go on. It stands here so that each caller compiles it into
 // its own loop.
-inline bool ActualCL3Codec::takeFromBatch(CL3Record& record, Cell& cell) {
+// Returns the record's bytes, whose colour is still to be taken; null where nothing is taken.
+inline const std::uint8_t* ActualCL3Codec::takeFromBatch(CL3Record& record, Cell& cell) {
     const std::uint8_t* const in = m_records.next();
-    if (in == m_records.end()) return false;
+    if (in == m_records.end()) return nullptr;
     decodeCL3Position(in, record);
-    if (!isMeasured(record)) return false;
+    if (!isMeasured(record)) return nullptr;
     if (m_walkingIndex) {
-        if (!m_entries.advanceInBatch()) return false;
+        if (!m_entries.advanceInBatch()) return nullptr;
         cell = m_entries.cell();
     }
-    if (m_hasColour) decodeCL3Colour(in, record);
     m_records.take(in + m_records.recordSize());
     applied().apply(record.x, record.y, record.z);
-    return true;
+    return in;
+}
+
+inline void ActualCL3Codec::getColour(const std::uint8_t* in, std::uint8_t& red,
+                                      std::uint8_t& green, std::uint8_t& blue) const {
+    CL3Record record;
+    if (m_hasColour) decodeCL3Colour(in, record);
+    red = record.red;
+    green = record.green;
+    blue = record.blue;
 }
 
 inline bool ActualCL3Codec::ReadNextPoint(double& x, double& y, double& z, float& intensity,
@@ -87,16 +96,15 @@ inline bool ActualCL3Codec::ReadNextPoint(double& x, double& y, double& z, float
                                           std::uint8_t& blue, std::uint8_t& alpha) {
     CL3Record record;
     Cell cell;
-    if (!takeFromBatch(record, cell)) [[unlikely]] {
+    const std::uint8_t* const in = takeFromBatch(record, cell);
+    if (!in) [[unlikely]] {
         return ActualBriskoCodec::ReadNextPoint(x, y, z, intensity, red, green, blue, alpha);
     }
     x = record.x;
     y = record.y;
     z = record.z;
     intensity = record.intensity;
-    red = record.red;
-    green = record.green;
-    blue = record.blue;
+    getColour(in, red, green, blue);
     alpha = 255;
     return true;
 }

@@ -2,6 +2,7 @@
 
 #include <brisko_codec/point_batch.h>
 
+#include <algorithm>
 #include <vector>
 
 namespace brisko {
@@ -41,8 +42,24 @@ public:
         if (m_arrays.columns) m_arrays.columns[i] = column;
         if (m_arrays.rows) m_arrays.rows[i] = row;
     }
+    /// Those of some points; null: all 0.
+    void putCells(std::size_t first, std::size_t count, const std::uint32_t* columns,
+                  const std::uint32_t* rows) const {
+        copy(columns, count, m_arrays.columns, first);
+        copy(rows, count, m_arrays.rows, first);
+    }
 
 private:
+    static void copy(const std::uint32_t* in, std::size_t count, std::uint32_t* out,
+                     std::size_t first) {
+        if (!out) return;
+        if (in) {
+            std::copy_n(in, count, out + first);
+        } else {
+            std::fill_n(out + first, count, 0U);
+        }
+    }
+
     const PointArrays m_arrays;
 };
 

@@ -121,7 +121,7 @@ const std::uint8_t* CL3CellReader::State::readRecords(std::uint64_t tile, std::u
 
 bool CL3CellReader::State::decode(const std::uint8_t* bytes, CellPoint& point) const {
     CL3Record record;
-    if (!decode(bytes, record)) return false;
+    if (!decode(bytes, m_recordSize, m_applied, record)) return false;
     point = toCellPoint(record);
     return true;
 }

@@ -40,7 +40,9 @@ private:
 
     CL3TileTable::Files files() const;
     CellState readPart(const Part& part, CellArraysWriter& out, std::uint64_t& points);
-    bool takePart(const Part& part, CellArraysWriter& out, std::uint64_t& points);
+    bool takePart(const Part& part, const CellArraysWriter& out, std::uint64_t& points);
+    std::uint64_t putPart(const Part& part, const std::uint8_t* record,
+                          const CellArraysWriter& out) const;
     std::optional<std::size_t> readEntries(const Part& part);
     std::uint64_t tileOf(std::uint32_t column, std::uint32_t row) const;
     std::optional<std::uint64_t> tileStart(std::uint64_t tile) const;
@@ -51,7 +53,8 @@ private:
                       std::vector<CellPoint>& points);
     const std::uint8_t* readRecords(std::uint64_t tile, std::uint32_t number, std::size_t count);
     bool holdsRecord(std::uint64_t tile, std::uint32_t number) const;
-    bool decode(const std::uint8_t* bytes, CL3Record& record) const;
+    static bool decode(const std::uint8_t* bytes, std::size_t recordSize,
+                       const AlignmentMatrix& applied, CL3Record& record);
     bool decode(const std::uint8_t* bytes, CellPoint& point) const;
 
     FilePtr m_scan;
@@ -72,11 +75,12 @@ private:
 };
 
 /// Returns false for a record without a point, which the other readers pass over too.
-inline bool CL3CellReader::State::decode(const std::uint8_t* bytes, CL3Record& record) const {
+inline bool CL3CellReader::State::decode(const std::uint8_t* bytes, std::size_t recordSize,
+                                         const AlignmentMatrix& applied, CL3Record& record) {
     decodeCL3Position(bytes, record);
     if (!isMeasured(record)) return false;
-    if (m_recordSize == cl3_record::kSize1) decodeCL3Colour(bytes, record);
-    m_applied.apply(record.x, record.y, record.z);
+    if (recordSize == cl3_record::kSize1) decodeCL3Colour(bytes, record);
+    applied.apply(record.x, record.y, record.z);
     return true;
 }
 

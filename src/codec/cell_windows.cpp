@@ -6,6 +6,14 @@
 
 namespace brisko {
 
+namespace {
+
+bool isPresent(std::uint32_t entry) {
+    return entry != 0;
+}
+
+}  // namespace
+
 /// Reads the cells of a column from a row on, all in one tile.
 CellState CL3CellReader::State::readRun(std::uint32_t column, std::uint32_t row, std::uint32_t rows,
                                         std::vector<CellPoint>& points) {
@@ -15,7 +23,6 @@ CellState CL3CellReader::State::readRun(std::uint32_t column, std::uint32_t row,
     m_entries.resize(rows);
     const std::size_t bytes = rows * kEntrySize;
     if (readAt(m_index.get(), *offset, m_entries.data(), bytes) < bytes) return CellState::Damaged;
-    const auto isPresent = [](std::uint32_t entry) { return entry != 0; };
     const auto present = std::count_if(m_entries.begin(), m_entries.end(), isPresent);
     if (present == 0) return CellState::Empty;
     if (!reachTile(tile)) return CellState::Damaged;
@@ -31,7 +38,7 @@ CellState CL3CellReader::State::readRun(std::uint32_t column, std::uint32_t row,
     if (!record) return CellState::Damaged;
     std::uint32_t expected = first;
     for (std::uint32_t i = 0; i < rows; ++i) {
-        if (m_entries[i] == 0) continue;
+        if (!isPresent(m_entries[i])) continue;
         if (m_entries[i] != expected++) return CellState::Damaged;
         CellPoint point;
         if (decode(record, point)) {
@@ -59,17 +66,50 @@ std::optional<std::size_t> CL3CellReader::State::readEntries(const Part& part) {
     return static_cast<std::size_t>(first);
 }
 
+/// Writes the cells of a part whose records follow each other. This goes fastest with everything in locals:
+/// the caller's arrays of bytes might overlap any member.
+/// Returns the number of points.
+std::uint64_t CL3CellReader::State::putPart(const Part& part, const std::uint8_t* record,
+                                            const CellArraysWriter& out) const {
+    CellArraysWriter cells = out;
+    const AlignmentMatrix applied = m_applied;
+    const std::size_t recordSize = m_recordSize;
+    const std::uint32_t rows = part.endRow - part.firstRow;
+    const std::uint32_t* entry = m_entries.data();
+    std::uint64_t points = 0;
+    for (std::uint32_t column = part.firstColumn; column < part.endColumn; ++column) {
+        cells.seek(column, part.firstRow);
+        for (const std::uint32_t* const end = entry + rows; entry != end; ++entry) {
+            CL3Record point;
+            if (isPresent(*entry) && decode(record, recordSize, applied, point)) {
+                cells.put(point);
+                ++points;
+            } else {
+                cells.putEmpty();
+            }
+            if (isPresent(*entry)) record += recordSize;
+        }
+        if (column + 1 == part.endColumn) break;
+        for (const std::uint32_t* const end = entry + (m_header.tileSize - rows); entry != end;
+             ++entry) {
+            if (isPresent(*entry)) record += recordSize;
+        }
+    }
+    return points;
+}
+
 /// Delivers a part with two reads. False, with its cells in any state, unless all of its entries follow
 /// each other and their records are there.
-bool CL3CellReader::State::takePart(const Part& part, CellArraysWriter& out,
+bool CL3CellReader::State::takePart(const Part& part, const CellArraysWriter& out,
                                     std::uint64_t& points) {
-    const std::uint32_t rows = part.endRow - part.firstRow;
     if (!readEntries(part)) return false;
-    std::uint32_t first = 0, present = 0, outOfOrder = 0;
+    const auto firstEntry = std::find_if(m_entries.begin(), m_entries.end(), isPresent);
+    const std::uint32_t first = firstEntry == m_entries.end() ? 0 : *firstEntry;
+    // Without branches: which cells are empty cannot be foreseen.
+    std::uint32_t present = 0, outOfOrder = 0;
     for (const std::uint32_t entry : m_entries) {
-        if (entry == 0) continue;
-        if (present == 0) first = entry;
-        outOfOrder |= entry ^ (first + present++);
+        outOfOrder |= isPresent(entry) ? entry ^ (first + present) : 0;
+        present += isPresent(entry) ? 1 : 0;
     }
     const std::uint64_t tile = tileOf(part.firstColumn, part.firstRow);
     const std::uint8_t* record = nullptr;
@@ -80,25 +120,7 @@ bool CL3CellReader::State::takePart(const Part& part, CellArraysWriter& out,
         record = isSound ? readRecords(tile, first, present) : nullptr;
         if (!record) return false;
     }
-    const std::uint32_t* entry = m_entries.data();
-    for (std::uint32_t column = part.firstColumn; column < part.endColumn; ++column) {
-        out.seek(column, part.firstRow);
-        for (const std::uint32_t* const end = entry + rows; entry != end; ++entry) {
-            CL3Record point;
-            if (*entry != 0 && decode(record, point)) {
-                out.put(point);
-                ++points;
-            } else {
-                out.putEmpty();
-            }
-            if (*entry != 0) record += m_recordSize;
-        }
-        if (column + 1 == part.endColumn) break;
-        for (const std::uint32_t* const end = entry + (m_header.tileSize - rows); entry != end;
-             ++entry) {
-            if (*entry != 0) record += m_recordSize;
-        }
-    }
+    points += putPart(part, record, out);
     return true;
 }
 

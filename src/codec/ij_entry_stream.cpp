@@ -2,10 +2,21 @@
 
 #include "base/file.h"
 
-#include <bit>
 #include <utility>
 
 namespace brisko {
+
+std::size_t EntryCursor::walk(std::size_t most, std::uint32_t* columns, std::uint32_t* rows) {
+    EntryCursor at = *this;  // the words that are written might be its own
+    std::size_t count = 0;
+    for (; count < most && at.advance(); ++count) {
+        const Cell cell = at.cell();
+        columns[count] = cell.column;
+        rows[count] = cell.row;
+    }
+    *this = at;
+    return count;
+}
 
 bool IJEntryStream::start(std::FILE* file, FirstProblem& problem) {
     stop();
@@ -24,9 +35,7 @@ bool IJEntryStream::start(std::FILE* file, FirstProblem& problem) {
     if (m_tilesLeft != m_header.blockCount) {
         m_pass.noteProblem(ReadProblemKind::BadIndex, ij_header::kBlockCount);
     }
-    m_shift = std::has_single_bit(m_header.tileSize)
-                  ? static_cast<unsigned>(std::countr_zero(m_header.tileSize))
-                  : 0;
+    m_at.tileSize = m_header.tileSize;
     m_batch.start(kEntrySize, sizeof(std::uint32_t));
     return true;
 }
@@ -43,19 +52,18 @@ bool IJEntryStream::limit(std::uint32_t firstColumnTile, std::uint32_t endColumn
 }
 
 void IJEntryStream::stop() {
-    m_next = m_end = m_begin = nullptr;
+    m_at = {};
     m_header = {};
     m_tilesLeft = m_tilesSeen = m_tileStart = 0;
-    m_pointsAnnounced = m_entriesSeen = m_outOfOrder = 0;
+    m_pointsAnnounced = 0;
     m_columnTile = m_rowTile = 0;
-    m_firstColumn = m_firstRow = 0;
     m_entriesLeft = 0;
 }
 
 bool IJEntryStream::nextBatch() {
     if (m_entriesLeft == 0 && !nextTile()) return false;
     const std::uint32_t tileEntries = m_header.tileSize * m_header.tileSize;
-    m_firstEntry = tileEntries - m_entriesLeft;
+    m_at.firstEntry = tileEntries - m_entriesLeft;
     uncover();
     const std::size_t entries = m_batch.fill(m_pass, m_entriesLeft);
     if (entries == 0) {
@@ -66,14 +74,16 @@ bool IJEntryStream::nextBatch() {
     // Buffers from the heap are aligned for words, and the items fill them without gaps.
     auto* const words = reinterpret_cast<std::uint32_t*>(m_batch.data());
     m_covered = std::exchange(words[entries], 1);
-    m_begin = m_next = words;
-    m_end = words + entries;
+    m_at.begin = m_at.next = words;
+    m_at.end = words + entries;
+    m_at.lineEnd = words;
     return true;
 }
 
 /// A larger batch that the file cannot fill shows again what stood after this one.
 void IJEntryStream::uncover() {
-    if (m_end) reinterpret_cast<std::uint32_t*>(m_batch.data())[m_end - m_begin] = m_covered;
+    if (m_at.end)
+        reinterpret_cast<std::uint32_t*>(m_batch.data())[m_at.end - m_at.begin] = m_covered;
 }
 
 bool IJEntryStream::nextTile() {
@@ -84,8 +94,8 @@ bool IJEntryStream::nextTile() {
     }
     --m_tilesLeft;
     ++m_tilesSeen;
-    m_firstColumn = m_columnTile * m_header.tileSize;
-    m_firstRow = m_rowTile * m_header.tileSize;
+    m_at.firstColumn = m_columnTile * m_header.tileSize;
+    m_at.firstRow = m_rowTile * m_header.tileSize;
     m_tileStart = m_pass.position();
     std::uint8_t bytes[ij_tile::kHeaderSize] = {};
     m_pass.read(bytes, sizeof bytes);
@@ -93,7 +103,7 @@ bool IJEntryStream::nextTile() {
     const IJTile tile = decodeIJTile(bytes);
     if (tile.columnTile != m_columnTile || tile.rowTile != m_rowTile) noteMismatch();
     m_pointsAnnounced = tile.pointCount;
-    m_entriesSeen = m_outOfOrder = 0;
+    m_at.entriesSeen = m_at.outOfOrder = 0;
     if (++m_rowTile == m_header.rowTiles()) {
         m_rowTile = 0;
         ++m_columnTile;
@@ -104,8 +114,8 @@ bool IJEntryStream::nextTile() {
 
 /// The entries of a tile number its points 1, 2, 3 ... and are as many as it announces.
 void IJEntryStream::checkTile() {
-    if (m_outOfOrder != 0 || m_entriesSeen != m_pointsAnnounced) noteMismatch();
-    m_pointsAnnounced = m_entriesSeen = m_outOfOrder = 0;
+    if (m_at.outOfOrder != 0 || m_at.entriesSeen != m_pointsAnnounced) noteMismatch();
+    m_pointsAnnounced = m_at.entriesSeen = m_at.outOfOrder = 0;
 }
 
 void IJEntryStream::checkEnd() {

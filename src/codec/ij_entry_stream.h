@@ -3,6 +3,7 @@
 #include "codec/stale_batch.h"
 #include "layouts/ij_index.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -12,6 +13,54 @@ namespace brisko {
 struct Cell {
     std::uint32_t column = 0;
     std::uint32_t row = 0;
+};
+
+/// A place among the entries of a batch. Loops that take many walk a copy, which stays in registers.
+struct EntryCursor {
+    const std::uint32_t* next = nullptr;
+    const std::uint32_t* end = nullptr;
+    const std::uint32_t* begin = nullptr;    // of the batch
+    const std::uint32_t* lineEnd = nullptr;  // of the last entry's column, as far as the batch goes
+    std::uint32_t column = 0;                // of the last entry
+    std::uint32_t rowBefore = 0;    // of the entry before the batch, were it in that column
+    std::uint32_t firstEntry = 0;   // of the batch, in its tile
+    std::uint32_t firstColumn = 0;  // of the tile
+    std::uint32_t firstRow = 0;
+    std::uint32_t tileSize = 0;
+    std::uint32_t entriesSeen = 0;  // in the tile
+    std::uint32_t outOfOrder = 0;   // not 0: an entry was not the next number
+
+    /// Moves to the next cell that holds a point. Returns false when there is none, and then stands
+    /// at the end of the batch.
+    bool advance() {
+        if (next == end) return false;
+        // The word after the batch is not 0, so that the loop needs no other end.
+        while (*next == 0)
+            ++next;
+        if (next >= lineEnd) [[unlikely]] {
+            if (next == end) return false;
+            enterLine();
+        }
+        outOfOrder |= *next ^ ++entriesSeen;
+        ++next;
+        return true;
+    }
+    /// The cell moved to.
+    Cell cell() const { return {column, rowBefore + static_cast<std::uint32_t>(next - begin)}; }
+
+    /// Moves on by so many such cells and writes them down. Returns how many the batch had.
+    std::size_t walk(std::size_t most, std::uint32_t* columns, std::uint32_t* rows);
+
+private:
+    /// So that an entry costs no division.
+    void enterLine() {
+        const auto place = static_cast<std::uint32_t>(next - begin);
+        const std::uint32_t entry = firstEntry + place;
+        const std::uint32_t columnInTile = entry / tileSize, row = entry - columnInTile * tileSize;
+        column = firstColumn + columnInTile;
+        rowBefore = firstRow + row - place - 1;
+        lineEnd = next + std::min<std::ptrdiff_t>(tileSize - row, end - next);
+    }
 };
 
 /// The present entries of a grid index one after another: tiles column by column of tiles, inside a
@@ -39,30 +88,19 @@ public:
         }
         return true;
     }
-    /// Moves to the next such cell of the batch. Returns false when there is none, and then stands
-    /// at the end of the batch.
-    bool advanceInBatch() {
-        if (m_next == m_end) return false;
-        // The word after the batch is not 0, so that the loop needs no other end.
-        while (*m_next == 0)
-            ++m_next;
-        if (m_next == m_end) return false;
-        m_outOfOrder |= *m_next ^ ++m_entriesSeen;
-        ++m_next;
-        return true;
-    }
+    /// Moves to the next such cell of the batch. Returns false when there is none.
+    bool advanceInBatch() { return m_at.advance(); }
     /// The number that the entry moved to gives its point, and the tile that it stands in, from 0.
-    std::uint32_t entry() const { return m_next[-1]; }
+    std::uint32_t entry() const { return m_at.next[-1]; }
     std::uint64_t tile() const { return m_tilesSeen - 1; }
     /// Notes that the entries are not those of the scan's points.
     void noteMismatch() { m_pass.noteProblem(ReadProblemKind::BadIndex, m_tileStart); }
-
     /// The cell moved to.
-    Cell cell() const {
-        const auto entry = m_firstEntry + static_cast<std::uint32_t>(m_next - m_begin) - 1;
-        const std::uint32_t column = m_shift != 0 ? entry >> m_shift : entry / m_header.tileSize;
-        return {m_firstColumn + column, m_firstRow + entry - column * m_header.tileSize};
-    }
+    Cell cell() const { return m_at.cell(); }
+
+    /// For loops that take many: start at cursor(), and give take() how far they came.
+    const EntryCursor& cursor() const { return m_at; }
+    void take(const EntryCursor& upTo) { m_at = upTo; }
 
 private:
     bool nextBatch();
@@ -71,21 +109,13 @@ private:
     void checkEnd();
     void uncover();
 
-    const std::uint32_t* m_next = nullptr;
-    const std::uint32_t* m_end = nullptr;
-    const std::uint32_t* m_begin = nullptr;  // of the batch
-    std::uint32_t m_covered = 0;             // what stood after the batch
-    std::uint32_t m_firstEntry = 0;          // of the batch, in its tile
-    std::uint32_t m_firstColumn = 0;         // of the tile
-    std::uint32_t m_firstRow = 0;
-    unsigned m_shift = 0;  // log2 of the tile size; 0 where that is no power of two above 1
+    EntryCursor m_at;
+    std::uint32_t m_covered = 0;  // what stood after the batch
     IJHeader m_header;
     std::uint64_t m_tilesLeft = 0;
     std::uint64_t m_tilesSeen = 0;
     std::uint64_t m_tileStart = 0;        // offset of the tile in the file
     std::uint32_t m_pointsAnnounced = 0;  // by the tile
-    std::uint32_t m_entriesSeen = 0;      // in the tile
-    std::uint32_t m_outOfOrder = 0;       // not 0: an entry was not the next number
     std::uint32_t m_columnTile = 0;
     std::uint32_t m_rowTile = 0;
     std::uint32_t m_entriesLeft = 0;  // of the tile, after the batch

@@ -1,10 +1,13 @@
+#include "codec/batch_source.h"
 #include "decorators/wrapped_codec.h"
 
 #include <brisko_codec/codec.h>
 #include <brisko_codec/skip_codec.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <new>
+#include <span>
 
 /// Which points a skip codec lets through. Coordinates are metres, as the wrapped reader delivers
 /// them. Every comparison is false for a NaN.
@@ -36,9 +39,11 @@ struct InvalidPointValidator {
 
 /// A reader that passes over the points of another reader which its validator rejects. Codec is
 /// BriskoCodec or BriskoGridCodec, the interface that the wrapper shows.
-template <class Codec, class Validator>
+template <class Codec, class Judge>
 class ActualSkipCodec : public WrappedCodec<Codec> {
 public:
+    using Validator = Judge;
+
     /// Takes the codec over; a null one gives a wrapper that never opens.
     ActualSkipCodec(BriskoCodec* codec, const Validator& validator) noexcept
         : WrappedCodec<Codec>(codec), m_validator(validator) {}
@@ -71,6 +76,7 @@ public:
     }
 
 protected:
+    bool canRead() const { return this->codec() != nullptr; }
     /// Points are judged in the chosen frame, in whichever they are delivered.
     bool accepts(double x, double y, double z) const {
         this->toChosenFrame(x, y, z);
@@ -120,6 +126,9 @@ public:
         return found && cell.store(column, row);
     }
 
+protected:
+    bool canRead() const { return this->grid() != nullptr; }
+
 private:
     /// Column and row stay as they were when no point is left, so rejected ones must not show.
     struct Cell {
@@ -133,6 +142,114 @@ private:
     };
 };
 
+/// Some points of a wrapped reader, before it is known which of them are let through. They lie in the
+/// processor's first cache.
+class JudgedPoints {
+public:
+    static constexpr std::size_t kMost = 256;
+
+    // Room alone, which is not written before points come.
+    JudgedPoints() {}  // NOLINT(cppcoreguidelines-pro-type-member-init)
+
+    /// Takes the place of a caller's arrays; positions are always wanted.
+    PointArrays inPlaceOf(const PointArrays& arrays) {
+        return {m_positions, arrays.intensities ? m_intensities : nullptr,
+                arrays.colours ? m_colours : nullptr, arrays.columns ? m_columns : nullptr,
+                arrays.rows ? m_rows : nullptr};
+    }
+
+    /// Notes which of the first points are let through. Returns how many.
+    template <class Accepts>
+    std::size_t choose(std::size_t count, const Accepts& accepts) {
+        std::size_t chosen = 0;
+        for (std::size_t i = 0; i < count; ++i) {
+            const double* const p = m_positions + 3 * i;
+            m_places[chosen] = static_cast<std::uint16_t>(i);
+            chosen += accepts(p[0], p[1], p[2]) ? 1 : 0;
+        }
+        m_count = count;
+        m_chosen = chosen;
+        return chosen;
+    }
+
+    /// Copies those to a place in the caller's arrays.
+    void copyTo(const PointArrays& arrays, std::size_t first) const {
+        copy<3>(m_positions, arrays.positions, first);
+        copy<1>(m_intensities, arrays.intensities, first);
+        copy<3>(m_colours, arrays.colours, first);
+        copy<1>(m_columns, arrays.columns, first);
+        copy<1>(m_rows, arrays.rows, first);
+    }
+
+private:
+    template <std::size_t width, class T>
+    void copy(const T* from, T* to, std::size_t first) const {
+        if (!to) return;
+        to += width * first;
+        if (m_chosen == m_count) {
+            std::copy_n(from, width * m_count, to);
+            return;
+        }
+        for (const std::size_t place : std::span(m_places, m_chosen))
+            to = std::copy_n(from + width * place, width, to);
+    }
+
+    double m_positions[3 * kMost];
+    float m_intensities[kMost];
+    std::uint8_t m_colours[3 * kMost];
+    std::uint32_t m_columns[kMost];
+    std::uint32_t m_rows[kMost];
+    std::uint16_t m_places[kMost];  // of those that are let through
+    std::size_t m_chosen = 0;
+    std::size_t m_count = 0;
+};
+
+/// A skip codec around a reader that fills arrays itself, which does so too.
+template <class SkipCodec>
+class BatchedSkipCodec final : public SkipCodec, public BatchSource {
+public:
+    BatchedSkipCodec(BriskoCodec* codec, BatchSource& source,
+                     const typename SkipCodec::Validator& validator) noexcept
+        : SkipCodec(codec, validator), m_source(source) {}
+
+    bool startPass() override { return this->canRead() && m_source.startPass(); }
+
+    /// Never asks for more points than there is room for: what the wrapped reader gives is delivered, so
+    /// that calls for single points go on from there.
+    std::size_t readBatch(const PointArrays& arrays, std::size_t capacity) override {
+        if (!this->canRead()) return 0;
+        const auto accepts = [this](double x, double y, double z) {
+            return this->accepts(x, y, z);
+        };
+        const PointArrays judged = m_judged.inPlaceOf(arrays);
+        std::size_t count = 0;
+        while (count < capacity) {
+            const std::size_t wanted = std::min(capacity - count, JudgedPoints::kMost);
+            const std::size_t got = m_source.readBatch(judged, wanted);
+            const std::size_t chosen = m_judged.choose(got, accepts);
+            m_judged.copyTo(arrays, count);
+            count += chosen;
+            if (got < wanted) break;
+        }
+        return count;
+    }
+
+private:
+    BatchSource& m_source;  // the wrapped reader
+    JudgedPoints m_judged;
+};
+
+/// A skip codec around any codec.
+///   limits  what its validator is made of
+template <class SkipCodec, class... Limits>
+SkipCodec* makeSkipCodec(BriskoCodec* codec, Limits... limits) {
+    const typename SkipCodec::Validator validator{limits...};
+    if (auto* const source = dynamic_cast<BatchSource*>(codec)) {
+        return new (std::nothrow) BatchedSkipCodec<SkipCodec>(codec, *source, validator);
+    }
+    return new (std::nothrow) SkipCodec(codec, validator);
+}
+
 }  // namespace brisko
 
 using brisko::ActualSkipCodec;
@@ -140,28 +257,26 @@ using brisko::ActualSkipGridCodec;
 using brisko::BbPointValidator;
 using brisko::DistanceValidator;
 using brisko::InvalidPointValidator;
+using brisko::makeSkipCodec;
 
 SkipCodecCreator& SkipCodecCreator::operator=(const SkipCodecCreator&) = default;
 SkipCodecCreator& SkipCodecCreator::operator=(SkipCodecCreator&&) noexcept = default;
 
 BriskoCodec* SkipCodecCreator::CreateCodec(BriskoCodec* codec, double maximumDistance) {
-    using Wrapper = ActualSkipCodec<BriskoCodec, DistanceValidator>;
-    return new (std::nothrow) Wrapper(codec, {maximumDistance});
+    return makeSkipCodec<ActualSkipCodec<BriskoCodec, DistanceValidator>>(codec, maximumDistance);
 }
 
 BriskoGridCodec* SkipCodecCreator::CreateGridCodec(BriskoGridCodec* codec, double maximumDistance) {
-    using Wrapper = ActualSkipGridCodec<DistanceValidator>;
-    return new (std::nothrow) Wrapper(codec, {maximumDistance});
+    return makeSkipCodec<ActualSkipGridCodec<DistanceValidator>>(codec, maximumDistance);
 }
 
 BriskoGridCodec* SkipCodecCreator::CreateValidGridCodec(BriskoGridCodec* codec) {
-    using Wrapper = ActualSkipGridCodec<InvalidPointValidator>;
-    return new (std::nothrow) Wrapper(codec, {});
+    return makeSkipCodec<ActualSkipGridCodec<InvalidPointValidator>>(codec);
 }
 
 BriskoGridCodec* SkipCodecCreator::CreateBbValidatorGridCodec(BriskoGridCodec* codec, double minX,
                                                               double minY, double minZ, double maxX,
                                                               double maxY, double maxZ) {
-    using Wrapper = ActualSkipGridCodec<BbPointValidator>;
-    return new (std::nothrow) Wrapper(codec, {minX, minY, minZ, maxX, maxY, maxZ});
+    return makeSkipCodec<ActualSkipGridCodec<BbPointValidator>>(codec, minX, minY, minZ, maxX, maxY,
+                                                                maxZ);
 }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <random>
 
 namespace brisko {
 namespace {
@@ -141,6 +142,57 @@ TEST(CL3Reader, EndsHoweverMuchAFileClaims) {
         const auto codec = openScan<CL3Codec>(folder / "scan.cl3");
         EXPECT_LE(readAllBatched(*codec, 1000).size(), c.mostPoints) << c.what;
         EXPECT_EQ(readAllBatched(*codec, 1000).size() > 0, c.mostPoints > 0) << c.what;
+    }
+}
+
+/// A grid of 310 x 310 cells in tiles of 300, which have more entries than a batch and end inside a line.
+/// Every third cell is empty, and some records hold no point.
+struct LargeTiles {
+    LargeTiles() {
+        ByteWriter scan, index;
+        scan.bytes(cl3Header(4));
+        index.bytes(ijHeader(310, 310, 300));
+        for (std::uint32_t tile = 0; tile < 4; ++tile) {
+            std::vector<std::uint32_t> entries(300 * 300, 0);
+            std::vector<TestPoint> block;
+            for (std::uint32_t entry = 0; entry < entries.size(); ++entry) {
+                if (random() % 3 == 0) continue;
+                const bool isMeasured = random() % 500 != 0;
+                block.push_back(isMeasured ? point(1 + entry % 1000) : TestPoint{});
+                block.back().column = tile / 2 * 300 + entry / 300;
+                block.back().row = tile % 2 * 300 + entry % 300;
+                entries[entry] = static_cast<std::uint32_t>(block.size());
+                if (isMeasured) expected.push_back(block.back());
+            }
+            scan.bytes(cl3Block(block));
+            index.bytes(ijTile(tile / 2, tile % 2, entries));
+        }
+        writeFile(path(), scan);
+        writeFile(folder / "scan.ij", index);
+    }
+    std::string path() const { return folder / "scan.cl3"; }
+
+    std::mt19937 random{5};
+    TempFolder folder;
+    std::vector<TestPoint> expected;
+};
+
+TEST(CL3Reader, BatchesOfAnyLengthGiveThePointsOfThePass) {
+    const LargeTiles scan;
+    const auto codec = openScan<CL3GridCodec>(scan.path());
+    ASSERT_EQ(readAll(*codec), scan.expected);
+    for (const std::size_t capacity : {1U, 255U, 256U, 257U, 100'000U})
+        EXPECT_EQ(readAllBatched(*codec, capacity), scan.expected) << capacity;
+    // Where the files end early, in the scan first and then in the index.
+    std::filesystem::resize_file(scan.path(), 115 + 31 * 150'000);
+    for (const std::uintmax_t indexBytes : {4U * 300'000, 4U * 100'001}) {
+        std::filesystem::resize_file(scan.folder / "scan.ij", indexBytes);
+        const auto cut = readAll(*codec);
+        const ReadProblem problem = getReadProblem(*codec);
+        EXPECT_LT(cut.size(), scan.expected.size());
+        EXPECT_TRUE(readAllBatched(*codec, 1000) == cut) << indexBytes;
+        EXPECT_EQ(getReadProblem(*codec).kind, problem.kind);
+        EXPECT_EQ(getReadProblem(*codec).offset, problem.offset);
     }
 }
 

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <functional>
 #include <limits>
+#include <tuple>
 
 namespace brisko {
 namespace {
@@ -139,6 +140,24 @@ TEST(Alignment, TakesPointsThroughTheMatrixOfTheCompanion) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(readWith(c.scan, c.alg), c.expected) << c.what;
+}
+
+TEST(Alignment, OfUnusualCoordinatesIsThatOfTheWholeComputation) {
+    constexpr double kInfinity = std::numeric_limits<double>::infinity(), kHuge = 1.5e308;
+    const TempFolder folder;
+    const auto readWith = [&](const char* alg, double x, double y, double z) {
+        writePlainScan(folder / "scan.cl3", {{.x = x, .y = y, .z = z, .intensity = 1}});
+        writeFile(folder / "scan.alg", std::string(alg));
+        return readScan<CL3Codec>(folder / "scan.cl3").at(0);
+    };
+    for (const char* const alg : {"CL3_ALG_0.1\n1 0 0 0\n0 1 0 0\n0 0 1 0\n0 0 0 1\n",
+                                  "CL3_ALG_0.1\n1 0 0 0\n0 1 0 0\n0 0 1 2\n0 0 0 1\n"}) {
+        const TestPoint infinite = readWith(alg, 1, kInfinity, 4);
+        EXPECT_TRUE(std::isnan(infinite.x + infinite.y) && std::isnan(infinite.z));
+        const TestPoint huge = readWith(alg, kHuge, kHuge, 4);
+        EXPECT_EQ(std::tuple(huge.x, huge.y), std::tuple(kHuge, kHuge)) << "whose sum is too large";
+        EXPECT_FALSE(std::signbit(readWith(alg, -0.0, 2, 4).x));
+    }
 }
 
 TEST(Alignment, TellsItsSourceAndCanBeLeftAside) {

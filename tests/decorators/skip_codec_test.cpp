@@ -1,6 +1,4 @@
-#include <brisko_codec/alignment.h>
-#include <brisko_codec/color_codec.h>
-#include <brisko_codec/skip_codec.h>
+#include <brisko_codec/brisko_codec.h>
 
 #include "decorators/made_codec.h"
 #include "decorators/wrapped_codec.h"
@@ -11,6 +9,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <random>
 #include <tuple>
 
 namespace brisko {
@@ -83,6 +82,102 @@ TEST(SkipCodec, LetsThroughWhatItsValidatorAccepts) {
     EXPECT_EQ(destroyed, 5);
 }
 
+/// A scan of 60 x 50 cells, 1 to 9 m from the scanner in stretches and in no order. The scanner of the CL3 file
+/// is 100 m from the origin.
+void writeNearAndFar(const TempFolder& folder) {
+    CLRFileHeader header;
+    header.SetAzimuthResolution(60);
+    header.SetZenithResolution(50);
+    CL3IJWriterGridCodec indexed;
+    CLRWriterGridCodec raw;
+    indexed.Open((folder / "scan.cl3").c_str(), &header);
+    raw.Open((folder / "raw.clr").c_str(), &header);
+    double matrix[16] = {1, 0, 0, 100, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    indexed.SetMatrixTransform(matrix);
+    std::mt19937 random(9);
+    for (unsigned column = 0; column < 60; ++column) {
+        for (unsigned row = 0; row < 50; ++row) {
+            const auto anywhere = static_cast<double>(1 + random() % 9);
+            const double x = column < 20 ? 1 : column < 40 ? 9 : anywhere;
+            const auto blue = static_cast<std::uint8_t>(row);
+            indexed.WritePoint(x, column * 0.001, row * 0.001, 5, 1, 2, blue, 255, column, row);
+            raw.WritePoint(x, column * 0.001, row * 0.001, 5, 1, 2, blue, 255, column, row);
+        }
+    }
+    indexed.Close();
+    raw.Close();
+}
+
+/// What calls for single points and for some give in turn: positions and rows.
+std::vector<std::array<double, 4>> readInTurn(BriskoCodec& codec) {
+    PointBatchReader batches(codec);
+    double positions[3 * 300];
+    std::uint32_t rows[300];
+    std::vector<std::array<double, 4>> points;
+    TestPoint single;
+    bool found = readFirst(codec, single);
+    for (std::size_t wanted = 1; found; wanted = (wanted + 37) % 300) {
+        points.push_back({single.x, single.y, single.z, static_cast<double>(single.row)});
+        const std::size_t count = batches.readNext({.positions = positions, .rows = rows}, wanted);
+        for (std::size_t i = 0; i < count; ++i) {
+            const double* const p = positions + 3 * i;
+            points.push_back({p[0], p[1], p[2], static_cast<double>(rows[i])});
+        }
+        found = readNext(codec, single);
+        EXPECT_TRUE(count == wanted || !found) << "fewer only at the end";
+    }
+    return points;
+}
+
+TEST(SkipCodec, BatchesGiveThePointsOfSingleCalls) {
+    const TempFolder folder;
+    writeNearAndFar(folder);
+    const struct {
+        const char* what;
+        const char* name;
+        BriskoCodec* wrapper;
+        std::size_t fewest, most;
+    } cases[] = {
+        {"some", "scan.cl3", Creator::CreateGridCodec(CL3GridCodec::Create(), 105), 1001, 1900},
+        {"none", "scan.cl3", Creator::CreateGridCodec(CL3GridCodec::Create(), 100), 0, 0},
+        {"all", "scan.cl3", Creator::CreateValidGridCodec(CL3GridCodec::Create()), 2900, 3000},
+        {"no grid", "scan.cl3", Creator::CreateCodec(CL3Codec::Create(), 105), 1001, 1900},
+        {"a grid that is not shown", "scan.cl3", Creator::CreateCodec(CL3GridCodec::Create(), 105),
+         1001, 1900},
+        {"some of some", "scan.cl3",
+         Creator::CreateBbValidatorGridCodec(Creator::CreateGridCodec(CL3GridCodec::Create(), 105),
+                                             100, -1, -1, 103, 1, 1),
+         1001, 1600},
+        {"raw", "raw.clr", Creator::CreateGridCodec(CLRGridCodec::Create(), 5.5), 1001, 1900},
+    };
+    // Then with scans that end early.
+    for (const std::uintmax_t cut : {0U, 1000U}) {
+        for (const char* const name : {"scan.cl3", "raw.clr"})
+            std::filesystem::resize_file(folder / name,
+                                         std::filesystem::file_size(folder / name) - cut);
+        for (const auto& c : cases) {
+            SCOPED_TRACE(c.what);
+            ASSERT_TRUE(c.wrapper->Open((folder / c.name).c_str()));
+            for (const Frame frame : {Frame::Aligned, Frame::Scanner}) {
+                setFrame(*c.wrapper, frame);
+                const std::vector<TestPoint> single = readAll(*c.wrapper);
+                if (frame == Frame::Aligned) {
+                    EXPECT_GE(single.size(), c.fewest);
+                    EXPECT_LE(single.size(), c.most);
+                }
+                for (const std::size_t capacity : {1U, 100U, 257U, 5000U})
+                    EXPECT_EQ(readAllBatched(*c.wrapper, capacity), single) << capacity;
+                std::vector<std::array<double, 4>> places;
+                for (const TestPoint& p : single)
+                    places.push_back({p.x, p.y, p.z, static_cast<double>(p.row)});
+                EXPECT_EQ(readInTurn(*c.wrapper), places);
+            }
+        }
+    }
+    for (const auto& c : cases)
+        BriskoCodec::Destroy(c.wrapper);
+}
+
 TEST(SkipCodec, SpeaksOfAllPointsOtherwise) {
     auto* const wrapper = Creator::CreateGridCodec(listOf({{9, 0, 0}, {8, 0, 0}}), 1);
     const OwnedCodec owner(wrapper);
@@ -111,6 +206,11 @@ TEST(SkipCodec, AWrappedNullOrUnopenedCodecIsHarmless) {
     const OwnedCodec unopened(Creator::CreateValidGridCodec(open));
     TestPoint point;
     EXPECT_FALSE(readFirst(*unopened, point) || readNext(*unopened, point));
+    const TempFolder folder;
+    writeNearAndFar(folder);
+    const OwnedCodec native(
+        Creator::CreateValidGridCodec(openScan<CL3GridCodec>(folder / "scan.cl3").release()));
+    EXPECT_TRUE(readAll(*native).empty() && readAllBatched(*native, 10).empty());
     for (BriskoCodec* const wrapper :
          {static_cast<BriskoCodec*>(Creator::CreateGridCodec(nullptr, 1)),
           Creator::CreateCodec(nullptr, 1), ColorCodecCreator::CreateCodec(nullptr, false),

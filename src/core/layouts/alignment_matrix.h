@@ -71,32 +71,38 @@ public:
     /// they give the same bits as the whole computation.
     void apply(double& x, double& y, double& z) const {
         if (m_kind == Kind::None) return;
-        const Matrix& m = m_rows;
-        if (m_kind == Kind::Identity) {
-            // w is 1, or NaN when a coordinate is not finite; adding 0 turns -0 into 0.
-            const double w = 0.0 * x + 0.0 * y + 0.0 * z + 1.0;
-            x = (x + 0.0) * w;
-            y = (y + 0.0) * w;
-            z = (z + 0.0) * w;
+        // Unless the matrix is projective, w of a finite point is 1.
+        const bool isUnitW = m_kind != Kind::Projective && areFinite(x, y, z);
+        if (m_kind == Kind::Identity && isUnitW) {
+            // Adding 0 turns -0 into 0.
+            x += 0.0;
+            y += 0.0;
+            z += 0.0;
             return;
         }
-        const double w = m[12] * x + m[13] * y + m[14] * z + m[15];
+        const Matrix& m = m_rows;
         const double ax = m[0] * x + m[1] * y + m[2] * z + m[3];
         const double ay = m[4] * x + m[5] * y + m[6] * z + m[7];
         const double az = m[8] * x + m[9] * y + m[10] * z + m[11];
-        if (m_kind == Kind::Affine) {
-            // w is 1 or NaN: multiplying is as good as dividing, and several times as fast.
-            x = ax * w;
-            y = ay * w;
-            z = az * w;
-        } else {
-            x = ax / w;
-            y = ay / w;
-            z = az / w;
+        if (isUnitW) [[likely]] {
+            x = ax;
+            y = ay;
+            z = az;
+            return;
         }
+        const double w = m[12] * x + m[13] * y + m[14] * z + m[15];
+        x = ax / w;
+        y = ay / w;
+        z = az / w;
     }
 
 private:
+    /// False also where the sum of huge coordinates is not finite, which takes the longer way.
+    static bool areFinite(double x, double y, double z) {
+        const double sum = x + y + z;
+        return sum - sum == 0;
+    }
+
     enum class Kind { None, Identity, Affine, Projective };
     static Kind kindOf(const Matrix& rows) {
         // Compared by their bits: an identity with a -0 in it gives other signs of zero.

@@ -2,11 +2,11 @@
 
 #include <brisko_codec/cell_reader.h>
 
+#include "base/bytes.h"
 #include "layouts/records.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
 namespace brisko {
 
@@ -26,20 +26,14 @@ public:
         m_present = at(m_arrays.present, c, r);
     }
     /// Writes a cell and goes to the next row.
-    void put(const CL3Record& record) {
-        const double position[] = {record.x, record.y, record.z};
-        const std::uint8_t colour[] = {record.red, record.green, record.blue};
-        write(position, record.intensity, colour, 1);
-    }
+    void put(const CL3Record& record) { write(record, 1); }
     void put(const CellPoint& point) {
         put(CL3Record{point.x, point.y, point.z, point.intensity, point.red, point.green,
                       point.blue});
     }
     void putEmpty() {
         const auto& [coordinate, intensity, one] = m_arrays.empty;
-        const double position[] = {coordinate, coordinate, coordinate};
-        const std::uint8_t colour[] = {one, one, one};
-        write(position, intensity, colour, 0);
+        write({coordinate, coordinate, coordinate, intensity, one, one, one}, 0);
     }
     /// The cells of a column from a row on.
     void putEmptyFrom(std::uint32_t column, std::uint64_t row) {
@@ -60,18 +54,22 @@ private:
         return static_cast<std::uint8_t*>(array.start) + column * array.columnStride +
                row * array.rowStride;
     }
-    void write(const double (&position)[3], float intensity, const std::uint8_t (&colour)[3],
-               std::uint8_t present) {
+    /// Value by value: an array that is put together and copied would be read back before it is stored.
+    void write(const CL3Record& record, std::uint8_t present) {
         if (m_position) {
-            std::memcpy(m_position, position, sizeof position);
+            storeF64(m_position, record.x);
+            storeF64(m_position + sizeof record.x, record.y);
+            storeF64(m_position + 2 * sizeof record.x, record.z);
             m_position += m_arrays.positions.rowStride;
         }
         if (m_intensity) {
-            std::memcpy(m_intensity, &intensity, sizeof intensity);
+            storeF32(m_intensity, record.intensity);
             m_intensity += m_arrays.intensities.rowStride;
         }
         if (m_colour) {
-            std::memcpy(m_colour, colour, sizeof colour);
+            m_colour[0] = record.red;
+            m_colour[1] = record.green;
+            m_colour[2] = record.blue;
             m_colour += m_arrays.colours.rowStride;
         }
         if (m_present) {
