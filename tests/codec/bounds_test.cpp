@@ -120,6 +120,15 @@ CL3Files tiledScan(std::uint32_t tileSize) {
     return {scan, index};
 }
 
+Bytes oneBlock() {
+    std::vector<TestPoint> points;
+    for (std::uint32_t column = 0; column < kColumns; ++column) {
+        for (std::uint32_t row = 0; row < kRows; ++row)
+            points.push_back(pointAt(column, row));
+    }
+    return ByteWriter().bytes(cl3Header(1)).bytes(cl3Block(points));
+}
+
 /// Each byte of a part turned into another one.
 Bytes spoilt(Bytes bytes, std::size_t at, std::size_t size) {
     for (std::size_t i = at; i < at + size; ++i)
@@ -145,6 +154,7 @@ TEST(Bounds, OfPointCloudsAreTheSameOnAnyNumberOfThreads) {
         {"sound, small tiles", small.scan, small.index, None},
         {"an empty block header at the end", resized(good.scan, 5), good.index, None},
         {"no index", good.scan, {}, None},
+        {"no index, one block", oneBlock(), {}, None},
         {"no index, cut", resized(good.scan, -1), {}, CutShort},
         {"another header at the end", spoilt(resized(good.scan, 5), good.scan.size(), 1),
          good.index, LeftOver},
