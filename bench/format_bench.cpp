@@ -1,9 +1,10 @@
-// Formats of other programs, read and written through the scan library.
+// Formats of other programs, read and written through the scan library; checking.
 
 #include "job.h"
 #include "synthetic/check_values.h"
 #include "synthetic/point_feed.h"
 
+#include <brisko_scan/check.h>
 #include <brisko_scan/convert.h>
 #include <brisko_scan/scan_reader.h>
 #include <brisko_scan/scan_writer.h>
@@ -71,6 +72,18 @@ void readIndexed(benchmark::State& state) {
     report(state, memory, static_cast<double>(sum.points), sum.value());
 }
 
+void checkIndexed(benchmark::State& state) {
+    const JobMemory memory;
+    std::uint64_t points = 0, findings = 0;
+    for (auto _ : state) {
+        const scan::ScanCheck check = scan::checkScan(inputPath("grid.cl3"), 1);
+        points = check.points;
+        findings = check.findings.count();
+    }
+    if (findings > 0) state.SkipWithError("the scan is damaged");
+    report(state, memory, static_cast<double>(points), static_cast<double>(points));
+}
+
 scan::ScanInfo gridInfo() {
     scan::ScanInfo info;
     info.columns = gridColumns();
@@ -120,6 +133,7 @@ void write(benchmark::State& state, const std::string& extension) {
 
 void addJobs() {
     addJob("scan-batch", readIndexed);
+    addJob("check", checkIndexed);
     for (const char* format : {"e57", "las", "pcd"}) {
         addJob((std::string(format) + "-in").c_str(), read, "." + std::string(format));
         addJob((std::string(format) + "-out").c_str(), write, "." + std::string(format));

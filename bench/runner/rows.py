@@ -151,6 +151,9 @@ ROWS = (
     _on_two_threads("ptx-export", "PTX export", "ptx_bench", "export"),
     *(_on_two_threads(f"{name}-in", f"{name.upper()} read, batches", "format_bench")
       for name in ("e57", "las", "pcd")),
+    _on_two_threads("point-count", "`GetPointCount`", "read_bench", "get-point-count", target=1.7),
+    _on_two_threads("bounds", "`GetBounds`", "read_bench", "get-bounds", target=1.7),
+    _on_two_threads("check", "Check of an indexed CL3", "format_bench", target=1.7),
     Row("py-grid-two", "Python: the whole grid on two threads, against one",
         Job("python_bench", "py-grid-two"), (Job("python_bench", "py-grid"),), target=1.7,
         figure="throughput", same_check=False),

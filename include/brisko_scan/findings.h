@@ -33,8 +33,12 @@ BRISKO_SCAN_EXPORT std::string findingText(const Finding& finding);
 class BRISKO_SCAN_EXPORT Findings {
 public:
     explicit Findings(std::size_t most) : m_most(most) {}
+    /// How many of a kind are kept.
+    std::size_t most() const { return m_most; }
 
     void add(Finding finding);
+    /// Adds those of a later part of the scan, of which as many of a kind were kept.
+    void add(const Findings& later);
     /// Whether another one of the kind would be kept, or is only counted.
     bool isKept(const std::string& kind) const;
     /// Forgets all of a kind.

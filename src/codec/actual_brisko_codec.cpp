@@ -3,6 +3,8 @@
 #include "base/companion_path.h"
 #include "codec/alignment.h"
 
+#include <brisko_codec/threads.h>
+
 #include <algorithm>
 
 namespace brisko {
@@ -120,18 +122,15 @@ bool ActualBriskoCodec::ReadNextPoint(double& x, double& y, double& z, float& in
     return ReadNextGridPoint(x, y, z, intensity, red, green, blue, alpha, column, row);
 }
 
-void ActualBriskoCodec::Bounds::add(const double (&point)[3]) {
-    for (int axis = 0; axis < 3; ++axis) {
-        const double v = point[axis];
-        // The first point sets both ends. Later a number replaces a NaN, a NaN never a number.
-        if (count == 0 || v < min[axis] || min[axis] != min[axis]) min[axis] = v;
-        if (count == 0 || v > max[axis] || max[axis] != max[axis]) max[axis] = v;
-    }
-    ++count;
+PointBounds ActualBriskoCodec::findBounds() {
+    const std::size_t threads = jobThreads();
+    std::optional<PointBounds> bounds;
+    if (threads > 1 && !m_range) bounds = orFailure([&] { return findBoundsApart(threads); });
+    return bounds ? *bounds : findBoundsInOrder();
 }
 
-ActualBriskoCodec::Bounds ActualBriskoCodec::findBounds() {
-    Bounds bounds;
+PointBounds ActualBriskoCodec::findBoundsInOrder() {
+    PointBounds bounds;
     double p[3];
     float intensity;
     std::uint8_t red, green, blue, alpha;
@@ -145,7 +144,7 @@ ActualBriskoCodec::Bounds ActualBriskoCodec::findBounds() {
 
 void ActualBriskoCodec::GetBounds(double& minX, double& minY, double& minZ, double& maxX,
                                   double& maxY, double& maxZ, std::int64_t& count) {
-    Bounds& bounds = m_frame == Frame::Scanner ? m_measuredBounds : m_alignedBounds;
+    PointBounds& bounds = m_frame == Frame::Scanner ? m_measuredBounds : m_alignedBounds;
     if (bounds.count == 0) {
         m_applied = chosen();
         bounds = findBounds();

@@ -7,8 +7,8 @@
 #include "base/read_errors.h"
 #include "codec/alignment.h"
 #include "codec/first_problem.h"
+#include "codec/point_bounds.h"
 
-#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -71,6 +71,11 @@ protected:
     /// What points go through in the frame that was chosen.
     const AlignmentMatrix& applied() const { return m_applied; }
 
+    /// The bounds of the whole scan by a pass of several threads, each with pieces of its own. The pass is
+    /// then at its end. Nothing where that is not worth while, or anything about the scan is unusual: what
+    /// becomes of it is decided by a pass from front to back.
+    virtual std::optional<PointBounds> findBoundsApart(std::size_t threads) = 0;
+
     /// Runs what reads on; false, null or 0 when memory runs out. What could not be read is noted as a
     /// problem of the pass.
     template <class Work>
@@ -94,18 +99,8 @@ protected:
 private:
     bool openAlignment(const char* path);
 
-    struct Bounds {
-        // The empty values are part of the interface: the smallest positive normal number stands
-        // where one would expect the lowest.
-        double min[3] = {std::numeric_limits<double>::max(), std::numeric_limits<double>::max(),
-                         std::numeric_limits<double>::max()};
-        double max[3] = {std::numeric_limits<double>::min(), std::numeric_limits<double>::min(),
-                         std::numeric_limits<double>::min()};
-        std::int64_t count = 0;
-
-        void add(const double (&point)[3]);
-    };
-    Bounds findBounds();
+    PointBounds findBounds();
+    PointBounds findBoundsInOrder();
 
     FilePtr m_stream;
     std::string m_path;
@@ -116,7 +111,7 @@ private:
     Frame m_frame = Frame::Aligned;
     bool m_asMeasured = false;
     AlignmentMatrix m_applied;
-    Bounds m_alignedBounds, m_measuredBounds;  // by the frame that they were asked for in
+    PointBounds m_alignedBounds, m_measuredBounds;  // by the frame that they were asked for in
 };
 
 }  // namespace brisko

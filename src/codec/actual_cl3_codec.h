@@ -41,8 +41,12 @@ public:
     bool startPass() override { return ActualBriskoCodec::startPass(); }
     std::size_t readBatch(const PointArrays& arrays, std::size_t capacity) override;
 
+protected:
+    std::optional<PointBounds> findBoundsApart(std::size_t threads) override;
+
 private:
     bool openIndex(const char* path);
+    void endPass();
     bool startRange(std::uint32_t blocks);
     void compareWithEntry();
     void endOutOfStep();

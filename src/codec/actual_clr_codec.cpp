@@ -76,11 +76,15 @@ bool ActualCLRCodec::Rewind() {
     const bool areFound = m_pieces && !m_pieces->blocks.empty();
     m_cells = openCLRCells(sources, lines, m_problem, areFound ? m_pieces.get() : nullptr);
     if (!m_cells) return false;
-    m_columns = static_cast<std::int32_t>(header.GetAzimuthResolution());
-    m_rows = static_cast<std::int32_t>(header.GetZenithResolution());
+    takeGrid(header);
     m_lineLength = static_cast<std::uint32_t>(gridOf(header).rows);
     m_turnsOddLines = CLRPointFormat{header.GetPointFormat()} != CLRPointFormat::OneWay;
     return true;
+}
+
+void ActualCLRCodec::takeGrid(const CLRFileHeader& header) {
+    m_columns = static_cast<std::int32_t>(header.GetAzimuthResolution());
+    m_rows = static_cast<std::int32_t>(header.GetZenithResolution());
 }
 
 /// Moves to the next stretch: the rest of the run, as far as it lies in one line.

@@ -43,6 +43,9 @@ public:
     bool startPass() override { return ActualBriskoCodec::startPass(); }
     std::size_t readBatch(const PointArrays& arrays, std::size_t capacity) override;
 
+protected:
+    std::optional<PointBounds> findBoundsApart(std::size_t threads) override;
+
 private:
     struct Point {
         double x = 0, y = 0, z = 0;
@@ -52,6 +55,7 @@ private:
 
     bool openLaterFiles();
     std::vector<CLRSource> findSources();
+    void takeGrid(const CLRFileHeader& header);
     void stopPass();
     bool takeFromStretch(Point& point);
     bool nextStretch();

@@ -30,6 +30,8 @@ public:
         return true;
     }
     const std::uint8_t* record() const { return m_record; }
+    /// Of the file, where the pass is not limited.
+    std::uint32_t blockCount() const { return m_blockCount; }
     /// The block of the record, from 0, and its number in the block, from 1.
     std::uint32_t block() const { return m_blockCount - m_blocksLeft - 1; }
     std::uint32_t numberInBlock() const {

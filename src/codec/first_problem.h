@@ -27,6 +27,7 @@ public:
         m_file = file;
         m_offset = offset;
     }
+    bool isNone() const { return m_kind == ReadProblemKind::None; }
     ///   scanPath  as it was opened
     ///   later     the later files of a series
     ReadProblem describe(const std::string& scanPath, const std::vector<std::string>& later) const;

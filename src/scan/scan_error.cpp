@@ -60,6 +60,16 @@ void Findings::add(Finding finding) {
     if (kept) m_kept.push_back(std::move(finding));
 }
 
+void Findings::add(const Findings& later) {
+    std::map<std::string, std::uint64_t> onlyCounted = later.m_counts;
+    for (const Finding& finding : later.m_kept) {
+        add(finding);
+        --onlyCounted[finding.kind];
+    }
+    for (const auto& [kind, count] : onlyCounted)
+        if (count > 0) m_counts[kind] += count;
+}
+
 bool Findings::isKept(const std::string& kind) const {
     const auto found = m_counts.find(kind);
     return found == m_counts.end() || found->second < m_most;

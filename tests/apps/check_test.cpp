@@ -1,4 +1,9 @@
 #include "apps/damaged_scan.h"
+#include "support/conversion_fixture.h"
+
+#include <brisko_codec/threads.h>
+#include <brisko_scan/check.h>
+#include <brisko_scan/scan_error.h>
 
 #include <gtest/gtest.h>
 
@@ -205,6 +210,87 @@ TEST(Check, EndsSoonAsInfoAndRepairDoWhateverAHeaderClaims) {
     EXPECT_EQ(run({"check", folder / "a.ptx"}).code, 3);
     EXPECT_EQ(run({"check", folder / "none.cl3"}).code, 3);
     EXPECT_EQ(folder.names().size(), std::size(cases));
+}
+
+/// All that a check says, and every step of its progress.
+std::string checkedOn(unsigned threads, const std::string& path) {
+    const JobThreadLimit limit(threads);
+    std::string said;
+    const ScanCheck check = checkScan(path, 2, [&](const ProgressUpdate& update) {
+        said += std::to_string(update.done) + " of " + std::to_string(update.total) + "\n";
+        return true;
+    });
+    for (const std::uint64_t count : {check.blocks, check.records, check.points})
+        said += std::to_string(count) + "\n";
+    for (const Finding& finding : check.findings.kept())
+        said += finding.kind + ": " + findingText(finding) + "\n";
+    for (const auto& [kind, count] : check.findings.unlisted())
+        said += std::to_string(count) + " more of " + kind + "\n";
+    for (const std::string& note : check.notes)
+        said += note + "\n";
+    return said;
+}
+
+TEST(Check, SaysTheSameOnAnyNumberOfThreads) {
+    const TempFolder folder;
+    writeFile(folder / "made.ptx", madeScan(400, 400, {170, -0.5, 40, -0.25}, true));
+    convert(folder / "made.ptx", folder / "a.cl3");
+    const Bytes cloud = readFile(folder / "a.cl3"), index = readFile(folder / "a.ij");
+    std::filesystem::remove(folder / "a.ij");
+    const auto raw = [](std::uint32_t format, std::uint32_t blocks) {
+        return rawScan({.format = format, .blocks = blocks, .columns = 700, .rows = 390});
+    };
+    const auto torn = [](Bytes bytes) {
+        for (const std::size_t eighth : {1U, 4U, 7U})
+            std::fill_n(bytes.begin() + std::ssize(bytes) * eighth / 8, 40, std::uint8_t{0xff});
+        return bytes;
+    };
+    const auto cut = [](const Bytes& bytes) { return cutTo(bytes, bytes.size() * 3 / 5); };
+    const Bytes fewerBlocks = patched(cloud, 110, {2});
+    const Bytes otherAngles =
+        patched(patched(cloud, 90, ByteWriter().f32(150)), 98, ByteWriter().f32(180));
+    const Bytes plain = raw(1, 2), packed = raw(2, 2);
+    const struct {
+        const char* name;
+        Bytes scan, index;
+        std::size_t least;  // findings
+    } cases[] = {
+        {"a.cl3", cloud, index, 0},
+        {"a.cl3", cloud, torn(index), 2},
+        {"a.cl3", torn(cloud), index, 2},
+        {"a.cl3", cut(cloud), cut(index), 2},
+        {"a.cl3", cloud, cut(index), 1},
+        {"a.cl3", fewerBlocks, torn(index), 4},
+        {"a.cl3", otherAngles, index, 0},
+        {"b.cl3", torn(cloud), {}, 2},
+        {"b.cl3", cut(cloud), {}, 1},
+        {"a.clr", plain, {}, 0},
+        {"a.clr", torn(plain), {}, 0},
+        {"a.clr", cut(plain), {}, 1},
+        {"a.clr", packed, {}, 0},
+        {"a.clr", torn(packed), {}, 1},
+        {"a.clr", cut(packed), {}, 1},
+        {"a.clr", cutTo(plain, plain.size() / 2), {}, 1},
+        {"a.clr", patched(packed, 124, {1}), {}, 1},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        const std::string path = folder / c.name;
+        writeFile(path, c.scan);
+        if (!c.index.empty()) writeFile(folder / "a.ij", c.index);
+        const std::string one = checkedOn(1, path);
+        EXPECT_GE(checkScan(path, 2).findings.kept().size(), c.least) << one;
+        for (const unsigned threads : {2U, 3U, 7U})
+            EXPECT_EQ(checkedOn(threads, path), one) << threads << " threads";
+    }
+    writeFile(folder / "a.clr", plain);
+    for (const unsigned threads : {1U, 2U, 7U}) {
+        const JobThreadLimit limit(threads);
+        int left = 20;
+        EXPECT_THROW(checkScan(folder / "a.clr", 2, [&](const auto&) { return --left > 0; }),
+                     ScanError);
+        EXPECT_EQ(left, 0);
+    }
 }
 
 TEST(Check, TextScansAreReadLineByLineBeyondWhatIsDamaged) {

@@ -64,7 +64,10 @@ const std::uint8_t* ByteStream::peek(std::size_t size) {
         m_offset >= m_bufferStart && m_offset - m_bufferStart + size <= m_bufferSize;
     if (!inside) {
         m_bufferStart = m_offset;
-        m_bufferSize = static_cast<std::size_t>(std::min<std::uint64_t>(kMost, left()));
+        const std::uint64_t ahead = m_readEnd > m_offset ? m_readEnd - m_offset : 0;
+        const std::uint64_t wanted =
+            std::max<std::uint64_t>(std::min<std::uint64_t>(ahead, m_atOnce), size);
+        m_bufferSize = static_cast<std::size_t>(std::min(wanted, left()));
         m_buffer.resize(m_bufferSize + kSlack);
         m_file.readAt(m_offset, m_buffer.data(), m_bufferSize);
     }

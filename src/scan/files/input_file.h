@@ -41,12 +41,16 @@ private:
 /// a source of findPiece (layouts/compressed_lines.h).
 class ByteStream {
 public:
-    explicit ByteStream(const std::string& path) : m_file(path) {}
+    ///   atOnce  bytes of a read, where no more of them are asked for at once
+    explicit ByteStream(const std::string& path, std::size_t atOnce = kMost)
+        : m_file(path), m_atOnce(atOnce) {}
 
     std::uint64_t offset() const { return m_offset; }
     std::uint64_t size() const { return m_file.size(); }
     std::uint64_t left() const { return m_offset < size() ? size() - m_offset : 0; }
     void seek(std::uint64_t offset) { m_offset = offset; }
+    /// From here on no more is read at once than up to an offset, or than is asked for.
+    void readUpTo(std::uint64_t end) { m_readEnd = end; }
 
     /// Bytes from the place on, without moving on; null when the file ends before the last of them.
     /// They stay until the next call. At most kMost of them.
@@ -77,6 +81,8 @@ private:
     std::uint64_t m_bufferStart = 0;     // in the file
     std::size_t m_bufferSize = 0;        // without the slack
     std::uint64_t m_offset = 0;
+    std::size_t m_atOnce;
+    std::uint64_t m_readEnd = ~std::uint64_t{0};
 };
 
 }  // namespace brisko::scan

@@ -106,9 +106,8 @@ void PointCheck::note(const char* kind, const CellPoint& point, std::uint64_t bl
     m_check.findings.add({kind, m_check.path, block, offset, std::move(text)});
 }
 
-void PointCheck::add(const CellPoint& point, std::uint64_t block, std::uint64_t number,
-                     std::uint64_t offset) {
-    ++m_check.points;
+void PointCheck::look(const CellPoint& point, std::uint64_t block, std::uint64_t number,
+                      std::uint64_t offset) {
     if (!isFinite(point)) {
         note(kCoordinate, point, block, number, offset, "is not finite in all its numbers");
     } else if (m_range && !m_range->contains(point.x, point.y, point.z)) {

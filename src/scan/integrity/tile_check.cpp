@@ -1,7 +1,5 @@
 #include "scan/integrity/tile_check.h"
 
-#include "scan/formats/native/native_layout.h"
-
 #include <brisko_scan/text.h>
 
 #include <algorithm>
@@ -10,7 +8,11 @@
 namespace brisko::scan {
 
 TileCheck::TileCheck(ScanCheck& check, const std::string& path)
-    : m_check(check), m_path(path), m_stream(path), m_walks(checkHeader()) {
+    : m_check(check),
+      m_path(path),
+      m_stream(path),
+      m_hasSoundHeader(checkHeader()),
+      m_walks(m_hasSoundHeader) {
 }
 
 void TileCheck::add(const char* kind, std::optional<std::uint64_t> tile, std::uint64_t offset,
@@ -51,7 +53,19 @@ bool TileCheck::checkHeader() {
 
 void TileCheck::startAt(std::uint64_t tile) {
     m_next = tile;
-    m_stream.seek(ij_header::kSize + tile * ij::tileBytes(m_tileSize));
+    m_stream.seek(beginOf(tile));
+}
+
+std::uint64_t TileCheck::beginOf(std::uint64_t tile) const {
+    return ij_header::kSize + tile * ij::tileBytes(m_tileSize);
+}
+
+void TileCheck::continueAt(std::uint64_t tile) {
+    if (!m_hasSoundHeader) return;
+    const std::uint64_t tilesThere =
+        std::min((m_stream.size() - ij_header::kSize) / ij::tileBytes(m_tileSize), m_tiles);
+    m_walks = std::min(tile, m_tiles) <= tilesThere;
+    startAt(std::min(tile, tilesThere));
 }
 
 bool TileCheck::next() {
