@@ -241,7 +241,7 @@ TEST(Check, SaysTheSameOnAnyNumberOfThreads) {
         return rawScan({.format = format, .blocks = blocks, .columns = 700, .rows = 390});
     };
     const auto torn = [](Bytes bytes) {
-        for (const std::size_t eighth : {1U, 4U, 7U})
+        for (const int eighth : {1, 4, 7})
             std::fill_n(bytes.begin() + std::ssize(bytes) * eighth / 8, 40, std::uint8_t{0xff});
         return bytes;
     };
