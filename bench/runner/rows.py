@@ -49,12 +49,22 @@ def _cpu(name, title, job, reference, must=None, target=None, stretch=None, **mo
     return Row(name, title, job, references, must, target, stretch, **more)
 
 
+def _on(threads, program, job):
+    """A job on some threads; it does not wait for the disk, whose share no thread can take."""
+    return Job(program, job, (("BRISKO_BENCH_THREADS", threads), ("LD_PRELOAD", "libno_sync.so")))
+
+
 def _on_two_threads(name, title, program, job=None, needs=None, target=1.8):
     """A row that compares a job on two threads with the same on one, by the clock."""
-    def on(threads):
-        return Job(program, job or name, (("BRISKO_BENCH_THREADS", threads),))
-    return Row(f"{name}-two", f"{title}, two threads against one", on("2"), (on("1"),),
-               target=target, figure="throughput", same_check=False, needs=needs)
+    return Row(f"{name}-two", f"{title}, two threads against one", _on("2", program, job or name),
+               (_on("1", program, job or name),), target=target, figure="throughput",
+               same_check=False, needs=needs)
+
+
+def _against_loop(name, title, program, job, mode, **more):
+    """The same against a loop by hand on two threads, by the clock."""
+    return Row(f"{name}-loop", f"{title}, two threads", _on("2", program, job),
+               (Reference(mode, ("--threads", "2")),), target=1.2, figure="wall", **more)
 
 
 ROWS = (
@@ -154,6 +164,12 @@ ROWS = (
     _on_two_threads("point-count", "`GetPointCount`", "read_bench", "get-point-count", target=1.7),
     _on_two_threads("bounds", "`GetBounds`", "read_bench", "get-bounds", target=1.7),
     _on_two_threads("check", "Check of an indexed CL3", "format_bench", target=1.7),
+    _against_loop("conv-clr1", "CLR to indexed CL3, one block", "convert_bench", "conv-clr1",
+                  "par-clr1"),
+    _against_loop("conv-clrc", "CLR to indexed CL3, compressed", "convert_bench", "conv-clrc",
+                  "par-clrc"),
+    _against_loop("bounds", "`GetBounds`, against sums of all points", "read_bench", "get-bounds",
+                  "par-grid", same_check=False, per_point=True),
     Row("py-grid-two", "Python: the whole grid on two threads, against one",
         Job("python_bench", "py-grid-two"), (Job("python_bench", "py-grid"),), target=1.7,
         figure="throughput", same_check=False),
