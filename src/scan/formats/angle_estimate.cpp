@@ -16,6 +16,7 @@ std::size_t binCount(std::uint32_t cells) {
 
 std::size_t binOf(std::uint32_t place, std::uint32_t cells, std::size_t bins) {
     if (place >= cells) return bins - 1;  // padding of the last tile
+    if (bins == cells) return place;      // nearly always, and a division is slow
     return static_cast<std::size_t>(std::uint64_t{place} * bins / cells);
 }
 
@@ -84,9 +85,11 @@ AngleEstimate::AngleEstimate(std::uint32_t columns, std::uint32_t rows)
 void AngleEstimate::add(std::span<const CellPoint> points, std::size_t every) {
     for (std::size_t i = 0; i < points.size(); i += every) {
         const CellPoint& point = points[i];
-        const double range = std::sqrt(point.x * point.x + point.y * point.y + point.z * point.z);
+        const double flat = point.x * point.x + point.y * point.y;
+        const double range = std::sqrt(flat + point.z * point.z);
         if (!(range > 0) || !std::isfinite(range)) continue;
-        // Unit vectors: points near the zenith, whose azimuth means little, count little.
+        // Sums of unit vectors, without an angle for each point. Points near the zenith, whose azimuth means
+        // little, count little.
         Bin& column = m_columnBins[binOf(point.column, m_columns, m_columnBins.size())];
         column.count += 1;
         column.place += point.column;
@@ -95,7 +98,8 @@ void AngleEstimate::add(std::span<const CellPoint> points, std::size_t every) {
         Bin& row = m_rowBins[binOf(point.row, m_rows, m_rowBins.size())];
         row.count += 1;
         row.place += point.row;
-        row.a += std::acos(std::clamp(point.z / range, -1.0, 1.0)) * kDegrees;
+        row.a += point.z / range;
+        row.b += std::sqrt(flat) / range;
     }
 }
 
@@ -120,7 +124,8 @@ AngleStep AngleEstimate::azimuth() const {
 AngleStep AngleEstimate::zenith() const {
     std::vector<Sample> samples;
     for (const Bin& bin : m_rowBins) {
-        if (bin.count > 0) samples.push_back({bin.place / bin.count, bin.a / bin.count, bin.count});
+        if (bin.count == 0) continue;
+        samples.push_back({bin.place / bin.count, std::atan2(bin.b, bin.a) * kDegrees, bin.count});
     }
     if (samples.empty()) return {};
     if (samples.size() > 1) return fitLine(samples);

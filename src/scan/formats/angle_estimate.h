@@ -34,8 +34,8 @@ private:
     struct Bin {
         double count = 0;
         double place = 0;  // sum of the column or row numbers
-        double a = 0;      // azimuth: sum of the horizontal directions; zenith: sum of the angles
-        double b = 0;
+        // Sums of the points' directions. Azimuth: along x and y; zenith: along z and away from it.
+        double a = 0, b = 0;
     };
 
     std::uint32_t m_columns;
