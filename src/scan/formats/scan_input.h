@@ -38,6 +38,8 @@ public:
     }
     /// Starts again with the first point.
     virtual void rewind() = 0;
+    /// Points are not taken steadily, but many at a time with pauses between: more of them may wait, some 20 MB.
+    virtual void expectPauses() {}
 
     /// How far the reading has come, for a Progress: steps done, of so many, called so.
     virtual std::uint64_t stepsDone() const = 0;

@@ -18,6 +18,7 @@ public:
 
     void read(std::vector<CellPoint>& points) override { m_inner->read(points); }
     void rewind() override { m_inner->rewind(); }
+    void expectPauses() override { m_inner->expectPauses(); }
     std::uint64_t stepsDone() const override { return m_inner->stepsDone(); }
     std::uint64_t steps() const override { return m_inner->steps(); }
     const char* stepUnit() const override { return m_inner->stepUnit(); }

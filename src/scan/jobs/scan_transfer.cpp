@@ -235,6 +235,7 @@ TransferCount ScanTransfer::run(ScanOutput& output) {
     ColumnOrder order(info().bandColumns, info().path, m_options.output, write);
     const bool ordered = needsOrder(m_choice, info(), m_window);
     const bool estimated = estimatesAngles();
+    if (ordered) m_input->expectPauses();  // a band is written when all of it is there
 
     TaskProgress progress(m_options.progress, m_task, m_input->steps(), m_input->stepUnit());
     std::vector<CellPoint> points;

@@ -225,7 +225,9 @@ const NativeInput::Batch* NativeInput::nextBatch(bool asPoints) {
         const auto work = [this, asPoints](Batch& batch) {
             if (!asPoints) requireFinite(batch.arrays(), batch.count);
         };
-        m_ahead = std::make_unique<PiecesAhead<Batch>>(m_threads, fetch, work);
+        constexpr std::size_t kWaiting = 64;
+        const PieceCounts counts{.pieces = m_hasPauses && m_threads > 1 ? kWaiting : 0};
+        m_ahead = std::make_unique<PiecesAhead<Batch>>(m_threads, fetch, work, counts);
     }
     m_batch = m_ahead->next();
     m_taken = 0;

@@ -23,6 +23,7 @@ public:
     bool readsIntoArrays() const override { return true; }
     std::size_t readInto(const PointArrays& arrays, std::size_t capacity) override;
     void rewind() override;
+    void expectPauses() override { m_hasPauses = true; }
     std::uint64_t stepsDone() const override { return m_done; }
     std::uint64_t steps() const override { return m_steps; }
     const char* stepUnit() const override;
@@ -74,6 +75,7 @@ private:
     std::uint64_t m_steps = 0;
     std::uint64_t m_done = 0;
     std::size_t m_threads = 1;
+    bool m_hasPauses = false;
     std::uint64_t m_read = 0;                     // steps, in batches that may still wait
     Batch m_own;                                  // on the way to points or to a caller's arrays
     Batch* m_batch = nullptr;                     // that was read ahead
