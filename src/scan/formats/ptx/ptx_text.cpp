@@ -90,7 +90,7 @@ void PtxText::putPoint(const CellPoint& point) {
     *out++ = ' ';
     out = putCoordinate(out, point.z);
     *out++ = ' ';
-    out = putIntensity(out, point.intensity);
+    out = m_intensities.put(out, point.intensity);
     if (m_withColour) {
         for (const std::uint8_t colour : {point.red, point.green, point.blue}) {
             *out++ = ' ';

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "scan/files/named_output.h"
+#include "scan/formats/ptx/intensity_texts.h"
 #include "scan/formats/ptx/ptx_reader.h"
 
 #include <brisko_codec/cell_reader.h>
@@ -41,6 +42,7 @@ private:
     void putPoint(const CellPoint& point);
 
     bool m_withColour = false;
+    IntensityTexts m_intensities;
     std::vector<char> m_text;
     std::size_t m_size = 0;  // of the text
     std::vector<Gap> m_gaps;
