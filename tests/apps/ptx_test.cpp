@@ -235,6 +235,7 @@ std::string shortestShare(float intensity) {
 TEST(PtxNumbers, IntensitiesHaveTheFewestDigitsThatGiveThemAgain) {
     std::mt19937 random(1);
     std::uniform_real_distribution<float> uniform(0, 2200);
+    IntensityTexts known;  // most of the whole numbers come again
     for (int i = 0; i < 100000; ++i) {
         const float intensity = i % 3 == 0   ? uniform(random)
                                 : i % 3 == 1 ? std::floor(uniform(random))
@@ -242,6 +243,8 @@ TEST(PtxNumbers, IntensitiesHaveTheFewestDigitsThatGiveThemAgain) {
         const std::string text = intensityText(intensity);
         ASSERT_EQ(text, shortestShare(intensity));
         ASSERT_EQ(toFullScale(std::stod(text)), intensity);
+        char again[IntensityTexts::kLongest];
+        ASSERT_EQ(std::string(again, known.put(again, intensity)), text);
     }
     // 0.000244140625 lies halfway between two texts of eight digits; both give the intensity again.
     EXPECT_EQ(intensityText(2200.0f / 4096), "0.00024414062");
