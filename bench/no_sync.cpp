@@ -10,8 +10,7 @@ __attribute__((visibility("default"))) int fdatasync(int /*file*/) {
     return 0;
 }
 __attribute__((visibility("default"))) int sync_file_range(int /*file*/, off64_t /*offset*/,
-                                                           off64_t /*length*/,
-                                                           unsigned /*flags*/) {
+                                                           off64_t /*length*/, unsigned /*flags*/) {
     return 0;
 }
 }
