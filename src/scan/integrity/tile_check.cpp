@@ -61,9 +61,10 @@ std::uint64_t TileCheck::beginOf(std::uint64_t tile) const {
 }
 
 void TileCheck::continueAt(std::uint64_t tile) {
-    if (!m_hasSoundHeader) return;
+    const std::uint64_t bytes = tileBytes();
+    if (!m_hasSoundHeader || bytes == 0) return;
     const std::uint64_t tilesThere =
-        std::min((m_stream.size() - ij_header::kSize) / ij::tileBytes(m_tileSize), m_tiles);
+        std::min((m_stream.size() - ij_header::kSize) / bytes, m_tiles);
     m_walks = std::min(tile, m_tiles) <= tilesThere;
     startAt(std::min(tile, tilesThere));
 }
