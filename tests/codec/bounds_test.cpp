@@ -94,32 +94,6 @@ TestPoint pointAt(std::uint32_t column, std::uint32_t row) {
             .intensity = 7};
 }
 
-struct CL3Files {
-    Bytes scan, index;
-};
-
-CL3Files tiledScan(std::uint32_t tileSize) {
-    const std::uint32_t across = (kColumns + tileSize - 1) / tileSize;
-    const std::uint32_t down = (kRows + tileSize - 1) / tileSize;
-    ByteWriter scan, index;
-    scan.bytes(cl3Header(across * down));
-    index.bytes(ijHeader(kColumns, kRows, tileSize));
-    for (std::uint32_t tile = 0; tile < across * down; ++tile) {
-        std::vector<std::uint32_t> entries(std::size_t{tileSize} * tileSize);
-        std::vector<TestPoint> points;
-        for (std::uint32_t i = 0; i < entries.size(); ++i) {
-            const std::uint32_t column = tile / down * tileSize + i / tileSize;
-            const std::uint32_t row = tile % down * tileSize + i % tileSize;
-            if (column >= kColumns || row >= kRows) continue;
-            points.push_back(pointAt(column, row));
-            entries[i] = static_cast<std::uint32_t>(points.size());
-        }
-        scan.bytes(cl3Block(points));
-        index.bytes(ijTile(tile / down, tile % down, entries));
-    }
-    return {scan, index};
-}
-
 Bytes oneBlock() {
     std::vector<TestPoint> points;
     for (std::uint32_t column = 0; column < kColumns; ++column) {
@@ -143,7 +117,8 @@ Bytes resized(Bytes bytes, std::ptrdiff_t by) {
 
 TEST(Bounds, OfPointCloudsAreTheSameOnAnyNumberOfThreads) {
     using enum ReadProblemKind;
-    const CL3Files good = tiledScan(256), small = tiledScan(64);
+    const TiledScan good = tiledScan(kColumns, kRows, 256, pointAt),
+                    small = tiledScan(kColumns, kRows, 64, pointAt);
     const std::size_t blocks = 115, tiles = 48, tile = 12 + 4 * 65536;
     const struct {
         const char* what;

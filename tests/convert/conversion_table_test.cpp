@@ -205,27 +205,13 @@ TEST(ClrConversion, RefusesClaimsThatTheFileCannotBack) {
 /// An indexed scan with tiles of any size, written by hand: its file order follows its own tiles.
 void writeTiles(const TempFolder& folder, std::uint32_t columns, std::uint32_t rows,
                 std::uint32_t tileSize) {
-    const std::uint32_t across = (columns + tileSize - 1) / tileSize;
-    const std::uint32_t down = (rows + tileSize - 1) / tileSize;
-    ByteWriter scan, index;
-    scan.bytes(cl3Header(across * down));
-    index.bytes(ijHeader(columns, rows, tileSize));
-    for (std::uint32_t tile = 0; tile < across * down; ++tile) {
-        std::vector<std::uint32_t> entries(std::size_t{tileSize} * tileSize);
-        std::vector<TestPoint> points;
-        for (std::uint32_t i = 0; i < entries.size(); ++i) {
-            const std::uint32_t column = tile / down * tileSize + i / tileSize;
-            const std::uint32_t row = tile % down * tileSize + i % tileSize;
-            if (column >= columns || row >= rows || (column * 7 + row) % 5 == 0) continue;
-            points.push_back(
-                {.x = column + 0.1, .y = row + 0.2, .z = -0.0, .intensity = 7, .red = 9});
-            entries[i] = static_cast<std::uint32_t>(points.size());
-        }
-        scan.bytes(cl3Block(points));
-        index.bytes(ijTile(tile / down, tile % down, entries));
-    }
-    writeFile(folder / "scan.cl3", scan);
-    writeFile(folder / "scan.ij", index);
+    const auto pointAt = [](std::uint32_t column, std::uint32_t row) -> std::optional<TestPoint> {
+        if ((column * 7 + row) % 5 == 0) return {};
+        return TestPoint{.x = column + 0.1, .y = row + 0.2, .z = -0.0, .intensity = 7, .red = 9};
+    };
+    const TiledScan tiles = tiledScan(columns, rows, tileSize, pointAt);
+    writeFile(folder / "scan.cl3", tiles.scan);
+    writeFile(folder / "scan.ij", tiles.index);
 }
 
 TEST(Cl3Conversion, IndexesAnewWhateverTheTileSize) {

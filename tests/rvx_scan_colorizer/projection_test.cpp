@@ -77,7 +77,7 @@ void expectPinhole(const Camera& camera, const Eye& eye, const Pinhole& pinhole)
                 EXPECT_EQ(pixelOf(camera, eye.at(ahead, toRight * ahead, above * ahead)), expected);
                 EXPECT_EQ(pixelOf(camera, eye.at(-ahead, toRight * ahead, above * ahead)),
                           std::pair(-1, -1))
-                    << "behind the camera";
+                    << "the other way";
                 shown += inside;
             }
         }

@@ -58,6 +58,32 @@ Bytes ijTile(std::uint32_t columnTile, std::uint32_t rowTile,
     return out;
 }
 
+TiledScan tiledScan(
+    std::uint32_t columns, std::uint32_t rows, std::uint32_t tileSize,
+    const std::function<std::optional<TestPoint>(std::uint32_t, std::uint32_t)>& pointAt) {
+    const std::uint32_t across = (columns + tileSize - 1) / tileSize;
+    const std::uint32_t down = (rows + tileSize - 1) / tileSize;
+    ByteWriter scan, index;
+    scan.bytes(cl3Header(across * down));
+    index.bytes(ijHeader(columns, rows, tileSize));
+    for (std::uint32_t tile = 0; tile < across * down; ++tile) {
+        std::vector<std::uint32_t> entries(std::size_t{tileSize} * tileSize);
+        std::vector<TestPoint> points;
+        for (std::uint32_t i = 0; i < entries.size(); ++i) {
+            const std::uint32_t column = tile / down * tileSize + i / tileSize;
+            const std::uint32_t row = tile % down * tileSize + i % tileSize;
+            if (column >= columns || row >= rows) continue;
+            const auto point = pointAt(column, row);
+            if (!point) continue;
+            points.push_back(*point);
+            entries[i] = static_cast<std::uint32_t>(points.size());
+        }
+        scan.bytes(cl3Block(points));
+        index.bytes(ijTile(tile / down, tile % down, entries));
+    }
+    return {scan, index};
+}
+
 Bytes clrHeader(std::int32_t columns, std::int32_t rows, std::uint32_t pointFormat,
                 std::uint32_t blockCount) {
     return ByteWriter()

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <cstring>
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -57,6 +59,15 @@ inline Bytes cl3Block(const std::vector<TestPoint>& points) {
 Bytes ijHeader(std::uint32_t columns, std::uint32_t rows, std::uint32_t tileSize);
 Bytes ijTile(std::uint32_t columnTile, std::uint32_t rowTile,
              const std::vector<std::uint32_t>& entries);
+
+/// The files of an indexed scan, whose order follows its tiles.
+struct TiledScan {
+    Bytes scan, index;
+};
+///   pointAt  of a column and a row; nothing: the cell has no record
+TiledScan tiledScan(
+    std::uint32_t columns, std::uint32_t rows, std::uint32_t tileSize,
+    const std::function<std::optional<TestPoint>(std::uint32_t, std::uint32_t)>& pointAt);
 
 struct ClrRecord {
     std::int32_t x = 0, y = 0, z = 0, fourth = 0, intensity = 0;
